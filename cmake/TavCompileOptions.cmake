@@ -1,0 +1,48 @@
+# Compiler settings: what holds for every translation unit (googletest's too) is set for the whole
+# tree, what holds for this project's code alone stands in the interface target tav_warnings.
+
+add_library(tav_warnings INTERFACE)
+
+if(MSVC)
+  # /utf-8: the sources are UTF-8. /Gy /Gw: let the linker drop what nothing refers to.
+  add_compile_options(/utf-8 /permissive- /Zc:__cplusplus /Zc:preprocessor /Gy /Gw)
+  add_compile_definitions(_CRT_SECURE_NO_WARNINGS NOMINMAX)
+  target_compile_options(tav_warnings INTERFACE /W4)
+  if(TAV_WERROR)
+    target_compile_options(tav_warnings INTERFACE /WX)
+  endif()
+  return()
+endif()
+
+set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+
+add_compile_options(-ffunction-sections -fdata-sections)
+# No path of the building machine enters the objects: two checkouts give the same bytes.
+add_compile_options("-ffile-prefix-map=${CMAKE_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
+add_link_options(-Wl,--gc-sections)
+
+target_compile_options(tav_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # Extensions that only GCC-like compilers know would stop the code from building with MSVC.
+  target_compile_options(tav_warnings INTERFACE -Wgnu -Wno-gnu-zero-variadic-macro-arguments)
+endif()
+if(TAV_WERROR)
+  target_compile_options(tav_warnings INTERFACE -Werror)
+endif()
+
+if(TAV_SANITIZE STREQUAL "trap")
+  # MinGW has no sanitizer run-time: undefined behaviour stops the program by an illegal
+  # instruction instead of a report.
+  add_compile_options(-fsanitize=undefined -fsanitize-undefined-trap-on-error
+                      -fstack-protector-strong)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+elseif(TAV_SANITIZE)
+  add_compile_options(-fsanitize=${TAV_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+  add_link_options(-fsanitize=${TAV_SANITIZE})
+endif()

@@ -1,0 +1,43 @@
+# zlib and jansson, the library's only dependencies: static for Windows, so that the DLL carries
+# them inside; the system's packages in native builds.
+
+if(WIN32)
+  set(ZLIB_USE_STATIC_LIBS ON)
+endif()
+find_package(ZLIB REQUIRED)
+
+# Debian's native package of jansson brings no CMake configuration, vcpkg and a build from source do.
+find_package(jansson CONFIG QUIET)
+if(NOT TARGET jansson::jansson)
+  find_path(JANSSON_INCLUDE_DIR jansson.h)
+  find_library(JANSSON_LIBRARY jansson)
+  if(NOT JANSSON_INCLUDE_DIR OR NOT JANSSON_LIBRARY)
+    message(FATAL_ERROR "jansson not found; cmake/deps.sh installs what the build needs")
+  endif()
+  add_library(jansson::jansson UNKNOWN IMPORTED)
+  set_target_properties(jansson::jansson PROPERTIES
+    IMPORTED_LOCATION "${JANSSON_LIBRARY}"
+    INTERFACE_INCLUDE_DIRECTORIES "${JANSSON_INCLUDE_DIR}")
+endif()
+
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
+
+# Debian ships googletest as sources, vcpkg as a library.
+function(tav_find_googletest)
+  if(MSVC)
+    find_package(GTest CONFIG REQUIRED)
+    return()
+  endif()
+  set(TAV_GOOGLETEST_DIR /usr/src/googletest/googletest CACHE PATH "googletest's source folder")
+  if(NOT EXISTS "${TAV_GOOGLETEST_DIR}/CMakeLists.txt")
+    message(FATAL_ERROR "googletest's sources not found in ${TAV_GOOGLETEST_DIR}: install Debian's "
+                        "package googletest (cmake/deps.sh does) or set TAV_BUILD_TESTS=OFF")
+  endif()
+  add_subdirectory("${TAV_GOOGLETEST_DIR}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL)
+  foreach(library IN ITEMS gtest gtest_main)
+    if(NOT TARGET GTest::${library})
+      add_library(GTest::${library} ALIAS ${library})
+    endif()
+  endforeach()
+endfunction()

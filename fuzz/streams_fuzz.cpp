@@ -1,0 +1,152 @@
+// Feeds arbitrary bytes to the readers that see files and data from outside this process: chunks,
+// gzip, base64, lines and JSON, stacked as the library stacks them. Beside crashes and leaks it
+// checks what must hold for any input.
+//
+// Build and run from the root of the tree, natively, with clang and libFuzzer:
+//
+//   clang++-19 -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all
+//     -Isrc fuzz/streams_fuzz.cpp
+//     src/streams/{stream,memory_stream,buffered_stream,line_stream}.cpp
+//     src/streams/{chunk,gzip,base64,json}_stream.cpp -ljansson -lz -o streams_fuzz
+//   mkdir -p corpus && ./streams_fuzz -max_len=8192 -max_total_time=60 corpus fuzz/streams_corpus
+//
+// Inputs found by a run go to ./corpus; fuzz/streams_corpus holds small hand-made ones. Files given
+// instead of folders are replayed once. What crashes becomes a case under tests/streams.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "streams/base64_stream.h"
+#include "streams/buffered_stream.h"
+#include "streams/chunk_stream.h"
+#include "streams/gzip_stream.h"
+#include "streams/json_stream.h"
+#include "streams/line_stream.h"
+#include "streams/memory_stream.h"
+
+namespace {
+
+using namespace Tav;
+using Bytes = std::vector<uint8_t>;
+
+// A member of a few bytes expands to megabytes: enough is enough.
+constexpr size_t kMostExpanded = 1 << 20;
+
+void Require(bool condition, const char* what) {
+  if (!condition) {
+    std::fprintf(stderr, "violated: %s\n", what);
+    std::abort();
+  }
+}
+
+Bytes ReadSome(InputStream& stream, size_t piece) {
+  Bytes all;
+  while (all.size() < kMostExpanded) {
+    const size_t before = all.size();
+    all.resize(before + piece);
+    const size_t got = stream.Read(all.data() + before, piece);
+    Require(got <= piece, "a read delivers at most what was asked for");
+    all.resize(before + got);
+    if (got < piece) {
+      break;
+    }
+  }
+  Require(stream.HasError() == (*stream.ErrorText() != '\0'), "every failure has a text");
+  if (stream.HasError()) {
+    uint8_t byte;
+    Require(stream.Read(&byte, 1) == 0 && stream.ReadByte() == -1, "failures stick");
+  }
+  return all;
+}
+
+void ReadJson(InputStream& stream) {
+  JsonInputStream json(&stream);
+  const JsonPtr value = json.ReadValue();
+  Require(json.HasError() == !value, "a value or a failure");
+  if (!value) {
+    return;
+  }
+  MemoryOutputStream printed;
+  JsonOutputStream output(&printed, JSON_COMPACT);
+  Require(output.WriteValue(value.Get()), "what was read can be written");
+  const Bytes text = printed.Join();
+  MemoryInputStream again(text.data(), text.size());
+  JsonInputStream reread(&again);
+  const JsonPtr same = reread.ReadValue();
+  Require(same && json_equal(same.Get(), value.Get()), "what was written reads the same");
+}
+
+void Expand(const Bytes& bytes, size_t piece) {
+  MemoryInputStream memory(bytes.data(), bytes.size());
+  GZipInputStream gzip(&memory);
+  const Bytes text = ReadSome(gzip, piece);
+  Require(!(gzip.Complete() && gzip.HasError()), "complete or failed");
+  MemoryInputStream expanded(text.data(), text.size());
+  ReadJson(expanded);
+}
+
+void ReadChunks(const Bytes& bytes, size_t bufferSize) {
+  MemoryInputStream memory(bytes.data(), bytes.size());
+  BufferedInputStream buffered(&memory, bufferSize);
+  ChunkInputStream chunks(&buffered);
+  MemoryOutputStream rewritten;
+  ChunkOutputStream writer(&rewritten);
+  Bytes payload;
+  ChunkResult result;
+  while ((result = chunks.ReadChunk(payload)) == ChunkResult::Chunk) {
+    writer.Write(payload.data(), payload.size());
+    Expand(payload, 1024);
+  }
+  Require(chunks.HasError() == (result == ChunkResult::Failed), "failed and only then an error");
+  Require(payload.size() <= bytes.size(), "no more than there was");
+  const Bytes same = rewritten.Join();
+  Require(same.size() <= bytes.size() && std::equal(same.begin(), same.end(), bytes.begin()),
+          "whole chunks rewritten are the input's beginning");
+  Require(result != ChunkResult::End || same.size() == bytes.size(), "the end is the input's end");
+}
+
+void DecodeBase64(const Bytes& bytes, size_t piece) {
+  MemoryInputStream memory(bytes.data(), bytes.size());
+  Base64InputStream base64(&memory);
+  const Bytes decoded = ReadSome(base64, piece);
+  if (!base64.HasError()) {
+    Require(decoded.size() <= bytes.size() / 4 * 3, "three bytes for four characters");
+    Expand(decoded, piece);
+  }
+  MemoryOutputStream text;
+  Base64OutputStream encoder(&text);
+  encoder.Write(bytes.data(), bytes.size());
+  encoder.Flush();
+  const Bytes encoded = text.Join();
+  MemoryInputStream textInput(encoded.data(), encoded.size());
+  Base64InputStream decoder(&textInput);
+  Require(ReadSome(decoder, piece) == bytes && !decoder.HasError(), "base64 round trip");
+}
+
+void ReadLines(const Bytes& bytes) {
+  MemoryInputStream memory(bytes.data(), bytes.size());
+  LineInputStream lines(&memory);
+  size_t count = 0;
+  while (lines.NextLine()) {
+    ReadJson(lines);
+    ++count;
+  }
+  Require(count <= bytes.size() && lines.AtEnd(), "every line takes a byte");
+}
+
+}  // namespace
+
+// The first byte picks the size of the pieces, the rest is the input of every reader.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0) {
+    return 0;
+  }
+  const size_t piece = size_t{data[0]} + 1;
+  const Bytes bytes(data + 1, data + size);
+  ReadChunks(bytes, piece);
+  DecodeBase64(bytes, piece);
+  Expand(bytes, piece);
+  ReadLines(bytes);
+  return 0;
+}

@@ -1,0 +1,222 @@
+// Starting and stopping the library, and what is said to the session manager as a whole.
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include "api/arguments.h"
+#include "api/boundary.h"
+#include "api/entry_points.h"
+#include "api/global_aggregates.h"
+#include "api/library.h"
+#include "api/product_values.h"
+#include "platform/process.h"
+#include "session/session_manager.h"
+#include "util/arena.h"
+#include "util/block_pool.h"
+#include "util/logger.h"
+
+using namespace Tav;
+
+namespace {
+
+constexpr size_t kLongestProductText = 32;
+
+// By the host's language number.
+constexpr const char* kLocales[] = {"NONE",  "cs_CZ", "de_DE", "en_US", "es_ES",
+                                    "fr_FR", "hu_HU", "it_IT", "ja_JP", "ko_KR",
+                                    "pl_PL", "pt_BR", "ru_RU", "zh_CN", "zh_TW"};
+
+bool IsProductNameCharacter(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '.';
+}
+
+bool IsValidProductName(const std::string& name) {
+  if (name.empty() || name.size() > kLongestProductText) {
+    return false;
+  }
+  for (const char c : name) {
+    if (!IsProductNameCharacter(c)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+const char* LocaleName(int appLanguage) {
+  const auto number = static_cast<unsigned>(appLanguage);
+  if (number >= std::size(kLocales)) {
+    LogError("Tav: Application language %d not supported", appLanguage);
+    return nullptr;
+  }
+  return kLocales[number];
+}
+
+void AddLibraryValue(const char* key, std::string text) {
+  AddProductValue(key, EnvValue::String(std::move(text)), KeyCheck::LibraryKey);
+}
+
+void AddStandardProductValues(bool optOut, const char* fullVersion, int appLanguage) {
+  if (optOut) {
+    AddLibraryValue("std-OptOut", "true");
+    TAV_DEBUG("Tav: Standard product env. key/val created for opt-out request.");
+    return;
+  }
+  AddLibraryValue("std-OptOut", "false");
+  AddLibraryValue("std-FullVersion", ToUtf8String(fullVersion, false));
+  if (const char* const locale = LocaleName(appLanguage)) {
+    AddLibraryValue("std-AppLanguage", locale);
+  }
+}
+
+// Creates the session manager with the configuration and starts it.
+int StartSessionManager(Library& library) {
+  auto* const manager = new SessionManager(library.config.TakeForManager());
+  manager->SetTestFlag(library.testFlag);
+  library.sessionManager.store(manager, std::memory_order_release);
+  const int status = manager->Init();
+  if (status != TAV_OK) {
+    library.sessionManager.store(nullptr, std::memory_order_release);
+    manager->Release();
+  }
+  return status;
+}
+
+const char* OrEmpty(const char* text) {
+  return text == nullptr ? "" : text;
+}
+
+int Initialize(const char* productName,
+               const char* productVersion,
+               const char* fullVersion,
+               int appLanguage) {
+  Library& library = GetLibrary();
+  if (Manager() != nullptr) {
+    LogError("Tav: Oops, TavInitialize has already been called");
+    return TAV_ALREADY_INITIALIZED;
+  }
+  ConfigureLogger(reinterpret_cast<LogSink>(library.messageSink),
+                  reinterpret_cast<LogSink>(library.lineSink), library.debugLogRequested);
+  library.lineSink = nullptr;
+
+  std::string name = ToUtf8String(productName, true);
+  std::string version = ToUtf8String(productVersion, true);
+  if (!library.versionQualifier.empty()) {
+    version += " - " + library.versionQualifier;
+  }
+  if (!IsValidProductName(name) || version.size() > kLongestProductText) {
+    LogError("Tav: TavInitialize called with a bad product/version");
+    return TAV_BAD_PRODUCT;
+  }
+  if (Platform::Environment("LOCALAPPDATA").value_or("").empty()) {
+    LogError("TavInitialize: Environment variable '%s' is not defined", "LOCALAPPDATA");
+    return TAV_NO_LOCAL_APP_DATA;
+  }
+  const bool optOut = library.optOutRequested;
+  if (optOut) {
+    library.config.productValues.reset();
+  }
+  AddStandardProductValues(optOut, fullVersion, appLanguage);
+  library.config.productName = std::move(name);
+  library.config.productVersion = std::move(version);
+  library.config.optOut = optOut;
+  TAV_DEBUG(
+      "TavInitialize. Name: %s, Ver: %s, FullVer: %s, Lang: %d, Optout: %d, Pid: %d, CpuId: %d, "
+      "Tid: %ld",
+      OrEmpty(productName), OrEmpty(productVersion), OrEmpty(fullVersion), appLanguage, optOut,
+      TAV_WHERE);
+  UseArenasForJson();
+  AcquireArenaSlot();
+  return StartSessionManager(library);
+}
+
+void Terminate() {
+  Library& library = GetLibrary();
+  if (SessionManager* const manager = Manager()) {
+    TAV_DEBUG("TavTerminate. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+    manager->SuspendForTermination();
+    TavFlushAggregates();
+    manager->Stop();
+    const bool ended = manager->Ended();
+    library.sessionManager.store(nullptr, std::memory_order_release);
+    manager->Release();
+    // A session thread that outlives the wait goes on using both.
+    if (ended) {
+      ReleaseArenaSlot();
+      BlockPool::Trim();
+    }
+  } else {
+    TAV_DEBUG("TavTerminate called with no manager defined");
+  }
+  ResetLibrary();
+  CloseLogger();
+}
+
+}  // namespace
+
+int TAV_CALL TavInitialize(const char* productName,
+                           const char* productVersion,
+                           const char* fullVersion,
+                           int appLanguage) {
+  return Boundary<int>(TAV_NO_SESSION_THREAD, [&] {
+    return Initialize(productName, productVersion, fullVersion, appLanguage);
+  });
+}
+
+void TAV_CALL TavTerminate() {
+  Boundary([] { Terminate(); });
+}
+
+void TAV_CALL TavSuspend() {
+  Boundary([] {
+    if (SessionManager* const manager = Manager()) {
+      manager->Suspend();
+    } else {
+      LogError("Tav: TavSuspend called with no manager defined");
+    }
+  });
+}
+
+void TAV_CALL TavResume() {
+  Boundary([] {
+    if (SessionManager* const manager = Manager()) {
+      manager->Resume();
+    } else {
+      LogError("Tav: TavResume called with no manager defined");
+    }
+  });
+}
+
+int TAV_CALL TavCommit() {
+  return Boundary<int>(1, [] {
+    SessionManager* const manager = Manager();
+    if (manager == nullptr) {
+      LogError("Tav: TavCommit called with no manager defined");
+      return 0;
+    }
+    return manager->Commit() == 0 ? 0 : 1;
+  });
+}
+
+void TAV_CALL TavNoOperation() {}
+
+void TAV_CALL TavOptOut() {
+  Library& library = GetLibrary();
+  library.optOutRequested = true;
+  library.config.noImpliedRecords = true;
+}
+
+void TAV_CALL TavEnableDebugLog() {
+  GetLibrary().debugLogRequested = true;
+}
+
+void TAV_CALL TavSetMessageSink(void* messageSink) {
+  GetLibrary().messageSink = messageSink;
+}
+
+void TAV_CALL TavSetLineSink(void* lineSink) {
+  GetLibrary().lineSink = lineSink;
+}
+
+void TAV_CALL TavSetVersionQualifier(const char* qualifier) {
+  Boundary([&] { GetLibrary().versionQualifier = ToUtf8String(qualifier, false); });
+}

@@ -1,0 +1,80 @@
+// The one exported symbol, and the table behind it.
+#include "api/entry_points.h"
+
+namespace {
+
+// The slot order is the binary interface. The table is built from the header that hosts compile
+// against, so that the two cannot drift apart.
+constinit const TavEntryTable kEntryTable = {
+    .Initialize = TavInitialize,
+    .Terminate = TavTerminate,
+    .LogPlace = TavLogPlace,
+    .LogEvent = TavLogEvent,
+    .LogIdle = TavLogIdle,
+    .NewEvent = TavNewEvent,
+    .AddEventProperty = TavAddEventProperty,
+    .NoOperation = TavNoOperation,
+    .SessionBegin = TavSessionBegin,
+    .SessionEnd = TavSessionEnd,
+    .SessionNewEvent = TavSessionNewEvent,
+    .SessionLogPlace = TavSessionLogPlace,
+    .SessionLogIdle = TavSessionLogIdle,
+    .Suspend = TavSuspend,
+    .Resume = TavResume,
+    .CreateBackdoor = TavCreateBackdoor,
+    .AddProductInfo = TavAddProductInfo,
+    .AddSessionEnvInfo = TavAddSessionEnvInfo,
+    .SetAuxiliaryString = TavSetAuxiliaryString,
+    .EnableDebugLog = TavEnableDebugLog,
+    .SetMessageSink = TavSetMessageSink,
+    .SetSendInterval = TavSetSendInterval,
+    .SetCacheSize = TavSetCacheSize,
+    .SetLineSink = TavSetLineSink,
+    .AddNumericEventProperty = TavAddNumericEventProperty,
+    .AddNumericProductInfo = TavAddNumericProductInfo,
+    .AddNumericSessionEnvInfo = TavAddNumericSessionEnvInfo,
+    .SetStateFlags = TavSetStateFlags,
+    .Commit = TavCommit,
+    .SetDebugFlags = TavSetDebugFlags,
+    .AddProductInfoValue = TavAddProductInfoValue,
+    .NewMapValue = TavNewMapValue,
+    .NewListValue = TavNewListValue,
+    .AddStringValue = TavAddStringValue,
+    .AddNumericValue = TavAddNumericValue,
+    .AddListValue = TavAddListValue,
+    .GetEndpointIdentifier = TavGetEndpointIdentifier,
+    .SetVersionQualifier = TavSetVersionQualifier,
+    .GetVersion = TavGetVersion,
+    .PullData = TavPullData,
+    .PushData = TavPushData,
+    .FreeData = TavFreeData,
+    .IncrementCounter = TavIncrementCounter,
+    .SessionIncrementCounter = TavSessionIncrementCounter,
+    .SetCustomerIdentifier = TavSetCustomerIdentifier,
+    .SetUserIdentifier = TavSetUserIdentifier,
+    .SetProductContext = TavSetProductContext,
+    .SetProductComponentName = TavSetProductComponentName,
+    .AggregateValue = TavAggregateValue,
+    .FlushAggregates = TavFlushAggregates,
+    .SessionAggregateValue = TavSessionAggregateValue,
+    .SessionFlushAggregates = TavSessionFlushAggregates,
+    .SetCacheDirectory = TavSetCacheDirectory,
+    .CreateComponentAnalytics = TavCreateComponentAnalytics,
+    .EnablePersistentInterval = TavEnablePersistentInterval,
+    .SetSendThreshold = TavSetSendThreshold,
+    .GetLastServerAccessTime = TavGetLastServerAccessTime,
+    .GetLastActiveTime = TavGetLastActiveTime,
+    .AddTag = TavAddTag,
+    .OptOut = TavOptOut,
+    .NewCommandEvent = TavNewCommandEvent,
+    .SessionNewCommandEvent = TavSessionNewCommandEvent,
+    .NewErrorEvent = TavNewErrorEvent,
+    .SessionNewErrorEvent = TavSessionNewErrorEvent,
+    .AddTraceItem = TavAddTraceItem,
+};
+
+}  // namespace
+
+extern "C" const TavEntryTable* TAV_CALL TavLoader(int version) {
+  return version == TAV_INTERFACE_VERSION ? &kEntryTable : nullptr;
+}

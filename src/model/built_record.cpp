@@ -1,0 +1,54 @@
+#include "model/built_record.h"
+
+#include <utility>
+
+namespace Tav {
+
+RecordList::RecordList(RecordList&& other) noexcept
+    : head_(std::move(other.head_)), tail_(std::exchange(other.tail_, nullptr)) {}
+
+RecordList& RecordList::operator=(RecordList&& other) noexcept {
+  if (this != &other) {
+    Clear();
+    head_ = std::move(other.head_);
+    tail_ = std::exchange(other.tail_, nullptr);
+  }
+  return *this;
+}
+
+size_t RecordList::Count() const {
+  size_t count = 0;
+  for (const BuiltRecord* record = head_.get(); record != nullptr; record = record->next.get()) {
+    ++count;
+  }
+  return count;
+}
+
+void RecordList::Append(std::unique_ptr<BuiltRecord> record) {
+  BuiltRecord* const last = record.get();
+  if (tail_ == nullptr) {
+    head_ = std::move(record);
+  } else {
+    tail_->next = std::move(record);
+  }
+  tail_ = last;
+}
+
+std::unique_ptr<BuiltRecord> RecordList::TakeFirst() {
+  std::unique_ptr<BuiltRecord> first = std::move(head_);
+  if (first != nullptr) {
+    head_ = std::move(first->next);
+    if (head_ == nullptr) {
+      tail_ = nullptr;
+    }
+  }
+  return first;
+}
+
+// One by one: the links own what follows them, and a long list must not be freed recursively.
+void RecordList::Clear() {
+  while (TakeFirst() != nullptr) {
+  }
+}
+
+}  // namespace Tav

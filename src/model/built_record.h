@@ -1,0 +1,42 @@
+// A record that has been built: the compressed bytes, ready to be sent or cached.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace Tav {
+
+struct BuiltRecord {
+  std::vector<uint8_t> bytes;  // one gzip member holding one JSON document
+  std::unique_ptr<BuiltRecord> next;
+
+  int Size() const { return static_cast<int>(bytes.size()); }
+};
+
+// Built records in order, oldest first; passes whole between the session manager, the cache and the
+// data sender. Used by one thread at a time.
+class RecordList {
+ public:
+  RecordList() = default;
+  RecordList(RecordList&& other) noexcept;
+  RecordList& operator=(RecordList&& other) noexcept;
+  ~RecordList() { Clear(); }
+
+  bool Empty() const { return head_ == nullptr; }
+  const BuiltRecord* First() const { return head_.get(); }
+  // True when there is one record and no more.
+  bool HasOne() const { return head_ != nullptr && head_->next == nullptr; }
+  size_t Count() const;
+
+  void Append(std::unique_ptr<BuiltRecord> record);
+  // Null when empty.
+  std::unique_ptr<BuiltRecord> TakeFirst();
+  void Clear();
+
+ private:
+  std::unique_ptr<BuiltRecord> head_;
+  BuiltRecord* tail_ = nullptr;
+};
+
+}  // namespace Tav

@@ -1,0 +1,60 @@
+// What the host set before initialisation: one record, moved whole into the session manager.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "model/env_value.h"
+#include "model/event_size.h"
+#include "util/json.h"
+
+namespace Tav {
+
+// A tuning value that the host did not set; the session manager then takes the server's setting or
+// its own default.
+inline constexpr int kNotSet = -1;
+
+// A product value waiting for initialisation: a single value, or the members of a map or list.
+struct PendingProductValue {
+  EnvValue value;
+  bool isMap = false;  // for a payload: a map, else a list
+  JsonPtr payload;     // null for a single value
+};
+
+using PendingProductValues = std::map<std::string, PendingProductValue, std::less<>>;
+// Category name -> tags, in the order in which they were added.
+using TagMap = std::map<std::string, std::vector<std::string>, std::less<>>;
+
+struct LibraryConfig {
+  std::string productName;
+  std::string productVersion;
+  std::string customerId;
+  std::string userId;  // a digest, never the identifier itself
+  std::string productComponentName;
+  std::string productContext;
+  bool optOut = false;
+  std::string auxiliaryString;
+  std::string cacheDirectory;
+  std::unique_ptr<PendingProductValues> productValues;
+  std::unique_ptr<EnvMap> sessionEnvironment;
+  std::unique_ptr<TagMap> tags;
+  bool noImpliedRecords = false;  // the state flag: no session begin, end, place and idle markers
+  int cacheSize = kNotSet;        // cache files of about a megabyte each
+  int maxCacheBytes = kNotSet;    // bytes per cache file
+  int maxRecordSize = kNotSet;    // bytes
+  int maxEventSize = EventSize::kDefaultMaximum;  // bytes
+  int maxMemorySize = kNotSet;                    // bytes
+  int flushInterval = kNotSet;                    // seconds
+  int pauseInterval = kNotSet;                    // seconds
+  bool persistentInterval = false;
+  int sendInterval = 300;       // seconds
+  int sendThreshold = kNotSet;  // bytes
+  int savedListLength = 10;     // recent places and commands kept for error events
+
+  // What a session manager gets: a copy, to which the three owned collections move.
+  LibraryConfig TakeForManager();
+};
+
+}  // namespace Tav

@@ -1,0 +1,70 @@
+// Files as durable state needs them: opened with a say in who else may open them, locked by their
+// first byte, appended to, and taken away from everybody else by a single open.
+//
+// Paths are UTF-8. A function that fails leaves its reason in errno. Child processes inherit no
+// file from here.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Tav::Platform {
+
+enum class FileUse {
+  Append,  // written at its end only; created when missing; others may open it too
+  Update,  // read and written at its end; created when missing; others may open it too
+  // Read and written; must exist; nobody else has it open or can open it, and it is gone once it is
+  // closed. On Windows also when the process dies; elsewhere it then stays.
+  Exclusive,
+};
+
+enum class OpenResult {
+  Opened,
+  Missing,
+  InUse,  // somebody's sharing forbids it: the system's error 32, errno EACCES
+  Failed,
+};
+
+// One open file. Used by one thread at a time; no function waits for another holder of the file.
+class File {
+ public:
+  File() = default;
+  ~File() { Close(); }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  // Closes what was open before.
+  OpenResult Open(const char* path, FileUse use);
+  bool IsOpen() const { return descriptor_ >= 0; }
+  // True also when nothing is open. Gives a lock of the first byte back; whatever the result, the
+  // file is not open any more.
+  bool Close();
+
+  // Takes the first byte for this File alone, and goes to the start of the file. False at once when
+  // another File holds it, in this process or another one.
+  bool LockFirstByte();
+  void UnlockFirstByte();
+
+  // Bytes read: `count` unless the file ends first. -1 on failure.
+  int64_t Read(void* buffer, size_t count);
+  // Bytes written: fewer than `count` when the disk is full. -1 on failure.
+  int64_t Write(const void* buffer, size_t count);
+  // Leaves the file without contents and goes to its start.
+  bool Truncate();
+
+ private:
+  int32_t descriptor_ = -1;
+  bool locked_ = false;
+  std::string removeOnClose_;  // where the system does not do it itself
+};
+
+// False also when there is no such file (ENOENT), it is read-only or somebody has it open.
+bool RemoveFile(const char* path);
+// A file or directory.
+bool FileExists(const char* path);
+// The names of the files in a directory, without the directories in it, in no particular order.
+bool ListFiles(const char* directory, std::vector<std::string>& names);
+
+}  // namespace Tav::Platform

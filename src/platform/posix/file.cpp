@@ -1,0 +1,207 @@
+#include "platform/file.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/error.h"
+
+namespace Tav::Platform {
+
+namespace {
+
+constexpr uint32_t kSharingViolation = 32;
+
+// Sharing is what whole-file locks say: everybody who opens a file through here takes a shared one,
+// and who wants it alone an exclusive one. The lock of the first byte is a record lock, which does
+// not see them. Both belong to the open file, not to the process.
+bool TakeShare(int descriptor, bool exclusive) {
+  if (flock(descriptor, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0) {
+    return true;
+  }
+  if (errno == EWOULDBLOCK) {
+    SetLastError(kSharingViolation);
+    errno = EACCES;
+  }
+  return false;
+}
+
+// What Windows checks and a privileged user on this side would pass.
+bool Writable(const struct stat& status) {
+  return (status.st_mode & 0222) != 0;
+}
+
+int RecordLock(int descriptor, short type) {
+  struct flock lock{};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = 0;
+  lock.l_len = 1;
+  return fcntl(descriptor, F_OFD_SETLK, &lock);
+}
+
+int CloseAfterFailure(int descriptor) {
+  const ErrorKeeper keeper;
+  close(descriptor);
+  return -1;
+}
+
+int OpenShared(const char* path, FileUse use) {
+  const bool exclusive = use == FileUse::Exclusive;
+  int flags = O_CLOEXEC | (use == FileUse::Append ? O_WRONLY : O_RDWR);
+  flags |= exclusive ? 0 : O_CREAT | O_APPEND;
+  const int descriptor = open(path, flags, 0666);
+  if (descriptor < 0) {
+    return -1;
+  }
+  if (!TakeShare(descriptor, exclusive)) {
+    return CloseAfterFailure(descriptor);
+  }
+  struct stat status{};
+  if (fstat(descriptor, &status) != 0) {
+    return CloseAfterFailure(descriptor);
+  }
+  // Between the open and the lock the file's last exclusive holder may have removed it.
+  if (status.st_nlink == 0) {
+    errno = ENOENT;
+    return CloseAfterFailure(descriptor);
+  }
+  if (!Writable(status)) {
+    errno = EACCES;
+    return CloseAfterFailure(descriptor);
+  }
+  return descriptor;
+}
+
+}  // namespace
+
+OpenResult File::Open(const char* path, FileUse use) {
+  Close();
+  SetLastError(0);
+  do {
+    descriptor_ = OpenShared(path, use);
+    // A file that may be created is not missing: it was removed meanwhile, and comes anew.
+  } while (!IsOpen() && errno == ENOENT && use != FileUse::Exclusive && FileExists(path));
+  if (IsOpen()) {
+    removeOnClose_ = use == FileUse::Exclusive ? path : "";
+    return OpenResult::Opened;
+  }
+  if (errno == ENOENT) {
+    return OpenResult::Missing;
+  }
+  return LastError() == kSharingViolation ? OpenResult::InUse : OpenResult::Failed;
+}
+
+bool File::Close() {
+  if (!IsOpen()) {
+    return true;
+  }
+  UnlockFirstByte();
+  if (!removeOnClose_.empty()) {
+    unlink(removeOnClose_.c_str());
+    removeOnClose_.clear();
+  }
+  const int descriptor = descriptor_;
+  descriptor_ = -1;
+  return close(descriptor) == 0;
+}
+
+bool File::LockFirstByte() {
+  if (lseek(descriptor_, 0, SEEK_SET) != 0) {
+    return false;
+  }
+  locked_ = RecordLock(descriptor_, F_WRLCK) == 0;
+  if (!locked_) {
+    errno = EACCES;
+  }
+  return locked_;
+}
+
+void File::UnlockFirstByte() {
+  if (locked_) {
+    RecordLock(descriptor_, F_UNLCK);
+    locked_ = false;
+  }
+}
+
+int64_t File::Read(void* buffer, size_t count) {
+  char* const bytes = static_cast<char*>(buffer);
+  size_t done = 0;
+  while (done < count) {
+    const ssize_t got = read(descriptor_, bytes + done, count - done);
+    if (got < 0 && errno != EINTR) {
+      return -1;
+    }
+    if (got == 0) {
+      break;
+    }
+    done += got > 0 ? static_cast<size_t>(got) : 0;
+  }
+  return static_cast<int64_t>(done);
+}
+
+int64_t File::Write(const void* buffer, size_t count) {
+  const char* const bytes = static_cast<const char*>(buffer);
+  size_t done = 0;
+  while (done < count) {
+    const ssize_t written = write(descriptor_, bytes + done, count - done);
+    if (written < 0) {
+      if (errno == EINTR) {
+        continue;
+      }
+      return done > 0 && errno == ENOSPC ? static_cast<int64_t>(done) : -1;
+    }
+    done += static_cast<size_t>(written);
+  }
+  return static_cast<int64_t>(done);
+}
+
+bool File::Truncate() {
+  return ftruncate(descriptor_, 0) == 0 && lseek(descriptor_, 0, SEEK_SET) == 0;
+}
+
+bool RemoveFile(const char* path) {
+  struct stat status{};
+  if (lstat(path, &status) != 0) {
+    return false;
+  }
+  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  if (descriptor < 0) {
+    return false;
+  }
+  bool removed = false;
+  if (!S_ISREG(status.st_mode) || !Writable(status)) {
+    errno = EACCES;
+  } else {
+    removed = TakeShare(descriptor, true) && unlink(path) == 0;
+  }
+  const ErrorKeeper keeper;
+  close(descriptor);
+  return removed;
+}
+
+bool FileExists(const char* path) {
+  return access(path, F_OK) == 0;
+}
+
+bool ListFiles(const char* directory, std::vector<std::string>& names) {
+  names.clear();
+  DIR* const stream = opendir(directory);
+  if (stream == nullptr) {
+    return false;
+  }
+  while (const dirent* const entry = readdir(stream)) {
+    struct stat status{};
+    if (fstatat(dirfd(stream), entry->d_name, &status, 0) == 0 && !S_ISDIR(status.st_mode)) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  closedir(stream);
+  return true;
+}
+
+}  // namespace Tav::Platform

@@ -1,0 +1,57 @@
+// A non-blocking TCP socket with a limit on each wait, and the numbers by which WinHTTP names what
+// can go wrong on one.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace Tav::Platform {
+
+namespace HttpError {
+constexpr uint32_t kInvalidHandle = 6;
+constexpr uint32_t kTimeout = 12002;
+constexpr uint32_t kInvalidUrl = 12005;
+constexpr uint32_t kUnrecognizedScheme = 12006;
+constexpr uint32_t kNameNotResolved = 12007;
+constexpr uint32_t kIncorrectState = 12019;
+constexpr uint32_t kCannotConnect = 12029;
+constexpr uint32_t kConnectionError = 12030;
+constexpr uint32_t kInvalidServerResponse = 12152;
+constexpr uint32_t kSecureChannelError = 12157;
+}  // namespace HttpError
+
+// Sets the last error; always false.
+bool FailWith(uint32_t error);
+
+// All limits are milliseconds for one wait. Failures leave their reason in the last error.
+class Socket {
+ public:
+  Socket() = default;
+  Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Socket& operator=(Socket&& other) noexcept;
+  ~Socket() { Close(); }
+
+  // Tries the host's addresses one after the other; closed when none of them accepts. The look-up
+  // of the name is not bounded.
+  static Socket Connect(const std::string& host, int port, int limit);
+
+  explicit operator bool() const { return descriptor_ >= 0; }
+  void Close();
+
+  bool Write(const char* data, size_t size, int limit);
+  // `*count` is 0 at the end of the stream.
+  bool Read(char* data, size_t size, size_t* count, int limit);
+  // Whether the other side has sent nothing, its farewell included.
+  bool Quiet() const;
+
+ private:
+  explicit Socket(int descriptor) : descriptor_(descriptor) {}
+  bool ConnectAddress(const void* address, unsigned size, int limit);
+  bool Wait(short events, int limit) const;
+
+  int descriptor_ = -1;
+};
+
+}  // namespace Tav::Platform

@@ -1,0 +1,43 @@
+#include "platform/error.h"
+
+#include <string.h>
+#include <windows.h>
+
+#include <cerrno>
+
+namespace Tav::Platform {
+
+uint32_t LastError() {
+  return ::GetLastError();
+}
+
+void SetLastError(uint32_t code) {
+  ::SetLastError(code);
+}
+
+std::string ErrorMessage(uint32_t code) {
+  char text[256];
+  // Without FORMAT_MESSAGE_IGNORE_INSERTS the system would look for arguments of texts with "%1".
+  DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                code, 0, text, sizeof text, nullptr);
+  while (length > 0 &&
+         (text[length - 1] == ' ' || (text[length - 1] >= '\t' && text[length - 1] <= '\r'))) {
+    --length;
+  }
+  return std::string(text, length);
+}
+
+std::string ErrnoMessage(int code) {
+  char text[128] = "";
+  strerror_s(text, sizeof text, code);
+  return text;
+}
+
+ErrorKeeper::ErrorKeeper() : lastError_(::GetLastError()), errno_(errno) {}
+
+ErrorKeeper::~ErrorKeeper() {
+  errno = errno_;
+  ::SetLastError(lastError_);
+}
+
+}  // namespace Tav::Platform

@@ -1,0 +1,160 @@
+#include "platform/http.h"
+
+#include <windows.h>
+
+#include <winhttp.h>
+
+#include <utility>
+
+#include "platform/error.h"
+
+namespace Tav::Platform {
+
+namespace {
+
+// A part of a URL, terminator included: room for any part of a URL that is short enough to crack.
+constexpr DWORD kPartCapacity = 128;
+
+std::wstring Widen(std::string_view bytes) {
+  std::wstring wide;
+  wide.reserve(bytes.size());
+  for (char byte : bytes) {
+    wide.push_back(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
+  }
+  return wide;
+}
+
+// The inverse of Widen. A unit above 255 cannot come out of a URL that Widen made.
+std::string Narrow(const wchar_t* units, DWORD length) {
+  std::string bytes;
+  bytes.reserve(length);
+  for (DWORD i = 0; i < length; ++i) {
+    bytes.push_back(static_cast<char>(static_cast<unsigned char>(units[i])));
+  }
+  return bytes;
+}
+
+// WinHttpSetTimeouts' receive time-out leaves the wait for the answer's beginning alone, which has
+// an option of its own with a default of 90 seconds.
+bool ApplyTimeouts(HINTERNET handle, const HttpTimeouts& timeouts) {
+  DWORD response = static_cast<DWORD>(timeouts.response);
+  bool four = WinHttpSetTimeouts(handle, timeouts.resolve, timeouts.connect, timeouts.send,
+                                 timeouts.receive) != FALSE;
+  bool fifth = WinHttpSetOption(handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response,
+                                sizeof response) != FALSE;
+  return four && fifth;
+}
+
+}  // namespace
+
+bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
+  wchar_t host[kPartCapacity] = {};
+  wchar_t path[kPartCapacity] = {};
+  wchar_t extra[kPartCapacity] = {};
+  URL_COMPONENTS components = {};
+  components.dwStructSize = sizeof components;
+  components.lpszHostName = host;
+  components.dwHostNameLength = kPartCapacity;
+  components.lpszUrlPath = path;
+  components.dwUrlPathLength = kPartCapacity;
+  components.lpszExtraInfo = extra;
+  components.dwExtraInfoLength = kPartCapacity;
+  const std::wstring wide = Widen(url);
+  if (!WinHttpCrackUrl(wide.c_str(), static_cast<DWORD>(wide.size()), 0, &components)) {
+    return false;
+  }
+  parts->scheme = static_cast<int>(components.nScheme);
+  parts->port = components.nPort;
+  parts->host = Narrow(host, components.dwHostNameLength);
+  parts->path = Narrow(path, components.dwUrlPathLength);
+  parts->extra = Narrow(extra, components.dwExtraInfoLength);
+  return true;
+}
+
+HttpHandle& HttpHandle::operator=(HttpHandle&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = std::exchange(other.handle_, nullptr);
+  }
+  return *this;
+}
+
+void HttpHandle::Close() {
+  if (handle_ == nullptr) {
+    return;
+  }
+  const ErrorKeeper keep;
+  WinHttpCloseHandle(std::exchange(handle_, nullptr));
+}
+
+HttpSession HttpSession::Open(const char* userAgent) {
+  return HttpSession(WinHttpOpen(Widen(userAgent).c_str(), WINHTTP_ACCESS_TYPE_NO_PROXY,
+                                 WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
+}
+
+bool HttpSession::SetTimeouts(const HttpTimeouts& timeouts) {
+  return ApplyTimeouts(handle_, timeouts);
+}
+
+HttpConnection HttpSession::Connect(const std::string& host, int port) const {
+  return HttpConnection(
+      WinHttpConnect(handle_, Widen(host).c_str(), static_cast<INTERNET_PORT>(port), 0));
+}
+
+HttpRequest HttpConnection::OpenRequest(const char* verb,
+                                        const std::string& objectPath,
+                                        const char* acceptedType,
+                                        bool secure) const {
+  const std::wstring accepted = Widen(acceptedType);
+  const wchar_t* acceptedTypes[] = {accepted.c_str(), nullptr};
+  return HttpRequest(WinHttpOpenRequest(handle_, Widen(verb).c_str(), Widen(objectPath).c_str(),
+                                        nullptr, WINHTTP_NO_REFERER, acceptedTypes,
+                                        secure ? WINHTTP_FLAG_SECURE : 0));
+}
+
+bool HttpRequest::SetTimeouts(const HttpTimeouts& timeouts) {
+  return ApplyTimeouts(handle_, timeouts);
+}
+
+bool HttpRequest::SetSecurityFlags(uint32_t flags) {
+  DWORD value = flags;
+  return WinHttpSetOption(handle_, WINHTTP_OPTION_SECURITY_FLAGS, &value, sizeof value) != FALSE;
+}
+
+bool HttpRequest::Send(const std::string& headers,
+                       const void* body,
+                       size_t length,
+                       const void* context) {
+  if (length > MAXDWORD) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return false;
+  }
+  const DWORD size = static_cast<DWORD>(length);
+  return WinHttpSendRequest(handle_, Widen(headers).c_str(), static_cast<DWORD>(-1),
+                            const_cast<void*>(body), size, size,
+                            reinterpret_cast<DWORD_PTR>(context)) != FALSE;
+}
+
+bool HttpRequest::ReceiveResponse() {
+  return WinHttpReceiveResponse(handle_, nullptr) != FALSE;
+}
+
+bool HttpRequest::QueryStatus(uint32_t* status) {
+  DWORD value = 0;
+  DWORD size = sizeof value;
+  if (!WinHttpQueryHeaders(handle_, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                           WINHTTP_HEADER_NAME_BY_INDEX, &value, &size, WINHTTP_NO_HEADER_INDEX)) {
+    return false;
+  }
+  *status = value;
+  return true;
+}
+
+bool HttpRequest::Read(void* buffer, size_t size, size_t* count) {
+  DWORD delivered = 0;
+  const bool read = WinHttpReadData(handle_, buffer, static_cast<DWORD>(size), &delivered) != FALSE;
+  *count = delivered;
+  return read;
+}
+
+}  // namespace Tav::Platform

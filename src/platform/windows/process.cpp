@@ -1,0 +1,42 @@
+#include "platform/process.h"
+
+#include <windows.h>
+
+#include "platform/error.h"
+#include "platform/windows/wide_text.h"
+
+namespace Tav::Platform {
+
+int ProcessId() {
+  return static_cast<int>(GetCurrentProcessId());
+}
+
+int CurrentProcessor() {
+  return static_cast<int>(GetCurrentProcessorNumber());
+}
+
+long CurrentThreadId() {
+  return static_cast<long>(GetCurrentThreadId());
+}
+
+std::optional<std::string> Environment(const char* name) {
+  const ErrorKeeper keeper;
+  const std::wstring wideName = ToWide(name);
+  std::wstring value(128, L'\0');
+  for (;;) {
+    // The answer 0 means an empty value as well as a failure; only the last error tells them apart.
+    ::SetLastError(ERROR_SUCCESS);
+    const DWORD length = GetEnvironmentVariableW(wideName.c_str(), value.data(),
+                                                 static_cast<DWORD>(value.size() + 1));
+    if (length == 0 && ::GetLastError() != ERROR_SUCCESS) {
+      return std::nullopt;
+    }
+    if (length <= value.size()) {
+      value.resize(length);
+      return ToUtf8(value);
+    }
+    value.resize(length);
+  }
+}
+
+}  // namespace Tav::Platform

@@ -1,0 +1,64 @@
+#include "session/data_block.h"
+
+#include <utility>
+
+#include "streams/base64_stream.h"
+#include "streams/buffered_stream.h"
+#include "streams/gzip_stream.h"
+#include "streams/json_stream.h"
+#include "streams/memory_stream.h"
+
+namespace Tav {
+
+namespace {
+
+std::unique_ptr<BuiltRecord> Decode(std::string_view block, std::string& reason) {
+  MemoryInputStream text(block.data(), block.size());
+  Base64InputStream base64(&text);
+  auto record = std::make_unique<BuiltRecord>();
+  record->bytes.resize(block.size() / 4 * 3 + 3);
+  record->bytes.resize(base64.Read(record->bytes.data(), record->bytes.size()));
+  if (base64.HasError()) {
+    reason = base64.ErrorText();
+    return nullptr;
+  }
+  return record;
+}
+
+bool HoldsJsonObject(const BuiltRecord& record, std::string& reason) {
+  MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
+  GZipInputStream gzip(&bytes);
+  BufferedInputStream buffered(&gzip);
+  JsonInputStream json(&buffered);
+  const JsonPtr value = json.ReadValue();
+  if (!value || !gzip.Complete()) {
+    reason = json.HasError() ? json.ErrorText() : "Incomplete gzip data";
+    return false;
+  }
+  if (!json_is_object(value.Get())) {
+    reason = "Not a JSON object";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string ToDataBlock(const BuiltRecord& record) {
+  MemoryOutputStream text;
+  Base64OutputStream base64(&text);
+  base64.Write(record.bytes.data(), record.bytes.size());
+  base64.Flush();
+  const std::vector<uint8_t> joined = text.Join();
+  return {joined.begin(), joined.end()};
+}
+
+std::unique_ptr<BuiltRecord> FromDataBlock(std::string_view block, std::string& reason) {
+  std::unique_ptr<BuiltRecord> record = Decode(block, reason);
+  if (record == nullptr || !HoldsJsonObject(*record, reason)) {
+    return nullptr;
+  }
+  return record;
+}
+
+}  // namespace Tav

@@ -1,0 +1,61 @@
+// Builds one JSON tree from the top down, container by container, and estimates the characters that
+// its compact text will take.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "model/built_record.h"
+#include "util/json.h"
+
+namespace Tav {
+
+// The root is an object. Containers are opened inside the current one and closed with MoveUp; at
+// most four enclosing containers are kept. Faults are logged and the tree goes on without the part
+// that could not be added. Used by one thread.
+//
+// Every adding operation returns the size estimate of what it added, 0 when nothing was.
+class JsonData {
+ public:
+  JsonData();
+  ~JsonData();
+  JsonData(const JsonData&) = delete;
+  JsonData& operator=(const JsonData&) = delete;
+
+  // `name` is empty inside an array and non-empty inside an object.
+  size_t OpenObject(std::string_view name);
+  size_t OpenArray(std::string_view name);
+  size_t AddString(std::string_view name, std::string_view text);
+  size_t AddInteger(std::string_view name, int64_t number);
+  size_t AddReal(std::string_view name, double number);
+  size_t AddValue(std::string_view name, JsonPtr value);
+
+  // Closes the current container.
+  void MoveUp();
+
+  // Adds `value` under `name`; with `becomesCurrent`, further values go into it.
+  size_t AddObject(std::string_view name, JsonPtr value, bool becomesCurrent);
+
+  // The current container, borrowed until the next call.
+  json_t* Current() const { return current_; }
+
+  // The root as compact JSON text in one gzip member. Null when it could not be written.
+  std::unique_ptr<BuiltRecord> Serialize() const;
+
+ private:
+  static constexpr size_t kMaxDepth = 4;
+
+  bool Insert(std::string_view name, JsonPtr value);
+
+  JsonPtr root_;
+  json_t* current_ = nullptr;
+  json_t* enclosing_[kMaxDepth] = {};
+  size_t depth_ = 0;
+};
+
+// The estimate for adding `value` to a container, under `name` unless that is empty.
+size_t EstimateAdded(std::string_view name, const json_t* value);
+
+}  // namespace Tav

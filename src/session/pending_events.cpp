@@ -1,0 +1,25 @@
+#include "session/pending_events.h"
+
+#include <utility>
+
+namespace Tav {
+
+void PendingEvents::Append(WorkItemPtr item) {
+  size_ += static_cast<int>(item->event->estimatedSize);
+  items_.Append(std::move(item));
+}
+
+WorkItemPtr PendingEvents::TakeFirst() {
+  WorkItemPtr item = items_.TakeFirst();
+  if (item != nullptr) {
+    size_ -= static_cast<int>(item->event->estimatedSize);
+  }
+  return item;
+}
+
+void PendingEvents::Clear() {
+  while (TakeFirst() != nullptr) {
+  }
+}
+
+}  // namespace Tav

@@ -1,0 +1,223 @@
+#include "session/record_builder.h"
+
+#include <utility>
+
+#include "model/event_size.h"
+#include "session/record_keys.h"
+#include "util/logger.h"
+#include "util/time_stamp.h"
+#include "util/version.h"
+
+namespace Tav {
+
+namespace {
+
+size_t AddIfSet(JsonData& data, std::string_view key, const std::string& text) {
+  return text.empty() ? 0 : data.AddString(key, text);
+}
+
+size_t SizeIfSet(std::string_view key, const std::string& text) {
+  return text.empty() ? 0 : StringPairSize(key, text);
+}
+
+}  // namespace
+
+void RecordBuilder::SetSessionEnvironment(const EnvMap* values) {
+  sessionEnvironment_.Reset();
+  if (values == nullptr || values->empty()) {
+    return;
+  }
+  sessionEnvironment_.Reset(json_object());
+  for (const auto& [key, value] : *values) {
+    switch (value.type) {
+      case EnvType::String:
+        SetJsonMember(sessionEnvironment_.Get(), key, MakeJsonString(value.strData));
+        break;
+      case EnvType::Number:
+        SetJsonMember(sessionEnvironment_.Get(), key, JsonPtr(json_real(value.numData)));
+        break;
+      case EnvType::None:
+        LogError("SM: SessionEnv - invalid data type %d (key: %s)", static_cast<int>(value.type),
+                 key.c_str());
+        break;
+    }
+  }
+}
+
+int RecordBuilder::OverheadEstimate() const {
+  constexpr size_t kBraces = 10;
+  const size_t size = kBraces + StringPairSize(Key::kProductName, product_.GetName()) +
+                      StringPairSize(Key::kProductVersion, product_.GetVersion()) +
+                      StringPairSize(Key::kPlatform, product_.GetPlatform()) +
+                      StringPairSize(Key::kLibraryVersion, kLibraryVersion) +
+                      StringPairSize(Key::kEndpoint, header_.endpointId) +
+                      IntegerPairSize(Key::kLayoutVersion, Key::kLayoutVersionNumber) +
+                      SizeIfSet(Key::kCustomer, header_.customerId) +
+                      SizeIfSet(Key::kUser, header_.userId) +
+                      SizeIfSet(Key::kProductContext, header_.productContext) +
+                      SizeIfSet(Key::kProductComponent, header_.productComponentName);
+  return static_cast<int>(size);
+}
+
+std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pending) {
+  if (!changed_.app && pending.Empty()) {
+    return nullptr;
+  }
+  // The events' properties stand in the events' own memory: they are freed after the tree.
+  WorkList consumed;
+  JsonData data;
+  componentName_.clear();
+  componentVersion_.clear();
+  const size_t headerSize = BeginData(data);
+  if (pending.Empty()) {
+    TAV_DEBUG("SM: No events added");
+  } else {
+    TAV_TRACE("SM: BuildOneJsonRecord: Adding events");
+    const size_t arraySize = data.OpenArray(Key::kEvents);
+    AddEvents(data, pending, headerSize + arraySize, consumed);
+    data.MoveUp();
+  }
+  if (!componentName_.empty()) {
+    data.AddString(Key::kComponentName, componentName_);
+    data.AddString(Key::kComponentVersion, componentVersion_);
+  }
+  std::unique_ptr<BuiltRecord> record = data.Serialize();
+  if (record == nullptr) {
+    LogWarning("SM: Oops, could not convert json object to a string");
+  }
+  return record;
+}
+
+size_t RecordBuilder::BeginData(JsonData& data) {
+  size_t size = AddIdentity(data) + AddTags(data);
+  if (changed_.app) {
+    if (changed_.productEnvironment) {
+      TAV_TRACE("SM: BeginData: Adding product data");
+      size += AddProductEnvironment(data);
+    }
+    changed_.app = false;
+  }
+  return size;
+}
+
+size_t RecordBuilder::AddIdentity(JsonData& data) const {
+  size_t size = data.AddString(Key::kProductName, product_.GetName());
+  size += data.AddString(Key::kProductVersion, product_.GetVersion());
+  size += data.AddString(Key::kPlatform, product_.GetPlatform());
+  size += data.AddString(Key::kLibraryVersion, kLibraryVersion);
+  size += data.AddInteger(Key::kLayoutVersion, Key::kLayoutVersionNumber);
+  size += data.AddString(Key::kEndpoint, header_.endpointId);
+  size += AddIfSet(data, Key::kCustomer, header_.customerId);
+  size += AddIfSet(data, Key::kUser, header_.userId);
+  size += AddIfSet(data, Key::kProductContext, header_.productContext);
+  size += AddIfSet(data, Key::kProductComponent, header_.productComponentName);
+  return size;
+}
+
+size_t RecordBuilder::AddTags(JsonData& data) const {
+  size_t size = data.OpenObject(Key::kTags);
+  for (const auto& [category, tags] : header_.tags) {
+    size += data.OpenArray(category);
+    for (const std::string& tag : tags) {
+      size += data.AddValue({}, MakeJsonString(tag));
+    }
+    data.MoveUp();
+  }
+  data.MoveUp();
+  return size;
+}
+
+size_t RecordBuilder::AddProductEnvironment(JsonData& data) const {
+  bool isIncremental = false;
+  const EnvMap* const values = product_.GetEnvData(isIncremental);
+  if (values == nullptr) {
+    return 0;
+  }
+  size_t size = data.OpenObject(Key::kProductEnvironment);
+  for (const auto& [key, value] : *values) {
+    switch (value.type) {
+      case EnvType::String:
+        size += data.AddString(key, value.strData);
+        break;
+      case EnvType::Number:
+        size += data.AddReal(key, value.numData);
+        break;
+      case EnvType::None:
+        LogError("SM: AddProductInfo - invalid data type %d (key: %s)",
+                 static_cast<int>(value.type), key.c_str());
+        break;
+    }
+  }
+  size += data.AddString(Key::kIncremental, isIncremental ? "true" : "false");
+  size += data.AddString(Key::kTime, LocalTimeStamp());
+  data.MoveUp();
+  if (isIncremental) {
+    TAV_DEBUG("SM: Added incremental PE");
+  } else {
+    TAV_DEBUG("SM: Added full PE");
+  }
+  return size;
+}
+
+void RecordBuilder::AddEvents(JsonData& data,
+                              PendingEvents& pending,
+                              size_t size,
+                              WorkList& consumed) {
+  bool first = true;
+  while (const WorkItem* const next = pending.First()) {
+    const TavEvent_s& event = *next->event;
+    if (first) {
+      componentName_ = event.componentName.View();
+      componentVersion_ = event.componentVersion.View();
+      first = false;
+    } else if (size + event.estimatedSize > static_cast<size_t>(maxRecordSize_)) {
+      TAV_DEBUG("SM: Record full. size=%d, eventSize=%d, max=%d", static_cast<int>(size),
+                static_cast<int>(event.estimatedSize), maxRecordSize_);
+      return;
+    } else if (event.componentName.View() != componentName_ ||
+               event.componentVersion.View() != componentVersion_) {
+      TAV_DEBUG("SM: Change of component");
+      return;
+    }
+    size += event.estimatedSize;
+    WorkItemPtr item = pending.TakeFirst();
+    AddEvent(data, *item);
+    consumed.Append(std::move(item));
+  }
+}
+
+void RecordBuilder::AddEvent(JsonData& data, WorkItem& item) {
+  TavEvent_s& event = *item.event;
+  SaveOrAttachLists(event);
+  data.OpenObject({});
+  data.AddString(Key::kTime, FormatTimeStamp(item.time));
+  data.AddString(Key::kSession, event.sessionId.View());
+  data.AddString(event.kind == HandleKind::Marker ? Key::kMarkerName : Key::kEventName,
+                 event.name.View());
+  if (event.payload) {
+    data.AddValue(Key::kProperties, std::move(event.payload));
+  }
+  if (IsReportedEvent(event.kind) && sessionEnvironment_) {
+    data.AddValue(Key::kSessionEnvironment, JsonPtr::Share(sessionEnvironment_.Get()));
+  }
+  data.MoveUp();
+}
+
+void RecordBuilder::SaveOrAttachLists(TavEvent_s& event) {
+  const std::string_view session = event.sessionId.View();
+  const std::string_view name = event.name.View();
+  if (event.kind == HandleKind::Command) {
+    savedLists_.SaveCommand(
+        session, JsonStringView(json_object_get(event.payload.Get(), Key::kCommandName.data())));
+  } else if (event.kind == HandleKind::Error) {
+    savedLists_.AttachTo(event);
+  } else if (event.kind == HandleKind::Marker) {
+    if (name == Key::kSessionEnd) {
+      savedLists_.Forget(session);
+    } else if (name != Key::kSessionBegin && name != Key::kIdle) {
+      savedLists_.SavePlace(session, name);
+    }
+  }
+}
+
+}  // namespace Tav

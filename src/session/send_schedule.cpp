@@ -1,0 +1,157 @@
+#include "session/send_schedule.h"
+
+#include <algorithm>
+
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr int64_t kLongestTimeout = 86400;
+// The wait after a successful send when the interval itself gives none.
+constexpr int64_t kShortestInterval = 300;
+
+using LongLong = long long;  // what "%lld" takes
+
+}  // namespace
+
+void SendSchedule::SetInitialWaitTime(int64_t now, int cacheSize, int64_t oldestCached) {
+  if (cacheSize < 1) {
+    if (!tuning_.persistentInterval) {
+      waitTime_ = 0;
+      memoryFlushTime_ = 0;
+      flushExpired_ = false;
+      TAV_DEBUG(
+          "SM: SetInitialWaitTime: No persistent interval. No cache. waitTime = %lld, pauseTime = "
+          "%lld, memoryFlushTime = %lld",
+          LongLong{waitTime_}, LongLong{pauseTime_}, LongLong{memoryFlushTime_});
+    } else {
+      waitTime_ = now + tuning_.sendInterval;
+      TAV_DEBUG("SM: SetInitialWaitTime: Persistent interval is enabled. No cache. waitTime = %lld",
+                LongLong{waitTime_});
+    }
+    return;
+  }
+  if (!tuning_.persistentInterval) {
+    TAV_DEBUG("SM: SetInitialWaitTime: Existing cache without persistent interval. Send now.");
+    StartSendingNow();
+    return;
+  }
+  const int64_t end = oldestCached + tuning_.sendInterval;
+  if (end > now) {
+    waitTime_ = end;
+    TAV_DEBUG(
+        "SM: SetInitialWaitTime: waitTime = %lld (oldest cache timestamp = %lld, sendInterval = "
+        "%d, now = %lld, remaining wait = %lld secs",
+        LongLong{waitTime_}, LongLong{oldestCached}, tuning_.sendInterval, LongLong{now},
+        LongLong{end - now});
+    return;
+  }
+  TAV_DEBUG("SM: SetInitialWaitTime: persistent interval is over. Send now.");
+  StartSendingNow();
+}
+
+void SendSchedule::StartSendingNow() {
+  sendNow_ = true;
+  waitTime_ = 0;
+  memoryFlushTime_ = 0;
+  pauseTime_ = 0;
+  flushExpired_ = false;
+}
+
+int SendSchedule::ComputeTimeout(int64_t now) const {
+  int64_t earliest = now + kLongestTimeout;
+  for (const int64_t timer : {waitTime_, memoryFlushTime_, pauseTime_}) {
+    if (timer != 0) {
+      earliest = std::min(earliest, timer);
+    }
+  }
+  const int timeout = static_cast<int>(std::max<int64_t>(earliest - now, 0));
+  TAV_TRACE("SM: ComputeTimeout: Timeout set to %d", timeout);
+  return timeout;
+}
+
+void SendSchedule::CheckTimers(int64_t now) {
+  TAV_TRACE("SM: CheckTimers. waitTime: %lld, memoryFlushTime: %lld, pauseTime: %lld",
+            LongLong{waitTime_}, LongLong{memoryFlushTime_}, LongLong{pauseTime_});
+  if (waitTime_ != 0 && waitTime_ <= now) {
+    TAV_TRACE("SM: CheckTimers: Wait time is over");
+    waitTime_ = 0;
+  }
+  if (memoryFlushTime_ != 0 && memoryFlushTime_ <= now) {
+    memoryFlushTime_ = 0;
+    flushExpired_ = true;
+    pauseTime_ = 0;
+    TAV_TRACE("SM: Flush time is over");
+  }
+  if (pauseTime_ != 0 && pauseTime_ <= now) {
+    TAV_TRACE("SM: CheckTimers: Pause time is over");
+    pauseTime_ = 0;
+  }
+}
+
+void SendSchedule::OnFirstPending(int64_t now) {
+  if (memoryFlushTime_ == 0) {
+    memoryFlushTime_ = now + tuning_.flushInterval;
+  }
+  if (pauseTime_ == 0) {
+    pauseTime_ = now + tuning_.pauseInterval;
+  }
+}
+
+void SendSchedule::OnAppChanged(int64_t now) {
+  memoryFlushTime_ = now + tuning_.flushInterval;
+  pauseTime_ = now + tuning_.pauseInterval;
+}
+
+bool SendSchedule::CheckSendThreshold(Backlog backlog) {
+  if (failures_ != 0) {
+    return false;
+  }
+  const int total = backlog.memory + backlog.cache;
+  TAV_TRACE("SM: CheckSendThreshold. TotalSize = %d (memory = %d, cache = %d), sendThreshold = %d",
+            total, backlog.memory, backlog.cache, tuning_.sendThreshold);
+  if (total < tuning_.sendThreshold) {
+    return false;
+  }
+  TAV_DEBUG(
+      "SM: Reached send threshold. TotalSize = %d (memory = %d, cache = %d), sendThreshold = %d",
+      total, backlog.memory, backlog.cache, tuning_.sendThreshold);
+  StartSendingNow();
+  return true;
+}
+
+bool SendSchedule::IsDue(bool suspended) const {
+  return !suspended && tuning_.sendInterval >= 0 &&
+         (sendNow_ || (waitTime_ == 0 && pauseTime_ == 0));
+}
+
+void SendSchedule::OnSent(int64_t now) {
+  waitTime_ = now + (tuning_.sendInterval < 1 ? kShortestInterval : tuning_.sendInterval);
+  sendNow_ = false;
+  memoryFlushTime_ = 0;
+  failures_ = 0;
+}
+
+void SendSchedule::OnSendFailure(int64_t now) {
+  waitTime_ = now + tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_;
+  if (memoryFlushTime_ == 0) {
+    memoryFlushTime_ = now + tuning_.flushInterval;
+  }
+  ++failures_;
+  LogWarning("SM: Server send failure #%d. New waitTime = %lld. Memory flush time = %lld",
+             failures_, LongLong{waitTime_}, LongLong{memoryFlushTime_});
+}
+
+void SendSchedule::OnSendDone() {
+  pauseTime_ = 0;
+  flushExpired_ = false;
+}
+
+void SendSchedule::OnFlushed() {
+  memoryFlushTime_ = 0;
+  flushExpired_ = false;
+}
+
+}  // namespace Tav

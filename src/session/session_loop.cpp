@@ -1,0 +1,208 @@
+// The session thread's loop: waiting, taking items, handling them.
+#include <utility>
+
+#include "session/data_block.h"
+#include "session/session_manager.h"
+#include "util/logger.h"
+#include "util/time_stamp.h"
+
+namespace Tav {
+
+void SessionManager::Main() {
+  TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  CheckAppStatus();
+  TAV_DEBUG("SM: Endpt: %s", endpointId_.c_str());
+  overheadEstimate_ = builder_.OverheadEstimate();
+  if (changed_.app) {
+    schedule_.ArmPause(CurrentTime());
+  }
+  ProcessData();
+  ProcessTermination();
+  TAV_DEBUG("SM: Session thread is exiting. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+void SessionManager::ProcessData() {
+  TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  schedule_.SetInitialWaitTime(CurrentTime(), 0, 0);
+  while (!terminating_) {
+    // Memory that ran out for one record or one event must not end the thread that all later ones
+    // depend on.
+    try {
+      ProcessTurn();
+    } catch (const std::bad_alloc&) {
+      LogError("SM: Out of memory");
+    }
+  }
+  TAV_DEBUG("SM: ProcessData got terminating. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+void SessionManager::ProcessTurn() {
+  const int64_t now = CurrentTime();
+  rate_.Roll(now);
+  const int timeout = schedule_.ComputeTimeout(now);
+  schedule_.CheckTimers(now);
+  ProcessItems(queue_.TakeItems(timeout), CurrentTime());
+  if (terminating_) {
+    return;
+  }
+  if (IsSendDue()) {
+    SendToServer();
+    return;
+  }
+  if (suspendedForTermination_) {
+    return;
+  }
+  if (schedule_.FlushExpired()) {
+    TAV_DEBUG("SM: Flushing records to disk (memory flush timer expires)");
+  } else if (totalMemoryUsed_ > maxMemorySize_) {
+    TAV_DEBUG("SM: Flushing records to disk (memory full): total mem used = %d, max mem sz = %d",
+              totalMemoryUsed_, maxMemorySize_);
+  } else {
+    return;
+  }
+  ProcessEventList(true);
+  FlushToCache();
+}
+
+void SessionManager::ProcessItems(WorkList items, int64_t now) {
+  while (WorkItemPtr item = items.TakeFirst()) {
+    const ItemCode code = item->code;
+    try {
+      ProcessItem(std::move(item), now);
+    } catch (const std::bad_alloc&) {
+      LogError("SM: Out of memory while handling item code (%d)", static_cast<int>(code));
+      if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData) {
+        WakeReady();
+      }
+    }
+  }
+}
+
+void SessionManager::ProcessItem(WorkItemPtr item, int64_t now) {
+  switch (item->code) {
+    case ItemCode::Client:
+      if (changed_.app) {
+        schedule_.OnAppChanged(now);
+      }
+      TAV_DEBUG("SM: Client");
+      return;
+    case ItemCode::Event:
+      OnEvent(std::move(item), now);
+      return;
+    case ItemCode::Suspend:
+      suspended_ = true;
+      TAV_DEBUG("SM: Suspend");
+      return;
+    case ItemCode::Resume:
+      suspended_ = false;
+      TAV_DEBUG("SM: Resume");
+      return;
+    case ItemCode::Commit:
+      OnCommit();
+      return;
+    case ItemCode::Term:
+      terminating_ = true;
+      suspended_ = false;
+      suspendedForTermination_ = false;
+      TAV_DEBUG("SM: Term. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      return;
+    case ItemCode::ProdEnv:
+      TAV_DEBUG("SM: ProdEnv");
+      OnProductEnv(*item->value);
+      return;
+    case ItemCode::PullData:
+      OnPullData();
+      return;
+    case ItemCode::PushData:
+      OnPushData();
+      return;
+    case ItemCode::SuspendTerm:
+      suspended_ = true;
+      suspendedForTermination_ = true;
+      TAV_DEBUG("SM: SuspendTerm");
+      return;
+    case ItemCode::Sync:
+      TAV_DEBUG("SM: Sync. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      WakeReady();
+      TAV_DEBUG("SM: Sync done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      return;
+  }
+  LogError("SM: Unhandled item code (%d)", static_cast<int>(item->code));
+}
+
+void SessionManager::OnEvent(WorkItemPtr item, int64_t now) {
+  const TavEvent_s& event = *item->event;
+  TAV_TRACE("SM: ev: %s. disabled: %d", event.name.CString(), disabled_);
+  // An opted-out product sends its opt-out and nothing else, whatever the host goes on reporting.
+  if (disabled_ || config_.optOut || settings_.IsInhibited(event.name.View())) {
+    return;
+  }
+  QueueEvent(std::move(item), now);
+}
+
+void SessionManager::QueueEvent(WorkItemPtr item, int64_t now) {
+  if (pending_.Empty()) {
+    schedule_.OnFirstPending(now);
+  }
+  pending_.Append(std::move(item));
+  rate_.Count();
+  if (maxEventsPerMinute_ >= 1 && rate_.InCurrentMinute() >= maxEventsPerMinute_) {
+    disabled_ = true;
+    LogWarning("SM: Too many events (%d) generated in one minute. Disabling Analytics",
+               rate_.InCurrentMinute());
+    return;
+  }
+  if (maxEventsPerHour_ >= 1 && rate_.InLastHour() >= maxEventsPerHour_) {
+    disabled_ = true;
+    LogWarning("SM: Too many events (%d) generated in one hour. Disabling Analytics",
+               rate_.InLastHour());
+  }
+}
+
+void SessionManager::OnCommit() {
+  TAV_DEBUG("SM: Commit. Processing event list. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  commitResult_ = 1;
+  ProcessEventList(true);
+  commitResult_ = SendToServer() ? 0 : 1;
+  TAV_DEBUG("SM: Commit. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  WakeReady();
+  TAV_DEBUG("SM: Commit done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+void SessionManager::OnProductEnv(const TavValue_s& value) {
+  const bool isMap = value.kind == HandleKind::Map;
+  if (!product_.UpdateProductEnv(value.name.View(), value.payload.Get(), isMap)) {
+    return;
+  }
+  changed_.productEnvironment = true;
+  changed_.app = true;
+  TAV_DEBUG("SM: OnProductEnv. Changed: added new: %s", value.name.CString());
+}
+
+void SessionManager::OnPullData() {
+  ProcessEventList(true);
+  if (handOver_.empty() && !records_.Empty()) {
+    handOver_ = ToDataBlock(*records_.First());
+    totalMemoryUsed_ -= records_.TakeFirst()->Size();
+  }
+  TAV_DEBUG("SM: Record pulled. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  WakeReady();
+  TAV_DEBUG("SM: Record pulled done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+void SessionManager::OnPushData() {
+  std::string reason;
+  std::unique_ptr<BuiltRecord> record = FromDataBlock(pushed_, reason);
+  pushed_.clear();
+  if (record == nullptr) {
+    LogWarning("SM: PushData: rejecting data that is no record (%s)", reason.c_str());
+  } else {
+    totalMemoryUsed_ += record->Size();
+    records_.Append(std::move(record));
+  }
+  TAV_DEBUG("SM: Record pushed. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  WakeReady();
+  TAV_DEBUG("SM: Record pushed done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+}  // namespace Tav

@@ -1,0 +1,109 @@
+#include "session/thread.h"
+
+#include "util/logger.h"
+
+namespace Tav {
+
+Thread::Thread() {
+  TAV_DEBUG("TH: ctor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  for (const Platform::AutoResetEvent* event : {&work_, &ready_}) {
+    if (!event->Valid()) {
+      LogError("$Failed to created event for thread");
+    }
+  }
+}
+
+Thread::~Thread() {
+  TAV_DEBUG("TH: Inside thread destructor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  const int32_t references = references_.load(std::memory_order_acquire);
+  if (references != 0) {
+    LogError("TH: Thread reference count should be zero, not %d. Pid: %d, CpuId: %d, Tid: %ld",
+             references, TAV_WHERE);
+  }
+}
+
+bool Thread::Run() {
+  TAV_DEBUG("TH: Run. Creating thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  references_.fetch_add(1, std::memory_order_acq_rel);
+  running_.store(1, std::memory_order_release);
+  if (!native_.Start(&Thread::Entry, this)) {
+    LogError("*Failed to create thread");
+    references_.fetch_sub(1, std::memory_order_acq_rel);
+    running_.store(0, std::memory_order_release);
+    return false;
+  }
+  TAV_DEBUG("TH: Run. Thread created. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  return true;
+}
+
+void Thread::Entry(void* argument) {
+  auto* const thread = static_cast<Thread*>(argument);
+  TAV_DEBUG("TH: Inside thread entry. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  try {
+    thread->Main();
+  } catch (...) {
+    LogError("TH: Exception in thread caught");
+  }
+  thread->running_.store(0, std::memory_order_release);
+  // A host that asked just before the end must not wait for an answer that will never come.
+  thread->ready_.Set();
+  TAV_DEBUG("TH: Thread entry. No longer running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  thread->Release();
+}
+
+void Thread::Release() {
+  if (references_.fetch_sub(1, std::memory_order_acq_rel) <= 1) {
+    delete this;
+  }
+}
+
+void Thread::Wait(int milliseconds, bool join) {
+  if (join) {
+    native_.Join(milliseconds);
+  } else {
+    work_.Wait(milliseconds);
+  }
+}
+
+void Thread::WaitReady(int milliseconds) {
+  const int32_t delay = waitDelay_.load(std::memory_order_relaxed);
+  if (delay > 0) {
+    TAV_TRACE("TH: WaitReady with waitDelay %d ms. Sleeping... Pid: %d, CpuId: %d, Tid: %ld", delay,
+              TAV_WHERE);
+    Platform::SleepMilliseconds(delay);
+  }
+  TAV_DEBUG("TH: WaitReady. Waiting for %ld ms. Pid: %d, CpuId: %d, Tid: %ld", long{milliseconds},
+            TAV_WHERE);
+  const Platform::WaitResult result = ready_.Wait(milliseconds);
+  switch (result) {
+    case Platform::WaitResult::Signalled:
+      TAV_DEBUG("TH: WaitReady. Waiting done. Pid: %d, CpuId: %d, Tid: %ld, sts: %d", TAV_WHERE,
+                static_cast<int>(result));
+      break;
+    case Platform::WaitResult::TimedOut:
+      LogError("TH: WaitReady. ***ERROR*** timed out. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      break;
+    case Platform::WaitResult::Failed:
+      LogError("TH: WaitReady error: %d", static_cast<int>(result));
+      break;
+  }
+}
+
+void Thread::WakeReady() {
+  TAV_DEBUG("TH: WakeReady. Setting event. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  ready_.Set();
+  TAV_DEBUG("TH: WakeReady. Setting event done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+void Thread::Join(int milliseconds) {
+  TAV_DEBUG("TH: Join. Waiting for %ld ms. Pid: %d, CpuId: %d, Tid: %ld", long{milliseconds},
+            TAV_WHERE);
+  native_.Join(milliseconds);
+  TAV_DEBUG("TH: Join. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+bool Thread::Ended() {
+  return !native_.Valid() || native_.Join(0) == Platform::WaitResult::Signalled;
+}
+
+}  // namespace Tav

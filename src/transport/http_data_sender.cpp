@@ -1,0 +1,214 @@
+#include "transport/http_data_sender.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "util/logger.h"
+#include "util/version.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr size_t kUrlLimit = 128;
+constexpr size_t kPieceSize = 256;
+constexpr uint32_t kStatusOk = 200;
+
+// Unknown authority 0x100, wrong usage 0x200, wrong name 0x1000, wrong date 0x2000: a record is
+// worth more delivered through a proxy that re-signs everything than withheld.
+constexpr uint32_t kOverlookedCertificateFaults = 0x3300;
+
+std::string RequestHeaders(bool post, bool closeConnection) {
+  std::string headers = std::string("X-SDKVersion: ") + kLibraryVersion;
+  if (post) {
+    headers +=
+        "\r\nContent-Encoding: gzip"
+        "\r\nX-Compressed: true"
+        "\r\nContent-Type: application/json; charset=utf-8";
+  }
+  if (closeConnection) {
+    headers += "\r\nConnection: close";
+  }
+  return headers;
+}
+
+void LogOutOfMemory() {
+  LogError("Out of memory in HTTP request");
+}
+
+}  // namespace
+
+HttpDataSender::HttpDataSender(std::string url) : url_(std::move(url)) {}
+
+HttpDataSender::~HttpDataSender() = default;
+
+void HttpDataSender::SetTimeouts(const Platform::HttpTimeouts& timeouts) {
+  timeouts_ = timeouts;
+}
+
+int32_t HttpDataSender::Open() try {
+  return OpenSession() && CrackUrl() && OpenConnection() ? 0 : 1;
+} catch (const std::bad_alloc&) {
+  LogOutOfMemory();
+  return 1;
+}
+
+bool HttpDataSender::OpenSession() {
+  if (session_) {
+    return true;
+  }
+  TAV_TRACE("Creating HTTP session");
+  const std::string userAgent = std::string("Analytics/") + kLibraryVersion;
+  session_ = Platform::HttpSession::Open(userAgent.c_str());
+  if (!session_) {
+    LogError("$Cannot create HTTP session");
+    return false;
+  }
+  session_.SetTimeouts(timeouts_);
+  return true;
+}
+
+bool HttpDataSender::CrackUrl() {
+  if (scheme_ != 0) {
+    return true;
+  }
+  if (url_.size() >= kUrlLimit) {
+    LogError("URL too long");
+    return false;
+  }
+  Platform::HttpUrl parts;
+  if (!Platform::HttpCrackUrl(url_, &parts)) {
+    LogError("$Cannot crack URL");
+    return false;
+  }
+  TAV_TRACE("Cracked url into '%s', '%s', and '%s'", parts.host.c_str(), parts.path.c_str(),
+            parts.extra.c_str());
+  TAV_TRACE("Scheme is %d, port is %d", parts.scheme, parts.port);
+  objectPath_ = parts.path + parts.extra;
+  host_ = std::move(parts.host);
+  port_ = parts.port;
+  scheme_ = parts.scheme;
+  return true;
+}
+
+bool HttpDataSender::OpenConnection() {
+  if (connection_) {
+    return true;
+  }
+  TAV_TRACE("Creating HTTP connection");
+  connection_ = session_.Connect(host_, port_);
+  if (!connection_) {
+    LogError("$Cannot open HTTP connection");
+    return false;
+  }
+  return true;
+}
+
+int32_t HttpDataSender::SendRequest(const void* body, size_t length, bool closeConnection) {
+  request_.Close();
+  if (!OpenRequest(length != 0 ? "POST" : "GET") || !Exchange(body, length, closeConnection)) {
+    return 1;
+  }
+  TAV_TRACE("Querying HTTP headers");
+  uint32_t status = 0;
+  if (!request_.QueryStatus(&status)) {
+    LogError("$Error retrieving HTTP status response");
+    return 1;
+  }
+  TAV_TRACE("Response is %d", static_cast<int>(status));
+  if (status != kStatusOk) {
+    LogWarning("Response from HTTP is not OK. Got %d instead", static_cast<int>(status));
+  }
+  ReadResponse();
+  return status == kStatusOk ? 0 : 1;
+}
+
+bool HttpDataSender::OpenRequest(const char* verb) {
+  TAV_TRACE("Creating HTTP request");
+  request_ =
+      connection_.OpenRequest(verb, objectPath_, "text/*", scheme_ == Platform::kHttpsScheme);
+  if (!request_) {
+    LogError("$Cannot create HTTP request");
+    return false;
+  }
+  // The session's limits reach only what is opened after they are set; these may be newer.
+  request_.SetTimeouts(timeouts_);
+  request_.SetSecurityFlags(kOverlookedCertificateFaults);
+  return true;
+}
+
+bool HttpDataSender::Exchange(const void* body, size_t length, bool closeConnection) {
+  const std::string headers = RequestHeaders(length != 0, closeConnection);
+  TAV_TRACE("Sending HTTP request");
+  if (!request_.Send(headers, body, length, this)) {
+    LogError("$Error sending HTTP request");
+    return false;
+  }
+  TAV_TRACE("Getting HTTP response");
+  if (!request_.ReceiveResponse()) {
+    LogError("$Error receiving HTTP response");
+    return false;
+  }
+  return true;
+}
+
+void HttpDataSender::ReadResponse() {
+  char piece[kPieceSize];
+  size_t count = 0;
+  size_t total = 0;
+  do {
+    if (!request_.Read(piece, std::min(sizeof piece, kMaxResponse - total), &count)) {
+      LogError("$Error reading http response data");
+      break;
+    }
+    response_.append(piece, count);
+    total += count;
+  } while (count > 0 && total < kMaxResponse);
+  if (total > 0) {
+    TAV_TRACE("Read %d bytes from server", static_cast<int>(total));
+  }
+  if (total == kMaxResponse) {
+    LogWarning("Response from HTTP is too long. Stopped reading it");
+  }
+}
+
+int32_t HttpDataSender::Send(const void* body, size_t length, bool closeConnection) try {
+  const int32_t result = SendRequest(body, length, closeConnection);
+  response_ = {};
+  return result;
+} catch (const std::bad_alloc&) {
+  LogOutOfMemory();
+  response_ = {};
+  return 1;
+}
+
+std::string HttpDataSender::Fetch() try {
+  if (Open() != 0) {
+    return {};
+  }
+  SendRequest(nullptr, 0, true);
+  Close();
+  return std::exchange(response_, {});
+} catch (const std::bad_alloc&) {
+  LogOutOfMemory();
+  response_ = {};
+  return {};
+}
+
+void HttpDataSender::Close() {
+  if (request_) {
+    TAV_TRACE("Closing HTTP request");
+    request_.Close();
+  }
+  if (connection_) {
+    TAV_TRACE("Closing HTTP connection");
+    connection_.Close();
+  }
+  if (session_) {
+    TAV_TRACE("Closing HTTP session");
+    session_.Close();
+  }
+}
+
+}  // namespace Tav

@@ -1,0 +1,143 @@
+#include "util/arena.h"
+
+#include <jansson.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+
+#include "platform/static_lock.h"
+#include "platform/tls_slot.h"
+#include "util/block_pool.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr size_t kAlignment = 8;
+constexpr uint64_t kFromHeap = 0x4845415048454150;   // "HEAPHEAP"
+constexpr uint64_t kFromArena = 0x4152454E41524E41;  // "ARENARNA"
+
+constinit Platform::TlsSlot currentArena;
+constinit std::atomic<bool> jsonUsesArenas{false};
+constinit Platform::StaticLock jsonSetup;
+
+constexpr size_t RoundUp(size_t size) {
+  return (size + kAlignment - 1) & ~(kAlignment - 1);
+}
+
+void* JsonAllocate(size_t size) {
+  return TaggedAllocate(size, static_cast<Arena*>(currentArena.Get()));
+}
+
+void* Mark(void* memory, uint64_t origin) {
+  return new (memory) uint64_t{origin} + 1;
+}
+
+}  // namespace
+
+Arena* Arena::Create() {
+  auto* const block = static_cast<std::byte*>(BlockPool::Acquire());
+  if (block == nullptr) {
+    return nullptr;
+  }
+  return new (block) Arena(block + RoundUp(sizeof(Arena)), block + BlockPool::kUsableSize);
+}
+
+void Arena::Destroy(Arena* arena) {
+  Extension* extension = arena->extensions_;
+  while (extension != nullptr) {
+    Extension* const next = extension->next;
+    BlockPool::Release(extension);
+    extension = next;
+  }
+  BlockPool::Release(arena);
+}
+
+void* Arena::Allocate(size_t size) {
+  const size_t needed = RoundUp(size);
+  if (needed < size || needed > BlockPool::kUsableSize - RoundUp(sizeof(Extension))) {
+    return nullptr;
+  }
+  if (needed > static_cast<size_t>(end_ - cursor_) && !Grow()) {
+    return nullptr;
+  }
+  void* const memory = cursor_;
+  cursor_ += needed;
+  return memory;
+}
+
+bool Arena::Grow() {
+  auto* const block = static_cast<std::byte*>(BlockPool::Acquire());
+  if (block == nullptr) {
+    return false;
+  }
+  extensions_ = new (block) Extension{extensions_};
+  cursor_ = block + RoundUp(sizeof(Extension));
+  end_ = block + BlockPool::kUsableSize;
+  return true;
+}
+
+void* TaggedAllocate(size_t size, Arena* arena) {
+  const size_t total = size + sizeof(uint64_t);
+  if (total < size) {
+    return nullptr;
+  }
+  if (arena != nullptr) {
+    if (void* const memory = arena->Allocate(total)) {
+      return Mark(memory, kFromArena);
+    }
+  }
+  void* const memory = std::malloc(total);
+  return memory == nullptr ? nullptr : Mark(memory, kFromHeap);
+}
+
+void TaggedFree(void* memory) {
+  if (memory == nullptr) {
+    return;
+  }
+  uint64_t* const mark = static_cast<uint64_t*>(memory) - 1;
+  if (*mark == kFromHeap) {
+    std::free(mark);
+  }
+}
+
+ArenaScope::ArenaScope(Arena* arena) {
+  if (currentArena.Valid()) {
+    previous_ = currentArena.Get();
+    currentArena.Set(arena);
+  }
+}
+
+ArenaScope::~ArenaScope() {
+  if (currentArena.Valid()) {
+    currentArena.Set(previous_);
+  }
+}
+
+void UseArenasForJson() {
+  if (jsonUsesArenas.load(std::memory_order_acquire)) {
+    return;
+  }
+  const std::lock_guard guard(jsonSetup);
+  if (!jsonUsesArenas.load(std::memory_order_relaxed)) {
+    json_set_alloc_funcs(JsonAllocate, TaggedFree);
+    jsonUsesArenas.store(true, std::memory_order_release);
+  }
+}
+
+void AcquireArenaSlot() {
+  if (!currentArena.Valid()) {
+    currentArena.Acquire();
+  }
+}
+
+void ReleaseArenaSlot() {
+  if (currentArena.Valid()) {
+    currentArena.Release();
+  }
+}
+
+}  // namespace Tav

@@ -1,0 +1,72 @@
+#include "util/hash.h"
+
+#include "platform/identifiers.h"
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+void LogFailure(const Platform::HashResult& result, const char* text) {
+  using Platform::HashStep;
+  switch (result.failedStep) {
+    case HashStep::None:
+      break;
+    case HashStep::OpenProvider:
+      LogWarning("Failed to open algorithm provider. Error = %ld", result.status);
+      break;
+    case HashStep::ObjectLength:
+      LogWarning("Failed to get size of hash object. Error = %ld", result.status);
+      break;
+    case HashStep::AllocateObject:
+      LogWarning("Failed to allocate memory for hash object");
+      break;
+    case HashStep::CreateHash:
+      LogWarning("Failed to create the hash object. Error = %ld", result.status);
+      break;
+    case HashStep::HashData:
+      LogWarning("Failed to hash '%s'. Error = %ld", text, result.status);
+      break;
+    case HashStep::DigestLength:
+      LogWarning("Failed to retrieve size of hashed value for '%s'. Error = %ld", text,
+                 result.status);
+      break;
+    case HashStep::DigestTooLarge:
+      LogWarning("Buffer for hashed value of '%s' is too small.", text);
+      break;
+    case HashStep::FinishHash:
+      LogWarning("Failed to retrieve hashed value of '%s'. Error = %ld", text, result.status);
+      break;
+  }
+}
+
+}  // namespace
+
+uint32_t HashText(int algorithm, const std::string& text, uint8_t* digest, uint32_t digestSize) {
+  if (algorithm != kHashSha1 && algorithm != kHashSha256) {
+    return 0;
+  }
+  TAV_DEBUG("UT: Hashing '%s'...", text.c_str());
+  const auto method =
+      algorithm == kHashSha1 ? Platform::HashAlgorithm::Sha1 : Platform::HashAlgorithm::Sha256;
+  const Platform::HashResult result =
+      Platform::Hash(method, text.data(), text.size(), digest, digestSize);
+  LogFailure(result, text.c_str());
+  return result.length;
+}
+
+std::string HashTextToHex(const std::string& text) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  uint8_t digest[64];
+  const uint32_t half = HashText(kHashSha256, text, digest, sizeof digest) / 2;
+  std::string hex;
+  hex.reserve(half * 2);
+  for (uint32_t i = 0; i < half; ++i) {
+    const int byte = digest[i] ^ digest[half + i];
+    hex += kDigits[byte >> 4];
+    hex += kDigits[byte & 0xF];
+  }
+  return hex;
+}
+
+}  // namespace Tav

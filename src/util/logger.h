@@ -1,0 +1,78 @@
+// The one diagnostic logger of the process. Silent unless the host or the environment asks for
+// output. Lines are printf-style; a format that begins with '$' gets the last system error
+// appended, one that begins with '*' the C run-time's errno, "$*" both.
+//
+// Any thread may log at any time. A line is built on the caller's stack and handed to the sinks on
+// the caller's thread; lines of several threads interleave whole. The message texts are a contract
+// with people's tools: they do not change.
+#pragma once
+
+#include <atomic>
+#include <cstdarg>
+
+#include "platform/process.h"
+
+#if defined(__clang__)
+#define TAV_PRINTF(formatIndex, firstArgument) \
+  __attribute__((format(printf, formatIndex, firstArgument)))
+#elif defined(__GNUC__)
+#define TAV_PRINTF(formatIndex, firstArgument) \
+  __attribute__((format(gnu_printf, formatIndex, firstArgument)))
+#else
+#define TAV_PRINTF(formatIndex, firstArgument)
+#endif
+
+namespace Tav {
+
+enum class LogLevel : int { Trace = 1, Debug = 2, Note = 3, Warning = 4, Error = 5, Off = 6 };
+
+// Receives one zero-terminated line without a newline; called on the thread that logs.
+using LogSink = void (*)(const char* line);
+
+// Takes both sinks (each may be null), TAV_LOGFILE and TAV_LOG_LEVEL into account; see
+// docs/integration.md for the rules. Called with no other thread logging.
+void ConfigureLogger(LogSink messageSink, LogSink lineSink, bool debugMode);
+
+// Closes the log file and detaches the line sink; threshold and message sink stay.
+void CloseLogger();
+
+namespace Internal {
+extern std::atomic<int> logThreshold;
+}
+
+// One comparison: asked by the macros below before a line's arguments are even evaluated.
+inline bool LogEnabled(LogLevel level) {
+  return static_cast<int>(level) >= Internal::logThreshold.load(std::memory_order_relaxed);
+}
+
+void LogTrace(const char* format, ...) TAV_PRINTF(1, 2);
+void LogDebug(const char* format, ...) TAV_PRINTF(1, 2);
+void LogNote(const char* format, ...) TAV_PRINTF(1, 2);
+void LogWarning(const char* format, ...) TAV_PRINTF(1, 2);
+void LogError(const char* format, ...) TAV_PRINTF(1, 2);
+void LogMessage(LogLevel level, const char* format, va_list arguments);
+
+}  // namespace Tav
+
+// The guarded forms: use these for every line below WARN, so that a line that will not be written
+// costs one comparison. Warnings and errors are rare and call LogWarning and LogError directly.
+#define TAV_TRACE(...)                             \
+  do {                                             \
+    if (::Tav::LogEnabled(::Tav::LogLevel::Trace)) \
+      ::Tav::LogTrace(__VA_ARGS__);                \
+  } while (false)
+#define TAV_DEBUG(...)                             \
+  do {                                             \
+    if (::Tav::LogEnabled(::Tav::LogLevel::Debug)) \
+      ::Tav::LogDebug(__VA_ARGS__);                \
+  } while (false)
+#define TAV_NOTE(...)                             \
+  do {                                            \
+    if (::Tav::LogEnabled(::Tav::LogLevel::Note)) \
+      ::Tav::LogNote(__VA_ARGS__);                \
+  } while (false)
+
+// The arguments for "Pid: %d, CpuId: %d, Tid: %ld".
+#define TAV_WHERE                                                    \
+  ::Tav::Platform::ProcessId(), ::Tav::Platform::CurrentProcessor(), \
+      ::Tav::Platform::CurrentThreadId()

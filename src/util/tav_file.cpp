@@ -1,0 +1,156 @@
+#include "util/tav_file.h"
+
+#include <cerrno>
+
+#include "platform/error.h"
+#include "platform/sync.h"
+#include "util/logger.h"
+
+namespace Tav {
+namespace {
+
+constexpr size_t kErrorTextLimit = 256;
+constexpr int kTruncateAttempts = 5;
+constexpr int kTruncatePauseMilliseconds = 100;
+
+}  // namespace
+
+void TavFile::Reset() {
+  Close();
+  lastingFailure_ = false;
+  missing_ = false;
+  failed_ = false;
+  errorText_.clear();
+}
+
+// Keeps `what`, and errno's text when `what` ends with a colon and a blank.
+void TavFile::Fail(const char* what) {
+  if (failed_) {
+    return;
+  }
+  const Platform::ErrorKeeper keeper;
+  failed_ = true;
+  errorText_ = what;
+  if (errorText_.ends_with(": ")) {
+    errorText_ += Platform::ErrnoMessage(keeper.Errno());
+  }
+  if (errorText_.size() > kErrorTextLimit) {
+    errorText_.resize(kErrorTextLimit);
+  }
+}
+
+bool TavFile::OpenLocked(const char* path, Platform::FileUse use) {
+  Reset();
+  const Platform::OpenResult result = file_.Open(path, use);
+  if (result != Platform::OpenResult::Opened) {
+    missing_ = result == Platform::OpenResult::Missing;
+    lastingFailure_ = !missing_;
+    Fail("Open failed: ");
+    TAV_DEBUG("*Cannot open file %s", path);
+    return false;
+  }
+  locked_ = file_.LockFirstByte();
+  if (!locked_) {
+    Fail("Lock failed: ");
+    LogWarning("*Lock of file failed");
+    file_.Close();
+  }
+  return locked_;
+}
+
+bool TavFile::OpenForAppend(const char* path) {
+  return OpenLocked(path, Platform::FileUse::Append);
+}
+
+bool TavFile::OpenForUpdate(const char* path) {
+  return OpenLocked(path, Platform::FileUse::Update);
+}
+
+bool TavFile::OpenAtomic(const char* path) {
+  Reset();
+  switch (file_.Open(path, Platform::FileUse::Exclusive)) {
+    case Platform::OpenResult::Opened:
+      return true;
+    case Platform::OpenResult::InUse:
+      Fail("Atomic open failed: ");
+      LogWarning("Atomic open failed due to file locked");
+      return false;
+    case Platform::OpenResult::Missing:
+      missing_ = true;
+      break;
+    case Platform::OpenResult::Failed:
+      break;
+  }
+  lastingFailure_ = true;
+  Fail("Atomic open failed: ");
+  LogWarning("*Open of file failed");
+  return false;
+}
+
+size_t TavFile::Read(void* buffer, size_t count) {
+  if (failed_) {
+    return 0;
+  }
+  const int64_t got = file_.Read(buffer, count);
+  if (got < 0) {
+    Fail("Read error: ");
+    LogWarning("*Read from file failed");
+    return 0;
+  }
+  return static_cast<size_t>(got);
+}
+
+bool TavFile::Write(const void* buffer, size_t count) {
+  if (failed_) {
+    return false;
+  }
+  const int64_t written = file_.Write(buffer, count);
+  if (written < 0) {
+    Fail("Write error: ");
+    LogWarning("*Write to file failed");
+  } else if (static_cast<size_t>(written) != count) {
+    Fail("Not all data written");
+  }
+  return !failed_;
+}
+
+bool TavFile::Truncate() {
+  for (int attempt = 1; !file_.Truncate(); ++attempt) {
+    if (attempt == kTruncateAttempts) {
+      Fail("Truncate error: ");
+      return false;
+    }
+    Platform::SleepMilliseconds(kTruncatePauseMilliseconds);
+  }
+  return true;
+}
+
+bool TavFile::Close() {
+  locked_ = false;
+  if (!file_.Close()) {
+    Fail("Close error: ");
+    return false;
+  }
+  return true;
+}
+
+bool TavFile::Delete(const char* path) {
+  if (Platform::RemoveFile(path) || errno == ENOENT) {
+    return true;
+  }
+  LogWarning("*Error deleting file %s", path);
+  return false;
+}
+
+bool TavFile::Exists(const char* path) {
+  return Platform::FileExists(path);
+}
+
+std::vector<std::string> TavFile::ReadDirectory(const char* path) {
+  std::vector<std::string> names;
+  Platform::ListFiles(path, names);
+  TAV_TRACE("ReadDir found %d files", static_cast<int>(names.size()));
+  return names;
+}
+
+}  // namespace Tav

@@ -1,0 +1,60 @@
+#include "platform/identifiers.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Tav::Platform {
+namespace {
+
+std::string Hex(HashAlgorithm algorithm, const std::string& text) {
+  std::vector<uint8_t> digest(64, 0xEE);
+  const HashResult result = Hash(algorithm, text.data(), text.size(), digest.data(), 64);
+  EXPECT_EQ(result.failedStep, HashStep::None);
+  EXPECT_EQ(digest[result.length], 0xEE) << "wrote past the digest";
+  std::string hex;
+  for (uint32_t i = 0; i < result.length; ++i) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", digest[i]);
+    hex += digits;
+  }
+  return hex;
+}
+
+// The examples published with the algorithms.
+TEST(Hash, MatchesThePublishedExamples) {
+  EXPECT_EQ(Hex(HashAlgorithm::Sha1, "abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
+  EXPECT_EQ(Hex(HashAlgorithm::Sha1, ""), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
+  EXPECT_EQ(Hex(HashAlgorithm::Sha256, "abc"),
+            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(Hex(HashAlgorithm::Sha256, std::string(1000000, 'a')),
+            "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+}
+
+TEST(Hash, WritesNothingIntoADigestThatIsTooSmall) {
+  uint8_t digest[31];
+  std::memset(digest, 0xEE, sizeof digest);
+  const HashResult result = Hash(HashAlgorithm::Sha256, "abc", 3, digest, sizeof digest);
+  EXPECT_EQ(result.failedStep, HashStep::DigestTooLarge);
+  EXPECT_EQ(result.length, 0u);
+  for (const uint8_t byte : digest) {
+    EXPECT_EQ(byte, 0xEE);
+  }
+}
+
+TEST(NewUuid, IsRandomAndSaysSo) {
+  std::set<std::string> seen;
+  for (int i = 0; i < 200; ++i) {
+    const Uuid uuid = NewUuid();
+    EXPECT_EQ(uuid.data3 >> 12, 4);
+    EXPECT_EQ(uuid.data4[0] >> 6, 2);
+    seen.emplace(reinterpret_cast<const char*>(&uuid), sizeof uuid);
+  }
+  EXPECT_EQ(seen.size(), 200u);
+}
+
+}  // namespace
+}  // namespace Tav::Platform

@@ -1,0 +1,9 @@
+// Changes this process's environment, as a host or its surroundings would.
+#pragma once
+
+namespace Tav::Testing {
+
+// Sets the variable to a UTF-8 value, or removes it when `value` is null.
+void SetEnvironment(const char* name, const char* value);
+
+}  // namespace Tav::Testing

@@ -1,0 +1,74 @@
+// Streams that fail on purpose, to stand below the filters under test.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "streams/stream.h"
+
+namespace Tav {
+
+// Delivers `data` and then fails with "broken source".
+class FailingInputStream : public InputStream {
+ public:
+  explicit FailingInputStream(std::string data) : data_(std::move(data)) {}
+
+  size_t Read(void* buffer, size_t count) override {
+    const size_t delivered = data_.copy(static_cast<char*>(buffer), count, position_);
+    position_ += delivered;
+    failed_ = failed_ || delivered < count;
+    return delivered;
+  }
+  bool HasError() const override { return failed_; }
+  const char* ErrorText() const override { return failed_ ? "broken source" : ""; }
+
+ private:
+  std::string data_;
+  size_t position_ = 0;
+  bool failed_ = false;
+};
+
+// Records each call of Write and fails with "broken sink" once `room` bytes have come.
+class RecordingOutputStream : public OutputStream {
+ public:
+  explicit RecordingOutputStream(size_t room = SIZE_MAX) : room_(room) {}
+
+  void Close() override { ++closes; }
+  void Flush() override { ++flushes; }
+  void Write(const void* buffer, size_t count) override {
+    writes.emplace_back(static_cast<const char*>(buffer), count);
+    failed_ = failed_ || count > room_;
+    room_ -= std::min(room_, count);
+  }
+  bool HasError() const override { return failed_; }
+  const char* ErrorText() const override { return failed_ ? "broken sink" : ""; }
+
+  std::string All() const {
+    std::string all;
+    for (const std::string& write : writes) {
+      all += write;
+    }
+    return all;
+  }
+
+  std::vector<std::string> writes;
+  int flushes = 0;
+  int closes = 0;
+
+ private:
+  size_t room_;
+  bool failed_ = false;
+};
+
+// Reads until the stream delivers nothing, in pieces of `piece` bytes.
+inline std::string ReadAll(InputStream& stream, size_t piece = 1024) {
+  std::string all;
+  std::vector<char> buffer(piece);
+  while (const size_t got = stream.Read(buffer.data(), piece)) {
+    all.append(buffer.data(), got);
+  }
+  return all;
+}
+
+}  // namespace Tav

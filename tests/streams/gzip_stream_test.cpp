@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <random>
+#include <string>
+
+#include "faulty_streams.h"
+#include "streams/gzip_stream.h"
+#include "streams/memory_stream.h"
+
+namespace Tav {
+namespace {
+
+// Does not compress, so that it crosses the 4,096-byte buffers many times.
+std::string Noise(size_t length) {
+  std::mt19937 random(20210304);
+  std::string noise;
+  for (size_t i = 0; i < length; ++i) {
+    noise.push_back(static_cast<char>(random()));
+  }
+  return noise;
+}
+
+std::string Compress(const std::string& text, size_t piece = 4096) {
+  MemoryOutputStream memory;
+  GZipOutputStream gzip(&memory);
+  for (size_t at = 0; at < text.size(); at += piece) {
+    gzip.Write(text.data() + at, std::min(piece, text.size() - at));
+  }
+  gzip.Flush();
+  EXPECT_FALSE(gzip.HasError()) << gzip.ErrorText();
+  const std::vector<uint8_t> joined = memory.Join();
+  return std::string(joined.begin(), joined.end());
+}
+
+struct Expanded {
+  std::string text;
+  std::string error;
+  bool complete;
+};
+
+Expanded Expand(const std::string& bytes, size_t piece = 1024) {
+  MemoryInputStream memory(bytes.data(), bytes.size());
+  GZipInputStream gzip(&memory);
+  Expanded expanded;
+  expanded.text = ReadAll(gzip, piece);
+  expanded.error = gzip.ErrorText();
+  expanded.complete = gzip.Complete();
+  EXPECT_EQ(gzip.HasError(), !expanded.error.empty());
+  return expanded;
+}
+
+TEST(GZipStreams, RoundTrip) {
+  for (const std::string& text :
+       {std::string(), std::string("x"), std::string(1 << 20, 'a'), Noise(4000), Noise(50000)}) {
+    for (const size_t piece : {1u, 700u, 1u << 20}) {
+      const std::string bytes = Compress(text, piece);
+      const Expanded expanded = Expand(bytes, piece);
+      EXPECT_TRUE(expanded.text == text) << text.size();
+      EXPECT_EQ(expanded.error, "");
+      EXPECT_TRUE(expanded.complete);
+    }
+  }
+}
+
+TEST(GZipOutputStream, WritesWholeBuffersOfTheBestCompression) {
+  RecordingOutputStream sink;
+  GZipOutputStream gzip(&sink);
+  const std::string noise = Noise(20000);
+  gzip.Write(noise.data(), noise.size());
+  for (const std::string& write : sink.writes) {
+    EXPECT_EQ(write.size(), 4096u);
+  }
+  EXPECT_EQ(sink.flushes, 0);
+  gzip.Flush();
+  EXPECT_EQ(sink.flushes, 1);
+
+  const std::string member = sink.All();
+  EXPECT_EQ(member.substr(0, 4), std::string("\x1F\x8B\x08\x00", 4));
+  EXPECT_EQ(member[8], '\x02') << "the header's mark of the slowest, smallest setting";
+}
+
+TEST(GZipOutputStream, CompletesOneMemberOnly) {
+  RecordingOutputStream sink;
+  GZipOutputStream gzip(&sink);
+  gzip.Write("text", 4);
+  gzip.Flush();
+  const std::string member = sink.All();
+  gzip.Flush();
+  EXPECT_FALSE(gzip.HasError());
+  EXPECT_EQ(sink.All(), member);
+  EXPECT_EQ(Expand(member).text, "text");
+
+  gzip.Write("more", 4);
+  EXPECT_STREQ(gzip.ErrorText(), "GZip deflate error -2");
+  EXPECT_EQ(sink.All(), member);
+}
+
+TEST(GZipOutputStream, ReportsTheStreamBelowAndStops) {
+  RecordingOutputStream sink(5000);
+  GZipOutputStream gzip(&sink);
+  const std::string noise = Noise(50000);
+  gzip.Write(noise.data(), noise.size());
+  gzip.Flush();
+  EXPECT_STREQ(gzip.ErrorText(), "broken sink");
+  EXPECT_EQ(sink.writes.size(), 2u);
+  EXPECT_EQ(sink.flushes, 0);
+}
+
+TEST(GZipInputStream, TellsEveryTruncationFromACompleteMember) {
+  const std::string text = Noise(300) + std::string(3000, 'z');
+  const std::string whole = Compress(text);
+  for (size_t length = 0; length < whole.size(); ++length) {
+    const Expanded expanded = Expand(whole.substr(0, length), 64);
+    EXPECT_EQ(expanded.error, "GZip inflate error -5") << length;
+    EXPECT_FALSE(expanded.complete) << length;
+    EXPECT_EQ(text.rfind(expanded.text, 0), 0u) << length;
+  }
+}
+
+TEST(GZipInputStream, CompleteMeansThatTheChecksumWasReached) {
+  const std::string whole = Compress("0123456789");
+  for (const size_t missing : {0u, 1u, 8u}) {
+    MemoryInputStream memory(whole.data(), whole.size() - missing);
+    GZipInputStream gzip(&memory);
+    char buffer[10];
+    EXPECT_EQ(gzip.Read(buffer, sizeof buffer), sizeof buffer);
+    EXPECT_FALSE(gzip.HasError());
+    EXPECT_EQ(gzip.Read(buffer, sizeof buffer), 0u);
+    EXPECT_EQ(gzip.Complete(), missing == 0);
+    EXPECT_EQ(gzip.HasError(), missing != 0);
+  }
+}
+
+TEST(GZipInputStream, RejectsWhatIsDamagedOrNoGzip) {
+  EXPECT_EQ(Expand("plain text, not a member").error, "GZip inflate error -3");
+  std::string damaged = Compress("0123456789");
+  damaged[damaged.size() - 6] ^= 1;
+  const Expanded expanded = Expand(damaged);
+  EXPECT_EQ(expanded.error, "GZip inflate error -3");
+  EXPECT_EQ(expanded.text, "") << "the read that meets the damage delivers nothing";
+  EXPECT_EQ(Expand(Compress("first") + Compress("second")).text, "first");
+}
+
+TEST(GZipInputStream, StaysFailedAndNamesAFailingSource) {
+  MemoryInputStream memory("garbage", 7);
+  GZipInputStream gzip(&memory);
+  EXPECT_EQ(gzip.ReadByte(), -1);
+  EXPECT_EQ(gzip.ReadByte(), -1);
+  EXPECT_STREQ(gzip.ErrorText(), "GZip inflate error -3");
+
+  FailingInputStream source(Compress("text").substr(0, 8));
+  GZipInputStream above(&source);
+  EXPECT_EQ(above.ReadByte(), -1);
+  EXPECT_STREQ(above.ErrorText(), "broken source");
+}
+
+}  // namespace
+}  // namespace Tav

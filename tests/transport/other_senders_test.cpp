@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "streams/gzip_stream.h"
+#include "streams/memory_stream.h"
+#include "support/captured_log.h"
+#include "transport/data_sender.h"
+#include "transport/http_data_sender.h"
+#include "transport/test_data_sender.h"
+
+namespace Tav {
+namespace {
+
+using Testing::CapturedLog;
+namespace fs = std::filesystem;
+
+std::vector<uint8_t> Gzip(const std::string& text) {
+  MemoryOutputStream compressed;
+  GZipOutputStream gzip(&compressed);
+  gzip.Write(text.data(), text.size());
+  gzip.Flush();
+  return compressed.Join();
+}
+
+int32_t SendText(DataSender* sender, const std::string& text) {
+  const std::vector<uint8_t> body = Gzip(text);
+  return sender->Send(body.data(), body.size(), false);
+}
+
+class FileDataSenderTest : public testing::Test {
+ protected:
+  FileDataSenderTest() {
+    folder = fs::temp_directory_path() / fs::path(u8"tav-sender-\u00E4\u03A9");
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+  }
+  ~FileDataSenderTest() override { fs::remove_all(folder); }
+
+  std::string Url(const std::string& name) const {
+    const std::u8string path = (folder / name).u8string();
+    return "file://" + std::string(path.begin(), path.end());
+  }
+
+  std::string Text(const std::string& name) const {
+    std::ifstream stream(folder / name);
+    std::stringstream text;
+    text << stream.rdbuf();
+    return text.str();
+  }
+
+  fs::path folder;
+  CapturedLog log;
+};
+
+TEST_F(FileDataSenderTest, WritesOneExpandedBodyALine) {
+  std::ofstream(folder / "out.json") << "left over";
+  // Opening the sender and sending nothing leaves the file alone.
+  const auto sender = CreateDataSender("FILE://" + Url("out.json?x=1").substr(7));
+  EXPECT_EQ(sender->Open(), 0);
+  EXPECT_EQ(sender->Send("", 0, false), 0);
+  EXPECT_EQ(Text("out.json"), "left over");
+
+  const std::string big(100000, 'b');
+  EXPECT_EQ(SendText(sender.get(), "{\"first\":1}"), 0);
+  EXPECT_EQ(Text("out.json"), "{\"first\":1}\n");
+  sender->Close();
+  EXPECT_EQ(SendText(sender.get(), big), 0);
+  EXPECT_EQ(Text("out.json"), "{\"first\":1}\n" + big + "\n");
+  EXPECT_EQ(sender->Send("not gzip", 8, false), 0);
+  EXPECT_EQ(log.Take(), std::vector<std::string>{"Gzip expand failed - GZip inflate error -3"});
+}
+
+TEST_F(FileDataSenderTest, UnwritableFileIsTriedOnceAndNeverFails) {
+  const auto sender = CreateDataSender(Url("missing/out.json"));
+  EXPECT_EQ(SendText(sender.get(), "1"), 0);
+  fs::create_directories(folder / "missing");
+  EXPECT_EQ(SendText(sender.get(), "2"), 0);
+  EXPECT_EQ(log.Take(), std::vector<std::string>{"Could not create logger file"});
+  EXPECT_FALSE(fs::exists(folder / "missing/out.json"));
+}
+
+TEST_F(FileDataSenderTest, FetchesTheWholeFile) {
+  const std::string text = std::string(5000, 's') + "\nend";
+  std::ofstream(folder / "settings.json") << text;
+  EXPECT_EQ(CreateDataSender(Url("settings.json?N=a&V=1"))->Fetch(), text);
+  EXPECT_EQ(log.Take(), std::vector<std::string>{});
+  EXPECT_EQ(CreateDataSender(Url("none.json"))->Fetch(), "");
+  EXPECT_EQ(log.Take(), std::vector<std::string>{"Could not open setting file"});
+}
+
+// What the hook was called with; a null pointer shows as "open".
+std::vector<std::string> hookCalls;
+
+class TestDataSenderTest : public testing::Test {
+ protected:
+  TestDataSenderTest() {
+    hookCalls.clear();
+    TestDataSender::SetHook([](const uint8_t* data, size_t length) -> int32_t {
+      hookCalls.push_back(data ? std::string(data, data + length) : "open");
+      return static_cast<int32_t>(hookCalls.size()) + 40;
+    });
+  }
+  ~TestDataSenderTest() override { TestDataSender::SetHook(nullptr); }
+
+  CapturedLog log;
+};
+
+TEST_F(TestDataSenderTest, HandsExpandedBodiesToTheHook) {
+  const auto sender = CreateDataSender("Test://anything");
+  EXPECT_EQ(sender->Open(), 41);
+  EXPECT_EQ(SendText(sender.get(), "{\"rt\":[]}"), 42);
+  EXPECT_EQ(sender->Send("", 0, false), 0);
+  EXPECT_EQ(sender->Send("garbage", 7, false), 43);
+  EXPECT_EQ(hookCalls, (std::vector<std::string>{"open", "{\"rt\":[]}", ""}));
+  EXPECT_EQ(log.Take(), std::vector<std::string>{"Gzip expand failed - GZip inflate error -3"});
+  EXPECT_EQ(sender->Fetch(), "");
+
+  TestDataSender::SetHook(nullptr);
+  EXPECT_EQ(sender->Open(), 0);
+  EXPECT_EQ(SendText(sender.get(), "{}"), 0);
+  EXPECT_EQ(hookCalls.size(), 3u);
+}
+
+TEST(CreateDataSender, TellsSchemesApart) {
+  const auto isHttp = [](const char* url) {
+    return dynamic_cast<HttpDataSender*>(CreateDataSender(url).get()) != nullptr;
+  };
+  for (const char* url : {"http://h/", "HTTPS://h/", "", "file:/", "null:/x", " file://x"}) {
+    EXPECT_TRUE(isHttp(url)) << url;
+  }
+  for (const char* url : {"file://", "NULL://", "null://x", "tESt://"}) {
+    EXPECT_FALSE(isHttp(url)) << url;
+  }
+  const auto nothing = CreateDataSender("Null://");
+  EXPECT_EQ(nothing->Open(), 0);
+  EXPECT_EQ(nothing->Send("not gzip", 8, true), 0);
+  EXPECT_EQ(nothing->Fetch(), "");
+}
+
+}  // namespace
+}  // namespace Tav

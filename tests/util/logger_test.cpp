@@ -1,0 +1,308 @@
+#include "util/logger.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/error.h"
+#include "platform/set_environment.h"
+
+namespace Tav {
+namespace {
+
+std::vector<std::string> messages;
+std::vector<std::string> lines;
+
+void KeepMessage(const char* line) {
+  messages.emplace_back(line);
+}
+
+void KeepLine(const char* line) {
+  lines.emplace_back(line);
+}
+
+class LoggerTest : public testing::Test {
+ protected:
+  LoggerTest() { Reset(); }
+  ~LoggerTest() override {
+    Reset();
+    std::filesystem::remove(logPath_);
+  }
+
+  static void Reset() {
+    Testing::SetEnvironment("TAV_LOGFILE", nullptr);
+    Testing::SetEnvironment("TAV_LOG_LEVEL", nullptr);
+    ConfigureLogger(nullptr, nullptr, false);
+    messages.clear();
+    lines.clear();
+  }
+
+  void UseLogFile() {
+    std::filesystem::remove(logPath_);
+    const std::u8string utf8 = logPath_.u8string();
+    Testing::SetEnvironment("TAV_LOGFILE", std::string(utf8.begin(), utf8.end()).c_str());
+  }
+
+  std::vector<std::string> LogFileLines() const {
+    std::vector<std::string> result;
+    std::ifstream file(logPath_);
+    for (std::string line; std::getline(file, line);) {
+      result.push_back(line);
+    }
+    return result;
+  }
+
+  const std::filesystem::path logPath_ =
+      std::filesystem::temp_directory_path() / u8"tav logger \u00e9\u65e5.log";
+};
+
+// The lowest level that is written; 6 when none is.
+int Threshold() {
+  int level = 1;
+  while (level < 6 && !LogEnabled(static_cast<LogLevel>(level))) {
+    ++level;
+  }
+  return level;
+}
+
+int ThresholdWith(LogSink message, LogSink line, bool debugMode, const char* level) {
+  Testing::SetEnvironment("TAV_LOG_LEVEL", level);
+  ConfigureLogger(message, line, debugMode);
+  return Threshold();
+}
+
+TEST_F(LoggerTest, ThresholdFollowsSinksDebugModeAndEnvironment) {
+  EXPECT_EQ(ThresholdWith(nullptr, nullptr, false, nullptr), 6);
+  EXPECT_EQ(ThresholdWith(nullptr, nullptr, true, "TRACE"), 6);
+  EXPECT_EQ(ThresholdWith(KeepMessage, nullptr, false, nullptr), 4);
+  EXPECT_EQ(ThresholdWith(KeepMessage, nullptr, true, nullptr), 2);
+  EXPECT_EQ(ThresholdWith(nullptr, KeepLine, false, nullptr), 2);
+  EXPECT_EQ(ThresholdWith(KeepMessage, KeepLine, false, nullptr), 2);
+  const char* const names[] = {"TRACE", "DEBUG", "NOTE", "WARN", "ERROR"};
+  for (int level = 1; level <= 5; ++level) {
+    EXPECT_EQ(ThresholdWith(KeepMessage, nullptr, true, names[level - 1]), level);
+    EXPECT_EQ(ThresholdWith(nullptr, KeepLine, false, names[level - 1]), level);
+  }
+  for (const char* const unknown : {"warn", "WARNING", "", " WARN", "5"}) {
+    EXPECT_EQ(ThresholdWith(KeepMessage, nullptr, false, unknown), 4) << unknown;
+    EXPECT_EQ(ThresholdWith(nullptr, KeepLine, false, unknown), 2) << unknown;
+  }
+}
+
+TEST_F(LoggerTest, LineSinkGetsTheTimeStampAndMessageSinkDoesNot) {
+  ThresholdWith(KeepMessage, KeepLine, false, "NOTE");
+  TAV_TRACE("no");
+  LogDebug("no");
+  LogNote("SM: %s %d", "text", 7);
+  LogWarning("two");
+  LogError("three");
+  EXPECT_EQ(messages, (std::vector<std::string>{"SM: text 7", "warning: two", "error: three"}));
+  ASSERT_EQ(lines.size(), 3u);
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const size_t blank = lines[i].find(' ');
+    EXPECT_EQ(lines[i].substr(blank + 1), messages[i]);
+    int year, month, day, hour, minute, second, milliseconds, end = 0;
+    EXPECT_EQ(std::sscanf(lines[i].c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%3d%n", &year, &month, &day,
+                          &hour, &minute, &second, &milliseconds, &end),
+              7);
+    EXPECT_EQ(end, 23);
+    EXPECT_TRUE(blank == 29 || (blank == 24 && lines[i][23] == 'Z')) << lines[i];
+  }
+}
+
+TEST_F(LoggerTest, SkipsTheArgumentsOfLinesThatAreNotWritten) {
+  ThresholdWith(KeepMessage, nullptr, false, "ERROR");
+  int evaluated = 0;
+  TAV_TRACE("%d", ++evaluated);
+  TAV_DEBUG("%d", ++evaluated);
+  TAV_NOTE("%d", ++evaluated);
+  EXPECT_EQ(evaluated, 0);
+}
+
+void LogWith(uint32_t lastError, int runTimeError, const char* format) {
+  Platform::SetLastError(lastError);
+  errno = runTimeError;
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#endif
+  LogError(format);
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+  EXPECT_EQ(Platform::LastError(), lastError) << format;
+  EXPECT_EQ(errno, runTimeError) << format;
+}
+
+TEST_F(LoggerTest, MarkersAppendTheThreadsErrors) {
+  ThresholdWith(KeepMessage, nullptr, false, nullptr);
+  const std::string system = " - (00000005) " + Platform::ErrorMessage(5);
+  const std::string runTime =
+      " - (" + std::to_string(ENOENT) + ") " + Platform::ErrnoMessage(ENOENT);
+  const struct {
+    uint32_t lastError;
+    int runTimeError;
+    const char* format;
+    std::string expected;
+  } cases[] = {
+      {5, ENOENT, "plain", "plain"},
+      {5, ENOENT, "$Cannot create HTTP session", "Cannot create HTTP session" + system},
+      {5, ENOENT, "*CM: x", "CM: x" + runTime},
+      {5, ENOENT, "$*x", "x" + system + runTime},
+      {5, ENOENT, "*$x", "$x" + runTime},
+      {0, ENOENT, "$x", "x"},
+      {5, 0, "*x", "x"},
+      {0, 0, "$*x", "x"},
+      {5, ENOENT, "$", system},
+      {5, ENOENT, "", ""},
+  };
+  for (const auto& test : cases) {
+    messages.clear();
+    LogWith(test.lastError, test.runTimeError, test.format);
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0], "error: " + test.expected);
+  }
+}
+
+TEST_F(LoggerTest, FormatsWhatTheMessagesUse) {
+  ThresholdWith(KeepMessage, nullptr, false, nullptr);
+  LogError("%lld %ld %lu %f %08X %ls %5.1f%%", -9000000000000000000LL, -1L, 1UL, 0.5, 0xABu,
+           L"wide", 2.25);
+  EXPECT_EQ(messages.back(), "error: -9000000000000000000 -1 1 0.500000 000000AB wide   2.2%");
+}
+
+TEST_F(LoggerTest, KeepsTheFormatOfAMessageThatCannotBeFormatted) {
+  ThresholdWith(KeepMessage, nullptr, false, nullptr);
+  // No character of any code page that the C locale could convert to.
+  const wchar_t unconvertible[] = {0xD800, 0};
+  LogError("Adapter name is %ls", unconvertible);
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].substr(0, 23), "error: Adapter name is ");
+}
+
+TEST_F(LoggerTest, CutsALineToItsBuffer) {
+  ThresholdWith(KeepMessage, KeepLine, false, nullptr);
+  Platform::SetLastError(5);
+  LogError("$%s", std::string(5000, 'x').c_str());
+  EXPECT_EQ(lines.back().size(), 2047u);
+  EXPECT_EQ(lines.back().substr(1000), std::string(1047, 'x'));
+  // The appended text is cut in its turn.
+  const size_t used = lines.back().find('x');
+  Platform::SetLastError(5);
+  LogError("$%s", std::string(2047 - used - 8, 'x').c_str());
+  EXPECT_EQ(lines.back().size(), 2047u);
+  EXPECT_EQ(lines.back().substr(2047 - 9), "x - (0000");
+}
+
+TEST_F(LoggerTest, SurvivesASinkThatThrows) {
+  ThresholdWith([](const char*) { throw std::runtime_error("sink"); }, KeepLine, false, nullptr);
+  EXPECT_NO_THROW(LogError("text"));
+}
+
+TEST_F(LoggerTest, WritesTheLogFileAtOnceAndAppends) {
+  UseLogFile();
+  ConfigureLogger(nullptr, nullptr, false);
+  EXPECT_EQ(Threshold(), 2);
+  LogDebug("one");
+  ASSERT_EQ(LogFileLines().size(), 1u);
+  CloseLogger();
+  LogError("closed");
+  EXPECT_EQ(Threshold(), 2) << "closing leaves the threshold";
+  ConfigureLogger(nullptr, nullptr, false);
+  LogDebug("two");
+  CloseLogger();
+  const std::vector<std::string> written = LogFileLines();
+  ASSERT_EQ(written.size(), 2u);
+  EXPECT_EQ(written[0].substr(written[0].find(' ')), " one");
+  EXPECT_EQ(written[1].substr(written[1].find(' ')), " two");
+}
+
+TEST_F(LoggerTest, HostsLineSinkReplacesTheLogFile) {
+  UseLogFile();
+  ConfigureLogger(nullptr, KeepLine, false);
+  LogError("text");
+  EXPECT_EQ(lines.size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(logPath_));
+}
+
+TEST_F(LoggerTest, LogFileThatCannotBeOpenedIsNoSink) {
+  Testing::SetEnvironment("TAV_LOGFILE", "no such folder/file.log");
+  ConfigureLogger(nullptr, nullptr, false);
+  EXPECT_EQ(Threshold(), 6);
+  ConfigureLogger(KeepMessage, nullptr, false);
+  EXPECT_EQ(Threshold(), 4);
+  EXPECT_TRUE(messages.empty());
+}
+
+TEST_F(LoggerTest, ClosingLeavesTheMessageSink) {
+  ConfigureLogger(KeepMessage, KeepLine, false);
+  CloseLogger();
+  LogError("text");
+  EXPECT_EQ(messages.size(), 1u);
+  EXPECT_TRUE(lines.empty());
+}
+
+TEST_F(LoggerTest, LinesOfSeveralThreadsStayWhole) {
+  UseLogFile();
+  ConfigureLogger(nullptr, nullptr, false);
+  constexpr int kThreads = 4;
+  constexpr int kLines = 200;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < kThreads; ++number) {
+    threads.emplace_back([number] {
+      for (int i = 0; i < kLines; ++i) {
+        LogDebug("%d %d %s", number, i, std::string(50, static_cast<char>('a' + number)).c_str());
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  CloseLogger();
+  std::vector<int> next(kThreads, 0);
+  for (const std::string& line : LogFileLines()) {
+    int number = -1;
+    int i = -1;
+    char text[60] = "";
+    ASSERT_EQ(std::sscanf(line.c_str(), "%*s %d %d %50s", &number, &i, text), 3) << line;
+    ASSERT_EQ(i, next.at(static_cast<size_t>(number))++) << line;
+    ASSERT_EQ(line.substr(line.size() - 51),
+              " " + std::string(50, static_cast<char>('a' + number)));
+  }
+  EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
+}
+
+TEST_F(LoggerTest, ClosesWhileAThreadThatWasLeftBehindStillLogs) {
+  UseLogFile();
+  ConfigureLogger(nullptr, nullptr, false);
+  std::atomic<bool> stop{false};
+  std::atomic<int> logged{0};
+  std::thread left([&] {
+    while (!stop) {
+      LogDebug("text");
+      ++logged;
+    }
+  });
+  for (int turn = 0; turn < 20; ++turn) {
+    for (const int start = logged; logged < start + 3;) {
+      std::this_thread::yield();
+    }
+    CloseLogger();
+    ConfigureLogger(nullptr, nullptr, false);
+  }
+  stop = true;
+  left.join();
+  for (const std::string& line : LogFileLines()) {
+    ASSERT_EQ(line.substr(line.find(' ')), " text");
+  }
+}
+
+}  // namespace
+}  // namespace Tav

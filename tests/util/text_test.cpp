@@ -1,0 +1,116 @@
+#include "util/text.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <random>
+
+namespace Tav {
+namespace {
+
+TEST(Utf8Check, TakesSequencesByTheirLeadByte) {
+  for (const char* const valid :
+       {"", "plain", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xC0\x80", "\xF7\xBF\xBF\xBF",
+        "\xED\xA0\x80", "eight bytes of text and then \xC3\xA9", "\xC3\xA9 eight bytes and more"}) {
+    EXPECT_TRUE(IsUtf8(valid)) << valid;
+  }
+  for (const char* const invalid :
+       {"caf\xE9", "\x80", "\xBF", "\xC3", "\xC3(", "\xE2\x82", "\xE2(\xAC", "\xF0\x9F\x98",
+        "\xF0\x9F\x98(", "\xF8\x88\x80\x80\x80", "\xFF", "\xC3\xA9\xA9", "1234567\xC3",
+        "12345678\x80", "1234567\xC3\xC3"}) {
+    EXPECT_FALSE(IsUtf8(invalid)) << invalid;
+  }
+}
+
+// The rule as a state machine, one byte at a time.
+bool IsUtf8ByteByByte(std::string_view text) {
+  int expected = 0;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool continues = byte >= 0x80 && byte <= 0xBF;
+    if (continues != (expected > 0) || byte >= 0xF8) {
+      return false;
+    }
+    expected = continues ? expected - 1 : byte < 0x80 ? 0 : byte < 0xE0 ? 1 : byte < 0xF0 ? 2 : 3;
+  }
+  return expected == 0;
+}
+
+TEST(Utf8Check, AgreesWithTheRuleAtEveryAlignment) {
+  std::mt19937 random(1);
+  const std::string_view pieces[] = {
+      "a", "bcdefghi", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "jk", "lmnopqrstuvwxyz"};
+  int valid = 0;
+  for (int turn = 0; turn < 20000; ++turn) {
+    std::string text;
+    for (unsigned i = random() % 8; i > 0; --i) {
+      text += pieces[random() % std::size(pieces)];
+    }
+    if (!text.empty() && random() % 2) {
+      text[random() % text.size()] = static_cast<char>(random() % 256);
+    }
+    valid += IsUtf8ByteByByte(text);
+    ASSERT_EQ(IsUtf8(text), IsUtf8ByteByByte(text)) << turn;
+  }
+  EXPECT_GT(valid, 5000);
+  EXPECT_LT(valid, 19000);
+}
+
+TEST(HostText, IsTrimmedOfTheCLocalesWhiteSpaceOnly) {
+  EXPECT_EQ(ToUtf8String(" \t\n\v\f\r a b \r\n", true), "a b");
+  EXPECT_EQ(ToUtf8String(" a ", false), " a ");
+  EXPECT_EQ(ToUtf8String(" \t ", true), "");
+  EXPECT_EQ(ToUtf8String(nullptr, true), "");
+  EXPECT_EQ(ToUtf8String("\xC2\xA0x\x1F", true), "\xC2\xA0x\x1F");
+}
+
+TEST(HostText, ThatIsNoUtf8IsTakenAsLatin1) {
+  EXPECT_EQ(ToUtf8String("caf\xE9", false), "caf\xC3\xA9");
+  EXPECT_EQ(ToUtf8String(" \x80\xFF ", true), "\xC2\x80\xC3\xBF");
+  // As a whole: the valid sequence in front of the bad byte is not spared.
+  EXPECT_EQ(ToUtf8String("\xC3\xA9\xE9", false), "\xC3\x83\xC2\xA9\xC3\xA9");
+}
+
+TEST(HostText, IsBorrowedUnlessRepaired) {
+  const char host[] = "  caf\xC3\xA9  ";
+  EXPECT_EQ(Utf8Text(host, true).View().data(), host + 2);
+  const char latin[] = "caf\xE9";
+  const Utf8Text repaired(latin, true);
+  EXPECT_EQ(repaired.View(), "caf\xC3\xA9");
+  EXPECT_NE(repaired.View().data(), latin);
+}
+
+TEST(UrlEncode, EscapesAllButUnreservedCharacters) {
+  constexpr char kPlain[] = "AZaz09-._~";
+  EXPECT_EQ(UrlEncode(kPlain), kPlain);
+  EXPECT_EQ(UrlEncode("a b/c?d=e&f+g%"), "a%20b%2fc%3fd%3de%26f%2bg%25");
+  EXPECT_EQ(UrlEncode("\xC3\xA9"), "%c3%a9");
+  EXPECT_EQ(UrlEncode(std::string_view("\0", 1)), "%00");
+  EXPECT_EQ(UrlEncode(""), "");
+}
+
+TEST(FormatSize, ChoosesTheUnitAndRounds) {
+  EXPECT_EQ(FormatSize(0), "0 Bytes");
+  EXPECT_EQ(FormatSize(2047), "2047 Bytes");
+  EXPECT_EQ(FormatSize(2047.9), "2047 Bytes");
+  EXPECT_EQ(FormatSize(2048), "2 KB");
+  EXPECT_EQ(FormatSize(2559), "2 KB");
+  EXPECT_EQ(FormatSize(2560), "3 KB");
+  EXPECT_EQ(FormatSize(2097151), "2048 KB");
+  EXPECT_EQ(FormatSize(2097152), "2 MB");
+  EXPECT_EQ(FormatSize(2147483647), "2048 MB");
+  EXPECT_EQ(FormatSize(2147483648), "2 GB");
+  EXPECT_EQ(FormatSize(2199023255551), "2048 GB");
+  EXPECT_EQ(FormatSize(2199023255552), "2 TB");
+}
+
+TEST(FormatSize, SurvivesNumbersThatAreNoSizes) {
+  EXPECT_EQ(FormatSize(-5), "-5 Bytes");
+  EXPECT_EQ(FormatSize(std::numeric_limits<double>::infinity()), "2147483647 TB");
+  EXPECT_EQ(FormatSize(std::nan("")), "0 Bytes");
+}
+
+}  // namespace
+}  // namespace Tav

@@ -1,0 +1,119 @@
+#include "gateway/record_reader.h"
+
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "gateway/gzip.h"
+#include "gateway/object_shape.h"
+#include "gateway/text_forms.h"
+
+namespace Gateway {
+namespace {
+
+std::string Sha256Hex(std::string_view bytes) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  if (EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_sha256(), nullptr) != 1) {
+    return {};
+  }
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string hex;
+  for (unsigned i = 0; i < length; ++i) {
+    hex += kDigits[digest[i] >> 4U];
+    hex += kDigits[digest[i] & 0x0FU];
+  }
+  return hex;
+}
+
+std::string ExpandBody(std::string body,
+                       const Headers& headers,
+                       std::size_t maxExpandedBytes,
+                       Problems& problems) {
+  const bool isDeclared = HeaderValue(headers, "content-encoding") == "gzip";
+  if (!isDeclared && !LooksLikeGzip(body)) {
+    return body;
+  }
+  if (!isDeclared) {
+    problems.Add("the body is gzip and no Content-Encoding says so");
+  }
+  Expansion expansion = ExpandGzip(body, maxExpandedBytes);
+  if (!expansion.error.empty()) {
+    problems.Add(std::move(expansion.error));
+  }
+  return std::move(expansion.text);
+}
+
+void CheckSameVersion(const json_t* root, const Headers& headers, Problems& problems) {
+  const std::string_view inHeader = HeaderValue(headers, "x-sdkversion");
+  const std::string_view inRecord = TextOf(json_object_get(root, "sv"));
+  if (!inHeader.empty() && !inRecord.empty() && inHeader != inRecord) {
+    problems.Add("\"sv\" is " + Show(inRecord) + " and X-SDKVersion is " + Show(inHeader));
+  }
+}
+
+void ListEvents(const json_t* root, Record& record, Problems& problems) {
+  const json_t* list = json_object_get(root, "rt");
+  if (!json_is_array(list)) {
+    return;
+  }
+  const auto spans = FindArrayItems(record.text, "rt");
+  if (!spans || spans->size() != json_array_size(list)) {
+    problems.Add("\"rt\" is written with escapes; its events are not listed");
+    return;
+  }
+  for (std::size_t i = 0; i < spans->size(); ++i) {
+    const json_t* event = json_array_get(list, i);
+    const json_t* name = json_object_get(event, "m");
+    name = name != nullptr ? name : json_object_get(event, "g");
+    record.events.push_back({(*spans)[i], std::string(TextOf(name))});
+    const std::string_view session = TextOf(json_object_get(event, "s"));
+    if (IsSessionId(session) && (record.sessions.empty() || record.sessions.back() != session)) {
+      record.sessions.emplace_back(session);
+    }
+  }
+  std::ranges::sort(record.sessions);
+  const auto [first, last] = std::ranges::unique(record.sessions);
+  record.sessions.erase(first, last);
+}
+
+void ReadText(Record& record, Problems& problems) {
+  std::string error;
+  const JsonPtr root = ParseJson(record.text, error);
+  if (!root) {
+    problems.Add(record.text.empty() ? "the body is empty" : "the text is not JSON: " + error);
+    return;
+  }
+  record.isJson = json_is_object(root.get());
+  if (record.isJson) {
+    record.product = TextOf(json_object_get(root.get(), "pn"));
+    record.productVersion = TextOf(json_object_get(root.get(), "pv"));
+    record.component = TextOf(json_object_get(root.get(), "can"));
+    ListEvents(root.get(), record, problems);
+  }
+  if (const std::size_t at = FindLooseSpace(record.text); at != std::string_view::npos) {
+    problems.Add("the text is not compact: white space at byte " + std::to_string(at));
+  }
+  CheckSameVersion(root.get(), record.headers, problems);
+  CheckRecord(root.get(), problems);
+}
+
+}  // namespace
+
+Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes) {
+  Record record;
+  Problems problems;
+  record.target = std::move(request.target);
+  record.headers = std::move(request.headers);
+  record.compressedSize = request.body.size();
+  CheckRequestHeaders(record.headers, problems);
+  record.text =
+      ExpandBody(std::move(request.body), record.headers, maxExpandedBytes, problems);
+  record.digest = Sha256Hex(record.text);
+  ReadText(record, problems);
+  record.problems = problems.List();
+  return record;
+}
+
+}  // namespace Gateway

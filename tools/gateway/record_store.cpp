@@ -1,0 +1,215 @@
+#include "gateway/record_store.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <initializer_list>
+#include <utility>
+
+namespace Gateway {
+namespace {
+
+// Longest stretch of a text that is not JSON to be shown in a listing.
+constexpr std::size_t kMaxShownText = 64 * 1024;
+
+// The headers that matter to a record; others are the client's own affair.
+constexpr const char* kShownHeaders[] = {
+    "user-agent", "x-sdkversion", "content-encoding", "x-compressed", "content-type", "connection",
+};
+
+JsonPtr Integer(std::uint64_t value) {
+  return JsonPtr(json_integer(static_cast<json_int_t>(value)));
+}
+
+void SetMember(const JsonPtr& object, const char* key, JsonPtr value) {
+  json_object_set_new(object.get(), key, value.release());
+}
+
+std::string UtcText(std::chrono::system_clock::time_point time) {
+  using std::chrono::milliseconds;
+  const auto sinceEpoch = std::chrono::floor<milliseconds>(time.time_since_epoch());
+  const auto day = std::chrono::floor<std::chrono::days>(
+      std::chrono::sys_time<milliseconds>(sinceEpoch));
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(std::chrono::sys_time<milliseconds>(sinceEpoch) - day);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ",
+                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
+                static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()),
+                static_cast<int>(clock.subseconds().count()));
+  return text;
+}
+
+JsonPtr DescribeHeaders(const Headers& headers) {
+  JsonPtr shown(json_object());
+  for (const char* name : kShownHeaders) {
+    if (const auto found = headers.find(name); found != headers.end()) {
+      SetMember(shown, name, JsonText(found->second));
+    }
+  }
+  return shown;
+}
+
+JsonPtr DescribeProblems(const Record& record) {
+  JsonPtr problems(json_array());
+  for (const std::string& problem : record.problems) {
+    json_array_append_new(problems.get(), JsonText(problem).release());
+  }
+  return problems;
+}
+
+// The object for one record. Its text goes in as it came, not through a parser.
+void AppendRecord(std::string& out, const Record& record, bool withBody) {
+  const JsonPtr object(json_object());
+  SetMember(object, "number", Integer(record.number));
+  SetMember(object, "arrived", JsonText(UtcText(record.arrival)));
+  SetMember(object, "path", JsonText(record.target));
+  SetMember(object, "headers", DescribeHeaders(record.headers));
+  SetMember(object, "compressed", Integer(record.compressedSize));
+  SetMember(object, "expanded", Integer(record.text.size()));
+  SetMember(object, "sha256", JsonText(record.digest));
+  SetMember(object, "events", Integer(record.events.size()));
+  SetMember(object, "double_of",
+            record.doubleOf > 0 ? Integer(record.doubleOf) : JsonPtr(json_null()));
+  SetMember(object, "valid", JsonPtr(json_boolean(record.problems.empty())));
+  SetMember(object, "problems", DescribeProblems(record));
+  if (withBody && !record.isJson) {
+    SetMember(object, "record", JsonPtr(json_null()));
+    SetMember(object, "text", JsonText(std::string_view(record.text).substr(0, kMaxShownText)));
+  }
+  out += DumpJson(object.get());
+  if (withBody && record.isJson) {
+    out.pop_back();
+    out.append(",\"record\":").append(record.text).append("}");
+  }
+}
+
+bool IsInPage(std::size_t index, const Page& page) {
+  return index >= page.from && index - page.from < page.limit;
+}
+
+}  // namespace
+
+void RecordStore::Add(Record record) {
+  record.arrival = std::chrono::system_clock::now();
+  const std::scoped_lock arriving(arrival_);
+  const std::shared_ptr<const Record> kept = Keep(std::move(record));
+  if (observer_) {
+    observer_(*kept);
+  }
+}
+
+std::shared_ptr<const Record> RecordStore::Keep(Record record) {
+  const std::scoped_lock guard(lock_);
+  record.number = records_.size() + 1;
+  const auto [first, isNew] = firstByDigest_.try_emplace(record.digest, record.number);
+  record.doubleOf = isNew ? 0 : first->second;
+  totals_.badRecords += record.problems.empty() ? 0 : 1;
+  totals_.doubledRecords += isNew ? 0 : 1;
+  totals_.events += record.events.size();
+  totals_.bytesCompressed += record.compressedSize;
+  totals_.bytesExpanded += record.text.size();
+  sessions_.insert(record.sessions.begin(), record.sessions.end());
+  return records_.emplace_back(std::make_shared<const Record>(std::move(record)));
+}
+
+void RecordStore::CountRequest(RequestKind kind) {
+  const std::scoped_lock guard(lock_);
+  ++totals_.requests;
+  totals_.configurationRequests += kind == RequestKind::kConfiguration ? 1 : 0;
+}
+
+void RecordStore::CountRefused() {
+  const std::scoped_lock guard(lock_);
+  ++totals_.refused;
+}
+
+void RecordStore::CountConnection() {
+  const std::scoped_lock guard(lock_);
+  ++totals_.connections;
+}
+
+void RecordStore::Reset() {
+  const std::scoped_lock guard(lock_);
+  records_.clear();
+  firstByDigest_.clear();
+  sessions_.clear();
+  totals_ = {};
+}
+
+RecordStore::RecordList RecordStore::Snapshot() const {
+  const std::scoped_lock guard(lock_);
+  return records_;
+}
+
+std::string RecordStore::ListRecords(const Page& page, bool withBody) const {
+  std::string out = "[";
+  std::size_t index = 0;
+  for (const auto& record : Snapshot()) {
+    if (IsInPage(index++, page)) {
+      out += out.size() > 1 ? "," : "";
+      AppendRecord(out, *record, withBody);
+    }
+  }
+  return out += ']';
+}
+
+std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number) const {
+  const std::scoped_lock guard(lock_);
+  if (number < 1 || number > records_.size()) {
+    return std::nullopt;
+  }
+  std::string out;
+  AppendRecord(out, *records_[number - 1], true);
+  return out;
+}
+
+std::optional<std::string> RecordStore::RecordText(std::uint64_t number) const {
+  const std::scoped_lock guard(lock_);
+  if (number < 1 || number > records_.size()) {
+    return std::nullopt;
+  }
+  return records_[number - 1]->text;
+}
+
+std::string RecordStore::ListEvents(std::string_view name, const Page& page) const {
+  std::string out = "[";
+  std::size_t index = 0;
+  for (const auto& record : Snapshot()) {
+    const std::string head = "{\"record\":" + std::to_string(record->number) +
+                             ",\"component\":" + QuoteJson(record->component) + ",\"event\":";
+    for (const EventEntry& event : record->events) {
+      if ((name.empty() || event.name == name) && IsInPage(index++, page)) {
+        out += out.size() > 1 ? "," : "";
+        out.append(head).append(record->text, event.span.offset, event.span.length).append("}");
+      }
+    }
+  }
+  return out += ']';
+}
+
+std::string RecordStore::Summary() const {
+  const std::scoped_lock guard(lock_);
+  const JsonPtr object(json_object());
+  const std::initializer_list<std::pair<const char*, std::uint64_t>> counts = {
+      {"records", records_.size()},
+      {"bad_records", totals_.badRecords},
+      {"doubled_records", totals_.doubledRecords},
+      {"refused", totals_.refused},
+      {"events", totals_.events},
+      {"sessions", sessions_.size()},
+      {"bytes_compressed", totals_.bytesCompressed},
+      {"bytes_expanded", totals_.bytesExpanded},
+      {"requests", totals_.requests},
+      {"configuration_requests", totals_.configurationRequests},
+      {"connections", totals_.connections},
+  };
+  for (const auto& [name, count] : counts) {
+    SetMember(object, name, Integer(count));
+  }
+  return DumpJson(object.get());
+}
+
+}  // namespace Gateway
