@@ -18,8 +18,11 @@ set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
 add_compile_options(-ffunction-sections -fdata-sections)
-# No path of the building machine enters the objects: two checkouts give the same bytes.
-add_compile_options("-ffile-prefix-map=${CMAKE_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
+# No path of the building machine enters the product: two checkouts give the same bytes. Debuggers
+# want the real paths in the other builds.
+foreach(mapping IN ITEMS "${CMAKE_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=build")
+  add_compile_options("$<$<CONFIG:Release>:-ffile-prefix-map=${mapping}>")
+endforeach()
 add_link_options(-Wl,--gc-sections)
 
 target_compile_options(tav_warnings INTERFACE

@@ -23,6 +23,11 @@ inline bool IsValidProductKey(std::string_view key) {
   return IsValidName(key) && key.find(kReservedKeyText) == std::string_view::npos;
 }
 
+// A host's text for a log line.
+inline const char* OrEmpty(const char* text) {
+  return text == nullptr ? "" : text;
+}
+
 // What an entry point says about a handle it cannot take.
 struct HandleMessages {
   const char* null;
@@ -36,3 +41,6 @@ bool CheckEvent(const TavValue_s* event, const HandleMessages& messages);
 bool CheckValue(const TavValue_s* value, HandleKind kind, const HandleMessages& messages);
 
 }  // namespace Tav
+
+// The arguments for "%.*s", for texts that do not end in a zero.
+#define TAV_VIEW(view) static_cast<int>((view).size()), (view).data()

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "api/global_aggregates.h"
+#include "config/server_urls.h"
 #include "platform/static_lock.h"
 
 namespace Tav {
@@ -44,6 +45,8 @@ void ResetLibrary() {
   state.optOutRequested = false;
   state.versionQualifier = std::string();
   state.aggregates.reset();
+  SetUseInternalUrls(false);
+  state.switches = DebugSwitches();
   state.testFlag = false;
   state.maxTraceItems = kDefaultMaxTraceItems;
 }

@@ -9,6 +9,7 @@
 #include "api/global_aggregates.h"
 #include "api/library.h"
 #include "api/product_values.h"
+#include "config/server_urls.h"
 #include "platform/process.h"
 #include "session/session_manager.h"
 #include "util/arena.h"
@@ -81,10 +82,6 @@ int StartSessionManager(Library& library) {
   return status;
 }
 
-const char* OrEmpty(const char* text) {
-  return text == nullptr ? "" : text;
-}
-
 int Initialize(const char* productName,
                const char* productVersion,
                const char* fullVersion,
@@ -97,6 +94,7 @@ int Initialize(const char* productName,
   ConfigureLogger(reinterpret_cast<LogSink>(library.messageSink),
                   reinterpret_cast<LogSink>(library.lineSink), library.debugLogRequested);
   library.lineSink = nullptr;
+  SetUseDevelopmentUrls(library.debugLogRequested);
 
   std::string name = ToUtf8String(productName, true);
   std::string version = ToUtf8String(productVersion, true);
@@ -207,6 +205,7 @@ void TAV_CALL TavOptOut() {
 
 void TAV_CALL TavEnableDebugLog() {
   GetLibrary().debugLogRequested = true;
+  SetUseDevelopmentUrls(true);
 }
 
 void TAV_CALL TavSetMessageSink(void* messageSink) {

@@ -5,6 +5,7 @@
 // file from here.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -55,6 +56,15 @@ class File {
   bool Truncate();
 
  private:
+  // False, with errno EBADF, when no file is open: the C run-time of Windows ends a process that
+  // hands it a bad descriptor.
+  bool CheckOpen() const {
+    if (!IsOpen()) {
+      errno = EBADF;
+    }
+    return IsOpen();
+  }
+
   int32_t descriptor_ = -1;
   bool locked_ = false;
   std::string removeOnClose_;  // where the system does not do it itself

@@ -87,7 +87,8 @@ class HttpRequest : public HttpHandle {
 
   bool QueryStatus(uint32_t* status);
 
-  // Up to `size` bytes of the answer's body; `*count` is 0 at its end.
+  // Waits for `size` bytes of the answer's body and delivers fewer only at its end; `*count` is 0
+  // once there are no more. A read that fails delivers nothing.
   bool Read(void* buffer, size_t size, size_t* count);
 
  private:

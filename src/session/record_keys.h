@@ -35,6 +35,8 @@ inline constexpr std::string_view kSessionEnvironment = "se";
 // Reserved members of the payloads and of the product environment.
 inline constexpr std::string_view kIncremental = "std-Incremental";
 inline constexpr std::string_view kCommandName = "std-Name";
+inline constexpr std::string_view kErrorCode = "std-ErrCode";
+inline constexpr std::string_view kErrorMessage = "std-ErrMsg";
 inline constexpr std::string_view kTrace = "std-Trace";
 inline constexpr std::string_view kLocation = "std-Loc";
 inline constexpr std::string_view kLibrary = "std-Lib";

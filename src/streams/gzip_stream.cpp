@@ -46,8 +46,8 @@ void GZipOutputStream::WriteOut() {
 }
 
 void GZipOutputStream::Write(const void* buffer, size_t count) {
-  if (!started_) {
-    return;
+  if (count != 0 && finished_) {
+    Fail("GZip deflate error %d", Z_STREAM_ERROR);
   }
   deflate_.next_in = const_cast<Bytef*>(static_cast<const Bytef*>(buffer));
   while (count != 0 && !HasError()) {

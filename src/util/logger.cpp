@@ -156,9 +156,12 @@ void CloseLogger() {
 }
 
 void LogMessage(LogLevel level, const char* format, va_list arguments) {
+  if (!LogEnabled(level)) {
+    return;
+  }
   const LogSink toMessageSink = messageSink.load(std::memory_order_acquire);
   const LogSink toLineSink = lineSink.load(std::memory_order_acquire);
-  if (!LogEnabled(level) || (!toMessageSink && !toLineSink)) {
+  if (!toMessageSink && !toLineSink) {
     return;
   }
   const Platform::ErrorKeeper keeper;

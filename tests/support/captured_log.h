@@ -1,8 +1,11 @@
-// Collects what the library logs, from TRACE on, for as long as it lives. One at a time.
+// Collects what the library logs, on any thread and from TRACE on, for as long as it lives. One at
+// a time.
 #pragma once
 
 #include <algorithm>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "util/logger.h"
@@ -12,23 +15,37 @@ namespace Tav::Testing {
 class CapturedLog {
  public:
   CapturedLog() {
-    Lines().clear();
-    ConfigureLogger([](const char* line) { Lines().emplace_back(line); }, nullptr, true);
+    Take();
+    ConfigureLogger(Receive, nullptr, true);
     Internal::logThreshold = static_cast<int>(LogLevel::Trace);
   }
   ~CapturedLog() { ConfigureLogger(nullptr, nullptr, false); }
 
+  // The message sink, for a library that configures its logger itself.
+  static void Receive(const char* line) {
+    const std::lock_guard guard(Mutex());
+    Lines().emplace_back(line);
+  }
+
   // The lines since the last call, without time stamps.
-  std::vector<std::string> Take() { return std::exchange(Lines(), {}); }
+  std::vector<std::string> Take() {
+    const std::lock_guard guard(Mutex());
+    return std::exchange(Lines(), {});
+  }
 
   // The first line that begins with `start`; empty when there is none.
   std::string Find(const std::string& start) const {
+    const std::lock_guard guard(Mutex());
     const auto found = std::find_if(Lines().begin(), Lines().end(),
                                     [&](const auto& line) { return line.starts_with(start); });
     return found != Lines().end() ? *found : std::string();
   }
 
  private:
+  static std::mutex& Mutex() {
+    static std::mutex mutex;
+    return mutex;
+  }
   static std::vector<std::string>& Lines() {
     static std::vector<std::string> lines;
     return lines;

@@ -2,6 +2,7 @@
 // their own choosing, wrong ones included.
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -59,8 +60,8 @@ class LoopbackServer {
   bool AnswerWholeRequests(Connection* connection);
   Answer Record(const Connection& connection, const std::string& head, const std::string& body);
 
+  int port_ = 0;  // before listener_, whose making fills it in
   uintptr_t listener_;
-  int port_ = 0;
   mutable std::mutex mutex_;
   bool stopping_ = false;
   std::deque<Answer> answers_;

@@ -29,7 +29,6 @@ TEST(HttpSeam, CracksUrls) {
   HttpUrl parts;
   EXPECT_FALSE(HttpCrackUrl("ftp://host/", &parts));
   EXPECT_EQ(LastError(), 12006u);
-  EXPECT_FALSE(HttpCrackUrl("http://host:port/", &parts));
 }
 
 TEST(HttpSeam, StepsOnEmptyHandlesFailWithTheReason) {

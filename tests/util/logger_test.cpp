@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -20,8 +21,11 @@ namespace {
 std::vector<std::string> messages;
 std::vector<std::string> lines;
 
+// Leaves errors of its own behind, as any sink may.
 void KeepMessage(const char* line) {
   messages.emplace_back(line);
+  Platform::SetLastError(99);
+  errno = EDOM;
 }
 
 void KeepLine(const char* line) {
@@ -59,8 +63,16 @@ class LoggerTest : public testing::Test {
     return result;
   }
 
+  // Cases run in processes side by side.
   const std::filesystem::path logPath_ =
-      std::filesystem::temp_directory_path() / u8"tav logger \u00e9\u65e5.log";
+      std::filesystem::temp_directory_path() /
+      (u8"tav logger \u00e9\u65e5 " + Utf8Number(Platform::ProcessId()) + u8".log");
+
+ private:
+  static std::u8string Utf8Number(int number) {
+    const std::string text = std::to_string(number);
+    return std::u8string(text.begin(), text.end());
+  }
 };
 
 // The lowest level that is written; 6 when none is.
@@ -279,26 +291,31 @@ TEST_F(LoggerTest, LinesOfSeveralThreadsStayWhole) {
   EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
 }
 
-TEST_F(LoggerTest, ClosesWhileAThreadThatWasLeftBehindStillLogs) {
+TEST_F(LoggerTest, ClosesWhileThreadsThatWereLeftBehindStillLog) {
   UseLogFile();
   ConfigureLogger(nullptr, nullptr, false);
   std::atomic<bool> stop{false};
   std::atomic<int> logged{0};
-  std::thread left([&] {
-    while (!stop) {
-      LogDebug("text");
-      ++logged;
-    }
-  });
-  for (int turn = 0; turn < 20; ++turn) {
-    for (const int start = logged; logged < start + 3;) {
+  std::vector<std::thread> left;
+  for (int i = 0; i < 3; ++i) {
+    left.emplace_back([&] {
+      while (!stop) {
+        LogDebug("text");
+        ++logged;
+      }
+    });
+  }
+  for (int turn = 0; turn < 40; ++turn) {
+    for (const int start = logged; logged < start + 5;) {
       std::this_thread::yield();
     }
     CloseLogger();
     ConfigureLogger(nullptr, nullptr, false);
   }
   stop = true;
-  left.join();
+  for (std::thread& thread : left) {
+    thread.join();
+  }
   for (const std::string& line : LogFileLines()) {
     ASSERT_EQ(line.substr(line.find(' ')), " text");
   }

@@ -44,8 +44,8 @@ bool Connection::Handshake() {
     return true;
   }
   // OpenSSL takes an int on every system; Windows promises that its socket handles fit.
-  isSecure_ = SSL_set_fd(session_.get(), static_cast<int>(socket_)) == 1 &&
-              SSL_accept(session_.get()) == 1;
+  isSecure_ =
+      SSL_set_fd(session_.get(), static_cast<int>(socket_)) == 1 && SSL_accept(session_.get()) == 1;
   return isSecure_;
 }
 

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace Gateway {
 
@@ -44,6 +45,9 @@ class Connection final : public httplib::Stream {
   // No further request is read once the present one is answered.
   void CloseAfterAnswer() { isLast_ = true; }
 
+  // True the first time that it is asked.
+  bool TakeFirstUse() { return !std::exchange(isUsed_, true); }
+
   bool IsOpen() const { return !isAbandoned_ && !isLast_; }
   bool IsHeld() const { return isHeld_; }
 
@@ -70,6 +74,7 @@ class Connection final : public httplib::Stream {
   bool isSecure_ = false;  // the handshake is done
   bool isAbandoned_ = false;
   bool isLast_ = false;
+  bool isUsed_ = false;
   std::atomic<bool> isHeld_ = false;
 
   // The library reads headers byte by byte.

@@ -70,7 +70,8 @@ std::optional<Fault> ParseFault(const json_t* value, std::string& error) {
     return std::nullopt;
   }
   const std::string_view name = TextOf(json_object_get(value, "kind"));
-  const auto* kind = std::ranges::find(kKinds, name, &std::pair<std::string_view, FaultKind>::first);
+  const auto* kind =
+      std::ranges::find(kKinds, name, &std::pair<std::string_view, FaultKind>::first);
   if (kind == std::end(kKinds)) {
     error = R"("kind" must be "status", "delay", "hang" or "drop")";
     return std::nullopt;

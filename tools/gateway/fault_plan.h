@@ -25,15 +25,15 @@ enum class FaultKind {
 
 struct Fault {
   FaultKind kind = FaultKind::kStatus;
-  int status = 500;                          // kStatus only
-  std::chrono::milliseconds delay{};         // kDelay only
-  bool store = false;                        // whether the record arrives although its sender is
-                                             // not told so; not for kDelay
-  std::int64_t count = 1;                    // requests that it still applies to
+  int status = 500;                   // kStatus only
+  std::chrono::milliseconds delay{};  // kDelay only
+  bool store = false;                 // whether the record arrives although its sender is
+                                      // not told so; not for kDelay
+  std::int64_t count = 1;             // requests that it still applies to
 };
 
-// Reads one fault, {"kind":"status","status":500,"count":3}, or an array of them. On failure nothing
-// is returned and `error` says why; a member that the kind does not know is a failure, too.
+// Reads one fault, {"kind":"status","status":500,"count":3}, or an array of them. On failure
+// nothing is returned and `error` says why; a member that the kind does not know is a failure, too.
 std::optional<std::vector<Fault>> ParseFaults(const json_t* value, std::string& error);
 
 // The queue. Any thread may call any member; none blocks.

@@ -71,10 +71,11 @@ Expansion ExpandGzip(std::string_view body, std::size_t limit) {
     result.error = "the gzip stream ends too early";
   } else if (status != Z_STREAM_END) {
     const char* reason = inflater.Message();
-    result.error =
-        std::string("the gzip stream is damaged: ") + (reason != nullptr ? reason : "no reason given");
+    result.error = std::string("the gzip stream is damaged: ") +
+                   (reason != nullptr ? reason : "no reason given");
   } else if (inflater.BytesLeft() > 0) {
-    result.error = std::to_string(inflater.BytesLeft()) + " bytes follow the end of the gzip stream";
+    result.error =
+        std::to_string(inflater.BytesLeft()) + " bytes follow the end of the gzip stream";
   }
   return result;
 }

@@ -12,8 +12,8 @@ struct Expansion {
   std::string error;  // empty on success
 };
 
-// Expands one gzip member. More than `limit` bytes of text, a damaged or cut stream, and bytes after
-// its end are errors.
+// Expands one gzip member. More than `limit` bytes of text, a damaged or cut stream, and bytes
+// after its end are errors.
 Expansion ExpandGzip(std::string_view body, std::size_t limit);
 
 // Whether the body opens with the two magic bytes of gzip.

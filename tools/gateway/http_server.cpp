@@ -15,6 +15,8 @@ constexpr time_t kWriteTimeoutSeconds = 30;
 // Told to the clients only; no connection is closed for having carried many requests.
 constexpr size_t kRequestsPerConnection = 1'000'000'000;
 
+constexpr int kBacklog = 256;
+
 constexpr const char* kHiddenPrefix = "X-Gateway-Original-";
 constexpr const char* kHiddenHeaders[] = {"Content-Encoding", "Content-Type"};
 
@@ -65,6 +67,9 @@ int HttpServer::Bind(const std::string& address, int port) {
     port = -1;
   }
   listener_ = svr_sock_;
+  if (listener_ != INVALID_SOCKET) {
+    SetBacklog(listener_, kBacklog);
+  }
   return port;
 }
 
@@ -93,9 +98,6 @@ bool HttpServer::process_and_close_socket(socket_t socket) {
   Connection connection(socket, context_.get());
   if (!connections_.Add(connection)) {
     return false;
-  }
-  if (onConnection) {
-    onConnection();
   }
   if (connection.Handshake()) {
     Serve(connection);

@@ -21,9 +21,6 @@ class HttpServer final : public httplib::Server {
   HttpServer(SslContextPtr context, std::function<void()> beforeStop);
   ~HttpServer() override;
 
-  // Called with each connection that is accepted, on its thread, before its first request.
-  std::function<void()> onConnection;
-
   // Takes the port, 0 for any free one; connections queue up from here on. Returns the port, or -1
   // when it cannot be had.
   int Bind(const std::string& address, int port);

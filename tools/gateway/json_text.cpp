@@ -167,8 +167,9 @@ std::string QuoteJson(std::string_view bytes) {
 }
 
 std::string_view TextOf(const json_t* value) {
-  return json_is_string(value) ? std::string_view(json_string_value(value), json_string_length(value))
-                               : std::string_view();
+  return json_is_string(value)
+             ? std::string_view(json_string_value(value), json_string_length(value))
+             : std::string_view();
 }
 
 std::size_t FindLooseSpace(std::string_view validText) {

@@ -21,8 +21,8 @@ struct IncomingRequest {
 
 // One entry of a record's "rt" array.
 struct EventEntry {
-  TextSpan span;      // where it stands in Record::text
-  std::string name;   // "m" or "g"; empty when it has neither
+  TextSpan span;     // where it stands in Record::text
+  std::string name;  // "m" or "g"; empty when it has neither
 };
 
 struct Record {

@@ -108,8 +108,7 @@ Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes) {
   record.headers = std::move(request.headers);
   record.compressedSize = request.body.size();
   CheckRequestHeaders(record.headers, problems);
-  record.text =
-      ExpandBody(std::move(request.body), record.headers, maxExpandedBytes, problems);
+  record.text = ExpandBody(std::move(request.body), record.headers, maxExpandedBytes, problems);
   record.digest = Sha256Hex(record.text);
   ReadText(record, problems);
   record.problems = problems.List();

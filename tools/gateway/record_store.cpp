@@ -28,17 +28,16 @@ void SetMember(const JsonPtr& object, const char* key, JsonPtr value) {
 std::string UtcText(std::chrono::system_clock::time_point time) {
   using std::chrono::milliseconds;
   const auto sinceEpoch = std::chrono::floor<milliseconds>(time.time_since_epoch());
-  const auto day = std::chrono::floor<std::chrono::days>(
-      std::chrono::sys_time<milliseconds>(sinceEpoch));
+  const auto day =
+      std::chrono::floor<std::chrono::days>(std::chrono::sys_time<milliseconds>(sinceEpoch));
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss clock(std::chrono::sys_time<milliseconds>(sinceEpoch) - day);
   char text[64];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ",
-                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-                static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()),
-                static_cast<int>(clock.subseconds().count()));
+  std::snprintf(
+      text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+      static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
   return text;
 }
 

@@ -128,9 +128,9 @@ void CheckSessionEnvironment(const json_t* value, const std::string& where, Prob
 
 void CheckEvent(const json_t* event, const std::string& where, Problems& problems) {
   static constexpr KeyRule kEventKeys[] = {
-      {"t", true, CheckTimeStamp},       {"s", true, CheckSessionId},
-      {"g", false, CheckFilledText},     {"m", false, CheckFilledText},
-      {"v", false, CheckProperties},     {"se", false, CheckSessionEnvironment},
+      {"t", true, CheckTimeStamp},   {"s", true, CheckSessionId},
+      {"g", false, CheckFilledText}, {"m", false, CheckFilledText},
+      {"v", false, CheckProperties}, {"se", false, CheckSessionEnvironment},
   };
   if (!CheckShape(event, kEventKeys, where, problems)) {
     return;
@@ -187,14 +187,14 @@ void CheckRequestHeaders(const Headers& headers, Problems& problems) {
 
 void CheckRecord(const json_t* record, Problems& problems) {
   static constexpr KeyRule kRecordKeys[] = {
-      {"pn", true, CheckFilledText},          {"pv", true, CheckFilledText},
-      {"pp", true, CheckFilledText},          {"sv", true, CheckLibraryVersion},
-      {"tv", true, CheckLayoutVersion},       {"ep", true, CheckText},
-      {"c", false, CheckFilledText},          {"u", false, CheckFilledText},
-      {"px", false, CheckFilledText},         {"pc", false, CheckFilledText},
-      {"pt", false, CheckListMembers},        {"pe", false, CheckProductEnvironment},
-      {"ce", false, CheckClientEnvironment},  {"rt", false, CheckEvents},
-      {"can", false, CheckFilledText},        {"cav", false, CheckText},
+      {"pn", true, CheckFilledText},         {"pv", true, CheckFilledText},
+      {"pp", true, CheckFilledText},         {"sv", true, CheckLibraryVersion},
+      {"tv", true, CheckLayoutVersion},      {"ep", true, CheckText},
+      {"c", false, CheckFilledText},         {"u", false, CheckFilledText},
+      {"px", false, CheckFilledText},        {"pc", false, CheckFilledText},
+      {"pt", false, CheckListMembers},       {"pe", false, CheckProductEnvironment},
+      {"ce", false, CheckClientEnvironment}, {"rt", false, CheckEvents},
+      {"can", false, CheckFilledText},       {"cav", false, CheckText},
   };
   if (!CheckShape(record, kRecordKeys, "", problems)) {
     return;

@@ -22,8 +22,8 @@ std::string_view HeaderValue(const Headers& headers, std::string_view lowerCaseN
 // the library's version.
 void CheckRequestHeaders(const Headers& headers, Problems& problems);
 
-// The record's keys: which are there, their order, their types and their values, down to each event.
-// `record` is borrowed.
+// The record's keys: which are there, their order, their types and their values, down to each
+// event. `record` is borrowed.
 void CheckRecord(const json_t* record, Problems& problems);
 
 }  // namespace Gateway

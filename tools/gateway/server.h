@@ -62,19 +62,20 @@ class Server {
   FaultPlan& Faults() { return faults_; }
 
  private:
-  enum class Fate { kAnswer, kAnswered, kUnanswered };
-
   void AddRoutes();
-  void HandleApi(const httplib::Request& request, const std::string& body, httplib::Response& response);
   void HandleGet(const httplib::Request& request, httplib::Response& response);
   void HandlePost(const httplib::Request& request,
                   httplib::Response& response,
                   const httplib::ContentReader& reader);
+  void HandleApi(const httplib::Request& request, std::string body, httplib::Response& response);
   void HandleRecord(const httplib::Request& request, std::string body, httplib::Response& response);
-  void AnswerConfiguration(httplib::Response& response);
-  Fate Misbehave(const httplib::Request& request,
-                 httplib::Response& response,
-                 const std::function<void(bool isArriving)>& decide);
+  void AnswerConfiguration(const httplib::Request& request, httplib::Response& response);
+
+  void Count(RequestKind kind);
+  std::optional<Fault> TakeFault(const httplib::Request& request);
+  // Blocks while the fault delays its request. False when the wait was called off: the request is
+  // then forgotten and its connection dropped.
+  bool WaitOut(const std::optional<Fault>& fault);
 
   const ServerOptions options_;
   int port_ = 0;

@@ -42,6 +42,10 @@ void SetExclusivePort(socket_t socket) {
   SetOption(socket, SOL_SOCKET, kExclusivePort);
 }
 
+void SetBacklog(socket_t listener, int count) {
+  ::listen(listener, count);
+}
+
 void ClearReadTimeout(socket_t socket) {
   const ReadTimeout none{};
   setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&none), sizeof none);

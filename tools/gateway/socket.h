@@ -10,9 +10,13 @@ namespace Gateway {
 // Sends small packets at once: a short answer must not wait for the peer's acknowledgement.
 void SetNoDelay(socket_t socket);
 
-// Lets a restarted server have its port back at once, and nobody share it: without exclusive use two
-// gateways would split the connections to one port between them.
+// Lets a restarted server have its port back at once, and nobody share it: without exclusive use
+// two gateways would split the connections to one port between them.
 void SetExclusivePort(socket_t socket);
+
+// Lets that many connections queue up on a listening socket. The HTTP library asks for five: when
+// more clients come at once, the rest would try again after a second.
+void SetBacklog(socket_t listener, int count);
 
 // Makes reads wait without limit.
 void ClearReadTimeout(socket_t socket);

@@ -44,10 +44,13 @@ int RecordLock(int descriptor, short type) {
   return fcntl(descriptor, F_OFD_SETLK, &lock);
 }
 
-int CloseAfterFailure(int descriptor) {
+constexpr int kFailed = -1;
+constexpr int kRemovedMeanwhile = -2;
+
+int CloseKeepingErrno(int descriptor, int result = kFailed) {
   const ErrorKeeper keeper;
   close(descriptor);
-  return -1;
+  return result;
 }
 
 int OpenShared(const char* path, FileUse use) {
@@ -56,23 +59,19 @@ int OpenShared(const char* path, FileUse use) {
   flags |= exclusive ? 0 : O_CREAT | O_APPEND;
   const int descriptor = open(path, flags, 0666);
   if (descriptor < 0) {
-    return -1;
+    return kFailed;
   }
   if (!TakeShare(descriptor, exclusive)) {
-    return CloseAfterFailure(descriptor);
+    return CloseKeepingErrno(descriptor);
   }
   struct stat status{};
   if (fstat(descriptor, &status) != 0) {
-    return CloseAfterFailure(descriptor);
+    return CloseKeepingErrno(descriptor);
   }
   // Between the open and the lock the file's last exclusive holder may have removed it.
   if (status.st_nlink == 0) {
     errno = ENOENT;
-    return CloseAfterFailure(descriptor);
-  }
-  if (!Writable(status)) {
-    errno = EACCES;
-    return CloseAfterFailure(descriptor);
+    return CloseKeepingErrno(descriptor, kRemovedMeanwhile);
   }
   return descriptor;
 }
@@ -82,10 +81,10 @@ int OpenShared(const char* path, FileUse use) {
 OpenResult File::Open(const char* path, FileUse use) {
   Close();
   SetLastError(0);
+  // A removed file that may be created comes anew with the next attempt.
   do {
     descriptor_ = OpenShared(path, use);
-    // A file that may be created is not missing: it was removed meanwhile, and comes anew.
-  } while (!IsOpen() && errno == ENOENT && use != FileUse::Exclusive && FileExists(path));
+  } while (descriptor_ == kRemovedMeanwhile && use != FileUse::Exclusive);
   if (IsOpen()) {
     removeOnClose_ = use == FileUse::Exclusive ? path : "";
     return OpenResult::Opened;
@@ -111,6 +110,9 @@ bool File::Close() {
 }
 
 bool File::LockFirstByte() {
+  if (!CheckOpen()) {
+    return false;
+  }
   if (lseek(descriptor_, 0, SEEK_SET) != 0) {
     return false;
   }
@@ -129,6 +131,9 @@ void File::UnlockFirstByte() {
 }
 
 int64_t File::Read(void* buffer, size_t count) {
+  if (!CheckOpen()) {
+    return -1;
+  }
   char* const bytes = static_cast<char*>(buffer);
   size_t done = 0;
   while (done < count) {
@@ -145,6 +150,9 @@ int64_t File::Read(void* buffer, size_t count) {
 }
 
 int64_t File::Write(const void* buffer, size_t count) {
+  if (!CheckOpen()) {
+    return -1;
+  }
   const char* const bytes = static_cast<const char*>(buffer);
   size_t done = 0;
   while (done < count) {
@@ -161,6 +169,9 @@ int64_t File::Write(const void* buffer, size_t count) {
 }
 
 bool File::Truncate() {
+  if (!CheckOpen()) {
+    return false;
+  }
   return ftruncate(descriptor_, 0) == 0 && lseek(descriptor_, 0, SEEK_SET) == 0;
 }
 
@@ -169,18 +180,16 @@ bool RemoveFile(const char* path) {
   if (lstat(path, &status) != 0) {
     return false;
   }
-  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  if (!S_ISREG(status.st_mode) || !Writable(status)) {
+    errno = EACCES;
+    return false;
+  }
+  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
   if (descriptor < 0) {
     return false;
   }
-  bool removed = false;
-  if (!S_ISREG(status.st_mode) || !Writable(status)) {
-    errno = EACCES;
-  } else {
-    removed = TakeShare(descriptor, true) && unlink(path) == 0;
-  }
-  const ErrorKeeper keeper;
-  close(descriptor);
+  const bool removed = TakeShare(descriptor, true) && unlink(path) == 0;
+  CloseKeepingErrno(descriptor);
   return removed;
 }
 

@@ -72,20 +72,21 @@ Socket TakeConnection(const RequestNode& request) {
   return Socket::Connect(connection.host, connection.port, request.timeouts.connect);
 }
 
+// Headers in WinHTTP's order: its own first.
 std::string RequestHead(const RequestNode& request, const std::string& headers, size_t length) {
   const ConnectionNode& connection = *request.connection;
   const bool absolute = request.objectPath.starts_with('/');
   std::string head = request.verb + (absolute ? " " : " /") + request.objectPath + " HTTP/1.1\r\n";
-  if (!request.lastOnConnection) {
-    head += "Connection: Keep-Alive\r\n";
-  }
-  head += "Accept: " + request.acceptedType + "\r\n" + headers + "\r\n";
+  head += "Accept: " + request.acceptedType + "\r\n";
   head += "User-Agent: " + connection.session->userAgent + "\r\n";
+  head += "Host: " + (connection.port == 80 ? connection.host : connection.Server()) + "\r\n";
   if (length > 0) {
     head += "Content-Length: " + std::to_string(length) + "\r\n";
   }
-  return head + "Host: " + (connection.port == 80 ? connection.host : connection.Server()) +
-         "\r\n\r\n";
+  if (!request.lastOnConnection) {
+    head += "Connection: Keep-Alive\r\n";
+  }
+  return head + headers + "\r\n\r\n";
 }
 
 // Moves a port that stands behind the host into `port`.
@@ -238,16 +239,24 @@ bool HttpRequest::QueryStatus(uint32_t* status) {
 bool HttpRequest::Read(void* buffer, size_t size, size_t* count) {
   *count = 0;
   RequestNode* request = As<RequestNode>(handle_);
-  if (request == nullptr ||
-      !request->response.ReadBody(&request->socket, static_cast<char*>(buffer), size, count,
-                                  request->timeouts.receive)) {
+  if (request == nullptr) {
     return false;
+  }
+  size_t filled = 0;
+  size_t part = 1;
+  while (filled < size && part > 0) {
+    if (!request->response.ReadBody(&request->socket, static_cast<char*>(buffer) + filled,
+                                    size - filled, &part, request->timeouts.receive)) {
+      return false;
+    }
+    filled += part;
   }
   if (request->response.Reusable() && request->socket && !request->lastOnConnection) {
     SessionNode* session = request->connection->session;
     session->idle = std::move(request->socket);
     session->idleServer = request->connection->Server();
   }
+  *count = filled;
   return true;
 }
 

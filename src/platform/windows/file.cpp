@@ -82,6 +82,9 @@ bool File::Close() {
 }
 
 bool File::LockFirstByte() {
+  if (!CheckOpen()) {
+    return false;
+  }
   locked_ = LockByte(descriptor_, _LK_NBLCK);
   return locked_;
 }
@@ -94,6 +97,9 @@ void File::UnlockFirstByte() {
 }
 
 int64_t File::Read(void* buffer, size_t count) {
+  if (!CheckOpen()) {
+    return -1;
+  }
   char* const bytes = static_cast<char*>(buffer);
   size_t done = 0;
   while (done < count) {
@@ -111,6 +117,9 @@ int64_t File::Read(void* buffer, size_t count) {
 }
 
 int64_t File::Write(const void* buffer, size_t count) {
+  if (!CheckOpen()) {
+    return -1;
+  }
   const char* const bytes = static_cast<const char*>(buffer);
   size_t done = 0;
   while (done < count) {
@@ -128,6 +137,9 @@ int64_t File::Write(const void* buffer, size_t count) {
 }
 
 bool File::Truncate() {
+  if (!CheckOpen()) {
+    return false;
+  }
   const errno_t error = _chsize_s(descriptor_, 0);
   if (error != 0) {
     errno = error;

@@ -1,0 +1,84 @@
+// Version 2 of the interface has the function in kernel32.
+#define PSAPI_VERSION 2
+#include <windows.h>
+
+#include <psapi.h>
+
+#include <stdexcept>
+
+#include "bench/event_content.h"
+#include "bench/host_library.h"
+#include "bench/scenarios.h"
+
+namespace Bench {
+
+namespace {
+
+// Long enough for the library's thread to have gone back to waiting.
+constexpr DWORD kSettleMilliseconds = 500;
+// Below the size at which waiting events are made into a record.
+constexpr int kWaitingEvents = 1000;
+
+struct Footprint {
+  double workingSet = 0;
+  double peakWorkingSet = 0;
+};
+
+Footprint Look() {
+  PROCESS_MEMORY_COUNTERS counters = {};
+  counters.cb = sizeof counters;
+  if (!GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)) {
+    throw std::runtime_error("the process's memory cannot be looked at");
+  }
+  return {static_cast<double>(counters.WorkingSetSize),
+          static_cast<double>(counters.PeakWorkingSetSize)};
+}
+
+Footprint LookWhenSettled() {
+  Sleep(kSettleMilliseconds);
+  return Look();
+}
+
+}  // namespace
+
+void MeasureMemory(const Timing& timing, const Options& options, Results& results) {
+  const Load& load = options.load;
+  Floor floor;
+  const auto copy = [&](double serial) { floor.Copy(serial); };
+  // Brings the threads' stacks and the samples' memory in before the first look; its peak is the
+  // floor of the burst.
+  CrewTimes times = RunCrew(timing, load, copy);
+  const Footprint before = LookWhenSettled();
+
+  HostLibrary library(options.library);
+  library.Start(options.gateway, options.scratch);
+  ReportEvent(library.Table(), -1.0);
+  library.Drain();
+  const Footprint rest = LookWhenSettled();
+  for (int i = 0; i < kWaitingEvents; ++i) {
+    ReportEvent(library.Table(), i);
+  }
+  const Footprint waiting = LookWhenSettled();
+  library.Drain();
+  times = RunCrew(timing, load, [&](double serial) { ReportEvent(library.Table(), serial); });
+  library.Drain();
+  const Footprint drained = LookWhenSettled();
+  library.Stop();
+  const Footprint stopped = LookWhenSettled();
+
+  results.AddRound(
+      "memory", options.name,
+      Pack("{s:i, s:i}", "threads", load.threads, "events_per_thread", load.eventsPerThread),
+      Pack("{s:f, s:f, s:f, s:f, s:f, s:f, s:f}", "process_before_bytes", before.workingSet,
+           "at_rest_bytes", rest.workingSet - before.workingSet, "waiting_bytes_per_event",
+           (waiting.workingSet - rest.workingSet) / kWaitingEvents, "peak_bytes",
+           drained.peakWorkingSet - before.workingSet, "floor_peak_bytes",
+           before.peakWorkingSet - before.workingSet, "drained_bytes",
+           drained.workingSet - before.workingSet, "stopped_bytes",
+           stopped.workingSet - before.workingSet));
+  results.Update("library",
+                 Pack("{s:s, s:I, s:I}", "version", library.Table().GetVersion(), "dll_bytes",
+                      Count(library.FileSize()), "content_bytes_per_event", Count(ContentBytes())));
+}
+
+}  // namespace Bench

@@ -1,0 +1,57 @@
+// Time in processor ticks, and what a set of measured times comes to.
+#pragma once
+
+#if defined(_MSC_VER)
+#include <intrin.h>
+#else
+#include <x86intrin.h>
+#endif
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Bench {
+
+using Ticks = uint64_t;
+
+// The time-stamp counter: QueryPerformanceCounter's steps of 100 ns are too coarse for a single
+// event. The fences keep the measured work from leaking over either end.
+inline Ticks ReadTicks() {
+  _mm_lfence();
+  const Ticks ticks = __rdtsc();
+  _mm_lfence();
+  return ticks;
+}
+
+class Timing {
+ public:
+  // Measures the counter against QueryPerformanceCounter for a fifth of a second, and its own cost.
+  // The counter must run evenly and alike on all processors, as it has for many years.
+  Timing();
+
+  double Seconds(Ticks ticks) const { return static_cast<double>(ticks) / ticksPerSecond_; }
+  double Microseconds(Ticks ticks) const { return Seconds(ticks) * 1e6; }
+  double TicksPerSecond() const { return ticksPerSecond_; }
+  // What taking the time at both ends adds to every measured time; it is not subtracted.
+  double OverheadMicroseconds() const { return overheadMicroseconds_; }
+
+ private:
+  double ticksPerSecond_ = 0;
+  double overheadMicroseconds_ = 0;
+};
+
+// Of raw samples, by nearest rank; microseconds.
+struct Percentiles {
+  size_t samples = 0;
+  double mean = 0;
+  double p50 = 0;
+  double p99 = 0;
+  double p999 = 0;
+  double max = 0;
+};
+
+// Sorts `samples`, which must not be empty.
+Percentiles Summarise(const Timing& timing, std::vector<Ticks>& samples);
+
+}  // namespace Bench

@@ -1,0 +1,182 @@
+// What the host may set before initialisation beside its product's own values.
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "api/arguments.h"
+#include "api/boundary.h"
+#include "api/entry_points.h"
+#include "api/library.h"
+#include "config/server_urls.h"
+#include "platform/directory.h"
+#include "util/hash.h"
+#include "util/logger.h"
+
+using namespace Tav;
+
+namespace {
+
+constexpr uint32_t kMegabyte = 1048576;
+
+// By the host's category number, from 1 on.
+constexpr const char* kTagCategories[] = {
+    "Edition", "Component", "Package", "LicensingModel", "DeploymentModel", "User", "Test", "Other",
+};
+
+uint32_t SecondsPer(int unit) {
+  switch (unit) {
+    case TAV_UNIT_MINUTES:
+      return 60;
+    case TAV_UNIT_HOURS:
+      return 3600;
+    case TAV_UNIT_DAYS:
+      return 86400;
+    default:
+      return 1;
+  }
+}
+
+// The name as it is kept; empty, after a warning, when it is not valid.
+std::string TakeName(const char* name, const char* entryPoint) {
+  std::string text = ToUtf8String(name, true);
+  if (!IsValidName(text)) {
+    LogWarning("Tav: %s failed because of bad input name: %s", entryPoint, OrEmpty(name));
+    text.clear();
+  }
+  return text;
+}
+
+void SetName(std::string& field, const char* name, const char* entryPoint) {
+  std::string text = TakeName(name, entryPoint);
+  if (!text.empty()) {
+    field = std::move(text);
+  }
+}
+
+void AddTag(int category, const char* tag) {
+  std::string text = ToUtf8String(tag, true);
+  if (!IsValidName(text)) {
+    return;
+  }
+  if (category < 1 || category > static_cast<int>(std::size(kTagCategories))) {
+    LogError("Tag category not supported: %d", category);
+    return;
+  }
+  auto& tags = GetLibrary().config.tags;
+  if (tags == nullptr) {
+    tags = std::make_unique<TagMap>();
+  }
+  std::vector<std::string>& list = (*tags)[kTagCategories[category - 1]];
+  if (std::find(list.begin(), list.end(), text) == list.end()) {
+    list.push_back(std::move(text));
+  }
+}
+
+void SetCacheDirectory(const char* directory) {
+  if (directory == nullptr || *directory == '\0') {
+    LogWarning("TavSetCacheDirectory: directory is NULL or empty");
+    return;
+  }
+  std::string path = directory;
+  if (!Platform::DirectoryExists(path)) {
+    LogWarning("TavSetCacheDirectory: directory does not exist");
+    return;
+  }
+  GetLibrary().config.cacheDirectory = std::move(path);
+  TAV_NOTE("Set cache directory to: %s", directory);
+}
+
+}  // namespace
+
+void TAV_CALL TavSetSendInterval(unsigned int amount, int unit) {
+  Boundary([&] {
+    const auto seconds = static_cast<int32_t>(uint32_t{amount} * SecondsPer(unit));
+    GetLibrary().config.sendInterval = seconds;
+    TAV_DEBUG("TavSetSendInterval: sendInterval = %d seconds", seconds);
+  });
+}
+
+void TAV_CALL TavSetCacheSize(int megabytes) {
+  Boundary([&] {
+    if (megabytes < 1) {
+      LogError("Tav: Invalid cache size");
+      return;
+    }
+    const auto bytes = static_cast<int32_t>(static_cast<uint32_t>(megabytes) * kMegabyte);
+    GetLibrary().config.cacheSize = bytes / static_cast<int32_t>(kMegabyte);
+  });
+}
+
+void TAV_CALL TavSetSendThreshold(int megabytes) {
+  Boundary([&] {
+    if (megabytes < 1) {
+      LogWarning("TavSetSendThreshold: Invalid size");
+      return;
+    }
+    const auto bytes = static_cast<int32_t>(static_cast<uint32_t>(megabytes) * kMegabyte);
+    GetLibrary().config.sendThreshold = bytes;
+    TAV_DEBUG("TavSetSendThreshold: sendThreshold = %d bytes", bytes);
+  });
+}
+
+void TAV_CALL TavSetCacheDirectory(const char* directory) {
+  Boundary([&] { SetCacheDirectory(directory); });
+}
+
+void TAV_CALL TavSetCustomerIdentifier(const char* id) {
+  Boundary([&] { SetName(GetLibrary().config.customerId, id, "TavSetCustomerIdentifier"); });
+}
+
+void TAV_CALL TavSetUserIdentifier(const char* id) {
+  Boundary([&] {
+    const std::string text = TakeName(id, "TavSetUserIdentifier");
+    if (!text.empty()) {
+      GetLibrary().config.userId = HashTextToHex(text);
+    }
+  });
+}
+
+void TAV_CALL TavSetProductContext(const char* context) {
+  Boundary([&] { SetName(GetLibrary().config.productContext, context, "TavSetProductContext"); });
+}
+
+void TAV_CALL TavSetProductComponentName(const char* name) {
+  Boundary([&] {
+    SetName(GetLibrary().config.productComponentName, name, "TavSetProductComponentName");
+  });
+}
+
+void TAV_CALL TavSetAuxiliaryString(const char* text) {
+  Boundary([&] {
+    if (text != nullptr && *text != '\0') {
+      GetLibrary().config.auxiliaryString = text;
+    }
+  });
+}
+
+void TAV_CALL TavSetStateFlags(int first, int second) {
+  Boundary([&] {
+    GetLibrary().config.noImpliedRecords = first != 0;
+    SetUseInternalUrls(second != 0);
+    GetLibrary().switches.internalCache = second != 0;
+  });
+}
+
+void TAV_CALL TavSetDebugFlags(int enable) {
+  Boundary([&] {
+    SetUseDevelopmentUrls(enable != 0);
+    GetLibrary().switches.developmentCache = enable != 0;
+  });
+}
+
+void TAV_CALL TavEnablePersistentInterval() {
+  Boundary([] { GetLibrary().config.persistentInterval = true; });
+}
+
+void TAV_CALL TavAddTag(int category, const char* tag) {
+  Boundary([&] { AddTag(category, tag); });
+}

@@ -1,0 +1,132 @@
+// A good record to start from, and a gateway to send it to.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <zlib.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "gateway/json_text.h"
+#include "gateway/server.h"
+
+namespace Gateway {
+
+// A record with every key that the format knows, made different from others by `label`.
+inline std::string GoodRecord(const std::string& label = "first") {
+  return R"({"pn":"Quendel Writer","pv":"4.2","pp":"wntx64","sv":"2.8.2.1187559","tv":3,)"
+         R"("ep":"02X0f","c":"customer","u":"user","px":"context","pc":"editor",)"
+         R"("pt":{"tags":["beta","lab"]},)"
+         R"("pe":{"std-AppLanguage":"de_DE","seats":5,"std-Incremental":"false",)"
+         R"("t":"2024-02-29T23:59:59.999+01:00"},)"
+         R"("ce":{"t":"2024-02-29T23:59:59.999Z","OS.Name":"Windows"},)"
+         R"("rt":[)"
+         R"({"t":"2024-02-29T23:59:59.000-03:30","s":"01234567-89ab-cdef-0123-456789abcdef",)"
+         R"("g":"$b"},)"
+         R"({"t":"2024-02-29T23:59:59.001Z","s":"01234567-89ab-cdef-0123-456789abcdef",)"
+         R"("m":"Viewer_open","v":{"file":"Größe \"1\" {[,","label":")" +
+         label +
+         R"(","pages":0.10000000000000001},"se":{"licence":"trial","rank":2}},)"
+         R"({"t":"2024-02-29T23:59:59.002Z","s":"89abcdef-0123-4567-89ab-cdef01234567",)"
+         R"("m":"Viewer_std-Error","v":{"std-ErrCode":"E1","std-Trace":[{"std-Loc":"a.cpp:1",)"
+         R"("std-Meta":"x"},{}],"std-Place":["start"],"std-Cmd":["Paste","Copy"]}}],)"
+         R"("can":"Viewer","cav":"1.0"})";
+}
+
+inline std::string Gzip(const std::string& text) {
+  z_stream stream{};
+  deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY);
+  std::string out(deflateBound(&stream, static_cast<uLong>(text.size())), '\0');
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+  stream.avail_in = static_cast<uInt>(text.size());
+  stream.next_out = reinterpret_cast<Bytef*>(out.data());
+  stream.avail_out = static_cast<uInt>(out.size());
+  EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+  out.resize(stream.total_out);
+  deflateEnd(&stream);
+  return out;
+}
+
+// The request headers that the library sends beside the content type.
+inline httplib::Headers RecordHeaders() {
+  return {
+      {"X-SDKVersion", "2.8.2.1187559"}, {"Content-Encoding", "gzip"}, {"X-Compressed", "true"}};
+}
+
+constexpr const char* kRecordType = "application/json; charset=utf-8";
+
+// Whether the condition holds within ten seconds.
+inline bool Eventually(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+// A gateway on a free port for as long as the object lives. Its end fails to come, and the test's
+// time-out strikes, when Stop does not end every request.
+class RunningGateway {
+ public:
+  explicit RunningGateway(ServerOptions options = {}) : server_(std::move(options)) {
+    std::string error;
+    EXPECT_TRUE(server_.Listen(error)) << error;
+    thread_ = std::thread([this] { server_.Run(); });
+  }
+  RunningGateway(const RunningGateway&) = delete;
+  RunningGateway& operator=(const RunningGateway&) = delete;
+  ~RunningGateway() {
+    server_.Stop();
+    thread_.join();
+  }
+
+  Server& Get() { return server_; }
+
+  // A client with a connection of its own that it keeps.
+  std::unique_ptr<httplib::Client> Client() const {
+    auto client = std::make_unique<httplib::Client>(server_.Url());
+    client->enable_server_certificate_verification(false);
+    client->set_keep_alive(true);
+    client->set_read_timeout(30);
+    client->set_tcp_nodelay(true);
+    return client;
+  }
+
+  // The status of the answer to a record, 0 when there was none.
+  static int Post(httplib::Client& client, const std::string& text) {
+    const auto answer = client.Post("/tavgateway/", RecordHeaders(), Gzip(text), kRecordType);
+    return answer ? answer->status : 0;
+  }
+
+  // Asks the API; the test fails when the answer is not 200 with JSON.
+  JsonPtr Ask(const std::string& path) const { return Read(path, Client()->Get(path)); }
+  JsonPtr Tell(const std::string& path, const std::string& body) const {
+    return Read(path, Client()->Post(path, body, "application/json"));
+  }
+
+  json_int_t Count(const char* name) const {
+    return json_integer_value(json_object_get(Ask("/api/summary").get(), name));
+  }
+
+ private:
+  static JsonPtr Read(const std::string& path, const httplib::Result& answer) {
+    std::string error = "no answer";
+    JsonPtr value = answer ? ParseJson(answer->body, error) : nullptr;
+    EXPECT_TRUE(value) << path << ": " << error;
+    EXPECT_TRUE(answer && answer->status == 200) << path << ": " << (answer ? answer->body : "");
+    return value;
+  }
+
+  Server server_;
+  std::thread thread_;
+};
+
+}  // namespace Gateway

@@ -1,0 +1,314 @@
+// The whole gateway over loopback connections.
+
+#include "gateway/server.h"
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <openssl/x509v3.h>
+
+#include <atomic>
+#include <chrono>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "gateway/certificate.h"
+#include "gateway/gateway_fixture.h"
+
+namespace Gateway {
+namespace {
+
+ServerOptions Https() {
+  ServerOptions options;
+  options.https = true;
+  return options;
+}
+
+TEST(Gateway, KeepsRecordsAndTellsWhatArrived) {
+  RunningGateway gateway;
+  const auto client = gateway.Client();
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord("one")), 200);
+  EXPECT_EQ(RunningGateway::Post(*client, "[]"), 200);
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord("one")), 200);
+
+  const JsonPtr records = gateway.Ask("/api/records");
+  ASSERT_EQ(json_array_size(records.get()), 3U);
+  const json_t* first = json_array_get(records.get(), 0);
+  EXPECT_EQ(DumpJson(json_object_get(first, "record")), GoodRecord("one"));
+  EXPECT_EQ(TextOf(json_object_get(first, "path")), "/tavgateway/");
+  EXPECT_EQ(TextOf(json_object_get(json_object_get(first, "headers"), "content-encoding")), "gzip");
+  EXPECT_EQ(json_integer_value(json_object_get(first, "compressed")),
+            static_cast<json_int_t>(Gzip(GoodRecord("one")).size()));
+  EXPECT_TRUE(json_is_true(json_object_get(first, "valid")));
+  const json_t* second = json_array_get(records.get(), 1);
+  EXPECT_EQ(DumpJson(json_object_get(second, "problems")),
+            R"(["the record is an array instead of an object"])");
+  EXPECT_EQ(TextOf(json_object_get(second, "text")), "[]");
+
+  EXPECT_EQ(DumpJson(gateway.Ask("/api/summary").get()),
+            R"({"records":3,"bad_records":1,"doubled_records":1,"refused":0,"events":6,)"
+            R"("sessions":2,"bytes_compressed":)" +
+                std::to_string(2 * Gzip(GoodRecord("one")).size() + Gzip("[]").size()) +
+                R"(,"bytes_expanded":)" + std::to_string(2 * GoodRecord("one").size() + 2) +
+                R"(,"requests":3,"configuration_requests":0,"connections":1})");
+
+  gateway.Tell("/api/reset", "");
+  EXPECT_EQ(gateway.Count("records") + gateway.Count("sessions") + gateway.Count("requests"), 0);
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord("one")), 200);
+  EXPECT_EQ(gateway.Count("doubled_records"), 0);
+}
+
+TEST(Gateway, ListsEventsByNameAndPage) {
+  RunningGateway gateway;
+  const auto client = gateway.Client();
+  for (const char* label : {"one", "two", "three"}) {
+    ASSERT_EQ(RunningGateway::Post(*client, GoodRecord(label)), 200);
+  }
+  EXPECT_EQ(json_array_size(gateway.Ask("/api/events").get()), 9U);
+  const JsonPtr opens = gateway.Ask("/api/events?name=Viewer_open&from=1");
+  ASSERT_EQ(json_array_size(opens.get()), 2U);
+  const json_t* entry = json_array_get(opens.get(), 0);
+  EXPECT_EQ(json_integer_value(json_object_get(entry, "record")), 2);
+  EXPECT_EQ(TextOf(json_object_get(entry, "component")), "Viewer");
+  const json_t* event = json_object_get(entry, "event");
+  EXPECT_EQ(TextOf(json_object_get(json_object_get(event, "v"), "label")), "two");
+  EXPECT_EQ(json_array_size(gateway.Ask("/api/records?from=2&limit=5&body=0").get()), 1U);
+
+  EXPECT_EQ(client->Get("/api/records/2/text")->body, GoodRecord("two"));
+  EXPECT_EQ(client->Get("/api/records/3/text?pretty=1")->body,
+            IndentJson(GoodRecord("three")) + '\n');
+  EXPECT_EQ(client->Get("/api/records/4")->status, 404);
+  EXPECT_EQ(client->Get("/api/events?from=x")->status, 400);
+  EXPECT_EQ(client->Get("/api/nothing")->status, 404);
+  EXPECT_EQ(client->Post("/api/faults", "[{]", "")->status, 400);
+}
+
+TEST(Gateway, CarriesAThousandRecordsOverOneConnection) {
+  for (const bool https : {false, true}) {
+    std::vector<std::uint64_t> observed;
+    ServerOptions options;
+    options.https = https;
+    options.events.onRecord = [&](const Record& record) { observed.push_back(record.number); };
+    RunningGateway gateway(std::move(options));
+    const auto client = gateway.Client();
+    for (int i = 0; i < 1000; ++i) {
+      ASSERT_EQ(RunningGateway::Post(*client, GoodRecord(std::to_string(i))), 200) << i;
+    }
+    client->set_keep_alive(false);
+    EXPECT_EQ(RunningGateway::Post(*client, GoodRecord("last")), 200);
+    EXPECT_EQ(gateway.Count("records"), 1001);
+    EXPECT_EQ(gateway.Count("bad_records") + gateway.Count("doubled_records"), 0);
+    EXPECT_EQ(gateway.Count("connections"), 1);
+    EXPECT_EQ(observed.back(), observed.size());
+  }
+}
+
+TEST(Gateway, TakesRecordsFromManyConnectionsAtOnce) {
+  std::vector<std::uint64_t> observed;
+  ServerOptions options;
+  options.events.onRecord = [&](const Record& record) { observed.push_back(record.number); };
+  RunningGateway gateway(std::move(options));
+  std::vector<std::thread> senders;
+  for (int sender = 0; sender < 12; ++sender) {
+    senders.emplace_back([&gateway, sender] {
+      const auto client = gateway.Client();
+      for (int i = 0; i < 20; ++i) {
+        const std::string label = std::to_string(sender) + '-' + std::to_string(i);
+        EXPECT_EQ(RunningGateway::Post(*client, GoodRecord(label)), 200);
+      }
+    });
+  }
+  for (std::thread& sender : senders) {
+    sender.join();
+  }
+  EXPECT_EQ(gateway.Count("records"), 240);
+  EXPECT_EQ(gateway.Count("doubled_records"), 0);
+  ASSERT_EQ(observed.size(), 240U);
+  for (std::size_t i = 0; i < observed.size(); ++i) {
+    ASSERT_EQ(observed[i], i + 1);
+  }
+}
+
+TEST(Gateway, AnswersConfigurationRequestsAndOtherGets) {
+  ServerOptions options;
+  std::optional<std::string> settings = R"({"flush_time":30})";
+  options.readSettings = [&] { return settings; };
+  RunningGateway gateway(std::move(options));
+  const auto client = gateway.Client();
+  const auto answer = client->Get("/configserver/?N=a%20b&V=1&P=wntx64");
+  EXPECT_EQ(answer->status, 200);
+  EXPECT_EQ(answer->body, R"({"flush_time":30})");
+  EXPECT_TRUE(answer->get_header_value("Content-Type").starts_with("text/"));
+  EXPECT_EQ(client->Get("/configserver/?N=a&V=1")->body, "");
+  EXPECT_EQ(client->Get("/any/where")->status, 200);
+  settings.reset();
+  EXPECT_EQ(client->Get("/?N=a&V=1&P=x")->status, 500);
+  EXPECT_EQ(gateway.Count("requests"), 4);
+  EXPECT_EQ(gateway.Count("configuration_requests"), 2);
+}
+
+TEST(Gateway, RefusesWithAStatusForTheNextRequestsOnly) {
+  RunningGateway gateway;
+  const auto client = gateway.Client();
+  gateway.Tell("/api/faults",
+               R"([{"kind":"status","status":500,"count":2},{"kind":"status","status":204},)"
+               R"({"kind":"status","status":503,"store":true}])");
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord()), 500);
+  EXPECT_EQ(client->Get("/?N=a&V=1&P=x")->status, 500);
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord()), 204);
+  EXPECT_EQ(gateway.Count("records"), 0);
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord()), 503);
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord()), 200);
+  EXPECT_EQ(gateway.Count("records"), 2);
+  EXPECT_EQ(gateway.Count("refused"), 2);
+  EXPECT_EQ(gateway.Count("connections"), 1);
+}
+
+class GatewayFaults : public testing::TestWithParam<bool> {
+ protected:
+  GatewayFaults() : gateway(GetParam() ? Https() : ServerOptions()), client(gateway.Client()) {}
+
+  bool NoFaultsLeft() { return DumpJson(gateway.Ask("/api/faults").get()) == "[]"; }
+
+  RunningGateway gateway;
+  const std::unique_ptr<httplib::Client> client;
+};
+
+TEST_P(GatewayFaults, DropsConnectionsWithoutAnAnswer) {
+  gateway.Tell("/api/faults", R"([{"kind":"drop"},{"kind":"drop","store":true}])");
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord("lost")), 0);
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord("kept")), 0);
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord("answered")), 200);
+  EXPECT_EQ(gateway.Count("records"), 2);
+  EXPECT_EQ(gateway.Count("refused"), 1);
+  EXPECT_EQ(gateway.Count("connections"), 3);
+}
+
+TEST_P(GatewayFaults, AnswersLate) {
+  gateway.Tell("/api/faults", R"({"kind":"delay","milliseconds":80})");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord()), 200);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
+  EXPECT_EQ(gateway.Count("records"), 1);
+}
+
+TEST_P(GatewayFaults, LeavesSendersWaitingUntilReset) {
+  for (const char* fault : {R"({"kind":"hang"})", R"({"kind":"delay","milliseconds":600000})"}) {
+    gateway.Tell("/api/faults", fault);
+    std::atomic<int> status = -1;
+    std::thread waiting([&] { status = RunningGateway::Post(*client, GoodRecord()); });
+    EXPECT_TRUE(Eventually([&] { return NoFaultsLeft(); }));
+    EXPECT_EQ(status, -1);
+    // The fault is taken a moment before the wait begins: a reset in between would find nothing.
+    EXPECT_TRUE(Eventually([&] {
+      gateway.Tell("/api/reset", "");
+      return status != -1;
+    }));
+    waiting.join();
+    EXPECT_EQ(status, 0) << fault;
+    EXPECT_EQ(gateway.Count("records"), 0);
+  }
+}
+
+TEST_P(GatewayFaults, LetsGoOfAPeerThatGivesUp) {
+  gateway.Tell("/api/faults", R"({"kind":"hang","store":true})");
+  client->set_read_timeout(std::chrono::milliseconds(50));
+  EXPECT_EQ(RunningGateway::Post(*client, GoodRecord()), 0);
+  EXPECT_TRUE(NoFaultsLeft());
+  EXPECT_EQ(gateway.Count("records"), 1);
+  EXPECT_EQ(gateway.Count("refused"), 0);
+}
+
+TEST_P(GatewayFaults, StopsWhileSendersWait) {
+  gateway.Tell("/api/faults", R"([{"kind":"hang"},{"kind":"delay","milliseconds":600000}])");
+  std::vector<std::thread> waiting;
+  for (int i = 0; i < 2; ++i) {
+    waiting.emplace_back(
+        [&] { EXPECT_EQ(RunningGateway::Post(*gateway.Client(), GoodRecord()), 0); });
+  }
+  EXPECT_TRUE(Eventually([&] { return NoFaultsLeft(); }));
+  gateway.Get().Stop();
+  for (std::thread& thread : waiting) {
+    thread.join();
+  }
+}
+
+std::string SchemeName(const testing::TestParamInfo<bool>& tested) {
+  return tested.param ? "Https" : "Http";
+}
+
+INSTANTIATE_TEST_SUITE_P(OverLoopback, GatewayFaults, testing::Bool(), SchemeName);
+
+TEST(Gateway, UnderstandsBodiesInChunks) {
+  RunningGateway gateway;
+  const std::string body = Gzip(GoodRecord());
+  const auto answer = gateway.Client()->Post(
+      "/", RecordHeaders(),
+      [&](size_t offset, httplib::DataSink& sink) {
+        if (offset >= body.size()) {
+          sink.done();
+          return true;
+        }
+        return sink.write(body.data() + offset, std::min<size_t>(100, body.size() - offset));
+      },
+      kRecordType);
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->status, 200);
+  EXPECT_EQ(DumpJson(json_object_get(gateway.Ask("/api/records/1").get(), "problems")), "[]");
+}
+
+TEST(Gateway, OutlivesSendersThatBreakOff) {
+  RunningGateway gateway;
+  const auto answer = gateway.Client()->Post(
+      "/", RecordHeaders(), 1000, [](size_t, size_t, httplib::DataSink&) { return false; },
+      kRecordType);
+  EXPECT_FALSE(answer);
+  // A form upload would be taken apart by the HTTP library; here it is a bad record.
+  const httplib::MultipartFormDataItems form = {{"a", "b", "", ""}};
+  EXPECT_EQ(gateway.Client()->Post("/", form)->status, 200);
+  EXPECT_EQ(gateway.Client()->Post("/")->status, 200);
+  EXPECT_EQ(gateway.Count("records"), 2);
+  EXPECT_EQ(gateway.Count("bad_records"), 2);
+}
+
+TEST(Gateway, HasItsPortForItself) {
+  RunningGateway gateway;
+  ServerOptions options;
+  options.port = gateway.Get().Port();
+  Server second(std::move(options));
+  std::string error;
+  EXPECT_FALSE(second.Listen(error));
+  EXPECT_EQ(error, "cannot listen on 127.0.0.1 port " + std::to_string(gateway.Get().Port()) +
+                       "; does another program use it?");
+}
+
+TEST(Gateway, StopsEvenBeforeItRuns) {
+  Server server{ServerOptions{}};
+  std::string error;
+  ASSERT_TRUE(server.Listen(error)) << error;
+  server.Stop();
+  server.Run();
+}
+
+TEST(Certificate, NamesThisMachineAndDiffersEachTime) {
+  std::string error;
+  const SslContextPtr contexts[] = {CreateSelfSignedContext(error), CreateSelfSignedContext(error)};
+  std::set<std::string> serials;
+  for (const SslContextPtr& context : contexts) {
+    ASSERT_TRUE(context) << error;
+    X509* certificate = SSL_CTX_get0_certificate(context.get());
+    EXPECT_EQ(X509_verify(certificate, X509_get0_pubkey(certificate)), 1);
+    EXPECT_EQ(X509_check_host(certificate, "localhost", 0, 0, nullptr), 1);
+    EXPECT_EQ(X509_check_ip_asc(certificate, "127.0.0.1", 0), 1);
+    EXPECT_LT(X509_cmp_current_time(X509_get0_notBefore(certificate)), 0);
+    EXPECT_GT(X509_cmp_current_time(X509_get0_notAfter(certificate)), 0);
+    std::uint64_t serial = 0;
+    EXPECT_EQ(ASN1_INTEGER_get_uint64(&serial, X509_get0_serialNumber(certificate)), 1);
+    serials.insert(std::to_string(serial));
+  }
+  EXPECT_EQ(serials.size(), 2U);
+}
+
+}  // namespace
+}  // namespace Gateway

@@ -1,0 +1,269 @@
+#include "session/session_manager.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/set_environment.h"
+#include "session/record_keys.h"
+#include "support/captured_log.h"
+#include "support/records.h"
+#include "transport/test_data_sender.h"
+
+namespace Tav {
+namespace {
+
+using Testing::CapturedLog;
+using Testing::TextAt;
+
+// The gateway's side of the test sender: keeps what arrives, or refuses it.
+class Gateway {
+ public:
+  Gateway() {
+    Testing::SetEnvironment("TAV_GATEWAY", "test://");
+    Records().clear();
+    refuse = false;
+    TestDataSender::SetHook(&Receive);
+  }
+  ~Gateway() {
+    TestDataSender::SetHook(nullptr);
+    Testing::SetEnvironment("TAV_GATEWAY", nullptr);
+  }
+
+  // Every event that has arrived, in order, as "name" or "$b" and the like.
+  static std::vector<std::string> Events() {
+    const std::lock_guard guard(mutex);
+    std::vector<std::string> events;
+    for (const JsonPtr& record : Records()) {
+      size_t index = 0;
+      json_t* event = nullptr;
+      json_array_foreach(json_object_get(record.Get(), "rt"), index, event) {
+        events.push_back(TextAt(event, "m") + TextAt(event, "g"));
+      }
+    }
+    return events;
+  }
+  static size_t RecordCount() {
+    const std::lock_guard guard(mutex);
+    return Records().size();
+  }
+  static std::string ProductValue(size_t record, const char* key) {
+    const std::lock_guard guard(mutex);
+    return TextAt(json_object_get(Records().at(record).Get(), "pe"), key);
+  }
+
+  static inline std::atomic<bool> refuse{false};
+
+ private:
+  static int32_t Receive(const uint8_t* data, size_t length) {
+    if (data == nullptr || refuse) {
+      return refuse ? 1 : 0;
+    }
+    const std::lock_guard guard(mutex);
+    Records().emplace_back(json_loadb(reinterpret_cast<const char*>(data), length, 0, nullptr));
+    return 0;
+  }
+  static std::vector<JsonPtr>& Records() {
+    static std::vector<JsonPtr> records;
+    return records;
+  }
+  static inline std::mutex mutex;
+};
+
+class SessionManagerTest : public testing::Test {
+ protected:
+  SessionManagerTest() {
+    config_.productName = "Product";
+    config_.productVersion = "1.0";
+  }
+  ~SessionManagerTest() override { Stop(); }
+
+  void Start() {
+    manager_ = new SessionManager(config_.TakeForManager());
+    ASSERT_EQ(manager_->Init(), 0);
+  }
+  void Stop() {
+    if (manager_ != nullptr) {
+      manager_->Stop();
+      ASSERT_TRUE(manager_->Ended());
+      manager_->Release();
+      manager_ = nullptr;
+    }
+  }
+  void Log(std::string_view name) { manager_->Log(CreateEvent(HandleKind::Event, name, {})); }
+
+  CapturedLog log_;
+  Gateway gateway_;
+  LibraryConfig config_;
+  SessionManager* manager_ = nullptr;
+};
+
+using Names = std::vector<std::string>;
+
+TEST_F(SessionManagerTest, TheImpliedSessionSurroundsWhatIsLogged) {
+  Start();
+  Log("one");
+  manager_->Log(CreateEvent(HandleKind::Event, "own", Testing::kSession));
+  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "own"}));
+  Log("two");
+  Stop();
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "own", "two", "$e"}));
+  EXPECT_NE(log_.Find("SM: Implied start record. Session ID: "), "");
+  EXPECT_NE(log_.Find("SM: Implied stop record. Session ID: "), "");
+}
+
+TEST_F(SessionManagerTest, WithoutImpliedRecordsOnlyReportedEventsPass) {
+  config_.noImpliedRecords = true;
+  Start();
+  Log("event");
+  for (const auto kind : {HandleKind::Marker, HandleKind::Command, HandleKind::Error}) {
+    manager_->Log(CreateEvent(kind, std::to_string(static_cast<int>(kind)), {}));
+  }
+  Stop();
+  EXPECT_EQ(Gateway::Events(), (Names{"event", "4", "5"}));
+}
+
+TEST_F(SessionManagerTest, AnOptedOutProductSendsNoEvent) {
+  config_.optOut = true;
+  config_.productValues = std::make_unique<PendingProductValues>();
+  (*config_.productValues)["std-OptOut"].value = EnvValue::String("true");
+  (*config_.productValues)["Secret"].value = EnvValue::String("x");
+  Start();
+  Log("event");
+  EXPECT_EQ(manager_->Commit(), 0);
+  Stop();
+  EXPECT_EQ(Gateway::Events(), Names{});
+  ASSERT_EQ(Gateway::RecordCount(), 1u);
+  EXPECT_EQ(Gateway::ProductValue(0, "std-OptOut"), "true");
+  EXPECT_EQ(Gateway::ProductValue(0, "Secret"), "");
+}
+
+TEST_F(SessionManagerTest, ARefusingGatewayLosesNothing) {
+  Start();
+  Log("one");
+  Gateway::refuse = true;
+  EXPECT_EQ(manager_->Commit(), 1);
+  EXPECT_NE(log_.Find("warning: SM: Server send failure #1. New waitTime = "), "");
+  Log("two");
+  EXPECT_EQ(manager_->Commit(), 1);
+  EXPECT_EQ(Gateway::RecordCount(), 0u);
+  Gateway::refuse = false;
+  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "two"}));
+  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_NE(log_.Find("SM: SendToServer: nothing to send"), "");
+  Stop();
+}
+
+TEST_F(SessionManagerTest, WhatIsLostAtTheEndIsSaid) {
+  Start();
+  Gateway::refuse = true;
+  Log("one");
+  Stop();
+  EXPECT_NE(log_.Find("warning: SM: 1 records ("), "");
+}
+
+TEST_F(SessionManagerTest, AnEventIsSentByItselfAfterThePause) {
+  config_.pauseInterval = 0;
+  Start();
+  ASSERT_EQ(manager_->Commit(), 0);  // the product data
+  config_.sendInterval = 300;
+  Stop();
+  // From the first send on the interval holds; before it, the pause alone does.
+  Start();
+  Log("soon");
+  for (int i = 0; i < 1000 && Gateway::Events().size() < 2; ++i) {
+    Platform::SleepMilliseconds(10);
+  }
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "soon"}));
+}
+
+TEST_F(SessionManagerTest, ASuspendedEngineSendsOnlyWhenTold) {
+  config_.pauseInterval = 0;
+  Start();
+  manager_->Suspend();
+  ASSERT_EQ(manager_->Commit(), 0);
+  const size_t before = Gateway::RecordCount();
+  Log("held");
+  manager_->GetLastActiveTime();  // a round trip: the event has been handled
+  EXPECT_EQ(Gateway::RecordCount(), before);
+  manager_->Resume();
+  Stop();
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "held", "$e"}));
+}
+
+TEST_F(SessionManagerTest, RecordsGoOutAndComeBackAsDataBlocks) {
+  Start();
+  manager_->Suspend();
+  Log("carried");
+  const std::unique_ptr<char, decltype(&std::free)> block(manager_->PullData(), &std::free);
+  ASSERT_NE(block, nullptr);
+  while (char* const more = manager_->PullData()) {
+    manager_->PushData(more);
+    std::free(more);
+    break;
+  }
+  EXPECT_EQ(Gateway::Events(), Names{});
+  manager_->PushData("not a record");
+  EXPECT_NE(log_.Find("warning: SM: PushData: rejecting data that is no record (Bad base-64"), "");
+  manager_->PushData(block.get());
+  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "carried"}));
+}
+
+TEST_F(SessionManagerTest, ChangedProductValuesFollowIncrementally) {
+  config_.productValues = std::make_unique<PendingProductValues>();
+  (*config_.productValues)["Edition"].value = EnvValue::String("Pro");
+  Start();
+  EXPECT_EQ(manager_->Commit(), 0);
+  auto* const value = CreateValue(HandleKind::Map);
+  value->name.Assign("Edition", nullptr);
+  value->payload = MakeJsonString("Ultra");
+  manager_->ChangeProductEnv(value);
+  EXPECT_EQ(manager_->Commit(), 0);
+  ASSERT_EQ(Gateway::RecordCount(), 2u);
+  EXPECT_EQ(Gateway::ProductValue(0, "Edition"), "Pro");
+  EXPECT_EQ(Gateway::ProductValue(0, "std-Incremental"), "false");
+  EXPECT_EQ(Gateway::ProductValue(1, "Edition"), "Ultra");
+  EXPECT_EQ(Gateway::ProductValue(1, "std-Incremental"), "true");
+}
+
+TEST_F(SessionManagerTest, ManyHostsThatAskAtOnceAreAllAnswered) {
+  Start();
+  std::vector<std::thread> hosts;
+  for (int host = 0; host < 4; ++host) {
+    hosts.emplace_back([this] {
+      for (int i = 0; i < 50; ++i) {
+        Log("ask");
+        EXPECT_EQ(manager_->Commit(), 0);
+        manager_->GetLastServerAccessTime();
+      }
+    });
+  }
+  for (std::thread& host : hosts) {
+    host.join();
+  }
+  EXPECT_EQ(Gateway::Events().size(), 1u + 4 * 50);
+  EXPECT_GT(manager_->GetLastServerAccessTime(), 19000);
+}
+
+TEST_F(SessionManagerTest, ACustomerWithoutAUserGetsADefaultUser) {
+  config_.customerId = "customer";
+  Start();
+  Stop();
+  const std::string line = log_.Find("SM: Customer ID was provided without User ID.");
+  EXPECT_EQ(line.size(),
+            std::string("SM: Customer ID was provided without User ID. Generated default User ID: ")
+                    .size() +
+                32);
+}
+
+}  // namespace
+}  // namespace Tav

@@ -1,0 +1,48 @@
+// Built records turned back into JSON, and events made for tests.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "model/built_record.h"
+#include "model/handles.h"
+#include "session/event_payload.h"
+#include "streams/buffered_stream.h"
+#include "streams/gzip_stream.h"
+#include "streams/json_stream.h"
+#include "streams/memory_stream.h"
+#include "util/arena.h"
+#include "util/json.h"
+
+namespace Tav::Testing {
+
+// The record's JSON document; null when it is not one whole gzip member of JSON.
+inline JsonPtr Expand(const BuiltRecord& record) {
+  MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
+  GZipInputStream gzip(&bytes);
+  BufferedInputStream buffered(&gzip);
+  JsonInputStream json(&buffered);
+  JsonPtr value = json.ReadValue();
+  return gzip.Complete() ? std::move(value) : JsonPtr();
+}
+
+// Compact JSON text in the order of the members.
+inline std::string Text(const json_t* value) {
+  char* const text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY);
+  const std::string copy = text == nullptr ? "" : text;
+  TaggedFree(text);
+  return copy;
+}
+
+// The text under `key`; empty when there is none.
+inline std::string TextAt(const json_t* object, const char* key) {
+  return std::string(JsonStringView(json_object_get(object, key)));
+}
+
+inline constexpr char kSession[] = "01234567-89ab-cdef-0123-456789abcdef";
+
+inline TavEvent_s* Event(std::string_view name, HandleKind kind = HandleKind::Event) {
+  return CreateEvent(kind, name, kSession);
+}
+
+}  // namespace Tav::Testing

@@ -1,0 +1,124 @@
+#include "support/table_fixture.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "api/library.h"
+#include "config/server_urls.h"
+#include "platform/set_environment.h"
+#include "support/records.h"
+#include "transport/test_data_sender.h"
+
+namespace Tav::Testing {
+
+namespace {
+
+std::mutex arrivedLock;
+std::vector<std::string> arrived;
+
+int32_t Receive(const uint8_t* data, size_t length) {
+  if (data != nullptr) {
+    const std::lock_guard guard(arrivedLock);
+    arrived.emplace_back(reinterpret_cast<const char*>(data), length);
+  }
+  return 0;
+}
+
+}  // namespace
+
+TableTest::TableTest() {
+  {
+    const std::lock_guard guard(arrivedLock);
+    arrived.clear();
+  }
+  TestDataSender::SetHook(Receive);
+  SetEnvironment("LOCALAPPDATA", testing::TempDir().c_str());
+  SetEnvironment("TAV_GATEWAY", "test://");
+  SetEnvironment("TAV_LOG_LEVEL", "TRACE");
+  tav.SetMessageSink(TavSinkPointer(CapturedLog::Receive));
+}
+
+TableTest::~TableTest() {
+  tav.Terminate();
+  tav.SetMessageSink(nullptr);
+  tav.SetLineSink(nullptr);
+  // What a process cannot take back, but the next test in it must not see.
+  GetLibrary().debugLogRequested = false;
+  SetUseDevelopmentUrls(false);
+  SetEnvironment("TAV_GATEWAY", nullptr);
+  SetEnvironment("TAV_LOG_LEVEL", nullptr);
+  TestDataSender::SetHook(nullptr);
+}
+
+void TableTest::Start() {
+  ASSERT_EQ(tav.Initialize("Editor", "4.2", "4.2.0.118", TAV_LANGUAGE_EN_US), TAV_OK);
+}
+
+void TableTest::Collect() {
+  for (std::string& line : log_.Take()) {
+    lines_.push_back(std::move(line));
+  }
+}
+
+Lines TableTest::Complaints() {
+  Collect();
+  Lines complaints;
+  for (; complained_ < lines_.size(); ++complained_) {
+    const std::string& line = lines_[complained_];
+    if (line.starts_with("warning: ") || line.starts_with("error: ")) {
+      complaints.push_back(line);
+    }
+  }
+  return complaints;
+}
+
+bool TableTest::Logged(std::string_view line) {
+  Collect();
+  return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
+}
+
+std::string TableTest::LineWith(std::string_view part) {
+  Collect();
+  const auto found = std::find_if(lines_.begin(), lines_.end(), [&](const std::string& line) {
+    return line.find(part) != std::string::npos;
+  });
+  return found != lines_.end() ? *found : std::string();
+}
+
+std::vector<JsonPtr> TableTest::Records() {
+  const std::lock_guard guard(arrivedLock);
+  std::vector<JsonPtr> records;
+  for (const std::string& text : arrived) {
+    records.emplace_back(json_loadb(text.data(), text.size(), 0, nullptr));
+    EXPECT_TRUE(records.back()) << text;
+  }
+  return records;
+}
+
+std::vector<JsonPtr> TableTest::Events() {
+  std::vector<JsonPtr> events;
+  for (const JsonPtr& record : Records()) {
+    size_t index = 0;
+    json_t* event = nullptr;
+    json_array_foreach(json_object_get(record.Get(), "rt"), index, event) {
+      events.push_back(JsonPtr::Share(event));
+    }
+  }
+  return events;
+}
+
+std::vector<JsonPtr> TableTest::EventsNamed(std::string_view name) {
+  std::vector<JsonPtr> events = Events();
+  std::erase_if(events, [&](const JsonPtr& event) {
+    return TextAt(event.Get(), "m") != name && TextAt(event.Get(), "g") != name;
+  });
+  return events;
+}
+
+std::string TableTest::PropertiesOf(std::string_view name) {
+  const std::vector<JsonPtr> events = EventsNamed(name);
+  EXPECT_EQ(events.size(), 1u) << name;
+  return events.size() == 1 ? Text(json_object_get(events.front().Get(), "v")) : std::string();
+}
+
+}  // namespace Tav::Testing

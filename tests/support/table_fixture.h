@@ -1,0 +1,59 @@
+// The library as a host sees it, through the table of entry points, with the log and the uploaded
+// records caught inside the process.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "api/entry_points.h"
+#include "support/captured_log.h"
+#include "util/json.h"
+
+namespace Tav::Testing {
+
+using Lines = std::vector<std::string>;
+
+// Each test begins with a library that is not running, logs everything from TRACE on, and would
+// send to the test; each ends with Terminate.
+class TableTest : public testing::Test {
+ protected:
+  TableTest();
+  ~TableTest() override;
+
+  // Initializes the product "Editor", version "4.2".
+  void Start();
+  // Terminates: everything that was reported has then arrived.
+  void Stop() { tav.Terminate(); }
+
+  // The warnings and errors since the last call, with their "warning: " and "error: ".
+  Lines Complaints();
+  // Asks for a whole line, at any time since the test began.
+  void ExpectLogged(std::string_view line) { EXPECT_TRUE(Logged(line)) << line; }
+  void ExpectNotLogged(std::string_view line) { EXPECT_FALSE(Logged(line)) << line; }
+  // The first line that contains `part`; empty when there is none.
+  std::string LineWith(std::string_view part);
+
+  // What has arrived so far, in order.
+  static std::vector<JsonPtr> Records();
+  // All entries of all records' "rt"; those with this name as event ("m") or as marker ("g").
+  static std::vector<JsonPtr> Events();
+  static std::vector<JsonPtr> EventsNamed(std::string_view name);
+  // The properties of the one event of this name as compact JSON, in their order; a failure and an
+  // empty text when there is not exactly one such event.
+  static std::string PropertiesOf(std::string_view name);
+
+  const TavEntryTable& tav = *TavLoader(TAV_INTERFACE_VERSION);
+
+ private:
+  void Collect();
+  bool Logged(std::string_view line);
+
+  CapturedLog log_;
+  Lines lines_;
+  size_t complained_ = 0;  // lines that Complaints has looked at
+};
+
+}  // namespace Tav::Testing

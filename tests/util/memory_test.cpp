@@ -1,0 +1,139 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "util/arena.h"
+#include "util/block_pool.h"
+#include "util/json.h"
+
+namespace Tav {
+namespace {
+
+TEST(BlockPool, BlocksOfSeveralThreadsNeverOverlap) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 40;
+  constexpr size_t kHeld = 200;
+  std::vector<std::thread> threads;
+  for (int id = 0; id < kThreads; ++id) {
+    threads.emplace_back([id] {
+      for (int round = 0; round < kRounds; ++round) {
+        std::vector<void*> held;
+        for (size_t i = 0; i < kHeld; ++i) {
+          void* const block = BlockPool::Acquire();
+          ASSERT_NE(block, nullptr);
+          std::memset(block, id * kRounds + round, BlockPool::kUsableSize);
+          held.push_back(block);
+        }
+        for (void* const block : held) {
+          const auto* const bytes = static_cast<const unsigned char*>(block);
+          const auto mark = static_cast<unsigned char>(id * kRounds + round);
+          ASSERT_EQ(bytes[0], mark);
+          ASSERT_EQ(bytes[BlockPool::kUsableSize - 1], mark);
+          BlockPool::Release(block);
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  BlockPool::Trim();
+  EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
+}
+
+TEST(BlockPool, MemoryOfABurstReturnsToTheSystem) {
+  constexpr size_t kSlabs = 12;
+  std::vector<void*> held;
+  for (size_t i = 0; i < kSlabs * BlockPool::kBlocksPerSlab; ++i) {
+    held.push_back(BlockPool::Acquire());
+  }
+  EXPECT_GE(BlockPool::CommittedSlabs(), kSlabs);
+  for (void* const block : held) {
+    BlockPool::Release(block);
+  }
+  EXPECT_LE(BlockPool::CommittedSlabs(), 4u);
+  // What came back is used again before more is asked for.
+  const size_t before = BlockPool::CommittedSlabs();
+  for (size_t i = 0; i < 2 * BlockPool::kBlocksPerSlab; ++i) {
+    BlockPool::Release(BlockPool::Acquire());
+  }
+  EXPECT_EQ(BlockPool::CommittedSlabs(), before);
+  BlockPool::Trim();
+}
+
+TEST(BlockPool, TrimKeepsASlabThatIsInUse) {
+  void* const block = BlockPool::Acquire();
+  BlockPool::Trim();
+  std::memset(block, 1, BlockPool::kUsableSize);
+  BlockPool::Release(block);
+  BlockPool::Trim();
+  EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
+}
+
+TEST(Arena, GrowsByBlocksAndRefusesWhatNoBlockHolds) {
+  Arena* const arena = Arena::Create();
+  std::set<char*> seen;
+  for (int i = 0; i < 100; ++i) {
+    auto* const memory = static_cast<char*>(arena->Allocate(500));
+    ASSERT_NE(memory, nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(memory) % 8, 0u);
+    std::memset(memory, i, 500);
+    EXPECT_TRUE(seen.insert(memory).second);
+  }
+  EXPECT_EQ(arena->Allocate(BlockPool::kBlockSize), nullptr);
+  EXPECT_EQ(arena->Allocate(SIZE_MAX), nullptr);
+  Arena::Destroy(arena);
+  BlockPool::Trim();
+  EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
+}
+
+TEST(Arena, JsonMadeInAScopeLivesInTheArenaAndMayGrowOutside) {
+  AcquireArenaSlot();
+  Arena* const arena = Arena::Create();
+  json_t* object = nullptr;
+  {
+    const ArenaScope scope(arena);
+    object = json_object();
+    json_object_set_new(object, "inside", json_string("arena"));
+  }
+  // Enough members to make the object's table grow: that part comes from the heap, and freeing the
+  // object must tell the two apart.
+  for (int i = 0; i < 50; ++i) {
+    json_object_set_new(object, std::to_string(i).c_str(), json_integer(i));
+  }
+  const std::string tooLargeForABlock(5000, 'x');
+  {
+    const ArenaScope scope(arena);
+    json_object_set_new(object, "large", json_string(tooLargeForABlock.c_str()));
+  }
+  EXPECT_EQ(json_object_size(object), 52u);
+  EXPECT_EQ(JsonStringView(json_object_get(object, "large")), tooLargeForABlock);
+  JsonPtr owner(object);
+  owner.Reset();
+  Arena::Destroy(arena);
+  ReleaseArenaSlot();
+  BlockPool::Trim();
+  EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
+}
+
+TEST(Json, TextThatJsonCannotCarryIsRepairedNotLost) {
+  EXPECT_EQ(JsonStringView(MakeJsonString("").Get()), "");
+  EXPECT_EQ(JsonStringView(MakeJsonString({}).Get()), "");
+  EXPECT_EQ(JsonStringView(MakeJsonString("gr\xC3\xBC\xC3\x9F").Get()), "gr\xC3\xBC\xC3\x9F");
+  // An over-long form and a surrogate: well-formed to the intake, not to JSON.
+  EXPECT_EQ(JsonStringView(MakeJsonString("a\xC0\x80").Get()), "a\xC3\x80\xC2\x80");
+  JsonPtr object(json_object());
+  EXPECT_TRUE(SetJsonMember(object.Get(), "k\xED\xA0\x80", JsonPtr(json_true())));
+  EXPECT_TRUE(SetJsonMember(object.Get(), "k", JsonPtr(json_integer(1))));
+  EXPECT_TRUE(SetJsonMember(object.Get(), "k", JsonPtr(json_integer(2))));
+  EXPECT_FALSE(SetJsonMember(object.Get(), "k", JsonPtr()));
+  EXPECT_EQ(json_object_size(object.Get()), 2u);
+  EXPECT_EQ(json_integer_value(json_object_get(object.Get(), "k")), 2);
+}
+
+}  // namespace
+}  // namespace Tav

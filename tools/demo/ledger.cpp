@@ -1,0 +1,124 @@
+// Usage: demo_ledger REPORT_FILE GATEWAY_URL
+// Shows the first record that arrived at the local gateway and the ledger: what the sample host
+// handed over, by its report, against what arrived. Exit status 0 when the ledger balances, 1 when
+// it does not, 2 when there is nothing to compare.
+
+#include <unistd.h>
+
+#include <httplib.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "demo/comparison.h"
+#include "demo/presentation.h"
+#include "gateway/json_text.h"
+
+namespace {
+
+using Gateway::JsonPtr;
+
+constexpr int kExitUnbalanced = 1;
+constexpr int kExitFailure = 2;
+
+JsonPtr Parse(const std::string& text, const std::string& origin) {
+  std::string error;
+  JsonPtr value = Gateway::ParseJson(text, error);
+  if (!value) {
+    throw std::runtime_error(origin + ": " + error);
+  }
+  return value;
+}
+
+JsonPtr ReadReport(const char* path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw std::runtime_error(std::string("cannot read the host's report ") + path);
+  }
+  return Parse(std::string(std::istreambuf_iterator<char>(file), {}), path);
+}
+
+std::string Fetch(httplib::Client& gateway, const std::string& path) {
+  const httplib::Result result = gateway.Get(path);
+  if (!result) {
+    throw std::runtime_error("the gateway does not answer " + path + ": " +
+                             httplib::to_string(result.error()));
+  }
+  if (result->status != 200) {
+    throw std::runtime_error("the gateway answers " + path + " with status " +
+                             std::to_string(result->status));
+  }
+  return result->body;
+}
+
+bool WantsColours() {
+  const char* refused = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+}
+
+void ShowHeading(const std::string& text) {
+  std::printf("\n== %s\n\n", text.c_str());
+}
+
+void ShowFirstRecord(httplib::Client& gateway) {
+  const std::string text = Fetch(gateway, "/api/records/1/text");
+  ShowHeading("The first record as it arrived");
+  std::fputs(Demo::RecordExcerpt(text).c_str(), stdout);
+}
+
+void ShowHostOutcome(const json_t* report) {
+  const json_int_t unsent = json_integer_value(json_object_get(report, "commit_result"));
+  const json_int_t warnings = json_integer_value(json_object_get(report, "warnings"));
+  std::printf("   %.*s with tav.dll %.*s: TavCommit returned %d, %d warning(s) logged\n\n",
+              static_cast<int>(Gateway::TextOf(json_object_get(report, "product")).size()),
+              Gateway::TextOf(json_object_get(report, "product")).data(),
+              static_cast<int>(Gateway::TextOf(json_object_get(report, "library_version")).size()),
+              Gateway::TextOf(json_object_get(report, "library_version")).data(),
+              static_cast<int>(unsent), static_cast<int>(warnings));
+}
+
+int RunLedger(const char* reportFile, const char* url) {
+  const JsonPtr report = ReadReport(reportFile);
+  httplib::Client gateway(url);
+  gateway.enable_server_certificate_verification(false);  // it has signed its own
+
+  Demo::WireCounts wire;
+  if (!Demo::ReadWireCounts(Parse(Fetch(gateway, "/api/summary"), "summary").get(), wire)) {
+    throw std::runtime_error("the gateway's summary lacks a count");
+  }
+  std::string error;
+  const JsonPtr events = Parse(Fetch(gateway, "/api/events"), "events");
+  const auto comparison = Demo::Compare(report.get(), events.get(), error);
+  if (!comparison) {
+    throw std::runtime_error(error);
+  }
+  if (wire.records > 0) {
+    ShowFirstRecord(gateway);
+  }
+  ShowHeading("The ledger");
+  ShowHostOutcome(report.get());
+  std::fputs(Demo::LedgerText(*comparison, wire, WantsColours()).c_str(), stdout);
+  return Demo::Balances(*comparison, wire) ? 0 : kExitUnbalanced;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fputs("usage: demo_ledger REPORT_FILE GATEWAY_URL\n", stderr);
+    return kExitFailure;
+  }
+  try {
+    return RunLedger(argv[1], argv[2]);
+  } catch (const std::exception& failure) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "demo_ledger: %s\n", failure.what());
+    return kExitFailure;
+  }
+}

@@ -1,0 +1,172 @@
+#include "demo/presentation.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <initializer_list>
+#include <utility>
+
+#include "gateway/json_text.h"
+
+namespace Demo {
+namespace {
+
+constexpr std::string_view kRed = "\x1b[31m";
+constexpr std::string_view kGreen = "\x1b[32m";
+constexpr std::string_view kPlain = "\x1b[0m";
+
+constexpr std::size_t kShownEvents = 3;
+constexpr std::size_t kMaxColumns = 97;  // behind the margin
+
+std::string Coloured(bool withColours, std::string_view colour, std::string text) {
+  return withColours ? std::string(colour).append(text).append(kPlain) : text;
+}
+
+// "12,345"
+std::string Grouped(std::uint64_t number) {
+  std::string text = std::to_string(number);
+  for (std::size_t at = text.size(); at > 3; at -= 3) {
+    text.insert(at - 3, 1, ',');
+  }
+  return text;
+}
+
+std::string PerEvent(std::uint64_t bytes, std::size_t events) {
+  char text[32];
+  const double divisor = events > 0 ? static_cast<double>(events) : 1.0;
+  std::snprintf(text, sizeof text, "%.1f", static_cast<double>(bytes) / divisor);
+  return text;
+}
+
+std::string Row(std::string_view label, const std::string& value) {
+  char text[128];
+  std::snprintf(text, sizeof text, "   %-20.*s%13s", static_cast<int>(label.size()), label.data(),
+                value.c_str());
+  return text;
+}
+
+// A count that has to be 0, with what it means.
+std::string FaultRow(std::string_view label,
+                     std::uint64_t count,
+                     std::string_view meaning,
+                     bool withColours) {
+  std::string line = Row(label, Grouped(count));
+  if (count > 0) {
+    line = Coloured(withColours, kRed, std::move(line));
+  }
+  return line.append("   ").append(meaning) + '\n';
+}
+
+std::string NameTable(const Comparison& comparison) {
+  const auto line = [](const std::string& name, const std::string& handedOver,
+                       const std::string& arrived) {
+    char text[192];
+    std::snprintf(text, sizeof text, "   %-20.60s%13s%13s\n", name.c_str(), handedOver.c_str(),
+                  arrived.c_str());
+    return std::string(text);
+  };
+  std::string table = line("", "handed over", "arrived");
+  for (const auto& [name, counts] : comparison.byName) {
+    table += line(name, Grouped(counts.handedOver), Grouped(counts.arrived));
+  }
+  return table + line("all events", Grouped(comparison.handedOver), Grouped(comparison.arrived));
+}
+
+std::string WireRows(const Comparison& comparison, const WireCounts& wire) {
+  const std::string marks = std::to_string(comparison.marks) + " session marks";
+  return Row("records", Grouped(wire.records)) + "   " + std::to_string(wire.sessions) +
+         " session(s), " + marks + " beside the events\n" +
+         Row("bytes per event", PerEvent(wire.bytesCompressed, comparison.arrived)) +
+         "   on the wire: " + Grouped(wire.bytesCompressed) + " bytes, all in all\n" +
+         Row("expanded", PerEvent(wire.bytesExpanded, comparison.arrived)) + "   " +
+         Grouped(wire.bytesExpanded) + " bytes\n";
+}
+
+// Cuts a line that is too long for the terminal, between two characters.
+std::string Fitting(std::string_view line) {
+  std::size_t columns = 0;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const bool isStart = (static_cast<unsigned char>(line[i]) & 0xC0U) != 0x80U;
+    if (isStart && ++columns > kMaxColumns) {
+      return std::string(line.substr(0, i)) + "…";
+    }
+  }
+  return std::string(line);
+}
+
+}  // namespace
+
+bool ReadWireCounts(const json_t* summary, WireCounts& counts) {
+  const std::initializer_list<std::pair<const char*, std::uint64_t*>> members = {
+      {"records", &counts.records},
+      {"bad_records", &counts.badRecords},
+      {"doubled_records", &counts.doubledRecords},
+      {"sessions", &counts.sessions},
+      {"bytes_compressed", &counts.bytesCompressed},
+      {"bytes_expanded", &counts.bytesExpanded},
+  };
+  for (const auto& [name, target] : members) {
+    const json_t* value = json_object_get(summary, name);
+    if (!json_is_integer(value)) {
+      return false;
+    }
+    *target = static_cast<std::uint64_t>(json_integer_value(value));
+  }
+  return true;
+}
+
+std::string RecordExcerpt(std::string_view recordText) {
+  const std::string text = Gateway::IndentJson(recordText) + '\n';
+  std::string excerpt;
+  bool isInEvents = false;
+  std::size_t events = 0;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = text.find('\n', start);
+    const std::string_view line = std::string_view(text).substr(start, end - start);
+    start = end + 1;
+    if (isInEvents && line.starts_with("  ]")) {
+      isInEvents = false;
+      if (events > kShownEvents) {
+        excerpt += "       … and " + std::to_string(events - kShownEvents) + " more\n";
+      }
+    }
+    if (isInEvents && line == "    {") {
+      ++events;
+    }
+    if (!isInEvents || events <= kShownEvents) {
+      excerpt += "   " + Fitting(line) + '\n';
+    }
+    isInEvents = isInEvents || line == "  \"rt\": [";
+  }
+  return excerpt;
+}
+
+bool Balances(const Comparison& comparison, const WireCounts& wire) {
+  return comparison.Balances() && wire.badRecords == 0 && wire.doubledRecords == 0;
+}
+
+std::string LedgerText(const Comparison& comparison, const WireCounts& wire, bool withColours) {
+  const auto fault = [&](std::string_view label, std::uint64_t count, std::string_view meaning) {
+    return FaultRow(label, count, meaning, withColours);
+  };
+  std::string text = NameTable(comparison) + '\n';
+  text += fault("lost", comparison.lost, "handed over, but did not arrive");
+  text += fault("doubled", comparison.doubled, "arrived more than once");
+  text += fault("altered", comparison.altered, "other texts or numbers than the host's");
+  text += fault("out of order", comparison.outOfOrder,
+                "within each of " + std::to_string(comparison.threads.size()) + " threads");
+  text += fault("unknown", comparison.unknown, "arrived, but was not handed over");
+  text += fault("bad records", wire.badRecords, "the gateway found fault with them");
+  text += fault("doubled records", wire.doubledRecords, "the same bytes again");
+  text += '\n' + WireRows(comparison, wire) + '\n';
+  for (const std::string& finding : comparison.findings) {
+    text += Coloured(withColours, kRed, "   ! " + Fitting(finding)) + '\n';
+  }
+  const bool isBalanced = Balances(comparison, wire);
+  return text + "   " +
+         Coloured(withColours, isBalanced ? kGreen : kRed,
+                  isBalanced ? "The ledger balances: what the host handed over is what arrived."
+                             : "The ledger does not balance.") +
+         '\n';
+}
+
+}  // namespace Demo
