@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/process.h"
+
 namespace Tav::Platform {
 namespace {
 
@@ -17,8 +19,9 @@ void Append(const std::string& path, const char* text) {
 }
 
 TEST(CFile, OpensPathsBeyondTheAnsiCodePage) {
-  const std::filesystem::path path =
-      std::filesystem::temp_directory_path() / u8"tav c_file \u00e9\u20ac\u65e5.txt";
+  std::filesystem::path path = std::filesystem::temp_directory_path();
+  path /= u8"tav c_file \u00e9\u20ac\u65e5 ";
+  path += std::to_string(ProcessId());
   std::filesystem::remove(path);
   const std::u8string utf8 = path.u8string();
   const std::string name(utf8.begin(), utf8.end());

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/process.h"
 #include "streams/gzip_stream.h"
 #include "streams/memory_stream.h"
 #include "support/captured_log.h"
@@ -34,7 +35,9 @@ int32_t SendText(DataSender* sender, const std::string& text) {
 class FileDataSenderTest : public testing::Test {
  protected:
   FileDataSenderTest() {
-    folder = fs::temp_directory_path() / fs::path(u8"tav-sender-\u00E4\u03A9");
+    folder = fs::temp_directory_path() / fs::path(u8"tav-sender-\u00E4\u03A9-");
+    // Several of these tests may run at once, each in a process of its own.
+    folder += std::to_string(Platform::ProcessId());
     fs::remove_all(folder);
     fs::create_directories(folder);
   }
