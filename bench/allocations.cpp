@@ -26,7 +26,7 @@ void CountAllocations(const Timing&, const Options& options, Results& results) {
   HostLibrary library(options.library);
   ImportCounter counter(library.Module());
   library.Start(options.gateway, options.scratch);
-  ReportEvent(library.Table(), -1.0);
+  ReportEvent(library.Table(), 0, ValuesOf(0));
   library.Drain();
   // Starting allocates on both sides, whatever an event costs: a count of none there would mean
   // that the counter is blind.
@@ -40,7 +40,7 @@ void CountAllocations(const Timing&, const Options& options, Results& results) {
     if (load.pauseMilliseconds > 0) {
       Sleep(static_cast<DWORD>(load.pauseMilliseconds));
     }
-    ReportEvent(library.Table(), i);
+    ReportEvent(library.Table(), i, ValuesOf(i));
   }
   const RequestCounts host = counter.OnHostThread();
   library.Drain();

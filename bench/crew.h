@@ -3,11 +3,13 @@
 
 #include <windows.h>
 
+#include <condition_variable>
 #include <cstddef>
-#include <latch>
+#include <mutex>
 #include <thread>
 #include <vector>
 
+#include "bench/event_content.h"
 #include "bench/timing.h"
 
 namespace Bench {
@@ -31,25 +33,53 @@ inline double Serial(const Load& load, int thread, int event) {
   return static_cast<double>(thread) * load.eventsPerThread + event;
 }
 
-// Calls `work(serial)` as often as the load says and takes each call's time. The threads start
-// together; the room for the samples has been touched by then, so that no page fault is measured
-// that is the benchmark's own.
+// Lets threads go at the same moment. (std::latch would say it shorter, but that of the MinGW
+// run-time now and then leaves a thread waiting for ever.)
+class StartingGate {
+ public:
+  // On each thread of the crew: waits until the gate is opened.
+  void Enter() {
+    std::unique_lock lock(mutex_);
+    ++waiting_;
+    changed_.notify_all();
+    changed_.wait(lock, [&] { return isOpen_; });
+  }
+
+  // Waits until so many threads are waiting, and opens it.
+  void OpenFor(int threads) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return waiting_ == threads; });
+    isOpen_ = true;
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int waiting_ = 0;
+  bool isOpen_ = false;
+};
+
+// Calls `work(serial, values)` as often as the load says and takes each call's time. The threads
+// start together; the room for the samples has been touched by then, so that no page fault is
+// measured that is the benchmark's own.
 template <typename Work>
 CrewTimes RunCrew(const Timing& timing, const Load& load, Work work) {
   CrewTimes times;
   times.samples.assign(static_cast<size_t>(load.Events()), 0);
-  std::latch ready(load.threads + 1);
+  StartingGate gate;
   const auto body = [&](int thread) {
     Ticks* sample = times.samples.data() +
                     static_cast<size_t>(thread) * static_cast<size_t>(load.eventsPerThread);
-    ready.arrive_and_wait();
+    gate.Enter();
     for (int event = 0; event < load.eventsPerThread; ++event) {
       if (load.pauseMilliseconds > 0) {
         Sleep(static_cast<DWORD>(load.pauseMilliseconds));
       }
       const double serial = Serial(load, thread, event);
+      const EventValues values = ValuesOf(serial);
       const Ticks start = ReadTicks();
-      work(serial);
+      work(serial, values);
       *sample++ = ReadTicks() - start;
     }
   };
@@ -57,7 +87,7 @@ CrewTimes RunCrew(const Timing& timing, const Load& load, Work work) {
   for (int thread = 0; thread < load.threads; ++thread) {
     threads.emplace_back(body, thread);
   }
-  ready.arrive_and_wait();
+  gate.OpenFor(load.threads);
   const Ticks start = ReadTicks();
   for (std::thread& thread : threads) {
     thread.join();

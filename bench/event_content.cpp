@@ -1,5 +1,6 @@
 #include "bench/event_content.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace Bench {
@@ -11,31 +12,61 @@ constexpr DWORD kSpinCount = 4000;
 // More than a processor's caches near the core hold, as with events that wait to be worked off.
 constexpr size_t kBufferSize = size_t{4} << 20;
 
-}  // namespace
+constexpr const char* kFormats[] = {"PDF/X-4", "OpenDocument", "HTML", "Plain text"};
+constexpr const char* kCommands[] = {"file.save", "file.save.as", "file.export", "autosave",
+                                     "plugin.publish"};
+constexpr const char* kTemplates[] = {
+    "Quarterly report (landscape)", "Letter", "Minutes of the meeting", "Invoice, two columns",
+    "Thesis with bibliography",     "Empty",  "Curriculum vitae"};
+constexpr const char* kLanguages[] = {"de_DE", "en_US", "fr_FR", "hu_HU", "ja_JP", "zh_TW"};
+constexpr const char* kSources[] = {"MainMenu", "Toolbar", "Shortcut",  "ContextMenu",
+                                    "Timer",    "Macro",   "DropTarget"};
 
-const TextPair kStrings[kStringCount] = {
-    {"Format", "PDF/X-4"},
-    {"Command", "file.save.as"},
-    {"Template", "Quarterly report (landscape)"},
-    {"Language", "de_DE"},
-    {"Source", "MainMenu"},
-};
-
-size_t ContentBytes() {
-  size_t bytes = sizeof kEventName + sizeof kSerialName + sizeof kDurationName + 2 * sizeof(double);
-  for (const TextPair& pair : kStrings) {
-    bytes += std::strlen(pair.name) + 1 + std::strlen(pair.value) + 1;
-  }
-  return bytes;
+// Neighbouring serial numbers come to quite different values.
+uint64_t Scatter(double serial) {
+  uint64_t value = static_cast<uint64_t>(serial) + 0x9E3779B97F4A7C15;
+  value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9;
+  return value ^ (value >> 27);
 }
 
-void ReportEvent(const TavEntryTable& tav, double serial) {
+template <size_t count>
+const char* Choose(const char* const (&texts)[count], uint64_t scattered, int shift) {
+  return texts[((scattered >> shift) & 0xFF) % count];
+}
+
+}  // namespace
+
+const char* const kStringNames[kStringCount] = {"Format", "Command", "Template", "Language",
+                                                "Source"};
+
+EventValues ValuesOf(double serial) {
+  const uint64_t scattered = Scatter(serial);
+  return {{Choose(kFormats, scattered, 0), Choose(kCommands, scattered, 8),
+           Choose(kTemplates, scattered, 16), Choose(kLanguages, scattered, 24),
+           Choose(kSources, scattered, 32)},
+          static_cast<double>(scattered >> 48) / 8};
+}
+
+double ContentBytes() {
+  constexpr int kEvents = 1000;
+  size_t bytes = 0;
+  for (int serial = 0; serial < kEvents; ++serial) {
+    const EventValues values = ValuesOf(serial);
+    bytes += sizeof kEventName + sizeof kSerialName + sizeof kDurationName + 2 * sizeof(double);
+    for (int i = 0; i < kStringCount; ++i) {
+      bytes += std::strlen(kStringNames[i]) + 1 + std::strlen(values.strings[i]) + 1;
+    }
+  }
+  return static_cast<double>(bytes) / kEvents;
+}
+
+void ReportEvent(const TavEntryTable& tav, double serial, const EventValues& values) {
   TavEvent_s* const event = tav.NewEvent(kEventName);
-  for (const TextPair& pair : kStrings) {
-    tav.AddEventProperty(event, pair.name, pair.value);
+  for (int i = 0; i < kStringCount; ++i) {
+    tav.AddEventProperty(event, kStringNames[i], values.strings[i]);
   }
   tav.AddNumericEventProperty(event, kSerialName, serial);
-  tav.AddNumericEventProperty(event, kDurationName, kDuration);
+  tav.AddNumericEventProperty(event, kDurationName, values.duration);
   tav.LogEvent(event);
 }
 
@@ -47,17 +78,17 @@ Floor::~Floor() {
   DeleteCriticalSection(&section_);
 }
 
-void Floor::Copy(double serial) {
+void Floor::Copy(double serial, const EventValues& values) {
   EnterCriticalSection(&section_);
   PutText(kEventName);
-  for (const TextPair& pair : kStrings) {
-    PutText(pair.name);
-    PutText(pair.value);
+  for (int i = 0; i < kStringCount; ++i) {
+    PutText(kStringNames[i]);
+    PutText(values.strings[i]);
   }
   PutText(kSerialName);
   Put(&serial, sizeof serial);
   PutText(kDurationName);
-  Put(&kDuration, sizeof kDuration);
+  Put(&values.duration, sizeof values.duration);
   LeaveCriticalSection(&section_);
 }
 

@@ -13,22 +13,24 @@ namespace Bench {
 
 inline constexpr char kEventName[] = "DocumentSaved";
 inline constexpr char kSerialName[] = "Serial";
-inline constexpr int kStringCount = 5;
-
-struct TextPair {
-  const char* name;
-  const char* value;
-};
-extern const TextPair kStrings[kStringCount];
 inline constexpr char kDurationName[] = "Milliseconds";
-inline constexpr double kDuration = 12.5;
+inline constexpr int kStringCount = 5;
+extern const char* const kStringNames[kStringCount];
 
-// The bytes that a host hands over for one event: name, properties and the texts' terminators.
-size_t ContentBytes();
+// The values of one event's properties. They differ from event to event, as a host's do, but are
+// the same in every run.
+struct EventValues {
+  const char* strings[kStringCount];
+  double duration;
+};
+EventValues ValuesOf(double serial);
+
+// The bytes that a host hands over for one event, on average: name, properties, terminators.
+double ContentBytes();
 
 // Creates the event, adds five string and two numeric properties, logs it. `serial` tells the
 // events of a run apart.
-void ReportEvent(const TavEntryTable& tav, double serial);
+void ReportEvent(const TavEntryTable& tav, double serial, const EventValues& values);
 
 // Takes the same bytes over by copying them into a buffer under a critical section. Nobody is woken
 // and nothing is made of the bytes.
@@ -40,7 +42,7 @@ class Floor {
   Floor& operator=(const Floor&) = delete;
 
   // Any thread.
-  void Copy(double serial);
+  void Copy(double serial, const EventValues& values);
 
  private:
   void Put(const void* bytes, size_t size);

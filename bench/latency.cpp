@@ -31,16 +31,18 @@ void MeasureLatency(const Timing& timing, const Options& options, Results& resul
   // on both sides of the comparison.
   Load half = options.load;
   half.eventsPerThread = (half.eventsPerThread + 1) / 2;
-  const auto copy = [&](double serial) { floor.Copy(serial); };
+  const auto copy = [&](double serial, const EventValues& values) { floor.Copy(serial, values); };
   CrewTimes floorTimes = RunCrew(timing, half, copy);
 
   library.Start(options.gateway, options.scratch);
   for (int i = 0; i < kWarmUpEvents; ++i) {
-    ReportEvent(library.Table(), -1.0);
+    ReportEvent(library.Table(), 0, ValuesOf(0));
   }
   library.Drain();
   CrewTimes eventTimes =
-      RunCrew(timing, options.load, [&](double serial) { ReportEvent(library.Table(), serial); });
+      RunCrew(timing, options.load, [&](double serial, const EventValues& values) {
+        ReportEvent(library.Table(), serial, values);
+      });
   library.Drain();
   library.Stop();
 

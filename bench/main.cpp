@@ -21,7 +21,7 @@ constexpr char kUsage[] =
     "scenarios: latency steps requests throughput memory report\n"
     "  --name NAME       what the round is called in the results\n"
     "  --threads N --events N (of each thread) --pause-ms N (before each event)\n"
-    "  --gateway URL     default null://\n"
+    "  --gateway URL     default: TAV_TEST_GATEWAY of the environment, else null://\n"
     "  --library PATH    default tav.dll\n"
     "  --results FILE    default results.json\n"
     "  --scratch FOLDER  for what the library keeps on disk\n"
@@ -85,6 +85,9 @@ Options ReadOptions(int count, char** arguments) {
   }
   Options options;
   options.scenario = arguments[1];
+  if (const char* const gateway = std::getenv("TAV_TEST_GATEWAY")) {
+    options.gateway = gateway;
+  }
   for (int i = 2; i < count; i += 2) {
     SetOption(options, arguments[i], arguments[i + 1]);
   }

@@ -44,7 +44,7 @@ Footprint LookWhenSettled() {
 void MeasureMemory(const Timing& timing, const Options& options, Results& results) {
   const Load& load = options.load;
   Floor floor;
-  const auto copy = [&](double serial) { floor.Copy(serial); };
+  const auto copy = [&](double serial, const EventValues& values) { floor.Copy(serial, values); };
   // Brings the threads' stacks and the samples' memory in before the first look; its peak is the
   // floor of the burst.
   CrewTimes times = RunCrew(timing, load, copy);
@@ -52,15 +52,17 @@ void MeasureMemory(const Timing& timing, const Options& options, Results& result
 
   HostLibrary library(options.library);
   library.Start(options.gateway, options.scratch);
-  ReportEvent(library.Table(), -1.0);
+  ReportEvent(library.Table(), 0, ValuesOf(0));
   library.Drain();
   const Footprint rest = LookWhenSettled();
   for (int i = 0; i < kWaitingEvents; ++i) {
-    ReportEvent(library.Table(), i);
+    ReportEvent(library.Table(), i, ValuesOf(i));
   }
   const Footprint waiting = LookWhenSettled();
   library.Drain();
-  times = RunCrew(timing, load, [&](double serial) { ReportEvent(library.Table(), serial); });
+  times = RunCrew(timing, load, [&](double serial, const EventValues& values) {
+    ReportEvent(library.Table(), serial, values);
+  });
   library.Drain();
   const Footprint drained = LookWhenSettled();
   library.Stop();
@@ -77,8 +79,8 @@ void MeasureMemory(const Timing& timing, const Options& options, Results& result
            drained.workingSet - before.workingSet, "stopped_bytes",
            stopped.workingSet - before.workingSet));
   results.Update("library",
-                 Pack("{s:s, s:I, s:I}", "version", library.Table().GetVersion(), "dll_bytes",
-                      Count(library.FileSize()), "content_bytes_per_event", Count(ContentBytes())));
+                 Pack("{s:s, s:I, s:f}", "version", library.Table().GetVersion(), "dll_bytes",
+                      Count(library.FileSize()), "content_bytes_per_event", ContentBytes()));
 }
 
 }  // namespace Bench

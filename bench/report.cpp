@@ -56,17 +56,23 @@ void PrintTimes(const char* title, const char* what, json_t* times) {
               Number(times, "max_us"), Number(times, "events_per_second"));
 }
 
+void PrintRatios(json_t* ratio) {
+  std::printf("  %-22s %-6s %9.1f %9.1f %9.1f %10.1f %11.3f\n", "", "ratio",
+              Number(ratio, "p50_us"), Number(ratio, "p99_us"), Number(ratio, "p999_us"),
+              Number(ratio, "max_us"), Number(ratio, "events_per_second"));
+}
+
 void PrintHostPath(json_t* root) {
   std::printf(
       "\nWhat one event costs the host's thread, in microseconds: NewEvent, 5 strings, 2\n"
       "numbers, LogEvent. Floor: the same bytes copied under a critical section.\n\n"
-      "  %-22s %-6s %9s %9s %9s %11s %12s\n",
+      "  %-22s %-6s %9s %9s %9s %10s %11s\n",
       "", "", "p50", "p99", "p99.9", "max", "events/s");
   for (const Row& row : kHostPath) {
     if (json_t* const median = Median(root, "host_path", row.scenario)) {
       PrintTimes(row.title, "event", Find(median, "event"));
       PrintTimes("", "floor", Find(median, "floor"));
-      PrintTimes("", "ratio", Find(root, "host_path", row.scenario, "ratio"));
+      PrintRatios(Find(root, "host_path", row.scenario, "ratio"));
     }
   }
 }

@@ -36,16 +36,17 @@ class StepTimes {
 };
 
 void ReportInSteps(const TavEntryTable& tav, double serial, StepTimes& times) {
+  const EventValues values = ValuesOf(serial);
   times.Begin();
   TavEvent_s* const event = tav.NewEvent(kEventName);
   times.End(kNewEvent);
   for (int i = 0; i < kStringCount; ++i) {
-    tav.AddEventProperty(event, kStrings[i].name, kStrings[i].value);
+    tav.AddEventProperty(event, kStringNames[i], values.strings[i]);
     times.End(i == 0 ? kFirstString : kFurtherString);
   }
   tav.AddNumericEventProperty(event, kSerialName, serial);
   times.End(kNumber);
-  tav.AddNumericEventProperty(event, kDurationName, kDuration);
+  tav.AddNumericEventProperty(event, kDurationName, values.duration);
   times.End(kNumber);
   tav.LogEvent(event);
   times.End(kLogEvent);
@@ -58,7 +59,7 @@ void MeasureSteps(const Timing& timing, const Options& options, Results& results
   StepTimes times(static_cast<size_t>(events));
   HostLibrary library(options.library);
   library.Start(options.gateway, options.scratch);
-  ReportEvent(library.Table(), -1.0);
+  ReportEvent(library.Table(), 0, ValuesOf(0));
   library.Drain();
   for (int i = 0; i < events; ++i) {
     if (options.load.pauseMilliseconds > 0) {

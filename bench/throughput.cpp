@@ -41,7 +41,8 @@ void MeasureThroughput(const Timing& timing, const Options& options, Results& re
   const Load& load = options.load;
   const double events = load.Events();
   Floor floor;
-  const CrewTimes floorTimes = RunCrew(timing, load, [&](double serial) { floor.Copy(serial); });
+  const CrewTimes floorTimes = RunCrew(
+      timing, load, [&](double serial, const EventValues& values) { floor.Copy(serial, values); });
 
   HostLibrary library(options.library);
   library.Start(options.gateway, options.scratch);
@@ -54,8 +55,9 @@ void MeasureThroughput(const Timing& timing, const Options& options, Results& re
     gateway.Reset();
   }
   const Ticks start = ReadTicks();
-  const CrewTimes eventTimes =
-      RunCrew(timing, load, [&](double serial) { ReportEvent(library.Table(), serial); });
+  const CrewTimes eventTimes = RunCrew(timing, load, [&](double serial, const EventValues& values) {
+    ReportEvent(library.Table(), serial, values);
+  });
   library.Drain();
   const double seconds = timing.Seconds(ReadTicks() - start);
 

@@ -43,6 +43,8 @@ if(TAV_SANITIZE STREQUAL "trap")
   add_compile_options(-fsanitize=undefined -fsanitize-undefined-trap-on-error
                       -fstack-protector-strong)
   add_compile_definitions(_GLIBCXX_ASSERTIONS)
+  # A C program gets the stack checks' run-time only when its link asks for it.
+  add_link_options(-fstack-protector-strong)
 elseif(TAV_SANITIZE)
   add_compile_options(-fsanitize=${TAV_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)

@@ -9,7 +9,7 @@ Reporter::Reporter(const TavEntryTable& tav, std::string thread, int firstSerial
 
 void Reporter::Report(const char* name, std::initializer_list<Property> properties) {
   HandedOverEvent& noted = events_.emplace_back(HandedOverEvent{name, properties});
-  noted.properties.emplace_back("Serial", nextSerial_++);
+  noted.properties.emplace_back("Seq", nextSerial_++);
 
   TavEvent_s* const event = tav_.NewEvent(name);
   for (const Property& property : noted.properties) {

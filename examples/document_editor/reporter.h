@@ -30,7 +30,7 @@ struct HandedOverEvent {
   std::vector<Property> properties;
 };
 
-// Reports the events of one thread, each with a number of its own in the property "Serial", and
+// Reports the events of one thread, each with a number of its own in the property "Seq", and
 // remembers them, so that they can be compared with what arrives. An editor for users would do
 // without the numbers and without the memory.
 class Reporter {

@@ -2,7 +2,8 @@
 // host, the environment and the settings may each name a URL; the built-in ones are what is left.
 //
 // Any thread may call these. The flags and the source are words of the process, not of one
-// initialisation: they keep their values over TavTerminate.
+// initialisation: nothing here resets them, but TavInitialize sets the development flag anew and
+// TavTerminate clears the internal one.
 #pragma once
 
 #include <cstdint>

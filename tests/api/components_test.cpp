@@ -80,7 +80,7 @@ TEST_F(ComponentsTest, EventsCarryTheComponent) {
   EXPECT_EQ(PropertiesOf("Viewer_Open"), R"({"kind":"pdf","pages":3.0})");
   EXPECT_EQ(PropertiesOf("Viewer_std-Cmd"), R"({"std-Name":"Print"})");
   EXPECT_EQ(PropertiesOf("Viewer_std-Error"),
-            R"({"std-ErrCode":"42","std-Trace":[{"std-Loc":"location"}]})");
+            R"({"std-ErrCode":"42","std-Trace":[{"std-Loc":"location"}],"std-Cmd":["Print"]})");
   ExpectLogged("Tav: Creating Command event 'Print', sessionID: , component: Viewer");
   EXPECT_EQ(Complaints(), Lines{});
 }

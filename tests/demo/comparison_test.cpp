@@ -16,10 +16,10 @@ constexpr char kReport[] = R"({
   "total": 4,
   "session_environment": {"Licence": "Trial"},
   "events": [
-    {"thread": "user", "name": "Opened", "properties": {"File": "四半期 \"a\\b\".md", "Serial": 1}},
-    {"thread": "user", "name": "Edited", "properties": {"Seconds": 0.125, "Serial": 2}},
-    {"thread": "user", "name": "Edited", "properties": {"Seconds": 3, "Serial": 3}},
-    {"thread": "saver", "name": "Saved", "properties": {"Serial": 1001}}]})";
+    {"thread": "user", "name": "Opened", "properties": {"File": "四半期 \"a\\b\".md", "Seq": 1}},
+    {"thread": "user", "name": "Edited", "properties": {"Seconds": 0.125, "Seq": 2}},
+    {"thread": "user", "name": "Edited", "properties": {"Seconds": 3, "Seq": 3}},
+    {"thread": "saver", "name": "Saved", "properties": {"Seq": 1001}}]})";
 
 std::string Arrived(const std::string& name, const std::string& properties) {
   return R"({"record":1,"component":"","event":{"t":"","s":"","m":")" + name + R"(","v":)" +
@@ -27,10 +27,10 @@ std::string Arrived(const std::string& name, const std::string& properties) {
 }
 
 const std::string kMark = R"({"record":1,"component":"","event":{"t":"","s":"","g":"$b"}})";
-const std::string kOpened = Arrived("Opened", R"({"File":"四半期 \"a\\b\".md","Serial":1.0})");
-const std::string kEdited = Arrived("Edited", R"({"Seconds":0.125,"Serial":2.0})");
-const std::string kEditedAgain = Arrived("Edited", R"({"Seconds":3.0,"Serial":3.0})");
-const std::string kSaved = Arrived("Saved", R"({"Serial":1001.0})");
+const std::string kOpened = Arrived("Opened", R"({"File":"四半期 \"a\\b\".md","Seq":1.0})");
+const std::string kEdited = Arrived("Edited", R"({"Seconds":0.125,"Seq":2.0})");
+const std::string kEditedAgain = Arrived("Edited", R"({"Seconds":3.0,"Seq":3.0})");
+const std::string kSaved = Arrived("Saved", R"({"Seq":1001.0})");
 
 Comparison CompareWith(std::initializer_list<std::string> arrived) {
   std::string list;
@@ -70,7 +70,7 @@ TEST(Comparison, CountsEachFaultAsWhatItIs) {
   EXPECT_FALSE(swapped.Balances());
 
   const Comparison unknown =
-      CompareWith({kOpened, kEdited, kEditedAgain, kSaved, Arrived("Saved", R"({"Serial":7.0})")});
+      CompareWith({kOpened, kEdited, kEditedAgain, kSaved, Arrived("Saved", R"({"Seq":7.0})")});
   EXPECT_EQ(unknown.unknown, 1U);
   EXPECT_EQ(unknown.lost, 0U);
   EXPECT_FALSE(unknown.Balances());
@@ -78,12 +78,12 @@ TEST(Comparison, CountsEachFaultAsWhatItIs) {
 
 TEST(Comparison, NoticesEveryKindOfAlteration) {
   const std::string altered[] = {
-      Arrived("Opened", R"({"File":"???","Serial":1.0})"),
-      Arrived("Opened", R"({"Serial":1.0})"),
-      Arrived("Opened", R"({"File":"四半期 \"a\\b\".md","More":1,"Serial":1.0})"),
-      Arrived("Opened", R"({"File":4,"Serial":1.0})"),
-      Arrived("Closed", R"({"File":"四半期 \"a\\b\".md","Serial":1.0})"),
-      R"({"event":{"m":"Opened","v":{"File":"四半期 \"a\\b\".md","Serial":1.0}}})",
+      Arrived("Opened", R"({"File":"???","Seq":1.0})"),
+      Arrived("Opened", R"({"Seq":1.0})"),
+      Arrived("Opened", R"({"File":"四半期 \"a\\b\".md","More":1,"Seq":1.0})"),
+      Arrived("Opened", R"({"File":4,"Seq":1.0})"),
+      Arrived("Closed", R"({"File":"四半期 \"a\\b\".md","Seq":1.0})"),
+      R"({"event":{"m":"Opened","v":{"File":"四半期 \"a\\b\".md","Seq":1.0}}})",
   };
   for (const std::string& event : altered) {
     const Comparison found = CompareWith({event, kEdited, kEditedAgain, kSaved});
@@ -95,10 +95,10 @@ TEST(Comparison, NoticesEveryKindOfAlteration) {
 TEST(Comparison, RefusesAReportThatContradictsItself) {
   for (const char* text : {
            R"({"total":0})",
-           R"({"total":2,"events":[{"name":"A","properties":{"Serial":1}}]})",
+           R"({"total":2,"events":[{"name":"A","properties":{"Seq":1}}]})",
            R"({"total":1,"events":[{"name":"A","properties":{}}]})",
-           R"({"total":2,"events":[{"name":"A","properties":{"Serial":1}},
-                                   {"name":"B","properties":{"Serial":1}}]})",
+           R"({"total":2,"events":[{"name":"A","properties":{"Seq":1}},
+                                   {"name":"B","properties":{"Seq":1}}]})",
        }) {
     std::string error;
     const Gateway::JsonPtr report = Gateway::ParseJson(text, error);

@@ -45,6 +45,8 @@ TEST(Gateway, KeepsRecordsAndTellsWhatArrived) {
   EXPECT_EQ(DumpJson(json_object_get(second, "problems")),
             R"(["the record is an array instead of an object"])");
   EXPECT_EQ(TextOf(json_object_get(second, "text")), "[]");
+  const json_t* third = json_array_get(records.get(), 2);
+  EXPECT_EQ(json_integer_value(json_object_get(third, "double_of")), 1);
 
   EXPECT_EQ(DumpJson(gateway.Ask("/api/summary").get()),
             R"({"records":3,"bad_records":1,"doubled_records":1,"refused":0,"events":6,)"
@@ -280,7 +282,7 @@ TEST(Gateway, HasItsPortForItself) {
   std::string error;
   EXPECT_FALSE(second.Listen(error));
   EXPECT_EQ(error, "cannot listen on 127.0.0.1 port " + std::to_string(gateway.Get().Port()) +
-                       "; does another program use it?");
+                       ": the address is not this machine's, or another program has the port");
 }
 
 TEST(Gateway, StopsEvenBeforeItRuns) {

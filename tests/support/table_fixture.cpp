@@ -110,7 +110,7 @@ std::vector<JsonPtr> TableTest::Events() {
 std::vector<JsonPtr> TableTest::EventsNamed(std::string_view name) {
   std::vector<JsonPtr> events = Events();
   std::erase_if(events, [&](const JsonPtr& event) {
-    return TextAt(event.Get(), "m") != name && TextAt(event.Get(), "g") != name;
+    return TextAt(event.Get(), "m") + TextAt(event.Get(), "g") != name;
   });
   return events;
 }

@@ -15,7 +15,7 @@ using Gateway::ForEachMember;
 using Gateway::TextOf;
 
 constexpr std::size_t kMaxFindings = 10;
-constexpr const char* kSerial = "Serial";
+constexpr const char* kSerial = "Seq";
 
 struct HandedOver {
   std::size_t thread = 0;

@@ -6,20 +6,25 @@
 set -euo pipefail
 
 host_seconds=120 # far more than the host needs, also on a busy machine
-pid=
+gateway_pid=
+host_pid=
 
 die() {
   printf '\n!! %s\n' "$*" >&2
   exit 1
 }
 
+end_process() {
+  [ -n "$1" ] || return 0
+  kill "$1" 2>/dev/null || true
+  wait "$1" 2>/dev/null || true
+}
+
 finish() {
   local status=$?
   trap - EXIT
-  if [ -n "$pid" ]; then
-    kill "$pid" 2>/dev/null || true
-    wait "$pid" 2>/dev/null || true
-  fi
+  end_process "$host_pid"
+  end_process "$gateway_pid"
   exit "$status"
 }
 
@@ -29,23 +34,27 @@ need_file() {
 
 start_gateway() {
   "$TAV_GATEWAY_PROGRAM" --port 0 --port-file port --https --log </dev/null &
-  pid=$!
+  gateway_pid=$!
   # The port file appears when the gateway listens; ten seconds are ample on a busy machine.
   local i
   for ((i = 0; i < 500; i++)); do
     [ ! -s port ] || return 0
-    kill -0 "$pid" 2>/dev/null || die "the gateway has ended before it listened"
+    kill -0 "$gateway_pid" 2>/dev/null || die "the gateway has ended before it listened"
     sleep 0.02
   done
   die "the gateway does not listen"
 }
 
 # The host's output goes to a file, away from the terminal: there Wine would open a console of its
-# own, which moves the cursor about between the gateway's lines.
+# own, which moves the cursor about between the gateway's lines. It runs in the background because
+# bash acts on a signal only between commands, and during `wait`.
 run_host() {
   local status=0
   TAV_GATEWAY=$url timeout --foreground "$host_seconds" \
-    "$TAV_WINE" "$host" handed-over.json >host.log 2>&1 </dev/null || status=$?
+    "$TAV_WINE" "$host" handed-over.json >host.log 2>&1 </dev/null &
+  host_pid=$!
+  wait "$host_pid" || status=$?
+  host_pid=
   if [ -s host.log ]; then
     printf '\n   The host says:\n'
     sed 's/\r$//; s/^/   | /' host.log
@@ -55,7 +64,7 @@ run_host() {
     124) die "the sample host has not ended within $host_seconds seconds" ;;
     *) die "the sample host failed with status $status" ;;
   esac
-  kill -0 "$pid" 2>/dev/null || die "the gateway ended while the host was running"
+  kill -0 "$gateway_pid" 2>/dev/null || die "the gateway ended while the host was running"
 }
 
 : "${TAV_ROOT:?is not set; start the demonstration by ./run demo}"

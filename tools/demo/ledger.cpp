@@ -72,14 +72,15 @@ void ShowFirstRecord(httplib::Client& gateway) {
   std::fputs(Demo::RecordExcerpt(text).c_str(), stdout);
 }
 
+std::string TextMember(const json_t* object, const char* key) {
+  return std::string(Gateway::TextOf(json_object_get(object, key)));
+}
+
 void ShowHostOutcome(const json_t* report) {
   const json_int_t unsent = json_integer_value(json_object_get(report, "commit_result"));
   const json_int_t warnings = json_integer_value(json_object_get(report, "warnings"));
-  std::printf("   %.*s with tav.dll %.*s: TavCommit returned %d, %d warning(s) logged\n\n",
-              static_cast<int>(Gateway::TextOf(json_object_get(report, "product")).size()),
-              Gateway::TextOf(json_object_get(report, "product")).data(),
-              static_cast<int>(Gateway::TextOf(json_object_get(report, "library_version")).size()),
-              Gateway::TextOf(json_object_get(report, "library_version")).data(),
+  std::printf("   %s with tav.dll %s; TavCommit returned %d; warnings and errors logged: %d\n\n",
+              TextMember(report, "product").c_str(), TextMember(report, "library_version").c_str(),
               static_cast<int>(unsent), static_cast<int>(warnings));
 }
 

@@ -71,14 +71,17 @@ std::string NameTable(const Comparison& comparison) {
   return table + line("all events", Grouped(comparison.handedOver), Grouped(comparison.arrived));
 }
 
+std::string Counted(std::uint64_t count, const char* noun) {
+  return Grouped(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
 std::string WireRows(const Comparison& comparison, const WireCounts& wire) {
-  const std::string marks = std::to_string(comparison.marks) + " session marks";
-  return Row("records", Grouped(wire.records)) + "   " + std::to_string(wire.sessions) +
-         " session(s), " + marks + " beside the events\n" +
+  return Row("records", Grouped(wire.records)) + "   of " + Counted(wire.sessions, "session") +
+         ", with " + Counted(comparison.marks, "session mark") + " beside the events\n" +
          Row("bytes per event", PerEvent(wire.bytesCompressed, comparison.arrived)) +
-         "   on the wire: " + Grouped(wire.bytesCompressed) + " bytes, all in all\n" +
-         Row("expanded", PerEvent(wire.bytesExpanded, comparison.arrived)) + "   " +
-         Grouped(wire.bytesExpanded) + " bytes\n";
+         "   on the wire: " + Grouped(wire.bytesCompressed) + " bytes of compressed records\n" +
+         Row("", PerEvent(wire.bytesExpanded, comparison.arrived)) +
+         "   expanded: " + Grouped(wire.bytesExpanded) + " bytes\n";
 }
 
 // Cuts a line that is too long for the terminal, between two characters.
@@ -126,7 +129,7 @@ std::string RecordExcerpt(std::string_view recordText) {
     if (isInEvents && line.starts_with("  ]")) {
       isInEvents = false;
       if (events > kShownEvents) {
-        excerpt += "       … and " + std::to_string(events - kShownEvents) + " more\n";
+        excerpt += "       … and " + std::to_string(events - kShownEvents) + " more events\n";
       }
     }
     if (isInEvents && line == "    {") {
@@ -161,6 +164,7 @@ std::string LedgerText(const Comparison& comparison, const WireCounts& wire, boo
   for (const std::string& finding : comparison.findings) {
     text += Coloured(withColours, kRed, "   ! " + Fitting(finding)) + '\n';
   }
+  text += comparison.findings.empty() ? "" : "\n";
   const bool isBalanced = Balances(comparison, wire);
   return text + "   " +
          Coloured(withColours, isBalanced ? kGreen : kRed,

@@ -107,6 +107,7 @@ void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
 }
 
 std::ptrdiff_t Connection::ReceiveSome(char* data, std::size_t size) {
+  AcknowledgeAtOnce(socket_);
   return session_ ? SSL_read(session_.get(), data, TlsSize(size)) : Receive(socket_, data, size);
 }
 

@@ -1,6 +1,5 @@
 #include "gateway/json_text.h"
 
-#include <cstdlib>
 #include <utility>
 
 namespace Gateway {
@@ -150,7 +149,10 @@ JsonPtr ParseJson(std::string_view text, std::string& error) {
 std::string DumpJson(const json_t* value) {
   char* text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY);
   std::string copy = text != nullptr ? text : "null";
-  std::free(text);
+  // Whoever links the gateway's code may have given jansson an allocator of its own.
+  json_free_t release = nullptr;
+  json_get_alloc_funcs(nullptr, &release);
+  release(text);
   return copy;
 }
 

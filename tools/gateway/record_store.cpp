@@ -1,8 +1,7 @@
 #include "gateway/record_store.h"
 
-#include <algorithm>
+#include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <initializer_list>
 #include <utility>
 
@@ -10,7 +9,7 @@ namespace Gateway {
 namespace {
 
 // Longest stretch of a text that is not JSON to be shown in a listing.
-constexpr std::size_t kMaxShownText = 64 * 1024;
+constexpr std::size_t kMaxShownText = std::size_t{64} * 1024;
 
 // The headers that matter to a record; others are the client's own affair.
 constexpr const char* kShownHeaders[] = {

@@ -86,15 +86,18 @@ Server::~Server() = default;
 
 bool Server::Listen(std::string& error) {
   SslContextPtr context;
-  if (options_.https && !(context = CreateSelfSignedContext(error))) {
-    return false;
+  if (options_.https) {
+    context = CreateSelfSignedContext(error);
+    if (!context) {
+      return false;
+    }
   }
   http_ = std::make_unique<HttpServer>(std::move(context), [this] { delays_.Close(); });
   AddRoutes();
   port_ = http_->Bind(options_.address, options_.port);
   if (port_ < 0) {
     error = "cannot listen on " + options_.address + " port " + std::to_string(options_.port) +
-            "; does another program use it?";
+            ": the address is not this machine's, or another program has the port";
     return false;
   }
   return true;

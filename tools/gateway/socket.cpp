@@ -38,6 +38,14 @@ void SetNoDelay(socket_t socket) {
   SetOption(socket, IPPROTO_TCP, TCP_NODELAY);
 }
 
+#ifdef TCP_QUICKACK
+void AcknowledgeAtOnce(socket_t socket) {
+  SetOption(socket, IPPROTO_TCP, TCP_QUICKACK);
+}
+#else
+void AcknowledgeAtOnce(socket_t) {}
+#endif
+
 void SetExclusivePort(socket_t socket) {
   SetOption(socket, SOL_SOCKET, kExclusivePort);
 }

@@ -10,6 +10,11 @@ namespace Gateway {
 // Sends small packets at once: a short answer must not wait for the peer's acknowledgement.
 void SetNoDelay(socket_t socket);
 
+// Acknowledges what comes next at once, where the system can be told to; has to be repeated before
+// each wait. A client that sends headers and body apart holds the body back until the headers are
+// acknowledged, which would otherwise take 40 ms for each record.
+void AcknowledgeAtOnce(socket_t socket);
+
 // Lets a restarted server have its port back at once, and nobody share it: without exclusive use
 // two gateways would split the connections to one port between them.
 void SetExclusivePort(socket_t socket);

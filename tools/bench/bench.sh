@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Usage: bench.sh [--rounds N]
+# Called by ./run bench, whose head says which variables it sets. Runs each scenario in a process of
+# its own, N times over (default 3), and reports on the medians: a table here, and
+# build/bench/results.json for comparison. docs/benchmarks.md explains both.
+# Exit status 0 when everything was measured and no event was lost, however slow the machine was.
+set -uo pipefail
+: "${TAV_ROOT:?}" "${TAV_LIBRARY:?}" "${TAV_WINDOWS_BIN:?}" "${TAV_GATEWAY_PROGRAM:?}" "${TAV_WINE:?}"
+
+rounds=3
+while [ $# -gt 0 ]; do
+  case $1 in
+    --rounds) rounds=${2:-} && shift ;;
+    *) rounds='' ;;
+  esac
+  shift
+done
+if ! [[ $rounds =~ ^[1-9][0-9]?$ ]]; then
+  sed -n '2,/^set/{/^#/p}' "$0" >&2
+  exit 2
+fi
+
+folder=$TAV_ROOT/build/bench
+rm -rf "$folder"
+mkdir -p "$folder"
+cd "$folder" || exit 1
+unset TAV_TEST_GATEWAY
+failed=0
+
+# A program that hangs must not make the benchmark do so.
+windows_host=(timeout --kill-after=5 120 "$TAV_WINE" "$TAV_WINDOWS_BIN/bench_host.exe")
+blast=(--threads 4 --events 25000)
+
+load_average() { cut -d ' ' -f 1 /proc/loadavg; }
+
+measure() {
+  "${windows_host[@]}" "$@" --library "Z:$TAV_LIBRARY" || {
+    echo "!! failed: $*" >&2
+    failed=1
+  }
+}
+
+# measure_gateway NAME [GATEWAY-OPTION...]
+measure_gateway() {
+  local name=$1
+  shift
+  "$TAV_ROOT/tests/support/with_gateway.sh" "$TAV_GATEWAY_PROGRAM" "$@" -- \
+    "${windows_host[@]}" throughput --name "$name" "${blast[@]}" --library "Z:$TAV_LIBRARY" || {
+    echo "!! failed: throughput to the gateway, $name" >&2
+    failed=1
+  }
+}
+
+load_before=$(load_average)
+for ((round = 1; round <= rounds; ++round)); do
+  printf '   round %d of %d: host path,' "$round" "$rounds"
+  measure latency --name blast_1 --threads 1 --events 50000
+  measure latency --name blast_4 "${blast[@]}"
+  measure latency --name paced_1 --threads 1 --events 2000 --pause-ms 1
+  measure latency --name paced_4 --threads 4 --events 2000 --pause-ms 1
+  printf ' single calls,'
+  measure steps --name blast --events 20000
+  measure steps --name paced --events 1000 --pause-ms 1
+  printf ' end to end,'
+  measure throughput --name null "${blast[@]}"
+  measure_gateway http
+  measure_gateway https --https
+  printf ' memory\n'
+  measure memory --name burst "${blast[@]}"
+done
+# These are counts, not times: once is enough.
+measure requests --name blast --events 20000
+measure requests --name paced --events 2000 --pause-ms 1
+
+remark="$(date -u +%F), $(wine --version), $rounds rounds"
+remark+=", load average $load_before before and $(load_average) after"
+"${windows_host[@]}" report --remark "$remark" || failed=1
+printf '\n   written to %s\n' "build/bench/results.json"
+exit $failed

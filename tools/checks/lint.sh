@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Usage: lint.sh [FILE...]
+# Format, rules of the tree, shell scripts, and clang-tidy over the files given or over all of them.
+# Needs the configured trees build/release (for the library and Windows programs) and build/native
+# (for the tools beside it). All checks run before it fails.
+set -uo pipefail
+cd "$(dirname "$0")/../.." || exit
+jobs=$(nproc)
+failed=0
+stage() {
+  local name=$1 begin=$SECONDS
+  shift
+  if "$@"; then
+    echo "   $name: good ($((SECONDS - begin)) s)"
+  else
+    echo "   $name: NOT good ($((SECONDS - begin)) s)" >&2
+    failed=1
+  fi
+}
+
+# Files of this tree, new ones included, that exist.
+files() {
+  git ls-files --cached --others --exclude-standard -- "$@" |
+    while IFS= read -r file; do [ ! -e "$file" ] || printf '%s\n' "$file"; done | sort -u
+}
+
+check_format() {
+  files '*.c' '*.cpp' '*.h' | xargs -d '\n' -P "$jobs" -n 20 clang-format-19 --dry-run -Werror
+}
+
+check_scripts() {
+  files '*.sh' run .ci/run | xargs -d '\n' shellcheck
+}
+
+# tidy BUILD-TREE EXTRA-ARGUMENT... : reads file names, skips those the tree does not compile.
+tidy() {
+  local tree=$1 extra=() argument
+  shift
+  for argument in "$@"; do extra+=("--extra-arg-before=$argument"); done
+  while IFS= read -r file; do
+    ! grep -qF "\"file\": \"$PWD/$file\"" "$tree/compile_commands.json" || printf '%s\n' "$file"
+  done | xargs -r -d '\n' -P "$jobs" -n 1 tools/checks/tidy_one.sh -p "$tree" "${extra[@]}"
+}
+
+# clang reads the cross compiler's own headers.
+tidy_windows() {
+  local include
+  include=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")/include/c++
+  tidy build/release --target=x86_64-w64-windows-gnu -nostdinc++ "-isystem$include" \
+    "-isystem$include/x86_64-w64-mingw32" "-isystem$include/backward"
+}
+tidy_native() { tidy build/native; }
+
+# choose PATHSPEC...: all matching files, or those of them that were named on the command line.
+choose() {
+  if [ ${#named[@]} -eq 0 ]; then
+    files "$@"
+  else
+    files "$@" | grep -Fx "$(printf '%s\n' "${named[@]}")"
+  fi
+}
+
+named=("$@")
+stage "format" check_format
+stage "rules of the tree" tools/checks/rules.sh
+stage "shell scripts" check_scripts
+stage "clang-tidy, library and Windows programs" tidy_windows < <(
+  choose 'src/*.cpp' 'examples/*.c' 'examples/*.cpp' 'bench/*.cpp')
+stage "clang-tidy, tools and the POSIX side" tidy_native < <(
+  choose 'tools/*.cpp' 'src/platform/posix/*.cpp')
+exit $failed
