@@ -363,10 +363,10 @@ typedef struct TavEntryTable {
   // counters and aggregates are lost.
   void(TAV_CALL* SessionEnd)(TavSession_s* session);
 
-  // Slot 10. As NewEvent, but the event belongs to `session`, which must be a live session: it is
-  // not checked.
+  // Slot 10. As NewEvent, but the event belongs to `session`, which must be a live session: only
+  // null is noticed, and the event then joins no session.
   // Errors: "Tav: TavSessionNewEvent called with an invalid event"; as with NewEvent, an event
-  // that will not be sent is returned.
+  // that will not be sent is returned. "Tav: TavSessionNewEvent called with an invalid session".
   // Not running: works.
   TavEvent_s*(TAV_CALL* SessionNewEvent)(TavSession_s* session, const char* name);
 

@@ -1,6 +1,4 @@
 // What a host reports arrives at the gateway: once, in order, well-formed.
-#include <chrono>
-#include <cstring>
 #include <map>
 #include <string>
 #include <thread>
@@ -12,7 +10,6 @@ namespace Tav::Testing {
 namespace {
 
 using Delivery = HostTest;
-using Clock = std::chrono::steady_clock;
 
 double Number(const json_t* arrival, const char* property) {
   const json_t* const event = json_object_get(arrival, "event");
@@ -128,28 +125,6 @@ TEST_F(Delivery, TheProductAndItsChangesArrive) {
   EXPECT_EQ(json_number_value(json_object_get(environment(1), "Seats")), 5.0);
   EXPECT_EQ(json_object_get(environment(1), "Edition"), nullptr);
   EXPECT_EQ(JsonStringView(json_object_get(environment(1), "std-Incremental")), "true");
-}
-
-TEST_F(Delivery, TerminationSendsWhatIsLeftAndTheLibraryCanStartAgain) {
-  for (int run = 0; run < 3; ++run) {
-    Initialize();
-    EXPECT_EQ(tav_->Initialize("System.Test", "1.0", "", 3), TAV_ALREADY_INITIALIZED);
-    tav_->LogEvent(tav_->NewEvent("last"));
-    tav_->Terminate();
-    EXPECT_EQ(json_array_size(Arrived("last").Get()), static_cast<size_t>(run) + 1);
-  }
-  EXPECT_EQ(GatewayCount("sessions"), 3);
-}
-
-TEST_F(Delivery, TerminationDoesNotWaitForAGatewayThatNeverAnswers) {
-  Initialize();
-  EXPECT_EQ(tav_->Commit(), 0);
-  TellGateway("api/faults", R"({"kind":"hang","count":1})");
-  tav_->LogEvent(tav_->NewEvent("stuck"));
-  const Clock::time_point start = Clock::now();
-  tav_->Terminate();
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(14));
-  ResetGateway();  // lets go of the request, so that the session thread can end
 }
 
 TEST_F(Delivery, DataBlocksCarryRecordsRoundTheNetwork) {
