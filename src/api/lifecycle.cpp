@@ -82,6 +82,15 @@ int StartSessionManager(Library& library) {
   return status;
 }
 
+// A session thread that outlived the wait for its end goes on using both; then they stay until a
+// later termination finds it gone.
+void ReleaseEventMemory() {
+  if (!Thread::AnyRunning()) {
+    ReleaseArenaSlot();
+    BlockPool::Trim();
+  }
+}
+
 int Initialize(const char* productName,
                const char* productVersion,
                const char* fullVersion,
@@ -124,7 +133,11 @@ int Initialize(const char* productName,
       TAV_WHERE);
   UseArenasForJson();
   AcquireArenaSlot();
-  return StartSessionManager(library);
+  const int status = StartSessionManager(library);
+  if (status != TAV_OK) {
+    ReleaseEventMemory();
+  }
+  return status;
 }
 
 void Terminate() {
@@ -134,17 +147,12 @@ void Terminate() {
     manager->SuspendForTermination();
     TavFlushAggregates();
     manager->Stop();
-    const bool ended = manager->Ended();
     library.sessionManager.store(nullptr, std::memory_order_release);
     manager->Release();
-    // A session thread that outlives the wait goes on using both.
-    if (ended) {
-      ReleaseArenaSlot();
-      BlockPool::Trim();
-    }
   } else {
     TAV_DEBUG("TavTerminate called with no manager defined");
   }
+  ReleaseEventMemory();
   ResetLibrary();
   CloseLogger();
 }

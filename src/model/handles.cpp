@@ -44,6 +44,9 @@ Tav::Arena* TavEvent_s::Memory() {
 namespace Tav {
 
 TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view sessionId) {
+  // Before the first property, which may be the process's first JSON value: hosts may fill events
+  // before they initialise the library.
+  UseArenasForJson();
   auto* const event = new TavEvent_s(kind);
   if (event == nullptr) {
     return nullptr;

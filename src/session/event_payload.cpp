@@ -28,7 +28,6 @@ bool Fits(TavEvent_s& event, size_t size) {
 
 bool EnsurePayload(TavEvent_s& event) {
   if (!event.payload) {
-    UseArenasForJson();
     event.payload.Reset(json_object());
   }
   return static_cast<bool>(event.payload);

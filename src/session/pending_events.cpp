@@ -5,14 +5,14 @@
 namespace Tav {
 
 void PendingEvents::Append(WorkItemPtr item) {
-  size_ += static_cast<int>(item->event->estimatedSize);
+  size_ += item->event->estimatedSize;
   items_.Append(std::move(item));
 }
 
 WorkItemPtr PendingEvents::TakeFirst() {
   WorkItemPtr item = items_.TakeFirst();
   if (item != nullptr) {
-    size_ -= static_cast<int>(item->event->estimatedSize);
+    size_ -= item->event->estimatedSize;
   }
   return item;
 }

@@ -1,6 +1,8 @@
 // Events that have been accepted and wait to become part of a record, in order of arrival.
 #pragma once
 
+#include <cstdint>
+
 #include "session/work_item.h"
 
 namespace Tav {
@@ -10,7 +12,7 @@ class PendingEvents {
  public:
   bool Empty() const { return items_.Empty(); }
   // The sum of the events' estimated sizes, in bytes.
-  int EstimatedSize() const { return size_; }
+  int64_t EstimatedSize() const { return size_; }
   // Borrowed until it is taken; null when empty.
   const WorkItem* First() const { return items_.First(); }
 
@@ -21,7 +23,7 @@ class PendingEvents {
 
  private:
   WorkList items_;
-  int size_ = 0;
+  int64_t size_ = 0;
 };
 
 }  // namespace Tav

@@ -181,8 +181,9 @@ void RecordBuilder::AddEvents(JsonData& data,
     }
     size += event.estimatedSize;
     WorkItemPtr item = pending.TakeFirst();
-    AddEvent(data, *item);
-    consumed.Append(std::move(item));
+    WorkItem& kept = *item;
+    consumed.Append(std::move(item));  // first, so that the event outlives the tree whatever throws
+    AddEvent(data, kept);
   }
 }
 

@@ -94,7 +94,7 @@ bool SessionManager::SendToServer() {
   const int64_t now = CurrentTime();
   if (sent) {
     PersistAppStatusChanges();
-    lastServerAccessTime_ = now / kSecondsPerDay;
+    lastServerAccessTime_.store(now / kSecondsPerDay, std::memory_order_relaxed);
     schedule_.OnSent(now);
   } else {
     schedule_.OnSendFailure(now);

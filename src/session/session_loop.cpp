@@ -108,7 +108,11 @@ void SessionManager::ProcessItem(WorkItemPtr item, int64_t now) {
       return;
     case ItemCode::ProdEnv:
       TAV_DEBUG("SM: ProdEnv");
-      OnProductEnv(*item->value);
+      // An opted-out product sends its opt-out and nothing else, whatever the host goes on
+      // reporting.
+      if (!config_.optOut) {
+        OnProductEnv(*item->value);
+      }
       return;
     case ItemCode::PullData:
       OnPullData();
@@ -133,7 +137,6 @@ void SessionManager::ProcessItem(WorkItemPtr item, int64_t now) {
 void SessionManager::OnEvent(WorkItemPtr item, int64_t now) {
   const TavEvent_s& event = *item->event;
   TAV_TRACE("SM: ev: %s. disabled: %d", event.name.CString(), disabled_);
-  // An opted-out product sends its opt-out and nothing else, whatever the host goes on reporting.
   if (disabled_ || config_.optOut || settings_.IsInhibited(event.name.View())) {
     return;
   }

@@ -88,7 +88,8 @@ int SessionManager::Init() {
   EventSize::SetMaximum(maxEventSize_);
   TAV_TRACE("SM: Setting maxEventSize to %d in JsonData", maxEventSize_);
   TAV_DEBUG("SM: Init. Start the thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  if (!Run()) {
+  termItem_ = MakeWorkItem(ItemCode::Term);
+  if (termItem_ == nullptr || !Run()) {
     return kCannotStartThread;
   }
   TAV_DEBUG("SM: Init. Adding Client. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
@@ -103,6 +104,10 @@ void SessionManager::Queue(ItemCode code) {
 void SessionManager::Log(TavEvent_s* event) {
   if (event->discarded) {
     TAV_DEBUG("SM: Log(): event '%s' is discarded.", event->name.CString());
+    FreeHandle(event);
+    return;
+  }
+  if (!Running()) {  // nobody would ever take it from the queue
     FreeHandle(event);
     return;
   }
@@ -219,7 +224,7 @@ long SessionManager::GetLastServerAccessTime() {
   const bool asked = Ask(ItemCode::Sync);
   TAV_DEBUG("SM: GetLastServerAccessTime. Waiting...Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   Await(asked);
-  const auto day = static_cast<long>(lastServerAccessTime_);
+  const auto day = static_cast<long>(lastServerAccessTime_.load(std::memory_order_relaxed));
   TAV_DEBUG(
       "SM: GetLastServerAccessTime. Waiting done. lastServerAccessTime: %ld, Pid: %d, CpuId: %d, "
       "Tid: %ld",
@@ -233,7 +238,7 @@ long SessionManager::GetLastActiveTime() {
   const bool asked = Ask(ItemCode::Sync);
   TAV_DEBUG("SM: GetLastActiveTime. Waiting...Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   Await(asked);
-  const auto day = static_cast<long>(lastActiveTime_);
+  const auto day = static_cast<long>(lastActiveTime_.load(std::memory_order_relaxed));
   TAV_DEBUG(
       "SM: GetLastActiveTime. Waiting done. lastActiveTime: %ld, Pid: %d, CpuId: %d, Tid: %ld", day,
       TAV_WHERE);
@@ -268,7 +273,7 @@ void SessionManager::Stop() {
   }
   impliedOpen_.store(false, std::memory_order_release);
   const int terminateTime = terminateTime_.load(std::memory_order_relaxed);
-  Queue(ItemCode::Term);
+  queue_.AddItem(std::move(termItem_), Urgency::Now);
   finalDeadline_.store(CurrentTime() + terminateTime - 1, std::memory_order_release);
   Join(terminateTime * 1000);
 }

@@ -120,6 +120,7 @@ class SessionManager final : public Thread {
 
   // Shared between threads.
   WorkQueue queue_;
+  WorkItemPtr termItem_;                  // made at the start, so that the end needs no memory
   Platform::Lock impliedLock_;            // held to open the implied session
   std::atomic<bool> impliedOpen_{false};  // the id below is complete and stays as it is
   char impliedSessionId_[40] = {};
@@ -128,6 +129,9 @@ class SessionManager final : public Thread {
   std::string pushed_;                     // a data block on its way in
   std::atomic<int> terminateTime_{10};     // seconds
   std::atomic<int64_t> finalDeadline_{0};  // seconds since 1970; 0 for none
+  // Written by the session thread at any time, also while a host reads what it was answered.
+  std::atomic<int64_t> lastServerAccessTime_{0};
+  std::atomic<int64_t> lastActiveTime_{0};
 
   // The session thread's own; what a host reads of it, it reads after its request was answered.
   ProductInfo product_;
@@ -148,8 +152,6 @@ class SessionManager final : public Thread {
   int maxEventsPerMinute_ = 0;
   int maxEventsPerHour_ = 0;
   int commitResult_ = 0;
-  int64_t lastServerAccessTime_ = 0;
-  int64_t lastActiveTime_ = 0;
   bool terminating_ = false;
   bool suspended_ = false;
   bool suspendedForTermination_ = false;

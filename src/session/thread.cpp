@@ -1,8 +1,19 @@
 #include "session/thread.h"
 
+#include <algorithm>
+
 #include "util/logger.h"
 
 namespace Tav {
+
+namespace {
+
+// How often a thread looks for work that the system gave no event for.
+constexpr int kPollMilliseconds = 100;
+
+constinit std::atomic<int> runningThreads{0};
+
+}  // namespace
 
 Thread::Thread() {
   TAV_DEBUG("TH: ctor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
@@ -26,10 +37,12 @@ bool Thread::Run() {
   TAV_DEBUG("TH: Run. Creating thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   references_.fetch_add(1, std::memory_order_acq_rel);
   running_.store(1, std::memory_order_release);
+  runningThreads.fetch_add(1, std::memory_order_relaxed);
   if (!native_.Start(&Thread::Entry, this)) {
     LogError("*Failed to create thread");
     references_.fetch_sub(1, std::memory_order_acq_rel);
     running_.store(0, std::memory_order_release);
+    runningThreads.fetch_sub(1, std::memory_order_relaxed);
     return false;
   }
   TAV_DEBUG("TH: Run. Thread created. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
@@ -49,6 +62,11 @@ void Thread::Entry(void* argument) {
   thread->ready_.Set();
   TAV_DEBUG("TH: Thread entry. No longer running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   thread->Release();
+  runningThreads.fetch_sub(1, std::memory_order_release);
+}
+
+bool Thread::AnyRunning() {
+  return runningThreads.load(std::memory_order_acquire) != 0;
 }
 
 void Thread::Release() {
@@ -60,8 +78,9 @@ void Thread::Release() {
 void Thread::Wait(int milliseconds, bool join) {
   if (join) {
     native_.Join(milliseconds);
-  } else {
-    work_.Wait(milliseconds);
+  } else if (work_.Wait(milliseconds) == Platform::WaitResult::Failed) {
+    Platform::SleepMilliseconds(milliseconds < 0 ? kPollMilliseconds
+                                                 : std::min(milliseconds, kPollMilliseconds));
   }
 }
 

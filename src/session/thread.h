@@ -47,6 +47,9 @@ class Thread {
   bool Running() const { return running_.load(std::memory_order_acquire) != 0; }
   // Whether the native thread has ended, asked without waiting.
   bool Ended();
+  // Whether any thread of this class, in the whole process, still runs or will yet let go of its
+  // object. One that outlived the wait for its end counts, although nobody knows it any more.
+  static bool AnyRunning();
 
  protected:
   virtual ~Thread();

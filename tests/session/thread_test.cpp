@@ -34,11 +34,19 @@ class ThreadTest : public testing::Test {
   Worker* Make(void (*body)(Worker&)) { return new Worker(body, deleted_); }
   // Waits for the deletion by whoever lets go last.
   bool DeletedSoon() {
+    return Soon([this] { return deleted_.load(); });
+  }
+  static bool NoneRunsSoon() {
+    return Soon([] { return !Thread::AnyRunning(); });
+  }
+
+  template <typename Condition>
+  static bool Soon(Condition condition) {
     const int64_t end = Platform::MonotonicMilliseconds() + 10000;
-    while (!deleted_ && Platform::MonotonicMilliseconds() < end) {
+    while (!condition() && Platform::MonotonicMilliseconds() < end) {
       Platform::SleepMilliseconds(1);
     }
-    return deleted_;
+    return condition();
   }
 
   CapturedLog log_;
@@ -60,9 +68,11 @@ TEST_F(ThreadTest, TheLastOfCreatorAndThreadDeletesTheObject) {
   ASSERT_TRUE(worker->Run());
   worker->Join(0);
   EXPECT_FALSE(worker->Ended());
-  worker->Signal();
   worker->Release();
+  EXPECT_TRUE(Thread::AnyRunning());  // although nobody holds it any more
+  worker->Signal();                   // through the reference that the thread holds
   EXPECT_TRUE(DeletedSoon());
+  EXPECT_TRUE(NoneRunsSoon());
   EXPECT_EQ(log_.Find("error:"), "");
 }
 
