@@ -1,6 +1,5 @@
 #include "streams/stream.h"
 
-#include <cstdarg>
 #include <cstdio>
 
 namespace Tav {

@@ -10,6 +10,7 @@
 // A stream is used by one thread at a time. Bottom streams block as their file does.
 #pragma once
 
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <new>
+#include <utility>
 
 #include "platform/c_file.h"
 #include "streams/buffered_stream.h"

@@ -193,6 +193,7 @@ std::string HttpDataSender::Fetch() try {
 } catch (const std::bad_alloc&) {
   LogOutOfMemory();
   response_ = {};
+  Close();
   return {};
 }
 

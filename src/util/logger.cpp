@@ -87,14 +87,15 @@ void CloseLogFile() {
   if (!file) {
     return;
   }
-  // A thread that was left behind may be inside a write. One that never comes back from it keeps
-  // the stream.
-  constexpr int kMostWaits = 1000;
+  // A thread that was left behind may be inside a write. One that does not come back from it soon
+  // keeps the stream. A pause of one millisecond can take sixteen.
+  constexpr int kYields = 500;
+  constexpr int kMostWaits = kYields + 60;
   for (int i = 0; logFileWriters.load() != 0; ++i) {
     if (i == kMostWaits) {
       return;
     }
-    Platform::SleepMilliseconds(i < kMostWaits / 2 ? 0 : 1);
+    Platform::SleepMilliseconds(i < kYields ? 0 : 1);
   }
   std::fclose(file);
 }

@@ -1,6 +1,7 @@
 #include "util/text.h"
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>

@@ -45,12 +45,14 @@ TEST(RecordValidator, AcceptsARecordWithEveryKey) {
 }
 
 TEST(RecordValidator, AcceptsARecordWithTheRequiredKeysOnly) {
-  EXPECT_EQ(Check(R"({"pn":"p","pv":"1","pp":"wntx64","sv":"2.8.2.1","tv":3,"ep":""})"), Reasons{});
+  EXPECT_EQ(Check(R"({"pn":"p","pv":"1","pp":"wntx64","sv":"2.8.2.1","tv":3,"ep":"","pt":{}})"),
+            Reasons{});
 }
 
 TEST(RecordValidator, ExplainsKeysThatAreMissingUnknownOrOutOfOrder) {
   ExpectReasons({
       {R"("pn":"Quendel Writer",)", "", {R"("pn" is missing)"}},
+      {R"("pt":{"tags":["beta","lab"]},)", "", {R"("pt" is missing)"}},
       {R"("tv":3,)", R"("tv":3,"xx":1,)", {R"("xx" is not a known key)"}},
       {R"("pv":"4.2","pp":"wntx64",)",
        R"("pp":"wntx64","pv":"4.2",)",
@@ -137,7 +139,7 @@ TEST(RecordValidator, KnowsWhichTimeStampsExist) {
 }
 
 TEST(RecordValidator, ListsTheFirstReasonsAndCountsTheRest) {
-  std::string text = R"({"pn":"p","pv":"1","pp":"w","sv":"2.8.2.1","tv":3,"ep":"","rt":[0)";
+  std::string text = R"({"pn":"p","pv":"1","pp":"w","sv":"2.8.2.1","tv":3,"ep":"","pt":{},"rt":[0)";
   for (int i = 1; i < 25; ++i) {
     text += ",0";
   }

@@ -1,7 +1,8 @@
-// Streams that fail on purpose, to stand below the filters under test.
+// Streams that fail on purpose, to stand below the filters under test, and help with driving these.
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,6 @@ class RecordingOutputStream : public OutputStream {
  public:
   explicit RecordingOutputStream(size_t room = SIZE_MAX) : room_(room) {}
 
-  void Close() override { ++closes; }
   void Flush() override { ++flushes; }
   void Write(const void* buffer, size_t count) override {
     writes.emplace_back(static_cast<const char*>(buffer), count);
@@ -54,12 +54,17 @@ class RecordingOutputStream : public OutputStream {
 
   std::vector<std::string> writes;
   int flushes = 0;
-  int closes = 0;
 
  private:
   size_t room_;
   bool failed_ = false;
 };
+
+inline void WriteInPieces(OutputStream& stream, const std::string& data, size_t piece) {
+  for (size_t at = 0; at < data.size(); at += piece) {
+    stream.Write(data.data() + at, std::min(piece, data.size() - at));
+  }
+}
 
 // Reads until the stream delivers nothing, in pieces of `piece` bytes.
 inline std::string ReadAll(InputStream& stream, size_t piece = 1024) {

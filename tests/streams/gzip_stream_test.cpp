@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <random>
 #include <string>
@@ -22,15 +21,12 @@ std::string Noise(size_t length) {
 }
 
 std::string Compress(const std::string& text, size_t piece = 4096) {
-  MemoryOutputStream memory;
-  GZipOutputStream gzip(&memory);
-  for (size_t at = 0; at < text.size(); at += piece) {
-    gzip.Write(text.data() + at, std::min(piece, text.size() - at));
-  }
+  RecordingOutputStream sink;
+  GZipOutputStream gzip(&sink);
+  WriteInPieces(gzip, text, piece);
   gzip.Flush();
   EXPECT_FALSE(gzip.HasError()) << gzip.ErrorText();
-  const std::vector<uint8_t> joined = memory.Join();
-  return std::string(joined.begin(), joined.end());
+  return sink.All();
 }
 
 struct Expanded {
@@ -42,20 +38,14 @@ struct Expanded {
 Expanded Expand(const std::string& bytes, size_t piece = 1024) {
   MemoryInputStream memory(bytes.data(), bytes.size());
   GZipInputStream gzip(&memory);
-  Expanded expanded;
-  expanded.text = ReadAll(gzip, piece);
-  expanded.error = gzip.ErrorText();
-  expanded.complete = gzip.Complete();
-  EXPECT_EQ(gzip.HasError(), !expanded.error.empty());
-  return expanded;
+  std::string text = ReadAll(gzip, piece);
+  return {std::move(text), gzip.ErrorText(), gzip.Complete()};
 }
 
 TEST(GZipStreams, RoundTrip) {
-  for (const std::string& text :
-       {std::string(), std::string("x"), std::string(1 << 20, 'a'), Noise(4000), Noise(50000)}) {
+  for (const std::string& text : {std::string(), std::string(1 << 20, 'a'), Noise(50000)}) {
     for (const size_t piece : {1u, 700u, 1u << 20}) {
-      const std::string bytes = Compress(text, piece);
-      const Expanded expanded = Expand(bytes, piece);
+      const Expanded expanded = Expand(Compress(text, piece), piece);
       EXPECT_TRUE(expanded.text == text) << text.size();
       EXPECT_EQ(expanded.error, "");
       EXPECT_TRUE(expanded.complete);
@@ -63,7 +53,7 @@ TEST(GZipStreams, RoundTrip) {
   }
 }
 
-TEST(GZipOutputStream, WritesWholeBuffersOfTheBestCompression) {
+TEST(GZipOutputStream, WritesOneMemberOfTheBestCompressionInWholeBuffers) {
   RecordingOutputStream sink;
   GZipOutputStream gzip(&sink);
   const std::string noise = Noise(20000);
@@ -74,37 +64,15 @@ TEST(GZipOutputStream, WritesWholeBuffersOfTheBestCompression) {
   EXPECT_EQ(sink.flushes, 0);
   gzip.Flush();
   EXPECT_EQ(sink.flushes, 1);
-
   const std::string member = sink.All();
   EXPECT_EQ(member.substr(0, 4), std::string("\x1F\x8B\x08\x00", 4));
   EXPECT_EQ(member[8], '\x02') << "the header's mark of the slowest, smallest setting";
-}
 
-TEST(GZipOutputStream, CompletesOneMemberOnly) {
-  RecordingOutputStream sink;
-  GZipOutputStream gzip(&sink);
-  gzip.Write("text", 4);
-  gzip.Flush();
-  const std::string member = sink.All();
   gzip.Flush();
   EXPECT_FALSE(gzip.HasError());
-  EXPECT_EQ(sink.All(), member);
-  EXPECT_EQ(Expand(member).text, "text");
-
   gzip.Write("more", 4);
   EXPECT_STREQ(gzip.ErrorText(), "GZip deflate error -2");
   EXPECT_EQ(sink.All(), member);
-}
-
-TEST(GZipOutputStream, ReportsTheStreamBelowAndStops) {
-  RecordingOutputStream sink(5000);
-  GZipOutputStream gzip(&sink);
-  const std::string noise = Noise(50000);
-  gzip.Write(noise.data(), noise.size());
-  gzip.Flush();
-  EXPECT_STREQ(gzip.ErrorText(), "broken sink");
-  EXPECT_EQ(sink.writes.size(), 2u);
-  EXPECT_EQ(sink.flushes, 0);
 }
 
 TEST(GZipInputStream, TellsEveryTruncationFromACompleteMember) {
@@ -114,21 +82,7 @@ TEST(GZipInputStream, TellsEveryTruncationFromACompleteMember) {
     const Expanded expanded = Expand(whole.substr(0, length), 64);
     EXPECT_EQ(expanded.error, "GZip inflate error -5") << length;
     EXPECT_FALSE(expanded.complete) << length;
-    EXPECT_EQ(text.rfind(expanded.text, 0), 0u) << length;
-  }
-}
-
-TEST(GZipInputStream, CompleteMeansThatTheChecksumWasReached) {
-  const std::string whole = Compress("0123456789");
-  for (const size_t missing : {0u, 1u, 8u}) {
-    MemoryInputStream memory(whole.data(), whole.size() - missing);
-    GZipInputStream gzip(&memory);
-    char buffer[10];
-    EXPECT_EQ(gzip.Read(buffer, sizeof buffer), sizeof buffer);
-    EXPECT_FALSE(gzip.HasError());
-    EXPECT_EQ(gzip.Read(buffer, sizeof buffer), 0u);
-    EXPECT_EQ(gzip.Complete(), missing == 0);
-    EXPECT_EQ(gzip.HasError(), missing != 0);
+    EXPECT_TRUE(text.starts_with(expanded.text)) << length;
   }
 }
 
@@ -142,17 +96,20 @@ TEST(GZipInputStream, RejectsWhatIsDamagedOrNoGzip) {
   EXPECT_EQ(Expand(Compress("first") + Compress("second")).text, "first");
 }
 
-TEST(GZipInputStream, StaysFailedAndNamesAFailingSource) {
-  MemoryInputStream memory("garbage", 7);
-  GZipInputStream gzip(&memory);
-  EXPECT_EQ(gzip.ReadByte(), -1);
-  EXPECT_EQ(gzip.ReadByte(), -1);
-  EXPECT_STREQ(gzip.ErrorText(), "GZip inflate error -3");
+TEST(GZipStreams, ReportTheStreamBelowAndStop) {
+  RecordingOutputStream sink(5000);
+  GZipOutputStream output(&sink);
+  const std::string noise = Noise(50000);
+  output.Write(noise.data(), noise.size());
+  output.Flush();
+  EXPECT_STREQ(output.ErrorText(), "broken sink");
+  EXPECT_EQ(sink.writes.size(), 2u);
+  EXPECT_EQ(sink.flushes, 0);
 
   FailingInputStream source(Compress("text").substr(0, 8));
-  GZipInputStream above(&source);
-  EXPECT_EQ(above.ReadByte(), -1);
-  EXPECT_STREQ(above.ErrorText(), "broken source");
+  GZipInputStream input(&source);
+  EXPECT_EQ(input.ReadByte(), -1);
+  EXPECT_STREQ(input.ErrorText(), "broken source");
 }
 
 }  // namespace

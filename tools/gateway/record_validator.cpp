@@ -192,7 +192,7 @@ void CheckRecord(const json_t* record, Problems& problems) {
       {"tv", true, CheckLayoutVersion},      {"ep", true, CheckText},
       {"c", false, CheckFilledText},         {"u", false, CheckFilledText},
       {"px", false, CheckFilledText},        {"pc", false, CheckFilledText},
-      {"pt", false, CheckListMembers},       {"pe", false, CheckProductEnvironment},
+      {"pt", true, CheckListMembers},        {"pe", false, CheckProductEnvironment},
       {"ce", false, CheckClientEnvironment}, {"rt", false, CheckEvents},
       {"can", false, CheckFilledText},       {"cav", false, CheckText},
   };

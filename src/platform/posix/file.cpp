@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 
 #include "platform/error.h"
 
@@ -43,6 +44,10 @@ int RecordLock(int descriptor, short type) {
   lock.l_len = 1;
   return fcntl(descriptor, F_OFD_SETLK, &lock);
 }
+
+struct CloseDirectory {
+  void operator()(DIR* stream) const { closedir(stream); }
+};
 
 constexpr int kFailed = -1;
 constexpr int kRemovedMeanwhile = -2;
@@ -199,17 +204,16 @@ bool FileExists(const char* path) {
 
 bool ListFiles(const char* directory, std::vector<std::string>& names) {
   names.clear();
-  DIR* const stream = opendir(directory);
-  if (stream == nullptr) {
+  const std::unique_ptr<DIR, CloseDirectory> stream(opendir(directory));
+  if (!stream) {
     return false;
   }
-  while (const dirent* const entry = readdir(stream)) {
+  while (const dirent* const entry = readdir(stream.get())) {
     struct stat status{};
-    if (fstatat(dirfd(stream), entry->d_name, &status, 0) == 0 && !S_ISDIR(status.st_mode)) {
+    if (fstatat(dirfd(stream.get()), entry->d_name, &status, 0) == 0 && !S_ISDIR(status.st_mode)) {
       names.emplace_back(entry->d_name);
     }
   }
-  closedir(stream);
   return true;
 }
 

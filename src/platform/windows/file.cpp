@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <sys/locking.h>
 #include <sys/stat.h>
@@ -51,6 +52,28 @@ bool LockByte(int descriptor, int mode) {
   }
   return false;
 }
+
+// A listing of a directory under way.
+class FileSearch {
+ public:
+  explicit FileSearch(const std::wstring& pattern)
+      : handle_(_wfindfirst64(pattern.c_str(), &entry_)) {}
+  FileSearch(const FileSearch&) = delete;
+  FileSearch& operator=(const FileSearch&) = delete;
+  ~FileSearch() {
+    if (Found()) {
+      _findclose(handle_);
+    }
+  }
+
+  bool Found() const { return handle_ != -1; }
+  const _wfinddata64_t& Entry() const { return entry_; }
+  bool Next() { return _wfindnext64(handle_, &entry_) == 0; }
+
+ private:
+  _wfinddata64_t entry_{};
+  const intptr_t handle_;
+};
 
 }  // namespace
 
@@ -158,17 +181,15 @@ bool FileExists(const char* path) {
 
 bool ListFiles(const char* directory, std::vector<std::string>& names) {
   names.clear();
-  _wfinddata64_t entry;
-  const intptr_t search = _wfindfirst64((ToWide(directory) + L"\\*").c_str(), &entry);
-  if (search == -1) {
+  FileSearch search(ToWide(directory) + L"\\*");
+  if (!search.Found()) {
     return false;
   }
   do {
-    if ((entry.attrib & _A_SUBDIR) == 0) {
-      names.push_back(ToUtf8(entry.name));
+    if ((search.Entry().attrib & _A_SUBDIR) == 0) {
+      names.push_back(ToUtf8(search.Entry().name));
     }
-  } while (_wfindnext64(search, &entry) == 0);
-  _findclose(search);
+  } while (search.Next());
   return true;
 }
 
