@@ -24,27 +24,27 @@ Json DescribeCounts(const RequestCounts& counts, double events) {
 void CountAllocations(const Timing&, const Options& options, Results& results) {
   const Load& load = options.load;
   HostLibrary library(options.library);
-  ImportCounter counter(library.Module());
+  const ImportCounter counter(library.Module());
   library.Start(options.gateway, options.scratch);
   ReportEvent(library.Table(), 0, ValuesOf(0));
   library.Drain();
   // Starting allocates on both sides, whatever an event costs: a count of none there would mean
   // that the counter is blind.
-  const uint64_t atStart = counter.OnHostThread().of[kHeapAllocate];
-  if (atStart == 0 || counter.OnOtherThreads().of[kHeapAllocate] == 0) {
+  const uint64_t atStart = ImportCounter::OnHostThread().of[kHeapAllocate];
+  if (atStart == 0 || ImportCounter::OnOtherThreads().of[kHeapAllocate] == 0) {
     throw std::runtime_error("the allocations of the library's start were not seen");
   }
 
-  counter.Restart();
+  ImportCounter::Restart();
   for (int i = 0; i < load.eventsPerThread; ++i) {
     if (load.pauseMilliseconds > 0) {
       Sleep(static_cast<DWORD>(load.pauseMilliseconds));
     }
     ReportEvent(library.Table(), i, ValuesOf(i));
   }
-  const RequestCounts host = counter.OnHostThread();
+  const RequestCounts host = ImportCounter::OnHostThread();
   library.Drain();
-  const RequestCounts others = counter.OnOtherThreads();
+  const RequestCounts others = ImportCounter::OnOtherThreads();
   library.Stop();
 
   const double events = load.eventsPerThread;

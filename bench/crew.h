@@ -84,6 +84,7 @@ CrewTimes RunCrew(const Timing& timing, const Load& load, Work work) {
     }
   };
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<size_t>(load.threads));
   for (int thread = 0; thread < load.threads; ++thread) {
     threads.emplace_back(body, thread);
   }

@@ -29,9 +29,9 @@ uint64_t Scatter(double serial) {
   return value ^ (value >> 27);
 }
 
-template <size_t count>
-const char* Choose(const char* const (&texts)[count], uint64_t scattered, int shift) {
-  return texts[((scattered >> shift) & 0xFF) % count];
+template <size_t Size>
+const char* Choose(const char* const (&texts)[Size], uint64_t scattered, int shift) {
+  return texts[((scattered >> shift) & 0xFF) % Size];
 }
 
 }  // namespace

@@ -96,16 +96,18 @@ T* At(HMODULE module, size_t offset) {
   return reinterpret_cast<T*>(reinterpret_cast<std::byte*>(module) + offset);
 }
 
-void Write(IMAGE_THUNK_DATA64& slot, void* function) {
+bool Write(void*& slot, void* function) {
+  void* const page = static_cast<void*>(&slot);
   DWORD protection = 0;
-  if (!VirtualProtect(&slot, sizeof slot, PAGE_READWRITE, &protection)) {
-    throw std::runtime_error("the import table cannot be changed");
+  if (!VirtualProtect(page, sizeof slot, PAGE_READWRITE, &protection)) {
+    return false;
   }
-  slot.u1.Function = reinterpret_cast<ULONGLONG>(function);
-  VirtualProtect(&slot, sizeof slot, protection, &protection);
+  slot = function;
+  return VirtualProtect(page, sizeof slot, protection, &protection) != FALSE;
 }
 
-// Calls `visit(name, slot)` for every function that the module imports by name.
+// Calls `visit(name, slot)` for every function that the module imports by name; `slot` holds its
+// address.
 template <typename Visit>
 void ForEachImport(HMODULE module, Visit visit) {
   const auto* const dos = At<IMAGE_DOS_HEADER>(module, 0);
@@ -115,7 +117,7 @@ void ForEachImport(HMODULE module, Visit visit) {
   auto* library = At<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress);
   for (; library->Name != 0; ++library) {
     const auto* name = At<IMAGE_THUNK_DATA64>(module, library->OriginalFirstThunk);
-    auto* slot = At<IMAGE_THUNK_DATA64>(module, library->FirstThunk);
+    auto* slot = At<void*>(module, library->FirstThunk);
     for (; name->u1.AddressOfData != 0; ++name, ++slot) {
       if (!IMAGE_SNAP_BY_ORDINAL64(name->u1.Ordinal)) {
         const auto offset = static_cast<size_t>(name->u1.AddressOfData);
@@ -137,11 +139,13 @@ RequestCounts Read(const std::atomic<uint64_t> (&counts)[kRequestCount]) {
 
 ImportCounter::ImportCounter(HMODULE module) : module_(module) {
   int allocators = 0;
-  ForEachImport(module, [&](const char* name, IMAGE_THUNK_DATA64& slot) {
+  ForEachImport(module, [&](const char* name, void*& slot) {
     if (const Import* const import = FindByName(name)) {
-      *import->original = reinterpret_cast<void*>(slot.u1.Function);
+      *import->original = slot;
       *import->requestOfHook = import->request;
-      Write(slot, import->replacement);
+      if (!Write(slot, import->replacement)) {
+        throw std::runtime_error("the import table cannot be changed");
+      }
       allocators += import->request == kHeapAllocate ? 1 : 0;
     }
   });
@@ -152,8 +156,8 @@ ImportCounter::ImportCounter(HMODULE module) : module_(module) {
 }
 
 ImportCounter::~ImportCounter() {
-  ForEachImport(module_, [](const char*, IMAGE_THUNK_DATA64& slot) {
-    if (const Import* const import = FindByReplacement(reinterpret_cast<void*>(slot.u1.Function))) {
+  ForEachImport(module_, [](const char*, void*& slot) {
+    if (const Import* const import = FindByReplacement(slot)) {
       Write(slot, *import->original);
     }
   });
@@ -167,11 +171,11 @@ void ImportCounter::Restart() {
   }
 }
 
-RequestCounts ImportCounter::OnHostThread() const {
+RequestCounts ImportCounter::OnHostThread() {
   return Read(onHost);
 }
 
-RequestCounts ImportCounter::OnOtherThreads() const {
+RequestCounts ImportCounter::OnOtherThreads() {
   return Read(onOthers);
 }
 

@@ -23,7 +23,8 @@ struct RequestCounts {
   uint64_t of[kRequestCount] = {};
 };
 
-// At most one at a time. Install and remove it while no other thread is inside the module.
+// At most one at a time, whose counts the static functions tell. Install and remove it while no
+// other thread is inside the module.
 class ImportCounter {
  public:
   // Replaces the entries; throws std::runtime_error when the module imports none of the functions
@@ -35,9 +36,9 @@ class ImportCounter {
   ImportCounter& operator=(const ImportCounter&) = delete;
 
   // Sets all counts to zero; the calling thread is the host's from now on.
-  void Restart();
-  RequestCounts OnHostThread() const;
-  RequestCounts OnOtherThreads() const;
+  static void Restart();
+  static RequestCounts OnHostThread();
+  static RequestCounts OnOtherThreads();
 
  private:
   HMODULE module_;

@@ -85,7 +85,8 @@ Options ReadOptions(int count, char** arguments) {
   }
   Options options;
   options.scenario = arguments[1];
-  if (const char* const gateway = std::getenv("TAV_TEST_GATEWAY")) {
+  char gateway[256] = "";
+  if (GetEnvironmentVariableA("TAV_TEST_GATEWAY", gateway, sizeof gateway) > 0) {
     options.gateway = gateway;
   }
   for (int i = 2; i < count; i += 2) {

@@ -4,6 +4,7 @@
 
 #include "model/event_size.h"
 #include "session/record_keys.h"
+#include "util/arena.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
 #include "util/version.h"
@@ -41,6 +42,9 @@ void RecordBuilder::SetSessionEnvironment(const EnvMap* values) {
                  key.c_str());
         break;
     }
+  }
+  if (json_object_size(sessionEnvironment_.Get()) == 0) {
+    sessionEnvironment_.Reset();
   }
 }
 
@@ -190,6 +194,8 @@ void RecordBuilder::AddEvents(JsonData& data,
 void RecordBuilder::AddEvent(JsonData& data, WorkItem& item) {
   TavEvent_s& event = *item.event;
   SaveOrAttachLists(event);
+  // The entry lives as long as the event does: until the record has been written.
+  const ArenaScope scope(event.Memory());
   data.OpenObject({});
   data.AddString(Key::kTime, FormatTimeStamp(item.time));
   data.AddString(Key::kSession, event.sessionId.View());

@@ -7,8 +7,9 @@ namespace Tav {
 
 namespace {
 
-// So many waiting items end the lingering early, to keep the memory they take small.
-constexpr int kLingerBacklog = 512;
+// So many waiting items end the lingering early, to keep the memory they take small: some three
+// megabytes.
+constexpr int kLingerBacklog = 2048;
 
 class Locked {
  public:
@@ -24,18 +25,13 @@ class Locked {
 }  // namespace
 
 void WorkQueue::AddItem(WorkItemPtr item, Urgency urgency) {
-  AddItems(std::move(item), nullptr, urgency);
-}
-
-void WorkQueue::AddItems(WorkItemPtr first, WorkItemPtr second, Urgency urgency) {
+  if (item == nullptr) {
+    return;
+  }
   bool wake = false;
   {
     const Locked locked(thread_);
-    for (WorkItemPtr* item : {&first, &second}) {
-      if (*item != nullptr) {
-        items_.Append(std::move(*item));
-      }
-    }
+    items_.Append(std::move(item));
     wake = !wakePending_ && MustWake(urgency);
     wakePending_ = wakePending_ || wake;
   }

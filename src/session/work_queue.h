@@ -26,8 +26,6 @@ class WorkQueue {
 
   // Any thread. Nothing happens with a null item.
   void AddItem(WorkItemPtr item, Urgency urgency);
-  // Two items with nothing between them.
-  void AddItems(WorkItemPtr first, WorkItemPtr second, Urgency urgency);
 
   // On the session thread: takes everything there is. When there is nothing, first waits for at
   // most so many seconds; 0 never waits. The result may be empty.

@@ -125,7 +125,8 @@ bool Advance(const Slab* seen) {
 void* Acquire() {
   for (;;) {
     Slab* const slab = current.load(std::memory_order_acquire);
-    if (slab != nullptr) {
+    // Looked at first, because a used-up slab must not be counted on for ever while memory is out.
+    if (slab != nullptr && slab->cut.load(std::memory_order_relaxed) < kBlocksPerSlab) {
       const uint32_t index = slab->cut.fetch_add(1, std::memory_order_acq_rel);
       if (index < kBlocksPerSlab) {
         std::byte* const block = slab->memory + index * kBlockSize;

@@ -1,4 +1,4 @@
-// Ownership over jansson's reference counts, and the allocator behind it. json_decref stands only
+// Ownership over jansson's reference counts. json_decref stands only
 // here; borrowed json_t pointers are never kept.
 #pragma once
 

@@ -103,12 +103,12 @@ TEST_F(WorkQueueTest, ManyItemsEndTheLingering) {
   TimedTake(60, count);
   std::thread host([this] {
     Platform::SleepMilliseconds(20);
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 6000; ++i) {
       AddEvent("many");
     }
   });
   int64_t waited = 0;
-  for (int total = 0; total < 512; total += count) {
+  for (int total = 0; total < 2048; total += count) {
     waited += TimedTake(60, count);
   }
   EXPECT_LT(waited, 20000);

@@ -1,5 +1,4 @@
 // Options of the sanitizers for every test program of a sanitized build, however it is started.
-// addr2line, which comes with the compiler, finds the lines when LLVM's own symbolizer is missing.
 
 extern "C" {
 const char* __asan_default_options();
@@ -7,14 +6,14 @@ const char* __ubsan_default_options();
 const char* __tsan_default_options();
 
 const char* __asan_default_options() {
-  return "detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1:allow_addr2line=1";
+  return "detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1";
 }
 
 const char* __ubsan_default_options() {
-  return "print_stacktrace=1:allow_addr2line=1";
+  return "print_stacktrace=1";
 }
 
 const char* __tsan_default_options() {
-  return "second_deadlock_stack=1:allow_addr2line=1";
+  return "second_deadlock_stack=1";
 }
 }

@@ -59,8 +59,9 @@ for ((round = 1; round <= rounds; ++round)); do
   measure latency --name paced_1 --threads 1 --events 2000 --pause-ms 1
   measure latency --name paced_4 --threads 4 --events 2000 --pause-ms 1
   printf ' single calls,'
-  measure steps --name blast --events 20000
-  measure steps --name paced --events 1000 --pause-ms 1
+  measure steps --name blast_1 --threads 1 --events 20000
+  measure steps --name blast_4 --threads 4 --events 10000
+  measure steps --name paced_1 --threads 1 --events 1000 --pause-ms 1
   printf ' end to end,'
   measure throughput --name null "${blast[@]}"
   measure_gateway http

@@ -1,0 +1,125 @@
+#include "util/storage_directory.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "platform/directory.h"
+#include "platform/process.h"
+#include "platform/static_lock.h"
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr char kBaseVariable[] = "LOCALAPPDATA";
+
+struct Directories {
+  std::string alternate;
+  std::optional<std::string> found;  // empty text: there is none
+};
+
+// Made on first use and never destroyed, as all process-wide state of the library.
+constinit Directories* directories = nullptr;
+constinit Platform::StaticLock guard;
+
+// Called with the lock held.
+Directories& State() {
+  if (directories == nullptr) {
+    directories = new Directories;
+  }
+  return *directories;
+}
+
+std::string Join(std::string directory, std::string_view name) {
+  if (!directory.ends_with(Platform::kPathSeparator)) {
+    directory += Platform::kPathSeparator;
+  }
+  return directory.append(name);
+}
+
+// Another process may make the directory between the question and the attempt.
+bool EnsureDirectory(const std::string& path, const char* createdMessage) {
+  if (Platform::DirectoryExists(path)) {
+    return true;
+  }
+  if (Platform::MakeDirectory(path)) {
+    TAV_DEBUG("%s", createdMessage);
+    return true;
+  }
+  const int reason = errno;
+  if (reason == EEXIST && Platform::DirectoryExists(path)) {
+    return true;
+  }
+  errno = reason;
+  LogError("*SF: Cannot create directory '%s'", path.c_str());
+  return false;
+}
+
+std::string FindDirectory() {
+  const std::optional<std::string> base = Platform::Environment(kBaseVariable);
+  if (!base || base->empty()) {
+    LogError("SF: PS env var %s missing", kBaseVariable);
+    return {};
+  }
+  if (!Platform::DirectoryExists(*base)) {
+    errno = ENOENT;
+    LogError("*SF: PS directory does not exist");
+    return {};
+  }
+  std::string path = Join(*base, "Quendel");
+  if (!EnsureDirectory(path, "Created PS sub-dir")) {
+    return {};
+  }
+  path = Join(std::move(path), "Tav");
+  if (!EnsureDirectory(path, "Created PS sub-dir-2")) {
+    return {};
+  }
+  return path;
+}
+
+}  // namespace
+
+std::string GetStorageDirectory() {
+  {
+    const std::lock_guard lock(guard);
+    const Directories& state = State();
+    if (!state.alternate.empty()) {
+      return state.alternate;
+    }
+    if (state.found) {
+      return *state.found;
+    }
+  }
+  // Not under the lock: the host's sink may ask for something that needs it. Two threads that ask
+  // at once both find the same.
+  std::string path = FindDirectory();
+  const std::lock_guard lock(guard);
+  State().found = path;
+  return path;
+}
+
+void SetAlternateStorageDirectory(std::string_view path) {
+  std::string alternate = Platform::PathToUtf8(path);
+  TAV_DEBUG("Alternate PS dir set to %s", alternate.c_str());
+  std::replace(alternate.begin(), alternate.end(), '/', Platform::kPathSeparator);
+  const std::lock_guard lock(guard);
+  State().alternate = std::move(alternate);
+  State().found.reset();
+}
+
+std::string JoinStoragePath(std::string_view fileName) {
+  std::string directory = GetStorageDirectory();
+  return directory.empty() ? directory : Join(std::move(directory), fileName);
+}
+
+void ForgetStorageDirectory() {
+  const std::lock_guard lock(guard);
+  State().alternate.clear();
+  State().found.reset();
+}
+
+}  // namespace Tav
