@@ -12,6 +12,8 @@ namespace Tav {
 namespace {
 
 constexpr int kLongestLinger = 1000;  // milliseconds
+// No setting may hold a host's end up for longer, in seconds.
+constexpr int kLongestTerminateTime = 3600;
 
 }  // namespace
 
@@ -50,7 +52,9 @@ void SessionManager::ApplySettings() {
   maxMemorySize_ = tuned(config_.maxMemorySize, "max_memory_size", 2097152);
   const int maxCacheFiles = tuned(config_.cacheSize, "max_cache_size", 50);
   tuning.sendThreshold = tuned(config_.sendThreshold, "send_threshold", 1048576);
-  terminateTime_.store(settings_.GetNumber("terminate_time", 10), std::memory_order_relaxed);
+  terminateTime_.store(
+      std::clamp(settings_.GetNumber("terminate_time", 10), 0, kLongestTerminateTime),
+      std::memory_order_relaxed);
   tuning.resendTime = settings_.GetNumber("resend_time", 300);
   tuning.resendDelta = settings_.GetNumber("resend_delta", 900);
   maxEventsPerMinute_ = settings_.GetNumber("max_event_per_minute", 0);

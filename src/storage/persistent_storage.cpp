@@ -1,0 +1,251 @@
+#include "storage/persistent_storage.h"
+
+#include <mutex>
+#include <utility>
+
+#include "platform/directory.h"
+#include "platform/static_lock.h"
+#include "storage/storage_keys.h"
+#include "streams/buffered_stream.h"
+#include "streams/json_stream.h"
+#include "streams/tav_file_stream.h"
+#include "util/logger.h"
+#include "util/storage_directory.h"
+
+namespace Tav {
+
+namespace {
+
+using namespace StorageKeys;
+
+constexpr std::string_view kMainFileName = "TavData";
+constexpr std::string_view kTimestampsPrefix = "Ts";
+constexpr size_t kStorageJsonFlags = JSON_INDENT(4) | JSON_ENSURE_ASCII;
+
+// Made when it is first set and never destroyed, as all process-wide state of the library.
+constinit std::string* alternateName = nullptr;
+constinit Platform::StaticLock alternateNameLock;
+
+void SetAlternateName(std::string name) {
+  const std::lock_guard lock(alternateNameLock);
+  if (alternateName == nullptr) {
+    alternateName = new std::string;
+  }
+  *alternateName = std::move(name);
+}
+
+std::string MainFileName() {
+  const std::lock_guard lock(alternateNameLock);
+  return alternateName == nullptr || alternateName->empty() ? std::string(kMainFileName)
+                                                            : *alternateName;
+}
+
+JsonPtr EmptyDocument() {
+  JsonPtr root(json_object());
+  json_object_set_new(root.Get(), kProducts, json_array());
+  return root;
+}
+
+std::string Text(const json_t* object, const char* key) {
+  return std::string(JsonStringView(json_object_get(object, key)));
+}
+
+bool HasText(const json_t* object, const char* key, const std::string& text) {
+  const json_t* const value = json_object_get(object, key);
+  return json_is_string(value) && JsonStringView(value) == text;
+}
+
+void SetIdentity(json_t* product, const char* key, const std::string& text) {
+  JsonPtr value(json_string(text.c_str()));
+  if (!value) {
+    LogError("PS: Cannot create json string for '%s'", text.c_str());
+    return;
+  }
+  json_object_set_new(product, key, value.Release());
+}
+
+}  // namespace
+
+std::string PersistentStorage::GetPSFileSpec(bool timestamps) {
+  std::string name = MainFileName();
+  if (timestamps) {
+    name.insert(0, kTimestampsPrefix);
+  }
+  TAV_TRACE("PS: PS file: '%s'", name.c_str());
+  return JoinStoragePath(name);
+}
+
+void PersistentStorage::SetAlternatePS(std::string_view path) {
+  const std::string whole = Platform::PathToUtf8(path);
+  const size_t nameStart = whole.find_last_of("/\\") + 1;
+  if (nameStart != 0) {
+    SetAlternateStorageDirectory(std::string_view(whole).substr(0, nameStart));
+  }
+  std::string name = whole.substr(nameStart);
+  TAV_TRACE("PS: Setting alternate PS to %s", name.c_str());
+  SetAlternateName(std::move(name));
+}
+
+void PersistentStorage::SetAlternatePSDirectory(std::string_view directory) {
+  SetAlternateStorageDirectory(directory);
+  TAV_DEBUG("PS: Set alternate PS directory to: %s", Platform::PathToUtf8(directory).c_str());
+}
+
+bool PersistentStorage::Open(bool update) {
+  return OpenDocument(false, update);
+}
+
+bool PersistentStorage::OpenTimestamps(bool update) {
+  return OpenDocument(true, update);
+}
+
+bool PersistentStorage::OpenDocument(bool timestamps, bool update) {
+  TAV_TRACE("PS: Opening PS file");
+  root_.Reset();
+  file_.Close();
+  parseError_ = false;
+  openError_ = false;
+  const std::string path = GetPSFileSpec(timestamps);
+  if (path.empty()) {
+    LogError("PS: Open (update: %d): Could not form PS spec.", update);
+    return false;
+  }
+  root_ = ReadDocument(path, update);
+  if (!root_) {
+    root_ = EmptyDocument();
+  }
+  return true;
+}
+
+JsonPtr PersistentStorage::ReadDocument(const std::string& path, bool update) {
+  if (!file_.OpenForUpdate(path.c_str())) {
+    openError_ = true;
+    if (file_.LastingFailure()) {
+      LogError("PS: Cannot open PS file");
+    }
+    return JsonPtr();
+  }
+  TavFileInputStream bytes(&file_);
+  BufferedInputStream buffered(&bytes);
+  JsonInputStream json(&buffered);
+  JsonPtr root = json.ReadValue();
+  if (!root) {
+    parseError_ = true;
+    LogWarning("PS: Open: error parsing JSON data for PS: %s", json.ErrorText());
+  } else if (!json_is_array(json_object_get(root.Get(), kProducts))) {
+    TAV_TRACE("PS: Open: Prod array not found");
+    root.Reset();
+  }
+  if (!update) {
+    file_.Close();
+  }
+  return root;
+}
+
+bool PersistentStorage::Close(bool save) {
+  if (root_) {
+    TAV_TRACE("PS: Closing PS file");
+  }
+  if (file_.IsOpen()) {
+    if (save && root_) {
+      WriteDocument();
+    }
+    file_.Close();
+  }
+  root_.Reset();
+  parseError_ = false;
+  openError_ = false;
+  productList_.clear();
+  return true;
+}
+
+bool PersistentStorage::CloseAndSave() {
+  return Close(true);
+}
+
+void PersistentStorage::WriteDocument() {
+  file_.Truncate();  // its failure is the file's, and so the stream's
+  TavFileOutputStream bytes(&file_);
+  BufferedOutputStream buffered(&bytes);
+  JsonOutputStream json(&buffered, kStorageJsonFlags);
+  json.WriteValue(root_.Get());
+  json.Flush();
+  if (json.HasError()) {
+    LogError("PS: %s", json.ErrorText());
+  }
+}
+
+json_t* PersistentStorage::Products() const {
+  return json_object_get(root_.Get(), kProducts);
+}
+
+int PersistentStorage::FindProduct(const ProductTriple& product) const {
+  const json_t* const products = Products();
+  size_t index = 0;
+  const json_t* element = nullptr;
+  json_array_foreach(products, index, element) {
+    if (!json_is_object(element)) {
+      LogWarning("PS: Product array element is not a map");
+    } else if (HasText(element, kName, product.name) &&
+               HasText(element, kVersion, product.version) &&
+               HasText(element, kPlatform, product.platform)) {
+      return static_cast<int>(index);
+    }
+  }
+  return -1;
+}
+
+int PersistentStorage::AddProduct(const ProductTriple& product) {
+  JsonPtr added(json_object());
+  SetIdentity(added.Get(), kName, product.name);
+  SetIdentity(added.Get(), kVersion, product.version);
+  SetIdentity(added.Get(), kPlatform, product.platform);
+  json_array_append_new(Products(), added.Release());
+  return static_cast<int>(json_array_size(Products())) - 1;
+}
+
+bool PersistentStorage::RemoveProduct(const std::string& name,
+                                      const std::string& version,
+                                      const std::string& platform) {
+  if (!root_) {
+    LogWarning("PS: PS is not open");
+    return false;
+  }
+  const int index = FindProduct({name, version, platform});
+  if (index < 0) {
+    TAV_DEBUG("PS: Product not found for removal");
+    return false;
+  }
+  return json_array_remove(Products(), static_cast<size_t>(index)) == 0;
+}
+
+const std::vector<ProductTriple>& PersistentStorage::GetProducts() {
+  productList_.clear();
+  const json_t* const products = Products();
+  size_t index = 0;
+  const json_t* element = nullptr;
+  json_array_foreach(products, index, element) {
+    if (json_is_object(element)) {
+      productList_.push_back(
+          {Text(element, kName), Text(element, kVersion), Text(element, kPlatform)});
+    }
+  }
+  return productList_;
+}
+
+bool PersistentStorage::Destroy() {
+  for (const bool timestamps : {false, true}) {
+    const std::string path = GetPSFileSpec(timestamps);
+    if (path.empty()) {
+      return false;
+    }
+    if (!TavFile::Delete(path.c_str())) {
+      TAV_DEBUG("PS: Could not remove PS file '%s'", path.c_str());
+      return false;
+    }
+    TAV_TRACE("PS file destroyed: %s", path.c_str());
+  }
+  return true;
+}
+
+}  // namespace Tav
