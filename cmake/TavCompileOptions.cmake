@@ -5,7 +5,10 @@ add_library(tav_warnings INTERFACE)
 
 if(MSVC)
   # /utf-8: the sources are UTF-8. /Gy /Gw: let the linker drop what nothing refers to.
-  add_compile_options(/utf-8 /permissive- /Zc:__cplusplus /Zc:preprocessor /Gy /Gw)
+  add_compile_options(/utf-8 /permissive- /Zc:__cplusplus /Gy /Gw)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "MSVC")
+    add_compile_options(/Zc:preprocessor) # clang-cl always has the standard's preprocessor
+  endif()
   add_compile_definitions(_CRT_SECURE_NO_WARNINGS NOMINMAX)
   target_compile_options(tav_warnings INTERFACE /W4)
   if(TAV_WERROR)

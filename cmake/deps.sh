@@ -14,7 +14,10 @@ say() { printf '   %s\n' "$*"; }
 
 packages_of() {
   case $1 in
-    cross) echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix libz-mingw-w64-dev ;;
+    cross)
+      echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
+      [ -e "$prefix/.stamp" ] || echo dpkg-dev # unpacks jansson's sources
+      ;;
     native)
       echo cmake ninja-build googletest g++ \
         libjansson-dev zlib1g-dev libssl-dev libcpp-httplib-dev
@@ -49,7 +52,8 @@ install_packages() {
   say "installing packages: ${wanted[*]}"
   as_root apt-get -qq -o Acquire::Retries=3 update </dev/null
   as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends \
-    -o Acquire::Retries=3 -o Dpkg::Use-Pty=0 install "${wanted[@]}" </dev/null >/dev/null
+    -o Acquire::Retries=3 -o Dpkg::Use-Pty=0 install "${wanted[@]}" </dev/null >/dev/null \
+    2> >(grep -v '^debconf: delaying package configuration' >&2)
 }
 
 # Debian has jansson for MinGW as source only. The lists are read into a folder of our own, so that
@@ -76,8 +80,7 @@ build_jansson() {
   stamp=$(cat "$0" "$root/cmake/mingw-w64.cmake" | sha256sum | cut -c1-16)
   stamp+=" $(x86_64-w64-mingw32-gcc-posix --version | head -n 1)"
   [ "$(cat "$prefix/.stamp" 2>/dev/null)" != "$stamp" ] || return 0
-  mapfile -t needed < <(missing dpkg-dev)
-  install_packages "${needed[@]}"
+  install_packages dpkg-dev
 
   say "building jansson for Windows"
   mkdir -p "$root/build/deps"
@@ -104,12 +107,12 @@ build_jansson() {
 }
 
 [ $# -gt 0 ] || packages_of help
-all=()
+names=
 for group in "$@"; do
-  read -ra packages <<<"$(packages_of "$group")"
-  all+=("${packages[@]}")
+  names+=" $(packages_of "$group")"
 done
-install_packages "${all[@]}"
+read -rd '' -a packages <<<"$names" || true
+install_packages "${packages[@]}"
 for group in "$@"; do
   if [ "$group" = cross ]; then build_jansson; fi
 done

@@ -29,7 +29,7 @@ TEST(FaultPlan, GivesOutFaultsInOrderAndAsOftenAsAsked) {
   EXPECT_EQ(plan.Describe(),
             R"([{"kind":"status","status":503,"count":1},{"kind":"hang","store":true,"count":1},)"
             R"({"kind":"delay","milliseconds":20,"count":1}])");
-  EXPECT_EQ(plan.Take()->kind, FaultKind::kStatus);
+  EXPECT_EQ(plan.Take()->kind, FaultKind::Status);
   EXPECT_TRUE(plan.Take()->store);
   EXPECT_EQ(plan.Take()->delay, std::chrono::milliseconds(20));
   EXPECT_FALSE(plan.Take());

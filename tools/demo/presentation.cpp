@@ -17,7 +17,7 @@ constexpr std::string_view kPlain = "\x1b[0m";
 constexpr std::size_t kShownEvents = 3;
 constexpr std::size_t kMaxColumns = 97;  // behind the margin
 
-std::string Coloured(bool withColours, std::string_view colour, std::string text) {
+std::string Coloured(bool withColours, std::string_view colour, const std::string& text) {
   return withColours ? std::string(colour).append(text).append(kPlain) : text;
 }
 

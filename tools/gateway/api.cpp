@@ -17,9 +17,9 @@ ApiAnswer Refuse(int status, const std::string& reason) {
   return {status, "{\"error\":" + QuoteJson(reason) + '}'};
 }
 
-std::string Parameter(const ApiRequest& request, const char* name, std::string otherwise) {
+std::string Parameter(const ApiRequest& request, const char* name, const std::string& otherwise) {
   const auto found = request.parameters.find(name);
-  return found != request.parameters.end() ? found->second : std::move(otherwise);
+  return found != request.parameters.end() ? found->second : otherwise;
 }
 
 template <typename Number>

@@ -13,10 +13,10 @@ constexpr json_int_t kMaxCount = 1'000'000'000;
 constexpr json_int_t kMaxDelay = 600'000;
 
 constexpr std::pair<std::string_view, FaultKind> kKinds[] = {
-    {"status", FaultKind::kStatus},
-    {"delay", FaultKind::kDelay},
-    {"hang", FaultKind::kHang},
-    {"drop", FaultKind::kDrop},
+    {"status", FaultKind::Status},
+    {"delay", FaultKind::Delay},
+    {"hang", FaultKind::Hang},
+    {"drop", FaultKind::Drop},
 };
 
 std::string_view KindName(FaultKind kind) {
@@ -42,7 +42,7 @@ std::string ReadMember(std::string_view key, const json_t* value, Fault& fault) 
     fault.count = number;
     return {};
   }
-  if (key == "status" && fault.kind == FaultKind::kStatus) {
+  if (key == "status" && fault.kind == FaultKind::Status) {
     // 1xx answers are not final: the client would go on waiting.
     if (!ReadNumber(value, 200, 599, number)) {
       return "\"status\" must be a whole number from 200 to 599";
@@ -50,14 +50,14 @@ std::string ReadMember(std::string_view key, const json_t* value, Fault& fault) 
     fault.status = static_cast<int>(number);
     return {};
   }
-  if (key == "milliseconds" && fault.kind == FaultKind::kDelay) {
+  if (key == "milliseconds" && fault.kind == FaultKind::Delay) {
     if (!ReadNumber(value, 0, kMaxDelay, number)) {
       return "\"milliseconds\" must be a whole number from 0 to " + std::to_string(kMaxDelay);
     }
     fault.delay = std::chrono::milliseconds(number);
     return {};
   }
-  if (key == "store" && fault.kind != FaultKind::kDelay) {
+  if (key == "store" && fault.kind != FaultKind::Delay) {
     fault.store = json_is_true(value);
     return json_is_boolean(value) ? std::string() : "\"store\" must be true or false";
   }
@@ -81,7 +81,7 @@ std::optional<Fault> ParseFault(const json_t* value, std::string& error) {
   ForEachMember(value, [&](std::string_view key, const json_t* member) {
     error = error.empty() ? ReadMember(key, member, fault) : error;
   });
-  if (error.empty() && fault.kind == FaultKind::kDelay &&
+  if (error.empty() && fault.kind == FaultKind::Delay &&
       json_object_get(value, "milliseconds") == nullptr) {
     error = "\"milliseconds\" is missing";
   }
@@ -90,10 +90,10 @@ std::optional<Fault> ParseFault(const json_t* value, std::string& error) {
 
 std::string DescribeFault(const Fault& fault) {
   std::string text = "{\"kind\":" + QuoteJson(KindName(fault.kind));
-  if (fault.kind == FaultKind::kStatus) {
+  if (fault.kind == FaultKind::Status) {
     text += ",\"status\":" + std::to_string(fault.status);
   }
-  if (fault.kind == FaultKind::kDelay) {
+  if (fault.kind == FaultKind::Delay) {
     text += ",\"milliseconds\":" + std::to_string(fault.delay.count());
   }
   if (fault.store) {
@@ -170,10 +170,10 @@ void DelayRoom::Close() {
 
 std::string FaultText(const Fault& fault) {
   std::string text(KindName(fault.kind));
-  if (fault.kind == FaultKind::kStatus) {
+  if (fault.kind == FaultKind::Status) {
     text += ' ' + std::to_string(fault.status);
   }
-  if (fault.kind == FaultKind::kDelay) {
+  if (fault.kind == FaultKind::Delay) {
     text += ' ' + std::to_string(fault.delay.count()) + " ms";
   }
   return text + (fault.store ? ", record stored" : "");

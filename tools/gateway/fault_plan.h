@@ -17,18 +17,18 @@
 namespace Gateway {
 
 enum class FaultKind {
-  kStatus,  // answer with another status
-  kDelay,   // answer late
-  kHang,    // never answer
-  kDrop,    // close the connection instead of answering
+  Status,  // answer with another status
+  Delay,   // answer late
+  Hang,    // never answer
+  Drop,    // close the connection instead of answering
 };
 
 struct Fault {
-  FaultKind kind = FaultKind::kStatus;
-  int status = 500;                   // kStatus only
-  std::chrono::milliseconds delay{};  // kDelay only
+  FaultKind kind = FaultKind::Status;
+  int status = 500;                   // Status only
+  std::chrono::milliseconds delay{};  // Delay only
   bool store = false;                 // whether the record arrives although its sender is
-                                      // not told so; not for kDelay
+                                      // not told so; not for Delay
   std::int64_t count = 1;             // requests that it still applies to
 };
 

@@ -116,7 +116,7 @@ std::shared_ptr<const Record> RecordStore::Keep(Record record) {
 void RecordStore::CountRequest(RequestKind kind) {
   const std::scoped_lock guard(lock_);
   ++totals_.requests;
-  totals_.configurationRequests += kind == RequestKind::kConfiguration ? 1 : 0;
+  totals_.configurationRequests += kind == RequestKind::Configuration ? 1 : 0;
 }
 
 void RecordStore::CountRefused() {

@@ -25,7 +25,7 @@ struct Page {
   std::size_t limit = static_cast<std::size_t>(-1);
 };
 
-enum class RequestKind { kRecord, kConfiguration, kOther };
+enum class RequestKind { Record, Configuration, Other };
 
 // Any thread may call any member; none waits for more than memory.
 // Listings are JSON texts.

@@ -45,16 +45,16 @@ bool IsConfigurationRequest(const httplib::Request& request) {
 
 // Whether the gateway keeps the record of a request that suffers the fault.
 bool LetsArrive(const std::optional<Fault>& fault) {
-  return !fault || fault->store || fault->kind == FaultKind::kDelay ||
-         (fault->kind == FaultKind::kStatus && fault->status == 200);
+  return !fault || fault->store || fault->kind == FaultKind::Delay ||
+         (fault->kind == FaultKind::Status && fault->status == 200);
 }
 
 // Does to the answer, or to the connection, what the fault says.
 void Misbehave(const Fault& fault, httplib::Response& response) {
   switch (fault.kind) {
-    case FaultKind::kDelay:
+    case FaultKind::Delay:
       break;
-    case FaultKind::kStatus:
+    case FaultKind::Status:
       response.status = fault.status;
       // These two never have a body.
       if (fault.status == 204 || fault.status == 304) {
@@ -63,10 +63,10 @@ void Misbehave(const Fault& fault, httplib::Response& response) {
         response.set_content("status " + std::to_string(fault.status) + " on demand\n", kTextType);
       }
       break;
-    case FaultKind::kHang:
+    case FaultKind::Hang:
       Connection::Current()->HoldUntilClosed();
       break;
-    case FaultKind::kDrop:
+    case FaultKind::Drop:
       Connection::Current()->Abandon();
       break;
   }
@@ -133,7 +133,7 @@ void Server::HandleGet(const httplib::Request& request, httplib::Response& respo
     return HandleApi(request, {}, response);
   }
   const bool isConfiguration = IsConfigurationRequest(request);
-  Count(isConfiguration ? RequestKind::kConfiguration : RequestKind::kOther);
+  Count(isConfiguration ? RequestKind::Configuration : RequestKind::Other);
   const std::optional<Fault> fault = TakeFault(request);
   if (!WaitOut(fault)) {
     return;
@@ -179,7 +179,7 @@ void Server::HandleApi(const httplib::Request& request,
 void Server::HandleRecord(const httplib::Request& request,
                           std::string body,
                           httplib::Response& response) {
-  Count(RequestKind::kRecord);
+  Count(RequestKind::Record);
   const std::optional<Fault> fault = TakeFault(request);
   if (!WaitOut(fault)) {
     return;
@@ -221,7 +221,7 @@ std::optional<Fault> Server::TakeFault(const httplib::Request& request) {
 }
 
 bool Server::WaitOut(const std::optional<Fault>& fault) {
-  const bool isWaiting = fault && fault->kind == FaultKind::kDelay;
+  const bool isWaiting = fault && fault->kind == FaultKind::Delay;
   if (isWaiting && !delays_.Wait(fault->delay)) {
     Connection::Current()->Abandon();
     return false;
