@@ -41,9 +41,9 @@ class Dice {
   // In steps of one eighth.
   double Seconds(int low, int high) { return Between(low * 8, high * 8) / 8.0; }
 
-  template <typename Item, std::size_t count>
-  const Item& OneOf(const std::array<Item, count>& items) {
-    return items[static_cast<std::size_t>(Between(0, static_cast<int>(count) - 1))];
+  template <typename Item, std::size_t Count>
+  const Item& OneOf(const std::array<Item, Count>& items) {
+    return items[static_cast<std::size_t>(Between(0, static_cast<int>(Count) - 1))];
   }
 
  private:

@@ -51,7 +51,7 @@ std::string FaultRow(std::string_view label,
                      bool withColours) {
   std::string line = Row(label, Grouped(count));
   if (count > 0) {
-    line = Coloured(withColours, kRed, std::move(line));
+    line = Coloured(withColours, kRed, line);
   }
   return line.append("   ").append(meaning) + '\n';
 }
