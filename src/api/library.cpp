@@ -4,8 +4,10 @@
 #include <new>
 
 #include "api/global_aggregates.h"
+#include "config/config_loader.h"
 #include "config/server_urls.h"
 #include "platform/static_lock.h"
+#include "streams/cache_file_name.h"
 
 namespace Tav {
 
@@ -46,7 +48,9 @@ void ResetLibrary() {
   state.versionQualifier = std::string();
   state.aggregates.reset();
   SetUseInternalUrls(false);
-  state.switches = DebugSwitches();
+  SetCacheDevelopmentMode(false);
+  SetCacheInternalMode(false);
+  SetHostConfigUrl({});
   state.testFlag = false;
   state.maxTraceItems = kDefaultMaxTraceItems;
 }

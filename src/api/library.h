@@ -18,13 +18,6 @@ struct GlobalAggregates;
 
 inline constexpr int kDefaultMaxTraceItems = 50;
 
-// Modes in which records on disk are kept apart from those of ordinary runs. The choice of servers
-// that goes with each stands in config/server_urls.h.
-struct DebugSwitches {
-  bool developmentCache = false;
-  bool internalCache = false;
-};
-
 struct Library {
   LibraryConfig config;
   std::atomic<SessionManager*> sessionManager{nullptr};  // null: not initialised
@@ -34,7 +27,6 @@ struct Library {
   void* lineSink = nullptr;
   std::string versionQualifier;
   std::unique_ptr<GlobalAggregates> aggregates;  // null until first use
-  DebugSwitches switches;
   bool testFlag = false;
   int maxTraceItems = kDefaultMaxTraceItems;
 

@@ -12,6 +12,7 @@
 #include "config/server_urls.h"
 #include "platform/process.h"
 #include "session/session_manager.h"
+#include "storage/persistent_storage.h"
 #include "util/arena.h"
 #include "util/block_pool.h"
 #include "util/logger.h"
@@ -126,6 +127,9 @@ int Initialize(const char* productName,
   library.config.productName = std::move(name);
   library.config.productVersion = std::move(version);
   library.config.optOut = optOut;
+  if (!library.config.cacheDirectory.empty()) {
+    PersistentStorage::SetAlternatePSDirectory(library.config.cacheDirectory);
+  }
   TAV_DEBUG(
       "TavInitialize. Name: %s, Ver: %s, FullVer: %s, Lang: %d, Optout: %d, Pid: %d, CpuId: %d, "
       "Tid: %ld",
@@ -153,6 +157,10 @@ void Terminate() {
     TAV_DEBUG("TavTerminate called with no manager defined");
   }
   ReleaseEventMemory();
+  // The folder was chosen for this initialisation, as everything else that is reset now.
+  if (!library.config.cacheDirectory.empty()) {
+    PersistentStorage::SetAlternatePSDirectory({});
+  }
   ResetLibrary();
   CloseLogger();
 }

@@ -13,6 +13,7 @@
 #include "api/library.h"
 #include "config/server_urls.h"
 #include "platform/directory.h"
+#include "streams/cache_file_name.h"
 #include "util/hash.h"
 #include "util/logger.h"
 
@@ -162,14 +163,14 @@ void TAV_CALL TavSetStateFlags(int first, int second) {
   Boundary([&] {
     GetLibrary().config.noImpliedRecords = first != 0;
     SetUseInternalUrls(second != 0);
-    GetLibrary().switches.internalCache = second != 0;
+    SetCacheInternalMode(second != 0);
   });
 }
 
 void TAV_CALL TavSetDebugFlags(int enable) {
   Boundary([&] {
     SetUseDevelopmentUrls(enable != 0);
-    GetLibrary().switches.developmentCache = enable != 0;
+    SetCacheDevelopmentMode(enable != 0);
   });
 }
 

@@ -96,14 +96,14 @@ void ConfigManager::LoadFromStorage(PersistentStorage* storage) {
   }
 }
 
-void ConfigManager::ParseSettings(EnvMap& settings,
+bool ConfigManager::ParseSettings(EnvMap& settings,
                                   std::vector<std::string>& inhibitList,
                                   std::string_view jsonText) const {
   TAV_DEBUG("XM: Parsing config settings");
   const JsonPtr root(json_loadb(jsonText.data(), jsonText.size(), JSON_REJECT_DUPLICATES, nullptr));
   if (!root) {
     LogWarning("Cannot parse json data from server");
-    return;
+    return false;
   }
   const char* name = nullptr;
   json_t* value = nullptr;
@@ -114,6 +114,7 @@ void ConfigManager::ParseSettings(EnvMap& settings,
       ParseSetting(settings, name, value);
     }
   }
+  return json_is_object(root.Get());
 }
 
 bool ConfigManager::IsChanged(const EnvMap& settings,

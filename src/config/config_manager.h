@@ -36,9 +36,9 @@ class ConfigManager {
   // Adds what the open storage holds to the settings and the list. A stored value that is neither
   // text nor number counts as not sent.
   virtual void LoadFromStorage(PersistentStorage* storage);
-  // Adds what the server's answer says to the collections, which are the caller's own. An answer
-  // that is no JSON changes neither.
-  virtual void ParseSettings(EnvMap& settings,
+  // Adds what the server's answer says to the collections, which are the caller's own. False when
+  // it is no JSON object: then neither has changed, and no settings have come.
+  virtual bool ParseSettings(EnvMap& settings,
                              std::vector<std::string>& inhibitList,
                              std::string_view jsonText) const;
   // Whether the pair differs from the manager's own. Of settings only the names are compared: other

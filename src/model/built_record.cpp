@@ -5,13 +5,16 @@
 namespace Tav {
 
 RecordList::RecordList(RecordList&& other) noexcept
-    : head_(std::move(other.head_)), tail_(std::exchange(other.tail_, nullptr)) {}
+    : head_(std::move(other.head_)),
+      tail_(std::exchange(other.tail_, nullptr)),
+      bytes_(std::exchange(other.bytes_, 0)) {}
 
 RecordList& RecordList::operator=(RecordList&& other) noexcept {
   if (this != &other) {
     Clear();
     head_ = std::move(other.head_);
     tail_ = std::exchange(other.tail_, nullptr);
+    bytes_ = std::exchange(other.bytes_, 0);
   }
   return *this;
 }
@@ -26,6 +29,7 @@ size_t RecordList::Count() const {
 
 void RecordList::Append(std::unique_ptr<BuiltRecord> record) {
   BuiltRecord* const last = record.get();
+  bytes_ += record->Size();
   if (tail_ == nullptr) {
     head_ = std::move(record);
   } else {
@@ -37,6 +41,7 @@ void RecordList::Append(std::unique_ptr<BuiltRecord> record) {
 std::unique_ptr<BuiltRecord> RecordList::TakeFirst() {
   std::unique_ptr<BuiltRecord> first = std::move(head_);
   if (first != nullptr) {
+    bytes_ -= first->Size();
     head_ = std::move(first->next);
     if (head_ == nullptr) {
       tail_ = nullptr;

@@ -28,6 +28,8 @@ class RecordList {
   // True when there is one record and no more.
   bool HasOne() const { return head_ != nullptr && head_->next == nullptr; }
   size_t Count() const;
+  // The sum of the sizes.
+  int64_t Bytes() const { return bytes_; }
 
   void Append(std::unique_ptr<BuiltRecord> record);
   // Null when empty.
@@ -37,6 +39,7 @@ class RecordList {
  private:
   std::unique_ptr<BuiltRecord> head_;
   BuiltRecord* tail_ = nullptr;
+  int64_t bytes_ = 0;
 };
 
 }  // namespace Tav

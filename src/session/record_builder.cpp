@@ -88,7 +88,9 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pe
   std::unique_ptr<BuiltRecord> record = data.Serialize();
   if (record == nullptr) {
     LogWarning("SM: Oops, could not convert json object to a string");
+    return nullptr;
   }
+  changed_.app = false;  // a record that failed has told nobody
   return record;
 }
 
@@ -99,7 +101,6 @@ size_t RecordBuilder::BeginData(JsonData& data) {
       TAV_TRACE("SM: BeginData: Adding product data");
       size += AddProductEnvironment(data);
     }
-    changed_.app = false;
   }
   return size;
 }

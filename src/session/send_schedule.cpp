@@ -1,6 +1,7 @@
 #include "session/send_schedule.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "util/logger.h"
 
@@ -12,11 +13,19 @@ constexpr int64_t kLongestTimeout = 86400;
 // The wait after a successful send when the interval itself gives none.
 constexpr int64_t kShortestInterval = 300;
 
+// Settings or a host that ask for no wait at all must not turn a failure into a busy loop.
+constexpr int kShortestRetry = 1;
+
 using LongLong = long long;  // what "%lld" takes
+
+// What "%d" takes.
+int ForLog(int64_t bytes) {
+  return static_cast<int>(std::min<int64_t>(bytes, std::numeric_limits<int>::max()));
+}
 
 }  // namespace
 
-void SendSchedule::SetInitialWaitTime(int64_t now, int cacheSize, int64_t oldestCached) {
+void SendSchedule::SetInitialWaitTime(int64_t now, int64_t cacheSize, int64_t oldestCached) {
   if (cacheSize < 1) {
     if (!tuning_.persistentInterval) {
       waitTime_ = 0;
@@ -106,18 +115,18 @@ void SendSchedule::OnAppChanged(int64_t now) {
 }
 
 bool SendSchedule::CheckSendThreshold(Backlog backlog) {
-  if (failures_ != 0) {
+  if (failures_ != 0 || NeverSends()) {
     return false;
   }
-  const int total = backlog.memory + backlog.cache;
+  const int64_t total = backlog.memory + backlog.cache;
   TAV_TRACE("SM: CheckSendThreshold. TotalSize = %d (memory = %d, cache = %d), sendThreshold = %d",
-            total, backlog.memory, backlog.cache, tuning_.sendThreshold);
+            ForLog(total), ForLog(backlog.memory), ForLog(backlog.cache), tuning_.sendThreshold);
   if (total < tuning_.sendThreshold) {
     return false;
   }
   TAV_DEBUG(
       "SM: Reached send threshold. TotalSize = %d (memory = %d, cache = %d), sendThreshold = %d",
-      total, backlog.memory, backlog.cache, tuning_.sendThreshold);
+      ForLog(total), ForLog(backlog.memory), ForLog(backlog.cache), tuning_.sendThreshold);
   StartSendingNow();
   return true;
 }
@@ -131,11 +140,14 @@ void SendSchedule::OnSent(int64_t now) {
   waitTime_ = now + (tuning_.sendInterval < 1 ? kShortestInterval : tuning_.sendInterval);
   sendNow_ = false;
   memoryFlushTime_ = 0;
+  flushFailed_ = false;
   failures_ = 0;
 }
 
 void SendSchedule::OnSendFailure(int64_t now) {
-  waitTime_ = now + tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_;
+  waitTime_ = now + std::max<int64_t>(tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
+                                      kShortestRetry);
+  sendNow_ = false;  // it would override the wait at the next activity
   if (memoryFlushTime_ == 0) {
     memoryFlushTime_ = now + tuning_.flushInterval;
   }
@@ -152,6 +164,13 @@ void SendSchedule::OnSendDone() {
 void SendSchedule::OnFlushed() {
   memoryFlushTime_ = 0;
   flushExpired_ = false;
+  flushFailed_ = false;
+}
+
+void SendSchedule::OnFlushFailed(int64_t now) {
+  memoryFlushTime_ = now + std::max(tuning_.flushInterval, kShortestRetry);
+  flushExpired_ = false;
+  flushFailed_ = true;
 }
 
 }  // namespace Tav

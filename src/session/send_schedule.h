@@ -22,14 +22,14 @@ class SendSchedule {
 
   // The bytes that wait to be sent.
   struct Backlog {
-    int memory = 0;
-    int cache = 0;
+    int64_t memory = 0;
+    int64_t cache = 0;
   };
 
   void Tune(const Tuning& tuning) { tuning_ = tuning; }
 
   // Once, when the thread begins to process. `oldestCached` is the oldest cache time stamp.
-  void SetInitialWaitTime(int64_t now, int cacheSize, int64_t oldestCached);
+  void SetInitialWaitTime(int64_t now, int64_t cacheSize, int64_t oldestCached);
 
   // Seconds until the earliest armed timer, at most a day.
   int ComputeTimeout(int64_t now) const;
@@ -44,7 +44,8 @@ class SendSchedule {
   void ArmPause(int64_t now) { pauseTime_ = now + tuning_.pauseInterval; }
 
   // True when the threshold is reached, which then overrides every timer. Never while a failure
-  // backs off.
+  // backs off, nor when nothing is ever sent: the timers are all that brings records to the cache
+  // then.
   bool CheckSendThreshold(Backlog backlog);
   // Whether the regular schedule lets records go now.
   bool IsDue(bool suspended) const;
@@ -54,8 +55,12 @@ class SendSchedule {
   // After either of them.
   void OnSendDone();
   void OnFlushed();
+  // Records stay in memory: they are flushed again when the flush interval has passed, not before.
+  void OnFlushFailed(int64_t now);
 
   bool FlushExpired() const { return flushExpired_; }
+  // Whether the last flush left records in memory.
+  bool FlushFailed() const { return flushFailed_; }
   bool SendNow() const { return sendNow_; }
   int Failures() const { return failures_; }
   bool NeverSends() const { return tuning_.sendInterval < 0; }
@@ -72,6 +77,7 @@ class SendSchedule {
   int64_t memoryFlushTime_ = 0;  // when records in memory go to the cache
   int64_t pauseTime_ = 0;        // until when sending is held back after activity
   bool flushExpired_ = false;
+  bool flushFailed_ = false;
   bool sendNow_ = false;
   int failures_ = 0;  // failed sends in a row
 };

@@ -1,9 +1,11 @@
-// How records are built, sent and, at the end, accounted for.
+// How records are built, sent, stored and taken back from the cache.
 #include <utility>
 
 #include "platform/clock.h"
 #include "session/send_statistics.h"
 #include "session/session_manager.h"
+#include "streams/gzip_stream.h"
+#include "streams/memory_stream.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
 
@@ -11,20 +13,35 @@ namespace Tav {
 
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
-
-// Records have no place to go but memory until they are sent. This many times the size at which
-// they would go to disk is kept before the oldest are given up.
+// Records that the cache cannot take stay in memory. This many times the size at which they would
+// go to disk is kept before the oldest are given up.
 constexpr int kMemoryBoundFactor = 16;
+
+// Damage in the cache does not show in its chunks' marks. A gateway would refuse such a record for
+// ever, and with it all that wait behind it.
+bool IsWhole(const BuiltRecord& record) {
+  MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
+  GZipInputStream gzip(&bytes);
+  uint8_t text[4096];
+  while (gzip.Read(text, sizeof text) == sizeof text) {
+  }
+  return gzip.Complete();
+}
 
 }  // namespace
 
 bool SessionManager::IsSendDue() {
-  schedule_.CheckSendThreshold(Waiting());
+  // While nothing may be sent, a threshold that is reached must not disarm the flush timer.
+  const auto checkThreshold = [this] {
+    if (!suspended_) {
+      schedule_.CheckSendThreshold(Waiting());
+    }
+  };
+  checkThreshold();
   bool due = schedule_.IsDue(suspended_);
   ProcessEventList(due || schedule_.FlushExpired());
   if (!schedule_.SendNow()) {
-    schedule_.CheckSendThreshold(Waiting());
+    checkThreshold();
     due = schedule_.IsDue(suspended_);
     if (schedule_.SendNow()) {
       ProcessEventList(due || schedule_.FlushExpired());
@@ -46,43 +63,51 @@ void SessionManager::ProcessEventList(bool all) {
       return;
     }
     if (std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_)) {
-      totalMemoryUsed_ += record->Size();
       records_.Append(std::move(record));
-      TAV_TRACE("SM: ProcessEventList: jsonRec added: totalMemoryUsed = %d", totalMemoryUsed_);
+      TAV_TRACE("SM: ProcessEventList: jsonRec added: totalMemoryUsed = %d",
+                static_cast<int>(records_.Bytes()));
     }
   } while (!pending_.Empty());
 }
 
+// What the cache cannot take stays in memory: a full disk or a broken cache is no licence to drop.
 void SessionManager::FlushToCache() {
   schedule_.OnFlushed();
-  BoundMemory();
+  if (records_.Empty()) {
+    return;
+  }
+  TAV_DEBUG("SM: Flushing records to cache");
+  if (cache_ == nullptr || !cache_->Append(records_)) {
+    cacheWriteFailed_ = true;
+    schedule_.OnFlushFailed(CurrentTime());
+    BoundMemory();
+  }
 }
 
 void SessionManager::BoundMemory() {
   const int64_t bound = int64_t{maxMemorySize_} * kMemoryBoundFactor;
   int count = 0;
-  int bytes = 0;
-  while (totalMemoryUsed_ > bound && !records_.Empty()) {
-    const int size = records_.TakeFirst()->Size();
-    totalMemoryUsed_ -= size;
-    bytes += size;
+  int64_t bytes = 0;
+  while (records_.Bytes() > bound) {
+    bytes += records_.TakeFirst()->Size();
     ++count;
   }
   if (count > 0) {
-    LogWarning("SM: Memory bound reached. Dropped the %d oldest records (%d bytes)", count, bytes);
+    LogWarning("SM: Memory bound reached. Dropped the %d oldest records (%d bytes)", count,
+               static_cast<int>(bytes));
   }
 }
 
 bool SessionManager::NearFinalTermination() const {
   const int64_t deadline = finalDeadline_.load(std::memory_order_acquire);
-  return deadline != 0 && CurrentTime() >= deadline;
+  return deadline != 0 && Platform::MonotonicMilliseconds() >= deadline;
 }
 
 bool SessionManager::SendToServer() {
   if (disabled_) {
     return false;
   }
-  if (records_.Empty()) {
+  if (records_.Empty() && CacheSize() == 0) {
     TAV_DEBUG("SM: SendToServer: nothing to send");
     return true;
   }
@@ -93,8 +118,8 @@ bool SessionManager::SendToServer() {
   const bool sent = SendAllRecords();
   const int64_t now = CurrentTime();
   if (sent) {
-    PersistAppStatusChanges();
-    lastServerAccessTime_.store(now / kSecondsPerDay, std::memory_order_relaxed);
+    status_.PersistAppStatusChanges();
+    status_.PersistLastServerAccessTime(now);
     schedule_.OnSent(now);
   } else {
     schedule_.OnSendFailure(now);
@@ -107,7 +132,7 @@ bool SessionManager::SendAllRecords() {
   TAV_NOTE("SM: Connecting to server");
   bool sent = false;
   if (sender_->Open() == 0) {
-    sent = SendRecords();
+    sent = SendOnConnection();
   } else {
     LogWarning("SM: Send data to server: Server connection failed");
     TAV_NOTE("SM: Sending no records");
@@ -116,8 +141,17 @@ bool SessionManager::SendAllRecords() {
   return sent;
 }
 
+// Records are taken out of the cache only for a server that answers.
+bool SessionManager::SendOnConnection() {
+  if (records_.Empty() && sender_->Send(nullptr, 0, false) != 0) {
+    TAV_NOTE("SM: Sending no records");
+    return false;
+  }
+  return SendRecords();
+}
+
 bool SessionManager::SendRecords() {
-  while (!records_.Empty()) {
+  while (!records_.Empty() || LoadCacheRecords()) {
     if (NearFinalTermination()) {
       LogWarning("SM: Send cancelled due to being too close to final termination");
       return false;
@@ -131,59 +165,44 @@ bool SessionManager::SendRecords() {
   return true;
 }
 
+// One cache file at a time: while records are in memory, a crash loses them. False when there are
+// none.
+bool SessionManager::LoadCacheRecords() {
+  RecordList loaded;
+  do {
+    if (cache_ == nullptr) {
+      return false;
+    }
+    cache_->LoadOldest(loaded);
+    if (loaded.Empty()) {
+      return false;
+    }
+    TAV_DEBUG("SM: Found cache records");
+    while (std::unique_ptr<BuiltRecord> record = loaded.TakeFirst()) {
+      if (IsWhole(*record)) {
+        records_.Append(std::move(record));
+      } else {
+        LogWarning("SM: Dropped a damaged record of %d bytes from the cache", record->Size());
+      }
+    }
+  } while (records_.Empty());
+  return true;
+}
+
 bool SessionManager::SendRecord() {
   const BuiltRecord& record = *records_.First();
   const int size = record.Size();
   const int64_t start = Platform::MonotonicMilliseconds();
-  const bool sent =
-      sender_->Send(record.bytes.data(), static_cast<uint32_t>(size), records_.HasOne()) == 0;
+  const bool sent = sender_->Send(record.bytes.data(), static_cast<uint32_t>(size),
+                                  records_.HasOne() && CacheSize() == 0) == 0;
   CountSend(size, Platform::MonotonicMilliseconds() - start);
   if (!sent) {
     LogWarning("SM: SendRecord: Send of record failed");
     return false;
   }
   records_.TakeFirst();
-  totalMemoryUsed_ -= size;
   TAV_TRACE("SM: SendRecord: Record sent");
   return true;
-}
-
-// Nothing is stored yet: that the changes were sent is remembered for this run.
-void SessionManager::PersistAppStatusChanges() {
-  if (changed_.productEnvironment) {
-    product_.OnSent();
-    changed_.productEnvironment = false;
-    changed_.productDataPersisted = true;
-  }
-  changed_.client = false;
-}
-
-void SessionManager::ProcessTermination() {
-  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  ProcessEventList(true);
-  if (!schedule_.NeverSends()) {
-    const int64_t now = CurrentTime();
-    if (!schedule_.PersistentInterval()) {
-      TAV_DEBUG("SM: ProcessTermination: Sending data to server.");
-      SendToServer();
-    } else {
-      using LongLong = long long;
-      TAV_DEBUG("SM: ProcessTermination: persistent interval enabled. Now = %lld, waitTime = %lld",
-                LongLong{now}, LongLong{schedule_.WaitTime()});
-      if (schedule_.WaitTime() <= now) {
-        TAV_DEBUG("SM: ProcessTermination: persistent interval is over. Sending data to server.");
-        SendToServer();
-      } else if (schedule_.CheckSendThreshold(Waiting())) {
-        TAV_DEBUG(
-            "SM: ProcessTermination: send threshold has been reached. Sending data to server.");
-        SendToServer();
-      }
-    }
-  }
-  if (!records_.Empty()) {
-    LogWarning("SM: %d records (%d bytes) were not sent and are lost with the process",
-               static_cast<int>(records_.Count()), totalMemoryUsed_);
-  }
 }
 
 }  // namespace Tav

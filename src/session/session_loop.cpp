@@ -10,11 +10,12 @@ namespace Tav {
 
 void SessionManager::Main() {
   TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  CheckAppStatus();
-  TAV_DEBUG("SM: Endpt: %s", endpointId_.c_str());
-  overheadEstimate_ = builder_.OverheadEstimate();
-  if (changed_.app) {
-    schedule_.ArmPause(CurrentTime());
+  // Without memory for its own start the engine still answers hosts and keeps the rules of the end.
+  try {
+    StartUp();
+  } catch (const std::bad_alloc&) {
+    LogError("SM: Out of memory");
+    disabled_ = true;
   }
   ProcessData();
   ProcessTermination();
@@ -23,7 +24,8 @@ void SessionManager::Main() {
 
 void SessionManager::ProcessData() {
   TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  schedule_.SetInitialWaitTime(CurrentTime(), 0, 0);
+  schedule_.SetInitialWaitTime(CurrentTime(), CacheSize(),
+                               cache_ == nullptr ? 0 : cache_->OldestTime());
   while (!terminating_) {
     // Memory that ran out for one record or one event must not end the thread that all later ones
     // depend on.
@@ -54,9 +56,13 @@ void SessionManager::ProcessTurn() {
   }
   if (schedule_.FlushExpired()) {
     TAV_DEBUG("SM: Flushing records to disk (memory flush timer expires)");
-  } else if (totalMemoryUsed_ > maxMemorySize_) {
+  } else if (records_.Bytes() > maxMemorySize_) {
+    if (schedule_.FlushFailed()) {
+      BoundMemory();
+      return;
+    }
     TAV_DEBUG("SM: Flushing records to disk (memory full): total mem used = %d, max mem sz = %d",
-              totalMemoryUsed_, maxMemorySize_);
+              static_cast<int>(records_.Bytes()), maxMemorySize_);
   } else {
     return;
   }
@@ -167,6 +173,9 @@ void SessionManager::OnCommit() {
   commitResult_ = 1;
   ProcessEventList(true);
   commitResult_ = SendToServer() ? 0 : 1;
+  if (std::exchange(cacheWriteFailed_, false)) {
+    commitResult_ = 2;
+  }
   TAV_DEBUG("SM: Commit. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   WakeReady();
   TAV_DEBUG("SM: Commit done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
@@ -184,9 +193,10 @@ void SessionManager::OnProductEnv(const TavValue_s& value) {
 
 void SessionManager::OnPullData() {
   ProcessEventList(true);
-  if (handOver_.empty() && !records_.Empty()) {
+  // A block that no host has taken yet, for want of memory, goes first.
+  if (handOver_.empty() && (!records_.Empty() || LoadCacheRecords())) {
     handOver_ = ToDataBlock(*records_.First());
-    totalMemoryUsed_ -= records_.TakeFirst()->Size();
+    records_.TakeFirst();
   }
   TAV_DEBUG("SM: Record pulled. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   WakeReady();
@@ -199,8 +209,9 @@ void SessionManager::OnPushData() {
   pushed_.clear();
   if (record == nullptr) {
     LogWarning("SM: PushData: rejecting data that is no record (%s)", reason.c_str());
+  } else if (config_.optOut) {
+    LogWarning("SM: PushData: rejecting a record because of the opt-out");
   } else {
-    totalMemoryUsed_ += record->Size();
     records_.Append(std::move(record));
   }
   TAV_DEBUG("SM: Record pushed. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);

@@ -1,12 +1,14 @@
 // The host side: what runs on the hosts' threads.
 #include "session/session_manager.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <utility>
 
 #include "model/event_size.h"
+#include "platform/clock.h"
 #include "session/record_keys.h"
 #include "session/session_id.h"
 #include "util/hash.h"
@@ -18,6 +20,9 @@ namespace Tav {
 namespace {
 
 constexpr int kCannotStartThread = 4;
+constexpr int kMillisecondsPerSecond = 1000;
+// Seconds of the terminate time in which nothing is sent any more: what is left goes to the disk.
+constexpr int kTimeToStore = 1;
 
 // A customer without a user id still has users that can be told from another customer's.
 void CompleteUserId(LibraryConfig& config) {
@@ -59,7 +64,9 @@ SessionManager::SessionManager(LibraryConfig config)
       maxEventSize_(config_.maxEventSize < 1 ? EventSize::kDefaultMaximum : config_.maxEventSize),
       queue_(*this),
       product_(config_.productName, config_.productVersion, config_.productValues.get()),
-      builder_(product_, changed_) {
+      builder_(product_, changed_),
+      settings_(product_.GetName(), product_.GetVersion(), product_.GetPlatform()),
+      status_(product_, settings_, changed_) {
   TAV_DEBUG("SM: ctor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   CompleteUserId(config_);
   TraceProductValues(config_.productValues.get());
@@ -224,7 +231,7 @@ long SessionManager::GetLastServerAccessTime() {
   const bool asked = Ask(ItemCode::Sync);
   TAV_DEBUG("SM: GetLastServerAccessTime. Waiting...Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   Await(asked);
-  const auto day = static_cast<long>(lastServerAccessTime_.load(std::memory_order_relaxed));
+  const auto day = static_cast<long>(status_.LastServerAccessTime());
   TAV_DEBUG(
       "SM: GetLastServerAccessTime. Waiting done. lastServerAccessTime: %ld, Pid: %d, CpuId: %d, "
       "Tid: %ld",
@@ -238,7 +245,7 @@ long SessionManager::GetLastActiveTime() {
   const bool asked = Ask(ItemCode::Sync);
   TAV_DEBUG("SM: GetLastActiveTime. Waiting...Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   Await(asked);
-  const auto day = static_cast<long>(lastActiveTime_.load(std::memory_order_relaxed));
+  const auto day = static_cast<long>(status_.LastActiveTime());
   TAV_DEBUG(
       "SM: GetLastActiveTime. Waiting done. lastActiveTime: %ld, Pid: %d, CpuId: %d, Tid: %ld", day,
       TAV_WHERE);
@@ -273,9 +280,20 @@ void SessionManager::Stop() {
   }
   impliedOpen_.store(false, std::memory_order_release);
   const int terminateTime = terminateTime_.load(std::memory_order_relaxed);
+  SetFinalDeadline(Platform::MonotonicMilliseconds() +
+                   std::max(terminateTime - kTimeToStore, 0) * kMillisecondsPerSecond);
   queue_.AddItem(std::move(termItem_), Urgency::Now);
-  finalDeadline_.store(CurrentTime() + terminateTime - 1, std::memory_order_release);
-  Join(terminateTime * 1000);
+  Join(terminateTime * kMillisecondsPerSecond);
+}
+
+// A request that is on its way to a server that does not answer is given up at that moment, so that
+// its record still goes to the cache.
+void SessionManager::SetFinalDeadline(int64_t monotonicMilliseconds) {
+  const std::lock_guard guard(senderLock_);
+  finalDeadline_.store(monotonicMilliseconds, std::memory_order_release);
+  if (sender_ != nullptr) {
+    sender_->LimitTo(monotonicMilliseconds);
+  }
 }
 
 }  // namespace Tav

@@ -12,9 +12,11 @@
 #include <string>
 #include <string_view>
 
+#include "config/config_loader.h"
 #include "config/config_manager.h"
 #include "model/built_record.h"
 #include "model/library_config.h"
+#include "session/app_status.h"
 #include "session/event_rate.h"
 #include "session/pending_events.h"
 #include "session/record_builder.h"
@@ -22,7 +24,8 @@
 #include "session/thread.h"
 #include "session/work_queue.h"
 #include "storage/product_info.h"
-#include "transport/data_sender.h"
+#include "streams/cache_manager.h"
+#include "transport/carrier_data_sender.h"
 
 struct TavEvent_s;
 struct TavValue_s;
@@ -80,8 +83,10 @@ class SessionManager final : public Thread {
   void Queue(ItemCode code);
   bool Ask(ItemCode code);
   void Await(bool asked);
+  void SetFinalDeadline(int64_t monotonicMilliseconds);
 
   // The loop.
+  void StartUp();
   void ProcessData();
   void ProcessTurn();
   void ProcessItems(WorkList items, int64_t now);
@@ -96,8 +101,11 @@ class SessionManager final : public Thread {
   // Start-up.
   void CheckAppStatus();
   void ApplySettings();
-  void LogBanner(const SendSchedule::Tuning& tuning, int maxCacheFiles) const;
+  void LogBanner(const SendSchedule::Tuning& tuning) const;
+  void UpdateSender(std::string url);
   void UpdateServer();
+  void StartConfigLoader();
+  void OpenCache();
 
   // Delivery.
   bool IsSendDue();
@@ -106,12 +114,19 @@ class SessionManager final : public Thread {
   void BoundMemory();
   bool SendToServer();
   bool SendAllRecords();
+  bool SendOnConnection();
   bool SendRecords();
   bool SendRecord();
+  bool LoadCacheRecords();
   bool NearFinalTermination() const;
-  void PersistAppStatusChanges();
+  int64_t CacheSize() const { return cache_ == nullptr ? 0 : cache_->TotalSize(); }
+  SendSchedule::Backlog Waiting() const { return {records_.Bytes(), CacheSize()}; }
+
+  // The end.
   void ProcessTermination();
-  SendSchedule::Backlog Waiting() const { return {totalMemoryUsed_, 0}; }
+  void SendAtTermination();
+  void KeepUnsent();
+  void ApplyFetchedSettings();
 
   // Set before the thread starts, constant afterwards.
   LibraryConfig config_;
@@ -128,30 +143,33 @@ class SessionManager final : public Thread {
   std::string handOver_;                   // a pulled data block on its way to the host
   std::string pushed_;                     // a data block on its way in
   std::atomic<int> terminateTime_{10};     // seconds
-  std::atomic<int64_t> finalDeadline_{0};  // seconds since 1970; 0 for none
-  // Written by the session thread at any time, also while a host reads what it was answered.
-  std::atomic<int64_t> lastServerAccessTime_{0};
-  std::atomic<int64_t> lastActiveTime_{0};
+  std::atomic<int64_t> finalDeadline_{0};  // monotonic milliseconds; 0 for none
+  Platform::Lock senderLock_;              // held to replace the sender, and to set its deadline
+  std::unique_ptr<CarrierDataSender> sender_;
 
   // The session thread's own; what a host reads of it, it reads after its request was answered.
   ProductInfo product_;
   ChangedFlags changed_;
   RecordBuilder builder_;
   ConfigManager settings_;
+  AppStatus status_;
+  std::unique_ptr<CacheManager> cache_;  // null until the thread has looked at the disk
+  ConfigLoaderPtr loader_;               // null when none was started
   SendSchedule schedule_;
   EventRate rate_;
   PendingEvents pending_;
   RecordList records_;
-  std::unique_ptr<DataSender> sender_;
   std::string gatewayUrl_;
   std::string endpointId_;
-  int totalMemoryUsed_ = 0;
   int overheadEstimate_ = 0;
   int maxRecordSize_ = 0;
   int maxMemorySize_ = 0;
+  int maxCacheFiles_ = 0;
+  int maxCacheBytes_ = 0;
   int maxEventsPerMinute_ = 0;
   int maxEventsPerHour_ = 0;
   int commitResult_ = 0;
+  bool cacheWriteFailed_ = false;  // since the last Commit
   bool terminating_ = false;
   bool suspended_ = false;
   bool suspendedForTermination_ = false;

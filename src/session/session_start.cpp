@@ -1,10 +1,13 @@
 // What the session thread does before it looks at its first item.
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 #include "config/server_urls.h"
 #include "session/session_manager.h"
 #include "util/logger.h"
+#include "util/storage_directory.h"
+#include "util/time_stamp.h"
 #include "util/version.h"
 
 namespace Tav {
@@ -17,14 +20,50 @@ constexpr int kLongestTerminateTime = 3600;
 
 }  // namespace
 
+void SessionManager::StartUp() {
+  CheckAppStatus();
+  TAV_DEBUG("SM: Endpt: %s", endpointId_.c_str());
+  OpenCache();
+  overheadEstimate_ = builder_.OverheadEstimate();
+  if (changed_.app && cache_->FileCount() == 0) {
+    schedule_.ArmPause(CurrentTime());
+  }
+}
+
 void SessionManager::CheckAppStatus() {
-  TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  changed_.productEnvironment = product_.IsChanged();
-  changed_.app = changed_.productEnvironment || changed_.client;
-  TAV_DEBUG("SM: App changed: %d (prodEnv: %d, cli: %d, ep: %d)", changed_.app,
-            changed_.productEnvironment, changed_.client, 0);
+  status_.Load();
   ApplySettings();
   UpdateServer();
+  TAV_DEBUG("SM: Loading PS timestamps...");
+  if (status_.LoadTimestamp(CurrentTime())) {
+    TAV_DEBUG("SM: Config stamp update. Starting loader");
+    StartConfigLoader();
+  } else {
+    TAV_DEBUG("SM: Config stamp unchanged");
+  }
+}
+
+void SessionManager::StartConfigLoader() {
+  loader_ = CreateConfigLoader(product_.GetName(), product_.GetVersion(), product_.GetPlatform());
+  if (!loader_->Run()) {
+    loader_.reset();
+  }
+}
+
+// Finds what earlier runs have left. An opted-out product lets none of it go out any more.
+void SessionManager::OpenCache() {
+  cache_ = std::make_unique<CacheManager>(GetStorageDirectory(), product_.GetName(),
+                                          product_.GetVersion(), maxCacheFiles_, maxCacheBytes_);
+  cache_->ScanFiles(config_.persistentInterval);
+  if (!config_.optOut) {
+    return;
+  }
+  TAV_DEBUG("SM: In opt-out mode. Deleting cache...");
+  cache_->DeleteAll();
+  if (!product_.IsPendingOptOutCleared()) {
+    TAV_DEBUG("SM: In opt-out mode with pending opt-out in PS. Clearing it...");
+    status_.ClearPendingOptOut();
+  }
 }
 
 // A server that the product data has never been sent to needs all of it.
@@ -50,7 +89,9 @@ void SessionManager::ApplySettings() {
   tuning.pauseInterval = tuned(config_.pauseInterval, "pause_time", 1);
   maxRecordSize_ = tuned(config_.maxRecordSize, "max_record_size", 511800);
   maxMemorySize_ = tuned(config_.maxMemorySize, "max_memory_size", 2097152);
-  const int maxCacheFiles = tuned(config_.cacheSize, "max_cache_size", 50);
+  maxCacheFiles_ = std::max(tuned(config_.cacheSize, "max_cache_size", 50), 1);
+  maxCacheBytes_ = config_.maxCacheBytes < 1 ? static_cast<int>(CacheManager::kDefaultMaxFileSize)
+                                             : config_.maxCacheBytes;
   tuning.sendThreshold = tuned(config_.sendThreshold, "send_threshold", 1048576);
   terminateTime_.store(
       std::clamp(settings_.GetNumber("terminate_time", 10), 0, kLongestTerminateTime),
@@ -64,9 +105,8 @@ void SessionManager::ApplySettings() {
   // A host that wants no pause after activity is not made to wait for lingering either.
   queue_.SetLinger(std::clamp(tuning.pauseInterval, 0, 1) * kLongestLinger);
 
-  gatewayUrl_ = ChooseUrl({}, kGatewayUrlVariable, settings_.GetString("gateway", ""),
-                          kGatewayUrls.external, kGatewayUrls.internal, kGatewayUrls.development);
-  sender_ = CreateDataSender(gatewayUrl_);
+  UpdateSender(ChooseUrl({}, kGatewayUrlVariable, settings_.GetString("gateway", ""),
+                         kGatewayUrls.external, kGatewayUrls.internal, kGatewayUrls.development));
   disabled_ = settings_.GetNumber("disabled", 0) != 0;
   if (disabled_) {
     TAV_DEBUG("SM: Analytics disabled due to settings");
@@ -74,10 +114,21 @@ void SessionManager::ApplySettings() {
     disabled_ = true;
     LogWarning("SM: Disabling due to bad dataSender");
   }
-  LogBanner(tuning, maxCacheFiles);
+  LogBanner(tuning);
 }
 
-void SessionManager::LogBanner(const SendSchedule::Tuning& tuning, int maxCacheFiles) const {
+void SessionManager::UpdateSender(std::string url) {
+  gatewayUrl_ = std::move(url);
+  auto sender = std::make_unique<CarrierDataSender>(
+      [target = gatewayUrl_] { return CreateDataSender(target); });
+  const std::lock_guard guard(senderLock_);
+  sender_ = std::move(sender);
+  if (const int64_t deadline = finalDeadline_.load(std::memory_order_relaxed); deadline != 0) {
+    sender_->LimitTo(deadline);
+  }
+}
+
+void SessionManager::LogBanner(const SendSchedule::Tuning& tuning) const {
   TAV_NOTE(
       "\n    ------------------------------------------"
       "\n    ANALYTICS SDK VERSION:          %s"
@@ -96,7 +147,7 @@ void SessionManager::LogBanner(const SendSchedule::Tuning& tuning, int maxCacheF
       "\n    ------------------------------------------",
       kLibraryVersion, product_.GetName().c_str(), product_.GetVersion().c_str(),
       gatewayUrl_.c_str(), tuning.persistentInterval, tuning.sendInterval, tuning.sendThreshold,
-      maxCacheFiles, maxMemorySize_, tuning.flushInterval, tuning.pauseInterval, maxRecordSize_,
+      maxCacheFiles_, maxMemorySize_, tuning.flushInterval, tuning.pauseInterval, maxRecordSize_,
       maxEventSize_);
   TAV_DEBUG("SM: CustID: %s, UserID: %s, ProdCtx: %s, ProdComp: %s\n", config_.customerId.c_str(),
             config_.userId.c_str(), config_.productContext.c_str(),

@@ -6,9 +6,6 @@
 #include "platform/directory.h"
 #include "platform/static_lock.h"
 #include "storage/storage_keys.h"
-#include "streams/buffered_stream.h"
-#include "streams/json_stream.h"
-#include "streams/tav_file_stream.h"
 #include "util/logger.h"
 #include "util/storage_directory.h"
 
@@ -20,7 +17,6 @@ using namespace StorageKeys;
 
 constexpr std::string_view kMainFileName = "TavData";
 constexpr std::string_view kTimestampsPrefix = "Ts";
-constexpr size_t kStorageJsonFlags = JSON_INDENT(4) | JSON_ENSURE_ASCII;
 
 // Made when it is first set and never destroyed, as all process-wide state of the library.
 constinit std::string* alternateName = nullptr;
@@ -110,36 +106,17 @@ bool PersistentStorage::OpenDocument(bool timestamps, bool update) {
     LogError("PS: Open (update: %d): Could not form PS spec.", update);
     return false;
   }
-  root_ = ReadDocument(path, update);
+  openError_ = !file_.Open(path);
+  if (!openError_) {
+    root_ = file_.Read(parseError_);
+    if (!update) {
+      file_.Close();
+    }
+  }
   if (!root_) {
     root_ = EmptyDocument();
   }
   return true;
-}
-
-JsonPtr PersistentStorage::ReadDocument(const std::string& path, bool update) {
-  if (!file_.OpenForUpdate(path.c_str())) {
-    openError_ = true;
-    if (file_.LastingFailure()) {
-      LogError("PS: Cannot open PS file");
-    }
-    return JsonPtr();
-  }
-  TavFileInputStream bytes(&file_);
-  BufferedInputStream buffered(&bytes);
-  JsonInputStream json(&buffered);
-  JsonPtr root = json.ReadValue();
-  if (!root) {
-    parseError_ = true;
-    LogWarning("PS: Open: error parsing JSON data for PS: %s", json.ErrorText());
-  } else if (!json_is_array(json_object_get(root.Get(), kProducts))) {
-    TAV_TRACE("PS: Open: Prod array not found");
-    root.Reset();
-  }
-  if (!update) {
-    file_.Close();
-  }
-  return root;
 }
 
 bool PersistentStorage::Close(bool save) {
@@ -148,7 +125,7 @@ bool PersistentStorage::Close(bool save) {
   }
   if (file_.IsOpen()) {
     if (save && root_) {
-      WriteDocument();
+      file_.Write(root_.Get());
     }
     file_.Close();
   }
@@ -161,18 +138,6 @@ bool PersistentStorage::Close(bool save) {
 
 bool PersistentStorage::CloseAndSave() {
   return Close(true);
-}
-
-void PersistentStorage::WriteDocument() {
-  file_.Truncate();  // its failure is the file's, and so the stream's
-  TavFileOutputStream bytes(&file_);
-  BufferedOutputStream buffered(&bytes);
-  JsonOutputStream json(&buffered, kStorageJsonFlags);
-  json.WriteValue(root_.Get());
-  json.Flush();
-  if (json.HasError()) {
-    LogError("PS: %s", json.ErrorText());
-  }
 }
 
 json_t* PersistentStorage::Products() const {
@@ -236,14 +201,9 @@ const std::vector<ProductTriple>& PersistentStorage::GetProducts() {
 bool PersistentStorage::Destroy() {
   for (const bool timestamps : {false, true}) {
     const std::string path = GetPSFileSpec(timestamps);
-    if (path.empty()) {
+    if (path.empty() || !StorageFile::Delete(path)) {
       return false;
     }
-    if (!TavFile::Delete(path.c_str())) {
-      TAV_DEBUG("PS: Could not remove PS file '%s'", path.c_str());
-      return false;
-    }
-    TAV_TRACE("PS file destroyed: %s", path.c_str());
   }
   return true;
 }

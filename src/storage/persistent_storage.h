@@ -3,20 +3,22 @@
 //
 // A storage is opened, read or changed through views (storage/storage_views.h), and closed within
 // one short piece of work. Opened for update it holds the file's lock, and Close writes the
-// document back. Damage never stops anybody: whatever cannot be read opens as an empty document,
-// the log says why, and the next save replaces it. So does a file that somebody else has locked,
-// but then nothing is written.
+// document back; a process that is killed meanwhile leaves the document as it was or as it was
+// written. Damage never stops anybody: whatever cannot be read opens as an empty document, the log
+// says why, and the next save replaces it. So does a file that somebody else keeps locked, but then
+// nothing is written.
 //
 // One storage is used by one thread at a time; any number of them, in any number of processes, may
-// work on the same files. Calls block as the disk does.
+// work on the same files. Calls block as the disk does, an open also for up to some 0.2 seconds
+// while somebody else holds the lock.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "storage/storage_file.h"
 #include "util/json.h"
-#include "util/tav_file.h"
 
 namespace Tav {
 
@@ -46,8 +48,8 @@ class PersistentStorage {
   virtual bool Open(bool update);
   virtual bool OpenTimestamps(bool update);
   // With `save`, a document that was opened for update is written; the log tells of a failure,
-  // after which the file may hold a part of it or nothing. Views are of no use any more. Always
-  // true.
+  // after which the next open finds the old document or the new one, whole. Views are of no use any
+  // more. Always true.
   virtual bool Close(bool save);
   virtual bool CloseAndSave();
   // False when there is no such product.
@@ -57,11 +59,12 @@ class PersistentStorage {
   // All products of the document; a part that is missing is empty. Borrowed until the next call,
   // or Close.
   virtual const std::vector<ProductTriple>& GetProducts();
-  // Deletes both files, missing ones counting as deleted; stops at the first that cannot be. Call
-  // it while nothing is open.
+  // Deletes both files and what interrupted saves left beside them, missing ones counting as
+  // deleted; stops at the first that cannot be. Call it while nothing is open.
   virtual bool Destroy();
-  // Of the last open, until Close: the file holds no JSON value (an empty one does not); it could
-  // not be opened, or somebody else has it locked.
+  // Of the last open, until Close: the file holds no JSON value (an empty one does not), even when
+  // the document could be had from the copy beside it; it could not be opened, or somebody else has
+  // it locked.
   virtual bool HadParseError() const { return parseError_; }
   virtual bool HadOpenError() const { return openError_; }
 
@@ -76,9 +79,6 @@ class PersistentStorage {
 
  private:
   bool OpenDocument(bool timestamps, bool update);
-  // Null unless the file held a usable document.
-  JsonPtr ReadDocument(const std::string& path, bool update);
-  void WriteDocument();
   // The array of products; null when the storage is not open. Borrowed.
   json_t* Products() const;
   // The product's place in the array, or -1.
@@ -90,7 +90,7 @@ class PersistentStorage {
   bool parseError_ = false;
   bool openError_ = false;
   std::vector<ProductTriple> productList_;
-  TavFile file_;  // open between an open for update and Close
+  StorageFile file_;  // open between an open for update and Close
 };
 
 }  // namespace Tav

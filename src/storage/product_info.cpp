@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "storage/product_env_update.h"
 #include "util/json.h"
 #include "util/logger.h"
 
@@ -10,26 +11,22 @@ namespace Tav {
 namespace {
 
 constexpr char kPlatformCode[] = "wntx64";
-constexpr std::string_view kOptOutKey = "std-OptOut";
-
-EnvValue FromJson(const json_t* value) {
-  if (json_is_string(value)) {
-    return EnvValue::String(std::string(JsonStringView(value)));
-  }
-  return json_is_number(value) ? EnvValue::Number(json_number_value(value)) : EnvValue();
-}
-
-// Strings equal byte for byte, reals nearly equal; a JSON integer never equals.
-bool Equals(const EnvValue& stored, const json_t* value) {
-  if (stored.type == EnvType::String) {
-    return json_is_string(value) && JsonStringView(value) == stored.strData;
-  }
-  return json_is_real(value) && stored.type == EnvType::Number &&
-         NearlyEqual(json_real_value(value), stored.numData);
-}
 
 int TypeNumber(const EnvValue& value) {
   return static_cast<int>(value.type);
+}
+
+void TraceEntries(const EnvMap& entries) {
+  for (const auto& [key, value] : entries) {
+    TAV_DEBUG("    key: %s, type: %d, strData: %s, numData: %f", key.c_str(), TypeNumber(value),
+              value.strData.c_str(), value.numData);
+  }
+}
+
+bool Find(const EnvMap* map, std::string_view key, EnvValue& value) {
+  const bool found = map != nullptr && map->contains(key);
+  value = found ? map->find(key)->second : EnvValue();
+  return found;
 }
 
 }  // namespace
@@ -40,17 +37,18 @@ ProductInfo::ProductInfo(std::string name, std::string version, const PendingPro
       platform_(kPlatformCode),
       optOut_("false") {
   if (values != nullptr) {
+    fullEnv_ = std::make_unique<EnvMap>();
     for (const auto& [key, pending] : *values) {
       if (pending.payload) {
         EnvChanges changes;
-        UpdateListOrMap(key, pending.isMap, fullEnv_, pending.payload.Get(), changes);
+        UpdateListOrMap(key, pending.isMap, *fullEnv_, pending.payload.Get(), changes);
       } else {
-        fullEnv_[key] = pending.value;
+        (*fullEnv_)[key] = pending.value;
       }
     }
   }
   EnvValue optOut;
-  if (FindEnvValue(kOptOutKey, optOut) && optOut.type == EnvType::String) {
+  if (Find(fullEnv_.get(), kOptOutKey, optOut) && optOut.type == EnvType::String) {
     optOut_ = optOut.strData;
   }
 }
@@ -62,20 +60,7 @@ void ProductInfo::SetServer(std::string url) {
 }
 
 bool ProductInfo::FindEnvValue(std::string_view key, EnvValue& value) const {
-  const auto found = fullEnv_.find(key);
-  value = found == fullEnv_.end() ? EnvValue() : found->second;
-  return found != fullEnv_.end();
-}
-
-bool ProductInfo::IsChanged() {
-  TAV_DEBUG("PI: Changed (not registered)");
-  if (!incremental_ && optOut_ == "true") {
-    Incremental()[std::string(kOptOutKey)] = EnvValue::String("true");
-    incremental_ = true;
-  }
-  TAV_DEBUG("PI: (%s,%s,%s): %s, incremental: %d", name_.c_str(), version_.c_str(),
-            platform_.c_str(), "changed", incremental_);
-  return true;
+  return Find(fullEnv_.get(), key, value);
 }
 
 const EnvMap* ProductInfo::GetEnvData(bool& isIncremental) const {
@@ -84,7 +69,7 @@ const EnvMap* ProductInfo::GetEnvData(bool& isIncremental) const {
   if (serverChanged_) {
     TAV_DEBUG("PI: Get full PE because of server changed.");
     isIncremental = false;
-    return &fullEnv_;
+    return fullEnv_.get();
   }
   isIncremental = incremental_;
   if (incremental_) {
@@ -95,21 +80,17 @@ const EnvMap* ProductInfo::GetEnvData(bool& isIncremental) const {
     return incEnv_.get();
   }
   TAV_DEBUG("PI: Get full PE.");
-  TraceEntries(fullEnv_);
-  return &fullEnv_;
-}
-
-void ProductInfo::TraceEntries(const EnvMap& entries) const {
-  for (const auto& [key, value] : entries) {
-    TAV_DEBUG("    key: %s, type: %d, strData: %s, numData: %f", key.c_str(), TypeNumber(value),
-              value.strData.c_str(), value.numData);
+  if (fullEnv_ != nullptr) {
+    TraceEntries(*fullEnv_);
   }
+  return fullEnv_.get();
 }
 
-void ProductInfo::OnSent() {
-  incremental_ = true;
-  incEnv_.reset();
-  serverChanged_ = false;
+EnvMap& ProductInfo::Full() {
+  if (fullEnv_ == nullptr) {
+    fullEnv_ = std::make_unique<EnvMap>();
+  }
+  return *fullEnv_;
 }
 
 EnvMap& ProductInfo::Incremental() {
@@ -123,23 +104,12 @@ bool ProductInfo::UpdateProductEnv(std::string_view key, const json_t* value, bo
   const std::string keyText(key);
   TAV_DEBUG("PI: UpdateProductEnv. Key: %s, isMap: %d", keyText.c_str(), isMap);
   if (!json_is_object(value)) {
-    const auto stored = fullEnv_.find(key);
-    if (stored != fullEnv_.end() && Equals(stored->second, value)) {
-      TAV_DEBUG("PI: UpdateProductEnv (simple k/v). NOT changed.");
-      return false;
-    }
-    fullEnv_[keyText] = FromJson(value);
-    if (incremental_) {
-      Incremental()[keyText] = FromJson(value);
-      TAV_DEBUG("PI: UpdateProductEnv. Added '%s' to incremental list.", keyText.c_str());
-    }
-    TAV_DEBUG("PI: UpdateProductEnv (simple k/v). Changed.");
-    return true;
+    return UpdateSingleValue(keyText, value);
   }
   EnvChanges changes;
   changes.afterInit = true;
   changes.incremental = incremental_ ? &Incremental() : nullptr;
-  const bool changed = UpdateListOrMap(key, isMap, fullEnv_, value, changes);
+  const bool changed = UpdateListOrMap(key, isMap, Full(), value, changes);
   if (changed && incEnv_ != nullptr) {
     for (const auto& [name, entry] : *incEnv_) {
       TAV_DEBUG("PI: UpdateProductEnv. key: %s, type: %d, strData: %s, numData: %f", name.c_str(),
@@ -148,61 +118,26 @@ bool ProductInfo::UpdateProductEnv(std::string_view key, const json_t* value, bo
   } else if (changed) {
     TAV_DEBUG("PI: UpdateProductEnv didn't get inc. pe");
   }
+  if (changes.erased) {
+    RewriteStoredEnv();
+  }
   return changed;
 }
 
-bool UpdateListOrMap(std::string_view key,
-                     bool isMap,
-                     EnvMap& map,
-                     const json_t* object,
-                     EnvChanges& changes) {
-  const std::string keyText(key);
-  changes.erased = false;
-  TAV_DEBUG("PI: UpdateListOrMap. key: '%s', isMap: %d", keyText.c_str(), isMap);
-  std::vector<std::string> current;
-  for (const auto& [name, value] : map) {
-    TAV_TRACE("PI: UpdateListOrMap. s = '%s', keyLen = %d,", name.c_str(),
-              static_cast<int>(key.size()));
-    if (name.size() > key.size() && name.starts_with(key) &&
-        (name[key.size()] == '.' || name[key.size()] == ':')) {
-      current.push_back(name);
-      TAV_DEBUG("PI: UpdateListOrMap. Added %s to currKey", name.c_str());
-    }
+bool ProductInfo::UpdateSingleValue(const std::string& key, const json_t* value) {
+  EnvMap& full = Full();
+  const auto stored = full.find(key);
+  if (stored != full.end() && EqualsJson(stored->second, value)) {
+    TAV_DEBUG("PI: UpdateProductEnv (simple k/v). NOT changed.");
+    return false;
   }
-  TAV_DEBUG("PI: UpdateListOrMap. key: '%s', isMap: %d, afterInit: %d, incrementalMode: %d",
-            keyText.c_str(), isMap, changes.afterInit, changes.incremental != nullptr);
-  if (current.size() != json_object_size(object)) {
-    TAV_DEBUG("Sizes differ");
+  full[key] = ToEnvValue(value);
+  if (incremental_) {
+    Incremental()[key] = ToEnvValue(value);
+    TAV_DEBUG("PI: UpdateProductEnv. Added '%s' to incremental list.", key.c_str());
   }
-  bool removed = false;
-  for (const std::string& name : current) {
-    if (json_object_get(object, name.c_str() + key.size() + 1) == nullptr) {
-      TAV_DEBUG("PI: Erasing %s", name.c_str());
-      map.erase(name);
-      removed = true;
-      if (changes.afterInit && changes.incremental != nullptr) {
-        changes.incremental->erase(name);
-      }
-    }
-  }
-  bool changed = false;
-  const char* member = nullptr;
-  json_t* value = nullptr;
-  json_object_foreach(const_cast<json_t*>(object), member, value) {
-    const std::string full = keyText + (isMap ? '.' : ':') + member;
-    const auto stored = map.find(full);
-    if (stored != map.end() && Equals(stored->second, value)) {
-      continue;
-    }
-    TAV_DEBUG("PI: Entering %s", full.c_str());
-    map[full] = FromJson(value);
-    changed = true;
-    if (changes.afterInit && changes.incremental != nullptr) {
-      (*changes.incremental)[full] = FromJson(value);
-    }
-  }
-  changes.erased = !changed && changes.afterInit && removed;
-  return changed;
+  TAV_DEBUG("PI: UpdateProductEnv (simple k/v). Changed.");
+  return true;
 }
 
 }  // namespace Tav

@@ -1,8 +1,10 @@
 // The identity of the host's product and its product environment: what the host told about the
-// product, flattened into keys with text or number values, and which of it must be sent.
+// product, flattened into keys with text or number values (storage/product_env_update.h), which of
+// it must be sent, and what of it the storage remembers.
 //
-// A list or map value is kept as one entry per element: "key.member" for a map, "key:item" for a
-// list. Used by the session thread only.
+// The operations that take a storage work on the main document, which the caller has open, for
+// update where something is written; whether that is saved is the caller's decision. Used by the
+// session thread only.
 #pragma once
 
 #include <jansson.h>
@@ -16,41 +18,66 @@
 
 namespace Tav {
 
+class PersistentStorage;
+
 class ProductInfo {
  public:
-  // The values collected before initialisation, possibly none.
+  // `values` are those collected before initialisation, borrowed for the call; null when the host
+  // set none.
   ProductInfo(std::string name, std::string version, const PendingProductValues* values);
+  virtual ~ProductInfo() = default;
+  ProductInfo(const ProductInfo&) = delete;
+  ProductInfo& operator=(const ProductInfo&) = delete;
 
-  const std::string& GetName() const { return name_; }
-  const std::string& GetVersion() const { return version_; }
-  const std::string& GetPlatform() const { return platform_; }
-  // The server that the product data was last sent to; empty when it never was.
-  const std::string& GetServer() const { return server_; }
+  virtual const std::string& GetName() const { return name_; }
+  virtual const std::string& GetVersion() const { return version_; }
+  virtual const std::string& GetPlatform() const { return platform_; }
+  // The server that the product data was last sent to; empty when it never was, and before
+  // IsChanged has looked.
+  virtual const std::string& GetServer() const { return server_; }
 
   // Data goes to another server from now on, which knows nothing: everything is sent again.
-  void SetServer(std::string url);
+  virtual void SetServer(std::string url);
 
   // False, and a value without type, when the key is not there.
-  bool FindEnvValue(std::string_view key, EnvValue& value) const;
-
-  // Whether the environment has to be sent, asked once at start-up. What an earlier run sent is not
-  // remembered, so a product counts as not registered and is sent in full; an opted-out product
-  // sends its opt-out and nothing else.
-  bool IsChanged();
+  virtual bool FindEnvValue(std::string_view key, EnvValue& value) const;
 
   // What to send: everything or only the changes since the last send; null when there is nothing.
   // Borrowed until the next change.
-  const EnvMap* GetEnvData(bool& isIncremental) const;
+  virtual const EnvMap* GetEnvData(bool& isIncremental) const;
 
-  // What was handed out has been sent: from here on only changes are.
-  void OnSent();
+  // Takes over the stored values that the host did not set in this run.
+  virtual void LoadEnvFromPS(PersistentStorage* storage);
+
+  // Whether the environment has to be sent, asked once at start-up, before LoadEnvFromPS. In full
+  // when the storage does not know the product, else what differs from the stored values; an
+  // opted-out product that would be sent in full sends its opt-out and nothing else. An opt-out
+  // that the last run could not send, and that the user has taken back, counts as a change.
+  virtual bool IsChanged(PersistentStorage* storage);
+
+  // What was handed out has been sent: the storage gets all of it, and from here on only changes
+  // are sent.
+  virtual void PersistToPS(PersistentStorage* storage);
+
+  // The opt-out as it was at construction could not be sent in this run: the next one shall know.
+  virtual void PersistPendingOptOut(PersistentStorage* storage);
+  virtual void ClearPendingOptOut(PersistentStorage* storage);
+  // False while the storage holds a pending opt-out, as far as this object knows.
+  virtual bool IsPendingOptOutCleared() const { return pendingCleared_; }
 
   // Takes one change from the host: a single value, or an object holding all elements of a map or
-  // list. True when something is new or different.
-  bool UpdateProductEnv(std::string_view key, const json_t* value, bool isMap);
+  // list. True when something is new or different. Elements that are only gone cannot be told to
+  // the server: the stored environment is then written anew at once, so no storage may be open.
+  virtual bool UpdateProductEnv(std::string_view key, const json_t* value, bool isMap);
 
  private:
-  void TraceEntries(const EnvMap& entries) const;
+  static constexpr char kOptOutKey[] = "std-OptOut";
+
+  bool CompareWithStorage(PersistentStorage* storage, const std::string& pendingOptOut);
+  bool CollectChanges(PersistentStorage* storage);
+  bool UpdateSingleValue(const std::string& key, const json_t* value);
+  void RewriteStoredEnv() const;
+  EnvMap& Full();
   EnvMap& Incremental();
 
   std::string name_;
@@ -58,25 +85,11 @@ class ProductInfo {
   std::string platform_;
   std::string server_;
   bool serverChanged_ = false;
-  EnvMap fullEnv_;
-  std::unique_ptr<EnvMap> incEnv_;  // changes since the last send; null when there are none
-  bool incremental_ = false;
+  std::unique_ptr<EnvMap> fullEnv_;  // null: the host set nothing, and nothing was loaded
+  std::unique_ptr<EnvMap> incEnv_;   // changes since the last send; null when there are none
+  bool incremental_ = false;         // what is stored is the environment without incEnv_
   std::string optOut_;
+  bool pendingCleared_ = true;
 };
-
-// Where the changes of one list or map go, beside the environment itself.
-struct EnvChanges {
-  bool afterInit = false;         // a session is running
-  EnvMap* incremental = nullptr;  // collects the changes, when only those will be sent
-  bool erased = false;            // result: elements were removed and nothing else changed
-};
-
-// Brings the entries of the list or map `key` in `map` into line with `object`, whose members are
-// the elements. True when an element is new or different.
-bool UpdateListOrMap(std::string_view key,
-                     bool isMap,
-                     EnvMap& map,
-                     const json_t* object,
-                     EnvChanges& changes);
 
 }  // namespace Tav

@@ -33,6 +33,10 @@ class DataSender {
   // itself.
   virtual std::string Fetch() { return {}; }
 
+  // Caps each wait of what is begun from now on; the latest cap counts. Less than 1 millisecond is
+  // taken for 1. For senders that wait for others; the rest need not listen.
+  virtual void LimitWaits(int milliseconds) { static_cast<void>(milliseconds); }
+
  protected:
   DataSender() = default;
 };

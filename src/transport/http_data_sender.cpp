@@ -4,6 +4,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/clock.h"
+#include "platform/error.h"
 #include "util/logger.h"
 #include "util/version.h"
 
@@ -14,6 +16,7 @@ namespace {
 constexpr size_t kUrlLimit = 128;
 constexpr size_t kPieceSize = 256;
 constexpr uint32_t kStatusOk = 200;
+constexpr uint32_t kTimedOut = 12002;  // as the system's own time-outs report themselves
 
 // Unknown authority 0x100, wrong usage 0x200, wrong name 0x1000, wrong date 0x2000: a record is
 // worth more delivered through a proxy that re-signs everything than withheld.
@@ -47,6 +50,19 @@ void HttpDataSender::SetTimeouts(const Platform::HttpTimeouts& timeouts) {
   timeouts_ = timeouts;
 }
 
+void HttpDataSender::LimitWaits(int milliseconds) {
+  waitLimit_ = std::max(milliseconds, 1);
+}
+
+Platform::HttpTimeouts HttpDataSender::Timeouts() const {
+  const auto capped = [this](int milliseconds) { return std::min(milliseconds, waitLimit_); };
+  return {.resolve = capped(timeouts_.resolve),
+          .connect = capped(timeouts_.connect),
+          .send = capped(timeouts_.send),
+          .receive = capped(timeouts_.receive),
+          .response = capped(timeouts_.response)};
+}
+
 int32_t HttpDataSender::Open() try {
   return OpenSession() && CrackUrl() && OpenConnection() ? 0 : 1;
 } catch (const std::bad_alloc&) {
@@ -65,7 +81,7 @@ bool HttpDataSender::OpenSession() {
     LogError("$Cannot create HTTP session");
     return false;
   }
-  session_.SetTimeouts(timeouts_);
+  session_.SetTimeouts(Timeouts());
   return true;
 }
 
@@ -133,7 +149,7 @@ bool HttpDataSender::OpenRequest(const char* verb) {
     return false;
   }
   // The session's limits reach only what is opened after they are set; these may be newer.
-  request_.SetTimeouts(timeouts_);
+  request_.SetTimeouts(Timeouts());
   request_.SetSecurityFlags(kOverlookedCertificateFaults);
   return true;
 }
@@ -154,11 +170,12 @@ bool HttpDataSender::Exchange(const void* body, size_t length, bool closeConnect
 }
 
 void HttpDataSender::ReadResponse() {
+  const int64_t end = Platform::MonotonicMilliseconds() + std::min(longestReading_, waitLimit_);
   char piece[kPieceSize];
   size_t count = 0;
   size_t total = 0;
   do {
-    if (!request_.Read(piece, std::min(sizeof piece, kMaxResponse - total), &count)) {
+    if (!ReadPiece(piece, std::min(sizeof piece, kMaxResponse - total), &count, end)) {
       LogError("$Error reading http response data");
       break;
     }
@@ -171,6 +188,14 @@ void HttpDataSender::ReadResponse() {
   if (total == kMaxResponse) {
     LogWarning("Response from HTTP is too long. Stopped reading it");
   }
+}
+
+bool HttpDataSender::ReadPiece(char* piece, size_t size, size_t* count, int64_t end) {
+  if (Platform::MonotonicMilliseconds() >= end) {
+    Platform::SetLastError(kTimedOut);
+    return false;
+  }
+  return request_.Read(piece, size, count);
 }
 
 int32_t HttpDataSender::Send(const void* body, size_t length, bool closeConnection) try {

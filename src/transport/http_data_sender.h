@@ -2,6 +2,8 @@
 // certificate checks are relaxed on purpose.
 #pragma once
 
+#include <limits>
+
 #include "platform/http.h"
 #include "transport/data_sender.h"
 
@@ -22,12 +24,19 @@ class HttpDataSender : public DataSender {
   // memory. The longest real answer, a settings document, takes some kilobytes.
   static constexpr size_t kMaxResponse = 8 * 1024 * 1024;
 
+  // Milliseconds after which no more of an answer is read, so that a server that sends a little now
+  // and then cannot keep its reader for ever. Looked at before each piece of 256 bytes. No real
+  // answer takes longer: it would come at less than a kilobyte a second.
+  static constexpr int kLongestReading = 60 * 1000;
+
   // `url` is looked at by Open. 127 characters at most can be used.
   explicit HttpDataSender(std::string url);
   ~HttpDataSender() override;
 
   // Limits for the requests begun from now on.
   void SetTimeouts(const Platform::HttpTimeouts& timeouts);
+  // For the answers read from now on, instead of kLongestReading.
+  void SetLongestReading(int milliseconds) { longestReading_ = milliseconds; }
 
   // Posts the body, which is already compressed. 0 exactly when the server answers 200.
   int32_t Send(const void* body, size_t length, bool closeConnection) override;
@@ -36,8 +45,11 @@ class HttpDataSender : public DataSender {
   void Close() override;
   // The answer's body, whatever its status.
   std::string Fetch() override;
+  // Also for the reading of an answer as a whole, and for requests of a session opened earlier.
+  void LimitWaits(int milliseconds) override;
 
  private:
+  Platform::HttpTimeouts Timeouts() const;
   bool OpenSession();
   bool CrackUrl();
   bool OpenConnection();
@@ -45,6 +57,7 @@ class HttpDataSender : public DataSender {
   bool OpenRequest(const char* verb);
   bool Exchange(const void* body, size_t length, bool closeConnection);
   void ReadResponse();
+  bool ReadPiece(char* piece, size_t size, size_t* count, int64_t end);
 
   std::string response_;
   std::string url_;
@@ -57,6 +70,8 @@ class HttpDataSender : public DataSender {
   std::string host_;
   std::string objectPath_;
   Platform::HttpTimeouts timeouts_ = kTimeouts;
+  int longestReading_ = kLongestReading;
+  int waitLimit_ = std::numeric_limits<int>::max();
 };
 
 }  // namespace Tav

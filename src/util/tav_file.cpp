@@ -12,6 +12,7 @@ namespace {
 constexpr size_t kErrorTextLimit = 256;
 constexpr int kTruncateAttempts = 5;
 constexpr int kTruncatePauseMilliseconds = 100;
+constexpr int kLockPauseMilliseconds = 20;
 
 }  // namespace
 
@@ -39,7 +40,7 @@ void TavFile::Fail(const char* what) {
   }
 }
 
-bool TavFile::OpenLocked(const char* path, Platform::FileUse use) {
+bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int lockAttempts) {
   Reset();
   const Platform::OpenResult result = file_.Open(path, use);
   if (result != Platform::OpenResult::Opened) {
@@ -49,7 +50,7 @@ bool TavFile::OpenLocked(const char* path, Platform::FileUse use) {
     TAV_DEBUG("*Cannot open file %s", path);
     return false;
   }
-  locked_ = file_.LockFirstByte();
+  locked_ = TakeLock(path, lockAttempts);
   if (!locked_) {
     Fail("Lock failed: ");
     LogWarning("*Lock of file failed");
@@ -58,12 +59,25 @@ bool TavFile::OpenLocked(const char* path, Platform::FileUse use) {
   return locked_;
 }
 
-bool TavFile::OpenForAppend(const char* path) {
-  return OpenLocked(path, Platform::FileUse::Append);
+bool TavFile::TakeLock(const char* path, int attempts) {
+  for (int attempt = 1; !file_.LockFirstByte(); ++attempt) {
+    if (attempt >= attempts) {
+      return false;
+    }
+    if (attempt == 1) {
+      TAV_TRACE("Waiting for the lock of %s", path);
+    }
+    Platform::SleepMilliseconds(kLockPauseMilliseconds);
+  }
+  return true;
 }
 
-bool TavFile::OpenForUpdate(const char* path) {
-  return OpenLocked(path, Platform::FileUse::Update);
+bool TavFile::OpenForAppend(const char* path) {
+  return OpenLocked(path, Platform::FileUse::Append, 1);
+}
+
+bool TavFile::OpenForUpdate(const char* path, int lockAttempts) {
+  return OpenLocked(path, Platform::FileUse::Update, lockAttempts);
 }
 
 bool TavFile::OpenAtomic(const char* path) {

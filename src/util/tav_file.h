@@ -2,7 +2,7 @@
 // messages that tell of its failures. Nothing here reports to the host.
 //
 // Paths are UTF-8. A TavFile is used by one thread at a time and blocks only as the disk does,
-// Truncate excepted.
+// Truncate and an open that waits for the lock excepted.
 #pragma once
 
 #include <string>
@@ -24,7 +24,8 @@ class TavFile {
   // open. The first two create a missing file and hold the lock of its first byte, which one
   // TavFile at a time can have: false when another one, of this process or another, does.
   bool OpenForAppend(const char* path);
-  bool OpenForUpdate(const char* path);
+  // Tries to get the lock `lockAttempts` times, 20 ms apart, which is how long it may block.
+  bool OpenForUpdate(const char* path, int lockAttempts = 1);
   // Takes an existing file away from everybody else: nobody can open it meanwhile, and Close
   // removes it.
   bool OpenAtomic(const char* path);
@@ -61,7 +62,8 @@ class TavFile {
  private:
   void Reset();
   void Fail(const char* what);
-  bool OpenLocked(const char* path, Platform::FileUse use);
+  bool OpenLocked(const char* path, Platform::FileUse use, int lockAttempts);
+  bool TakeLock(const char* path, int attempts);
 
   Platform::File file_;
   bool lastingFailure_ = false;

@@ -4,6 +4,7 @@
 #include "api/library.h"
 #include "config/server_urls.h"
 #include "platform/process.h"
+#include "streams/cache_file_name.h"
 #include "support/records.h"
 #include "support/table_fixture.h"
 
@@ -100,6 +101,7 @@ TEST_F(TuningTest, IdentifiersAndTagsStandInEveryRecord) {
 
   // Terminate has forgotten them.
   Start();
+  tav.LogEvent(tav.NewEvent("Event"));
   Stop();
   const std::vector<JsonPtr> both = Records();
   ASSERT_EQ(both.size(), 2u);
@@ -141,7 +143,7 @@ TEST_F(TuningTest, FlagsChooseServersAndMarkers) {
   EXPECT_EQ(chosen(), "internal");
   tav.SetDebugFlags(1);
   EXPECT_EQ(chosen(), "development");
-  EXPECT_TRUE(GetLibrary().switches.internalCache && GetLibrary().switches.developmentCache);
+  EXPECT_TRUE(CachePrefix("", "").starts_with("TavDCache_"));
   // A start sets the development flag anew, from the request for a debug log.
   Start();
   EXPECT_EQ(chosen(), "internal");
@@ -150,7 +152,7 @@ TEST_F(TuningTest, FlagsChooseServersAndMarkers) {
   Stop();
   EXPECT_EQ(Events().size(), 1u);  // no session begin and end, no place
   EXPECT_EQ(chosen(), "external");
-  EXPECT_FALSE(GetLibrary().switches.internalCache || GetLibrary().switches.developmentCache);
+  EXPECT_TRUE(CachePrefix("", "").starts_with("TavCache_"));
 
   tav.EnableDebugLog();
   tav.SetStateFlags(0, 0);

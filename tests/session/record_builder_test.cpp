@@ -56,7 +56,14 @@ class RecordBuilderTest : public testing::Test {
     return keys;
   }
 
-  ProductInfo product_{"Product", "1.2", nullptr};
+  static PendingProductValues Values() {
+    PendingProductValues values;
+    values["Edition"].value = EnvValue::String("Pro");
+    return values;
+  }
+
+  const PendingProductValues values_ = Values();
+  ProductInfo product_{"Product", "1.2", &values_};
   ChangedFlags changed_;
   RecordBuilder builder_{product_, changed_};
   PendingEvents pending_;
@@ -197,53 +204,6 @@ TEST_F(RecordBuilderTest, ADataBlockIsTheRecordAndNothingElseIsTaken) {
     EXPECT_EQ(FromDataBlock(bad, reason), nullptr);
     EXPECT_NE(reason, "");
   }
-}
-
-TEST(ProductInfo, FlattensListsAndMapsAndSendsOnlyWhatChanged) {
-  PendingProductValues values;
-  values["Name"].value = EnvValue::String("x");
-  values["Map"].isMap = true;
-  values["Map"].payload.Reset(json_pack("{s:s, s:f}", "a", "1", "b", 2.0));
-  values["List"].payload.Reset(json_pack("{s:s}", "item", ""));
-  ProductInfo product("P", "1", &values);
-  EXPECT_TRUE(product.IsChanged());
-  bool incremental = true;
-  const EnvMap* all = product.GetEnvData(incremental);
-  EXPECT_FALSE(incremental);
-  ASSERT_EQ(all->size(), 4u);
-  EXPECT_EQ(all->at("Map.b").numData, 2.0);
-  EXPECT_EQ(all->count("List:item"), 1u);
-
-  product.OnSent();
-  EXPECT_EQ(product.GetEnvData(incremental), nullptr);
-  EXPECT_TRUE(incremental);
-  const JsonPtr same(json_string("x"));
-  EXPECT_FALSE(product.UpdateProductEnv("Name", same.Get(), true));
-  const JsonPtr smaller(json_pack("{s:s, s:f}", "a", "1", "c", 3.0));
-  EXPECT_TRUE(product.UpdateProductEnv("Map", smaller.Get(), true));
-  const EnvMap* changes = product.GetEnvData(incremental);
-  ASSERT_NE(changes, nullptr);
-  ASSERT_EQ(changes->size(), 1u);
-  EXPECT_EQ(changes->begin()->first, "Map.c");
-  EnvValue value;
-  EXPECT_FALSE(product.FindEnvValue("Map.b", value));
-
-  product.SetServer("https://elsewhere.invalid/");
-  EXPECT_EQ(product.GetEnvData(incremental)->size(), 4u);
-  EXPECT_FALSE(incremental);
-}
-
-TEST(ProductInfo, AnOptedOutProductSendsItsOptOutOnly) {
-  PendingProductValues values;
-  values["std-OptOut"].value = EnvValue::String("true");
-  values["Name"].value = EnvValue::String("x");
-  ProductInfo product("P", "1", &values);
-  EXPECT_TRUE(product.IsChanged());
-  bool incremental = false;
-  const EnvMap* sent = product.GetEnvData(incremental);
-  EXPECT_TRUE(incremental);
-  ASSERT_EQ(sent->size(), 1u);
-  EXPECT_EQ(sent->at("std-OptOut").strData, "true");
 }
 
 }  // namespace

@@ -68,7 +68,11 @@ TEST(SendSchedule, ANegativeIntervalNeverSends) {
   tuning.sendInterval = -1;
   SendSchedule schedule = Scheduled(tuning);
   EXPECT_FALSE(schedule.IsDue(false));
-  EXPECT_TRUE(schedule.CheckSendThreshold({2000000, 0}));
+  // The flush timer goes on whatever has gathered.
+  schedule.OnFirstPending(kNow);
+  EXPECT_FALSE(schedule.CheckSendThreshold({2000000, 0}));
+  schedule.CheckTimers(kNow + 360);
+  EXPECT_TRUE(schedule.FlushExpired());
   EXPECT_FALSE(schedule.IsDue(false));
 }
 
@@ -106,6 +110,39 @@ TEST(SendSchedule, TheFirstFailureArmsTheFlushAndTheFlushEndsThePause) {
   schedule.OnFlushed();
   EXPECT_FALSE(schedule.FlushExpired());
   EXPECT_EQ(schedule.MemoryFlushTime(), 0);
+}
+
+TEST(SendSchedule, AFailureEndsASendNowSoThatActivityDoesNotBreakTheBackOff) {
+  SendSchedule schedule = Scheduled(Defaults());
+  schedule.SetInitialWaitTime(kNow, 1, 0);
+  EXPECT_TRUE(schedule.IsDue(false));
+  schedule.OnSendFailure(kNow);
+  schedule.OnSendDone();
+  schedule.OnFirstPending(kNow + 5);
+  schedule.CheckTimers(kNow + 299);
+  EXPECT_FALSE(schedule.IsDue(false));
+  schedule.CheckTimers(kNow + 300);
+  EXPECT_TRUE(schedule.IsDue(false));
+}
+
+TEST(SendSchedule, AFlushThatFailsIsRepeatedAfterTheFlushIntervalAndNeverAtOnce) {
+  for (const auto& [interval, wait] : {std::pair{360, 360}, {1, 1}, {0, 1}}) {
+    SendSchedule::Tuning tuning = Defaults();
+    tuning.flushInterval = interval;
+    tuning.resendTime = 0;
+    tuning.resendDelta = 0;
+    SendSchedule schedule = Scheduled(tuning);
+    schedule.OnFlushed();
+    schedule.OnFlushFailed(kNow);
+    EXPECT_TRUE(schedule.FlushFailed());
+    EXPECT_EQ(schedule.ComputeTimeout(kNow), wait);
+    schedule.CheckTimers(kNow + wait);
+    EXPECT_TRUE(schedule.FlushExpired());
+    schedule.OnFlushed();
+    EXPECT_FALSE(schedule.FlushFailed());
+    schedule.OnSendFailure(kNow);
+    EXPECT_EQ(schedule.WaitTime(), kNow + 1);
+  }
 }
 
 TEST(SendSchedule, TheThresholdCountsMemoryAndCacheAndOverridesTimers) {

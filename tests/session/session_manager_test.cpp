@@ -1,122 +1,17 @@
-#include "session/session_manager.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "platform/set_environment.h"
-#include "session/record_keys.h"
-#include "support/captured_log.h"
-#include "support/records.h"
-#include "transport/test_data_sender.h"
+#include "session/session_fixture.h"
 
 namespace Tav {
 namespace {
 
-using Testing::CapturedLog;
-using Testing::TextAt;
-
-// The gateway's side of the test sender: keeps what arrives, or refuses it.
-class Gateway {
- public:
-  Gateway() {
-    Testing::SetEnvironment("TAV_GATEWAY", "test://");
-    Records().clear();
-    refuse = false;
-    TestDataSender::SetHook(&Receive);
-  }
-  ~Gateway() {
-    TestDataSender::SetHook(nullptr);
-    Testing::SetEnvironment("TAV_GATEWAY", nullptr);
-  }
-
-  // Every event that has arrived, in order, as "name" or "$b" and the like.
-  static std::vector<std::string> Events() {
-    const std::lock_guard guard(mutex);
-    std::vector<std::string> events;
-    for (const JsonPtr& record : Records()) {
-      size_t index = 0;
-      json_t* event = nullptr;
-      json_array_foreach(json_object_get(record.Get(), "rt"), index, event) {
-        events.push_back(TextAt(event, "m") + TextAt(event, "g"));
-      }
-    }
-    return events;
-  }
-  static size_t RecordCount() {
-    const std::lock_guard guard(mutex);
-    return Records().size();
-  }
-  static std::string ProductValue(size_t record, const char* key) {
-    const std::lock_guard guard(mutex);
-    return TextAt(json_object_get(Records().at(record).Get(), "pe"), key);
-  }
-
-  static inline std::atomic<bool> refuse{false};
-
- private:
-  static int32_t Receive(const uint8_t* data, size_t length) {
-    if (data == nullptr || refuse) {
-      return refuse ? 1 : 0;
-    }
-    const std::lock_guard guard(mutex);
-    Records().emplace_back(json_loadb(reinterpret_cast<const char*>(data), length, 0, nullptr));
-    return 0;
-  }
-  static std::vector<JsonPtr>& Records() {
-    static std::vector<JsonPtr> records;
-    return records;
-  }
-  static inline std::mutex mutex;
-};
-
-class SessionManagerTest : public testing::Test {
- protected:
-  SessionManagerTest() {
-    config_.productName = "Product";
-    config_.productVersion = "1.0";
-  }
-  ~SessionManagerTest() override { Stop(); }
-
-  void Start() {
-    manager_ = new SessionManager(config_.TakeForManager());
-    ASSERT_EQ(manager_->Init(), 0);
-  }
-  void Stop() {
-    if (manager_ != nullptr) {
-      manager_->Stop();
-      ASSERT_TRUE(manager_->Ended());
-      manager_->Release();
-      manager_ = nullptr;
-    }
-  }
-  void Log(std::string_view name) { manager_->Log(CreateEvent(HandleKind::Event, name, {})); }
-
-  void ChangeProduct(std::string_view key, std::string_view text) {
-    auto* const value = CreateValue(HandleKind::Map);
-    value->name.Assign(key, nullptr);
-    value->payload = MakeJsonString(text);
-    manager_->ChangeProductEnv(value);
-  }
-  // Two round trips: the first answer may come before the turn in which it was given sends.
-  void FinishTurn() {
-    manager_->GetLastActiveTime();
-    manager_->GetLastActiveTime();
-  }
-
-  CapturedLog log_;
-  Gateway gateway_;
-  LibraryConfig config_;
-  SessionManager* manager_ = nullptr;
-};
-
-using Names = std::vector<std::string>;
+using Testing::Gateway;
+using Testing::Names;
+using Testing::SessionManagerTest;
 
 TEST_F(SessionManagerTest, TheImpliedSessionSurroundsWhatIsLogged) {
   Start();
@@ -174,14 +69,6 @@ TEST_F(SessionManagerTest, ARefusingGatewayLosesNothing) {
   EXPECT_EQ(manager_->Commit(), 0);
   EXPECT_NE(log_.Find("SM: SendToServer: nothing to send"), "");
   Stop();
-}
-
-TEST_F(SessionManagerTest, WhatIsLostAtTheEndIsSaid) {
-  Start();
-  Gateway::refuse = true;
-  Log("one");
-  Stop();
-  EXPECT_NE(log_.Find("warning: SM: 1 records ("), "");
 }
 
 TEST_F(SessionManagerTest, AnEventIsSentByItselfAfterThePause) {

@@ -32,8 +32,11 @@ TableTest::TableTest() {
     arrived.clear();
   }
   TestDataSender::SetHook(Receive);
-  SetEnvironment("LOCALAPPDATA", testing::TempDir().c_str());
+  // Without a file the first run of all tells that there is none.
+  folder_.Put("TavData", R"({"Products": []})");
+  folder_.Put("TsTavData", R"({"Products": []})");
   SetEnvironment("TAV_GATEWAY", "test://");
+  SetEnvironment("TAV_CONFIGURATOR", "null://");
   SetEnvironment("TAV_LOG_LEVEL", "TRACE");
   tav.SetMessageSink(TavSinkPointer(CapturedLog::Receive));
 }
@@ -46,6 +49,7 @@ TableTest::~TableTest() {
   GetLibrary().debugLogRequested = false;
   SetUseDevelopmentUrls(false);
   SetEnvironment("TAV_GATEWAY", nullptr);
+  SetEnvironment("TAV_CONFIGURATOR", nullptr);
   SetEnvironment("TAV_LOG_LEVEL", nullptr);
   TestDataSender::SetHook(nullptr);
 }

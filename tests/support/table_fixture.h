@@ -10,14 +10,15 @@
 
 #include "api/entry_points.h"
 #include "support/captured_log.h"
+#include "support/storage_folder.h"
 #include "util/json.h"
 
 namespace Tav::Testing {
 
 using Lines = std::vector<std::string>;
 
-// Each test begins with a library that is not running, logs everything from TRACE on, and would
-// send to the test; each ends with Terminate.
+// Each test begins with a library that is not running, remembers nothing on disk, logs everything
+// from TRACE on, and would send to the test; each ends with Terminate.
 class TableTest : public testing::Test {
  protected:
   TableTest();
@@ -45,6 +46,7 @@ class TableTest : public testing::Test {
   // empty text when there is not exactly one such event.
   static std::string PropertiesOf(std::string_view name);
 
+  StorageFolder folder_;
   const TavEntryTable& tav = *TavLoader(TAV_INTERFACE_VERSION);
 
  private:

@@ -231,6 +231,34 @@ TEST_F(HttpDataSenderTest, SilentServerIsGivenUp) {
       << log.Find("error");
 }
 
+TEST_F(HttpDataSenderTest, LimitOfWaitsHoldsUntilTheNextOne) {
+  server.EnqueueSilence();
+  HttpDataSender sender(server.Url());
+  EXPECT_EQ(sender.Open(), 0);
+  sender.LimitWaits(200);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(sender.Send("x", 1, false), 1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+
+  sender.LimitWaits(0);  // is 1, not without a limit
+  server.EnqueueSilence();
+  EXPECT_EQ(sender.Send("x", 1, false), 1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+  sender.LimitWaits(30000);
+  EXPECT_EQ(sender.Send("x", 1, false), 0);
+}
+
+TEST_F(HttpDataSenderTest, ReadingHasALimitAsAWhole) {
+  server.EnqueueStatus("200 OK", "never looked at");
+  server.EnqueueStatus("200 OK", "never looked at");
+  HttpDataSender sender(server.Url());
+  sender.SetLongestReading(0);
+  EXPECT_EQ(Post(&sender, "x"), 0);
+  EXPECT_TRUE(log.Find("error").starts_with("error: Error reading http response data - (00002ee2)"))
+      << log.Find("error");
+  EXPECT_EQ(sender.Fetch(), "");
+}
+
 TEST_F(HttpDataSenderTest, FailedReadKeepsStatusAndWhatCame) {
   // One whole piece, and a second one that never becomes whole.
   const std::string body = std::string(256, 'w') + "not all";

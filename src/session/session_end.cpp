@@ -1,0 +1,104 @@
+// What the session thread does once the host has said that the library ends: sends what time allows
+// and leaves the rest on the disk.
+#include <algorithm>
+#include <utility>
+
+#include "platform/clock.h"
+#include "session/session_manager.h"
+#include "util/logger.h"
+#include "util/time_stamp.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr int64_t kLongestWaitForSettings = 5000;  // milliseconds
+
+// No step that runs out of memory may keep the others from being taken.
+template <typename Step>
+void Attempt(Step step) {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+    LogError("SM: Out of memory");
+  }
+}
+
+}  // namespace
+
+void SessionManager::ProcessTermination() {
+  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  Attempt([this] { ProcessEventList(true); });
+  Attempt([this] { SendAtTermination(); });
+  Attempt([this] { KeepUnsent(); });
+  Attempt([this] { ApplyFetchedSettings(); });
+  Attempt([this] {
+    if (changed_.productEnvironment && !changed_.productDataPersisted) {
+      TAV_DEBUG("SM: ProcessTermination: writing pending opt-out key to PS");
+      status_.PersistPendingOptOut();
+    }
+  });
+  Attempt([this] { status_.PersistLastActiveTime(CurrentTime()); });
+}
+
+void SessionManager::SendAtTermination() {
+  if (schedule_.NeverSends()) {
+    return;
+  }
+  if (!schedule_.PersistentInterval()) {
+    TAV_DEBUG("SM: ProcessTermination: Sending data to server.");
+    SendToServer();
+    return;
+  }
+  using LongLong = long long;
+  const int64_t now = CurrentTime();
+  TAV_DEBUG("SM: ProcessTermination: persistent interval enabled. Now = %lld, waitTime = %lld",
+            LongLong{now}, LongLong{schedule_.WaitTime()});
+  if (schedule_.WaitTime() <= now) {
+    TAV_DEBUG("SM: ProcessTermination: persistent interval is over. Sending data to server.");
+    SendToServer();
+  } else if (schedule_.CheckSendThreshold(Waiting())) {
+    TAV_DEBUG("SM: ProcessTermination: send threshold has been reached. Sending data to server.");
+    SendToServer();
+  }
+}
+
+void SessionManager::KeepUnsent() {
+  if (records_.Empty()) {
+    return;
+  }
+  TAV_DEBUG("SM: ProcessTermination: writing records to cache");
+  FlushToCache();
+  if (!records_.Empty()) {
+    LogWarning("SM: %d records (%d bytes) could be neither sent nor stored and are lost",
+               static_cast<int>(records_.Count()), static_cast<int>(records_.Bytes()));
+  }
+}
+
+// Settings that the server has sent meanwhile are for the next run.
+void SessionManager::ApplyFetchedSettings() {
+  if (loader_ == nullptr) {
+    return;
+  }
+  const int64_t left =
+      finalDeadline_.load(std::memory_order_acquire) - Platform::MonotonicMilliseconds();
+  loader_->Join(static_cast<int>(std::clamp<int64_t>(left, 0, kLongestWaitForSettings)));
+  if (!loader_->Ended()) {
+    TAV_DEBUG("SM: Config loader is not done");
+    return;
+  }
+  if (loader_->Answer().empty()) {
+    TAV_DEBUG("SM: No settings retrieved");
+    return;
+  }
+  TAV_DEBUG("SM: Settings retrieved from server");
+  EnvMap settings;
+  std::vector<std::string> inhibitList;
+  if (settings_.ParseSettings(settings, inhibitList, loader_->Answer()) &&
+      settings_.IsChanged(settings, inhibitList)) {
+    TAV_DEBUG("SM: Updating PS with new settings");
+    status_.SaveSettings(settings, inhibitList);
+  }
+}
+
+}  // namespace Tav

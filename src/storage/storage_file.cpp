@@ -1,0 +1,141 @@
+#include "storage/storage_file.h"
+
+#include <utility>
+
+#include "storage/storage_keys.h"
+#include "streams/buffered_stream.h"
+#include "streams/json_stream.h"
+#include "streams/tav_file_stream.h"
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr size_t kStorageJsonFlags = JSON_INDENT(4) | JSON_ENSURE_ASCII;
+constexpr int kLockAttempts = 10;
+constexpr char kCopySuffix[] = ".new";
+
+std::string CopyOf(const std::string& path) {
+  return path + kCopySuffix;
+}
+
+// Null, and the reason in `error`, unless the file holds one JSON value.
+JsonPtr ReadJson(TavFile& file, std::string& error) {
+  TavFileInputStream bytes(&file);
+  BufferedInputStream buffered(&bytes);
+  JsonInputStream json(&buffered);
+  JsonPtr root = json.ReadValue();
+  if (!root) {
+    error = json.ErrorText();
+  }
+  return root;
+}
+
+bool WriteJson(TavFile& file, const json_t* root) {
+  // A file that failed takes no bytes; emptying it would only lose what it holds.
+  if (!file.Failed()) {
+    file.Truncate();  // its failure is the file's, and so the stream's
+  }
+  TavFileOutputStream bytes(&file);
+  BufferedOutputStream buffered(&bytes);
+  JsonOutputStream json(&buffered, kStorageJsonFlags);
+  json.WriteValue(root);
+  json.Flush();
+  if (json.HasError()) {
+    LogError("PS: %s", json.ErrorText());
+  }
+  return !json.HasError();
+}
+
+bool HasProducts(const JsonPtr& root) {
+  return json_is_array(json_object_get(root.Get(), StorageKeys::kProducts));
+}
+
+}  // namespace
+
+bool StorageFile::Open(std::string path) {
+  path_ = std::move(path);
+  mended_ = false;
+  if (file_.OpenForUpdate(path_.c_str(), kLockAttempts)) {
+    return true;
+  }
+  if (file_.LastingFailure()) {
+    LogError("PS: Cannot open PS file");
+  }
+  return false;
+}
+
+JsonPtr StorageFile::Read(bool& damaged) {
+  std::string error;
+  JsonPtr root = ReadJson(file_, error);
+  damaged = !root;
+  if (damaged) {
+    LogWarning("PS: Open: error parsing JSON data for PS: %s", error.c_str());
+    root = ReadCopy();
+    mended_ = static_cast<bool>(root);
+  } else if (!HasProducts(root)) {
+    TAV_TRACE("PS: Open: Prod array not found");
+    root.Reset();
+  }
+  return root;
+}
+
+// The lock of the file is that of the copy, too.
+JsonPtr StorageFile::ReadCopy() const {
+  const std::string path = CopyOf(path_);
+  TavFile copy;
+  // Opening would make a missing one.
+  if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str())) {
+    return JsonPtr();
+  }
+  std::string error;
+  JsonPtr root = ReadJson(copy, error);
+  if (!root || !HasProducts(root)) {
+    LogWarning("PS: Open: the copy that an interrupted save left holds no document");
+    return JsonPtr();
+  }
+  LogWarning("PS: Open: using the copy that an interrupted save left");
+  return root;
+}
+
+void StorageFile::Write(const json_t* root) {
+  if (!mended_ && !WriteCopy(root)) {
+    return;
+  }
+  if (WriteJson(file_, root)) {
+    mended_ = false;
+    TavFile::Delete(CopyOf(path_).c_str());
+  }
+}
+
+bool StorageFile::WriteCopy(const json_t* root) const {
+  const std::string path = CopyOf(path_);
+  TavFile copy;
+  if (!copy.OpenForUpdate(path.c_str())) {
+    LogError("PS: %s", copy.ErrorText());
+    return false;
+  }
+  bool written = WriteJson(copy, root);
+  if (!copy.Close() && written) {
+    LogError("PS: %s", copy.ErrorText());
+    written = false;
+  }
+  if (!written) {
+    TavFile::Delete(path.c_str());
+  }
+  return written;
+}
+
+bool StorageFile::Delete(const std::string& path) {
+  for (const std::string& part : {CopyOf(path), path}) {
+    if (!TavFile::Delete(part.c_str())) {
+      TAV_DEBUG("PS: Could not remove PS file '%s'", part.c_str());
+      return false;
+    }
+  }
+  TAV_TRACE("PS file destroyed: %s", path.c_str());
+  return true;
+}
+
+}  // namespace Tav

@@ -1,0 +1,295 @@
+// What one run leaves on the disk and the next one makes of it.
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "session/session_fixture.h"
+#include "storage/storage_views.h"
+#include "streams/cache_file_name.h"
+#include "util/time_stamp.h"
+
+namespace Tav {
+namespace {
+
+using Testing::Gateway;
+using Testing::Names;
+
+constexpr int64_t kSecondsPerDay = 86400;
+
+class DurableSessionTest : public Testing::SessionManagerTest {
+ protected:
+  std::filesystem::path CachePath(int sequence) const {
+    return folder_.Path(CacheFileName(CachePrefix("Product", "1.0"), sequence).c_str());
+  }
+  bool Cached(int sequence) const { return std::filesystem::exists(CachePath(sequence)); }
+
+  // What the settings of an earlier fetch look like in the storage.
+  void StoreSettings(const EnvMap& settings, const std::vector<std::string>& inhibited = {}) {
+    PersistentStorage storage;
+    storage.Open(true);
+    ConfigManager("Product", "1.0", "wntx64").SaveToStorage(&storage, settings, inhibited);
+    storage.CloseAndSave();
+  }
+  EnvValue Stored(const char* key, bool timestamps = false) {
+    PersistentStorage storage;
+    timestamps ? storage.OpenTimestamps(false) : storage.Open(false);
+    const EnvValue value =
+        PersistentStorage::ProductView(&storage, "Product", "1.0", "wntx64").GetValue(key);
+    storage.Close(false);
+    return value;
+  }
+  void StoreStamp(const char* key, int64_t day) {
+    PersistentStorage storage;
+    storage.OpenTimestamps(true);
+    PersistentStorage::ProductView(&storage, "Product", "1.0", "wntx64")
+        .SetValue(key, EnvValue::Number(static_cast<double>(day)));
+    storage.CloseAndSave();
+  }
+  // The server's answer to a fetch of the settings.
+  void ServeSettings(const std::string& answer) {
+    folder_.Put("answer.json", answer);
+    const std::string path = Testing::StorageFolder::Utf8(folder_.Path("answer.json"));
+    Testing::SetEnvironment("TAV_CONFIGURATOR", ("file://" + path).c_str());
+  }
+};
+
+TEST_F(DurableSessionTest, WhatCouldNotBeSentIsCachedAndSentByTheNextRun) {
+  Gateway::refuse = true;
+  Run({"one"});
+  EXPECT_TRUE(Cached(1));
+  Run({"two"});
+  EXPECT_EQ(Gateway::RecordCount(), 0u);
+  Gateway::refuse = false;
+  Run({"three"});
+  Names events = Gateway::Events();
+  std::sort(events.begin(), events.end());
+  EXPECT_EQ(events, (Names{"$b", "$b", "$b", "$e", "$e", "$e", "one", "three", "two"}));
+  EXPECT_FALSE(Cached(1));
+  EXPECT_NE(log_.Find("SM: ProcessTermination: writing records to cache"), "");
+  EXPECT_NE(log_.Find("SM: SetInitialWaitTime: Existing cache without persistent interval."), "");
+}
+
+// The server that accepts a record and never answers: its record's fate is unknown, so it is kept.
+TEST_F(DurableSessionTest, ASilentGatewayHoldsUpNobodyAndLosesNothing) {
+  StoreSettings({{"terminate_time", EnvValue::Number(2)}});
+  Gateway::silent = true;
+  Start();
+  FinishTurn();  // the settings are known
+  Log("one");
+  const auto begin = std::chrono::steady_clock::now();
+  Stop();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  EXPECT_TRUE(Cached(1));
+  Gateway::silent = false;
+  Run({});
+  const Names events = Gateway::Events();
+  EXPECT_GE(std::count(events.begin(), events.end(), "one"), 1);
+}
+
+TEST_F(DurableSessionTest, TheProductEnvironmentIsSentOnceThenOnlyItsChanges) {
+  SetProductValue("Edition", "Pro");
+  Run({"one"});
+  SetProductValue("Edition", "Pro");
+  Run({"two"});
+  SetProductValue("Edition", "Ultra");
+  Run({"three"});
+  ASSERT_EQ(Gateway::RecordCount(), 3u);
+  EXPECT_EQ(Gateway::ProductValue(0, "std-Incremental"), "false");
+  EXPECT_FALSE(Gateway::HasProductEnvironment(1));
+  EXPECT_EQ(Gateway::ProductValue(2, "std-Incremental"), "true");
+  EXPECT_EQ(Gateway::ProductValue(2, "Edition"), "Ultra");
+  EXPECT_EQ(Stored("Server").strData, "test://");
+  // A gateway of another name knows nothing of the product.
+  Testing::SetEnvironment("TAV_GATEWAY", "TEST://");
+  SetProductValue("Edition", "Ultra");
+  Run({});
+  EXPECT_EQ(Gateway::ProductValue(3, "std-Incremental"), "false");
+}
+
+TEST_F(DurableSessionTest, OptingOutDeletesTheCacheAndIsRememberedUntilItIsSent) {
+  SetProductValue("std-OptOut", "false");
+  Run({"sent"});
+  Gateway::refuse = true;
+  SetProductValue("std-OptOut", "false");
+  Run({"secret"});
+  ASSERT_TRUE(Cached(1));
+
+  config_.optOut = true;
+  config_.noImpliedRecords = true;
+  SetProductValue("std-OptOut", "true");
+  Run({"secret"});
+  EXPECT_EQ(Stored("PendingStdOptOut").strData, "true");
+  Gateway::refuse = false;
+  SetProductValue("std-OptOut", "true");
+  Run({"secret"});
+  EXPECT_FALSE(Cached(1));
+  EXPECT_EQ(Stored("PendingStdOptOut").strData, "");
+  ASSERT_EQ(Gateway::RecordCount(), 2u);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "sent", "$e"}));
+  EXPECT_EQ(Gateway::ProductValue(1, "std-OptOut"), "true");
+
+  config_.optOut = false;
+  config_.noImpliedRecords = false;
+  SetProductValue("std-OptOut", "false");
+  Run({});
+  EXPECT_EQ(Gateway::ProductValue(2, "std-OptOut"), "false");
+}
+
+TEST_F(DurableSessionTest, SettingsOfAnEarlierFetchGovernTheRun) {
+  StoreSettings({{"max_event_per_minute", EnvValue::Number(3)}}, {"secret"});
+  Run({"one", "secret", "two", "three"});
+  EXPECT_EQ(Gateway::Events(), Names{});  // a product that reports too much is switched off
+  EXPECT_NE(log_.Find("warning: SM: Too many events (3) generated in one minute. Disabling"), "");
+
+  StoreSettings({{"max_event_per_hour", EnvValue::Number(5)}}, {"secret"});
+  Run({"one", "secret", "two"});
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "two", "$e"}));
+
+  StoreSettings({{"disabled", EnvValue::Number(1)}});
+  Start();
+  Log("one");
+  EXPECT_EQ(manager_->Commit(), 1);
+  Stop();
+  EXPECT_NE(log_.Find("SM: Analytics disabled due to settings"), "");
+  EXPECT_EQ(Gateway::Events().size(), 4u);
+}
+
+TEST_F(DurableSessionTest, SettingsAreFetchedOnceADayForTheNextRun) {
+  ServeSettings(R"({"inhibit": ["secret"], "flush_time": 20})");
+  Run({"secret"});
+  EXPECT_NE(log_.Find("SM: Updating PS with new settings"), "");
+  ServeSettings(R"({"inhibit": []})");  // asked tomorrow at the earliest
+  Run({"secret"});
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "secret", "$e", "$b", "$e"}));
+  EXPECT_NE(log_.Find("SM: Config stamp unchanged"), "");
+
+  // The day has passed, but what the server says is no JSON: the settings stay.
+  StoreStamp("LastConfigAccess", CurrentTime() / kSecondsPerDay - 1);
+  ServeSettings("<html>busy</html>");
+  Run({});
+  StoreStamp("LastConfigAccess", CurrentTime() / kSecondsPerDay - 1);
+  ServeSettings(R"({"inhibit": [], "flush_time": 20})");
+  Run({"secret"});
+  Run({"secret"});
+  const Names events = Gateway::Events();
+  EXPECT_EQ(std::count(events.begin(), events.end(), "secret"), 2);
+}
+
+TEST_F(DurableSessionTest, DayStampsTellOfTheLastRun) {
+  const int64_t today = CurrentTime() / kSecondsPerDay;
+  StoreStamp("LastActive", today - 3);
+  StoreStamp("LastServerAccess", today - 2);
+  Gateway::refuse = true;
+  Start();
+  EXPECT_EQ(manager_->GetLastActiveTime(), today - 3);
+  EXPECT_EQ(manager_->GetLastServerAccessTime(), today - 2);
+  Stop();
+  EXPECT_EQ(Stored("LastActive", true).numData, static_cast<double>(today));
+  EXPECT_EQ(Stored("LastServerAccess", true).numData, static_cast<double>(today - 2));
+  Gateway::refuse = false;
+  Run({});
+  EXPECT_EQ(Stored("LastServerAccess", true).numData, static_cast<double>(today));
+}
+
+TEST_F(DurableSessionTest, APersistentIntervalRunsAcrossRuns) {
+  config_.persistentInterval = true;
+  config_.sendInterval = 5000;
+  Run({"one"});
+  Run({"two"});
+  EXPECT_EQ(Gateway::RecordCount(), 0u);
+  std::filesystem::last_write_time(
+      CachePath(1), std::filesystem::last_write_time(CachePath(1)) - std::chrono::seconds(5000));
+  Run({"three"});
+  EXPECT_EQ(Gateway::Events().size(), 9u);
+}
+
+TEST_F(DurableSessionTest, ANegativeIntervalOnlyEverCaches) {
+  config_.sendInterval = -1;
+  config_.sendThreshold = 0;
+  config_.flushInterval = 1;
+  Start();
+  Log("one");
+  for (int i = 0; i < 1000 && !Cached(1); ++i) {
+    Platform::SleepMilliseconds(10);
+  }
+  EXPECT_TRUE(Cached(1));
+  Stop();
+  EXPECT_EQ(Gateway::RecordCount(), 0u);
+}
+
+TEST_F(DurableSessionTest, ACacheThatFailsDropsNothingAndTheNextCommitTells) {
+  config_.flushInterval = 0;
+  Start();
+  manager_->Suspend();
+  FinishTurn();
+  std::filesystem::remove_all(folder_.Base());
+  Log("one");
+  while (log_.Find("warning: CM: Cannot open cache file").empty()) {
+    Platform::SleepMilliseconds(5);
+  }
+  EXPECT_EQ(manager_->Commit(), 2);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one"}));
+  EXPECT_EQ(manager_->Commit(), 0);
+}
+
+TEST_F(DurableSessionTest, WithoutACacheMemoryIsBoundedAndTheEndSaysWhatIsLost) {
+  config_.maxMemorySize = 100;  // sixteen times as much is kept at most
+  Gateway::refuse = true;
+  Start();
+  FinishTurn();
+  std::filesystem::remove_all(folder_.Base());
+  for (int i = 0; i < 10; ++i) {
+    Log("event" + std::to_string(i));
+    EXPECT_NE(manager_->Commit(), 0);
+    FinishTurn();
+  }
+  EXPECT_NE(log_.Find("warning: SM: Memory bound reached. Dropped the 1 oldest records ("), "");
+  Stop();
+  const Names lines = log_.Take();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const std::string& line) {
+                            return line.ends_with(
+                                " bytes) could be neither sent nor stored and are lost");
+                          }),
+            1);
+}
+
+TEST_F(DurableSessionTest, ADamagedRecordDoesNotBlockThoseBehindIt) {
+  Gateway::refuse = true;
+  Run({"one"});
+  Run({"two"});
+  std::fstream file(CachePath(1), std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(40);
+  file.write("????", 4);
+  file.close();
+  Gateway::refuse = false;
+  Run({});
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "two", "$e"}));
+  EXPECT_NE(log_.Find("warning: SM: Dropped a damaged record of "), "");
+}
+
+TEST_F(DurableSessionTest, PulledRecordsComeFromTheCacheAndAnOptedOutProductTakesNoneBack) {
+  Gateway::refuse = true;
+  Run({"one"});
+  config_.sendInterval = -1;
+  Start();
+  const std::unique_ptr<char, decltype(&std::free)> first(manager_->PullData(), &std::free);
+  const std::unique_ptr<char, decltype(&std::free)> second(manager_->PullData(), &std::free);
+  ASSERT_TRUE(first != nullptr && second != nullptr);
+  Stop();
+  Gateway::refuse = false;
+  config_ = {};
+  config_.productName = "Product";
+  config_.productVersion = "1.0";
+  config_.optOut = true;
+  Start();
+  manager_->PushData(second.get());
+  Stop();
+  EXPECT_EQ(Gateway::Events(), Names{});
+}
+
+}  // namespace
+}  // namespace Tav

@@ -1,0 +1,150 @@
+// A session manager on its own, between a test that plays the host and a gateway inside the
+// process.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <initializer_list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/set_environment.h"
+#include "session/session_manager.h"
+#include "support/captured_log.h"
+#include "support/records.h"
+#include "support/storage_folder.h"
+#include "transport/test_data_sender.h"
+
+namespace Tav::Testing {
+
+using Names = std::vector<std::string>;
+
+// The gateway's side of the test sender: keeps what arrives, or refuses it.
+class Gateway {
+ public:
+  Gateway() {
+    SetEnvironment("TAV_GATEWAY", "test://");
+    SetEnvironment("TAV_CONFIGURATOR", "null://");
+    Records().clear();
+    refuse = false;
+    silent = false;
+    TestDataSender::SetHook(&Receive);
+  }
+  ~Gateway() {
+    silent = false;
+    while (Thread::AnyRunning()) {
+      Platform::SleepMilliseconds(5);
+    }
+    TestDataSender::SetHook(nullptr);
+    SetEnvironment("TAV_GATEWAY", nullptr);
+    SetEnvironment("TAV_CONFIGURATOR", nullptr);
+  }
+
+  // Every event that has arrived, in order, as "name" or "$b" and the like.
+  static std::vector<std::string> Events() {
+    const std::lock_guard guard(mutex);
+    std::vector<std::string> events;
+    for (const JsonPtr& record : Records()) {
+      size_t index = 0;
+      json_t* event = nullptr;
+      json_array_foreach(json_object_get(record.Get(), "rt"), index, event) {
+        events.push_back(TextAt(event, "m") + TextAt(event, "g"));
+      }
+    }
+    return events;
+  }
+  static size_t RecordCount() {
+    const std::lock_guard guard(mutex);
+    return Records().size();
+  }
+  static std::string ProductValue(size_t record, const char* key) {
+    const std::lock_guard guard(mutex);
+    return TextAt(json_object_get(Records().at(record).Get(), "pe"), key);
+  }
+
+  static bool HasProductEnvironment(size_t record) {
+    const std::lock_guard guard(mutex);
+    return json_object_get(Records().at(record).Get(), "pe") != nullptr;
+  }
+
+  static inline std::atomic<bool> refuse{false};
+  static inline std::atomic<bool> silent{false};  // takes records and does not answer
+
+ private:
+  static int32_t Receive(const uint8_t* data, size_t length) {
+    while (data != nullptr && silent) {
+      Platform::SleepMilliseconds(5);
+    }
+    if (data == nullptr || refuse) {
+      return refuse ? 1 : 0;
+    }
+    const std::lock_guard guard(mutex);
+    Records().emplace_back(json_loadb(reinterpret_cast<const char*>(data), length, 0, nullptr));
+    return 0;
+  }
+  static std::vector<JsonPtr>& Records() {
+    static std::vector<JsonPtr> records;
+    return records;
+  }
+  static inline std::mutex mutex;
+};
+
+class SessionManagerTest : public testing::Test {
+ protected:
+  SessionManagerTest() {
+    config_.productName = "Product";
+    config_.productVersion = "1.0";
+  }
+  ~SessionManagerTest() override { Stop(); }
+
+  void Start() {
+    manager_ = new SessionManager(config_.TakeForManager());
+    ASSERT_EQ(manager_->Init(), 0);
+  }
+  void Stop() {
+    if (manager_ != nullptr) {
+      manager_->Stop();
+      ASSERT_TRUE(manager_->Ended());
+      manager_->Release();
+      manager_ = nullptr;
+    }
+  }
+  void Log(std::string_view name) { manager_->Log(CreateEvent(HandleKind::Event, name, {})); }
+
+  void ChangeProduct(std::string_view key, std::string_view text) {
+    auto* const value = CreateValue(HandleKind::Map);
+    value->name.Assign(key, nullptr);
+    value->payload = MakeJsonString(text);
+    manager_->ChangeProductEnv(value);
+  }
+  void Run(std::initializer_list<std::string_view> events) {
+    Start();
+    for (const std::string_view name : events) {
+      Log(name);
+    }
+    Stop();
+  }
+  void SetProductValue(const char* key, const char* text) {
+    if (config_.productValues == nullptr) {
+      config_.productValues = std::make_unique<PendingProductValues>();
+    }
+    (*config_.productValues)[key].value = EnvValue::String(text);
+  }
+  // Two round trips: the first answer may come before the turn in which it was given sends.
+  void FinishTurn() {
+    manager_->GetLastActiveTime();
+    manager_->GetLastActiveTime();
+  }
+
+  CapturedLog log_;
+  StorageFolder folder_;
+  Gateway gateway_;
+  LibraryConfig config_;
+  SessionManager* manager_ = nullptr;
+};
+
+}  // namespace Tav::Testing
