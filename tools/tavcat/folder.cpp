@@ -1,0 +1,135 @@
+#include "tavcat/folder.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/directory.h"
+#include "platform/file.h"
+#include "streams/cache_file_name.h"
+#include "tavcat/cache_file.h"
+#include "tavcat/file_contents.h"
+#include "tavcat/storage_file.h"
+#include "tavcat/text.h"
+
+namespace Tavcat {
+
+namespace {
+
+using Names = std::vector<std::string>;
+using ShowFunction = void (*)(std::string_view bytes, Report& report);
+
+constexpr const char* kStorageFiles[] = {"TavData", "TsTavData"};
+constexpr char kCopySuffix[] = ".new";
+constexpr size_t kSequenceDigits = 4;
+
+// The prefix of a cache file, "TavCache_9A80ECF5_"; empty for every other name.
+std::string_view CachePrefixOf(std::string_view name) {
+  if (name.size() <= kSequenceDigits) {
+    return {};
+  }
+  const std::string_view prefix = name.substr(0, name.size() - kSequenceDigits);
+  for (const std::string_view start : {"TavCache_", "TavDCache_", "TavICache_"}) {
+    if (prefix.size() != start.size() + 9 || !prefix.starts_with(start) || !prefix.ends_with('_') ||
+        Tav::CacheSequence(prefix, name) == 0) {
+      continue;
+    }
+    const std::string_view hash = prefix.substr(start.size(), 8);
+    return hash.find_first_not_of("0123456789ABCDEF") == hash.npos ? prefix : std::string_view();
+  }
+  return {};
+}
+
+class FolderView {
+ public:
+  FolderView(const std::string& folder, Names names, Report& report)
+      : folder_(folder), names_(std::move(names)), report_(report) {
+    std::ranges::sort(names_);
+  }
+
+  void Show() {
+    for (const std::string name : kStorageFiles) {
+      report_.Line(0, "");
+      ShowOrMissing(name);
+      if (const std::string copy = name + kCopySuffix; Take(copy)) {
+        ShowFile(copy, ShowStorageCopy);
+      }
+    }
+    std::string current;
+    for (const std::string& name : names_) {
+      const std::string_view prefix = CachePrefixOf(name);
+      if (prefix.empty()) {
+        continue;
+      }
+      if (prefix != current) {
+        current = prefix;
+        report_.Line(0, "");
+      }
+      ShowFile(name, ShowCacheFile);
+    }
+    std::erase_if(names_, [](const std::string& name) { return !CachePrefixOf(name).empty(); });
+    if (!names_.empty()) {
+      report_.Line(0, "");
+      report_.Line(0, "Not the library's:");
+    }
+    for (const std::string& name : names_) {
+      report_.Line(1, name);
+    }
+  }
+
+ private:
+  std::string PathOf(const std::string& name) const {
+    return folder_ + Tav::Platform::kPathSeparator + name;
+  }
+
+  bool Take(const std::string& name) { return std::erase(names_, name) > 0; }
+
+  void ShowOrMissing(const std::string& name) {
+    if (Take(name)) {
+      ShowFile(name, ShowStorageFile);
+    } else if (Tav::Platform::DirectoryExists(PathOf(name))) {
+      report_.BeginFile(name, "a folder");
+      report_.Damage(1, "a folder stands in the file's place; the library can save nothing");
+    } else {
+      report_.BeginFile(name, "not there, nothing has been saved");
+    }
+  }
+
+  void ShowFile(const std::string& name, ShowFunction show) {
+    const FileContents contents = ReadFile(PathOf(name));
+    if (contents.result == ReadResult::Missing) {
+      report_.BeginFile(name, "gone meanwhile");
+      return;
+    }
+    const bool whole = contents.result == ReadResult::Whole;
+    report_.BeginFile(name, (whole ? Counted(contents.bytes.size(), "byte") + ", " : "") +
+                                "written " + MomentText(contents.modifiedAt));
+    if (whole) {
+      show(contents.bytes, report_);
+    } else if (contents.result == ReadResult::InUse) {
+      report_.InUse();
+    } else {
+      report_.Damage(1, "cannot be read: " + contents.reason);
+    }
+  }
+
+  const std::string folder_;
+  Names names_;
+  Report& report_;
+};
+
+}  // namespace
+
+bool ShowFolder(const std::string& folder, Report& report) {
+  Names names;
+  if (!Tav::Platform::DirectoryExists(folder) || !Tav::Platform::ListFiles(folder.c_str(), names)) {
+    return false;
+  }
+  report.Line(0, "Folder " + folder);
+  FolderView(folder, std::move(names), report).Show();
+  report.Close();
+  return true;
+}
+
+}  // namespace Tavcat
