@@ -50,10 +50,13 @@ void SessionManager::StartConfigLoader() {
   }
 }
 
-// Finds what earlier runs have left. An opted-out product lets none of it go out any more.
+// Finds what earlier runs have left. A number of files too large for its type has become negative
+// and stands for as many as the cache can have. An opted-out product lets none of it go out any
+// more.
 void SessionManager::OpenCache() {
-  cache_ = std::make_unique<CacheManager>(GetStorageDirectory(), product_.GetName(),
-                                          product_.GetVersion(), maxCacheFiles_, maxCacheBytes_);
+  cache_ = std::make_unique<CacheManager>(
+      GetStorageDirectory(), product_.GetName(), product_.GetVersion(),
+      static_cast<uint32_t>(maxCacheFiles_), static_cast<uint32_t>(maxCacheBytes_));
   cache_->ScanFiles(config_.persistentInterval);
   if (!config_.optOut) {
     return;
@@ -89,7 +92,7 @@ void SessionManager::ApplySettings() {
   tuning.pauseInterval = tuned(config_.pauseInterval, "pause_time", 1);
   maxRecordSize_ = tuned(config_.maxRecordSize, "max_record_size", 511800);
   maxMemorySize_ = tuned(config_.maxMemorySize, "max_memory_size", 2097152);
-  maxCacheFiles_ = std::max(tuned(config_.cacheSize, "max_cache_size", 50), 1);
+  maxCacheFiles_ = tuned(config_.cacheSize, "max_cache_size", 50);
   maxCacheBytes_ = config_.maxCacheBytes < 1 ? static_cast<int>(CacheManager::kDefaultMaxFileSize)
                                              : config_.maxCacheBytes;
   tuning.sendThreshold = tuned(config_.sendThreshold, "send_threshold", 1048576);
