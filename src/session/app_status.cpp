@@ -27,13 +27,36 @@ int64_t DayOf(const EnvValue& value) {
 void AppStatus::Load() {
   TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   storage_.Open(false);
+  changed_.client = client_.IsChanged(&storage_);
   changed_.productEnvironment = product_.IsChanged(&storage_);
   product_.LoadEnvFromPS(&storage_);
+  const bool newEndpoint = endpoint_.IsChanged(&storage_);
   settings_.LoadFromStorage(&storage_);
   storage_.CloseAndSave();
   changed_.app = changed_.productEnvironment || changed_.client;
   TAV_DEBUG("SM: App changed: %d (prodEnv: %d, cli: %d, ep: %d)", changed_.app,
-            changed_.productEnvironment, changed_.client, 0);
+            changed_.productEnvironment, changed_.client, newEndpoint);
+  if (newEndpoint) {
+    StoreEndpoint();
+  }
+}
+
+// One that another process has stored meanwhile wins.
+void AppStatus::StoreEndpoint() {
+  endpoint_.Compute();
+  storage_.Open(true);
+  const bool missing = endpoint_.IsChanged(&storage_);
+  if (missing) {
+    endpoint_.Persist(&storage_);
+  }
+  storage_.Close(missing);
+}
+
+bool AppStatus::IsClientChanged() {
+  storage_.Open(false);
+  const bool changed = client_.IsChanged(&storage_);
+  storage_.Close(false);
+  return changed;
 }
 
 bool AppStatus::LoadTimestamp(int64_t now) {
@@ -69,7 +92,10 @@ void AppStatus::PersistAppStatusChanges() {
       changed_.productEnvironment = false;
       changed_.productDataPersisted = true;
     }
-    changed_.client = false;
+    if (changed_.client) {
+      client_.PersistClientInfo(&storage_);
+      changed_.client = false;
+    }
     storage_.CloseAndSave();
   }
   ClearPendingOptOut();

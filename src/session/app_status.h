@@ -1,7 +1,8 @@
-// What the storage files know of the product, compared with what it is now: whether its environment
-// must be sent, the settings of the last fetch, the day stamps. Each operation opens a storage
-// file, does its work and closes it. A file that cannot be read counts as empty, one that cannot be
-// written leaves the work to a later run; the log tells of both.
+// What the storage files know of product, machine and user, compared with what they are now:
+// whether the product's or the client's environment must be sent, the settings of the last fetch,
+// the endpoint identifier, the day stamps. Each operation opens a storage file, does its work and
+// closes it. A file that cannot be read counts as empty, one that cannot be written leaves the work
+// to a later run; the log tells of both.
 //
 // Used by the session thread only, but for the two day numbers, which any thread may read.
 #pragma once
@@ -13,6 +14,8 @@
 
 #include "config/config_manager.h"
 #include "session/record_builder.h"
+#include "storage/client_info.h"
+#include "storage/endpoint.h"
 #include "storage/persistent_storage.h"
 #include "storage/product_info.h"
 
@@ -20,12 +23,23 @@ namespace Tav {
 
 class AppStatus {
  public:
-  // Borrows all three.
-  AppStatus(ProductInfo& product, ConfigManager& settings, ChangedFlags& changed)
-      : product_(product), settings_(settings), changed_(changed) {}
+  // Borrows all of them.
+  AppStatus(ProductInfo& product,
+            ClientInfo& client,
+            Endpoint& endpoint,
+            ConfigManager& settings,
+            ChangedFlags& changed)
+      : product_(product),
+        client_(client),
+        endpoint_(endpoint),
+        settings_(settings),
+        changed_(changed) {}
 
-  // Finds out what has changed since the last run, and loads the settings.
+  // Finds out what has changed since the last run, loads the settings and the endpoint identifier,
+  // and makes and stores the latter when there is none.
   void Load();
+  // Whether the description of the machine differs from the stored one.
+  bool IsClientChanged();
   // Loads the day stamps. True once a day: the settings are to be fetched. The day counts as done
   // then, whatever the fetch brings.
   bool LoadTimestamp(int64_t now);
@@ -48,9 +62,12 @@ class AppStatus {
   int64_t LastActiveTime() const { return lastActiveTime_.load(std::memory_order_relaxed); }
 
  private:
+  void StoreEndpoint();
   bool StoreDay(const char* key, int64_t day);
 
   ProductInfo& product_;
+  ClientInfo& client_;
+  Endpoint& endpoint_;
   ConfigManager& settings_;
   ChangedFlags& changed_;
   PersistentStorage storage_;

@@ -101,6 +101,10 @@ size_t RecordBuilder::BeginData(JsonData& data) {
       TAV_TRACE("SM: BeginData: Adding product data");
       size += AddProductEnvironment(data);
     }
+    if (changed_.client && !header_.optOut) {
+      TAV_TRACE("SM: BeginData: Adding client data");
+      size += AddClientEnvironment(data);
+    }
   }
   return size;
 }
@@ -161,6 +165,20 @@ size_t RecordBuilder::AddProductEnvironment(JsonData& data) const {
   } else {
     TAV_DEBUG("SM: Added full PE");
   }
+  return size;
+}
+
+// A change of server asks for the description also while there is none yet.
+size_t RecordBuilder::AddClientEnvironment(JsonData& data) const {
+  if (clientEnvironment_ == nullptr || clientEnvironment_->empty()) {
+    return 0;
+  }
+  size_t size = data.OpenObject(Key::kClientEnvironment);
+  size += data.AddString(Key::kTime, LocalTimeStamp());
+  for (const auto& [label, text] : *clientEnvironment_) {
+    size += data.AddString(label, text);
+  }
+  data.MoveUp();
   return size;
 }
 

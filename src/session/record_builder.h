@@ -10,6 +10,7 @@
 #include "session/json_data.h"
 #include "session/pending_events.h"
 #include "session/saved_lists.h"
+#include "storage/client_env.h"
 #include "storage/product_info.h"
 
 namespace Tav {
@@ -40,6 +41,9 @@ class RecordBuilder {
       : product_(product), changed_(changed) {}
 
   void SetHeader(RecordHeader header) { header_ = std::move(header); }
+  void SetEndpoint(std::string id) { header_.endpointId = std::move(id); }
+  // The description of the machine, borrowed; it may still be filled later.
+  void SetClientEnvironment(const ClientEnv* values) { clientEnvironment_ = values; }
   // Values that every reported event carries under "se"; null or empty for none.
   void SetSessionEnvironment(const EnvMap* values);
   void SetMaxRecordSize(int bytes) { maxRecordSize_ = bytes; }
@@ -58,6 +62,7 @@ class RecordBuilder {
   size_t AddIdentity(JsonData& data) const;
   size_t AddTags(JsonData& data) const;
   size_t AddProductEnvironment(JsonData& data) const;
+  size_t AddClientEnvironment(JsonData& data) const;
   void AddEvents(JsonData& data, PendingEvents& pending, size_t size, WorkList& consumed);
   void AddEvent(JsonData& data, WorkItem& item);
   void SaveOrAttachLists(TavEvent_s& event);
@@ -65,6 +70,7 @@ class RecordBuilder {
   const ProductInfo& product_;
   ChangedFlags& changed_;
   RecordHeader header_;
+  const ClientEnv* clientEnvironment_ = nullptr;
   JsonPtr sessionEnvironment_;  // shared by all events
   SavedLists savedLists_;
   int maxRecordSize_ = 0;

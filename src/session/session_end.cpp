@@ -12,7 +12,9 @@ namespace Tav {
 
 namespace {
 
-constexpr int64_t kLongestWaitForSettings = 5000;  // milliseconds
+// Milliseconds.
+constexpr int64_t kLongestWaitForSettings = 5000;
+constexpr int64_t kLongestWaitForClient = 2000;
 
 // No step that runs out of memory may keep the others from being taken.
 template <typename Step>
@@ -28,6 +30,7 @@ void Attempt(Step step) {
 
 void SessionManager::ProcessTermination() {
   TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  Attempt([this] { FinishClientInfoAtTermination(); });
   Attempt([this] { ProcessEventList(true); });
   Attempt([this] { SendAtTermination(); });
   Attempt([this] { KeepUnsent(); });
@@ -39,6 +42,23 @@ void SessionManager::ProcessTermination() {
     }
   });
   Attempt([this] { status_.PersistLastActiveTime(CurrentTime()); });
+}
+
+int64_t SessionManager::TimeToFinalDeadline() const {
+  return std::max<int64_t>(
+      finalDeadline_.load(std::memory_order_acquire) - Platform::MonotonicMilliseconds(), 0);
+}
+
+// The machine is described once in several days: worth a moment, but not the time to send.
+void SessionManager::FinishClientInfoAtTermination() {
+  if (!client_.Pending()) {
+    return;
+  }
+  FinishClientInfo(static_cast<int>(std::min(TimeToFinalDeadline() / 4, kLongestWaitForClient)));
+  if (client_.Pending()) {
+    client_.Abandon();
+    OnClientInfo();
+  }
 }
 
 void SessionManager::SendAtTermination() {
@@ -80,9 +100,7 @@ void SessionManager::ApplyFetchedSettings() {
   if (loader_ == nullptr) {
     return;
   }
-  const int64_t left =
-      finalDeadline_.load(std::memory_order_acquire) - Platform::MonotonicMilliseconds();
-  loader_->Join(static_cast<int>(std::clamp<int64_t>(left, 0, kLongestWaitForSettings)));
+  loader_->Join(static_cast<int>(std::min(TimeToFinalDeadline(), kLongestWaitForSettings)));
   if (!loader_->Ended()) {
     TAV_DEBUG("SM: Config loader is not done");
     return;

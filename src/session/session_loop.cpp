@@ -1,4 +1,5 @@
 // The session thread's loop: waiting, taking items, handling them.
+#include <algorithm>
 #include <utility>
 
 #include "session/data_block.h"
@@ -7,6 +8,13 @@
 #include "util/time_stamp.h"
 
 namespace Tav {
+
+namespace {
+
+// How often the answers about the machine are looked for while they are pending, in seconds.
+constexpr int kClientInfoPoll = 1;
+
+}  // namespace
 
 void SessionManager::Main() {
   TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
@@ -41,12 +49,16 @@ void SessionManager::ProcessData() {
 void SessionManager::ProcessTurn() {
   const int64_t now = CurrentTime();
   rate_.Roll(now);
-  const int timeout = schedule_.ComputeTimeout(now);
+  int timeout = schedule_.ComputeTimeout(now);
+  if (client_.Pending()) {
+    timeout = std::min(timeout, kClientInfoPoll);
+  }
   schedule_.CheckTimers(now);
   ProcessItems(queue_.TakeItems(timeout), CurrentTime());
   if (terminating_) {
     return;
   }
+  FinishClientInfo(0);
   if (IsSendDue()) {
     SendToServer();
     return;

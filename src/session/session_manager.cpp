@@ -66,7 +66,7 @@ SessionManager::SessionManager(LibraryConfig config)
       product_(config_.productName, config_.productVersion, config_.productValues.get()),
       builder_(product_, changed_),
       settings_(product_.GetName(), product_.GetVersion(), product_.GetPlatform()),
-      status_(product_, settings_, changed_) {
+      status_(product_, client_, endpoint_, settings_, changed_) {
   TAV_DEBUG("SM: ctor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   CompleteUserId(config_);
   TraceProductValues(config_.productValues.get());
@@ -82,6 +82,7 @@ SessionManager::SessionManager(LibraryConfig config)
     header.tags = std::move(*config_.tags);
   }
   builder_.SetHeader(std::move(header));
+  builder_.SetClientEnvironment(&client_.GetClientEnv());
   builder_.SetSessionEnvironment(config_.sessionEnvironment.get());
   builder_.SetSavedListLength(config_.savedListLength);
 }
@@ -221,8 +222,8 @@ std::string SessionManager::GetEndpointInstance() {
   TAV_DEBUG("SM: GetEndpointInstance. Waiting...Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   Await(asked);
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",
-            endpointId_.c_str(), TAV_WHERE);
-  return endpointId_;
+            endpoint_.GetId().c_str(), TAV_WHERE);
+  return endpoint_.GetId();
 }
 
 long SessionManager::GetLastServerAccessTime() {

@@ -23,6 +23,8 @@
 #include "session/send_schedule.h"
 #include "session/thread.h"
 #include "session/work_queue.h"
+#include "storage/client_info.h"
+#include "storage/endpoint.h"
 #include "storage/product_info.h"
 #include "streams/cache_manager.h"
 #include "transport/carrier_data_sender.h"
@@ -106,6 +108,8 @@ class SessionManager final : public Thread {
   void UpdateServer();
   void StartConfigLoader();
   void OpenCache();
+  void FinishClientInfo(int milliseconds);
+  void OnClientInfo();
 
   // Delivery.
   bool IsSendDue();
@@ -124,6 +128,8 @@ class SessionManager final : public Thread {
 
   // The end.
   void ProcessTermination();
+  int64_t TimeToFinalDeadline() const;
+  void FinishClientInfoAtTermination();
   void SendAtTermination();
   void KeepUnsent();
   void ApplyFetchedSettings();
@@ -149,6 +155,8 @@ class SessionManager final : public Thread {
 
   // The session thread's own; what a host reads of it, it reads after its request was answered.
   ProductInfo product_;
+  ClientInfo client_;
+  Endpoint endpoint_;
   ChangedFlags changed_;
   RecordBuilder builder_;
   ConfigManager settings_;
@@ -160,7 +168,6 @@ class SessionManager final : public Thread {
   PendingEvents pending_;
   RecordList records_;
   std::string gatewayUrl_;
-  std::string endpointId_;
   int overheadEstimate_ = 0;
   int maxRecordSize_ = 0;
   int maxMemorySize_ = 0;
@@ -174,6 +181,7 @@ class SessionManager final : public Thread {
   bool suspended_ = false;
   bool suspendedForTermination_ = false;
   bool disabled_ = false;
+  bool newServer_ = false;  // nothing of product and machine has been sent to it before
 };
 
 }  // namespace Tav

@@ -21,8 +21,15 @@ constexpr int kLongestTerminateTime = 3600;
 }  // namespace
 
 void SessionManager::StartUp() {
+  // An opted-out product describes nothing, so there is nothing to collect.
+  if (!config_.optOut) {
+    client_.Collect();
+  }
   CheckAppStatus();
-  TAV_DEBUG("SM: Endpt: %s", endpointId_.c_str());
+  endpoint_.Compute();
+  builder_.SetEndpoint(endpoint_.GetId());
+  client_.LogClientEnv();
+  TAV_DEBUG("SM: Endpt: %s", endpoint_.GetId().c_str());
   OpenCache();
   overheadEstimate_ = builder_.OverheadEstimate();
   if (changed_.app && cache_->FileCount() == 0) {
@@ -75,10 +82,27 @@ void SessionManager::UpdateServer() {
     return;
   }
   product_.SetServer(gatewayUrl_);
+  newServer_ = true;
   changed_.client = true;
   changed_.productEnvironment = true;
   changed_.app = true;
   TAV_DEBUG("SM: App changed. Sending product and client information due to server change");
+}
+
+// The rest of the description takes its time; events are taken and sent meanwhile.
+void SessionManager::FinishClientInfo(int milliseconds) {
+  if (client_.Pending() && client_.Finish(milliseconds)) {
+    OnClientInfo();
+  }
+}
+
+void SessionManager::OnClientInfo() {
+  client_.LogClientEnv();
+  if (status_.IsClientChanged() || newServer_) {
+    changed_.client = true;
+    changed_.app = true;
+    schedule_.OnFirstPending(CurrentTime());
+  }
 }
 
 void SessionManager::ApplySettings() {

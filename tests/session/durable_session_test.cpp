@@ -178,6 +178,29 @@ TEST_F(DurableSessionTest, SettingsAreFetchedOnceADayForTheNextRun) {
   EXPECT_EQ(std::count(events.begin(), events.end(), "secret"), 2);
 }
 
+TEST_F(DurableSessionTest, TheMachineIsDescribedOnceAndTheEndpointStays) {
+  std::filesystem::remove(folder_.Path("TsTavData"));
+  Start();
+  const std::string endpoint = manager_->GetEndpointInstance();
+  EXPECT_EQ(endpoint.size(), 40u);
+  Stop();
+  EXPECT_EQ(Gateway::ClientValue(0, "OsArch"), "x86_64");
+  EXPECT_EQ(Gateway::Endpoint(0), endpoint);
+  Run({"one"});
+  ASSERT_EQ(Gateway::RecordCount(), 2u);
+  EXPECT_EQ(Gateway::ClientValue(1, "OsArch"), "");
+  EXPECT_EQ(Gateway::Endpoint(1), endpoint);
+}
+
+TEST_F(DurableSessionTest, AnOptedOutProductDescribesNoMachine) {
+  std::filesystem::remove(folder_.Path("TsTavData"));
+  config_.optOut = true;
+  SetProductValue("std-OptOut", "true");
+  Run({});
+  EXPECT_EQ(Gateway::ClientValue(0, "OsArch"), "");
+  EXPECT_EQ(log_.Find("CI: Collecting"), "");
+}
+
 TEST_F(DurableSessionTest, DayStampsTellOfTheLastRun) {
   const int64_t today = CurrentTime() / kSecondsPerDay;
   StoreStamp("LastActive", today - 3);

@@ -66,6 +66,14 @@ class Gateway {
     return TextAt(json_object_get(Records().at(record).Get(), "pe"), key);
   }
 
+  static std::string ClientValue(size_t record, const char* key) {
+    const std::lock_guard guard(mutex);
+    return TextAt(json_object_get(Records().at(record).Get(), "ce"), key);
+  }
+  static std::string Endpoint(size_t record) {
+    const std::lock_guard guard(mutex);
+    return TextAt(Records().at(record).Get(), "ep");
+  }
   static bool HasProductEnvironment(size_t record) {
     const std::lock_guard guard(mutex);
     return json_object_get(Records().at(record).Get(), "pe") != nullptr;
@@ -98,6 +106,7 @@ class SessionManagerTest : public testing::Test {
   SessionManagerTest() {
     config_.productName = "Product";
     config_.productVersion = "1.0";
+    folder_.PutClientStamp();
   }
   ~SessionManagerTest() override { Stop(); }
 

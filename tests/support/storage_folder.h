@@ -8,6 +8,7 @@
 #include <iterator>
 #include <string>
 
+#include "platform/clock.h"
 #include "platform/process.h"
 #include "platform/set_environment.h"
 #include "storage/persistent_storage.h"
@@ -45,6 +46,12 @@ class StorageFolder {
   std::string Contents(const char* name) const {
     std::ifstream file(Path(name), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
+  }
+
+  // The machine was described today: no run does it again, at a moment that no test knows.
+  void PutClientStamp() const {
+    const int64_t today = Platform::UnixMilliseconds() / 86'400'000;
+    Put("TsTavData", R"({"Products": [], "LastClientQuery": )" + std::to_string(today) + ".0}");
   }
 
   static std::string Utf8(const std::filesystem::path& path) {

@@ -34,7 +34,7 @@ TableTest::TableTest() {
   TestDataSender::SetHook(Receive);
   // Without a file the first run of all tells that there is none.
   folder_.Put("TavData", R"({"Products": []})");
-  folder_.Put("TsTavData", R"({"Products": []})");
+  folder_.PutClientStamp();
   SetEnvironment("TAV_GATEWAY", "test://");
   SetEnvironment("TAV_CONFIGURATOR", "null://");
   SetEnvironment("TAV_LOG_LEVEL", "TRACE");
