@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "session/thread.h"
+#include "util/thread.h"
 
 namespace Tav {
 

@@ -21,13 +21,13 @@
 #include "session/pending_events.h"
 #include "session/record_builder.h"
 #include "session/send_schedule.h"
-#include "session/thread.h"
 #include "session/work_queue.h"
 #include "storage/client_info.h"
 #include "storage/endpoint.h"
 #include "storage/product_info.h"
 #include "streams/cache_manager.h"
 #include "transport/carrier_data_sender.h"
+#include "util/thread.h"
 
 struct TavEvent_s;
 struct TavValue_s;

@@ -1,8 +1,8 @@
 // The one way from the hosts' threads to the session thread.
 #pragma once
 
-#include "session/thread.h"
 #include "session/work_item.h"
+#include "util/thread.h"
 
 namespace Tav {
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "platform/sync.h"
-#include "session/thread.h"
 #include "transport/data_sender.h"
+#include "util/thread.h"
 
 namespace Tav {
 

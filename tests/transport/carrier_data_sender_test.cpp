@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
-#include <semaphore>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/sync.h"
 #include "support/captured_log.h"
 #include "support/loopback_server.h"
 #include "transport/http_data_sender.h"
@@ -29,20 +29,25 @@ int64_t Now() {
 class Stage {
  public:
   // Lets the next call of `name` wait until Proceed.
-  void HoldAt(const std::string& name) { held_ = name; }
-  void AwaitArrival() { arrived_.acquire(); }
-  void Proceed() { proceed_.release(); }
+  void HoldAt(const std::string& name) {
+    const std::lock_guard guard(mutex_);
+    held_ = name;
+  }
+  void AwaitArrival() { arrived_.Wait(-1); }
+  void Proceed() { proceed_.Set(); }
 
   void Enter(const std::string& name, const std::string& details = "") {
+    bool hold = false;
     {
       const std::lock_guard guard(mutex_);
       calls_.push_back(name + details);
       thread_ = std::this_thread::get_id();
+      hold = held_ == name;
+      held_ = hold ? "nowhere" : held_;
     }
-    if (held_ == name) {
-      held_.clear();
-      arrived_.release();
-      proceed_.acquire();
+    if (hold) {
+      arrived_.Set();
+      proceed_.Wait(-1);
     }
   }
 
@@ -60,10 +65,10 @@ class Stage {
   std::atomic<int> made{0};
 
  private:
-  std::string held_;
-  std::binary_semaphore arrived_{0};
-  std::binary_semaphore proceed_{0};
+  Platform::AutoResetEvent arrived_;
+  Platform::AutoResetEvent proceed_;
   std::mutex mutex_;
+  std::string held_ = "nowhere";
   Calls calls_;
   std::thread::id thread_;
 };
@@ -239,33 +244,46 @@ TEST_F(CarrierDataSenderTest, CloseDoesNotOutliveTheDeadline) {
   stage.Proceed();
 }
 
-TEST_F(CarrierDataSenderTest, DeadlinesMayComeAtAnyMoment) {
+TEST_F(CarrierDataSenderTest, DeadlineMayComeAtAnyMoment) {
+  constexpr int kRounds = 500;
   Make();
-  std::atomic<bool> done{false};
+  std::atomic<int> round{0};
+  std::atomic<int> limited{0};
   std::thread host([&] {
-    for (int i = 0; !done; ++i) {
-      sender->LimitTo(i % 3 == 0 ? Now() : CarrierDataSender::kNoDeadline);
+    for (int i = 1; i <= kRounds; ++i) {
+      while (round < i) {
+        std::this_thread::yield();
+      }
+      // From before Open until after Close.
+      for (int steps = i % 50; steps > 0; --steps) {
+        std::this_thread::yield();
+      }
+      sender->LimitTo(Now());
+      limited = i;
     }
   });
   int delivered = 0;
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 1; i <= kRounds; ++i) {
+    sender->LimitTo(CarrierDataSender::kNoDeadline);
+    round = i;
     if (sender->Open() == 0) {
       delivered += Send("x") == 0 ? 1 : 0;
-      sender->Close();
+    }
+    sender->Close();
+    while (limited < i) {
+      std::this_thread::yield();
     }
   }
-  done = true;
   host.join();
-  sender->LimitTo(CarrierDataSender::kNoDeadline);
-  sender->Close();
-  EXPECT_EQ(sender->Open(), 0);
-  EXPECT_EQ(Send("x"), 0);
+  const auto warnings = Warnings();
   sender.reset();
   EXPECT_TRUE(NoThreadIsLeftSoon());
-  // Every body counted as delivered has been; every sender made is gone.
+  // What was reported as delivered was; a call given up may have been.
   const Calls calls = stage.Take();
-  EXPECT_GE(std::ranges::count(calls, "x"), delivered + 1);
+  EXPECT_GE(std::ranges::count(calls, "x"), delivered);
+  EXPECT_LE(std::ranges::count(calls, "x"), delivered + warnings);
   EXPECT_EQ(std::ranges::count(calls, "gone"), stage.made);
+  EXPECT_LE(stage.made, 1 + warnings);
 }
 
 TEST_F(CarrierDataSenderTest, ServerThatNeverAnswersHoldsNobody) {

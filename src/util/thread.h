@@ -1,5 +1,5 @@
 // A worker thread with a work signal, a lock for the derived class's queue, and a ready signal by
-// which it answers hosts that wait. Base of the session manager.
+// which it answers hosts that wait. Base of the library's worker threads.
 #pragma once
 
 #include <atomic>

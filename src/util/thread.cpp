@@ -1,4 +1,4 @@
-#include "session/thread.h"
+#include "util/thread.h"
 
 #include <algorithm>
 
