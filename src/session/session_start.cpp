@@ -149,7 +149,7 @@ void SessionManager::UpdateSender(std::string url) {
   auto sender = std::make_unique<CarrierDataSender>(
       [target = gatewayUrl_] { return CreateDataSender(target); });
   const std::lock_guard guard(senderLock_);
-  sender_ = std::move(sender);
+  sender_.swap(sender);
   if (const int64_t deadline = finalDeadline_.load(std::memory_order_relaxed); deadline != 0) {
     sender_->LimitTo(deadline);
   }
