@@ -58,10 +58,5 @@ TEST_F(QueriesTest, APulledRecordIsTheHostsUntilItIsPushedBack) {
   EXPECT_EQ(Complaints(), Lines{});
 }
 
-TEST_F(QueriesTest, ThereIsNoTestAccessObject) {
-  EXPECT_EQ(tav.CreateBackdoor(), nullptr);
-  EXPECT_EQ(Complaints(), Lines{"error: Tav: The test-access object is not part of this version"});
-}
-
 }  // namespace
 }  // namespace Tav::Testing

@@ -107,7 +107,9 @@ TEST_F(ThreadTest, DeletingWhileTheThreadHoldsItsReferenceIsReported) {
   struct Early final : Thread {
     void Main() override {}
   };
-  { Early early; }  // the creator's reference was never dropped
+  {
+    Early early;
+  }  // the creator's reference was never dropped
   EXPECT_EQ(log_.Find("error:").rfind(
                 "error: TH: Thread reference count should be zero, not 1. Pid: ", 0),
             0u);
