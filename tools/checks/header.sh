@@ -1,20 +1,56 @@
 #!/usr/bin/env bash
 # Usage: header.sh
-# Compiles include/tav/tav.h alone, as C99 and as C++ of several ages, for Windows and for here.
+# Compiles each public header alone, for Windows and for here: tav.h as C99 and as C++ of several
+# ages, tav.hpp as C++17 and C++20, once more with its templates in use.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 flags=(-Iinclude -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fsyntax-only)
 
-compile() { # COMPILER STANDARD LANGUAGE
-  echo '#include <tav/tav.h>' | "$1" -x "$3" -std="$2" "${flags[@]}" -
+# Every template of tav.hpp, with each kind of argument.
+uses='#include <tav/tav.hpp>
+#include <vector>
+void Use(const Tav::Host::Table& tav, const std::vector<std::string>& texts, long long number) {
+  tav.NewEvent("E").Add("n", number).Add("n", 1u).Add("n", 0).Add("n", 1.5f).Add("n", "t").Log();
+  Tav::Host::Event event = tav.NewErrorEvent(texts[0], std::string_view("m")).AddTraceItem("", "", "");
+  event.Add("n", number).Add("n", texts[0]).Log();
+  tav.AddProductInfo("n", number);
+  tav.AddSessionEnvInfo("n", number);
+  tav.AddProductInfoList("n", texts);
+  tav.AddProductInfoList("n", {"a", texts[0]});
+  tav.AddProductInfoMap("n", {{"a", texts[0]}, {"b", number}});
+  tav.AddProductInfoMap("n", std::vector<Tav::Host::Member>{{"a", "b"}});
+}'
+
+compile() { # LANGUAGE STANDARD SOURCE COMPILER...
+  local language=$1 standard=$2 source=$3
+  shift 3
+  "$@" -x "$language" -std="$standard" "${flags[@]}" - <<<"$source"
+}
+
+# clang for Windows reads the headers of the MinGW compiler.
+mingw_clang() {
+  local include
+  include=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")/include/c++
+  clang-19 --target=x86_64-w64-windows-gnu -nostdinc++ "-isystem$include" \
+    "-isystem$include/x86_64-w64-mingw32" "-isystem$include/backward" "$@"
 }
 
 compilers=0
-for compiler in x86_64-w64-mingw32-gcc-posix gcc clang-19; do
-  command -v "$compiler" >/dev/null || continue
+for compiler in x86_64-w64-mingw32-gcc-posix mingw_clang gcc clang-19; do
+  case $compiler in
+    mingw_clang) needed=(clang-19 x86_64-w64-mingw32-g++-posix) ;;
+    *) needed=("$compiler") ;;
+  esac
+  [ "$(command -v "${needed[@]}" | wc -l)" = ${#needed[@]} ] || continue
   compilers=$((compilers + 1))
-  for standard in c99 c11; do compile "$compiler" $standard c; done
-  for standard in c++11 c++17 c++20; do compile "$compiler" $standard c++; done
+  for standard in c99 c11; do compile c $standard '#include <tav/tav.h>' "$compiler"; done
+  for standard in c++11 c++17 c++20; do
+    compile c++ $standard '#include <tav/tav.h>' "$compiler"
+  done
+  for standard in c++17 c++20; do
+    compile c++ $standard '#include <tav/tav.hpp>' "$compiler"
+    compile c++ $standard "$uses" "$compiler"
+  done
 done
 [ $compilers -gt 0 ] || { echo "header.sh: no compiler found" >&2; exit 1; }
-echo "   tav.h compiles alone with $compilers compilers"
+echo "   tav.h and tav.hpp compile alone with $compilers compilers"

@@ -25,7 +25,7 @@ files() {
 }
 
 check_format() {
-  files '*.c' '*.cpp' '*.h' | xargs -d '\n' -P "$jobs" -n 20 clang-format-19 --dry-run -Werror
+  files '*.c' '*.cpp' '*.h' '*.hpp' | xargs -d '\n' -P "$jobs" -n 20 clang-format-19 --dry-run -Werror
 }
 
 check_scripts() {
