@@ -106,8 +106,11 @@ bool PersistentStorage::OpenDocument(bool timestamps, bool update) {
     LogError("PS: Open (update: %d): Could not form PS spec.", update);
     return false;
   }
-  openError_ = !file_.Open(path);
-  if (!openError_) {
+  // To look for what was never stored makes no file.
+  if (update || StorageFile::Exists(path)) {
+    openError_ = !file_.Open(path);
+  }
+  if (file_.IsOpen()) {
     root_ = file_.Read(parseError_);
     if (!update) {
       file_.Close();

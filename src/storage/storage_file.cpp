@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/file_status.h"
 #include "storage/storage_keys.h"
 #include "streams/buffered_stream.h"
 #include "streams/json_stream.h"
@@ -54,10 +55,19 @@ bool HasProducts(const JsonPtr& root) {
 
 }  // namespace
 
+bool StorageFile::Exists(const std::string& path) {
+  return TavFile::Exists(path.c_str()) || TavFile::Exists(CopyOf(path).c_str());
+}
+
 bool StorageFile::Open(std::string path) {
   path_ = std::move(path);
+  const bool existed = Exists(path_);
   mended_ = false;
   if (file_.OpenForUpdate(path_.c_str(), kLockAttempts)) {
+    // Somebody else may have stored something before the lock was taken.
+    Platform::FileStatus status;
+    fresh_ = !existed && Platform::QueryFileStatus(path_.c_str(), status) && status.size == 0 &&
+             !TavFile::Exists(CopyOf(path_).c_str());
     return true;
   }
   if (file_.LastingFailure()) {
@@ -67,6 +77,10 @@ bool StorageFile::Open(std::string path) {
 }
 
 JsonPtr StorageFile::Read(bool& damaged) {
+  damaged = false;
+  if (fresh_) {
+    return JsonPtr();
+  }
   std::string error;
   JsonPtr root = ReadJson(file_, error);
   damaged = !root;

@@ -18,6 +18,9 @@ namespace Tav {
 
 class StorageFile {
  public:
+  // Whether there is a file, or a copy that a save has left.
+  static bool Exists(const std::string& path);
+
   // Makes the file when it is missing, and takes its lock. Somebody else who holds the lock is
   // waited for: some 0.2 seconds, many times what a save takes. False when the file is not open.
   bool Open(std::string path);
@@ -41,6 +44,7 @@ class StorageFile {
 
   std::string path_;
   TavFile file_;
+  bool fresh_ = false;   // Open has made the file, and nothing stands in it
   bool mended_ = false;  // what was read came from the copy, the only good one until a Write ends
 };
 

@@ -12,13 +12,14 @@ namespace Tav {
 
 namespace {
 
-// The file is gone once it is closed: what could not be read of it is lost.
+// The file is gone once it is closed, and with it what could not be read: most often the torn end
+// of a write that failed, whose record its writer has kept.
 void ReportLoss(const std::string& path, int64_t size, const CacheFileContents& contents) {
   const int64_t lost = size - contents.readBytes;
   if (lost <= 0) {
     return;
   }
-  LogWarning("CM: %lld of %lld bytes in cache file '%s' could not be read and are lost",
+  LogWarning("CM: %lld of %lld bytes in cache file '%s' could not be read",
              static_cast<long long>(lost), static_cast<long long>(size), path.c_str());
   if (contents.errors == 0) {
     CountCacheError();

@@ -44,7 +44,7 @@ class CacheDamageTest : public CacheTest {
     if (lost > 0) {
       expected.push_back("warning: CM: " + std::to_string(lost) + " of " +
                          std::to_string(contents.size()) + " bytes in cache file '" + PathOf(1) +
-                         "' could not be read and are lost");
+                         "' could not be read");
     }
     Texts seen = log.Take();
     std::erase_if(seen, [](const auto& line) { return !line.starts_with("warning"); });

@@ -32,8 +32,6 @@ TableTest::TableTest() {
     arrived.clear();
   }
   TestDataSender::SetHook(Receive);
-  // Without a file the first run of all tells that there is none.
-  folder_.Put("TavData", R"({"Products": []})");
   folder_.PutClientStamp();
   SetEnvironment("TAV_GATEWAY", "test://");
   SetEnvironment("TAV_CONFIGURATOR", "null://");
