@@ -71,7 +71,8 @@ std::string ReportText(const HandoverReport& report) {
     const std::string lines = EventLines(*reporter);
     events += (events.empty() || lines.empty() ? "" : ",\n") + lines;
   }
-  return "{\n  \"product\": " + Quoted(report.product) +
+  return "{\n  \"sitting\": " + std::to_string(report.sitting) +
+         ",\n  \"product\": " + Quoted(report.product) +
          ",\n  \"library_version\": " + Quoted(report.libraryVersion) +
          ",\n  \"commit_result\": " + std::to_string(report.commitResult) +
          ",\n  \"warnings\": " + std::to_string(report.warnings) +

@@ -11,6 +11,7 @@
 namespace DocumentEditor {
 
 struct HandoverReport {
+  int sitting = 0;  // number of the program's run
   std::string product;
   std::string libraryVersion;
   std::vector<Property> sessionEnvironment;  // what each event has to carry

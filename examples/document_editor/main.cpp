@@ -1,12 +1,14 @@
 // A document editor without windows: what it reports, when and from which threads is that of a real
 // one. Start here to see how an application uses the library from loading to shutting down.
 //
-// Usage: demo_host REPORT_FILE
+// Usage: demo_host REPORT_FILE SITTING FOLDER
 // tav.dll must lie beside the program; TAV_GATEWAY names the gateway. REPORT_FILE receives what was
-// handed over to the library, as JSON.
+// handed over to the library, as JSON. SITTING numbers the runs of the program, from 1 on; its
+// events tell which one they belong to. FOLDER must exist; the library keeps its files there.
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -35,7 +37,7 @@ void TAV_CALL OnLibraryMessage(const char* line) {
   std::fprintf(stderr, "tav: %s\n", line);
 }
 
-void AddSettings(const TavEntryTable& tav) {
+void AddSettings(const TavEntryTable& tav, const char* folder) {
   tav.SetMessageSink(TavSinkPointer(OnLibraryMessage));
   tav.SetVersionQualifier("beta");
   tav.SetCustomerIdentifier("Müller & Söhne GmbH");
@@ -44,6 +46,8 @@ void AddSettings(const TavEntryTable& tav) {
   tav.SetProductComponentName("Editor");
   tav.AddTag(TAV_TAG_EDITION, "Professional");
   tav.AddTag(TAV_TAG_LICENSING_MODEL, "Subscription");
+  // An editor for users leaves this to the library, which has a place in the user's own folder.
+  tav.SetCacheDirectory(folder);
 }
 
 // What describes this installation; sent with the events, not with each of them.
@@ -66,12 +70,13 @@ void AddProductValues(const TavEntryTable& tav) {
 }
 
 // What holds for the whole run; each event carries it.
-std::vector<Property> AddSessionEnvironment(const TavEntryTable& tav) {
+std::vector<Property> AddSessionEnvironment(const TavEntryTable& tav, int sitting) {
   const std::string licence = "Trial";
   const double screens = 2;
   tav.AddSessionEnvInfo("Licence", licence.c_str());
   tav.AddNumericSessionEnvInfo("Screens", screens);
-  return {{"Licence", licence}, {"Screens", screens}};
+  tav.AddNumericSessionEnvInfo("Sitting", sitting);
+  return {{"Licence", licence}, {"Screens", screens}, {"Sitting", sitting}};
 }
 
 // The user works while two threads of the editor report at the same time.
@@ -83,7 +88,7 @@ void WorkOneSitting(Reporter& user, Reporter& autosave, Reporter& spelling) {
   checker.join();
 }
 
-int RunEditor(const char* reportFile) {
+int RunEditor(const char* reportFile, int sitting, const char* folder) {
   const TavLibrary library;
   if (library.Table() == nullptr) {
     std::fprintf(stderr, "demo_host: %s\n", library.Error().c_str());
@@ -91,10 +96,11 @@ int RunEditor(const char* reportFile) {
   }
   const TavEntryTable& tav = *library.Table();
 
-  AddSettings(tav);
+  AddSettings(tav, folder);
   AddProductValues(tav);
   HandoverReport report;
-  report.sessionEnvironment = AddSessionEnvironment(tav);
+  report.sitting = sitting;
+  report.sessionEnvironment = AddSessionEnvironment(tav, sitting);
   const int status = tav.Initialize(kProductName, kProductVersion, "4.2.0.118", TAV_LANGUAGE_DE_DE);
   if (status != TAV_OK) {
     std::fprintf(stderr, "demo_host: Tav does not start: status %d, see docs/integration.md\n",
@@ -102,9 +108,10 @@ int RunEditor(const char* reportFile) {
     return 1;
   }
 
-  Reporter user(tav, "user", 1);
-  Reporter autosave(tav, "autosave", 1001);
-  Reporter spelling(tav, "spelling", 2001);
+  const int serials = (sitting - 1) * 10000;
+  Reporter user(tav, "user", serials + 1);
+  Reporter autosave(tav, "autosave", serials + 1001);
+  Reporter spelling(tav, "spelling", serials + 2001);
   WorkOneSitting(user, autosave, spelling);
 
   // An application would just go on; the demonstration wants to know the outcome.
@@ -127,12 +134,13 @@ int RunEditor(const char* reportFile) {
 }  // namespace DocumentEditor
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fputs("usage: demo_host REPORT_FILE\n", stderr);
+  const int sitting = argc == 4 ? std::atoi(argv[2]) : 0;
+  if (sitting < 1) {
+    std::fputs("usage: demo_host REPORT_FILE SITTING FOLDER\n", stderr);
     return 2;
   }
   try {
-    return DocumentEditor::RunEditor(argv[1]);
+    return DocumentEditor::RunEditor(argv[1], sitting, argv[3]);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "demo_host: %s\n", failure.what());
     return 1;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <initializer_list>
 #include <string>
 
@@ -13,7 +14,7 @@ namespace {
 
 // Two threads, one session-environment value, a text beyond ASCII.
 constexpr char kReport[] = R"({
-  "total": 4,
+  "sitting": 1, "total": 4,
   "session_environment": {"Licence": "Trial"},
   "events": [
     {"thread": "user", "name": "Opened", "properties": {"File": "四半期 \"a\\b\".md", "Seq": 1}},
@@ -40,7 +41,7 @@ Comparison CompareWith(std::initializer_list<std::string> arrived) {
   std::string error;
   const Gateway::JsonPtr report = Gateway::ParseJson(kReport, error);
   const Gateway::JsonPtr events = Gateway::ParseJson('[' + list + ']', error);
-  const auto comparison = Compare(report.get(), events.get(), error);
+  const auto comparison = Compare(std::array<const json_t*, 1>{report.get()}, events.get(), error);
   EXPECT_TRUE(comparison) << error;
   return comparison.value_or(Comparison{});
 }
@@ -92,6 +93,41 @@ TEST(Comparison, NoticesEveryKindOfAlteration) {
   }
 }
 
+TEST(Comparison, TellsTheRunsOfAHostApart) {
+  const char* const later =
+      R"({"sitting": 3, "total": 2, "session_environment": {"Licence": "Bought"}, "events": [
+      {"thread": "user", "name": "Opened", "properties": {"Seq": 10001}},
+      {"thread": "user", "name": "Edited", "properties": {"Seq": 10002}}]})";
+  const auto event = [](const char* name, int serial) {
+    return std::string(R"({"event":{"m":")") + name + R"(","v":{"Seq":)" + std::to_string(serial) +
+           R"(},"se":{"Licence":"Bought"}}})";
+  };
+  const auto compare = [&](const std::string& last) {
+    std::string error;
+    const Gateway::JsonPtr first = Gateway::ParseJson(kReport, error);
+    const Gateway::JsonPtr second = Gateway::ParseJson(later, error);
+    // The second run's events arrive amid those of the first, whose thread has the same name.
+    const Gateway::JsonPtr events =
+        Gateway::ParseJson('[' + event("Opened", 10001) + ',' + kOpened + ',' + kEdited + ',' +
+                               kEditedAgain + ',' + kSaved + ',' + last + ']',
+                           error);
+    const std::array<const json_t*, 2> reports = {first.get(), second.get()};
+    return Compare(reports, events.get(), error).value_or(Comparison{});
+  };
+  const Comparison good = compare(event("Edited", 10002));
+  EXPECT_TRUE(good.Balances());
+  EXPECT_EQ(good.handedOver, 6U);
+  ASSERT_EQ(good.bySitting.size(), 2U);
+  EXPECT_EQ(good.bySitting.at(1).arrived, 4U);
+  EXPECT_EQ(good.bySitting.at(3).arrived, 2U);
+
+  const Comparison mixedUp = compare(Arrived("Edited", R"({"Seq":10002})"));
+  EXPECT_EQ(mixedUp.altered, 1U) << "the session environment is the first run's";
+  const Comparison missing = compare(kMark);
+  EXPECT_EQ(missing.lost, 1U);
+  EXPECT_EQ(missing.bySitting.at(3).arrived, 1U);
+}
+
 TEST(Comparison, RefusesAReportThatContradictsItself) {
   for (const char* text : {
            R"({"total":0})",
@@ -103,7 +139,7 @@ TEST(Comparison, RefusesAReportThatContradictsItself) {
     std::string error;
     const Gateway::JsonPtr report = Gateway::ParseJson(text, error);
     const Gateway::JsonPtr events = Gateway::ParseJson("[]", error);
-    EXPECT_FALSE(Compare(report.get(), events.get(), error)) << text;
+    EXPECT_FALSE(Compare(std::array<const json_t*, 1>{report.get()}, events.get(), error)) << text;
     EXPECT_NE(error, "");
   }
 }

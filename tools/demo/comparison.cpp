@@ -1,6 +1,7 @@
 #include "demo/comparison.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -18,8 +19,10 @@ constexpr std::size_t kMaxFindings = 10;
 constexpr const char* kSerial = "Seq";
 
 struct HandedOver {
+  int sitting = 0;
   std::size_t thread = 0;
   const json_t* event = nullptr;
+  const json_t* sessionEnvironment = nullptr;
   std::size_t timesArrived = 0;
 };
 
@@ -59,18 +62,19 @@ class Comparer {
   Comparison Finish();
 
  private:
-  std::size_t ThreadNumber(std::string_view name);
+  std::size_t ThreadNumber(std::size_t firstOfReport, std::string_view name);
   void CompareWith(HandedOver& handedOver, json_int_t serial, const json_t* arrived);
   void Find(const char* what, json_int_t serial, const std::string& detail);
 
-  const json_t* sessionEnvironment_ = nullptr;
   std::map<json_int_t, HandedOver> expected_;
   std::vector<json_int_t> lastOfThread_;
   Comparison result_;
 };
 
-std::size_t Comparer::ThreadNumber(std::string_view name) {
-  const auto found = std::ranges::find(result_.threads, name);
+// Each run has threads of its own, whatever their names.
+std::size_t Comparer::ThreadNumber(std::size_t firstOfReport, std::string_view name) {
+  const auto begin = result_.threads.begin() + static_cast<std::ptrdiff_t>(firstOfReport);
+  const auto found = std::find(begin, result_.threads.end(), name);
   if (found != result_.threads.end()) {
     return static_cast<std::size_t>(found - result_.threads.begin());
   }
@@ -81,7 +85,9 @@ std::size_t Comparer::ThreadNumber(std::string_view name) {
 
 bool Comparer::ReadReport(const json_t* report, std::string& error) {
   const json_t* events = json_object_get(report, "events");
-  sessionEnvironment_ = json_object_get(report, "session_environment");
+  const json_t* sessionEnvironment = json_object_get(report, "session_environment");
+  const auto sitting = static_cast<int>(json_integer_value(json_object_get(report, "sitting")));
+  const std::size_t firstThread = result_.threads.size();
   for (std::size_t i = 0; i < json_array_size(events); ++i) {
     const json_t* event = json_array_get(events, i);
     const auto serial = SerialOf(json_object_get(event, "properties"));
@@ -89,9 +95,10 @@ bool Comparer::ReadReport(const json_t* report, std::string& error) {
       error = "the host's report has an event without a serial number: " + DumpJson(event);
       return false;
     }
-    const HandedOver entry{ThreadNumber(TextOf(json_object_get(event, "thread"))), event};
-    if (!expected_.emplace(*serial, entry).second) {
-      error = "the host's report has serial number " + std::to_string(*serial) + " twice";
+    const std::size_t thread = ThreadNumber(firstThread, TextOf(json_object_get(event, "thread")));
+    if (!expected_.try_emplace(*serial, HandedOver{sitting, thread, event, sessionEnvironment})
+             .second) {
+      error = "the host reports serial number " + std::to_string(*serial) + " twice";
       return false;
     }
     ++result_.byName[std::string(TextOf(json_object_get(event, "name")))].handedOver;
@@ -101,6 +108,7 @@ bool Comparer::ReadReport(const json_t* report, std::string& error) {
     error = "the host's report does not hold as many events as it says";
     return false;
   }
+  result_.bySitting[sitting].handedOver += json_array_size(events);
   result_.handedOver = expected_.size();
   return true;
 }
@@ -136,6 +144,7 @@ bool Comparer::ReadArrival(const json_t* entry) {
 }
 
 void Comparer::CompareWith(HandedOver& handedOver, json_int_t serial, const json_t* arrived) {
+  ++result_.bySitting[handedOver.sitting].arrived;
   if (++handedOver.timesArrived > 1) {
     ++result_.doubled;
     Find("doubled", serial, DumpJson(arrived));
@@ -144,7 +153,7 @@ void Comparer::CompareWith(HandedOver& handedOver, json_int_t serial, const json
   if (TextOf(json_object_get(handedOver.event, "name")) != TextOf(json_object_get(arrived, "m")) ||
       !IsSameObject(json_object_get(handedOver.event, "properties"),
                     json_object_get(arrived, "v")) ||
-      !IsSameObject(sessionEnvironment_, json_object_get(arrived, "se"))) {
+      !IsSameObject(handedOver.sessionEnvironment, json_object_get(arrived, "se"))) {
     ++result_.altered;
     Find("altered", serial, DumpJson(handedOver.event) + " arrived as " + DumpJson(arrived));
   }
@@ -168,10 +177,14 @@ Comparison Comparer::Finish() {
 
 }  // namespace
 
-std::optional<Comparison> Compare(const json_t* report, const json_t* events, std::string& error) {
+std::optional<Comparison> Compare(std::span<const json_t* const> reports,
+                                  const json_t* events,
+                                  std::string& error) {
   Comparer comparer;
-  if (!comparer.ReadReport(report, error)) {
-    return std::nullopt;
+  for (const json_t* report : reports) {
+    if (!comparer.ReadReport(report, error)) {
+      return std::nullopt;
+    }
   }
   if (!json_is_array(events)) {
     error = "the gateway's events are no list";

@@ -1,4 +1,5 @@
-// Compares what the sample host says it handed over with what the gateway says arrived.
+// Compares what the sample host says it handed over, in one run or several, with what the gateway
+// says arrived.
 #pragma once
 
 #include <jansson.h>
@@ -6,12 +7,13 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace Demo {
 
-struct NameCounts {
+struct Counts {
   std::size_t handedOver = 0;
   std::size_t arrived = 0;
 };
@@ -28,8 +30,9 @@ struct Comparison {
   std::size_t outOfOrder = 0;  // arrived behind a later one of its thread
   std::size_t unknown = 0;     // arrived, but was not handed over
   std::size_t marks = 0;       // begins and ends of sessions
-  std::map<std::string, NameCounts> byName;
-  std::vector<std::string> threads;   // of the host, in the order of its report
+  std::map<std::string, Counts> byName;
+  std::map<int, Counts> bySitting;    // runs of the host, by the number in their reports
+  std::vector<std::string> threads;   // of the host, in the order of its reports
   std::vector<std::string> findings;  // what is wrong, for people; the first few only
 
   bool Balances() const {
@@ -37,9 +40,11 @@ struct Comparison {
   }
 };
 
-// `report` is the sample host's report, `events` the gateway's list of all events in order of
-// arrival. Both are borrowed. Nothing, and the reason in `error`, when one of them has another
-// form.
-std::optional<Comparison> Compare(const json_t* report, const json_t* events, std::string& error);
+// `reports` are those of the sample host, one for each run; `events` is the gateway's list of all
+// events in order of arrival. All are borrowed. Nothing, and the reason in `error`, when one of
+// them has another form.
+std::optional<Comparison> Compare(std::span<const json_t* const> reports,
+                                  const json_t* events,
+                                  std::string& error);
 
 }  // namespace Demo

@@ -1,7 +1,7 @@
-// Usage: demo_ledger REPORT_FILE GATEWAY_URL
-// Shows the first record that arrived at the local gateway and the ledger: what the sample host
-// handed over, by its report, against what arrived. Exit status 0 when the ledger balances, 1 when
-// it does not, 2 when there is nothing to compare.
+// Usage: demo_ledger [--record] GATEWAY_URL REPORT_FILE...
+// Shows the ledger: what the sample host handed over in one run or several, by its reports, against
+// what arrived at the local gateway; with --record the first record that arrived as well. Exit
+// status 0 when the ledger balances, 1 when it does not, 2 when there is nothing to compare.
 
 #include <unistd.h>
 
@@ -13,8 +13,11 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "demo/comparison.h"
 #include "demo/presentation.h"
@@ -79,13 +82,21 @@ std::string TextMember(const json_t* object, const char* key) {
 void ShowHostOutcome(const json_t* report) {
   const json_int_t unsent = json_integer_value(json_object_get(report, "commit_result"));
   const json_int_t warnings = json_integer_value(json_object_get(report, "warnings"));
-  std::printf("   %s with tav.dll %s; TavCommit returned %d; warnings and errors logged: %d\n\n",
-              TextMember(report, "product").c_str(), TextMember(report, "library_version").c_str(),
-              static_cast<int>(unsent), static_cast<int>(warnings));
+  const json_int_t sitting = json_integer_value(json_object_get(report, "sitting"));
+  std::printf(
+      "   %s, sitting %d, tav.dll %s: TavCommit returned %d; warnings and errors logged: %d\n",
+      TextMember(report, "product").c_str(), static_cast<int>(sitting),
+      TextMember(report, "library_version").c_str(), static_cast<int>(unsent),
+      static_cast<int>(warnings));
 }
 
-int RunLedger(const char* reportFile, const char* url) {
-  const JsonPtr report = ReadReport(reportFile);
+int RunLedger(const char* url, std::span<char*> reportFiles, bool withRecord) {
+  std::vector<JsonPtr> owned;
+  std::vector<const json_t*> reports;
+  for (const char* file : reportFiles) {
+    owned.push_back(ReadReport(file));
+    reports.push_back(owned.back().get());
+  }
   httplib::Client gateway(url);
   gateway.enable_server_certificate_verification(false);  // it has signed its own
 
@@ -95,15 +106,18 @@ int RunLedger(const char* reportFile, const char* url) {
   }
   std::string error;
   const JsonPtr events = Parse(Fetch(gateway, "/api/events"), "events");
-  const auto comparison = Demo::Compare(report.get(), events.get(), error);
+  const auto comparison = Demo::Compare(reports, events.get(), error);
   if (!comparison) {
     throw std::runtime_error(error);
   }
-  if (wire.records > 0) {
+  if (withRecord && wire.records > 0) {
     ShowFirstRecord(gateway);
   }
   ShowHeading("The ledger");
-  ShowHostOutcome(report.get());
+  for (const json_t* report : reports) {
+    ShowHostOutcome(report);
+  }
+  std::fputs("\n", stdout);
   std::fputs(Demo::LedgerText(*comparison, wire, WantsColours()).c_str(), stdout);
   return Demo::Balances(*comparison, wire) ? 0 : kExitUnbalanced;
 }
@@ -111,12 +125,16 @@ int RunLedger(const char* reportFile, const char* url) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fputs("usage: demo_ledger REPORT_FILE GATEWAY_URL\n", stderr);
+  std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
+  arguments = arguments.subspan(1);
+  const bool withRecord = !arguments.empty() && std::string_view(arguments[0]) == "--record";
+  arguments = arguments.subspan(withRecord ? 1 : 0);
+  if (arguments.size() < 2) {
+    std::fputs("usage: demo_ledger [--record] GATEWAY_URL REPORT_FILE...\n", stderr);
     return kExitFailure;
   }
   try {
-    return RunLedger(argv[1], argv[2]);
+    return RunLedger(arguments[0], arguments.subspan(1), withRecord);
   } catch (const std::exception& failure) {
     std::fflush(stdout);
     std::fprintf(stderr, "demo_ledger: %s\n", failure.what());

@@ -68,6 +68,12 @@ std::string NameTable(const Comparison& comparison) {
   for (const auto& [name, counts] : comparison.byName) {
     table += line(name, Grouped(counts.handedOver), Grouped(counts.arrived));
   }
+  if (comparison.bySitting.size() > 1) {
+    for (const auto& [sitting, counts] : comparison.bySitting) {
+      table += line("all of sitting " + std::to_string(sitting), Grouped(counts.handedOver),
+                    Grouped(counts.arrived));
+    }
+  }
   return table + line("all events", Grouped(comparison.handedOver), Grouped(comparison.arrived));
 }
 
