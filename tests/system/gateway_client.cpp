@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "platform/http.h"
 #include "platform/process.h"
 
@@ -16,8 +18,12 @@ constexpr Platform::HttpTimeouts kTimeouts{.resolve = 10000,
                                            .response = 30000};
 constexpr uint32_t kTrustAnyCertificate = 0x3300;
 
-// The answer's body; empty, and a test failure, unless its status is 200.
-std::string Exchange(const char* verb, const std::string& path, const std::string& body) {
+struct Answer {
+  uint32_t status = 0;  // 0 when there is none
+  std::string body;
+};
+
+Answer Ask(const char* verb, const std::string& path, const std::string& body) {
   Platform::HttpUrl url;
   if (!Platform::HttpCrackUrl(GatewayUrl(), &url)) {
     ADD_FAILURE() << "TAV_TEST_GATEWAY is no URL: " << GatewayUrl();
@@ -31,19 +37,24 @@ std::string Exchange(const char* verb, const std::string& path, const std::strin
   if (secure) {
     request.SetSecurityFlags(kTrustAnyCertificate);
   }
-  uint32_t status = 0;
+  Answer answer;
   if (!request.Send("Connection: close", body.data(), body.size(), nullptr) ||
-      !request.ReceiveResponse() || !request.QueryStatus(&status) || status != 200) {
-    ADD_FAILURE() << "the gateway did not answer " << verb << " " << path << ": status " << status;
+      !request.ReceiveResponse() || !request.QueryStatus(&answer.status)) {
     return {};
   }
-  std::string answer;
   char piece[65536];
   size_t count = 0;
   while (request.Read(piece, sizeof(piece), &count) && count != 0) {
-    answer.append(piece, count);
+    answer.body.append(piece, count);
   }
   return answer;
+}
+
+// The answer's body; a test failure unless its status is 200.
+std::string Exchange(const char* verb, const std::string& path, const std::string& body) {
+  Answer answer = Ask(verb, path, body);
+  EXPECT_EQ(answer.status, 200u) << "the gateway's answer to " << verb << " " << path;
+  return std::move(answer.body);
 }
 
 }  // namespace
@@ -67,9 +78,44 @@ void ResetGateway() {
   TellGateway("api/reset", "{}");
 }
 
+void EndFaults() {
+  while (json_array_size(AskGateway("api/faults").Get()) != 0) {
+    Ask("GET", "next", {});
+  }
+}
+
 int64_t GatewayCount(const char* name) {
   const JsonPtr summary = AskGateway("api/summary");
   return json_integer_value(json_object_get(summary.Get(), name));
+}
+
+void Arrivals::Collect() {
+  constexpr int64_t kPage = 20000;
+  int64_t count = 0;
+  do {
+    const JsonPtr page = AskGateway("api/events?from=" + std::to_string(listed_) +
+                                    "&limit=" + std::to_string(kPage));
+    count = static_cast<int64_t>(json_array_size(page.Get()));
+    listed_ += count;
+    size_t index = 0;
+    json_t* arrival = nullptr;
+    json_array_foreach(page.Get(), index, arrival) {
+      if (json_t* const name = json_object_get(json_object_get(arrival, "event"), "m")) {
+        ++times_[std::string(JsonStringView(name))];
+      }
+    }
+  } while (count == kPage);
+}
+
+int Arrivals::Times(const std::string& name) const {
+  const auto found = times_.find(name);
+  return found == times_.end() ? 0 : found->second;
+}
+
+void Arrivals::ExpectOnce(const std::vector<std::string>& names) const {
+  for (const std::string& name : names) {
+    EXPECT_EQ(Times(name), 1) << "arrivals of " << name;
+  }
 }
 
 }  // namespace Tav::Testing

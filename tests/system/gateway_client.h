@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "util/json.h"
 
@@ -21,7 +23,29 @@ void TellGateway(const std::string& path, const std::string& body);
 // Forgets all records and faults.
 void ResetGateway();
 
+// Uses up the faults that are left and keeps the records.
+void EndFaults();
+
 // One number of the gateway's summary.
 int64_t GatewayCount(const char* name);
+
+// A URL that nobody serves: connections are refused.
+inline constexpr char kNobody[] = "http://127.0.0.1:1/";
+
+// How often each event has arrived, by its name, for tests whose events have names of their own.
+class Arrivals {
+ public:
+  // Takes in what has arrived since the last call. Not across ResetGateway.
+  void Collect();
+
+  int Times(const std::string& name) const;
+  const std::map<std::string, int>& All() const { return times_; }
+  // A test failure for each of the names that has not arrived exactly once.
+  void ExpectOnce(const std::vector<std::string>& names) const;
+
+ private:
+  int64_t listed_ = 0;
+  std::map<std::string, int> times_;
+};
 
 }  // namespace Tav::Testing

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <tav/tav.h>
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -14,18 +15,27 @@ namespace Tav::Testing {
 // TavLoader(version) of the library under test; fails the test program when there is none.
 const TavEntryTable* LoadTable(int version);
 
-// A host that reports to the local gateway. Starts not initialised, with an empty gateway; ends
-// terminated.
+// A host that reports to the local gateway. Starts not initialised, with an empty gateway and an
+// empty storage folder of its own; ends terminated.
 class HostTest : public testing::Test {
  protected:
   HostTest();
   ~HostTest() override;
 
-  void Initialize() { ASSERT_EQ(tav_->Initialize("System.Test", "1.0", "1.0.0", 3), TAV_OK); }
+  void Initialize();
+  // The gateway from the next Initialize on.
+  static void UseGateway(const std::string& url);
+  const std::filesystem::path& Folder() const { return folder_; }
   // The events of that name that have arrived: [{"record", "component", "event"}].
   static JsonPtr Arrived(const std::string& name) { return AskGateway("api/events?name=" + name); }
 
+  // For the library `tav`, before its Initialize.
+  void UseFolder(const TavEntryTable* tav) const;
+
   const TavEntryTable* tav_;
+
+ private:
+  const std::filesystem::path folder_;
 };
 
 }  // namespace Tav::Testing

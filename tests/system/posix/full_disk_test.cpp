@@ -1,0 +1,90 @@
+// A disk that is full.
+#include <sys/mount.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "system/posix/durability_fixture.h"
+
+namespace Tav::Testing {
+namespace {
+
+// A small disk of its own under the user's folder.
+class FullDisk : public HostProcessTest {
+ protected:
+  void SetUp() override {
+    if (mount("tmpfs", Base().c_str(), "tmpfs", 0, "size=64k") != 0) {
+      GTEST_SKIP() << "no small disk can be mounted here: " << std::strerror(errno);
+    }
+    mounted_ = true;
+    std::filesystem::create_directories(Storage());
+    // Records go to the disk at once; a failed send is not repeated meanwhile.
+    PutSettings(R"({"flush_time":0.0,"max_memory_size":30000.0,"max_record_size":8000.0,)"
+                R"("resend_time":1000.0})");
+    TellGateway("api/faults", R"({"kind":"status","status":503,"count":1000})");
+  }
+  void TearDown() override {
+    if (mounted_) {
+      EXPECT_EQ(umount2(Base().c_str(), MNT_DETACH), 0);
+    }
+  }
+
+  // Reports more than the disk can hold.
+  static void Fill(HostProcess& host) {
+    host.Tell("start\nlog 600 300");
+    host.Await("warning: CM: Cannot write to cache file");
+  }
+
+ private:
+  bool mounted_ = false;
+};
+
+TEST_F(FullDisk, RecordsWaitInMemoryForTheGateway) {
+  HostProcess host(Host("host"));
+  Fill(host);
+  host.Tell("log 50 20\ncommit");
+  EXPECT_NE(host.Await("committed "), "committed 0");
+  EXPECT_EQ(GatewayCount("records"), 0);
+  EndFaults();
+  host.Tell("commit\nterminate");
+  host.Finish();
+  EXPECT_EQ(host.Accepted().size(), 650u);
+  EXPECT_EQ(host.Logged("could be neither sent nor stored"), "");
+  EXPECT_EQ(ReadCache(Storage()).files, Lines());
+  Arrivals arrivals;
+  arrivals.Collect();
+  arrivals.ExpectOnce(host.Accepted());
+  ExpectNoBadRecords();
+}
+
+TEST_F(FullDisk, TerminationSaysWhatIsLost) {
+  HostProcess host(Host("host"));
+  Fill(host);
+  host.Tell("terminate");
+  host.Finish();
+  const std::string message = host.Logged("could be neither sent nor stored and are lost");
+  int records = 0;
+  int bytes = 0;
+  EXPECT_EQ(std::sscanf(message.substr(message.find("SM:")).c_str(), "SM: %d records (%d bytes)",
+                        &records, &bytes),
+            2)
+      << message;
+  EXPECT_GT(records, 0);
+  EXPECT_GT(bytes, 0);
+
+  const CacheContents cache = ReadCache(Storage());
+  EXPECT_EQ(cache.faults, Lines());
+  EXPECT_FALSE(cache.events.empty());
+  EXPECT_LT(cache.events.size(), host.Accepted().size());
+  EndFaults();
+  RunForTheCache();
+  Arrivals arrivals;
+  arrivals.Collect();
+  arrivals.ExpectOnce(cache.events);
+  EXPECT_EQ(arrivals.All().size(), cache.events.size());
+  ExpectNoBadRecords();
+}
+
+}  // namespace
+}  // namespace Tav::Testing

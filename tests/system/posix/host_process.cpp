@@ -1,0 +1,178 @@
+#include "system/posix/host_process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace Tav::Testing {
+
+namespace {
+
+constexpr int kPatience = 60000;  // milliseconds; for a busy machine
+
+// Only what the host needs: nothing of this process's surroundings changes what it does.
+Lines EnvironmentOf(const HostSettings& settings) {
+  return {
+      "PATH=/usr/bin:/bin",  // for the sanitizers' symbolizer
+      "LOCALAPPDATA=" + settings.folder.string(),
+      "TAV_GATEWAY=" + settings.gateway,
+      "TAV_CONFIGURATOR=" + settings.configurator,
+      "TAV_LOG_LEVEL=" + settings.logLevel,
+  };
+}
+
+[[noreturn]] void Become(const char* program, const std::string& argument, Lines environment) {
+  std::vector<char*> variables;
+  for (std::string& variable : environment) {
+    variables.push_back(variable.data());
+  }
+  variables.push_back(nullptr);
+  const std::array<char*, 3> arguments = {const_cast<char*>(program),
+                                          const_cast<char*>(argument.c_str()), nullptr};
+  execve(program, arguments.data(), variables.data());
+  _exit(127);
+}
+
+}  // namespace
+
+HostProcess::HostProcess(const HostSettings& settings) {
+  signal(SIGPIPE, SIG_IGN);
+  std::array<int, 2> input{};
+  std::array<int, 2> output{};
+  if (pipe2(input.data(), O_CLOEXEC) != 0 || pipe2(output.data(), O_CLOEXEC) != 0) {
+    ADD_FAILURE() << "no pipes";
+    return;
+  }
+  Lines environment = EnvironmentOf(settings);
+  id_ = fork();
+  if (id_ == 0) {
+    dup2(input[0], STDIN_FILENO);
+    dup2(output[1], STDOUT_FILENO);
+    Become(TAV_DURABLE_HOST, settings.prefix, std::move(environment));
+  }
+  close(input[0]);
+  close(output[1]);
+  input_ = input[1];
+  output_ = output[0];
+}
+
+HostProcess::~HostProcess() {
+  Kill();
+  close(output_);
+}
+
+void HostProcess::Tell(const std::string& lines) {
+  const std::string whole = lines + '\n';
+  size_t done = 0;
+  while (done < whole.size()) {
+    const ssize_t written = write(input_, whole.data() + done, whole.size() - done);
+    if (written <= 0) {
+      ADD_FAILURE() << "the host does not listen";
+      return;
+    }
+    done += static_cast<size_t>(written);
+  }
+}
+
+// False at the end of its output, and when it says nothing for too long.
+bool HostProcess::ReadMore() {
+  pollfd waiting{output_, POLLIN, 0};
+  if (poll(&waiting, 1, kPatience) != 1) {
+    ADD_FAILURE() << "the host is silent";
+    return false;
+  }
+  std::array<char, 65536> piece{};
+  const ssize_t got = read(output_, piece.data(), piece.size());
+  unread_.append(piece.data(), got > 0 ? static_cast<size_t>(got) : 0);
+  return got > 0;
+}
+
+bool HostProcess::NextLine(std::string* line) {
+  size_t end = unread_.find('\n');
+  while (end == std::string::npos && ReadMore()) {
+    end = unread_.find('\n');
+  }
+  if (end == std::string::npos) {
+    return false;
+  }
+  *line = unread_.substr(0, end);
+  unread_.erase(0, end + 1);
+  Note(*line);
+  return true;
+}
+
+void HostProcess::Note(const std::string& line) {
+  constexpr std::string_view kAccepted = "accepted ";
+  constexpr std::string_view kLog = "log: ";
+  if (line.starts_with(kAccepted)) {
+    accepted_.push_back(line.substr(kAccepted.size()));
+  } else if (line.starts_with(kLog)) {
+    log_.push_back(line.substr(kLog.size()));
+  }
+}
+
+std::string HostProcess::Await(const std::string& part) {
+  std::string line;
+  while (NextLine(&line)) {
+    if (line.find(part) != std::string::npos) {
+      return line;
+    }
+  }
+  ADD_FAILURE() << "the host never said '" << part << "'";
+  return {};
+}
+
+void HostProcess::Drain() {
+  std::string line;
+  while (NextLine(&line)) {
+  }
+}
+
+int HostProcess::Wait() {
+  int status = 0;
+  if (id_ > 0) {
+    waitpid(id_, &status, 0);
+    id_ = -1;
+  }
+  return status;
+}
+
+void HostProcess::Kill() {
+  if (id_ <= 0) {
+    return;
+  }
+  kill(id_, SIGKILL);
+  Wait();
+  close(std::exchange(input_, -1));
+  Drain();
+}
+
+void HostProcess::Finish() {
+  close(std::exchange(input_, -1));
+  Drain();
+  EXPECT_EQ(Wait(), 0) << "the host did not end well";
+}
+
+std::string HostProcess::Logged(const std::string& part) const {
+  const auto found = std::find_if(log_.begin(), log_.end(), [&](const std::string& line) {
+    return line.find(part) != std::string::npos;
+  });
+  return found == log_.end() ? "" : *found;
+}
+
+std::string HostProcess::WholeLog() const {
+  std::string whole;
+  for (const std::string& line : log_) {
+    whole += line + '\n';
+  }
+  return whole;
+}
+
+}  // namespace Tav::Testing

@@ -1,0 +1,147 @@
+// Hosts that are killed in the middle of their work, and what they leave on the disk.
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+#include "system/posix/durability_fixture.h"
+
+namespace Tav::Testing {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::steady_clock;
+
+// What the library is about to do when it logs a line with this text.
+constexpr const char* kMoments[] = {
+    "CM: Append data to cache",         // stores records
+    "CM: Opening cache file for read",  // takes them back
+    "PI: persist info to PS",           // writes the storage file
+    "SM: Connecting to server",         // sends
+};
+
+class KilledHosts : public HostProcessTest {
+ protected:
+  KilledHosts() {
+    // Everything goes to the disk at once and is sent as soon as it may.
+    PutSettings(R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":1.0,"send_threshold":1.0,)"
+                R"("max_record_size":9000.0,"resend_time":0.0,"resend_delta":0.0})");
+  }
+
+  void RunAndKill(int round);
+  void CheckWhatIsLeft(const HostProcess& host);
+
+  Arrivals arrivals_;
+  int onDisk_ = 0;
+  int torn_ = 0;
+  int lost_ = 0;
+};
+
+// Each batch is stored while sending is suspended, and sent afterwards.
+std::string Batches(int count) {
+  std::string lines = "start";
+  for (int i = 0; i < count; ++i) {
+    lines += "\nsuspend\nlog 40 300\nsync\nvalue Batch " + std::to_string(i) + "\nresume\nsync";
+  }
+  return lines;
+}
+
+int SerialOf(const std::string& event) {
+  return std::stoi(event.substr(event.find('.') + 1));
+}
+
+// Rounds differ in what the library begins when it is killed, how often it has done that before,
+// how long it is already at it, and whether the gateway takes records.
+void KilledHosts::RunAndKill(int round) {
+  const char* const moment = kMoments[round % 4];
+  const int variant = round / 4;
+  const bool isRefused = variant % 3 == 1;  // the library waits a second before it tries again
+  if (isRefused) {
+    TellGateway("api/faults", R"({"kind":"status","status":503,"count":1})");
+  }
+  HostSettings settings = Host("round" + std::to_string(round));
+  settings.logLevel = "TRACE";
+  HostProcess host(settings);
+  host.Tell(Batches(20));
+  const int times = isRefused ? 1 : 1 + variant % 3;
+  for (int i = 0; i < times; ++i) {
+    host.Await(moment);
+  }
+  const auto end = steady_clock::now() + microseconds(variant * variant * 20);
+  while (steady_clock::now() < end) {
+  }
+  host.Kill();
+  CheckWhatIsLeft(host);
+}
+
+void KilledHosts::CheckWhatIsLeft(const HostProcess& host) {
+  const CacheContents cache = ReadCache(Storage());
+  EXPECT_EQ(cache.faults, Lines());
+  onDisk_ += static_cast<int>(cache.events.size());
+  torn_ += cache.tornFiles;
+  EndFaults();
+  RunForTheCache();
+  arrivals_.Collect();
+  // What was on the disk is safe.
+  arrivals_.ExpectOnce(cache.events);
+  // What is lost was in memory: the last events, and those that had been taken from the disk to be
+  // sent.
+  int lastStored = -1;
+  for (const std::string& event : cache.events) {
+    lastStored = std::max(lastStored, SerialOf(event));
+  }
+  const bool hadLoaded = !host.Logged("CM: Found cache records").empty();
+  for (const std::string& event : host.Accepted()) {
+    const bool arrived = arrivals_.Times(event) != 0;
+    lost_ += arrived ? 0 : 1;
+    EXPECT_TRUE(arrived || hadLoaded || SerialOf(event) > lastStored) << event;
+  }
+}
+
+TEST_F(KilledHosts, LoseOnlyWhatWasInMemoryAndDoubleNothing) {
+  constexpr int kRounds = 48;
+  for (int round = 0; round < kRounds && !HasFailure(); ++round) {
+    SCOPED_TRACE("round " + std::to_string(round) + ", killed at " + kMoments[round % 4]);
+    RunAndKill(round);
+  }
+  for (const auto& [event, times] : arrivals_.All()) {
+    EXPECT_EQ(times, 1) << event;
+  }
+  ExpectNoBadRecords();
+  EXPECT_GT(onDisk_, 0) << "the kills came too early to show anything";
+  RecordProperty("OnDisk", onDisk_);
+  RecordProperty("TornFiles", torn_);
+  RecordProperty("Lost", lost_);
+  std::printf(
+      "%d killed hosts: %d events arrived, %d of them by way of the disk; %d were lost; "
+      "%d files torn\n",
+      kRounds, static_cast<int>(arrivals_.All().size()), onDisk_, lost_, torn_);
+}
+
+// The kills above seldom tear a file; this does so for certain.
+TEST_F(KilledHosts, NobodyWritesBehindATornChunk) {
+  Lines kept;
+  for (int run = 0; run < 3; ++run) {
+    HostProcess host(LonelyHost("run" + std::to_string(run)));
+    host.Tell("start\nlog 100 300\nterminate");
+    host.Finish();
+    const CacheContents cache = ReadCache(Storage());
+    EXPECT_EQ(cache.faults, Lines());
+    ASSERT_FALSE(cache.files.empty());
+    const std::filesystem::path newest = Storage() / cache.files.back();
+    std::filesystem::resize_file(newest, std::filesystem::file_size(newest) - 7);
+    const Lines torn = ReadCache(Storage()).events;
+    EXPECT_LT(torn.size(), kept.size() + 100) << "the last chunk is torn";
+    EXPECT_GT(torn.size(), kept.size()) << "the others are not";
+    kept = torn;
+  }
+  RunForTheCache();
+  arrivals_.Collect();
+  arrivals_.ExpectOnce(kept);
+  EXPECT_EQ(arrivals_.All().size(), kept.size());
+  ExpectNoBadRecords();
+}
+
+}  // namespace
+}  // namespace Tav::Testing
