@@ -37,7 +37,9 @@ windows_path() {
 }
 run_host() {
   case $1 in
-    *wine.sh) "$1" cmd /c "set LOCALAPPDATA=$(windows_path "$folder")&& $(windows_path "$2")" ;;
+    *wine.sh)
+      "$1" cmd /c "set LOCALAPPDATA=$(windows_path "$folder")&& $(windows_path "$2") ${*:3}"
+      ;;
     *) "$@" ;;
   esac
 }

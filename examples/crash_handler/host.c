@@ -1,0 +1,50 @@
+// A host that crashes. What it did before and the crash itself arrive at the gateway all the same.
+// tav.dll must lie beside the program.
+#include <stdint.h>
+#include <stdio.h>
+
+#include <windows.h>
+
+#include "crash_reporter.h"
+#include "tav/tav.h"
+
+static const TavEntryTable* LoadTav(void) {
+  HMODULE module = LoadLibraryW(L"tav.dll");
+  // By way of void (*)(void), the one function type that any other may be converted through.
+  TavLoaderFunction loader =
+      module == NULL ? NULL
+                     : (TavLoaderFunction)(void (*)(void))GetProcAddress(module, TAV_LOADER_NAME);
+  return loader == NULL ? NULL : loader(TAV_INTERFACE_VERSION);
+}
+
+// An address that belongs to nobody.
+static int* volatile nowhere = (int*)(intptr_t)16;
+
+static void Work(const TavEntryTable* tav) {
+  tav->LogPlace("Editor");
+  tav->LogEvent(tav->NewCommandEvent("File.Save"));
+  *nowhere = 1;
+}
+
+int main(void) {
+  const TavEntryTable* tav = LoadTav();
+  if (tav == NULL) {
+    fprintf(stderr, "tav.dll cannot be loaded\n");
+    return 1;
+  }
+  int status = tav->Initialize("CrashingHost", "1.0", "1.0.0.1", TAV_LANGUAGE_EN_US);
+  if (status != TAV_OK) {
+    fprintf(stderr, "Tav does not start: status %d, see docs/integration.md\n", status);
+    return 1;
+  }
+  if (!StartCrashReporter(tav)) {
+    fprintf(stderr, "crashes will not be reported\n");
+  }
+
+  Work(tav);
+
+  // As an application that does not crash goes on.
+  StopCrashReporter();
+  tav->Terminate();
+  return 0;
+}

@@ -1,0 +1,16 @@
+# Usage: cmake -D DOCUMENT=FILE.md -D SOURCE=FILE.c -P c_block.cmake
+# Writes the one block of C in a document to a source file, exactly as it is printed.
+file(READ "${DOCUMENT}" text)
+set(fence "\n```c\n")
+string(FIND "${text}" "${fence}" begin)
+string(FIND "${text}" "${fence}" last REVERSE)
+if(begin EQUAL -1 OR NOT begin EQUAL last)
+  message(FATAL_ERROR "${DOCUMENT} has not exactly one block of C")
+endif()
+string(LENGTH "${fence}" length)
+math(EXPR begin "${begin} + ${length}")
+string(SUBSTRING "${text}" ${begin} -1 text)
+string(FIND "${text}" "\n```\n" end)
+math(EXPR end "${end} + 1")
+string(SUBSTRING "${text}" 0 ${end} text)
+file(WRITE "${SOURCE}" "${text}")
