@@ -14,7 +14,7 @@ namespace {
 
 // Milliseconds.
 constexpr int64_t kLongestWaitForSettings = 5000;
-constexpr int64_t kLongestWaitForClient = 2000;
+constexpr int64_t kLongestWaitForClient = 1000;
 
 // No step that runs out of memory may keep the others from being taken.
 template <typename Step>

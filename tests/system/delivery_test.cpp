@@ -134,7 +134,10 @@ TEST_F(Delivery, DataBlocksCarryRecordsRoundTheNetwork) {
   tav_->LogEvent(tav_->NewEvent("carried"));
   char* const block = tav_->PullData();
   ASSERT_NE(block, nullptr);
-  EXPECT_EQ(tav_->PullData(), nullptr);
+  // A description of the machine may be waiting, too.
+  while (char* const other = tav_->PullData()) {
+    tav_->FreeData(other);
+  }
   EXPECT_EQ(tav_->Commit(), 0);
   EXPECT_EQ(json_array_size(Arrived("carried").Get()), 0u);
   tav_->PushData(block);
