@@ -313,6 +313,7 @@ typedef struct TavEntryTable {
   // Errors, the first that applies:
   //   "Tav: TavLogEvent called with a null event"
   //   "Tav: TavLogEvent called with a re-used event"
+  //   "Tav: TavLogEvent called with a bad event" (a map or a list; it stays usable)
   // Not running: "Tav: TavLogEvent called with no manager defined. Event: %s"; the event is freed
   // and lost.
   void(TAV_CALL* LogEvent)(TavEvent_s* event);
@@ -509,6 +510,7 @@ typedef struct TavEntryTable {
   //   "Tav: TavAddProductInfoValue called with a null value"
   //   "Tav: TavAddProductInfoValue called with a re-used value" (may free it under the library:
   //   never give a value twice)
+  //   "Tav: TavAddProductInfoValue called with a bad value" (an event; it stays usable)
   void(TAV_CALL* AddProductInfoValue)(const char* key, TavValue_s* value);
 
   // Slot 31. A new empty map, owned by the caller until AddProductInfoValue consumes it. There is
@@ -599,7 +601,8 @@ typedef struct TavEntryTable {
   // Slot 43. As IncrementCounter, in a session's own collection; calls on one session must not
   // overlap. `session` must be a live session: it is not checked. SessionFlushAggregates or
   // SessionEnd reports it.
-  // Errors: "Tav: TavSessionIncrementCounter called with bad group name or counter name".
+  // Errors: "Tav: TavSessionIncrementCounter called with an invalid session" (null),
+  // "Tav: TavSessionIncrementCounter called with bad group name or counter name".
   // Not running: works.
   void(TAV_CALL* SessionIncrementCounter)(TavSession_s* session,
                                           const char* group,
@@ -650,7 +653,8 @@ typedef struct TavEntryTable {
 
   // Slot 50. As AggregateValue, in a session's own collection; calls on one session must not
   // overlap. `session` must be a live session: it is not checked.
-  // Errors: "Tav: TavSessionAggregateValue called with bad event name or property name".
+  // Errors: "Tav: TavSessionAggregateValue called with an invalid session" (null),
+  // "Tav: TavSessionAggregateValue called with bad event name or property name".
   // Not running: works.
   void(TAV_CALL* SessionAggregateValue)(TavSession_s* session,
                                         const char* event,
@@ -729,7 +733,8 @@ typedef struct TavEntryTable {
   // Not running: works.
   TavEvent_s*(TAV_CALL* NewCommandEvent)(const char* command);
 
-  // Slot 61. As NewCommandEvent, in `session`, which must be a live session: it is not checked.
+  // Slot 61. As NewCommandEvent, in `session`, which must be a live session: only a null one is
+  // found. Errors also: "Tav: TavSessionNewCommandEvent called with an invalid session".
   TavEvent_s*(TAV_CALL* SessionNewCommandEvent)(TavSession_s* session, const char* command);
 
   // Slot 62. A new standard error event with a code (a text, not empty) and a message (a text,
@@ -741,7 +746,8 @@ typedef struct TavEntryTable {
   // Not running: works.
   TavEvent_s*(TAV_CALL* NewErrorEvent)(const char* errorCode, const char* errorMessage);
 
-  // Slot 63. As NewErrorEvent, in `session`, which must be a live session: it is not checked.
+  // Slot 63. As NewErrorEvent, in `session`, which must be a live session: only a null one is
+  // found. Errors also: "Tav: TavSessionNewErrorEvent called with an invalid session".
   TavEvent_s*(TAV_CALL* SessionNewErrorEvent)(TavSession_s* session,
                                               const char* errorCode,
                                               const char* errorMessage);
