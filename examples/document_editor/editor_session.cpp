@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <string_view>
 #include <thread>
 
 namespace DocumentEditor {
@@ -57,132 +58,247 @@ const Document& OpenDocument(int step, int steps) {
   return kDocuments[index];
 }
 
-class User {
- public:
-  explicit User(Reporter& reporter) : reporter_(reporter) {}
+// Every action takes its time, in a user's life more than here.
+void TakeTime() {
+  std::this_thread::sleep_for(milliseconds(18));
+}
 
-  void Start();
-  void WorkOn(const Document& document);
-  void Leave();
+// The user's work on one document, from opening to closing it: a session of its own.
+class Work {
+ public:
+  Work(Sitting& sitting, const Document& document, Dice& dice, Notebook& notes)
+      : sitting_(sitting),
+        document_(document),
+        dice_(dice),
+        editor_(sitting.tav, notes, sitting.session),
+        session_(sitting.tav, document.file, notes) {}
+
+  void Open();
+  void DoSomething();
+  void Save();
+  void Export();
+  void Close();
 
  private:
-  void DoSomething(const Document& document);
-  void Edit(const Document& document);
-  void Search(const Document& document);
-  void Save(const Document& document);
-  void Export(const Document& document);
-  void Report(const char* name, std::initializer_list<Property> properties);
+  void Edit();
+  void ApplyStyle();
+  void Search();
+  void Undo();
+  void InsertImage();
+  void CountMenu(const char* item);
 
-  Reporter& reporter_;
-  Dice dice_{20260304};
+  Sitting& sitting_;
+  const Document& document_;
+  Dice& dice_;
+  Noted<Tav::Host::Table> editor_;
+  Session session_;
   int keys_ = 0;
 };
 
-// Every action takes its time, in a user's life more than here.
-void User::Report(const char* name, std::initializer_list<Property> properties) {
-  reporter_.Report(name, properties);
-  std::this_thread::sleep_for(milliseconds(7));
+void Work::Open() {
+  session_.LogPlace("Page view");
+  session_.NewEvent("DocumentOpened")
+      .Add("File", document_.file)
+      .Add("Pages", document_.pages)
+      .Add("Seconds", dice_.Seconds(0, 2))
+      .Log();
 }
 
-void User::Start() {
-  Report("EditorStarted", {{"Start", "cold"}, {"Seconds", 1.625}, {"RecentFiles", 6}});
-  Report("PanelShown", {{"Panel", "Navigator"}, {"Width", 280}});
-}
-
-void User::WorkOn(const Document& document) {
-  constexpr int kActions = 29;
-  keys_ = 0;
-  Report("DocumentOpened",
-         {{"File", document.file}, {"Pages", document.pages}, {"Seconds", dice_.Seconds(0, 2)}});
-  for (int i = 0; i < kActions; ++i) {
-    DoSomething(document);
-  }
-  Save(document);
-  Export(document);
-  Report("DocumentClosed",
-         {{"Keys", keys_}, {"Minutes", dice_.Between(4, 90)}, {"File", document.file}});
-}
-
-void User::Leave() {
-  Report("EditorClosing", {{"Reason", "user"}, {"Documents", static_cast<int>(kDocuments.size())}});
-}
-
-void User::DoSomething(const Document& document) {
-  static constexpr std::array kStyles = {"Heading 1", "Überschrift 2", "Quote", "本文", "Code"};
-  static constexpr std::array kPictures = {"logo.svg", "Skizze Müller.png", "図1.png", "🎉.gif"};
+void Work::DoSomething() {
   const int chance = dice_.Between(1, 100);
   if (chance <= 52) {
-    Edit(document);
+    Edit();
   } else if (chance <= 65) {
-    Report("StyleApplied",
-           {{"Style", dice_.OneOf(kStyles)}, {"Characters", dice_.Between(4, 400)}});
+    ApplyStyle();
   } else if (chance <= 78) {
-    Search(document);
+    Search();
   } else if (chance <= 87) {
-    Report("Undone", {{"Steps", dice_.Between(1, 6)}, {"By", "Ctrl+Z"}});
+    Undo();
   } else if (chance <= 93) {
-    Report("ImageInserted", {{"Image", dice_.OneOf(kPictures)}, {"KB", dice_.Between(12, 4800)}});
+    InsertImage();
+  } else if (chance <= 96) {
+    session_.LogIdle();
   } else {
-    Save(document);
+    Save();
   }
+  TakeTime();
 }
 
-void User::Edit(const Document& document) {
+void Work::Edit() {
   const int keys = dice_.Between(20, 600);
+  const double seconds = dice_.Seconds(2, 90);
   keys_ += keys;
-  Report("EditBurst", {{"Keys", keys}, {"Seconds", dice_.Seconds(2, 90)}, {"File", document.file}});
+  session_.NewEvent("EditBurst").Add("Keys", keys).Add("Seconds", seconds).Log();
+  session_.AggregateValue("Typing", "Seconds", seconds);
+  session_.AggregateValue("Typing", "Keys", keys);
 }
 
-void User::Search(const Document& document) {
-  Report("Searched", {{"For", dice_.OneOf(document.words)},
-                      {"Hits", dice_.Between(0, 40)},
-                      {"Milliseconds", dice_.Between(1, 120)}});
+// Too frequent to report one by one: the session's end reports how often.
+void Work::ApplyStyle() {
+  static constexpr std::array kStyles = {"Heading 1", "Überschrift 2", "Quote", "本文", "Code"};
+  session_.IncrementCounter("Styles", dice_.OneOf(kStyles));
+  CountMenu("Format.Style");
 }
 
-void User::Save(const Document& document) {
-  Report(
-      "DocumentSaved",
-      {{"KB", dice_.Between(8, 9000)}, {"Seconds", dice_.Seconds(0, 1)}, {"File", document.file}});
+void Work::Search() {
+  session_.LogPlace("Search panel");
+  session_.NewEvent("Searched")
+      .Add("For", dice_.OneOf(document_.words))
+      .Add("Hits", dice_.Between(0, 40))
+      .Add("Milliseconds", dice_.Between(1, 120))
+      .Log();
+  session_.LogPlace("Page view");
 }
 
-void User::Export(const Document& document) {
+void Work::Undo() {
+  session_.NewCommandEvent("Edit.Undo").Add("Steps", dice_.Between(1, 6)).Add("By", "Ctrl+Z").Log();
+}
+
+void Work::InsertImage() {
+  static constexpr std::array kPictures = {"logo.svg", "Skizze Müller.png", "図1.png", "🎉.gif"};
+  session_.NewCommandEvent("Insert.Image").Log();
+  session_.NewEvent("ImageInserted")
+      .Add("Image", dice_.OneOf(kPictures))
+      .Add("KB", dice_.Between(12, 4800))
+      .Log();
+  CountMenu("Insert.Image");
+}
+
+void Work::Save() {
+  session_.NewCommandEvent("File.Save").Log();
+  session_.NewEvent("DocumentSaved")
+      .Add("KB", dice_.Between(8, 9000))
+      .Add("Seconds", dice_.Seconds(0, 1))
+      .Log();
+  CountMenu("File.Save");
+}
+
+void Work::Export() {
   static constexpr std::array kTargets = {"PDF", "EPUB", "HTML"};
-  Report("Exported", {{"To", dice_.OneOf(kTargets)},
-                      {"Pages", document.pages},
-                      {"Seconds", dice_.Seconds(1, 20)}});
+  const char* const target = dice_.OneOf(kTargets);
+  session_.LogPlace("Export dialogue");
+  session_.NewCommandEvent("File.Export").Add("To", target).Log();
+  CountMenu("File.Export");
+  if (std::string_view(target) == "EPUB") {
+    // The library adds the session's last places and commands.
+    session_.NewErrorEvent("EXP-17", "Zeichensatz fehlt: \"Garamond\"")
+        .AddTraceItem("ExportBook+0x1a4", "export.dll", target)
+        .AddTraceItem("EmbedFonts+0x7c", "export.dll", "Garamond")
+        .AddTraceItem("OpenFont", "fonts.dll", "")
+        .Add("Pages", document_.pages)
+        .Log();
+    return;
+  }
+  session_.NewEvent("Exported")
+      .Add("To", target)
+      .Add("Pages", document_.pages)
+      .Add("Seconds", dice_.Seconds(1, 20))
+      .Log();
+}
+
+void Work::Close() {
+  session_.NewEvent("DocumentClosed")
+      .Add("Keys", keys_)
+      .Add("Minutes", dice_.Between(4, 90))
+      .Add("File", document_.file)
+      .Log();
+}
+
+// Of all documents together, not of this session.
+void Work::CountMenu(const char* item) {
+  const std::lock_guard lock(sitting_.numbers);
+  editor_.IncrementCounter("Menu", item);
 }
 
 }  // namespace
 
-void WorkOnDocuments(Reporter& reporter) {
-  User user(reporter);
-  user.Start();
-  for (const Document& document : kDocuments) {
-    user.WorkOn(document);
-  }
-  user.Leave();
+void StartEditor(Sitting& sitting, Notebook& notes) {
+  Noted editor(sitting.tav, notes, sitting.session);
+  editor.NewEvent("EditorStarted")
+      .Add("Start", "cold")
+      .Add("Seconds", 1.625)
+      .Add("RecentFiles", static_cast<int>(kDocuments.size()))
+      .Log();
+  editor.LogPlace("Start centre");
+  editor.NewEvent("PanelShown").Add("Panel", "Navigator").Add("Width", 280).Log();
+  editor.NewCommandEvent("File.OpenRecent").Log();
 }
 
-void SaveInBackground(Reporter& reporter) {
+void WorkOnDocuments(Sitting& sitting, Notebook& notes) {
+  constexpr int kActions = 33;
+  Dice dice(20260304);
+  for (std::size_t done = 0; done < kDocuments.size(); ++done) {
+    if (done == kDocuments.size() / 2) {
+      // So that a crash does not lose the numbers of a whole day; Terminate reports the rest.
+      const std::lock_guard lock(sitting.numbers);
+      Noted(sitting.tav, notes, sitting.session).FlushAggregates();
+    }
+    Work work(sitting, kDocuments[done], dice, notes);
+    work.Open();
+    for (int i = 0; i < kActions; ++i) {
+      work.DoSomething();
+    }
+    work.Save();
+    work.Export();
+    work.Close();
+  }
+}
+
+void LeaveEditor(Sitting& sitting, Notebook& notes) {
+  Noted editor(sitting.tav, notes, sitting.session);
+  editor.LogIdle();
+  editor.LogPlace("Preferences");
+  editor.NewCommandEvent("File.Quit").Log();
+  editor.NewEvent("EditorClosing")
+      .Add("Reason", "user")
+      .Add("Documents", static_cast<int>(kDocuments.size()))
+      .Log();
+}
+
+void SaveInBackground(Sitting& sitting, Notebook& notes) {
   constexpr int kTimes = 36;
+  Noted editor(sitting.tav, notes, sitting.session);
   Dice dice(36);
   for (int i = 0; i < kTimes; ++i) {
-    std::this_thread::sleep_for(milliseconds(38));
-    reporter.Report("Autosaved", {{"KB", dice.Between(8, 9000)},
-                                  {"Seconds", dice.Seconds(0, 1)},
-                                  {"File", OpenDocument(i, kTimes).file}});
+    std::this_thread::sleep_for(milliseconds(98));
+    const double seconds = dice.Seconds(0, 1);
+    editor.NewEvent("Autosaved")
+        .Add("KB", dice.Between(8, 9000))
+        .Add("Seconds", seconds)
+        .Add("File", OpenDocument(i, kTimes).file)
+        .Log();
+    const std::lock_guard lock(sitting.numbers);
+    editor.AggregateValue("Autosave", "Seconds", seconds);
   }
 }
 
-void CheckSpelling(Reporter& reporter) {
-  constexpr int kParagraphs = 66;
+// Events of a component never share a record with others, so the plug-in reports a document when it
+// is through with it, not paragraph by paragraph.
+void CheckSpelling(Sitting& sitting, Notebook& notes) {
+  constexpr int kParagraphs = 11;
+  Noted plugin(Tav::Host::Component(sitting.tav, kSpellingName, kSpellingVersion), notes,
+               sitting.session, kSpellingName);
   Dice dice(66);
-  for (int i = 0; i < kParagraphs; ++i) {
-    const Document& document = OpenDocument(i, kParagraphs);
-    std::this_thread::sleep_for(milliseconds(20));
-    reporter.Report("ParagraphChecked", {{"Lang", document.language},
-                                         {"Words", dice.Between(8, 180)},
-                                         {"Unknown", dice.OneOf(document.words)}});
+  for (const Document& document : kDocuments) {
+    std::this_thread::sleep_for(milliseconds(590));
+    plugin.NewCommandEvent("CheckDocument").Add("Lang", document.language).Log();
+    if (std::string_view(document.language) == "ja") {
+      plugin.NewErrorEvent("SPL-4", "no dictionary: ja")
+          .AddTraceItem("LoadDictionary", "spelling.dll", "ja_JP.dic")
+          .Log();
+      continue;
+    }
+    for (int i = 0; i < kParagraphs; ++i) {
+      const int words = dice.Between(8, 180);
+      plugin.NewEvent("ParagraphChecked")
+          .Add("Lang", document.language)
+          .Add("Words", words)
+          .Add("Unknown", dice.OneOf(document.words))
+          .Log();
+      const std::lock_guard lock(sitting.numbers);
+      plugin.IncrementCounter("Paragraphs", document.language);
+      plugin.AggregateValue("Check", "Words", words);
+    }
   }
 }
 

@@ -1,96 +1,81 @@
 #include "handover_report.h"
 
 #include <cstdio>
-#include <map>
 #include <string_view>
 
 namespace DocumentEditor {
 namespace {
 
-std::string Quoted(std::string_view text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) < 0x20) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-      quoted += escape;
-      continue;
-    }
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-    }
-    quoted += c;
-  }
-  return quoted += '"';
+std::string Member(std::string_view name, std::string_view text) {
+  return JsonText(name) + ": " + JsonText(text);
 }
 
-// 17 digits tell every double from every other.
-std::string NumberText(double number) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.17g", number);
-  return text;
+std::string Member(std::string_view name, int number) {
+  return JsonText(name) + ": " + std::to_string(number);
 }
 
-std::string ObjectText(const std::vector<Property>& properties) {
-  std::string text = "{";
-  for (const Property& property : properties) {
-    const auto* value = std::get_if<std::string>(&property.value);
-    text += (text.size() > 1 ? ", " : "") + Quoted(property.name) + ": " +
-            (value != nullptr ? Quoted(*value) : NumberText(std::get<double>(property.value)));
+std::string TraceText(const Note& note) {
+  std::string items;
+  for (const TraceItem& item : note.trace) {
+    items += (items.empty() ? "{" : ", {") + Member("location", item.location) + ", " +
+             Member("library", item.library) + ", " + Member("meta", item.meta) + '}';
   }
-  return text += '}';
+  return '[' + items + ']';
 }
 
-std::string CountsByName(const HandoverReport& report) {
-  std::map<std::string, std::size_t> counts;
-  for (const Reporter* reporter : report.reporters) {
-    for (const HandedOverEvent& event : reporter->Events()) {
-      ++counts[event.name];
-    }
+// What is empty is left out.
+std::string NoteText(const Note& note, const std::string& thread) {
+  std::string text = '{' + Member("seq", note.serial) + ", " + Member("thread", thread) + ", " +
+                     Member("session", note.session) + ", " + Member("kind", note.kind);
+  const auto addText = [&text](std::string_view name, const std::string& value) {
+    text += value.empty() ? "" : ", " + Member(name, value);
+  };
+  addText("component", note.component);
+  addText("name", note.name);
+  addText("detail", note.detail);
+  if (std::string_view(note.kind) == "value") {
+    text += ", \"value\": " + JsonText(note.value);
   }
-  std::string text = "{";
-  for (const auto& [name, count] : counts) {
-    text += (text.size() > 1 ? ", " : "") + Quoted(name) + ": " + std::to_string(count);
+  if (!note.properties.empty()) {
+    text += ", \"properties\": " + JsonText(std::span<const Property>(note.properties));
+  }
+  if (!note.trace.empty()) {
+    text += ", \"trace\": " + TraceText(note);
   }
   return text += '}';
 }
 
-std::string EventLines(const Reporter& reporter) {
+std::string SettingsText(std::span<const Settings::Call> calls) {
   std::string lines;
-  for (const HandedOverEvent& event : reporter.Events()) {
-    lines += (lines.empty() ? "" : ",\n") + std::string("    {\"thread\": ") +
-             Quoted(reporter.Thread()) + ", \"name\": " + Quoted(event.name) +
-             ", \"properties\": " + ObjectText(event.properties) + '}';
+  for (const Settings::Call& call : calls) {
+    lines += (lines.empty() ? "    {" : ",\n    {") + Member("call", call.name) + ", " +
+             Member("key", call.key) + ", \"value\": " + call.value + '}';
   }
   return lines;
 }
 
 std::string ReportText(const HandoverReport& report) {
-  std::string events;
-  for (const Reporter* reporter : report.reporters) {
-    const std::string lines = EventLines(*reporter);
-    events += (events.empty() || lines.empty() ? "" : ",\n") + lines;
+  std::string notes;
+  int total = 0;
+  for (const Notebook& notebook : report.notebooks) {
+    for (const Note& note : notebook.Notes()) {
+      notes += (notes.empty() ? "    " : ",\n    ") + NoteText(note, notebook.Thread());
+      ++total;
+    }
   }
-  return "{\n  \"sitting\": " + std::to_string(report.sitting) +
-         ",\n  \"product\": " + Quoted(report.product) +
-         ",\n  \"library_version\": " + Quoted(report.libraryVersion) +
-         ",\n  \"commit_result\": " + std::to_string(report.commitResult) +
-         ",\n  \"warnings\": " + std::to_string(report.warnings) +
-         ",\n  \"total\": " + std::to_string(TotalEvents(report)) +
-         ",\n  \"by_name\": " + CountsByName(report) +
-         ",\n  \"session_environment\": " + ObjectText(report.sessionEnvironment) +
-         ",\n  \"events\": [\n" + events + "\n  ]\n}\n";
+  return "{\n  " + Member("sitting", report.sitting) + ",\n  " + Member("product", report.product) +
+         ",\n  " + Member("product_version", report.productVersion) + ",\n  " +
+         Member("full_version", report.fullVersion) + ",\n  " +
+         Member("component", report.component) + ",\n  " +
+         Member("component_version", report.componentVersion) + ",\n  " +
+         Member("library_version", report.libraryVersion) + ",\n  " +
+         Member("commit_result", report.commitResult) + ",\n  " +
+         Member("warnings", report.warnings) + ",\n  \"settings\": [\n" +
+         SettingsText(report.settings) + "\n  ],\n  " + Member("total", total) +
+         ",\n  \"notes\": [\n" + notes + "\n  ]\n}\n";
 }
 
 }  // namespace
-
-std::size_t TotalEvents(const HandoverReport& report) {
-  std::size_t total = 0;
-  for (const Reporter* reporter : report.reporters) {
-    total += reporter->Events().size();
-  }
-  return total;
-}
 
 bool WriteReport(const HandoverReport& report, const char* path) {
   std::FILE* const file = std::fopen(path, "wb");

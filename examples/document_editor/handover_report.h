@@ -4,27 +4,27 @@
 
 #include <span>
 #include <string>
-#include <vector>
 
-#include "reporter.h"
+#include "noted.h"
 
 namespace DocumentEditor {
 
 struct HandoverReport {
   int sitting = 0;  // number of the program's run
   std::string product;
+  std::string productVersion;
+  std::string fullVersion;
+  std::string component;  // the plug-in that reports
+  std::string componentVersion;
   std::string libraryVersion;
-  std::vector<Property> sessionEnvironment;  // what each event has to carry
-  std::span<const Reporter* const> reporters;
+  std::span<const Settings::Call> settings;
+  std::span<const Notebook> notebooks;
   int commitResult = 0;
   int warnings = 0;  // lines that the library logged as WARN or ERROR
 };
 
-// Events of all reporters.
-std::size_t TotalEvents(const HandoverReport& report);
-
-// Writes the report as one JSON document in UTF-8, counts first, then every event. False when the
-// file cannot be written.
+// Writes the report as one JSON document in UTF-8: what holds for the run, then a line for each
+// note. False when the file cannot be written.
 bool WriteReport(const HandoverReport& report, const char* path);
 
 }  // namespace DocumentEditor

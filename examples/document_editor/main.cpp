@@ -1,5 +1,7 @@
 // A document editor without windows: what it reports, when and from which threads is that of a real
-// one. Start here to see how an application uses the library from loading to shutting down.
+// one. Start here to see how an application uses the library from loading to shutting down, and in
+// editor_session.cpp how it reports. Settings, Event and Session stand for the types of tav.hpp,
+// whose functions they have: noted.h remembers what goes through them.
 //
 // Usage: demo_host REPORT_FILE SITTING FOLDER
 // tav.dll must lie beside the program; TAV_GATEWAY names the gateway. REPORT_FILE receives what was
@@ -10,21 +12,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <string>
 #include <string_view>
 #include <thread>
-#include <vector>
 
 #include "editor_session.h"
 #include "handover_report.h"
-#include "reporter.h"
-#include "tav_library.h"
+#include "noted.h"
 
 namespace DocumentEditor {
 namespace {
 
 constexpr char kProductName[] = "Foolscap";
 constexpr char kProductVersion[] = "4.2";
+constexpr char kFullVersion[] = "4.2.0.118";
 
 // How many lines of the library's log said that something is wrong.
 std::atomic<int> warnings = 0;
@@ -37,92 +37,87 @@ void TAV_CALL OnLibraryMessage(const char* line) {
   std::fprintf(stderr, "tav: %s\n", line);
 }
 
-void AddSettings(const TavEntryTable& tav, const char* folder) {
-  tav.SetMessageSink(TavSinkPointer(OnLibraryMessage));
-  tav.SetVersionQualifier("beta");
-  tav.SetCustomerIdentifier("Müller & Söhne GmbH");
-  tav.SetUserIdentifier("zoe.mueller");  // only a digest of it leaves the process
-  tav.SetProductContext("Desktop");
-  tav.SetProductComponentName("Editor");
-  tav.AddTag(TAV_TAG_EDITION, "Professional");
-  tav.AddTag(TAV_TAG_LICENSING_MODEL, "Subscription");
-  // An editor for users leaves this to the library, which has a place in the user's own folder.
-  tav.SetCacheDirectory(folder);
+void AddSettings(Settings& settings) {
+  settings.SetVersionQualifier("beta");
+  settings.SetCustomerIdentifier("Müller & Söhne GmbH");
+  settings.SetUserIdentifier("zoe.mueller");  // only a digest of it leaves the process
+  settings.SetProductContext("Desktop");
+  settings.SetProductComponentName("Editor");
+  settings.AddTag(TAV_TAG_EDITION, "Professional");
+  settings.AddTag(TAV_TAG_LICENSING_MODEL, "Subscription");
 }
 
 // What describes this installation; sent with the events, not with each of them.
-void AddProductValues(const TavEntryTable& tav) {
-  tav.AddProductInfo("Channel", "stable");
-  tav.AddProductInfo("Schriftgröße", "groß");
-  tav.AddNumericProductInfo("LicensedSeats", 25);
-
-  TavValue_s* const window = tav.NewMapValue();
-  tav.AddStringValue(window, "Theme", "dark");
-  tav.AddNumericValue(window, "Width", 1920);
-  tav.AddNumericValue(window, "Height", 1080);
-  tav.AddProductInfoValue("Window", window);  // consumes the value
-
-  TavValue_s* const plugins = tav.NewListValue();
-  for (const char* plugin : {"Spelling", "Export", "翻訳"}) {
-    tav.AddListValue(plugins, plugin);
-  }
-  tav.AddProductInfoValue("Plugins", plugins);
+void AddProductValues(Settings& settings) {
+  settings.AddProductInfo("Channel", "stable");
+  settings.AddProductInfo("Schriftgröße", "groß");
+  settings.AddProductInfo("LicensedSeats", 25);
+  settings.AddProductInfoMap("Window", {{"Theme", "dark"}, {"Width", 1920}, {"Height", 1080}});
+  settings.AddProductInfoList("Plugins", {kSpellingName, "Export", "翻訳"});
 }
 
 // What holds for the whole run; each event carries it.
-std::vector<Property> AddSessionEnvironment(const TavEntryTable& tav, int sitting) {
-  const std::string licence = "Trial";
-  const double screens = 2;
-  tav.AddSessionEnvInfo("Licence", licence.c_str());
-  tav.AddNumericSessionEnvInfo("Screens", screens);
-  tav.AddNumericSessionEnvInfo("Sitting", sitting);
-  return {{"Licence", licence}, {"Screens", screens}, {"Sitting", sitting}};
+void AddSessionEnvironment(Settings& settings, int sittingNumber) {
+  settings.AddSessionEnvInfo("Licence", "Trial");
+  settings.AddSessionEnvInfo("Screens", 2);
+  settings.AddSessionEnvInfo("Sitting", sittingNumber);
 }
 
 // The user works while two threads of the editor report at the same time.
-void WorkOneSitting(Reporter& user, Reporter& autosave, Reporter& spelling) {
-  std::thread saver([&autosave] { SaveInBackground(autosave); });
-  std::thread checker([&spelling] { CheckSpelling(spelling); });
-  WorkOnDocuments(user);
+void WorkOneSitting(Sitting& sitting, Notebook& user, Notebook& autosave, Notebook& spelling) {
+  StartEditor(sitting, user);
+  std::thread saver([&] { SaveInBackground(sitting, autosave); });
+  std::thread checker([&] { CheckSpelling(sitting, spelling); });
+  WorkOnDocuments(sitting, user);
   saver.join();
   checker.join();
+  LeaveEditor(sitting, user);
 }
 
-int RunEditor(const char* reportFile, int sitting, const char* folder) {
-  const TavLibrary library;
-  if (library.Table() == nullptr) {
-    std::fprintf(stderr, "demo_host: %s\n", library.Error().c_str());
+int RunEditor(const char* reportFile, int sittingNumber, const char* folder) {
+  const Tav::Host::Library tav = Tav::Host::Library::BesideProgram();
+  if (!tav) {
+    // An editor for users goes on: every call below then does nothing.
+    std::fprintf(stderr, "demo_host: %s\n", tav.Error());
     return 1;
   }
-  const TavEntryTable& tav = *library.Table();
+  tav.SetMessageSink(OnLibraryMessage);
+  // An editor for users leaves this to the library, which has a place in the user's own folder.
+  tav.SetCacheDirectory(folder);
+  Settings settings(tav);
+  AddSettings(settings);
+  AddProductValues(settings);
+  AddSessionEnvironment(settings, sittingNumber);
 
-  AddSettings(tav, folder);
-  AddProductValues(tav);
-  HandoverReport report;
-  report.sitting = sitting;
-  report.sessionEnvironment = AddSessionEnvironment(tav, sitting);
-  const int status = tav.Initialize(kProductName, kProductVersion, "4.2.0.118", TAV_LANGUAGE_DE_DE);
-  if (status != TAV_OK) {
+  Tav::Host::Run run(tav, kProductName, kProductVersion, kFullVersion, TAV_LANGUAGE_DE_DE);
+  if (!run) {
     std::fprintf(stderr, "demo_host: Tav does not start: status %d, see docs/integration.md\n",
-                 status);
+                 run.Status());
     return 1;
   }
-
-  const int serials = (sitting - 1) * 10000;
-  Reporter user(tav, "user", serials + 1);
-  Reporter autosave(tav, "autosave", serials + 1001);
-  Reporter spelling(tav, "spelling", serials + 2001);
-  WorkOneSitting(user, autosave, spelling);
+  std::atomic<int> lastSerial = (sittingNumber - 1) * 10000;
+  std::array notebooks = {Notebook("user", lastSerial), Notebook("autosave", lastSerial),
+                          Notebook("spelling", lastSerial)};
+  auto& [user, autosave, spelling] = notebooks;
+  Sitting sitting{tav, user.AddBegin("implied"), {}};
+  WorkOneSitting(sitting, user, autosave, spelling);
 
   // An application would just go on; the demonstration wants to know the outcome.
-  report.commitResult = tav.Commit();
-  tav.Terminate();
+  const bool isAllSent = tav.Commit();
+  user.AddEnd(sitting.session);
+  run.Terminate();
 
-  const std::array<const Reporter*, 3> reporters = {&user, &autosave, &spelling};
-  report.product = kProductName;
-  report.libraryVersion = tav.GetVersion();
-  report.reporters = reporters;
-  report.warnings = warnings;
+  const HandoverReport report = {.sitting = sittingNumber,
+                                 .product = kProductName,
+                                 .productVersion = kProductVersion,
+                                 .fullVersion = kFullVersion,
+                                 .component = kSpellingName,
+                                 .componentVersion = kSpellingVersion,
+                                 .libraryVersion = tav.GetVersion(),
+                                 .settings = settings.Calls(),
+                                 .notebooks = notebooks,
+                                 .commitResult = isAllSent ? 0 : 1,
+                                 .warnings = warnings};
   if (!WriteReport(report, reportFile)) {
     std::fprintf(stderr, "demo_host: cannot write %s\n", reportFile);
     return 1;

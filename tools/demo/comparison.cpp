@@ -1,6 +1,7 @@
 #include "demo/comparison.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -16,185 +17,263 @@ using Gateway::ForEachMember;
 using Gateway::TextOf;
 
 constexpr std::size_t kMaxFindings = 10;
-constexpr const char* kSerial = "Seq";
+// The library computes an average to three decimals by another way than the ledger.
+constexpr double kAverageTolerance = 1e-9;
 
-struct HandedOver {
-  int sitting = 0;
-  std::size_t thread = 0;
-  const json_t* event = nullptr;
-  const json_t* sessionEnvironment = nullptr;
-  std::size_t timesArrived = 0;
+std::size_t Index(Kind kind) {
+  return static_cast<std::size_t>(kind);
+}
+
+// An absent value counts as an object without members.
+bool IsSameOrAbsent(const json_t* expected, const json_t* arrived, double tolerance) {
+  if (expected == nullptr || arrived == nullptr) {
+    return json_object_size(expected) == 0 && json_object_size(arrived) == 0 &&
+           (arrived == nullptr || json_is_object(arrived));
+  }
+  return IsSameJson(expected, arrived, tolerance);
+}
+
+// An entry of the gateway's list.
+struct Arrival {
+  explicit Arrival(const json_t* entry);
+
+  bool IsNumbered() const { return serial >= 0; }
+
+  const json_t* event;
+  const json_t* properties;
+  std::string id;
+  std::string component;
+  std::string name;
+  Kind kind = Kind::Event;
+  json_int_t serial = -1;
 };
 
-// A whole number, whether it is written with a fraction or not.
-std::optional<json_int_t> SerialOf(const json_t* properties) {
-  const json_t* serial = json_object_get(properties, kSerial);
-  if (!json_is_number(serial)) {
-    return std::nullopt;
+Kind MarkerKind(std::string_view name) {
+  if (name == "$b" || name == "$e") {
+    return Kind::Mark;
   }
-  return static_cast<json_int_t>(json_number_value(serial));
+  return name == "$i" ? Kind::Idle : Kind::Place;
 }
 
-bool IsSameValue(const json_t* handedOver, const json_t* arrived) {
-  if (json_is_number(handedOver) && json_is_number(arrived)) {
-    return json_number_value(handedOver) == json_number_value(arrived);
+Arrival::Arrival(const json_t* entry)
+    : event(json_object_get(entry, "event")),
+      properties(json_object_get(event, "v")),
+      id(TextOf(json_object_get(event, "s"))),
+      component(TextOf(json_object_get(entry, "component"))) {
+  if (const json_t* marker = json_object_get(event, "g")) {
+    name = TextOf(marker);
+    kind = MarkerKind(name);
+    return;
   }
-  return json_is_string(handedOver) && json_is_string(arrived) &&
-         TextOf(handedOver) == TextOf(arrived);
-}
-
-// An absent object counts as one without members.
-bool IsSameObject(const json_t* handedOver, const json_t* arrived) {
-  bool isSame = json_object_size(handedOver) == json_object_size(arrived);
-  if (json_is_object(handedOver)) {
-    ForEachMember(handedOver, [&](std::string_view key, const json_t* value) {
-      const json_t* other = json_object_getn(arrived, key.data(), key.size());
-      isSame = isSame && other != nullptr && IsSameValue(value, other);
-    });
+  name = TextOf(json_object_get(event, "m"));
+  const json_t* number = json_object_get(properties, kSerial);
+  if (!json_is_number(number)) {
+    kind = Kind::Total;
+    return;
   }
-  return isSame;
+  serial = static_cast<json_int_t>(json_number_value(number));
+  if (name.ends_with("std-Cmd")) {
+    kind = Kind::Command;
+  } else if (name.ends_with("std-Error")) {
+    kind = Kind::Error;
+  }
 }
 
 class Comparer {
  public:
-  bool ReadReport(const json_t* report, std::string& error);
-  bool ReadArrival(const json_t* entry);
+  explicit Comparer(Expectation& expectation);
+
+  // All of these before the first Read: they tell which session the host calls what.
+  void Meet(const Arrival& arrival);
+  void Read(const Arrival& arrival);
   Comparison Finish();
 
  private:
-  std::size_t ThreadNumber(std::size_t firstOfReport, std::string_view name);
-  void CompareWith(HandedOver& handedOver, json_int_t serial, const json_t* arrived);
-  void Find(const char* what, json_int_t serial, const std::string& detail);
+  Expected* Find(const Arrival& arrival);
+  void Count(const Arrival& arrival);
+  void CompareWith(Expected& expected, const Arrival& arrival);
+  void Note(const char* what, const std::string& detail);
 
-  std::map<json_int_t, HandedOver> expected_;
+  Expectation& expectation_;
+  std::map<std::string, json_int_t> sessionOfId_;
+  std::map<json_int_t, std::string> idOfSession_;
+  std::map<std::string, std::size_t> rows_;  // of result_.sessions
+  std::map<LookAlike, std::size_t> arrivedAlike_;
   std::vector<json_int_t> lastOfThread_;
   Comparison result_;
 };
 
-// Each run has threads of its own, whatever their names.
-std::size_t Comparer::ThreadNumber(std::size_t firstOfReport, std::string_view name) {
-  const auto begin = result_.threads.begin() + static_cast<std::ptrdiff_t>(firstOfReport);
-  const auto found = std::find(begin, result_.threads.end(), name);
-  if (found != result_.threads.end()) {
-    return static_cast<std::size_t>(found - result_.threads.begin());
+Comparer::Comparer(Expectation& expectation)
+    : expectation_(expectation), lastOfThread_(expectation.threads.size(), -1) {
+  for (const Expected& expected : expectation.entries) {
+    ++result_.handedOver;
+    ++result_.byKind[Index(expected.kind)].handedOver;
+    ++result_.bySitting[expected.sitting].handedOver;
   }
-  result_.threads.emplace_back(name);
-  lastOfThread_.push_back(-1);
-  return result_.threads.size() - 1;
+  result_.numbers = expectation.numbers;
+  result_.threads = expectation.threads;
 }
 
-bool Comparer::ReadReport(const json_t* report, std::string& error) {
-  const json_t* events = json_object_get(report, "events");
-  const json_t* sessionEnvironment = json_object_get(report, "session_environment");
-  const auto sitting = static_cast<int>(json_integer_value(json_object_get(report, "sitting")));
-  const std::size_t firstThread = result_.threads.size();
-  for (std::size_t i = 0; i < json_array_size(events); ++i) {
-    const json_t* event = json_array_get(events, i);
-    const auto serial = SerialOf(json_object_get(event, "properties"));
-    if (!serial) {
-      error = "the host's report has an event without a serial number: " + DumpJson(event);
-      return false;
-    }
-    const std::size_t thread = ThreadNumber(firstThread, TextOf(json_object_get(event, "thread")));
-    if (!expected_.try_emplace(*serial, HandedOver{sitting, thread, event, sessionEnvironment})
-             .second) {
-      error = "the host reports serial number " + std::to_string(*serial) + " twice";
-      return false;
-    }
-    ++result_.byName[std::string(TextOf(json_object_get(event, "name")))].handedOver;
-  }
-  const json_int_t total = json_integer_value(json_object_get(report, "total"));
-  if (!json_is_array(events) || static_cast<std::size_t>(total) != json_array_size(events)) {
-    error = "the host's report does not hold as many events as it says";
-    return false;
-  }
-  result_.bySitting[sitting].handedOver += json_array_size(events);
-  result_.handedOver = expected_.size();
-  return true;
-}
-
-void Comparer::Find(const char* what, json_int_t serial, const std::string& detail) {
-  if (result_.findings.size() < kMaxFindings) {
-    result_.findings.push_back(std::string(what) + ": serial " + std::to_string(serial) + ", " +
-                               detail);
-  }
-}
-
-// One entry of the gateway's list.
-bool Comparer::ReadArrival(const json_t* entry) {
-  const json_t* event = json_object_get(entry, "event");
-  if (!json_is_object(event)) {
-    return false;
-  }
-  if (json_object_get(event, "g") != nullptr) {
-    ++result_.marks;
-    return true;
-  }
-  ++result_.arrived;
-  ++result_.byName[std::string(TextOf(json_object_get(event, "m")))].arrived;
-  const json_int_t serial = SerialOf(json_object_get(event, "v")).value_or(-1);
-  const auto found = expected_.find(serial);
-  if (found == expected_.end()) {
-    ++result_.unknown;
-    Find("not handed over", serial, DumpJson(event));
-    return true;
-  }
-  CompareWith(found->second, serial, event);
-  return true;
-}
-
-void Comparer::CompareWith(HandedOver& handedOver, json_int_t serial, const json_t* arrived) {
-  ++result_.bySitting[handedOver.sitting].arrived;
-  if (++handedOver.timesArrived > 1) {
-    ++result_.doubled;
-    Find("doubled", serial, DumpJson(arrived));
+// The host does not know the library's ids: the first event of a session tells it. That all others
+// say the same is compared.
+void Comparer::Meet(const Arrival& arrival) {
+  const auto found = expectation_.bySerial.find(arrival.serial);
+  if (!arrival.IsNumbered() || found == expectation_.bySerial.end()) {
     return;
   }
-  if (TextOf(json_object_get(handedOver.event, "name")) != TextOf(json_object_get(arrived, "m")) ||
-      !IsSameObject(json_object_get(handedOver.event, "properties"),
-                    json_object_get(arrived, "v")) ||
-      !IsSameObject(handedOver.sessionEnvironment, json_object_get(arrived, "se"))) {
+  const json_int_t session = expectation_.entries[found->second].session;
+  if (!idOfSession_.contains(session) && !sessionOfId_.contains(arrival.id)) {
+    idOfSession_[session] = arrival.id;
+    sessionOfId_[arrival.id] = session;
+  }
+}
+
+// Null when nothing of that kind was handed over.
+Expected* Comparer::Find(const Arrival& arrival) {
+  if (arrival.IsNumbered()) {
+    const auto found = expectation_.bySerial.find(arrival.serial);
+    return found != expectation_.bySerial.end() ? &expectation_.entries[found->second] : nullptr;
+  }
+  const auto session = sessionOfId_.find(arrival.id);
+  if (session == sessionOfId_.end()) {
+    return nullptr;
+  }
+  const LookAlike looks = {session->second, arrival.kind, arrival.component, arrival.name};
+  const auto alike = expectation_.byLooks.find(looks);
+  if (alike == expectation_.byLooks.end()) {
+    return nullptr;
+  }
+  // Behind the last one it can only be that one again.
+  const std::size_t number = std::min(arrivedAlike_[looks]++, alike->second.size() - 1);
+  return &expectation_.entries[alike->second[number]];
+}
+
+void Comparer::Count(const Arrival& arrival) {
+  ++result_.arrived;
+  ++result_.byKind[Index(arrival.kind)].arrived;
+  ++result_.byComponent[arrival.component][Index(arrival.kind)];
+  const auto [row, isNew] = rows_.try_emplace(arrival.id, result_.sessions.size());
+  if (isNew) {
+    SessionCounts& session = result_.sessions.emplace_back();
+    session.id = arrival.id;
+    if (const auto known = sessionOfId_.find(arrival.id); known != sessionOfId_.end()) {
+      session.label = expectation_.sessions[known->second].label;
+      session.sitting = expectation_.sessions[known->second].sitting;
+    }
+  }
+  ++result_.sessions[row->second].arrived[Index(arrival.kind)];
+}
+
+void Comparer::Note(const char* what, const std::string& detail) {
+  if (result_.findings.size() < kMaxFindings) {
+    result_.findings.push_back(std::string(what) + ": " + detail);
+  }
+}
+
+void Comparer::Read(const Arrival& arrival) {
+  Count(arrival);
+  if (Expected* const expected = Find(arrival)) {
+    CompareWith(*expected, arrival);
+    return;
+  }
+  ++result_.unknown;
+  Note("not handed over", DumpJson(arrival.event));
+}
+
+void Comparer::CompareWith(Expected& expected, const Arrival& arrival) {
+  ++result_.bySitting[expected.sitting].arrived;
+  if (++expected.timesArrived > 1) {
+    ++result_.doubled;
+    Note("doubled", DumpJson(arrival.event));
+    return;
+  }
+  const double tolerance = expected.kind == Kind::Total ? kAverageTolerance : 0;
+  if (expected.kind != arrival.kind || expected.name != arrival.name ||
+      expected.component != arrival.component || idOfSession_[expected.session] != arrival.id ||
+      !IsSameOrAbsent(expected.properties.get(), arrival.properties, tolerance) ||
+      !IsSameOrAbsent(expected.sessionEnvironment.get(), json_object_get(arrival.event, "se"), 0)) {
     ++result_.altered;
-    Find("altered", serial, DumpJson(handedOver.event) + " arrived as " + DumpJson(arrived));
+    Note("altered", expected.name + ' ' + DumpJson(expected.properties.get()) + " arrived as " +
+                        DumpJson(arrival.event));
   }
-  json_int_t& last = lastOfThread_[handedOver.thread];
-  if (serial < last) {
+  json_int_t& last = lastOfThread_[expected.thread];
+  if (expected.position < last) {
     ++result_.outOfOrder;
-    Find("out of order", serial, "behind " + std::to_string(last));
+    Note("out of order", DumpJson(arrival.event));
   }
-  last = std::max(last, serial);
+  last = std::max(last, expected.position);
 }
 
 Comparison Comparer::Finish() {
-  for (const auto& [serial, handedOver] : expected_) {
-    if (handedOver.timesArrived == 0) {
+  for (const Expected& expected : expectation_.entries) {
+    if (expected.timesArrived == 0) {
       ++result_.lost;
-      Find("lost", serial, DumpJson(handedOver.event));
+      Note("lost", expected.name + ' ' + DumpJson(expected.properties.get()));
     }
+  }
+  std::multimap<int, SessionCounts> bySitting;  // keeps the order of arrival within a sitting
+  for (SessionCounts& session : result_.sessions) {
+    bySitting.emplace(session.sitting, std::move(session));
+  }
+  result_.sessions.clear();
+  for (auto& [sitting, session] : bySitting) {
+    result_.sessions.push_back(std::move(session));
   }
   return std::move(result_);
 }
 
 }  // namespace
 
+bool IsSameJson(const json_t* left, const json_t* right, double tolerance) {
+  if (json_is_number(left) && json_is_number(right)) {
+    return std::abs(json_number_value(left) - json_number_value(right)) <= tolerance;
+  }
+  if (json_is_string(left) && json_is_string(right)) {
+    return TextOf(left) == TextOf(right);
+  }
+  if (json_is_array(left) && json_is_array(right)) {
+    bool isSame = json_array_size(left) == json_array_size(right);
+    for (std::size_t i = 0; isSame && i < json_array_size(left); ++i) {
+      isSame = IsSameJson(json_array_get(left, i), json_array_get(right, i), tolerance);
+    }
+    return isSame;
+  }
+  bool isSame = json_is_object(left) && json_is_object(right) &&
+                json_object_size(left) == json_object_size(right);
+  if (isSame) {
+    ForEachMember(left, [&](std::string_view key, const json_t* value) {
+      const json_t* other = json_object_getn(right, key.data(), key.size());
+      isSame = isSame && other != nullptr && IsSameJson(value, other, tolerance);
+    });
+  }
+  return isSame;
+}
+
 std::optional<Comparison> Compare(std::span<const json_t* const> reports,
                                   const json_t* events,
                                   std::string& error) {
-  Comparer comparer;
-  for (const json_t* report : reports) {
-    if (!comparer.ReadReport(report, error)) {
-      return std::nullopt;
-    }
+  std::optional<Expectation> expectation = Expect(reports, error);
+  if (!expectation) {
+    return std::nullopt;
   }
   if (!json_is_array(events)) {
     error = "the gateway's events are no list";
     return std::nullopt;
   }
+  std::vector<Arrival> arrivals;
   for (std::size_t i = 0; i < json_array_size(events); ++i) {
-    if (!comparer.ReadArrival(json_array_get(events, i))) {
+    const Arrival& arrival = arrivals.emplace_back(json_array_get(events, i));
+    if (!json_is_object(arrival.event)) {
       error = "the gateway lists something that is no event";
       return std::nullopt;
     }
+  }
+  Comparer comparer(*expectation);
+  for (const Arrival& arrival : arrivals) {
+    comparer.Meet(arrival);
+  }
+  for (const Arrival& arrival : arrivals) {
+    comparer.Read(arrival);
   }
   return comparer.Finish();
 }

@@ -21,6 +21,7 @@
 
 #include "demo/comparison.h"
 #include "demo/presentation.h"
+#include "demo/record_headers.h"
 #include "gateway/json_text.h"
 
 namespace {
@@ -110,6 +111,8 @@ int RunLedger(const char* url, std::span<char*> reportFiles, bool withRecord) {
   if (!comparison) {
     throw std::runtime_error(error);
   }
+  const JsonPtr records = Parse(Fetch(gateway, "/api/records"), "records");
+  const Demo::HeaderCheck headers = Demo::CheckHeaders(reports, records.get());
   if (withRecord && wire.records > 0) {
     ShowFirstRecord(gateway);
   }
@@ -118,8 +121,8 @@ int RunLedger(const char* url, std::span<char*> reportFiles, bool withRecord) {
     ShowHostOutcome(report);
   }
   std::fputs("\n", stdout);
-  std::fputs(Demo::LedgerText(*comparison, wire, WantsColours()).c_str(), stdout);
-  return Demo::Balances(*comparison, wire) ? 0 : kExitUnbalanced;
+  std::fputs(Demo::LedgerText(*comparison, headers, wire, WantsColours()).c_str(), stdout);
+  return Demo::Balances(*comparison, headers, wire) ? 0 : kExitUnbalanced;
 }
 
 }  // namespace

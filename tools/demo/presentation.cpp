@@ -1,9 +1,11 @@
 #include "demo/presentation.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <initializer_list>
 #include <utility>
+#include <vector>
 
 #include "gateway/json_text.h"
 
@@ -56,40 +58,6 @@ std::string FaultRow(std::string_view label,
   return line.append("   ").append(meaning) + '\n';
 }
 
-std::string NameTable(const Comparison& comparison) {
-  const auto line = [](const std::string& name, const std::string& handedOver,
-                       const std::string& arrived) {
-    char text[192];
-    std::snprintf(text, sizeof text, "   %-20.60s%13s%13s\n", name.c_str(), handedOver.c_str(),
-                  arrived.c_str());
-    return std::string(text);
-  };
-  std::string table = line("", "handed over", "arrived");
-  for (const auto& [name, counts] : comparison.byName) {
-    table += line(name, Grouped(counts.handedOver), Grouped(counts.arrived));
-  }
-  if (comparison.bySitting.size() > 1) {
-    for (const auto& [sitting, counts] : comparison.bySitting) {
-      table += line("all of sitting " + std::to_string(sitting), Grouped(counts.handedOver),
-                    Grouped(counts.arrived));
-    }
-  }
-  return table + line("all events", Grouped(comparison.handedOver), Grouped(comparison.arrived));
-}
-
-std::string Counted(std::uint64_t count, const char* noun) {
-  return Grouped(count) + ' ' + noun + (count == 1 ? "" : "s");
-}
-
-std::string WireRows(const Comparison& comparison, const WireCounts& wire) {
-  return Row("records", Grouped(wire.records)) + "   of " + Counted(wire.sessions, "session") +
-         ", with " + Counted(comparison.marks, "session mark") + " beside the events\n" +
-         Row("bytes per event", PerEvent(wire.bytesCompressed, comparison.arrived)) +
-         "   on the wire: " + Grouped(wire.bytesCompressed) + " bytes of compressed records\n" +
-         Row("", PerEvent(wire.bytesExpanded, comparison.arrived)) +
-         "   expanded: " + Grouped(wire.bytesExpanded) + " bytes\n";
-}
-
 // Cuts a line that is too long for the terminal, between two characters.
 std::string Fitting(std::string_view line) {
   std::size_t columns = 0;
@@ -100,6 +68,88 @@ std::string Fitting(std::string_view line) {
     }
   }
   return std::string(line);
+}
+
+// Of a kind's column, headed by its name.
+int Width(std::size_t kind) {
+  return std::max(7, static_cast<int>(std::string_view(kKindNames[kind]).size()) + 2);
+}
+
+std::string KindRow(const std::string& label, const KindCounts& counts, const std::string& note) {
+  char text[64];
+  std::snprintf(text, sizeof text, "   %-15s", label.c_str());
+  std::string row = text;
+  std::size_t all = 0;
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    const std::string count = counts[kind] > 0 ? Grouped(counts[kind]) : "-";
+    std::snprintf(text, sizeof text, "%*s", Width(kind), count.c_str());
+    row += text;
+    all += counts[kind];
+  }
+  std::snprintf(text, sizeof text, "%7s", Grouped(all).c_str());
+  return Fitting(row + text + (note.empty() ? "" : "  " + note)) + '\n';
+}
+
+std::string KindHeading() {
+  char text[64];
+  std::snprintf(text, sizeof text, "   %-15s", "session");
+  std::string row = text;
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    std::snprintf(text, sizeof text, "%*s", Width(kind), kKindNames[kind]);
+    row += text;
+  }
+  std::snprintf(text, sizeof text, "%7s\n", "all");
+  return row + text;
+}
+
+void AddTo(KindCounts& sum, const KindCounts& counts) {
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    sum[kind] += counts[kind];
+  }
+}
+
+std::string SessionRows(const Comparison& comparison) {
+  std::string rows;
+  KindCounts ofSitting = {};
+  for (std::size_t i = 0; i < comparison.sessions.size(); ++i) {
+    const SessionCounts& session = comparison.sessions[i];
+    rows += KindRow(session.id.substr(0, 8), session.arrived, session.label);
+    AddTo(ofSitting, session.arrived);
+    const bool isLast = i + 1 == comparison.sessions.size() ||
+                        comparison.sessions[i + 1].sitting != session.sitting;
+    if (isLast && comparison.bySitting.size() > 1) {
+      rows += KindRow("sitting " + std::to_string(session.sitting), ofSitting, "");
+      ofSitting = {};
+    }
+  }
+  return rows;
+}
+
+std::string KindTable(const Comparison& comparison) {
+  std::string table = KindHeading() + SessionRows(comparison) + '\n';
+  for (const auto& [component, counts] : comparison.byComponent) {
+    table += KindRow(component.empty() ? "the host" : component, counts,
+                     component.empty() ? "" : "component");
+  }
+  KindCounts arrived = {};
+  KindCounts handedOver = {};
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    arrived[kind] = comparison.byKind[kind].arrived;
+    handedOver[kind] = comparison.byKind[kind].handedOver;
+  }
+  return table + '\n' + KindRow("arrived", arrived, "") + KindRow("handed over", handedOver, "");
+}
+
+std::string Counted(std::uint64_t count, const char* noun) {
+  return Grouped(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+std::string WireRows(const Comparison& comparison, const WireCounts& wire) {
+  return Row("records", Grouped(wire.records)) + "   of " + Counted(wire.sessions, "session") +
+         "\n" + Row("bytes per event", PerEvent(wire.bytesCompressed, comparison.arrived)) +
+         "   on the wire: " + Grouped(wire.bytesCompressed) + " bytes of compressed records\n" +
+         Row("", PerEvent(wire.bytesExpanded, comparison.arrived)) +
+         "   expanded: " + Grouped(wire.bytesExpanded) + " bytes\n";
 }
 
 }  // namespace
@@ -149,29 +199,40 @@ std::string RecordExcerpt(std::string_view recordText) {
   return excerpt;
 }
 
-bool Balances(const Comparison& comparison, const WireCounts& wire) {
-  return comparison.Balances() && wire.badRecords == 0 && wire.doubledRecords == 0;
+bool Balances(const Comparison& comparison, const HeaderCheck& headers, const WireCounts& wire) {
+  return comparison.Balances() && headers.Balances() && wire.badRecords == 0 &&
+         wire.doubledRecords == 0;
 }
 
-std::string LedgerText(const Comparison& comparison, const WireCounts& wire, bool withColours) {
+std::string LedgerText(const Comparison& comparison,
+                       const HeaderCheck& headers,
+                       const WireCounts& wire,
+                       bool withColours) {
   const auto fault = [&](std::string_view label, std::uint64_t count, std::string_view meaning) {
     return FaultRow(label, count, meaning, withColours);
   };
-  std::string text = NameTable(comparison) + '\n';
+  std::string text = KindTable(comparison);
+  text += "   (totals sum up " + Grouped(comparison.numbers) +
+          " counts and values; marks begin and end a session)\n\n";
   text += fault("lost", comparison.lost, "handed over, but did not arrive");
   text += fault("doubled", comparison.doubled, "arrived more than once");
-  text += fault("altered", comparison.altered, "other texts or numbers than the host's");
+  text += fault("altered", comparison.altered, "other texts, numbers or session than the host's");
   text += fault("out of order", comparison.outOfOrder,
                 "within each of " + std::to_string(comparison.threads.size()) + " threads");
   text += fault("unknown", comparison.unknown, "arrived, but was not handed over");
+  text += fault("altered headers", headers.altered,
+                "product, customer, tags, component, " + std::to_string(headers.productValues) +
+                    " product values");
   text += fault("bad records", wire.badRecords, "the gateway found fault with them");
   text += fault("doubled records", wire.doubledRecords, "the same bytes again");
   text += '\n' + WireRows(comparison, wire) + '\n';
-  for (const std::string& finding : comparison.findings) {
+  std::vector<std::string> findings = comparison.findings;
+  findings.insert(findings.end(), headers.findings.begin(), headers.findings.end());
+  for (const std::string& finding : findings) {
     text += Coloured(withColours, kRed, "   ! " + Fitting(finding)) + '\n';
   }
-  text += comparison.findings.empty() ? "" : "\n";
-  const bool isBalanced = Balances(comparison, wire);
+  text += findings.empty() ? "" : "\n";
+  const bool isBalanced = Balances(comparison, headers, wire);
   return text + "   " +
          Coloured(withColours, isBalanced ? kGreen : kRed,
                   isBalanced ? "The ledger balances: what the host handed over is what arrived."

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "demo/comparison.h"
+#include "demo/record_headers.h"
 
 namespace Demo {
 
@@ -29,8 +30,12 @@ bool ReadWireCounts(const json_t* summary, WireCounts& counts);
 std::string RecordExcerpt(std::string_view recordText);
 
 // Whether nothing is missing and nothing is wrong; the verdict of the demonstration.
-bool Balances(const Comparison& comparison, const WireCounts& wire);
+bool Balances(const Comparison& comparison, const HeaderCheck& headers, const WireCounts& wire);
 
-std::string LedgerText(const Comparison& comparison, const WireCounts& wire, bool withColours);
+// What arrived by session, component and kind, what is wrong with it, and the verdict.
+std::string LedgerText(const Comparison& comparison,
+                       const HeaderCheck& headers,
+                       const WireCounts& wire,
+                       bool withColours);
 
 }  // namespace Demo

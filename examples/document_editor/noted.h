@@ -1,0 +1,199 @@
+// The types of tav.hpp with a memory: the same names and calls, and what goes through them to the
+// library is noted as well, so that it can be compared with what arrives. This is the
+// demonstration's; an editor for users calls Tav::Host directly.
+#pragma once
+
+#include <atomic>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "property.h"
+#include "tav/tav.hpp"
+
+namespace DocumentEditor {
+
+struct TraceItem {
+  std::string location;
+  std::string library;
+  std::string meta;
+};
+
+// One call that reported something.
+struct Note {
+  explicit Note(const char* noteKind, std::string noteName = {}, std::string noteDetail = {})
+      : kind(noteKind), name(std::move(noteName)), detail(std::move(noteDetail)) {}
+
+  const char* kind;       // event, command, error, place, idle, count, value, flush, begin or end
+  std::string name;       // of what is reported; an error's code; a counter's or statistic's event
+  std::string detail;     // an error's message; the name of a counter or a statistic
+  int session = 0;        // serial number of the session's "begin"
+  std::string component;  // empty for the editor's own
+  double value = 0;       // what a statistic was fed
+  std::vector<Property> properties;
+  std::vector<TraceItem> trace;
+  int serial = 0;
+};
+
+// What one thread handed over, in its order. Used by that thread alone.
+class Notebook {
+ public:
+  // Notes are numbered across all threads, from behind `lastSerial`.
+  Notebook(std::string thread, std::atomic<int>& lastSerial)
+      : thread_(std::move(thread)), lastSerial_(lastSerial) {}
+
+  // Returns the note's serial number.
+  int Add(Note note);
+  // Notes that a session begins; returns its number, which is the note's.
+  int AddBegin(const char* label);
+  void AddEnd(int session);
+
+  const std::string& Thread() const { return thread_; }
+  const std::vector<Note>& Notes() const { return notes_; }
+
+ private:
+  const std::string thread_;
+  std::atomic<int>& lastSerial_;
+  std::vector<Note> notes_;
+};
+
+// Tav::Host::Event. Carries its note's serial number to the gateway in the property "Seq".
+class [[nodiscard]] Event {
+ public:
+  Event(Tav::Host::Event event, Note note, Notebook& notes)
+      : event_(std::move(event)), note_(std::move(note)), notes_(notes) {}
+
+  template <typename Value>
+  Event Add(const char* name, Value value) && {
+    event_.Add(name, value);
+    note_.properties.emplace_back(name, value);
+    return std::move(*this);
+  }
+  Event AddTraceItem(const char* location, const char* library, const char* meta) && {
+    event_.AddTraceItem(location, library, meta);
+    note_.trace.push_back({location, library, meta});
+    return std::move(*this);
+  }
+  void Log() {
+    const int serial = notes_.Add(std::move(note_));
+    event_.Add("Seq", serial).Log();
+  }
+
+ private:
+  Tav::Host::Event event_;
+  Note note_;
+  Notebook& notes_;
+};
+
+// What events come from: Tav::Host::Table, Session or Component.
+template <typename Source>
+class Noted {
+ public:
+  // `session` is the number of the session that the source's events belong to.
+  Noted(Source source, Notebook& notes, int session, std::string component = {})
+      : source_(std::move(source)),
+        notes_(notes),
+        session_(session),
+        component_(std::move(component)) {}
+
+  Event NewEvent(const char* name) {
+    return Event(source_.NewEvent(name), Blank("event", name), notes_);
+  }
+  Event NewCommandEvent(const char* command) {
+    return Event(source_.NewCommandEvent(command), Blank("command", command), notes_);
+  }
+  Event NewErrorEvent(const char* code, const char* message) {
+    return Event(source_.NewErrorEvent(code, message), Blank("error", code, message), notes_);
+  }
+  void LogPlace(const char* place) {
+    notes_.Add(Blank("place", place));
+    source_.LogPlace(place);
+  }
+  void LogIdle() {
+    notes_.Add(Blank("idle", ""));
+    source_.LogIdle();
+  }
+  void IncrementCounter(const char* group, const char* counter) {
+    notes_.Add(Blank("count", group, counter));
+    source_.IncrementCounter(group, counter);
+  }
+  void AggregateValue(const char* event, const char* property, double value) {
+    Note note = Blank("value", event, property);
+    note.value = value;
+    notes_.Add(std::move(note));
+    source_.AggregateValue(event, property, value);
+  }
+  void FlushAggregates() {
+    notes_.Add(Blank("flush", ""));
+    source_.FlushAggregates();
+  }
+
+ protected:
+  Note Blank(const char* kind, const char* name, const char* detail = "") const {
+    Note note(kind, name, detail);
+    note.session = session_;
+    note.component = component_;
+    return note;
+  }
+
+  Source source_;
+  Notebook& notes_;
+  int session_;
+
+ private:
+  std::string component_;
+};
+
+// Tav::Host::Session: from its making to its destruction. `label` is for the report only.
+class Session : public Noted<Tav::Host::Session> {
+ public:
+  Session(const Tav::Host::Table& tav, const char* label, Notebook& notes)
+      : Noted(Tav::Host::Session(tav), notes, notes.AddBegin(label)) {}
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session() { notes_.AddEnd(session_); }
+};
+
+// Tav::Host::Table before the run: what the editor says about itself.
+class Settings {
+ public:
+  struct Call {
+    std::string name;
+    std::string key;
+    std::string value;  // JSON
+  };
+
+  explicit Settings(const Tav::Host::Table& tav) : tav_(tav) {}
+
+  void SetVersionQualifier(const char* qualifier);
+  void SetCustomerIdentifier(const char* id);
+  void SetUserIdentifier(const char* id);
+  void SetProductContext(const char* context);
+  void SetProductComponentName(const char* name);
+  void AddTag(int category, const char* tag);
+  template <typename Value>
+  void AddProductInfo(const char* key, Value value) {
+    tav_.AddProductInfo(key, value);
+    Remember("AddProductInfo", key, JsonText(Property(key, value)));
+  }
+  void AddProductInfoMap(const char* key, std::initializer_list<Property> members);
+  void AddProductInfoList(const char* key, std::initializer_list<const char*> items);
+  template <typename Value>
+  void AddSessionEnvInfo(const char* key, Value value) {
+    tav_.AddSessionEnvInfo(key, value);
+    Remember("AddSessionEnvInfo", key, JsonText(Property(key, value)));
+  }
+
+  const std::vector<Call>& Calls() const { return calls_; }
+
+ private:
+  void Remember(const char* name, std::string key, std::string value) {
+    calls_.push_back({name, std::move(key), std::move(value)});
+  }
+
+  Tav::Host::Table tav_;
+  std::vector<Call> calls_;
+};
+
+}  // namespace DocumentEditor

@@ -1,0 +1,333 @@
+#include "demo/expectation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace Demo {
+namespace {
+
+using Gateway::DumpJson;
+using Gateway::JsonPtr;
+using Gateway::JsonText;
+using Gateway::TextOf;
+
+// How many places and commands the library keeps of a session for its errors.
+constexpr std::size_t kTrailLength = 10;
+
+std::string TextMember(const json_t* object, const char* key) {
+  return std::string(TextOf(json_object_get(object, key)));
+}
+
+json_int_t IntegerMember(const json_t* object, const char* key) {
+  return json_integer_value(json_object_get(object, key));
+}
+
+JsonPtr Copy(const json_t* value) {
+  return JsonPtr(json_deep_copy(value));
+}
+
+void SetText(json_t* object, const char* key, const std::string& text) {
+  if (!text.empty()) {
+    json_object_set_new(object, key, JsonText(text).release());
+  }
+}
+
+// As the library calls an event of a component.
+std::string InComponent(const std::string& component, const std::string& name) {
+  return component.empty() ? name : std::string(component).append("_").append(name);
+}
+
+using Trail = std::deque<std::string>;
+
+void Remember(Trail& trail, const std::string& name) {
+  trail.push_back(name);
+  if (trail.size() > kTrailLength) {
+    trail.pop_front();
+  }
+}
+
+void SetTrail(json_t* object, const char* key, const Trail& trail) {
+  if (trail.empty()) {
+    return;
+  }
+  json_t* list = json_array();
+  for (const std::string& name : trail) {
+    json_array_append_new(list, JsonText(name).release());
+  }
+  json_object_set_new(object, key, list);
+}
+
+void SetTrace(json_t* object, const json_t* trace) {
+  if (json_array_size(trace) == 0) {
+    return;
+  }
+  json_t* list = json_array();
+  for (std::size_t i = 0; i < json_array_size(trace); ++i) {
+    const json_t* from = json_array_get(trace, i);
+    json_t* item = json_object();
+    SetText(item, "std-Loc", TextMember(from, "location"));
+    SetText(item, "std-Lib", TextMember(from, "library"));
+    SetText(item, "std-Meta", TextMember(from, "meta"));
+    json_array_append_new(list, item);
+  }
+  json_object_set_new(object, "std-Trace", list);
+}
+
+// A counter or a statistic.
+struct Number {
+  bool isCounter = false;
+  std::vector<double> values;
+};
+
+void SetNumber(json_t* object, const std::string& name, const Number& number) {
+  double sum = 0;
+  for (const double value : number.values) {
+    sum += value;
+  }
+  const auto set = [&](const char* suffix, double value) {
+    json_object_set_new(object, (name + suffix).c_str(), json_real(value));
+  };
+  if (number.isCounter) {
+    set("", sum);
+    return;
+  }
+  const auto [min, max] = std::minmax_element(number.values.begin(), number.values.end());
+  const auto count = static_cast<double>(number.values.size());
+  set("sum", sum);
+  set("count", count);
+  set("max", *max);
+  set("min", *min);
+  set("average", std::round(sum / count * 1000) / 1000);
+}
+
+// One report of the host. What is wrong with it is thrown.
+class ReportReader {
+ public:
+  explicit ReportReader(Expectation& target) : target_(target) {}
+
+  void Read(const json_t* report);
+
+ private:
+  // Counters and statistics that the library reports together, by session and component, name.
+  using Group = std::tuple<json_int_t, std::string, std::string>;
+  struct SessionState {
+    bool hasEnded = false;
+    Trail places;
+    Trail commands;
+  };
+
+  void ReadSettings(const json_t* settings);
+  void ReadNote(json_int_t serial, const json_t* note);
+  void ReadEvent(json_int_t serial, const json_t* note, const std::string& kind, Expected entry);
+  void ReadNumber(const json_t* note, const std::string& kind);
+  void AddTotals(json_int_t session, json_int_t position, std::size_t thread);
+  void AddUnnumbered(Expected entry);
+  std::size_t ThreadNumber(std::string_view name);
+  SessionState& State(const json_t* note);
+
+  Expectation& target_;
+  int sitting_ = 0;
+  std::size_t firstThread_ = 0;
+  JsonPtr sessionEnvironment_;
+  std::map<json_int_t, SessionState> sessions_;
+  std::map<Group, std::map<std::string, Number>> numbers_;
+};
+
+void ReportReader::Read(const json_t* report) {
+  const json_t* notes = json_object_get(report, "notes");
+  if (!json_is_array(notes) ||
+      static_cast<std::size_t>(IntegerMember(report, "total")) != json_array_size(notes)) {
+    throw std::runtime_error("the host's report does not hold as many notes as it says");
+  }
+  sitting_ = static_cast<int>(IntegerMember(report, "sitting"));
+  firstThread_ = target_.threads.size();
+  ReadSettings(json_object_get(report, "settings"));
+  // In the order of all threads together: what an error's trail consists of depends on it.
+  std::map<json_int_t, const json_t*> inOrder;
+  for (std::size_t i = 0; i < json_array_size(notes); ++i) {
+    const json_t* note = json_array_get(notes, i);
+    const json_int_t serial = IntegerMember(note, "seq");
+    if (serial <= 0) {
+      throw std::runtime_error("the host's report has a note without a serial number: " +
+                               DumpJson(note));
+    }
+    if (!inOrder.emplace(serial, note).second || target_.bySerial.count(serial) != 0) {
+      throw std::runtime_error("the host reports serial number " + std::to_string(serial) +
+                               " twice");
+    }
+  }
+  for (const auto& [serial, note] : inOrder) {
+    ReadNote(serial, note);
+  }
+  for (const auto& [number, state] : sessions_) {
+    if (!state.hasEnded) {
+      throw std::runtime_error("the host's report does not end session " + std::to_string(number));
+    }
+  }
+}
+
+void ReportReader::ReadSettings(const json_t* settings) {
+  for (std::size_t i = 0; i < json_array_size(settings); ++i) {
+    const json_t* call = json_array_get(settings, i);
+    if (TextMember(call, "call") == "AddSessionEnvInfo") {
+      if (!sessionEnvironment_) {
+        sessionEnvironment_.reset(json_object());
+      }
+      json_object_set_new(sessionEnvironment_.get(), TextMember(call, "key").c_str(),
+                          Copy(json_object_get(call, "value")).release());
+    }
+  }
+}
+
+ReportReader::SessionState& ReportReader::State(const json_t* note) {
+  const auto found = sessions_.find(IntegerMember(note, "session"));
+  if (found == sessions_.end() || found->second.hasEnded) {
+    throw std::runtime_error("the host's report uses a session that is not open: " +
+                             DumpJson(note));
+  }
+  return found->second;
+}
+
+void ReportReader::ReadNote(json_int_t serial, const json_t* note) {
+  const std::string kind = TextMember(note, "kind");
+  const std::string name = TextMember(note, "name");
+  Expected entry;
+  entry.sitting = sitting_;
+  entry.thread = ThreadNumber(TextOf(json_object_get(note, "thread")));
+  // Every second one, so that a total finds its place before its session's end.
+  entry.position = 2 * serial;
+  entry.session = IntegerMember(note, "session");
+  if (kind == "begin") {
+    sessions_.try_emplace(entry.session);
+    target_.sessions[entry.session] = {sitting_, name};
+  }
+  SessionState& session = State(note);
+  if (kind == "begin" || kind == "end") {
+    entry.kind = Kind::Mark;
+    entry.name = kind == "begin" ? "$b" : "$e";
+    if (kind == "end") {
+      session.hasEnded = true;
+      AddTotals(entry.session, entry.position - 1, entry.thread);
+    }
+    AddUnnumbered(std::move(entry));
+  } else if (kind == "place" || kind == "idle") {
+    entry.kind = kind == "place" ? Kind::Place : Kind::Idle;
+    entry.name = kind == "place" ? name : "$i";
+    if (kind == "place") {
+      Remember(session.places, name);
+    }
+    AddUnnumbered(std::move(entry));
+  } else if (kind == "flush") {
+    AddTotals(entry.session, entry.position, entry.thread);
+  } else if (kind == "count" || kind == "value") {
+    ReadNumber(note, kind);
+  } else {
+    ReadEvent(serial, note, kind, std::move(entry));
+  }
+}
+
+void ReportReader::ReadEvent(json_int_t serial,
+                             const json_t* note,
+                             const std::string& kind,
+                             Expected entry) {
+  const std::string name = TextMember(note, "name");
+  const json_t* properties = json_object_get(note, "properties");
+  entry.properties = properties != nullptr ? Copy(properties) : JsonPtr(json_object());
+  json_t* const object = entry.properties.get();
+  json_object_set_new(object, kSerial, json_integer(serial));
+  SessionState& session = State(note);
+  if (kind == "event") {
+    entry.kind = Kind::Event;
+    entry.name = name;
+  } else if (kind == "command") {
+    entry.kind = Kind::Command;
+    entry.name = "std-Cmd";
+    SetText(object, "std-Name", name);
+    Remember(session.commands, name);
+  } else if (kind == "error") {
+    entry.kind = Kind::Error;
+    entry.name = "std-Error";
+    SetText(object, "std-ErrCode", name);
+    SetText(object, "std-ErrMsg", TextMember(note, "detail"));
+    SetTrace(object, json_object_get(note, "trace"));
+    SetTrail(object, "std-Place", session.places);
+    SetTrail(object, "std-Cmd", session.commands);
+  } else {
+    throw std::runtime_error("the host's report has a note of an unknown kind: " + DumpJson(note));
+  }
+  entry.component = TextMember(note, "component");
+  entry.name = InComponent(entry.component, entry.name);
+  entry.sessionEnvironment = Copy(sessionEnvironment_.get());
+  target_.bySerial[serial] = target_.entries.size();
+  target_.entries.push_back(std::move(entry));
+}
+
+void ReportReader::ReadNumber(const json_t* note, const std::string& kind) {
+  const Group group = {IntegerMember(note, "session"), TextMember(note, "component"),
+                       TextMember(note, "name")};
+  Number& number = numbers_[group][TextMember(note, "detail")];
+  number.isCounter = kind == "count";
+  number.values.push_back(number.isCounter ? 1 : json_number_value(json_object_get(note, "value")));
+  ++target_.numbers;
+}
+
+// A flush, and the end of a session, report what was counted in it; those of the implied session,
+// what was counted outside all others.
+void ReportReader::AddTotals(json_int_t session, json_int_t position, std::size_t thread) {
+  const auto begin = numbers_.lower_bound({session, "", ""});
+  const auto end = numbers_.lower_bound({session + 1, "", ""});
+  for (auto at = begin; at != end; ++at) {
+    Expected entry;
+    entry.sitting = sitting_;
+    entry.thread = thread;
+    entry.position = position;
+    entry.kind = Kind::Total;
+    entry.session = session;
+    entry.component = std::get<1>(at->first);
+    entry.name = InComponent(entry.component, std::get<2>(at->first));
+    entry.properties.reset(json_object());
+    for (const auto& [property, number] : at->second) {
+      SetNumber(entry.properties.get(), property, number);
+    }
+    entry.sessionEnvironment = Copy(sessionEnvironment_.get());
+    AddUnnumbered(std::move(entry));
+  }
+  numbers_.erase(begin, end);
+}
+
+void ReportReader::AddUnnumbered(Expected entry) {
+  target_.byLooks[{entry.session, entry.kind, entry.component, entry.name}].push_back(
+      target_.entries.size());
+  target_.entries.push_back(std::move(entry));
+}
+
+std::size_t ReportReader::ThreadNumber(std::string_view name) {
+  const auto begin = target_.threads.begin() + static_cast<std::ptrdiff_t>(firstThread_);
+  const auto found = std::find(begin, target_.threads.end(), name);
+  if (found != target_.threads.end()) {
+    return static_cast<std::size_t>(found - target_.threads.begin());
+  }
+  target_.threads.emplace_back(name);
+  return target_.threads.size() - 1;
+}
+
+}  // namespace
+
+std::optional<Expectation> Expect(std::span<const json_t* const> reports, std::string& error) {
+  Expectation expectation;
+  try {
+    for (const json_t* report : reports) {
+      ReportReader(expectation).Read(report);
+    }
+  } catch (const std::exception& failure) {
+    error = failure.what();
+    return std::nullopt;
+  }
+  return expectation;
+}
+
+}  // namespace Demo
