@@ -21,9 +21,8 @@
 //
 // Errors. Nothing throws. A failure shows in the library's log; only Library and Run report one.
 //
-// Memory. Nothing is allocated that the table does not allocate, but for two transient copies, both
-// freed before the call returns: of a std::string_view of 256 bytes or more, see Text, and when an
-// event is discarded, see Event::Discard.
+// Memory. Nothing is allocated that the table does not allocate. A std::string_view is copied to
+// the stack for the call; only a long one takes much of it, see Text.
 //
 // Windows. <windows.h> is included for Library alone. A file that needs it with other settings
 // includes it before this header; one that wants neither defines TAV_NO_LOADING.
@@ -35,10 +34,9 @@
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
-#include <memory>
-#include <new>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -65,10 +63,17 @@
 #endif
 #endif
 
+// For what needs much of the stack: it must not grow the frames of its callers.
+#if defined(_MSC_VER)
+#define TAV_NOINLINE __declspec(noinline)
+#else
+#define TAV_NOINLINE [[gnu::noinline]]
+#endif
+
 namespace Tav::Host {
 
 namespace Internal {
-class TerminatedText;
+class Copies;
 }
 
 // A text on its way into the table, which takes zero-terminated strings: the type of parameters,
@@ -76,9 +81,14 @@ class TerminatedText;
 // null pointer is the empty text.
 //
 // What is terminated already (const char*, std::string) is passed on as it is, at any length. A
-// std::string_view is copied: up to 255 bytes, so every name, into a buffer on the stack; a longer
-// one to the heap for the duration of the call. Should memory run out for that copy, the text is
-// taken as empty.
+// std::string_view is copied to the stack for the call. Up to 255 bytes, so every name, take next
+// to nothing; a longer one takes 4, 32 or 100 KB of stack during the call, whatever suffices.
+//
+// The copies made for one call are cut where they pass 100 KB (102,400 bytes with terminators), at
+// a character's boundary. No event can carry that much: it is discarded, cut or whole, with the
+// WARN of AddEventProperty. Where the table has no such limit (values of the product and session
+// environments, lists, maps) the cut text counts, and PushData refuses a cut record. A longer text
+// that is to arrive whole is passed terminated.
 class Text {
  public:
   Text(const char* text) noexcept : data_(text), size_(kTerminated) {}
@@ -90,7 +100,7 @@ class Text {
 #endif
 
  private:
-  friend class Internal::TerminatedText;
+  friend class Internal::Copies;
   static constexpr size_t kTerminated = static_cast<size_t>(-1);
 
   const char* data_;
@@ -99,36 +109,102 @@ class Text {
 
 namespace Internal {
 
-class TerminatedText {
+// What is passed to the table for an argument: a Text becomes a zero-terminated string.
+template <typename Argument>
+using Passed = std::conditional_t<std::is_same_v<Argument, Text>, const char*, Argument>;
+
+// A buffer in which the texts of one call are terminated that are not so already.
+class Copies {
  public:
-  explicit TerminatedText(Text text) noexcept
-      : pointer_(text.size_ == Text::kTerminated ? text.data_ : Copy(text)) {}
-  TerminatedText(const TerminatedText&) = delete;
-  TerminatedText& operator=(const TerminatedText&) = delete;
-
-  const char* Get() const noexcept { return pointer_; }
-
- private:
-  const char* Copy(Text text) noexcept {
-    char* target = buffer_;
-    if (text.size_ >= sizeof(buffer_)) {
-      heap_.reset(new (std::nothrow) char[text.size_ + 1]);
-      target = heap_.get();
-    }
-    if (target == nullptr) {
-      return "";
-    }
-    if (text.size_ != 0) {
-      std::memcpy(target, text.data_, text.size_);
-    }
-    target[text.size_] = '\0';
-    return target;
+  // What a text takes of the buffer.
+  static size_t SizeOf(const Text& text) noexcept {
+    return text.size_ == Text::kTerminated ? 0 : text.size_ + 1;
+  }
+  template <typename Plain>
+  static size_t SizeOf(const Plain&) noexcept {
+    return 0;
   }
 
-  std::unique_ptr<char[]> heap_;
-  const char* pointer_;
-  char buffer_[TAV_MAX_NAME_BYTES + 1];
+  Copies(char* buffer, size_t size) noexcept : free_(buffer), left_(size) {}
+
+  const char* Pass(const Text& text) noexcept {
+    if (text.size_ == Text::kTerminated) {
+      return text.data_;
+    }
+    if (left_ == 0) {
+      return "";
+    }
+    char* const copy = free_;
+    const size_t length = text.size_ < left_ ? text.size_ : Cut(text.data_, left_ - 1);
+    if (length != 0) {
+      std::memcpy(copy, text.data_, length);
+    }
+    copy[length] = '\0';
+    free_ += length + 1;
+    left_ -= length + 1;
+    return copy;
+  }
+  template <typename Plain>
+  Plain Pass(const Plain& value) noexcept {
+    return value;
+  }
+
+ private:
+  // At most `length`, and not within a character of UTF-8, which has up to three bytes behind its
+  // first: half of one would make the whole text invalid.
+  static size_t Cut(const char* text, size_t length) noexcept {
+    size_t end = length;
+    while (end > 0 && length - end < 3 &&
+           (static_cast<unsigned char>(text[end]) & 0xC0u) == 0x80u) {
+      --end;
+    }
+    return end;
+  }
+
+  char* free_;
+  size_t left_;
 };
+
+template <size_t Size, typename Function, typename... Arguments>
+auto CallCopying(const Function& function, const Arguments&... arguments) noexcept {
+  char buffer[Size];
+  Copies copies(buffer, Size);
+  // In braces, because that fixes the order: the last texts are the ones that are cut.
+  return std::apply(function, std::tuple<Passed<Arguments>...>{copies.Pass(arguments)...});
+}
+
+template <size_t Size, typename Function, typename... Arguments>
+TAV_NOINLINE auto CallCopyingMuch(const Function& function,
+                                  const Arguments&... arguments) noexcept {
+  return CallCopying<Size>(function, arguments...);
+}
+
+// Calls `function`, one of the table's as a rule, with the arguments, every Text among them
+// zero-terminated until it returns.
+template <typename Function, typename... Arguments>
+auto Call(const Function& function, const Arguments&... arguments) noexcept {
+  constexpr size_t kTexts = (size_t{0} + ... + (std::is_same_v<Arguments, Text> ? 1 : 0));
+  if constexpr (kTexts == 0) {
+    return function(arguments...);
+  } else {
+    constexpr size_t kUsual = kTexts * (TAV_MAX_NAME_BYTES + 1);
+    constexpr size_t kLong = 4 * 1024;
+    constexpr size_t kVeryLong = 32 * 1024;
+    // More than the 100,000 bytes of an event.
+    constexpr size_t kMost = 100 * 1024;
+    const size_t size = (Copies::SizeOf(arguments) + ...);
+    if (size <= kUsual) {
+      return CallCopying<kUsual>(function, arguments...);
+    }
+    if (size <= kLong) {
+      return CallCopyingMuch<kLong>(function, arguments...);
+    }
+    if (size <= kVeryLong) {
+      return CallCopyingMuch<kVeryLong>(function, arguments...);
+    }
+    return CallCopyingMuch<kMost>(function, arguments...);
+  }
+}
 
 // Not bool and not a character: the table knows texts and numbers, and a host should say which of
 // the two it means.
@@ -188,16 +264,14 @@ class [[nodiscard]] Event {
   // by the compiler.
   Event& Add(Text name, Text value) & noexcept {
     if (event_ != nullptr) {
-      table_->AddEventProperty(event_, Internal::TerminatedText(name).Get(),
-                               Internal::TerminatedText(value).Get());
+      Internal::Call(table_->AddEventProperty, event_, name, value);
     }
     return *this;
   }
   template <typename Number, Internal::IfNumber<Number> = 0>
   Event& Add(Text name, Number value) & noexcept {
     if (event_ != nullptr) {
-      table_->AddNumericEventProperty(event_, Internal::TerminatedText(name).Get(),
-                                      static_cast<double>(value));
+      Internal::Call(table_->AddNumericEventProperty, event_, name, static_cast<double>(value));
     }
     return *this;
   }
@@ -210,9 +284,7 @@ class [[nodiscard]] Event {
   // Appends an item to an error event's stack trace.
   Event& AddTraceItem(Text location, Text library, Text meta) & noexcept {
     if (event_ != nullptr) {
-      table_->AddTraceItem(event_, Internal::TerminatedText(location).Get(),
-                           Internal::TerminatedText(library).Get(),
-                           Internal::TerminatedText(meta).Get());
+      Internal::Call(table_->AddTraceItem, event_, location, library, meta);
     }
     return *this;
   }
@@ -227,24 +299,16 @@ class [[nodiscard]] Event {
     }
   }
 
-  // Frees the event without sending it. The table has no entry point for that, so the event is made
-  // too large (see AddEventProperty in tav.h) and logged, which drops it. Takes 50 microseconds or
-  // so and 128 KB of memory meanwhile, and writes a WARN line with the event's name: "JD:
-  // AddTavEvent: discarding ...". While the library is not running, LogEvent's ERROR line as well.
-  // Without the memory the event is lost as in C: neither sent nor freed.
+  // Frees the event without sending it. The table has no entry point for that, so the event is
+  // filled beyond its limit (see AddEventProperty in tav.h) and logged, which drops it. Takes 50
+  // microseconds or so, 4 KB of stack and meanwhile what an event of 100 KB takes in the library,
+  // and writes a WARN line with the event's name, "JD: AddTavEvent: discarding ...", unless one was
+  // written when the event was filled. While the library is not running, LogEvent's ERROR line as
+  // well. Should the library lack the memory for that, the event may be sent.
   void Discard() noexcept {
-    if (event_ == nullptr) {
-      return;
-    }
-    TavEvent_s* const event = std::exchange(event_, nullptr);
-    // Well above the size at which additions are refused, which is looked at before copying.
-    constexpr size_t kTooLarge = 128 * 1024;
-    const std::unique_ptr<char[]> text(new (std::nothrow) char[kTooLarge + 1]);
-    if (text != nullptr) {
-      std::memset(text.get(), '-', kTooLarge);
-      text[kTooLarge] = '\0';
-      table_->AddEventProperty(event, "Discarded", text.get());
-      table_->LogEvent(event);
+    if (event_ != nullptr) {
+      Overfill(table_, event_);
+      Log();
     }
   }
 
@@ -255,6 +319,20 @@ class [[nodiscard]] Event {
   explicit operator bool() const noexcept { return event_ != nullptr; }
 
  private:
+  // The first addition beyond the limit is warned of and marks the event; the rest are ignored.
+  TAV_NOINLINE static void Overfill(const TavEntryTable* table, TavEvent_s* event) noexcept {
+    char text[4 * 1024];
+    std::memset(text, '-', sizeof(text) - 1);
+    text[sizeof(text) - 1] = '\0';
+    // Each under a name of its own: a text that replaces another need not add to the event's size.
+    char name[] = "Discarded ?";
+    static_assert(('Z' - 'A' + 1) * sizeof(text) > 105 * 1000, "more than an event may have");
+    for (char letter = 'A'; letter <= 'Z'; ++letter) {
+      name[sizeof(name) - 2] = letter;
+      table->AddEventProperty(event, name, text);
+    }
+  }
+
   const TavEntryTable* table_ = nullptr;
   TavEvent_s* event_ = nullptr;
 };
@@ -317,20 +395,15 @@ class Table {
 
   // Reporting in the implied session. Any thread; does not block.
   Event NewEvent(Text name) const noexcept {
-    return table_ == nullptr
-               ? Event()
-               : Event(table_, table_->NewEvent(Internal::TerminatedText(name).Get()));
+    return table_ == nullptr ? Event() : Event(table_, Internal::Call(table_->NewEvent, name));
   }
   Event NewCommandEvent(Text command) const noexcept {
-    return table_ == nullptr
-               ? Event()
-               : Event(table_, table_->NewCommandEvent(Internal::TerminatedText(command).Get()));
+    return table_ == nullptr ? Event()
+                             : Event(table_, Internal::Call(table_->NewCommandEvent, command));
   }
   Event NewErrorEvent(Text code, Text message) const noexcept {
-    return table_ == nullptr
-               ? Event()
-               : Event(table_, table_->NewErrorEvent(Internal::TerminatedText(code).Get(),
-                                                     Internal::TerminatedText(message).Get()));
+    return table_ == nullptr ? Event()
+                             : Event(table_, Internal::Call(table_->NewErrorEvent, code, message));
   }
   void LogPlace(Text place) const noexcept { Call(&TavEntryTable::LogPlace, place); }
   void LogIdle() const noexcept { Call(&TavEntryTable::LogIdle); }
@@ -360,7 +433,7 @@ class Table {
   void AddProductInfoList(Text key, const Items& items) const noexcept {
     AddValue(key, &TavEntryTable::NewListValue, [&](TavValue_s* list) {
       for (const auto& item : items) {
-        table_->AddListValue(list, Internal::TerminatedText(item).Get());
+        Internal::Call(table_->AddListValue, list, Text(item));
       }
     });
   }
@@ -470,24 +543,10 @@ class Table {
   const TavEntryTable* table_ = nullptr;
 
  private:
-  // What the table takes for an argument: texts are terminated for the duration of the call.
-  static Internal::TerminatedText Pass(Text text) noexcept {
-    return Internal::TerminatedText(text);
-  }
-  template <typename Plain, typename = std::enable_if_t<!std::is_convertible_v<Plain, Text>>>
-  static Plain Pass(Plain value) noexcept {
-    return value;
-  }
-  static const char* Raw(const Internal::TerminatedText& text) noexcept { return text.Get(); }
-  template <typename Plain>
-  static Plain Raw(Plain value) noexcept {
-    return value;
-  }
-
   template <typename Entry, typename... Arguments>
   void Call(Entry TavEntryTable::* entry, Arguments... arguments) const noexcept {
     if (table_ != nullptr) {
-      (table_->*entry)(Raw(Pass(arguments))...);
+      Internal::Call(table_->*entry, arguments...);
     }
   }
 
@@ -496,22 +555,23 @@ class Table {
     if (table_ == nullptr) {
       return;
     }
-    const Internal::TerminatedText key(keyText);
-    TavValue_s* value = nullptr;
-    // A refused key gets no value, and the call below says why.
-    if (key.Get() != nullptr && Internal::IsProductKey(key.Get())) {
-      value = (table_->*make)();
-      fill(value);
-    }
-    table_->AddProductInfoValue(key.Get(), value);
+    const auto add = [&](const char* key) {
+      TavValue_s* value = nullptr;
+      // A refused key gets no value, and the call below says why.
+      if (key != nullptr && Internal::IsProductKey(key)) {
+        value = (table_->*make)();
+        fill(value);
+      }
+      table_->AddProductInfoValue(key, value);
+    };
+    Internal::Call(add, keyText);
   }
 
   void AddMember(TavValue_s* map, const Member& member) const noexcept {
-    const Internal::TerminatedText name(member.name);
     if (member.isNumber) {
-      table_->AddNumericValue(map, name.Get(), member.number);
+      Internal::Call(table_->AddNumericValue, map, member.name, member.number);
     } else {
-      table_->AddStringValue(map, name.Get(), Internal::TerminatedText(member.text).Get());
+      Internal::Call(table_->AddStringValue, map, member.name, member.text);
     }
   }
 };
@@ -537,9 +597,8 @@ class [[nodiscard]] Run {
       int appLanguage) noexcept
       : table_(tav.Get()) {
     if (table_ != nullptr) {
-      status_ = table_->Initialize(Internal::TerminatedText(productName).Get(),
-                                   Internal::TerminatedText(productVersion).Get(),
-                                   Internal::TerminatedText(fullVersion).Get(), appLanguage);
+      status_ =
+          Internal::Call(table_->Initialize, productName, productVersion, fullVersion, appLanguage);
       running_ = status_ == TAV_OK;
     }
   }
@@ -601,25 +660,23 @@ class [[nodiscard]] Session {
   ~Session() { End(); }
 
   Event NewEvent(Text name) const noexcept {
-    return session_ == nullptr ? Event()
-                               : Event(table_, table_->SessionNewEvent(
-                                                   session_, Internal::TerminatedText(name).Get()));
+    return session_ == nullptr
+               ? Event()
+               : Event(table_, Internal::Call(table_->SessionNewEvent, session_, name));
   }
   Event NewCommandEvent(Text command) const noexcept {
     return session_ == nullptr
                ? Event()
-               : Event(table_, table_->SessionNewCommandEvent(
-                                   session_, Internal::TerminatedText(command).Get()));
+               : Event(table_, Internal::Call(table_->SessionNewCommandEvent, session_, command));
   }
   Event NewErrorEvent(Text code, Text message) const noexcept {
     return session_ == nullptr ? Event()
-                               : Event(table_, table_->SessionNewErrorEvent(
-                                                   session_, Internal::TerminatedText(code).Get(),
-                                                   Internal::TerminatedText(message).Get()));
+                               : Event(table_, Internal::Call(table_->SessionNewErrorEvent,
+                                                              session_, code, message));
   }
   void LogPlace(Text place) const noexcept {
     if (session_ != nullptr) {
-      table_->SessionLogPlace(session_, Internal::TerminatedText(place).Get());
+      Internal::Call(table_->SessionLogPlace, session_, place);
     }
   }
   void LogIdle() const noexcept {
@@ -629,14 +686,12 @@ class [[nodiscard]] Session {
   }
   void IncrementCounter(Text group, Text counter) const noexcept {
     if (session_ != nullptr) {
-      table_->SessionIncrementCounter(session_, Internal::TerminatedText(group).Get(),
-                                      Internal::TerminatedText(counter).Get());
+      Internal::Call(table_->SessionIncrementCounter, session_, group, counter);
     }
   }
   void AggregateValue(Text event, Text property, double value) const noexcept {
     if (session_ != nullptr) {
-      table_->SessionAggregateValue(session_, Internal::TerminatedText(event).Get(),
-                                    Internal::TerminatedText(property).Get(), value);
+      Internal::Call(table_->SessionAggregateValue, session_, event, property, value);
     }
   }
   void FlushAggregates() const noexcept {
@@ -672,8 +727,7 @@ class [[nodiscard]] Component {
       : table_(tav.Get()),
         component_(table_ != nullptr ? table_->CreateComponentAnalytics() : nullptr) {
     if (component_ != nullptr) {
-      component_->SetComponent(component_, Internal::TerminatedText(name).Get(),
-                               Internal::TerminatedText(version).Get());
+      Internal::Call(component_->SetComponent, component_, name, version);
     }
   }
   Component(Component&& other) noexcept
@@ -691,32 +745,26 @@ class [[nodiscard]] Component {
   Event NewEvent(Text name) const noexcept {
     return component_ == nullptr
                ? Event()
-               : Event(table_,
-                       component_->NewEvent(component_, Internal::TerminatedText(name).Get()));
+               : Event(table_, Internal::Call(component_->NewEvent, component_, name));
   }
   Event NewCommandEvent(Text command) const noexcept {
     return component_ == nullptr
                ? Event()
-               : Event(table_, component_->NewCommandEvent(
-                                   component_, Internal::TerminatedText(command).Get()));
+               : Event(table_, Internal::Call(component_->NewCommandEvent, component_, command));
   }
   Event NewErrorEvent(Text code, Text message) const noexcept {
-    return component_ == nullptr
-               ? Event()
-               : Event(table_,
-                       component_->NewErrorEvent(component_, Internal::TerminatedText(code).Get(),
-                                                 Internal::TerminatedText(message).Get()));
+    return component_ == nullptr ? Event()
+                                 : Event(table_, Internal::Call(component_->NewErrorEvent,
+                                                                component_, code, message));
   }
   void IncrementCounter(Text event, Text property) const noexcept {
     if (component_ != nullptr) {
-      component_->IncrementCounter(component_, Internal::TerminatedText(event).Get(),
-                                   Internal::TerminatedText(property).Get());
+      Internal::Call(component_->IncrementCounter, component_, event, property);
     }
   }
   void AggregateValue(Text event, Text property, double value) const noexcept {
     if (component_ != nullptr) {
-      component_->AggregateValue(component_, Internal::TerminatedText(event).Get(),
-                                 Internal::TerminatedText(property).Get(), value);
+      Internal::Call(component_->AggregateValue, component_, event, property, value);
     }
   }
 
@@ -815,5 +863,7 @@ class Library : public Table {
 #endif  // TAV_HAS_LOADING
 
 }  // namespace Tav::Host
+
+#undef TAV_NOINLINE
 
 #endif  // TAV_TAV_HPP

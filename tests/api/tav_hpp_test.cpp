@@ -1,7 +1,11 @@
 // The C++ layer over the table: what it adds to the table, with the library behind it; and that
 // each of its functions reaches the entry point of its name, with a table that writes down what is
-// called.
-#include <deque>
+// called, and that the way there allocates nothing.
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "support/records.h"
@@ -13,8 +17,63 @@
 namespace Tav::Testing {
 namespace {
 
+// Of the whole process, by operator new.
+std::atomic<int> allocations{0};
+
+void* CountedAllocation(size_t size) noexcept {
+  ++allocations;
+  return std::malloc(size != 0 ? size : 1);
+}
+
+void* CountedAllocationOrThrow(size_t size) {
+  if (void* const memory = CountedAllocation(size)) {
+    return memory;
+  }
+  throw std::bad_alloc();
+}
+
+}  // namespace
+}  // namespace Tav::Testing
+
+// All forms, because a sanitizer's do not lead to one another.
+void* operator new(size_t size) {
+  return Tav::Testing::CountedAllocationOrThrow(size);
+}
+void* operator new[](size_t size) {
+  return Tav::Testing::CountedAllocationOrThrow(size);
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  return Tav::Testing::CountedAllocation(size);
+}
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+  return Tav::Testing::CountedAllocation(size);
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
+
+namespace Tav::Testing {
+namespace {
+
 // What has been called through RecordingTable, as "Name(argument, ...)".
 Lines calls;
+// Otherwise its entry points do nothing, and allocate nothing.
+bool recording = true;
 
 template <typename Argument>
 std::string Show(Argument argument) {
@@ -29,16 +88,23 @@ std::string Show(Argument argument) {
   }
 }
 
-const char* slotNames[sizeof(TavEntryTable) / sizeof(void*)];
+// The table's slots, and behind them the words of a component's record.
+constexpr size_t kTableSlots = sizeof(TavEntryTable) / sizeof(void*);
+const char* slotNames[kTableSlots + sizeof(TavComponent_s) / sizeof(void*)];
+TavComponent_s componentRecord = {};
 
 template <size_t Slot, typename Result, typename... Arguments>
 Result TAV_CALL Record(Arguments... arguments) {
-  std::string line;
-  ((line += (line.empty() ? "" : ", ") + Show(arguments)), ...);
-  calls.push_back(std::string(slotNames[Slot]) + "(" + line + ")");
-  if constexpr (std::is_pointer_v<Result>) {
-    static char object[sizeof(TavComponent_s)] = {};
-    return reinterpret_cast<Result>(object);
+  if (recording) {
+    std::string line;
+    ((line += (line.empty() ? "" : ", ") + Show(arguments)), ...);
+    calls.push_back(std::string(slotNames[Slot]) + "(" + line + ")");
+  }
+  if constexpr (std::is_same_v<Result, TavComponent_s*>) {
+    return &componentRecord;
+  } else if constexpr (std::is_pointer_v<Result>) {
+    static char object = 0;
+    return reinterpret_cast<Result>(&object);
   } else if constexpr (!std::is_void_v<Result>) {
     return Result();
   }
@@ -51,6 +117,9 @@ void Put(Result(TAV_CALL*& entry)(Arguments...), const char* name) {
 }
 
 #define PUT(name) Put<offsetof(TavEntryTable, name) / sizeof(void*)>(table.name, #name)
+#define PUT_WORD(name)                                                                    \
+  Put<kTableSlots + offsetof(TavComponent_s, name) / sizeof(void*)>(componentRecord.name, \
+                                                                    "Component." #name)
 
 const TavEntryTable* RecordingTable() {
   static TavEntryTable table = {};
@@ -70,7 +139,9 @@ const TavEntryTable* RecordingTable() {
   PUT(SessionFlushAggregates), PUT(SetCacheDirectory), PUT(EnablePersistentInterval);
   PUT(SetSendThreshold), PUT(GetLastServerAccessTime), PUT(GetLastActiveTime), PUT(AddTag);
   PUT(OptOut), PUT(NewCommandEvent), PUT(SessionNewCommandEvent), PUT(NewErrorEvent);
-  PUT(SessionNewErrorEvent), PUT(AddTraceItem);
+  PUT(SessionNewErrorEvent), PUT(AddTraceItem), PUT(CreateComponentAnalytics);
+  PUT_WORD(SetComponent), PUT_WORD(Release), PUT_WORD(NewEvent), PUT_WORD(NewCommandEvent);
+  PUT_WORD(NewErrorEvent), PUT_WORD(IncrementCounter), PUT_WORD(AggregateValue);
   return &table;
 }
 
@@ -83,7 +154,7 @@ void CallEverything(const Host::Table& tav) {
   tav.FlushAggregates();
   tav.AddProductInfo("k", "v");
   tav.AddProductInfo("k", 2);
-  tav.AddProductInfoList("list", std::deque<std::string>{"a", "b"});
+  tav.AddProductInfoList("list", std::array<std::string_view, 2>{"a", "b"});
   tav.AddProductInfoMap("map", {{"a", "t"}, {"b", 7u}});
   tav.AddProductInfoList("std-", {"lost"});
   tav.AddSessionEnvInfo("k", "v");
@@ -110,6 +181,49 @@ void CallEverything(const Host::Table& tav) {
   tav.Suspend();
   tav.Resume();
   tav.PushData("d");
+}
+
+// One call of everything that takes a text, and what ends by itself.
+void PassEverywhere(const Host::Table& tav, std::string_view text) {
+  const Host::Run run(tav, text, text, text, TAV_LANGUAGE_NONE);
+  tav.LogPlace(text);
+  tav.IncrementCounter(text, text);
+  tav.AggregateValue(text, text, 1.5);
+  tav.AddProductInfo(text, text);
+  tav.AddProductInfo(text, 2);
+  tav.AddProductInfoList("list", {text, text});
+  tav.AddProductInfoList(text, std::array<std::string_view, 1>{text});
+  tav.AddProductInfoMap("map", {{text, text}, {text, 7}});
+  tav.AddSessionEnvInfo(text, text);
+  tav.AddSessionEnvInfo(text, 3);
+  tav.AddTag(TAV_TAG_USER, text);
+  tav.SetAuxiliaryString(text);
+  tav.SetVersionQualifier(text);
+  tav.SetCustomerIdentifier(text);
+  tav.SetUserIdentifier(text);
+  tav.SetProductContext(text);
+  tav.SetProductComponentName(text);
+  tav.SetCacheDirectory(text);
+  tav.PushData(text);
+  const Host::PulledData pulled = tav.PullData();
+  tav.NewEvent(text).Add(text, text).Add(text, 1).Log();
+  tav.NewCommandEvent(text).Add("n", text).Log();
+  const Host::Event discarded = tav.NewErrorEvent(text, text).AddTraceItem(text, text, text);
+
+  const Host::Session session(tav);
+  session.LogPlace(text);
+  session.IncrementCounter(text, text);
+  session.AggregateValue(text, text, 0.5);
+  session.NewEvent(text).Log();
+  session.NewCommandEvent(text).Log();
+  session.NewErrorEvent(text, text).Log();
+
+  const Host::Component plugin(tav, text, text);
+  plugin.IncrementCounter(text, text);
+  plugin.AggregateValue(text, text, 0.5);
+  plugin.NewEvent(text).Log();
+  plugin.NewCommandEvent(text).Log();
+  plugin.NewErrorEvent(text, text).Log();
 }
 
 TEST(TavHppTest, EachFunctionReachesTheEntryPointOfItsName) {
@@ -198,6 +312,88 @@ TEST(TavHppTest, ObjectsEndWhatTheyBegan) {
                           "SessionNewEvent(*, e)", "LogEvent(*)", "SessionNewCommandEvent(*, c)",
                           "LogEvent(*)", "SessionNewErrorEvent(*, c, m)", "LogEvent(*)",
                           "SessionEnd(*)", "Terminate()"}));
+}
+
+TEST(TavHppTest, NothingIsAllocatedThatTheTableDoesNotAllocate) {
+  ::operator delete(::operator new(1));
+  ASSERT_GT(allocations.exchange(0), 0) << "they are not counted";
+  const Host::Table tav(RecordingTable());
+  // Every entry point that PassEverywhere should reach with a text is reached.
+  PassEverywhere(tav, "t");
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "AddEventProperty(*, t, t)"), 1);
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "Component.NewErrorEvent(*, t, t)"), 1);
+
+  const std::string text(200000, 't');
+  recording = false;
+  for (const size_t length : {0u, 255u, 256u, 4000u, 4096u, 32000u, 40000u, 102400u, 200000u}) {
+    allocations = 0;
+    PassEverywhere(tav, std::string_view(text).substr(0, length));
+    const int counted = allocations;
+    EXPECT_EQ(counted, 0) << length;
+  }
+  allocations = 0;
+  CallEverything(tav);
+  const int counted = allocations;
+  recording = true;
+  EXPECT_EQ(counted, 0);
+}
+
+// The lengths of the texts of the last call, which are made of letters.
+std::vector<size_t> LengthsOfTexts() {
+  std::vector<size_t> lengths;
+  std::string line = calls.empty() ? "" : calls.back();
+  line.erase(0, line.find('(') + 1);
+  for (size_t begin = 0; begin < line.size();) {
+    const size_t end = line.find_first_of(",)", begin);
+    lengths.push_back(end - begin);
+    begin = end + 2;
+  }
+  return lengths;
+}
+
+TEST(TavHppTest, CopiesOfOneCallAreCutBeyondTheLargestBuffer) {
+  using Lengths = std::vector<size_t>;
+  const Host::Table tav(RecordingTable());
+  const std::string text(300000, 't');
+  const std::string_view view = text;
+
+  tav.PushData(view.substr(0, 102399));
+  EXPECT_EQ(LengthsOfTexts(), Lengths{102399});
+  for (const size_t length : {102400u, 300000u}) {
+    tav.PushData(view.substr(0, length));
+    EXPECT_EQ(LengthsOfTexts(), Lengths{102399});
+  }
+  tav.PushData(text);
+  EXPECT_EQ(LengthsOfTexts(), Lengths{300000}) << "what is terminated is not copied";
+  tav.AddProductInfo(text, view.substr(0, 102399));
+  EXPECT_EQ(LengthsOfTexts(), (Lengths{300000, 102399}));
+
+  // The last ones are cut, and all of a call together are more than an event can have.
+  tav.AddProductInfo(view.substr(0, 60000), view.substr(0, 60000));
+  EXPECT_EQ(LengthsOfTexts(), (Lengths{60000, 42398}));
+  Host::Event event = tav.NewEvent("e");
+  event.AddTraceItem(view, view.substr(0, 5), nullptr);
+  EXPECT_EQ(calls.back(), "AddTraceItem(*, " + text.substr(0, 102399) + ", , null)");
+  event.Log();
+
+  // Not within a character: of two, three and four bytes, at each of their bytes.
+  for (const std::string character : {"\u00FC", "\u20AC", "\U0001F4C4"}) {
+    std::string characters;
+    while (characters.size() < 102500) {
+      characters += character;
+    }
+    for (size_t shift = 0; shift < character.size(); ++shift) {
+      const std::string shifted = std::string(shift, 't') + characters;
+      tav.PushData(std::string_view(shifted));
+      const size_t length = LengthsOfTexts()[0];
+      EXPECT_EQ((length - shift) % character.size(), 0u) << character << shift;
+      EXPECT_GT(length + character.size(), 102399u);
+      EXPECT_TRUE(calls.back() == "PushData(" + shifted.substr(0, length) + ")");
+    }
+  }
+  // Bytes that are no characters of UTF-8 are cut as well.
+  tav.PushData(std::string_view(std::string(102400, '\x85')));
+  EXPECT_GT(LengthsOfTexts()[0], 102390u);
 }
 
 TEST(TavHppTest, WithoutATableNothingHappens) {
@@ -292,18 +488,54 @@ TEST_F(TavHppLibraryTest, AnEventThatIsNotLoggedIsNeitherSentNorLeaked) {
   EXPECT_EQ(sent.size(), 5u) << "one event and the marks of two sessions";
 }
 
+TEST_F(TavHppLibraryTest, AnEventIsDiscardedAtAnyFillWithOneWarning) {
+  Start();
+  Complaints();
+  const std::string text(100000, 'x');
+  // The last ones are around the point where the host's own addition is one too many.
+  for (const size_t fill : {1u, 4000u, 50000u, 97000u, 99800u, 99850u, 99880u, 99900u, 100000u}) {
+    host_.NewEvent("Discarded").Add("Text", std::string_view(text).substr(0, fill)).Discard();
+    EXPECT_EQ(Complaints().size(), 1u) << fill;
+  }
+  Host::Event many = host_.NewEvent("Discarded");
+  for (int i = 0; i < 5000; ++i) {
+    many.Add("n" + std::to_string(i), i);
+  }
+  many.Add("Discarded A", "taken");
+  many.Discard();
+  EXPECT_EQ(Complaints().size(), 1u);
+  // A text that is cut on its way is too much for its event all the same.
+  host_.NewEvent("Discarded").Add("Text", std::string_view(std::string(200000, 'x'))).Log();
+  host_.NewErrorEvent("E1", std::string_view(std::string(102400, 'x'))).Log();
+  const std::string_view part = std::string_view(text).substr(0, 40000);
+  host_.NewErrorEvent("E2", "").AddTraceItem(part, part, part).Log();
+  const Lines cut = Complaints();
+  EXPECT_EQ(cut.size(), 3u);
+  for (const std::string& line : cut) {
+    EXPECT_TRUE(line.starts_with("warning: JD: AddTavEvent: discarding '")) << line;
+  }
+  Stop();
+  EXPECT_EQ(CountOf("Discarded") + CountOf("std-Error"), 0u);
+}
+
 TEST_F(TavHppLibraryTest, TextsOfEveryKindAndLengthArriveWhole) {
   Start();
   const std::string text = "Opened,not this";
   const std::string longest(TAV_MAX_NAME_BYTES, 'n');
-  const std::string line(5000, 'l');
+  // No two parts of it are alike.
+  std::string line = "ll";
+  for (int number = 0; line.size() < 99000; ++number) {
+    line += std::to_string(number) + ' ';
+  }
   host_.NewEvent(std::string_view(text).substr(0, 6))
       .Add(u8"\u00FC", std::string_view("zero\0behind", 11))
       .Add("none", nullptr)
       .Add("no view", std::string_view())
-      .Add(std::string_view(line).substr(0, 2), std::string_view(line).substr(0, 255).substr(253))
+      .Add(std::string_view(line).substr(0, 2), std::string_view(line).substr(0, 2))
       .Log();
-  for (const size_t length : {255u, 256u, 4999u}) {
+  // Around the sizes of the buffers that views are copied to.
+  const size_t lengthsSent[] = {255, 256, 511, 512, 4095, 4096, 32767, 32768, 99000};
+  for (const size_t length : lengthsSent) {
     host_.NewEvent("Long").Add("Text", std::string_view(line).substr(0, length)).Log();
   }
   host_.NewEvent(std::string_view(longest + "cut off").substr(0, 255)).Log();
@@ -313,11 +545,13 @@ TEST_F(TavHppLibraryTest, TextsOfEveryKindAndLengthArriveWhole) {
   Stop();
 
   EXPECT_EQ(PropertiesOf("Opened"), R"({"ü":"zero","none":"","no view":"","ll":"ll"})");
-  Lines lengths;
-  for (const JsonPtr& event : EventsNamed("Long")) {
-    lengths.push_back(std::to_string(TextAt(json_object_get(event.Get(), "v"), "Text").size()));
+  const std::vector<JsonPtr> events = EventsNamed("Long");
+  ASSERT_EQ(events.size(), std::size(lengthsSent));
+  for (size_t i = 0; i < events.size(); ++i) {
+    EXPECT_TRUE(TextAt(json_object_get(events[i].Get(), "v"), "Text") ==
+                line.substr(0, lengthsSent[i]))
+        << lengthsSent[i];
   }
-  EXPECT_EQ(lengths, (Lines{"255", "256", "4999"}));
   EXPECT_EQ(CountOf(longest.c_str()), 1u);
 }
 
@@ -401,8 +635,11 @@ TEST_F(TavHppLibraryTest, PulledDataIsFreedAndMayBePushedBack) {
   Host::PulledData data = std::move(first);
   EXPECT_FALSE(first);
   ASSERT_TRUE(data);
+  // As one is that was cut on its way.
+  host_.PushData(std::string_view(data.Get()).substr(0, std::strlen(data.Get()) / 2));
   host_.PushData(data.Get());
   EXPECT_TRUE(host_.Commit());
+  EXPECT_NE(LineWith("PushData: rejecting data that is no record"), "");
   EXPECT_EQ(CountOf("Carried"), 1u);
 }
 
