@@ -28,6 +28,7 @@ struct Library {
   std::string versionQualifier;
   std::unique_ptr<GlobalAggregates> aggregates;  // null until first use
   bool testFlag = false;
+  bool ownStorageDirectory = false;  // the running session uses one of the host's choice
   int maxTraceItems = kDefaultMaxTraceItems;
 
   Library();

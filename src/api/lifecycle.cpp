@@ -129,6 +129,7 @@ int Initialize(const char* productName,
   library.config.optOut = optOut;
   if (!library.config.cacheDirectory.empty()) {
     PersistentStorage::SetAlternatePSDirectory(library.config.cacheDirectory);
+    library.ownStorageDirectory = true;
   }
   TAV_DEBUG(
       "TavInitialize. Name: %s, Ver: %s, FullVer: %s, Lang: %d, Optout: %d, Pid: %d, CpuId: %d, "
@@ -157,8 +158,9 @@ void Terminate() {
     TAV_DEBUG("TavTerminate called with no manager defined");
   }
   ReleaseEventMemory();
-  // The folder was chosen for this initialisation, as everything else that is reset now.
-  if (!library.config.cacheDirectory.empty()) {
+  // The folder was chosen for this initialisation, as everything else that is reset now. A session
+  // thread that outlived the wait for its end may still write there.
+  if (std::exchange(library.ownStorageDirectory, false) && !Thread::AnyRunning()) {
     PersistentStorage::SetAlternatePSDirectory({});
   }
   ResetLibrary();

@@ -1,5 +1,7 @@
 #include "session/app_status.h"
 
+#include <algorithm>
+
 #include "storage/storage_views.h"
 #include "util/logger.h"
 
@@ -17,15 +19,33 @@ PersistentStorage::ProductView ViewOf(PersistentStorage* storage, const ProductI
   return {storage, product.GetName(), product.GetVersion(), product.GetPlatform()};
 }
 
+// Far beyond any day that a clock can show, and what a file may hold beyond that.
+constexpr double kLastDay = 1e9;
+
 // 0 when the key is missing or holds no number.
 int64_t DayOf(const EnvValue& value) {
-  return value.type == EnvType::Number ? static_cast<int64_t>(value.numData) : 0;
+  return value.type == EnvType::Number
+             ? static_cast<int64_t>(std::clamp(value.numData, -kLastDay, kLastDay))
+             : 0;
 }
+
+// Whatever happens, the file is not kept locked.
+class Closing {
+ public:
+  explicit Closing(PersistentStorage& storage) : storage_(storage) {}
+  Closing(const Closing&) = delete;
+  Closing& operator=(const Closing&) = delete;
+  ~Closing() { storage_.Close(false); }
+
+ private:
+  PersistentStorage& storage_;
+};
 
 }  // namespace
 
 void AppStatus::Load() {
   TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  const Closing closing(storage_);
   storage_.Open(false);
   changed_.client = client_.IsChanged(&storage_);
   changed_.productEnvironment = product_.IsChanged(&storage_);
@@ -44,6 +64,7 @@ void AppStatus::Load() {
 // One that another process has stored meanwhile wins.
 void AppStatus::StoreEndpoint() {
   endpoint_.Compute();
+  const Closing closing(storage_);
   storage_.Open(true);
   const bool missing = endpoint_.IsChanged(&storage_);
   if (missing) {
@@ -53,6 +74,7 @@ void AppStatus::StoreEndpoint() {
 }
 
 bool AppStatus::IsClientChanged() {
+  const Closing closing(storage_);
   storage_.Open(false);
   const bool changed = client_.IsChanged(&storage_);
   storage_.Close(false);
@@ -61,6 +83,7 @@ bool AppStatus::IsClientChanged() {
 
 bool AppStatus::LoadTimestamp(int64_t now) {
   const int64_t today = now / kSecondsPerDay;
+  const Closing closing(storage_);
   storage_.OpenTimestamps(true);
   bool newDay = false;
   {
@@ -84,8 +107,12 @@ bool AppStatus::LoadTimestamp(int64_t now) {
 }
 
 void AppStatus::PersistAppStatusChanges() {
+  if (changed_.app) {
+    return;  // what changed stands in no record yet
+  }
   if (changed_.productEnvironment || changed_.client) {
     TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
+    const Closing closing(storage_);
     storage_.Open(true);
     if (changed_.productEnvironment) {
       product_.PersistToPS(&storage_);
@@ -102,6 +129,7 @@ void AppStatus::PersistAppStatusChanges() {
 }
 
 void AppStatus::PersistPendingOptOut() {
+  const Closing closing(storage_);
   storage_.Open(true);
   product_.PersistPendingOptOut(&storage_);
   storage_.CloseAndSave();
@@ -111,12 +139,14 @@ void AppStatus::ClearPendingOptOut() {
   if (product_.IsPendingOptOutCleared()) {
     return;
   }
+  const Closing closing(storage_);
   storage_.Open(true);
   product_.ClearPendingOptOut(&storage_);
   storage_.CloseAndSave();
 }
 
 bool AppStatus::StoreDay(const char* key, int64_t day) {
+  const Closing closing(storage_);
   storage_.OpenTimestamps(true);
   bool stored = false;
   {
@@ -151,6 +181,7 @@ void AppStatus::PersistLastServerAccessTime(int64_t now) {
 }
 
 void AppStatus::SaveSettings(const EnvMap& settings, const std::vector<std::string>& inhibitList) {
+  const Closing closing(storage_);
   storage_.Open(true);
   settings_.SaveToStorage(&storage_, settings, inhibitList);
   storage_.CloseAndSave();

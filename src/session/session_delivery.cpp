@@ -18,14 +18,18 @@ namespace {
 constexpr int kMemoryBoundFactor = 16;
 
 // Damage in the cache does not show in its chunks' marks. A gateway would refuse such a record for
-// ever, and with it all that wait behind it.
-bool IsWhole(const BuiltRecord& record) {
+// ever, and with it all that wait behind it. Allocates nothing but zlib's state; a record that
+// cannot be looked at for want of it counts as whole.
+bool IsDamaged(const BuiltRecord& record) {
   MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
   GZipInputStream gzip(&bytes);
+  if (gzip.HasError()) {
+    return false;
+  }
   uint8_t text[4096];
   while (gzip.Read(text, sizeof text) == sizeof text) {
   }
-  return gzip.Complete();
+  return !gzip.Complete();
 }
 
 }  // namespace
@@ -73,7 +77,8 @@ void SessionManager::ProcessEventList(bool all) {
 // What the cache cannot take stays in memory: a full disk or a broken cache is no licence to drop.
 void SessionManager::FlushToCache() {
   schedule_.OnFlushed();
-  if (records_.Empty()) {
+  // An opt-out is remembered in the storage until it is sent; nothing else is there.
+  if (records_.Empty() || config_.optOut) {
     return;
   }
   TAV_DEBUG("SM: Flushing records to cache");
@@ -88,7 +93,7 @@ void SessionManager::BoundMemory() {
   const int64_t bound = int64_t{maxMemorySize_} * kMemoryBoundFactor;
   int count = 0;
   int64_t bytes = 0;
-  while (records_.Bytes() > bound) {
+  while (records_.Bytes() > bound && !records_.Empty()) {
     bytes += records_.TakeFirst()->Size();
     ++count;
   }
@@ -132,7 +137,11 @@ bool SessionManager::SendAllRecords() {
   TAV_NOTE("SM: Connecting to server");
   bool sent = false;
   if (sender_->Open() == 0) {
-    sent = SendOnConnection();
+    try {
+      sent = SendOnConnection();
+    } catch (const std::bad_alloc&) {
+      LogError("SM: Out of memory");
+    }
   } else {
     LogWarning("SM: Send data to server: Server connection failed");
     TAV_NOTE("SM: Sending no records");
@@ -165,28 +174,35 @@ bool SessionManager::SendRecords() {
   return true;
 }
 
-// One cache file at a time: while records are in memory, a crash loses them. False when there are
-// none.
+// When no record is in memory. One cache file at a time: while its records are in memory, a crash
+// loses them. False when there are none. An opted-out product's cache is nothing to send from: what
+// could not be deleted of it stays where it is.
 bool SessionManager::LoadCacheRecords() {
-  RecordList loaded;
+  if (cache_ == nullptr || config_.optOut) {
+    return false;
+  }
   do {
-    if (cache_ == nullptr) {
+    cache_->LoadOldest(records_);
+    if (records_.Empty()) {
+      unloadable_ = cache_->TotalSize();
       return false;
     }
-    cache_->LoadOldest(loaded);
-    if (loaded.Empty()) {
-      return false;
-    }
+    unloadable_ = 0;
     TAV_DEBUG("SM: Found cache records");
-    while (std::unique_ptr<BuiltRecord> record = loaded.TakeFirst()) {
-      if (IsWhole(*record)) {
-        records_.Append(std::move(record));
-      } else {
-        LogWarning("SM: Dropped a damaged record of %d bytes from the cache", record->Size());
-      }
-    }
+    DropDamagedRecords();
   } while (records_.Empty());
   return true;
+}
+
+void SessionManager::DropDamagedRecords() {
+  for (size_t count = records_.Count(); count > 0; --count) {
+    std::unique_ptr<BuiltRecord> record = records_.TakeFirst();
+    if (IsDamaged(*record)) {
+      LogWarning("SM: Dropped a damaged record of %d bytes from the cache", record->Size());
+    } else {
+      records_.Append(std::move(record));
+    }
+  }
 }
 
 bool SessionManager::SendRecord() {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/clock.h"
+#include "session/data_block.h"
 #include "session/session_manager.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
@@ -30,6 +31,7 @@ void Attempt(Step step) {
 
 void SessionManager::ProcessTermination() {
   TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  Attempt([this] { TakeBackHandOver(); });
   Attempt([this] { FinishClientInfoAtTermination(); });
   Attempt([this] { ProcessEventList(true); });
   Attempt([this] { SendAtTermination(); });
@@ -42,6 +44,15 @@ void SessionManager::ProcessTermination() {
     }
   });
   Attempt([this] { status_.PersistLastActiveTime(CurrentTime()); });
+}
+
+// A pulled block that its host had no memory for is a record again.
+void SessionManager::TakeBackHandOver() {
+  std::string reason;
+  if (!handOver_.empty()) {
+    records_.Append(FromDataBlock(handOver_, reason));
+    handOver_.clear();
+  }
 }
 
 int64_t SessionManager::TimeToFinalDeadline() const {
@@ -89,7 +100,7 @@ void SessionManager::KeepUnsent() {
   }
   TAV_DEBUG("SM: ProcessTermination: writing records to cache");
   FlushToCache();
-  if (!records_.Empty()) {
+  if (!records_.Empty() && !config_.optOut) {
     LogWarning("SM: %d records (%d bytes) could be neither sent nor stored and are lost",
                static_cast<int>(records_.Count()), static_cast<int>(records_.Bytes()));
   }

@@ -6,6 +6,7 @@
 // only. Host calls never build records, touch files or talk to the network.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -123,13 +124,20 @@ class SessionManager final : public Thread {
   bool SendRecord();
   bool LoadCacheRecords();
   bool NearFinalTermination() const;
-  int64_t CacheSize() const { return cache_ == nullptr ? 0 : cache_->TotalSize(); }
-  SendSchedule::Backlog Waiting() const { return {records_.Bytes(), CacheSize()}; }
+  void DropDamagedRecords();
+  int64_t CacheSize() const {
+    return cache_ == nullptr || config_.optOut ? 0 : cache_->TotalSize();
+  }
+  // What a send could deliver.
+  SendSchedule::Backlog Waiting() const {
+    return {records_.Bytes(), std::max<int64_t>(CacheSize() - unloadable_, 0)};
+  }
 
   // The end.
   void ProcessTermination();
   int64_t TimeToFinalDeadline() const;
   void FinishClientInfoAtTermination();
+  void TakeBackHandOver();
   void SendAtTermination();
   void KeepUnsent();
   void ApplyFetchedSettings();
@@ -168,6 +176,7 @@ class SessionManager final : public Thread {
   PendingEvents pending_;
   RecordList records_;
   std::string gatewayUrl_;
+  int64_t unloadable_ = 0;  // bytes of cache files that the last send could not open
   int overheadEstimate_ = 0;
   int maxRecordSize_ = 0;
   int maxMemorySize_ = 0;

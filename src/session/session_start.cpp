@@ -114,8 +114,13 @@ void SessionManager::ApplySettings() {
   tuning.sendInterval = config_.sendInterval;
   tuning.flushInterval = tuned(config_.flushInterval, "flush_time", 360);
   tuning.pauseInterval = tuned(config_.pauseInterval, "pause_time", 1);
-  maxRecordSize_ = tuned(config_.maxRecordSize, "max_record_size", 511800);
-  maxMemorySize_ = tuned(config_.maxMemorySize, "max_memory_size", 2097152);
+  // A size that is none would make records without bound, or keep nothing in memory at all.
+  const auto tunedSize = [&tuned](int hostValue, const char* name, int defaultValue) {
+    const int size = tuned(hostValue, name, defaultValue);
+    return size < 1 ? defaultValue : size;
+  };
+  maxRecordSize_ = tunedSize(config_.maxRecordSize, "max_record_size", 511800);
+  maxMemorySize_ = tunedSize(config_.maxMemorySize, "max_memory_size", 2097152);
   maxCacheFiles_ = tuned(config_.cacheSize, "max_cache_size", 50);
   maxCacheBytes_ = config_.maxCacheBytes < 1 ? static_cast<int>(CacheManager::kDefaultMaxFileSize)
                                              : config_.maxCacheBytes;

@@ -138,6 +138,34 @@ TEST_F(DurableSessionTest, OptingOutDeletesTheCacheAndIsRememberedUntilItIsSent)
   EXPECT_EQ(Gateway::ProductValue(2, "std-OptOut"), "false");
 }
 
+TEST_F(DurableSessionTest, AnOptedOutProductSendsNothingThatAnotherProcessCaches) {
+  Gateway::refuse = true;
+  Run({"secret"});
+  const std::string cached = folder_.Contents(CachePath(1).filename().string().c_str());
+  Gateway::refuse = false;
+  config_.optOut = true;
+  SetProductValue("std-OptOut", "true");
+  Start();
+  FinishTurn();
+  folder_.Put(CachePath(1).filename().string().c_str(), cached);
+  EXPECT_EQ(manager_->Commit(), 0);
+  const std::unique_ptr<char, decltype(&std::free)> pulled(manager_->PullData(), &std::free);
+  EXPECT_EQ(pulled, nullptr);
+  Stop();
+  EXPECT_EQ(Gateway::Events(), Names{});
+  EXPECT_TRUE(Cached(1));
+}
+
+TEST_F(DurableSessionTest, AnUnsentOptOutStaysOutOfTheCache) {
+  Gateway::refuse = true;
+  config_.optOut = true;
+  config_.flushInterval = 0;
+  SetProductValue("std-OptOut", "true");
+  Run({});
+  EXPECT_FALSE(Cached(1));
+  EXPECT_EQ(Stored("PendingStdOptOut").strData, "true");
+}
+
 TEST_F(DurableSessionTest, SettingsOfAnEarlierFetchGovernTheRun) {
   StoreSettings({{"max_event_per_minute", EnvValue::Number(3)}}, {"secret"});
   Run({"one", "secret", "two", "three"});
@@ -259,6 +287,17 @@ TEST_F(DurableSessionTest, ACacheThatFailsDropsNothingAndTheNextCommitTells) {
 }
 
 TEST_F(DurableSessionTest, WithoutACacheMemoryIsBoundedAndTheEndSaysWhatIsLost) {
+  StoreSettings({{"max_memory_size", EnvValue::Number(-1)}});  // makes no sense: the default
+  Gateway::refuse = true;
+  Start();
+  FinishTurn();
+  std::filesystem::remove_all(folder_.Base());
+  Log("kept");
+  Stop();
+  EXPECT_EQ(log_.Find("warning: SM: Memory bound reached."), "");
+  EXPECT_NE(log_.Find("warning: SM: 1 records ("), "");
+  log_.Take();
+
   config_.maxMemorySize = 100;  // sixteen times as much is kept at most
   Gateway::refuse = true;
   Start();
