@@ -198,7 +198,7 @@ void CallEverything(const Host::Table& tav) {
 }
 
 // One call of everything that takes a text, and what ends by itself.
-void PassEverywhere(const Host::Table& tav, std::string_view text) {
+[[maybe_unused]] void PassEverywhere(const Host::Table& tav, std::string_view text) {
   const Host::Run run(tav, text, text, text, TAV_LANGUAGE_NONE);
   tav.LogPlace(text);
   tav.IncrementCounter(text, text);
