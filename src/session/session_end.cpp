@@ -48,11 +48,16 @@ void SessionManager::ProcessTermination() {
 
 // A pulled block that its host had no memory for is a record again.
 void SessionManager::TakeBackHandOver() {
-  std::string reason;
-  if (!handOver_.empty()) {
-    records_.Append(FromDataBlock(handOver_, reason));
-    handOver_.clear();
+  if (handOver_.empty()) {
+    return;
   }
+  std::string reason;
+  if (std::unique_ptr<BuiltRecord> record = FromDataBlock(handOver_, reason)) {
+    records_.Append(std::move(record));
+  } else {
+    LogWarning("SM: A pulled record is lost (%s)", reason.c_str());
+  }
+  handOver_.clear();
 }
 
 int64_t SessionManager::TimeToFinalDeadline() const {
@@ -95,12 +100,13 @@ void SessionManager::SendAtTermination() {
 }
 
 void SessionManager::KeepUnsent() {
-  if (records_.Empty()) {
+  // What an opted-out product could not send is only its opt-out, which the storage remembers.
+  if (records_.Empty() || config_.optOut) {
     return;
   }
   TAV_DEBUG("SM: ProcessTermination: writing records to cache");
   FlushToCache();
-  if (!records_.Empty() && !config_.optOut) {
+  if (!records_.Empty()) {
     LogWarning("SM: %d records (%d bytes) could be neither sent nor stored and are lost",
                static_cast<int>(records_.Count()), static_cast<int>(records_.Bytes()));
   }
