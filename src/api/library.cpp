@@ -4,10 +4,10 @@
 #include <new>
 
 #include "api/global_aggregates.h"
+#include "cache/cache_file_name.h"
 #include "config/config_loader.h"
 #include "config/server_urls.h"
-#include "platform/static_lock.h"
-#include "streams/cache_file_name.h"
+#include "platform/thread.h"
 
 namespace Tav {
 

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "api/arguments.h"
-#include "api/backdoor.h"
 #include "api/boundary.h"
 #include "api/entry_points.h"
 #include "api/library.h"
@@ -73,8 +72,4 @@ void TAV_CALL TavFreeData(void* data) {
 
 const char* TAV_CALL TavGetVersion() {
   return kLibraryVersion;
-}
-
-Backdoor* TAV_CALL TavCreateBackdoor() {
-  return Boundary<Backdoor*>(nullptr, [] { return new Backdoor; });
 }

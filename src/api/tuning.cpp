@@ -11,9 +11,9 @@
 #include "api/boundary.h"
 #include "api/entry_points.h"
 #include "api/library.h"
+#include "cache/cache_file_name.h"
 #include "config/server_urls.h"
-#include "platform/directory.h"
-#include "streams/cache_file_name.h"
+#include "platform/file.h"
 #include "util/hash.h"
 #include "util/logger.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "config/server_urls.h"
-#include "platform/static_lock.h"
+#include "platform/thread.h"
 #include "transport/data_sender.h"
 #include "util/logger.h"
 

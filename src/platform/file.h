@@ -1,14 +1,15 @@
-// Files as durable state needs them: opened with a say in who else may open them, locked by their
-// first byte, appended to, and taken away from everybody else by a single open.
+// Files, directories and paths.
 //
-// Paths are UTF-8. A function that fails leaves its reason in errno. Child processes inherit no
-// file from here.
+// Paths are UTF-8; on Windows a path that is not valid UTF-8 is read in the ANSI code page. A
+// function that fails leaves its reason in errno. Child processes inherit no file opened here.
 #pragma once
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Tav::Platform {
@@ -76,5 +77,32 @@ bool RemoveFile(const char* path);
 bool FileExists(const char* path);
 // The names of the files in a directory, without the directories in it, in no particular order.
 bool ListFiles(const char* directory, std::vector<std::string>& names);
+
+// Read without opening the file.
+struct FileStatus {
+  int64_t size = 0;        // bytes
+  int64_t modifiedAt = 0;  // whole seconds since 1970
+};
+
+// Also correct for a file that another process has open. False when the status cannot be read;
+// errno is ENOENT when there is no such file.
+bool QueryFileStatus(const char* path, FileStatus& status);
+
+// Separates the parts of a path. Windows accepts '/' as well.
+extern const char kPathSeparator;
+
+// True when `path` names an existing directory, not a file. May touch the disk or the network.
+bool DirectoryExists(const std::string& path);
+
+// Makes one directory, whose parent must exist. False, with the reason in errno, when it could not
+// be made; EEXIST when something of that name is there already.
+bool MakeDirectory(const std::string& path);
+
+// `path` in UTF-8.
+std::string PathToUtf8(std::string_view path);
+
+// fopen for a UTF-8 path. The caller owns the stream; null on failure. Other processes may open the
+// file at the same time.
+std::FILE* OpenFile(const char* utf8Path, const char* mode);
 
 }  // namespace Tav::Platform

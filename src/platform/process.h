@@ -1,6 +1,7 @@
-// What the process and the calling thread are called by the system, and its environment.
+// The process and the calling thread: identifiers, environment, memory pages.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -13,5 +14,10 @@ long CurrentThreadId();
 // The value of an environment variable, or nothing when it is not set; a variable set to nothing
 // gives an empty text. UTF-8 in and out. Keeps the last error.
 std::optional<std::string> Environment(const char* name);
+
+// Whole pages from the operating system: no heap, no heap lock.
+// `size` zeroed bytes aligned to a page, or null. Costs a system call.
+void* AllocatePages(size_t size);
+void FreePages(void* pages, size_t size);
 
 }  // namespace Tav::Platform

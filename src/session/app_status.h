@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "config/config_manager.h"
+#include "machine/client_info.h"
+#include "machine/endpoint.h"
 #include "session/record_builder.h"
-#include "storage/client_info.h"
-#include "storage/endpoint.h"
 #include "storage/persistent_storage.h"
 #include "storage/product_info.h"
 

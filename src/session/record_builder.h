@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
+#include "machine/client_env.h"
 #include "model/built_record.h"
 #include "model/library_config.h"
 #include "session/json_data.h"
 #include "session/pending_events.h"
 #include "session/saved_lists.h"
-#include "storage/client_env.h"
 #include "storage/product_info.h"
 
 namespace Tav {

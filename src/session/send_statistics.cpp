@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "platform/static_lock.h"
+#include "platform/thread.h"
 
 namespace Tav {
 

@@ -13,8 +13,11 @@
 #include <string>
 #include <string_view>
 
+#include "cache/cache_manager.h"
 #include "config/config_loader.h"
 #include "config/config_manager.h"
+#include "machine/client_info.h"
+#include "machine/endpoint.h"
 #include "model/built_record.h"
 #include "model/library_config.h"
 #include "session/app_status.h"
@@ -23,11 +26,8 @@
 #include "session/record_builder.h"
 #include "session/send_schedule.h"
 #include "session/work_queue.h"
-#include "storage/client_info.h"
-#include "storage/endpoint.h"
 #include "storage/product_info.h"
-#include "streams/cache_manager.h"
-#include "transport/carrier_data_sender.h"
+#include "transport/threaded_data_sender.h"
 #include "util/thread.h"
 
 struct TavEvent_s;
@@ -159,7 +159,7 @@ class SessionManager final : public Thread {
   std::atomic<int> terminateTime_{10};     // seconds
   std::atomic<int64_t> finalDeadline_{0};  // monotonic milliseconds; 0 for none
   Platform::Lock senderLock_;              // held to replace the sender, and to set its deadline
-  std::unique_ptr<CarrierDataSender> sender_;
+  std::unique_ptr<ThreadedDataSender> sender_;
 
   // The session thread's own; what a host reads of it, it reads after its request was answered.
   ProductInfo product_;

@@ -151,7 +151,7 @@ void SessionManager::ApplySettings() {
 
 void SessionManager::UpdateSender(std::string url) {
   gatewayUrl_ = std::move(url);
-  auto sender = std::make_unique<CarrierDataSender>(
+  auto sender = std::make_unique<ThreadedDataSender>(
       [target = gatewayUrl_] { return CreateDataSender(target); });
   const std::lock_guard guard(senderLock_);
   sender_.swap(sender);

@@ -3,8 +3,8 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/directory.h"
-#include "platform/static_lock.h"
+#include "platform/file.h"
+#include "platform/thread.h"
 #include "storage/storage_keys.h"
 #include "util/logger.h"
 #include "util/storage_directory.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/file_status.h"
+#include "platform/file.h"
 #include "storage/storage_keys.h"
 #include "streams/buffered_stream.h"
 #include "streams/json_stream.h"

@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/c_file.h"
+#include "platform/file.h"
 #include "streams/buffered_stream.h"
 #include "streams/file_stream.h"
 #include "transport/expand_body.h"

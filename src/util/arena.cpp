@@ -8,8 +8,7 @@
 #include <mutex>
 #include <new>
 
-#include "platform/static_lock.h"
-#include "platform/tls_slot.h"
+#include "platform/thread.h"
 #include "util/block_pool.h"
 
 namespace Tav {

@@ -5,8 +5,8 @@
 #include <mutex>
 #include <new>
 
-#include "platform/memory.h"
-#include "platform/static_lock.h"
+#include "platform/process.h"
+#include "platform/thread.h"
 #include "util/poison.h"
 
 namespace Tav::BlockPool {

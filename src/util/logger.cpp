@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/c_file.h"
 #include "platform/error.h"
-#include "platform/sync.h"
+#include "platform/file.h"
+#include "platform/thread.h"
 #include "util/time_stamp.h"
 
 namespace Tav {

@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
-#include "platform/directory.h"
+#include "platform/file.h"
 #include "platform/process.h"
-#include "platform/static_lock.h"
+#include "platform/thread.h"
 #include "util/logger.h"
 
 namespace Tav {

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "platform/error.h"
-#include "platform/sync.h"
+#include "platform/thread.h"
 #include "util/logger.h"
 
 namespace Tav {

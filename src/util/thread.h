@@ -6,8 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/native_thread.h"
-#include "platform/sync.h"
+#include "platform/thread.h"
 
 namespace Tav {
 

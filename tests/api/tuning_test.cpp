@@ -2,9 +2,9 @@
 #include <fstream>
 
 #include "api/library.h"
+#include "cache/cache_file_name.h"
 #include "config/server_urls.h"
 #include "platform/process.h"
-#include "streams/cache_file_name.h"
 #include "support/records.h"
 #include "support/table_fixture.h"
 

@@ -1,4 +1,4 @@
-#include "platform/c_file.h"
+#include "platform/file.h"
 
 #include <gtest/gtest.h>
 

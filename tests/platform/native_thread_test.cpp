@@ -1,4 +1,4 @@
-#include "platform/native_thread.h"
+#include "platform/thread.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/error.h"
-#include "platform/memory.h"
 #include "platform/set_environment.h"
 
 namespace Tav::Platform {

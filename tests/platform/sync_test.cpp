@@ -1,4 +1,4 @@
-#include "platform/sync.h"
+#include "platform/thread.h"
 
 #include <gtest/gtest.h>
 

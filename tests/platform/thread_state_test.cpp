@@ -8,7 +8,7 @@
 
 #include "platform/error.h"
 #include "platform/process.h"
-#include "platform/tls_slot.h"
+#include "platform/thread.h"
 
 namespace Tav::Platform {
 namespace {

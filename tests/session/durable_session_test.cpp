@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "cache/cache_file_name.h"
 #include "session/session_fixture.h"
 #include "storage/storage_views.h"
-#include "streams/cache_file_name.h"
 #include "util/time_stamp.h"
 
 namespace Tav {

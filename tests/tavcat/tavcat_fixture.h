@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "cache/cache_manager.h"
 #include "model/built_record.h"
-#include "streams/cache_manager.h"
 #include "streams/gzip_stream.h"
 #include "streams/memory_stream.h"
 #include "support/storage_folder.h"

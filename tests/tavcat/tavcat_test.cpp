@@ -1,6 +1,6 @@
 // What is shown of a folder in order, and of what is not the library's.
+#include "cache/cache_file_name.h"
 #include "storage/storage_views.h"
-#include "streams/cache_file_name.h"
 #include "tavcat/tavcat_fixture.h"
 #include "util/storage_directory.h"
 #include "util/tav_file.h"

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-#include "platform/directory.h"
+#include "platform/file.h"
 #include "platform/process.h"
 #include "platform/set_environment.h"
 #include "support/captured_log.h"

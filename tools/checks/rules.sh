@@ -26,7 +26,7 @@ complain "these headers cost the DLL hundreds of kilobytes; src/platform has wha
   "$(search '#[[:space:]]*include[[:space:]]*<(iostream|fstream|sstream|ostream|istream|locale|regex|filesystem|thread|future|condition_variable)>' \
     'src/*.h' 'src/*.cpp')"
 
-complain "thread_local costs a run-time of its own; src/platform/tls_slot.h does it" \
+complain "thread_local costs a run-time of its own; src/platform/thread.h does it" \
   "$(search '^[^/]*\bthread_local\b' 'src/*.h' 'src/*.cpp')"
 
 complain "references to JSON values are counted in src/util/json.h alone" \

@@ -3,8 +3,8 @@
 #include <cerrno>
 
 #include "platform/error.h"
-#include "platform/file_status.h"
-#include "platform/sync.h"
+#include "platform/file.h"
+#include "platform/thread.h"
 
 #ifdef _WIN32
 #include <fcntl.h>

@@ -5,9 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/directory.h"
+#include "cache/cache_file_name.h"
 #include "platform/file.h"
-#include "streams/cache_file_name.h"
 #include "tavcat/cache_file.h"
 #include "tavcat/file_contents.h"
 #include "tavcat/storage_file.h"

@@ -217,4 +217,38 @@ bool ListFiles(const char* directory, std::vector<std::string>& names) {
   return true;
 }
 
+bool QueryFileStatus(const char* path, FileStatus& status) {
+  struct stat found{};
+  if (stat(path, &found) != 0) {
+    return false;
+  }
+  status.size = found.st_size;
+  status.modifiedAt = found.st_mtime;
+  return true;
+}
+
+const char kPathSeparator = '/';
+
+bool DirectoryExists(const std::string& path) {
+  struct stat status{};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool MakeDirectory(const std::string& path) {
+  return mkdir(path.c_str(), 0777) == 0;
+}
+
+// This side has no other code page.
+std::string PathToUtf8(std::string_view path) {
+  return std::string(path);
+}
+
+std::FILE* OpenFile(const char* utf8Path, const char* mode) {
+  std::FILE* const file = std::fopen(utf8Path, mode);
+  if (file) {
+    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
+  }
+  return file;
+}
+
 }  // namespace Tav::Platform

@@ -1,6 +1,7 @@
 #include "platform/process.h"
 
 #include <sched.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -25,6 +26,18 @@ std::optional<std::string> Environment(const char* name) {
     return std::nullopt;
   }
   return std::string(value);
+}
+
+void* AllocatePages(size_t size) {
+  void* const pages =
+      mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return pages == MAP_FAILED ? nullptr : pages;
+}
+
+void FreePages(void* pages, size_t size) {
+  if (pages) {
+    munmap(pages, size);
+  }
 }
 
 }  // namespace Tav::Platform

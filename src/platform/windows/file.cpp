@@ -1,5 +1,6 @@
 #include "platform/file.h"
 
+#include <direct.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <io.h>
@@ -74,6 +75,13 @@ class FileSearch {
   _wfinddata64_t entry_{};
   const intptr_t handle_;
 };
+
+constexpr uint64_t kUnitsPerSecond = 10'000'000;
+constexpr int64_t kSecondsFrom1601To1970 = 11'644'473'600;
+
+uint64_t Join(DWORD high, DWORD low) {
+  return (static_cast<uint64_t>(high) << 32) | low;
+}
 
 }  // namespace
 
@@ -191,6 +199,46 @@ bool ListFiles(const char* directory, std::vector<std::string>& names) {
     }
   } while (search.Next());
   return true;
+}
+
+// The C run-time's stat reads the directory's entry, which is behind while a file is open.
+bool QueryFileStatus(const char* path, FileStatus& status) {
+  WIN32_FILE_ATTRIBUTE_DATA found;
+  if (!GetFileAttributesExW(ToWide(path).c_str(), GetFileExInfoStandard, &found)) {
+    const DWORD reason = GetLastError();
+    errno = reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND ? ENOENT : EACCES;
+    return false;
+  }
+  const FILETIME& written = found.ftLastWriteTime;
+  status.size = static_cast<int64_t>(Join(found.nFileSizeHigh, found.nFileSizeLow));
+  status.modifiedAt =
+      static_cast<int64_t>(Join(written.dwHighDateTime, written.dwLowDateTime) / kUnitsPerSecond) -
+      kSecondsFrom1601To1970;
+  return true;
+}
+
+const char kPathSeparator = '\\';
+
+bool DirectoryExists(const std::string& path) {
+  const DWORD attributes = GetFileAttributesW(ToWide(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool MakeDirectory(const std::string& path) {
+  return _wmkdir(ToWide(path).c_str()) == 0;
+}
+
+std::string PathToUtf8(std::string_view path) {
+  return ToUtf8(ToWide(path));
+}
+
+std::FILE* OpenFile(const char* utf8Path, const char* mode) {
+  std::FILE* const file = _wfopen(ToWide(utf8Path).c_str(), ToWide(mode).c_str());
+  if (file) {
+    const intptr_t handle = _get_osfhandle(_fileno(file));
+    SetHandleInformation(reinterpret_cast<HANDLE>(handle), HANDLE_FLAG_INHERIT, 0);
+  }
+  return file;
 }
 
 }  // namespace Tav::Platform

@@ -1,5 +1,5 @@
 // A library with a thread of its own, for the test of what happens when it is unloaded too early.
-#include "platform/native_thread.h"
+#include "platform/thread.h"
 
 namespace {
 

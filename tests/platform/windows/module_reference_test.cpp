@@ -2,7 +2,7 @@
 #include <windows.h>
 
 #include "platform/clock.h"
-#include "platform/sync.h"
+#include "platform/thread.h"
 
 namespace Tav::Platform {
 namespace {

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "streams/cache_file_reader.h"
+#include "cache/cache_file_reader.h"
 #include "support/records.h"
 
 namespace Tav::Testing {

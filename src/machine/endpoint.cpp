@@ -1,0 +1,135 @@
+#include "machine/endpoint.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+
+#include "platform/error.h"
+#include "platform/identifiers.h"
+#include "storage/storage_views.h"
+#include "util/hash.h"
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr char kEndpointKey[] = "Endpoint";
+constexpr std::string_view kMarker = "02X";
+constexpr size_t kAddressLength = 6;
+constexpr std::string_view kExcludedWords[] = {"Bluetooth", "VirtualBox", "VMware", "Infrared",
+                                               "IrDA",      "Virtual",    "VPN"};
+
+// The low byte of each unit: the words above are all that it is compared with.
+std::string Narrow(const std::u16string& text) {
+  std::string narrow;
+  narrow.reserve(text.size());
+  for (const char16_t unit : text) {
+    narrow.push_back(static_cast<char>(unit & 0xFF));
+  }
+  return narrow;
+}
+
+bool IsEligible(const Platform::Adapter& adapter) {
+  const std::string description = Narrow(adapter.description);
+  return adapter.address.size() == kAddressLength &&
+         std::none_of(std::begin(kExcludedWords), std::end(kExcludedWords),
+                      [&](auto word) { return description.find(word) != std::string::npos; });
+}
+
+std::string AddressText(const std::vector<uint8_t>& address) {
+  char text[2 * kAddressLength + 1];
+  std::snprintf(text, sizeof text, "%02X%02X%02X%02X%02X%02X", address[0], address[1], address[2],
+                address[3], address[4], address[5]);
+  return text;
+}
+
+std::string GetMacAddress() {
+  const Platform::AdapterList list = Platform::QueryAdapters();
+  switch (list.failedStep) {
+    case Platform::AdapterStep::None:
+      break;
+    case Platform::AdapterStep::Size:
+      Platform::SetLastError(list.status);
+      LogError("$EP: Cannot get size of adapter info");
+      break;
+    case Platform::AdapterStep::List:
+      Platform::SetLastError(list.status);
+      LogError("$EP: Cannot get adapter info");
+      break;
+  }
+  return ChooseHardwareAddress(list.adapters);
+}
+
+}  // namespace
+
+std::string ChooseHardwareAddress(const std::vector<Platform::Adapter>& adapters) {
+  std::string smallest;
+  for (const Platform::Adapter& adapter : adapters) {
+    TAV_TRACE("Checking adapter %s", adapter.name.c_str());
+    if (!adapter.friendlyName.empty()) {
+      TAV_TRACE("Adapter name is %s", adapter.friendlyName.c_str());
+    }
+    if (!IsEligible(adapter)) {
+      continue;
+    }
+    std::string address = AddressText(adapter.address);
+    if (smallest.empty() || address < smallest) {
+      smallest = std::move(address);
+    }
+  }
+  return smallest;
+}
+
+std::string HashedEndpointId(const std::string& text) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  uint8_t digest[20];
+  const uint32_t length = HashText(kHashSha1, text, digest, sizeof digest);
+  if (length == 0) {
+    return {};
+  }
+  std::string hex;
+  for (uint32_t i = 0; i < length; ++i) {
+    hex += kDigits[digest[i] >> 4];
+    hex += kDigits[digest[i] & 0xF];
+  }
+  return hex.replace(0, kMarker.size(), kMarker);
+}
+
+std::string RandomEndpointId() {
+  const Platform::Uuid uuid = Platform::NewUuid();
+  char text[41];
+  std::snprintf(text, sizeof text, "XXXX%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
+                uuid.data1, uuid.data2, uuid.data3, uuid.data4[0], uuid.data4[1], uuid.data4[2],
+                uuid.data4[3], uuid.data4[4], uuid.data4[5], uuid.data4[6], uuid.data4[7]);
+  return text;
+}
+
+void Endpoint::Compute() {
+  if (!id_.empty()) {
+    return;
+  }
+  const std::string address = GetMacAddress();
+  if (!address.empty()) {
+    id_ = HashedEndpointId(address + Platform::UserName());
+  }
+  // A machine that cannot hash needs an identifier, too, and a part of one would be none.
+  if (id_.empty()) {
+    id_ = RandomEndpointId();
+  }
+}
+
+void Endpoint::Persist(PersistentStorage* storage) const {
+  PersistentStorage::ClientView(storage).SetValue(kEndpointKey, id_);
+}
+
+bool Endpoint::IsChanged(PersistentStorage* storage) {
+  EnvValue stored = PersistentStorage::ClientView(storage).GetValue(kEndpointKey);
+  if (stored.type != EnvType::String || stored.strData.empty()) {
+    return true;
+  }
+  id_ = std::move(stored.strData);
+  return false;
+}
+
+}  // namespace Tav

@@ -1,0 +1,253 @@
+#include "platform/thread.h"
+
+#include <pthread.h>
+#include <sched.h>
+#include <time.h>
+
+#include <atomic>
+#include <cerrno>
+#include <new>
+
+namespace Tav::Platform {
+
+namespace {
+
+// A flag that threads can wait for, on the monotonic clock.
+class EventState {
+ public:
+  EventState();
+  ~EventState();
+  EventState(const EventState&) = delete;
+  EventState& operator=(const EventState&) = delete;
+
+  // Raises the flag and wakes one waiter.
+  void Raise();
+  bool Raised();
+  // Waits until the flag is raised, at most `milliseconds`, without limit when negative; lowers it
+  // again when `lower` is true.
+  WaitResult Wait(int milliseconds, bool lower);
+
+ private:
+  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+  pthread_cond_t condition_;
+  bool raised_ = false;
+};
+
+timespec DeadlineIn(int milliseconds) {
+  timespec deadline{};
+  clock_gettime(CLOCK_MONOTONIC, &deadline);
+  deadline.tv_sec += milliseconds / 1000;
+  deadline.tv_nsec += (milliseconds % 1000) * 1000000L;
+  if (deadline.tv_nsec >= 1000000000L) {
+    deadline.tv_nsec -= 1000000000L;
+    ++deadline.tv_sec;
+  }
+  return deadline;
+}
+
+EventState::EventState() {
+  pthread_condattr_t attributes;
+  pthread_condattr_init(&attributes);
+  pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+  pthread_cond_init(&condition_, &attributes);
+  pthread_condattr_destroy(&attributes);
+}
+
+EventState::~EventState() {
+  pthread_cond_destroy(&condition_);
+  pthread_mutex_destroy(&mutex_);
+}
+
+void EventState::Raise() {
+  pthread_mutex_lock(&mutex_);
+  raised_ = true;
+  pthread_cond_signal(&condition_);
+  pthread_mutex_unlock(&mutex_);
+}
+
+bool EventState::Raised() {
+  pthread_mutex_lock(&mutex_);
+  const bool raised = raised_;
+  pthread_mutex_unlock(&mutex_);
+  return raised;
+}
+
+WaitResult EventState::Wait(int milliseconds, bool lower) {
+  const bool limited = milliseconds >= 0;
+  const timespec deadline = DeadlineIn(limited ? milliseconds : 0);
+  WaitResult result = WaitResult::Signalled;
+  pthread_mutex_lock(&mutex_);
+  while (!raised_ && result == WaitResult::Signalled) {
+    const int code = limited ? pthread_cond_timedwait(&condition_, &mutex_, &deadline)
+                             : pthread_cond_wait(&condition_, &mutex_);
+    if (code == ETIMEDOUT) {
+      result = WaitResult::TimedOut;
+    } else if (code != 0) {
+      result = WaitResult::Failed;
+    }
+  }
+  if (raised_) {
+    result = WaitResult::Signalled;
+    raised_ = !lower;
+  }
+  pthread_mutex_unlock(&mutex_);
+  return result;
+}
+
+pthread_mutex_t* Mutex(unsigned char* storage) {
+  return std::launder(reinterpret_cast<pthread_mutex_t*>(storage));
+}
+
+static_assert(sizeof(pthread_mutex_t) <= 40);
+
+// A default mutex's initial state is all zero bits on the systems this stand-in runs on.
+pthread_mutex_t* Native(unsigned char* storage) {
+  return std::launder(reinterpret_cast<pthread_mutex_t*>(storage));
+}
+
+// Shared by the thread and its handle; the last of the two deletes it.
+struct ThreadState {
+  ThreadState(NativeThread::Entry entryFunction, void* entryArgument)
+      : entry(entryFunction), argument(entryArgument) {}
+
+  const NativeThread::Entry entry;
+  void* const argument;
+  pthread_t thread{};
+  EventState ended;
+  std::atomic<int> references{2};
+
+  void Release() {
+    if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      delete this;
+    }
+  }
+};
+
+void* RunThread(void* parameter) {
+  auto* const state = static_cast<ThreadState*>(parameter);
+  state->entry(state->argument);
+  state->ended.Raise();
+  state->Release();
+  return nullptr;
+}
+
+}  // namespace
+
+Lock::Lock() {
+  static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
+  static_assert(alignof(pthread_mutex_t) <= alignof(Lock));
+  pthread_mutex_init(new (storage_) pthread_mutex_t, nullptr);
+}
+
+Lock::~Lock() {
+  pthread_mutex_destroy(Mutex(storage_));
+}
+
+void Lock::lock() {
+  pthread_mutex_lock(Mutex(storage_));
+}
+
+void Lock::unlock() {
+  pthread_mutex_unlock(Mutex(storage_));
+}
+
+AutoResetEvent::AutoResetEvent() : impl_(new(std::nothrow) EventState) {}
+
+AutoResetEvent::~AutoResetEvent() {
+  delete static_cast<EventState*>(impl_);
+}
+
+bool AutoResetEvent::Set() {
+  if (!impl_) {
+    return false;
+  }
+  static_cast<EventState*>(impl_)->Raise();
+  return true;
+}
+
+WaitResult AutoResetEvent::Wait(int milliseconds) {
+  return impl_ ? static_cast<EventState*>(impl_)->Wait(milliseconds, true) : WaitResult::Failed;
+}
+
+void SleepMilliseconds(int milliseconds) {
+  if (milliseconds <= 0) {
+    sched_yield();
+    return;
+  }
+  timespec rest{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
+  while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+  }
+}
+
+void StaticLock::lock() {
+  pthread_mutex_lock(Native(storage_));
+}
+
+void StaticLock::unlock() {
+  pthread_mutex_unlock(Native(storage_));
+}
+
+NativeThread::~NativeThread() {
+  if (!impl_) {
+    return;
+  }
+  auto* const state = static_cast<ThreadState*>(impl_);
+  if (state->ended.Raised()) {
+    // Only its last few instructions are left to wait for.
+    pthread_join(state->thread, nullptr);
+  } else {
+    pthread_detach(state->thread);
+  }
+  state->Release();
+}
+
+bool NativeThread::Start(Entry entry, void* argument) {
+  if (impl_) {
+    errno = EINVAL;
+    return false;
+  }
+  auto* const state = new (std::nothrow) ThreadState(entry, argument);
+  if (!state) {
+    errno = ENOMEM;
+    return false;
+  }
+  const int code = pthread_create(&state->thread, nullptr, RunThread, state);
+  if (code != 0) {
+    delete state;
+    errno = code;
+    return false;
+  }
+  impl_ = state;
+  return true;
+}
+
+WaitResult NativeThread::Join(int milliseconds) {
+  return impl_ ? static_cast<ThreadState*>(impl_)->ended.Wait(milliseconds, false)
+               : WaitResult::Failed;
+}
+
+bool TlsSlot::Acquire() {
+  pthread_key_t key{};
+  valid_ = pthread_key_create(&key, nullptr) == 0;
+  index_ = key;
+  return valid_;
+}
+
+void TlsSlot::Release() {
+  if (valid_) {
+    valid_ = false;
+    pthread_key_delete(static_cast<pthread_key_t>(index_));
+  }
+}
+
+void* TlsSlot::Get() const {
+  return valid_ ? pthread_getspecific(static_cast<pthread_key_t>(index_)) : nullptr;
+}
+
+void TlsSlot::Set(void* value) const {
+  if (valid_) {
+    pthread_setspecific(static_cast<pthread_key_t>(index_), value);
+  }
+}
+
+}  // namespace Tav::Platform

@@ -1,0 +1,196 @@
+#include "platform/thread.h"
+
+#include <windows.h>
+
+#include <cerrno>
+#include <new>
+
+#include "platform/error.h"
+
+namespace Tav::Platform {
+
+namespace {
+
+// The heap's own locks spin this often: long enough for a section of a few hundred instructions,
+// short enough for a holder that lost its processor.
+constexpr DWORD kSpinCount = 4000;
+
+CRITICAL_SECTION* Section(unsigned char* storage) {
+  return std::launder(reinterpret_cast<CRITICAL_SECTION*>(storage));
+}
+
+DWORD Limit(int milliseconds) {
+  return milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds);
+}
+
+static_assert(sizeof(SRWLOCK) <= 40);
+
+// An SRWLOCK's initial state is all zero bits.
+SRWLOCK* Native(unsigned char* storage) {
+  return std::launder(reinterpret_cast<SRWLOCK*>(storage));
+}
+
+struct StartBlock {
+  NativeThread::Entry entry;
+  void* argument;
+  HMODULE module;
+};
+
+// A reference to the module that holds this code, the library or a program it is linked into.
+HMODULE ReferenceOwnModule() {
+  HMODULE module = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                     reinterpret_cast<LPCWSTR>(&ReferenceOwnModule), &module);
+  return module;
+}
+
+// The thread gives its reference to the module back with its last step: after that no instruction
+// of this module may run on it, not even a return.
+DWORD WINAPI RunThread(void* parameter) {
+  const StartBlock start = *static_cast<StartBlock*>(parameter);
+  delete static_cast<StartBlock*>(parameter);
+  start.entry(start.argument);
+  FreeLibraryAndExitThread(start.module, 0);
+}
+
+int ErrnoOf(DWORD lastError) {
+  switch (lastError) {
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_OUTOFMEMORY:
+      return ENOMEM;
+    case ERROR_ACCESS_DENIED:
+      return EACCES;
+    case ERROR_INVALID_PARAMETER:
+    case ERROR_MOD_NOT_FOUND:
+      return EINVAL;
+    default:
+      return EAGAIN;
+  }
+}
+
+}  // namespace
+
+Lock::Lock() {
+  static_assert(sizeof(CRITICAL_SECTION) <= sizeof storage_);
+  static_assert(alignof(CRITICAL_SECTION) <= alignof(Lock));
+  InitializeCriticalSectionEx(new (storage_) CRITICAL_SECTION, kSpinCount,
+                              CRITICAL_SECTION_NO_DEBUG_INFO);
+}
+
+Lock::~Lock() {
+  DeleteCriticalSection(Section(storage_));
+}
+
+void Lock::lock() {
+  EnterCriticalSection(Section(storage_));
+}
+
+void Lock::unlock() {
+  LeaveCriticalSection(Section(storage_));
+}
+
+AutoResetEvent::AutoResetEvent() : impl_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
+
+AutoResetEvent::~AutoResetEvent() {
+  if (impl_) {
+    const ErrorKeeper keeper;
+    CloseHandle(impl_);
+  }
+}
+
+bool AutoResetEvent::Set() {
+  return impl_ && SetEvent(impl_) != FALSE;
+}
+
+WaitResult AutoResetEvent::Wait(int milliseconds) {
+  if (!impl_) {
+    return WaitResult::Failed;
+  }
+  return static_cast<WaitResult>(WaitForSingleObject(impl_, Limit(milliseconds)));
+}
+
+void SleepMilliseconds(int milliseconds) {
+  Sleep(milliseconds > 0 ? static_cast<DWORD>(milliseconds) : 0);
+}
+
+void StaticLock::lock() {
+  AcquireSRWLockExclusive(Native(storage_));
+}
+
+void StaticLock::unlock() {
+  ReleaseSRWLockExclusive(Native(storage_));
+}
+
+NativeThread::~NativeThread() {
+  if (impl_) {
+    const ErrorKeeper keeper;
+    CloseHandle(impl_);
+  }
+}
+
+bool NativeThread::Start(Entry entry, void* argument) {
+  if (impl_) {
+    errno = EINVAL;
+    return false;
+  }
+  auto* start = new (std::nothrow) StartBlock{entry, argument, nullptr};
+  if (!start) {
+    errno = ENOMEM;
+    return false;
+  }
+  start->module = ReferenceOwnModule();
+  // Not the C run-time's _beginthreadex: some of its versions count a module reference of their own
+  // that only their own way out of the thread gives back.
+  impl_ = start->module ? CreateThread(nullptr, 0, RunThread, start, 0, nullptr) : nullptr;
+  if (!impl_) {
+    const DWORD reason = ::GetLastError();
+    if (start->module) {
+      FreeLibrary(start->module);
+    }
+    delete start;
+    ::SetLastError(reason);
+    errno = ErrnoOf(reason);
+    return false;
+  }
+  return true;
+}
+
+WaitResult NativeThread::Join(int milliseconds) {
+  if (!impl_) {
+    return WaitResult::Failed;
+  }
+  const DWORD limit = milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds);
+  return static_cast<WaitResult>(WaitForSingleObject(impl_, limit));
+}
+
+bool TlsSlot::Acquire() {
+  index_ = TlsAlloc();
+  valid_ = index_ != TLS_OUT_OF_INDEXES;
+  return valid_;
+}
+
+void TlsSlot::Release() {
+  if (valid_) {
+    valid_ = false;
+    TlsFree(index_);
+  }
+}
+
+void* TlsSlot::Get() const {
+  if (!valid_) {
+    return nullptr;
+  }
+  // TlsGetValue clears the last error to tell a null value from a failure.
+  const DWORD lastError = ::GetLastError();
+  void* const value = TlsGetValue(index_);
+  ::SetLastError(lastError);
+  return value;
+}
+
+void TlsSlot::Set(void* value) const {
+  if (valid_) {
+    TlsSetValue(index_, value);
+  }
+}
+
+}  // namespace Tav::Platform

@@ -1,0 +1,235 @@
+// The parts that a test-access object keeps.
+#include "test_access/backdoor.h"
+
+#include <string_view>
+
+#include "api/arguments.h"
+#include "api/boundary.h"
+#include "api/entry_points.h"
+#include "cache/cache_file_name.h"
+#include "cache/cache_manager.h"
+#include "machine/client_info.h"
+#include "machine/endpoint.h"
+#include "storage/product_info.h"
+#include "test_access/backdoor_result.h"
+#include "util/arena.h"
+#include "util/json.h"
+#include "util/storage_directory.h"
+
+using namespace Tav;
+
+namespace {
+
+constexpr int32_t kProductAdded = 2;
+
+// While it exists, cache managers are made with this prefix.
+class PrefixScope {
+ public:
+  explicit PrefixScope(std::string_view prefix) { SetCachePrefixOverride(prefix); }
+  ~PrefixScope() { SetCachePrefixOverride({}); }
+  PrefixScope(const PrefixScope&) = delete;
+  PrefixScope& operator=(const PrefixScope&) = delete;
+};
+
+// As JSON writes it, whatever the locale.
+std::string NumberText(double number) {
+  const JsonPtr value(json_real(number));
+  char text[64];
+  const size_t length = json_dumpb(value.Get(), text, sizeof text, JSON_ENCODE_ANY);
+  return std::string(text, length <= sizeof text ? length : 0);
+}
+
+// A value without type for a text that is no number.
+EnvValue ParseNumber(const char* text) {
+  const JsonPtr value(json_loads(text, JSON_DECODE_ANY | JSON_DECODE_INT_AS_REAL, nullptr));
+  return json_is_real(value.Get()) ? EnvValue::Number(json_real_value(value.Get())) : EnvValue();
+}
+
+}  // namespace
+
+Backdoor::Backdoor() {
+  UseArenasForJson();
+}
+
+Backdoor::~Backdoor() = default;
+
+int32_t Backdoor::CreateClientInfo() noexcept {
+  return Boundary(kFailed, [&] {
+    clientInfo_ = std::make_unique<ClientInfo>();
+    return kYes;
+  });
+}
+
+int32_t Backdoor::CreateProductInfo(const char* name, const char* version) noexcept {
+  return Boundary(kFailed, [&] {
+    productInfo_ = std::make_unique<ProductInfo>(OrEmpty(name), OrEmpty(version), nullptr);
+    return kYes;
+  });
+}
+
+int32_t Backdoor::OpenStorage(int32_t timestamps, int32_t update) noexcept {
+  return Boundary(kFailed, [&] {
+    DropViews();
+    if (storage_ == nullptr) {
+      storage_ = std::make_unique<PersistentStorage>();
+    }
+    return YesOrNo(timestamps != 0 ? storage_->OpenTimestamps(update != 0)
+                                   : storage_->Open(update != 0));
+  });
+}
+
+int32_t Backdoor::CreateClientView() noexcept {
+  return Boundary(kFailed, [&] {
+    if (storage_ == nullptr) {
+      return kFailed;
+    }
+    clientView_ = std::make_unique<PersistentStorage::ClientView>(storage_.get());
+    return kYes;
+  });
+}
+
+int32_t Backdoor::CreateProductView(const char* name,
+                                    const char* version,
+                                    const char* platform) noexcept {
+  return Boundary(kFailed, [&] {
+    if (storage_ == nullptr) {
+      return kFailed;
+    }
+    productView_ = std::make_unique<PersistentStorage::ProductView>(
+        storage_.get(), OrEmpty(name), OrEmpty(version), OrEmpty(platform));
+    return productView_->Added() ? kProductAdded : kYes;
+  });
+}
+
+int32_t Backdoor::CreateProductEnvView(const char* name,
+                                       const char* version,
+                                       const char* platform,
+                                       int32_t settings) noexcept {
+  return Boundary(kFailed, [&] {
+    if (storage_ == nullptr) {
+      return kFailed;
+    }
+    productEnvView_ = std::make_unique<PersistentStorage::ProductEnvView>(
+        storage_.get(), OrEmpty(name), OrEmpty(version), OrEmpty(platform), settings != 0);
+    return kYes;
+  });
+}
+
+const char* Backdoor::CreateEndpoint(int32_t steps) noexcept {
+  return Boundary<const char*>(nullptr, [&]() -> const char* {
+    if ((steps & (kEndpointRead | kEndpointPersist)) != 0 && storage_ == nullptr) {
+      return nullptr;
+    }
+    endpoint_ = std::make_unique<Endpoint>();
+    if ((steps & kEndpointRead) != 0) {
+      endpoint_->IsChanged(storage_.get());
+    }
+    if ((steps & kEndpointCompute) != 0) {
+      endpoint_->Compute();
+    }
+    if ((steps & kEndpointPersist) != 0) {
+      endpoint_->Persist(storage_.get());
+    }
+    text_ = endpoint_->GetId();
+    return text_.c_str();
+  });
+}
+
+int32_t Backdoor::CreateCacheManager(const char* prefix) noexcept {
+  return Boundary(kFailed, [&] {
+    if (*OrEmpty(prefix) == '\0') {
+      return kFailed;
+    }
+    const PrefixScope scope(prefix);
+    cacheManager_ = std::make_unique<CacheManager>(GetStorageDirectory(), "", "");
+    return YesOrNo(!cacheManager_->Disabled());
+  });
+}
+
+const char* Backdoor::GetText(int32_t part, const char* key) noexcept {
+  return Boundary<const char*>(nullptr, [&] {
+    return FindText(static_cast<KeptPart>(part), OrEmpty(key)) ? text_.c_str() : nullptr;
+  });
+}
+
+int32_t Backdoor::SetViewValue(int32_t view,
+                               const char* key,
+                               const char* value,
+                               int32_t isNumber) noexcept {
+  return Boundary(kFailed, [&] {
+    PersistentStorage::View* const target = ViewOf(static_cast<KeptPart>(view));
+    if (target == nullptr) {
+      return kFailed;
+    }
+    if (value == nullptr) {
+      return YesOrNo(target->RemoveValue(OrEmpty(key)));
+    }
+    return YesOrNo(target->SetValue(OrEmpty(key),
+                                    isNumber != 0 ? ParseNumber(value) : EnvValue::String(value)));
+  });
+}
+
+// Views go before the storage whose document they show.
+void Backdoor::Destroy(int32_t freeObject) noexcept {
+  clientInfo_.reset();
+  productInfo_.reset();
+  clientView_.reset();
+  productView_.reset();
+  productEnvView_.reset();
+  endpoint_.reset();
+  storage_.reset();
+  cacheManager_.reset();
+  text_.clear();
+  if (freeObject != 0) {
+    delete this;
+  }
+}
+
+PersistentStorage::View* Backdoor::ViewOf(KeptPart part) const {
+  switch (part) {
+    case KeptPart::ClientView:
+      return clientView_.get();
+    case KeptPart::ProductView:
+      return productView_.get();
+    case KeptPart::ProductEnvView:
+      return productEnvView_.get();
+    default:
+      return nullptr;
+  }
+}
+
+// Whether there is such a text; it is then the one to return.
+bool Backdoor::FindText(KeptPart part, const char* key) {
+  if (part == KeptPart::ClientInfo && clientInfo_ != nullptr) {
+    const ClientEnv& env = clientInfo_->GetClientEnv();
+    const auto found = env.find(key);
+    return found != env.end() && TakeValue(EnvValue::String(found->second));
+  }
+  if (part == KeptPart::ProductInfo && productInfo_ != nullptr) {
+    EnvValue value;
+    return productInfo_->FindEnvValue(key, value) && TakeValue(value);
+  }
+  if (part == KeptPart::Endpoint && endpoint_ != nullptr) {
+    return TakeValue(EnvValue::String(endpoint_->GetId()));
+  }
+  if (part == KeptPart::CacheManager && cacheManager_ != nullptr) {
+    return TakeValue(EnvValue::String(cacheManager_->Prefix()));
+  }
+  const PersistentStorage::View* const view = ViewOf(part);
+  return view != nullptr && TakeValue(view->GetValue(key));
+}
+
+bool Backdoor::TakeValue(const EnvValue& value) {
+  text_ = value.type == EnvType::Number ? NumberText(value.numData) : value.strData;
+  return value.type != EnvType::None;
+}
+
+void Backdoor::DropViews() {
+  clientView_.reset();
+  productView_.reset();
+  productEnvView_.reset();
+}
+
+Backdoor* TAV_CALL TavCreateBackdoor() {
+  return Boundary<Backdoor*>(nullptr, [] { return new Backdoor; });
+}
