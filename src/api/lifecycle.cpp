@@ -75,7 +75,7 @@ int StartSessionManager(Library& library) {
   auto* const manager = new SessionManager(library.config.TakeForManager());
   manager->SetTestFlag(library.testFlag);
   library.sessionManager.store(manager, std::memory_order_release);
-  const int status = manager->Init();
+  const auto status = static_cast<int>(manager->Init());
   if (status != TAV_OK) {
     library.sessionManager.store(nullptr, std::memory_order_release);
     manager->Release();
@@ -209,7 +209,7 @@ int TAV_CALL TavCommit() {
       LogError("Tav: TavCommit called with no manager defined");
       return 0;
     }
-    return manager->Commit() == 0 ? 0 : 1;
+    return manager->Commit() == CommitResult::Sent ? 0 : 1;
   });
 }
 

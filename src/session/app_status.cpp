@@ -1,70 +1,51 @@
 #include "session/app_status.h"
 
-#include <algorithm>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "storage/storage_views.h"
 #include "util/logger.h"
 
 namespace Tav {
 
-namespace {
+AppStatus::AppStatus(const LibraryConfig& config, Consent consent)
+    : consent_(consent),
+      product_(config.productName, config.productVersion, config.productValues.get()),
+      settings_(product_.GetName(), product_.GetVersion(), product_.GetPlatform()) {}
 
-constexpr int64_t kSecondsPerDay = 86400;
-
-constexpr char kLastServerAccess[] = "LastServerAccess";
-constexpr char kLastActive[] = "LastActive";
-constexpr char kLastConfigAccess[] = "LastConfigAccess";
-
-PersistentStorage::ProductView ViewOf(PersistentStorage* storage, const ProductInfo& product) {
-  return {storage, product.GetName(), product.GetVersion(), product.GetPlatform()};
+ProductIdentity AppStatus::Identity() const {
+  return {product_.GetName(), product_.GetVersion(), product_.GetPlatform()};
 }
 
-// Far beyond any day that a clock can show, and what a file may hold beyond that.
-constexpr double kLastDay = 1e9;
-
-// 0 when the key is missing or holds no number.
-int64_t DayOf(const EnvValue& value) {
-  return value.type == EnvType::Number
-             ? static_cast<int64_t>(std::clamp(value.numData, -kLastDay, kLastDay))
-             : 0;
+void AppStatus::CollectClient() {
+  if (consent_.AllowsMachineDescription()) {
+    client_.Collect();
+  }
 }
-
-// Whatever happens, the file is not kept locked.
-class Closing {
- public:
-  explicit Closing(PersistentStorage& storage) : storage_(storage) {}
-  Closing(const Closing&) = delete;
-  Closing& operator=(const Closing&) = delete;
-  ~Closing() { storage_.Close(false); }
-
- private:
-  PersistentStorage& storage_;
-};
-
-}  // namespace
 
 void AppStatus::Load() {
   TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  const Closing closing(storage_);
+  const StorageCloser closer(storage_);
   storage_.Open(false);
-  changed_.client = client_.IsChanged(&storage_);
-  changed_.productEnvironment = product_.IsChanged(&storage_);
+  const bool clientChanged = client_.IsChanged(&storage_);
+  const bool productChanged = product_.IsChanged(&storage_);
   product_.LoadEnvFromPS(&storage_);
   const bool newEndpoint = endpoint_.IsChanged(&storage_);
   settings_.LoadFromStorage(&storage_);
   storage_.CloseAndSave();
-  changed_.app = changed_.productEnvironment || changed_.client;
-  TAV_DEBUG("SM: App changed: %d (prodEnv: %d, cli: %d, ep: %d)", changed_.app,
-            changed_.productEnvironment, changed_.client, newEndpoint);
+  changes_.OnCompared(productChanged, clientChanged);
+  TAV_DEBUG("SM: App changed: %d (prodEnv: %d, cli: %d, ep: %d)", changes_.RecordDue(),
+            productChanged, clientChanged, newEndpoint);
   if (newEndpoint) {
     StoreEndpoint();
   }
 }
 
-// One that another process has stored meanwhile wins.
+// If another process has stored an identifier meanwhile, that one counts.
 void AppStatus::StoreEndpoint() {
   endpoint_.Compute();
-  const Closing closing(storage_);
+  const StorageCloser closer(storage_);
   storage_.Open(true);
   const bool missing = endpoint_.IsChanged(&storage_);
   if (missing) {
@@ -73,55 +54,70 @@ void AppStatus::StoreEndpoint() {
   storage_.Close(missing);
 }
 
-bool AppStatus::IsClientChanged() {
-  const Closing closing(storage_);
-  storage_.Open(false);
-  const bool changed = client_.IsChanged(&storage_);
-  storage_.Close(false);
-  return changed;
+void AppStatus::ComputeEndpoint() {
+  endpoint_.Compute();
 }
 
-bool AppStatus::LoadTimestamp(int64_t now) {
-  const int64_t today = now / kSecondsPerDay;
-  const Closing closing(storage_);
-  storage_.OpenTimestamps(true);
-  bool newDay = false;
-  {
-    PersistentStorage::ProductView view = ViewOf(&storage_, product_);
-    const int64_t serverAccess = DayOf(view.GetValue(kLastServerAccess));
-    const int64_t active = DayOf(view.GetValue(kLastActive));
-    lastServerAccessTime_.store(serverAccess, std::memory_order_relaxed);
-    lastActiveTime_.store(active, std::memory_order_relaxed);
-    TAV_DEBUG("SM: LoadTimestamp - lastServerAccessTime = %ld, lastActiveTime = %ld",
-              static_cast<long>(serverAccess), static_cast<long>(active));
-    const EnvValue stamp = view.GetValue(kLastConfigAccess);
-    TAV_TRACE("SM: LoadTimestamp - Comparing Config stamps. Old=%ld, today=%ld",
-              static_cast<long>(DayOf(stamp)), static_cast<long>(today));
-    newDay = stamp.type != EnvType::Number || DayOf(stamp) != today;
-    if (newDay) {
-      view.SetValue(kLastConfigAccess, EnvValue::Number(static_cast<double>(today)));
-    }
+void AppStatus::UpdateServer(const std::string& gatewayUrl) {
+  if (!consent_.AllowsReports() || product_.GetServer() == gatewayUrl) {
+    return;
   }
-  storage_.Close(newDay);
-  return newDay;
+  product_.SetServer(gatewayUrl);
+  newServer_ = true;
+  changes_.OnServerChanged();
+  TAV_DEBUG("SM: App changed. Sending product and client information due to server change");
+}
+
+bool AppStatus::FinishClientInfo(int milliseconds) {
+  return client_.Pending() && client_.Finish(milliseconds) && OnClientComplete();
+}
+
+void AppStatus::AbandonClientInfo() {
+  client_.Abandon();
+  OnClientComplete();
+}
+
+bool AppStatus::OnClientComplete() {
+  client_.LogClientEnv();
+  bool changed = false;
+  {
+    const StorageCloser closer(storage_);
+    storage_.Open(false);
+    changed = client_.IsChanged(&storage_);
+    storage_.Close(false);
+  }
+  if (!changed && !newServer_) {
+    return false;
+  }
+  changes_.OnMachineChanged();
+  return true;
+}
+
+void AppStatus::OnProductEnv(const TavValue_s& value) {
+  const bool isMap = value.kind == HandleKind::Map;
+  if (!consent_.AllowsReports() ||
+      !product_.UpdateProductEnv(value.name.View(), value.payload.Get(), isMap)) {
+    return;
+  }
+  changes_.OnProductChanged();
+  TAV_DEBUG("SM: OnProductEnv. Changed: added new: %s", value.name.CString());
 }
 
 void AppStatus::PersistAppStatusChanges() {
-  if (changed_.app) {
-    return;  // what changed stands in no record yet
+  if (changes_.RecordDue()) {
+    return;  // the last change is in no record yet
   }
-  if (changed_.productEnvironment || changed_.client) {
+  if (changes_.Product() || changes_.Machine()) {
     TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
-    const Closing closing(storage_);
+    const StorageCloser closer(storage_);
     storage_.Open(true);
-    if (changed_.productEnvironment) {
+    if (changes_.Product()) {
       product_.PersistToPS(&storage_);
-      changed_.productEnvironment = false;
-      changed_.productDataPersisted = true;
+      changes_.OnProductStored();
     }
-    if (changed_.client) {
+    if (changes_.Machine()) {
       client_.PersistClientInfo(&storage_);
-      changed_.client = false;
+      changes_.OnMachineStored();
     }
     storage_.CloseAndSave();
   }
@@ -129,59 +125,43 @@ void AppStatus::PersistAppStatusChanges() {
 }
 
 void AppStatus::PersistPendingOptOut() {
-  const Closing closing(storage_);
+  if (!changes_.ProductNeverSent()) {
+    return;
+  }
+  TAV_DEBUG("SM: ProcessTermination: writing pending opt-out key to PS");
+  const StorageCloser closer(storage_);
   storage_.Open(true);
   product_.PersistPendingOptOut(&storage_);
   storage_.CloseAndSave();
+}
+
+void AppStatus::ClearOldOptOut() {
+  if (consent_.AllowsReports() || product_.IsPendingOptOutCleared()) {
+    return;
+  }
+  TAV_DEBUG("SM: In opt-out mode with pending opt-out in PS. Clearing it...");
+  ClearPendingOptOut();
 }
 
 void AppStatus::ClearPendingOptOut() {
   if (product_.IsPendingOptOutCleared()) {
     return;
   }
-  const Closing closing(storage_);
+  const StorageCloser closer(storage_);
   storage_.Open(true);
   product_.ClearPendingOptOut(&storage_);
   storage_.CloseAndSave();
 }
 
-bool AppStatus::StoreDay(const char* key, int64_t day) {
-  const Closing closing(storage_);
-  storage_.OpenTimestamps(true);
-  bool stored = false;
-  {
-    PersistentStorage::ProductView view = ViewOf(&storage_, product_);
-    stored =
-        view.SetValue(key, EnvValue::Number(static_cast<double>(day))) && !storage_.HadOpenError();
-  }
-  storage_.Close(stored);
-  return stored;
-}
-
-void AppStatus::PersistLastActiveTime(int64_t now) {
-  const int64_t today = now / kSecondsPerDay;
-  if (LastActiveTime() == today) {
+void AppStatus::StoreFetchedSettings(const std::string& answer) {
+  EnvMap settings;
+  std::vector<std::string> inhibitList;
+  if (!settings_.ParseSettings(settings, inhibitList, answer) ||
+      !settings_.IsChanged(settings, inhibitList)) {
     return;
   }
-  lastActiveTime_.store(today, std::memory_order_relaxed);
-  if (StoreDay(kLastActive, today)) {
-    TAV_DEBUG("SM: Persisted lastActiveTime: %ld", static_cast<long>(today));
-  }
-}
-
-void AppStatus::PersistLastServerAccessTime(int64_t now) {
-  const int64_t today = now / kSecondsPerDay;
-  if (LastServerAccessTime() == today) {
-    return;
-  }
-  lastServerAccessTime_.store(today, std::memory_order_relaxed);
-  if (StoreDay(kLastServerAccess, today)) {
-    TAV_DEBUG("SM: Persisted lastServerAccessTime: %ld", static_cast<long>(today));
-  }
-}
-
-void AppStatus::SaveSettings(const EnvMap& settings, const std::vector<std::string>& inhibitList) {
-  const Closing closing(storage_);
+  TAV_DEBUG("SM: Updating PS with new settings");
+  const StorageCloser closer(storage_);
   storage_.Open(true);
   settings_.SaveToStorage(&storage_, settings, inhibitList);
   storage_.CloseAndSave();

@@ -1,79 +1,80 @@
-// What the storage files know of product, machine and user, compared with what they are now:
-// whether the product's or the client's environment must be sent, the settings of the last fetch,
-// the endpoint identifier, the day stamps. Each operation opens a storage file, does its work and
-// closes it. A file that cannot be read counts as empty, one that cannot be written leaves the work
-// to a later run; the log tells of both.
-//
-// Used by the session thread only, but for the two day numbers, which any thread may read.
+// What the storage files hold about product, machine and settings, compared with this run: which
+// data the server lacks, the endpoint identifier, the settings of the last fetch.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "config/config_manager.h"
 #include "machine/client_info.h"
 #include "machine/endpoint.h"
-#include "session/record_builder.h"
+#include "model/handles.h"
+#include "model/library_config.h"
+#include "model/product_identity.h"
+#include "session/consent.h"
+#include "session/unsent_changes.h"
 #include "storage/persistent_storage.h"
 #include "storage/product_info.h"
 
 namespace Tav {
 
+// Each operation opens a storage file, does its work and closes it. A file that cannot be read
+// counts as empty; what cannot be written is left to a later run. Both are logged. Session thread
+// only, except EndpointId after a synchronous request.
 class AppStatus {
  public:
-  // Borrows all of them.
-  AppStatus(ProductInfo& product,
-            ClientInfo& client,
-            Endpoint& endpoint,
-            ConfigManager& settings,
-            ChangedFlags& changed)
-      : product_(product),
-        client_(client),
-        endpoint_(endpoint),
-        settings_(settings),
-        changed_(changed) {}
+  // Takes the product's identity and values from the configuration.
+  AppStatus(const LibraryConfig& config, Consent consent);
 
-  // Finds out what has changed since the last run, loads the settings and the endpoint identifier,
-  // and makes and stores the latter when there is none.
+  // Starts the description of the machine, which may take minutes. Not after an opt-out.
+  void CollectClient();
+  // Finds what changed since the last run, loads the settings, and makes and stores the endpoint
+  // identifier when there is none.
   void Load();
-  // Whether the description of the machine differs from the stored one.
-  bool IsClientChanged();
-  // Loads the day stamps. True once a day: the settings are to be fetched. The day counts as done
-  // then, whatever the fetch brings.
-  bool LoadTimestamp(int64_t now);
+  void ComputeEndpoint();
+  // A server that the product data was never sent to needs all of it.
+  void UpdateServer(const std::string& gatewayUrl);
 
-  // After a send: what changed has reached the server.
+  // Waits at most `milliseconds` for the description of the machine. True when it has just become
+  // complete and must be sent.
+  bool FinishClientInfo(int milliseconds);
+  // Completes it without the answers that have not come; never waits.
+  void AbandonClientInfo();
+  bool ClientPending() const { return client_.Pending(); }
+  void LogClientEnv() const { client_.LogClientEnv(); }
+
+  // A product value from the host.
+  void OnProductEnv(const TavValue_s& value);
+
+  // After a send of all records: stores the changes that they carried.
   void PersistAppStatusChanges();
-  // At the end of a run that could not send its opt-out or opt-in.
+  // At the end of a run that could not send its opt-out or opt-in: stores it as pending.
   void PersistPendingOptOut();
-  // Forgets one that an earlier run left; nothing happens when there is none.
-  void ClearPendingOptOut();
-  void PersistLastActiveTime(int64_t now);
-  void PersistLastServerAccessTime(int64_t now);
-  // For the next run.
-  void SaveSettings(const EnvMap& settings, const std::vector<std::string>& inhibitList);
+  // At the start of an opted-out run: removes the pending opt-out that an earlier run stored.
+  void ClearOldOptOut();
+  // Stores the settings that the server sent, for the next run.
+  void StoreFetchedSettings(const std::string& answer);
 
-  // Days since 1970, 0 for never.
-  int64_t LastServerAccessTime() const {
-    return lastServerAccessTime_.load(std::memory_order_relaxed);
-  }
-  int64_t LastActiveTime() const { return lastActiveTime_.load(std::memory_order_relaxed); }
+  ProductIdentity Identity() const;
+  const ProductInfo& Product() const { return product_; }
+  const ClientEnv& Client() const { return client_.GetClientEnv(); }
+  const ConfigManager& Settings() const { return settings_; }
+  const std::string& EndpointId() const { return endpoint_.GetId(); }
+  UnsentChanges& Changes() { return changes_; }
 
  private:
+  void ClearPendingOptOut();
   void StoreEndpoint();
-  bool StoreDay(const char* key, int64_t day);
+  bool OnClientComplete();
 
-  ProductInfo& product_;
-  ClientInfo& client_;
-  Endpoint& endpoint_;
-  ConfigManager& settings_;
-  ChangedFlags& changed_;
+  const Consent consent_;
+  ProductInfo product_;
+  ClientInfo client_;
+  Endpoint endpoint_;
+  ConfigManager settings_;
+  UnsentChanges changes_;
+  bool newServer_ = false;  // the gateway has not received any of this product's data
   PersistentStorage storage_;
-  // Written by the session thread at any time, also while a host reads what it was answered.
-  std::atomic<int64_t> lastServerAccessTime_{0};
-  std::atomic<int64_t> lastActiveTime_{0};
 };
 
 }  // namespace Tav

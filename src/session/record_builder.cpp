@@ -23,6 +23,24 @@ size_t SizeIfSet(std::string_view key, const std::string& text) {
 
 }  // namespace
 
+void PendingEvents::Append(WorkItemPtr item) {
+  size_ += item->event->estimatedSize;
+  items_.Append(std::move(item));
+}
+
+WorkItemPtr PendingEvents::TakeFirst() {
+  WorkItemPtr item = items_.TakeFirst();
+  if (item != nullptr) {
+    size_ -= item->event->estimatedSize;
+  }
+  return item;
+}
+
+void PendingEvents::Clear() {
+  while (TakeFirst() != nullptr) {
+  }
+}
+
 void RecordBuilder::SetSessionEnvironment(const EnvMap* values) {
   sessionEnvironment_.Reset();
   if (values == nullptr || values->empty()) {
@@ -63,16 +81,18 @@ int RecordBuilder::OverheadEstimate() const {
   return static_cast<int>(size);
 }
 
-std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pending) {
-  if (!changed_.app && pending.Empty()) {
+std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pending,
+                                                               const UnsentChanges& changes) {
+  if (!changes.RecordDue() && pending.Empty()) {
     return nullptr;
   }
-  // The events' properties stand in the events' own memory: they are freed after the tree.
+  // Declared before the tree: the events' properties are in the events' own memory and must
+  // outlive it.
   WorkList consumed;
   JsonData data;
   componentName_.clear();
   componentVersion_.clear();
-  const size_t headerSize = BeginData(data);
+  const size_t headerSize = BeginData(data, changes);
   if (pending.Empty()) {
     TAV_DEBUG("SM: No events added");
   } else {
@@ -88,20 +108,18 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pe
   std::unique_ptr<BuiltRecord> record = data.Serialize();
   if (record == nullptr) {
     LogWarning("SM: Oops, could not convert json object to a string");
-    return nullptr;
   }
-  changed_.app = false;  // a record that failed has told nobody
   return record;
 }
 
-size_t RecordBuilder::BeginData(JsonData& data) {
+size_t RecordBuilder::BeginData(JsonData& data, const UnsentChanges& changes) const {
   size_t size = AddIdentity(data) + AddTags(data);
-  if (changed_.app) {
-    if (changed_.productEnvironment) {
+  if (changes.RecordDue()) {
+    if (changes.Product()) {
       TAV_TRACE("SM: BeginData: Adding product data");
       size += AddProductEnvironment(data);
     }
-    if (changed_.client && !header_.optOut) {
+    if (changes.Machine() && consent_.AllowsMachineDescription()) {
       TAV_TRACE("SM: BeginData: Adding client data");
       size += AddClientEnvironment(data);
     }
@@ -168,14 +186,14 @@ size_t RecordBuilder::AddProductEnvironment(JsonData& data) const {
   return size;
 }
 
-// A change of server asks for the description also while there is none yet.
+// After a server change this may run before the description is complete.
 size_t RecordBuilder::AddClientEnvironment(JsonData& data) const {
-  if (clientEnvironment_ == nullptr || clientEnvironment_->empty()) {
+  if (client_.empty()) {
     return 0;
   }
   size_t size = data.OpenObject(Key::kClientEnvironment);
   size += data.AddString(Key::kTime, LocalTimeStamp());
-  for (const auto& [label, text] : *clientEnvironment_) {
+  for (const auto& [label, text] : client_) {
     size += data.AddString(label, text);
   }
   data.MoveUp();
@@ -212,8 +230,8 @@ void RecordBuilder::AddEvents(JsonData& data,
 
 void RecordBuilder::AddEvent(JsonData& data, WorkItem& item) {
   TavEvent_s& event = *item.event;
-  SaveOrAttachLists(event);
-  // The entry lives as long as the event does: until the record has been written.
+  UpdateBreadcrumbs(event);
+  // The entry goes into the event's memory, which lives until the record has been written.
   const ArenaScope scope(event.Memory());
   data.OpenObject({});
   data.AddString(Key::kTime, FormatTimeStamp(item.time));
@@ -229,19 +247,19 @@ void RecordBuilder::AddEvent(JsonData& data, WorkItem& item) {
   data.MoveUp();
 }
 
-void RecordBuilder::SaveOrAttachLists(TavEvent_s& event) {
+void RecordBuilder::UpdateBreadcrumbs(TavEvent_s& event) {
   const std::string_view session = event.sessionId.View();
   const std::string_view name = event.name.View();
   if (event.kind == HandleKind::Command) {
-    savedLists_.SaveCommand(
+    breadcrumbs_.SaveCommand(
         session, JsonStringView(json_object_get(event.payload.Get(), Key::kCommandName.data())));
   } else if (event.kind == HandleKind::Error) {
-    savedLists_.AttachTo(event);
+    breadcrumbs_.AttachTo(event);
   } else if (event.kind == HandleKind::Marker) {
     if (name == Key::kSessionEnd) {
-      savedLists_.Forget(session);
+      breadcrumbs_.Forget(session);
     } else if (name != Key::kSessionBegin && name != Key::kIdle) {
-      savedLists_.SavePlace(session, name);
+      breadcrumbs_.SavePlace(session, name);
     }
   }
 }

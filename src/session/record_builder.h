@@ -2,15 +2,18 @@
 // described in docs/record-format.md.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "machine/client_env.h"
 #include "model/built_record.h"
 #include "model/library_config.h"
+#include "session/breadcrumbs.h"
+#include "session/consent.h"
 #include "session/json_data.h"
-#include "session/pending_events.h"
-#include "session/saved_lists.h"
+#include "session/unsent_changes.h"
+#include "session/work_queue.h"
 #include "storage/product_info.h"
 
 namespace Tav {
@@ -23,56 +26,69 @@ struct RecordHeader {
   std::string productContext;
   std::string productComponentName;
   TagMap tags;
-  bool optOut = false;
 };
 
-// What has changed since it was last sent or stored.
-struct ChangedFlags {
-  bool productEnvironment = false;
-  bool client = false;
-  bool app = false;  // either of them, and not yet written into a record
-  bool productDataPersisted = false;
+// Accepted events that are in no record yet, in order of arrival.
+class PendingEvents {
+ public:
+  bool Empty() const { return items_.Empty(); }
+  // The sum of the events' estimated sizes, in bytes.
+  int64_t EstimatedSize() const { return size_; }
+  // Borrowed until it is taken; null when empty.
+  const WorkItem* First() const { return items_.First(); }
+
+  void Append(WorkItemPtr item);
+  WorkItemPtr TakeFirst();
+  // Frees everything.
+  void Clear();
+
+ private:
+  WorkList items_;
+  int64_t size_ = 0;
 };
 
-// Used by the session thread only. Borrows the product information and the flags.
+// Session thread only.
 class RecordBuilder {
  public:
-  RecordBuilder(const ProductInfo& product, ChangedFlags& changed)
-      : product_(product), changed_(changed) {}
+  // Borrows the product's data and the description of the machine, which may still be incomplete.
+  RecordBuilder(const ProductInfo& product, const ClientEnv& client, Consent consent)
+      : product_(product), client_(client), consent_(consent) {}
 
   void SetHeader(RecordHeader header) { header_ = std::move(header); }
   void SetEndpoint(std::string id) { header_.endpointId = std::move(id); }
-  // The description of the machine, borrowed; it may still be filled later.
-  void SetClientEnvironment(const ClientEnv* values) { clientEnvironment_ = values; }
   // Values that every reported event carries under "se"; null or empty for none.
   void SetSessionEnvironment(const EnvMap* values);
   void SetMaxRecordSize(int bytes) { maxRecordSize_ = bytes; }
-  void SetSavedListLength(int length) { savedLists_.SetLength(length); }
+  int MaxRecordSize() const { return maxRecordSize_; }
+  // How many places and commands before an error each session keeps; 0 or less for none.
+  void SetBreadcrumbLength(int length) { breadcrumbs_.SetLength(length); }
 
   // The estimated size of what every record carries besides its events.
   int OverheadEstimate() const;
 
-  // One record of as many pending events as fit, oldest first, all of one component; they leave
-  // `pending`. Null when there is nothing to say, or (with a warning, the events being lost) when
-  // the record could not be written.
-  std::unique_ptr<BuiltRecord> BuildOneJsonRecord(PendingEvents& pending);
+  // One record of as many pending events as fit, oldest first, all of one component, and of the
+  // changes that are in no record yet. The events leave `pending`. Null when there are neither
+  // events nor such changes; null with a warning when the record could not be written: its events
+  // are lost.
+  std::unique_ptr<BuiltRecord> BuildOneJsonRecord(PendingEvents& pending,
+                                                  const UnsentChanges& changes);
 
  private:
-  size_t BeginData(JsonData& data);
+  size_t BeginData(JsonData& data, const UnsentChanges& changes) const;
   size_t AddIdentity(JsonData& data) const;
   size_t AddTags(JsonData& data) const;
   size_t AddProductEnvironment(JsonData& data) const;
   size_t AddClientEnvironment(JsonData& data) const;
   void AddEvents(JsonData& data, PendingEvents& pending, size_t size, WorkList& consumed);
   void AddEvent(JsonData& data, WorkItem& item);
-  void SaveOrAttachLists(TavEvent_s& event);
+  void UpdateBreadcrumbs(TavEvent_s& event);
 
   const ProductInfo& product_;
-  ChangedFlags& changed_;
+  const ClientEnv& client_;
+  const Consent consent_;
   RecordHeader header_;
-  const ClientEnv* clientEnvironment_ = nullptr;
   JsonPtr sessionEnvironment_;  // shared by all events
-  SavedLists savedLists_;
+  Breadcrumbs breadcrumbs_;
   int maxRecordSize_ = 0;
   std::string componentName_;  // of the record being built
   std::string componentVersion_;

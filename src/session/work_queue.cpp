@@ -1,15 +1,18 @@
 #include "session/work_queue.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
+
+#include "util/arena.h"
+#include "util/logger.h"
 
 namespace Tav {
 
 namespace {
 
-// So many waiting items end the lingering early, to keep the memory they take small: some three
-// megabytes.
-constexpr int kLingerBacklog = 2048;
+// This many waiting items, about three megabytes, end the batch delay early.
+constexpr int kMaxBatch = 2048;
 
 class Locked {
  public:
@@ -23,6 +26,83 @@ class Locked {
 };
 
 }  // namespace
+
+void WorkItemDeleter::operator()(WorkItem* item) const {
+  if (item->event != nullptr) {
+    FreeHandle(item->event);  // takes the item along
+    return;
+  }
+  FreeHandle(item->value);
+  delete item;
+}
+
+WorkItemPtr MakeWorkItem(ItemCode code) {
+  WorkItemPtr item(new (std::nothrow) WorkItem);
+  if (item != nullptr) {
+    item->code = code;
+    item->time = CaptureTimeStamp();
+  }
+  return item;
+}
+
+WorkItemPtr MakeEventItem(TavEvent_s* event) {
+  void* const memory = event->Memory()->Allocate(sizeof(WorkItem));
+  if (memory == nullptr) {
+    LogError("SM: Out of memory. Event '%s' is lost", event->name.CString());
+    FreeHandle(event);
+    return nullptr;
+  }
+  WorkItemPtr item(new (memory) WorkItem);
+  item->code = ItemCode::Event;
+  item->time = CaptureTimeStamp();
+  item->event = event;
+  return item;
+}
+
+WorkItemPtr MakeProductItem(TavValue_s* value) {
+  WorkItemPtr item = MakeWorkItem(ItemCode::ProdEnv);
+  if (item == nullptr) {
+    LogError("SM: Out of memory. Product value '%s' is lost", value->name.CString());
+    FreeHandle(value);
+    return nullptr;
+  }
+  item->value = value;
+  return item;
+}
+
+WorkList::WorkList(WorkList&& other) noexcept
+    : head_(std::exchange(other.head_, nullptr)),
+      tail_(std::exchange(other.tail_, nullptr)),
+      count_(std::exchange(other.count_, 0)) {}
+
+WorkList::~WorkList() {
+  while (TakeFirst() != nullptr) {
+  }
+}
+
+void WorkList::Append(WorkItemPtr item) {
+  WorkItem* const last = item.release();
+  if (tail_ == nullptr) {
+    head_ = last;
+  } else {
+    tail_->next = last;
+  }
+  tail_ = last;
+  ++count_;
+}
+
+WorkItemPtr WorkList::TakeFirst() {
+  WorkItem* const first = head_;
+  if (first != nullptr) {
+    head_ = first->next;
+    first->next = nullptr;
+    if (head_ == nullptr) {
+      tail_ = nullptr;
+    }
+    --count_;
+  }
+  return WorkItemPtr(first);
+}
 
 void WorkQueue::AddItem(WorkItemPtr item, Urgency urgency) {
   if (item == nullptr) {
@@ -44,8 +124,8 @@ bool WorkQueue::MustWake(Urgency urgency) const {
   switch (consumer_) {
     case Consumer::Busy:
       return false;
-    case Consumer::Lingering:
-      return urgency == Urgency::Now || items_.Count() >= kLingerBacklog;
+    case Consumer::Batching:
+      return urgency == Urgency::Now || items_.Count() >= kMaxBatch;
     case Consumer::Sleeping:
       return true;
   }
@@ -64,10 +144,10 @@ WorkList WorkQueue::TakeItems(int timeoutSeconds) {
 
 void WorkQueue::WaitForItems(int timeoutSeconds) {
   int remaining = timeoutSeconds * 1000;
-  if (tookItems_ && lingerMilliseconds_ > 0) {
-    const int linger = std::min(lingerMilliseconds_, remaining);
-    WaitAs(Consumer::Lingering, linger);
-    remaining -= linger;
+  if (tookItems_ && batchDelay_ > 0) {
+    const int delay = std::min(batchDelay_, remaining);
+    WaitAs(Consumer::Batching, delay);
+    remaining -= delay;
   }
   if (items_.Empty() && remaining > 0) {
     WaitAs(Consumer::Sleeping, remaining);

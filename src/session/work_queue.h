@@ -1,41 +1,103 @@
-// The one way from the hosts' threads to the session thread.
+// The queue from host threads to the session thread.
 #pragma once
 
-#include "session/work_item.h"
+#include <memory>
+
+#include "model/handles.h"
 #include "util/thread.h"
+#include "util/time_stamp.h"
 
 namespace Tav {
 
+// What the session thread is asked to do. The numbers appear in log lines.
+enum class ItemCode : int {
+  Client = 0,
+  Event = 1,
+  Suspend = 2,
+  Resume = 3,
+  Commit = 4,
+  Term = 5,
+  ProdEnv = 6,
+  PullData = 7,
+  PushData = 8,
+  SuspendTerm = 9,
+  Sync = 10,
+};
+
+struct WorkItem {
+  WorkItem* next = nullptr;
+  ItemCode code = ItemCode::Client;
+  TimeStamp time{};             // when the item was made; becomes the event's "t"
+  TavEvent_s* event = nullptr;  // owned, for Event
+  TavValue_s* value = nullptr;  // owned, for ProdEnv
+};
+
+struct WorkItemDeleter {
+  void operator()(WorkItem* item) const;
+};
+using WorkItemPtr = std::unique_ptr<WorkItem, WorkItemDeleter>;
+
+// An item without a payload, stamped now. Null when memory runs out.
+WorkItemPtr MakeWorkItem(ItemCode code);
+
+// An item that owns `event`, stamped now. It is placed in the event's own memory, so queueing an
+// event allocates nothing. When memory runs out, frees the event and returns null.
+WorkItemPtr MakeEventItem(TavEvent_s* event);
+
+// The same for a ProdEnv item that owns `value`.
+WorkItemPtr MakeProductItem(TavValue_s* value);
+
+// A singly linked list of owned items, oldest first.
+class WorkList {
+ public:
+  WorkList() = default;
+  WorkList(WorkList&& other) noexcept;
+  WorkList& operator=(WorkList&&) = delete;
+  ~WorkList();
+
+  bool Empty() const { return head_ == nullptr; }
+  int Count() const { return count_; }
+  // Borrowed; null when empty.
+  const WorkItem* First() const { return head_; }
+  void Append(WorkItemPtr item);
+  WorkItemPtr TakeFirst();
+
+ private:
+  WorkItem* head_ = nullptr;
+  WorkItem* tail_ = nullptr;
+  int count_ = 0;
+};
+
 // How soon the session thread must look at an item.
 enum class Urgency {
-  Soon,  // within a second or so: events
-  Now,   // a host waits for it, or the library is about to end
+  Soon,  // within about a second: events
+  Now,   // a host waits for the answer, or the library terminates
 };
 
 // A list under the thread's lock, which is held for a few instructions.
 //
-// Waking a thread is a system call of many microseconds on the host's side, so it is left out
-// whenever the session thread will look anyway: while it is busy, because it looks before it waits;
-// and while it lingers. After a batch of events the session thread lingers for up to a second:
-// further events gather in the queue meanwhile without waking it, unless many come. Only then does
-// it sleep for as long as its timers allow, and the next item wakes it.
+// Waking a thread is a system call that costs the host many microseconds. AddItem therefore wakes
+// the session thread only when it sleeps. A busy session thread checks the queue before it waits.
+// After a batch of events the session thread waits for the batch delay, up to a second: events that
+// arrive meanwhile do not wake it unless there are many. Then it sleeps until its timers expire,
+// and the next item wakes it.
 class WorkQueue {
  public:
   // Borrows the thread for its lock and its work signal.
   explicit WorkQueue(Thread& thread) : thread_(thread) {}
 
-  // Any thread. Nothing happens with a null item.
+  // Any thread. Does nothing with a null item.
   void AddItem(WorkItemPtr item, Urgency urgency);
 
-  // On the session thread: takes everything there is. When there is nothing, first waits for at
-  // most so many seconds; 0 never waits. The result may be empty.
+  // On the session thread: takes all items. When there are none, first waits for at most
+  // `timeoutSeconds`; 0 never waits. The result may be empty.
   WorkList TakeItems(int timeoutSeconds);
 
-  // How long the session thread may linger; 0 makes every item wake it.
-  void SetLinger(int milliseconds) { lingerMilliseconds_ = milliseconds; }
+  // On the session thread. With 0 every item wakes the session thread.
+  void SetBatchDelay(int milliseconds) { batchDelay_ = milliseconds; }
 
  private:
-  enum class Consumer { Busy, Lingering, Sleeping };
+  enum class Consumer { Busy, Batching, Sleeping };
 
   bool MustWake(Urgency urgency) const;
   // Both are called, and return, with the lock held.
@@ -46,8 +108,8 @@ class WorkQueue {
   WorkList items_;                      // guarded by the lock
   Consumer consumer_ = Consumer::Busy;  // guarded by the lock
   bool wakePending_ = false;            // guarded by the lock
-  bool tookItems_ = false;              // the session thread's own
-  int lingerMilliseconds_ = 0;          // the session thread's own
+  bool tookItems_ = false;              // session thread only
+  int batchDelay_ = 0;                  // milliseconds; session thread only
 };
 
 }  // namespace Tav

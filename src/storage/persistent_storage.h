@@ -93,4 +93,16 @@ class PersistentStorage {
   StorageFile file_;  // open between an open for update and Close
 };
 
+// Closes a storage without saving at the end of a block, unless it was closed before.
+class StorageCloser {
+ public:
+  explicit StorageCloser(PersistentStorage& storage) : storage_(storage) {}
+  ~StorageCloser() { storage_.Close(false); }
+  StorageCloser(const StorageCloser&) = delete;
+  StorageCloser& operator=(const StorageCloser&) = delete;
+
+ private:
+  PersistentStorage& storage_;
+};
+
 }  // namespace Tav

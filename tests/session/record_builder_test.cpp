@@ -21,7 +21,7 @@ class RecordBuilderTest : public testing::Test {
  protected:
   RecordBuilderTest() {
     builder_.SetMaxRecordSize(511800);
-    builder_.SetSavedListLength(2);
+    builder_.SetBreadcrumbLength(2);
   }
 
   TavEvent_s* Add(TavEvent_s* event) {
@@ -39,8 +39,12 @@ class RecordBuilderTest : public testing::Test {
   }
   // The next record's document; empty when there is none.
   JsonPtr Build() {
-    const auto record = builder_.BuildOneJsonRecord(pending_);
-    return record == nullptr ? JsonPtr() : Expand(*record);
+    const auto record = builder_.BuildOneJsonRecord(pending_, changes_);
+    if (record == nullptr) {
+      return JsonPtr();
+    }
+    changes_.OnRecordBuilt();
+    return Expand(*record);
   }
   // The `index`-th event of a record.
   static json_t* EventAt(const JsonPtr& record, size_t index) {
@@ -64,8 +68,9 @@ class RecordBuilderTest : public testing::Test {
 
   const PendingProductValues values_ = Values();
   ProductInfo product_{"Product", "1.2", &values_};
-  ChangedFlags changed_;
-  RecordBuilder builder_{product_, changed_};
+  ClientEnv client_;
+  UnsentChanges changes_;
+  RecordBuilder builder_{product_, client_, Consent(false)};
   PendingEvents pending_;
 };
 
@@ -81,7 +86,7 @@ TEST_F(RecordBuilderTest, HeaderKeysStandInTheirOrder) {
   header.productComponentName = "comp";
   header.tags["Edition"] = {"Pro", "Beta"};
   builder_.SetHeader(std::move(header));
-  changed_.app = changed_.productEnvironment = true;
+  changes_.OnProductChanged();
   AddOf("Viewer", "7");
   const JsonPtr record = Build();
   EXPECT_EQ(Keys(record.Get()), "pn pv pp sv tv ep c u px pc pt pe rt can cav");
@@ -90,7 +95,6 @@ TEST_F(RecordBuilderTest, HeaderKeysStandInTheirOrder) {
   EXPECT_EQ(json_integer_value(json_object_get(record.Get(), "tv")), 3);
   EXPECT_EQ(Text(json_object_get(record.Get(), "pt")), R"({"Edition":["Pro","Beta"]})");
   EXPECT_EQ(TextAt(record.Get(), "can") + TextAt(record.Get(), "cav"), "Viewer7");
-  EXPECT_FALSE(changed_.app);
 }
 
 TEST_F(RecordBuilderTest, EventMembersDependOnTheKind) {
@@ -150,13 +154,21 @@ TEST_F(RecordBuilderTest, ComponentsAndTheirVersionsNeverShareARecord) {
   EXPECT_EQ(seen, ":1 Viewer1:2 Viewer2:1 Editor2:1 ");
 }
 
-TEST_F(RecordBuilderTest, ChangedProductDataGoesAloneWhenThereAreNoEvents) {
+TEST_F(RecordBuilderTest, ChangedDataGoesAloneWhenThereAreNoEvents) {
   EXPECT_FALSE(Build());
-  changed_.app = changed_.productEnvironment = true;
+  changes_.OnProductChanged();
   const JsonPtr record = Build();
   EXPECT_EQ(Keys(record.Get()), "pn pv pp sv tv ep pt pe");
   EXPECT_EQ(TextAt(json_object_get(record.Get(), "pe"), "std-Incremental"), "false");
   EXPECT_FALSE(Build());
+  // After an opt-out nothing describes the machine.
+  client_["OsArch"] = "x86_64";
+  changes_.OnProductStored();
+  changes_.OnMachineChanged();
+  RecordBuilder optedOut(product_, client_, Consent(true));
+  EXPECT_EQ(Keys(Expand(*optedOut.BuildOneJsonRecord(pending_, changes_)).Get()),
+            "pn pv pp sv tv ep pt");
+  EXPECT_EQ(Keys(Build().Get()), "pn pv pp sv tv ep pt ce");
 }
 
 TEST_F(RecordBuilderTest, RecentPlacesAndCommandsOfItsSessionFollowAnError) {
@@ -186,7 +198,7 @@ TEST_F(RecordBuilderTest, TheOverheadEstimateCountsWhatIsSet) {
 
 TEST_F(RecordBuilderTest, ADataBlockIsTheRecordAndNothingElseIsTaken) {
   Add("carried");
-  const auto record = builder_.BuildOneJsonRecord(pending_);
+  const auto record = builder_.BuildOneJsonRecord(pending_, changes_);
   const std::string block = ToDataBlock(*record);
   std::string reason;
   const auto back = FromDataBlock(block, reason);

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "session/event_rate.h"
-
 namespace Tav {
 namespace {
 
@@ -175,24 +173,6 @@ TEST(SendSchedule, InitialWaitDependsOnCacheAndPersistentInterval) {
     EXPECT_EQ(schedule.WaitTime(), c.wait);
     EXPECT_EQ(schedule.SendNow(), c.sendNow);
   }
-}
-
-TEST(EventRate, MinutesRollIntoTheHourAndOutOfIt) {
-  EventRate rate;
-  const int64_t start = 3600 * 1000;
-  rate.Roll(start);
-  for (int minute = 0; minute < 60; ++minute) {
-    rate.Roll(start + minute * 60);
-    EXPECT_EQ(rate.InCurrentMinute(), 0);
-    rate.Count();
-    rate.Count();
-    EXPECT_EQ(rate.InLastHour(), 2 * (minute + 1));
-  }
-  // The minute that the new one replaces leaves the hour.
-  rate.Roll(start + 60 * 60);
-  EXPECT_EQ(rate.InLastHour(), 118);
-  rate.Roll(start + 60 * 60 + 59 * 60);
-  EXPECT_EQ(rate.InLastHour(), 0);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/clock.h"
 #include "platform/set_environment.h"
 #include "session/session_manager.h"
 #include "support/captured_log.h"
@@ -22,6 +23,19 @@
 namespace Tav::Testing {
 
 using Names = std::vector<std::string>;
+
+// Whether the condition holds within a minute.
+template <typename Condition>
+bool Eventually(Condition condition) {
+  const int64_t end = Platform::MonotonicMilliseconds() + 60000;
+  while (!condition()) {
+    if (Platform::MonotonicMilliseconds() >= end) {
+      return false;
+    }
+    Platform::SleepMilliseconds(5);
+  }
+  return true;
+}
 
 // The gateway's side of the test sender: keeps what arrives, or refuses it.
 class Gateway {
@@ -36,9 +50,7 @@ class Gateway {
   }
   ~Gateway() {
     silent = false;
-    while (Thread::AnyRunning()) {
-      Platform::SleepMilliseconds(5);
-    }
+    EXPECT_TRUE(Eventually([] { return !Thread::AnyRunning(); }));
     TestDataSender::SetHook(nullptr);
     SetEnvironment("TAV_GATEWAY", nullptr);
     SetEnvironment("TAV_CONFIGURATOR", nullptr);
@@ -112,12 +124,12 @@ class SessionManagerTest : public testing::Test {
 
   void Start() {
     manager_ = new SessionManager(config_.TakeForManager());
-    ASSERT_EQ(manager_->Init(), 0);
+    ASSERT_EQ(manager_->Init(), InitResult::Started);
   }
   void Stop() {
     if (manager_ != nullptr) {
       manager_->Stop();
-      ASSERT_TRUE(manager_->Ended());
+      EXPECT_TRUE(Eventually([this] { return manager_->Ended(); }));
       manager_->Release();
       manager_ = nullptr;
     }

@@ -17,7 +17,7 @@ TEST_F(SessionManagerTest, TheImpliedSessionSurroundsWhatIsLogged) {
   Start();
   Log("one");
   manager_->Log(CreateEvent(HandleKind::Event, "own", Testing::kSession));
-  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "own"}));
   Log("two");
   Stop();
@@ -45,7 +45,7 @@ TEST_F(SessionManagerTest, AnOptedOutProductSendsNothingElse) {
   Start();
   Log("event");
   ChangeProduct("Secret", "y");
-  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   ChangeProduct("Secret", "z");
   Stop();
   EXPECT_EQ(Gateway::Events(), Names{});
@@ -58,15 +58,15 @@ TEST_F(SessionManagerTest, ARefusingGatewayLosesNothing) {
   Start();
   Log("one");
   Gateway::refuse = true;
-  EXPECT_EQ(manager_->Commit(), 1);
+  EXPECT_EQ(manager_->Commit(), CommitResult::NotSent);
   EXPECT_NE(log_.Find("warning: SM: Server send failure #1. New waitTime = "), "");
   Log("two");
-  EXPECT_EQ(manager_->Commit(), 1);
+  EXPECT_EQ(manager_->Commit(), CommitResult::NotSent);
   EXPECT_EQ(Gateway::RecordCount(), 0u);
   Gateway::refuse = false;
-  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "two"}));
-  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   EXPECT_NE(log_.Find("SM: SendToServer: nothing to send"), "");
   Stop();
 }
@@ -74,9 +74,7 @@ TEST_F(SessionManagerTest, ARefusingGatewayLosesNothing) {
 TEST_F(SessionManagerTest, AnEventIsSentByItselfAfterThePause) {
   Start();
   Log("soon");
-  for (int i = 0; i < 1000 && Gateway::Events().size() < 2; ++i) {
-    Platform::SleepMilliseconds(10);
-  }
+  Testing::Eventually([] { return Gateway::Events().size() >= 2; });
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "soon"}));
 }
 
@@ -103,7 +101,7 @@ TEST_F(SessionManagerTest, RecordsGoOutAndComeBackAsDataBlocks) {
   manager_->PushData("not a record");
   EXPECT_NE(log_.Find("warning: SM: PushData: rejecting data that is no record (Bad base-64"), "");
   manager_->PushData(block.get());
-  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "carried"}));
 }
 
@@ -111,9 +109,9 @@ TEST_F(SessionManagerTest, ChangedProductValuesFollowIncrementally) {
   config_.productValues = std::make_unique<PendingProductValues>();
   (*config_.productValues)["Edition"].value = EnvValue::String("Pro");
   Start();
-  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   ChangeProduct("Edition", "Ultra");
-  EXPECT_EQ(manager_->Commit(), 0);
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   ASSERT_EQ(Gateway::RecordCount(), 2u);
   EXPECT_EQ(Gateway::ProductValue(0, "Edition"), "Pro");
   EXPECT_EQ(Gateway::ProductValue(0, "std-Incremental"), "false");
@@ -128,7 +126,7 @@ TEST_F(SessionManagerTest, ManyHostsThatAskAtOnceAreAllAnswered) {
     hosts.emplace_back([this] {
       for (int i = 0; i < 50; ++i) {
         Log("ask");
-        EXPECT_EQ(manager_->Commit(), 0);
+        EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
         manager_->GetLastServerAccessTime();
       }
     });

@@ -11,7 +11,7 @@ struct TavEvent_s;
 namespace Tav {
 
 // Used by the session thread only.
-class SavedLists {
+class Breadcrumbs {
  public:
   // How many places and how many commands each session keeps; 0 or less keeps none.
   void SetLength(int length) { length_ = length; }

@@ -1,4 +1,4 @@
-#include "session/saved_lists.h"
+#include "session/breadcrumbs.h"
 
 #include <utility>
 
@@ -9,18 +9,18 @@
 
 namespace Tav {
 
-void SavedLists::SavePlace(std::string_view sessionId, std::string_view place) {
+void Breadcrumbs::SavePlace(std::string_view sessionId, std::string_view place) {
   Save(places_, false, sessionId, place);
 }
 
-void SavedLists::SaveCommand(std::string_view sessionId, std::string_view command) {
+void Breadcrumbs::SaveCommand(std::string_view sessionId, std::string_view command) {
   Save(commands_, true, sessionId, command);
 }
 
-void SavedLists::Save(Sessions& sessions,
-                      bool isCommand,
-                      std::string_view sessionId,
-                      std::string_view name) {
+void Breadcrumbs::Save(Sessions& sessions,
+                       bool isCommand,
+                       std::string_view sessionId,
+                       std::string_view name) {
   if (sessionId.empty() || name.empty() || length_ <= 0) {
     return;
   }
@@ -37,7 +37,7 @@ void SavedLists::Save(Sessions& sessions,
             names.back().c_str(), found->first.c_str());
 }
 
-void SavedLists::AttachTo(TavEvent_s& errorEvent) const {
+void Breadcrumbs::AttachTo(TavEvent_s& errorEvent) const {
   if (length_ <= 0) {
     return;
   }
@@ -53,7 +53,7 @@ void SavedLists::AttachTo(TavEvent_s& errorEvent) const {
   }
 }
 
-void SavedLists::Attach(TavEvent_s& event, std::string_view key, const Names& names) {
+void Breadcrumbs::Attach(TavEvent_s& event, std::string_view key, const Names& names) {
   TAV_TRACE("JD: AttachList. Adding queued item to '%s':", key.data());
   JsonPtr list(json_array());
   for (const std::string& name : names) {
@@ -68,7 +68,7 @@ void SavedLists::Attach(TavEvent_s& event, std::string_view key, const Names& na
   }
 }
 
-void SavedLists::Forget(std::string_view sessionId) {
+void Breadcrumbs::Forget(std::string_view sessionId) {
   for (Sessions* sessions : {&places_, &commands_}) {
     const auto found = sessions->find(sessionId);
     if (found != sessions->end()) {

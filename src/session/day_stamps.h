@@ -1,0 +1,40 @@
+// The days of the last server access, the last activity and the last request for settings, as the
+// storage file of time stamps keeps them for each product.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "model/product_identity.h"
+#include "storage/persistent_storage.h"
+
+namespace Tav {
+
+// Each operation opens the file, does its work and closes it. The session thread calls all of them
+// but the two getters, which any thread may call.
+class DayStamps {
+ public:
+  explicit DayStamps(ProductIdentity product) : product_(std::move(product)) {}
+
+  // `now` is in seconds since 1970. True once a day: settings are to be fetched. That day is stored
+  // at once, whatever the fetch brings.
+  bool LoadTimestamp(int64_t now);
+  void PersistLastActiveTime(int64_t now);
+  void PersistLastServerAccessTime(int64_t now);
+
+  // Days since 1970, 0 for never.
+  int64_t LastServerAccessTime() const {
+    return lastServerAccessTime_.load(std::memory_order_relaxed);
+  }
+  int64_t LastActiveTime() const { return lastActiveTime_.load(std::memory_order_relaxed); }
+
+ private:
+  bool StoreDay(const char* key, int64_t day);
+
+  const ProductIdentity product_;
+  PersistentStorage storage_;
+  std::atomic<int64_t> lastServerAccessTime_{0};
+  std::atomic<int64_t> lastActiveTime_{0};
+};
+
+}  // namespace Tav

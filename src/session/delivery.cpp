@@ -1,0 +1,137 @@
+#include "session/delivery.h"
+
+#include <utility>
+
+#include "util/logger.h"
+#include "util/time_stamp.h"
+
+namespace Tav {
+
+void Delivery::SetLimits(const Limits& limits) {
+  schedule_.Tune(limits.schedule);
+  maxMemorySize_ = limits.maxMemorySize;
+}
+
+void Delivery::Add(WorkItemPtr item, int64_t now) {
+  if (batch_.Empty()) {
+    schedule_.OnFirstPending(now);
+  }
+  batch_.Append(std::move(item));
+}
+
+void Delivery::ProcessEventList(bool all) {
+  if (intake_.Disabled()) {
+    batch_.Clear();
+  } else {
+    batch_.BuildRecords(all, store_);
+  }
+}
+
+bool Delivery::IsSendDue(bool suspended) {
+  CheckSendThreshold(suspended);
+  bool due = schedule_.IsDue(suspended);
+  ProcessEventList(due || schedule_.FlushExpired());
+  if (!schedule_.SendNow()) {
+    CheckSendThreshold(suspended);
+    due = schedule_.IsDue(suspended);
+    if (schedule_.SendNow()) {
+      ProcessEventList(due || schedule_.FlushExpired());
+    }
+  }
+  return due;
+}
+
+// While suspended, reaching the threshold must not disarm the flush timer.
+void Delivery::CheckSendThreshold(bool suspended) {
+  if (!suspended) {
+    schedule_.CheckSendThreshold(store_.Backlog());
+  }
+}
+
+bool Delivery::SendToServer() {
+  if (intake_.Disabled()) {
+    return false;
+  }
+  if (store_.InMemory().Empty() && store_.CacheSize() == 0) {
+    TAV_DEBUG("SM: SendToServer: nothing to send");
+    return true;
+  }
+  if (uploader_.PastDeadline()) {
+    LogWarning("SM: Send canceled due to being too close to final termination");
+    return false;
+  }
+  const bool sent = uploader_.SendAllRecords();
+  const int64_t now = CurrentTime();
+  if (sent) {
+    app_.PersistAppStatusChanges();
+    stamps_.PersistLastServerAccessTime(now);
+    schedule_.OnSent(now);
+  } else {
+    schedule_.OnSendFailure(now);
+  }
+  schedule_.OnSendDone();
+  return sent;
+}
+
+void Delivery::FlushIfDue() {
+  const int64_t inMemory = store_.InMemory().Bytes();
+  if (schedule_.FlushExpired()) {
+    TAV_DEBUG("SM: Flushing records to disk (memory flush timer expires)");
+  } else if (inMemory <= maxMemorySize_) {
+    return;
+  } else if (schedule_.FlushFailed()) {
+    store_.BoundMemory(maxMemorySize_);
+    return;
+  } else {
+    TAV_DEBUG("SM: Flushing records to disk (memory full): total mem used = %d, max mem sz = %d",
+              static_cast<int>(inMemory), maxMemorySize_);
+  }
+  ProcessEventList(true);
+  FlushToCache();
+}
+
+void Delivery::FlushToCache() {
+  schedule_.OnFlushed();
+  if (!store_.Flush()) {
+    schedule_.OnFlushFailed(CurrentTime());
+    store_.BoundMemory(maxMemorySize_);
+  }
+}
+
+void Delivery::SendAtTermination() {
+  if (schedule_.NeverSends()) {
+    return;
+  }
+  if (!schedule_.PersistentInterval()) {
+    TAV_DEBUG("SM: ProcessTermination: Sending data to server.");
+    SendToServer();
+    return;
+  }
+  using LongLong = long long;
+  const int64_t now = CurrentTime();
+  TAV_DEBUG("SM: ProcessTermination: persistent interval enabled. Now = %lld, waitTime = %lld",
+            LongLong{now}, LongLong{schedule_.WaitTime()});
+  if (schedule_.WaitTime() <= now) {
+    TAV_DEBUG("SM: ProcessTermination: persistent interval is over. Sending data to server.");
+    SendToServer();
+  } else if (schedule_.CheckSendThreshold(store_.Backlog())) {
+    TAV_DEBUG("SM: ProcessTermination: send threshold has been reached. Sending data to server.");
+    SendToServer();
+  }
+}
+
+void Delivery::CacheUnsent() {
+  // After an opt-out only the opt-out can be unsent, and the storage files remember it.
+  if (store_.InMemory().Empty() || !store_.UsesCache()) {
+    return;
+  }
+  TAV_DEBUG("SM: ProcessTermination: writing records to cache");
+  FlushToCache();
+  const RecordList& lost = store_.InMemory();
+  if (!lost.Empty()) {
+    LogWarning("SM: %d records (%d bytes) could be neither sent nor stored and are lost",
+               static_cast<int>(lost.Count()), static_cast<int>(lost.Bytes()));
+  }
+}
+
+}  // namespace Tav

@@ -1,0 +1,72 @@
+// Moves events from acceptance to the server: batches them into records, and sends the records or
+// writes them to the cache, as the schedule says.
+#pragma once
+
+#include <cstdint>
+
+#include "session/app_status.h"
+#include "session/day_stamps.h"
+#include "session/event_batch.h"
+#include "session/intake.h"
+#include "session/limits.h"
+#include "session/record_store.h"
+#include "session/send_schedule.h"
+#include "session/uploader.h"
+
+namespace Tav {
+
+// Session thread only, except Sender().SetDeadline.
+class Delivery {
+ public:
+  // Borrows all but `consent`. A disabled intake also stops the delivery.
+  Delivery(AppStatus& app,
+           DayStamps& stamps,
+           RecordBuilder& builder,
+           const Intake& intake,
+           Consent consent)
+      : app_(app),
+        stamps_(stamps),
+        intake_(intake),
+        store_(consent),
+        batch_(builder, app.Changes()),
+        uploader_(store_) {}
+
+  void SetLimits(const Limits& limits);
+
+  // An accepted event.
+  void Add(WorkItemPtr item, int64_t now);
+
+  // Builds full records, or, with `all`, records of everything that is pending.
+  void ProcessEventList(bool all);
+  // Builds records and decides whether they are sent now.
+  bool IsSendDue(bool suspended);
+  // True when the server has accepted everything, and when there was nothing to send.
+  bool SendToServer();
+  // Writes the records to the cache when the flush interval has passed or memory is full.
+  void FlushIfDue();
+
+  // At the end of a run: sends if the schedule allows it, then caches what was not sent, and logs
+  // what could be neither sent nor cached.
+  void SendAtTermination();
+  void CacheUnsent();
+
+  SendSchedule& Schedule() { return schedule_; }
+  RecordStore& Store() { return store_; }
+  EventBatch& Batch() { return batch_; }
+  Uploader& Sender() { return uploader_; }
+
+ private:
+  void CheckSendThreshold(bool suspended);
+  void FlushToCache();
+
+  AppStatus& app_;
+  DayStamps& stamps_;
+  const Intake& intake_;
+  SendSchedule schedule_;
+  RecordStore store_;
+  EventBatch batch_;
+  Uploader uploader_;
+  int maxMemorySize_ = 0;
+};
+
+}  // namespace Tav

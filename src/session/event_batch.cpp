@@ -1,0 +1,26 @@
+#include "session/event_batch.h"
+
+#include <utility>
+
+#include "util/logger.h"
+
+namespace Tav {
+
+void EventBatch::BuildRecords(bool all, RecordStore& store) {
+  if (pending_.Empty() && !changes_.RecordDue()) {
+    return;
+  }
+  do {
+    if (!all && overheadEstimate_ + pending_.EstimatedSize() < builder_.MaxRecordSize()) {
+      return;
+    }
+    if (std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_, changes_)) {
+      changes_.OnRecordBuilt();
+      store.Append(std::move(record));
+      TAV_TRACE("SM: ProcessEventList: jsonRec added: totalMemoryUsed = %d",
+                static_cast<int>(store.InMemory().Bytes()));
+    }
+  } while (!pending_.Empty());
+}
+
+}  // namespace Tav

@@ -1,0 +1,36 @@
+// Collects accepted events until there are enough for a record, or until records are due.
+#pragma once
+
+#include "session/record_builder.h"
+#include "session/record_store.h"
+#include "session/unsent_changes.h"
+
+namespace Tav {
+
+// Session thread only.
+class EventBatch {
+ public:
+  // Borrows both.
+  EventBatch(RecordBuilder& builder, UnsentChanges& changes)
+      : builder_(builder), changes_(changes) {}
+
+  // After the endpoint is known and before the first event: the size of a record without events.
+  void EstimateOverhead() { overheadEstimate_ = builder_.OverheadEstimate(); }
+
+  bool Empty() const { return pending_.Empty(); }
+  void Append(WorkItemPtr item) { pending_.Append(std::move(item)); }
+  // Frees the events.
+  void Clear() { pending_.Clear(); }
+
+  // Appends full records to the store; with `all`, records of everything that is pending, changed
+  // data without events included.
+  void BuildRecords(bool all, RecordStore& store);
+
+ private:
+  RecordBuilder& builder_;
+  UnsentChanges& changes_;
+  PendingEvents pending_;
+  int overheadEstimate_ = 0;
+};
+
+}  // namespace Tav

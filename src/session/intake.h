@@ -1,0 +1,68 @@
+// Decides which events are accepted: none after an opt-out or when reporting is disabled, none that
+// the server inhibits, and not more than the rate limits allow.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "model/handles.h"
+#include "session/consent.h"
+
+namespace Tav {
+
+class ConfigManager;
+
+// Events; 0 or less for no limit.
+struct RateLimits {
+  int perMinute = 0;
+  int perHour = 0;
+};
+
+// Counts events per minute and per hour. Arithmetic on whole seconds since 1970; reads no clock.
+class EventRate {
+ public:
+  // Moves the counters on to the minute of `now`.
+  void Roll(int64_t now);
+  // Counts one event in the current minute.
+  void Count();
+
+  int InCurrentMinute() const { return currentMinute_; }
+  int InLastHour() const { return lastHour_; }
+
+ private:
+  static constexpr int kMinutes = 60;
+
+  std::array<int, kMinutes> slots_{};
+  int index_ = 0;
+  int currentMinute_ = 0;
+  int lastHour_ = 0;
+};
+
+// Session thread only.
+class Intake {
+ public:
+  // Borrows the settings for their inhibit list.
+  Intake(Consent consent, const ConfigManager& settings) : consent_(consent), settings_(settings) {}
+
+  void SetLimits(RateLimits limits) { limits_ = limits; }
+  // Until the end of the run, nothing is accepted, built or sent.
+  void Disable() { disabled_ = true; }
+  bool Disabled() const { return disabled_; }
+
+  // Once per turn of the session thread, with the current time.
+  void Roll(int64_t now) { rate_.Roll(now); }
+
+  bool Accepts(const TavEvent_s& event) const;
+  // Counts an accepted event. The event that reaches a limit is kept; it disables the intake, with
+  // a warning.
+  void Count();
+
+ private:
+  const Consent consent_;
+  const ConfigManager& settings_;
+  RateLimits limits_;
+  EventRate rate_;
+  bool disabled_ = false;
+};
+
+}  // namespace Tav

@@ -1,0 +1,55 @@
+// Handles what host threads put into the queue.
+#pragma once
+
+#include <cstdint>
+
+#include "session/app_status.h"
+#include "session/delivery.h"
+#include "session/intake.h"
+#include "session/request_data.h"
+#include "session/work_queue.h"
+#include "util/thread.h"
+
+namespace Tav {
+
+// Session thread only.
+class ItemHandler {
+ public:
+  // Borrows all of them; `thread` is the one that hosts wait for.
+  ItemHandler(Thread& thread,
+              RequestData& requests,
+              AppStatus& app,
+              Intake& intake,
+              Delivery& delivery)
+      : thread_(thread), requests_(requests), app_(app), intake_(intake), delivery_(delivery) {}
+
+  // In order. An item that runs out of memory is dropped with a message; its host is answered.
+  void ProcessItems(WorkList items, int64_t now);
+
+  bool Terminating() const { return terminating_; }
+  // Whether a host has suspended sending.
+  bool Suspended() const { return suspended_; }
+  // Termination is coming: what is in memory is sent or cached by it.
+  bool SuspendedForTermination() const { return suspendedForTermination_; }
+
+  // Puts a pulled record that no host has taken back into the store.
+  void RestorePulled();
+
+ private:
+  void ProcessItem(WorkItemPtr item, int64_t now);
+  void OnEvent(WorkItemPtr item, int64_t now);
+  void OnCommit();
+  void OnPullData();
+  void OnPushData();
+
+  Thread& thread_;
+  RequestData& requests_;
+  AppStatus& app_;
+  Intake& intake_;
+  Delivery& delivery_;
+  bool terminating_ = false;
+  bool suspended_ = false;
+  bool suspendedForTermination_ = false;
+};
+
+}  // namespace Tav

@@ -1,0 +1,47 @@
+#include "session/limits.h"
+
+#include <algorithm>
+
+#include "cache/cache_manager.h"
+#include "config/config_manager.h"
+#include "model/library_config.h"
+
+namespace Tav {
+
+namespace {
+
+// Seconds. No setting makes the host's TavTerminate wait longer.
+constexpr int kMaxTerminateTime = 3600;
+
+}  // namespace
+
+Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings) {
+  const auto tuned = [&settings](int hostValue, const char* name, int defaultValue) {
+    return hostValue == kNotSet ? settings.GetNumber(name, defaultValue) : hostValue;
+  };
+  // A size below 1 would allow records without bound, or keep nothing in memory.
+  const auto tunedSize = [&tuned](int hostValue, const char* name, int defaultValue) {
+    const int size = tuned(hostValue, name, defaultValue);
+    return size < 1 ? defaultValue : size;
+  };
+  Limits limits;
+  limits.schedule.persistentInterval = config.persistentInterval;
+  limits.schedule.sendInterval = config.sendInterval;
+  limits.schedule.flushInterval = tuned(config.flushInterval, "flush_time", 360);
+  limits.schedule.pauseInterval = tuned(config.pauseInterval, "pause_time", 1);
+  limits.maxRecordSize = tunedSize(config.maxRecordSize, "max_record_size", 511800);
+  limits.maxMemorySize = tunedSize(config.maxMemorySize, "max_memory_size", 2097152);
+  limits.maxCacheFiles = tuned(config.cacheSize, "max_cache_size", 50);
+  limits.maxCacheBytes = config.maxCacheBytes < 1
+                             ? static_cast<int>(CacheManager::kDefaultMaxFileSize)
+                             : config.maxCacheBytes;
+  limits.schedule.sendThreshold = tuned(config.sendThreshold, "send_threshold", 1048576);
+  limits.terminateTime = std::clamp(settings.GetNumber("terminate_time", 10), 0, kMaxTerminateTime);
+  limits.schedule.resendTime = settings.GetNumber("resend_time", 300);
+  limits.schedule.resendDelta = settings.GetNumber("resend_delta", 900);
+  limits.rate.perMinute = settings.GetNumber("max_event_per_minute", 0);
+  limits.rate.perHour = settings.GetNumber("max_event_per_hour", 0);
+  return limits;
+}
+
+}  // namespace Tav

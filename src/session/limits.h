@@ -1,0 +1,26 @@
+// The limits and intervals that govern a run.
+#pragma once
+
+#include "session/intake.h"
+#include "session/send_schedule.h"
+
+namespace Tav {
+
+class ConfigManager;
+struct LibraryConfig;
+
+// Sizes in bytes, times in seconds.
+struct Limits {
+  int maxRecordSize = 0;  // of a record's estimated text
+  int maxMemorySize = 0;  // of built records in memory; more go to the cache
+  int maxCacheFiles = 0;
+  int maxCacheBytes = 0;  // of one cache file
+  int terminateTime = 0;
+  RateLimits rate;
+  SendSchedule::Tuning schedule;
+};
+
+// The host's values where it set any, then the server's, then the built-in defaults.
+Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings);
+
+}  // namespace Tav

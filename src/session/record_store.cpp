@@ -1,0 +1,119 @@
+#include "session/record_store.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "streams/gzip_stream.h"
+#include "streams/memory_stream.h"
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+// Records that the cache does not take stay in memory, up to this multiple of the size at which
+// they are flushed.
+constexpr int kMemoryBoundFactor = 16;
+
+// The marks of a cache file's chunks do not show damage inside a record. A gateway would refuse
+// such a record for ever, and with it all records behind it. Allocates only zlib's state; without
+// memory for it, a record counts as whole.
+bool IsDamaged(const BuiltRecord& record) {
+  MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
+  GZipInputStream gzip(&bytes);
+  if (gzip.HasError()) {
+    return false;
+  }
+  uint8_t text[4096];
+  while (gzip.Read(text, sizeof text) == sizeof text) {
+  }
+  return !gzip.Complete();
+}
+
+}  // namespace
+
+void RecordStore::OpenCache(std::unique_ptr<CacheManager> cache, bool persistentInterval) {
+  cache_ = std::move(cache);
+  cache_->ScanFiles(persistentInterval);
+  if (!consent_.AllowsCache()) {
+    TAV_DEBUG("SM: In opt-out mode. Deleting cache...");
+    cache_->DeleteAll();
+  }
+}
+
+bool RecordStore::Push(std::unique_ptr<BuiltRecord> record) {
+  if (consent_.AllowsReports()) {
+    records_.Append(std::move(record));
+  }
+  return consent_.AllowsReports();
+}
+
+int64_t RecordStore::CacheSize() const {
+  return cache_ == nullptr || !consent_.AllowsCache() ? 0 : cache_->TotalSize();
+}
+
+SendSchedule::Backlog RecordStore::Backlog() const {
+  return {records_.Bytes(), std::max<int64_t>(CacheSize() - unloadable_, 0)};
+}
+
+const BuiltRecord* RecordStore::Oldest() {
+  return records_.Empty() && !LoadCacheRecords() ? nullptr : records_.First();
+}
+
+// Loads one file at a time: a crash loses the records that are in memory. False when the cache has
+// no record. After an opt-out, files that could not be deleted stay unused.
+bool RecordStore::LoadCacheRecords() {
+  if (cache_ == nullptr || !consent_.AllowsCache()) {
+    return false;
+  }
+  do {
+    cache_->LoadOldest(records_);
+    if (records_.Empty()) {
+      unloadable_ = cache_->TotalSize();
+      return false;
+    }
+    unloadable_ = 0;
+    TAV_DEBUG("SM: Found cache records");
+    DropDamagedRecords();
+  } while (records_.Empty());
+  return true;
+}
+
+void RecordStore::DropDamagedRecords() {
+  for (size_t count = records_.Count(); count > 0; --count) {
+    std::unique_ptr<BuiltRecord> record = records_.TakeFirst();
+    if (IsDamaged(*record)) {
+      LogWarning("SM: Dropped a damaged record of %d bytes from the cache", record->Size());
+    } else {
+      records_.Append(std::move(record));
+    }
+  }
+}
+
+bool RecordStore::Flush() {
+  if (records_.Empty() || !consent_.AllowsCache()) {
+    return true;
+  }
+  TAV_DEBUG("SM: Flushing records to cache");
+  if (cache_ != nullptr && cache_->Append(records_)) {
+    return true;
+  }
+  flushFailed_ = true;
+  return false;
+}
+
+void RecordStore::BoundMemory(int maxMemorySize) {
+  const int64_t bound = int64_t{maxMemorySize} * kMemoryBoundFactor;
+  int count = 0;
+  int64_t bytes = 0;
+  while (records_.Bytes() > bound && !records_.Empty()) {
+    bytes += records_.TakeFirst()->Size();
+    ++count;
+  }
+  if (count > 0) {
+    LogWarning("SM: Memory bound reached. Dropped the %d oldest records (%d bytes)", count,
+               static_cast<int>(bytes));
+  }
+}
+
+}  // namespace Tav

@@ -1,0 +1,63 @@
+// Records that were built and not yet accepted: in memory, and on disk in the cache.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "cache/cache_manager.h"
+#include "model/built_record.h"
+#include "session/consent.h"
+#include "session/send_schedule.h"
+
+namespace Tav {
+
+// Session thread only. Blocks as the disk does.
+class RecordStore {
+ public:
+  explicit RecordStore(Consent consent) : consent_(consent) {}
+
+  // Finds the records of earlier runs; after an opt-out it deletes them. Until then, and when this
+  // throws, the store works in memory only.
+  void OpenCache(std::unique_ptr<CacheManager> cache, bool persistentInterval);
+
+  void Append(std::unique_ptr<BuiltRecord> record) { records_.Append(std::move(record)); }
+  // A record from the host. False, and the record is dropped, after an opt-out.
+  bool Push(std::unique_ptr<BuiltRecord> record);
+  // The oldest record, borrowed; loads a cache file when none is in memory. Null when there is
+  // none.
+  const BuiltRecord* Oldest();
+  void RemoveOldest() { records_.TakeFirst(); }
+
+  // Moves the records from memory to the cache. Those that the cache does not take stay in memory.
+  // True when none is left, and when the cache must not be used.
+  bool Flush();
+  // Drops the oldest records in memory, with a warning, until they take no more than a multiple of
+  // `maxMemorySize` bytes.
+  void BoundMemory(int maxMemorySize);
+  // Whether a flush failed since the last call.
+  bool TakeFlushFailed() { return std::exchange(flushFailed_, false); }
+
+  // False after an opt-out.
+  bool UsesCache() const { return consent_.AllowsCache(); }
+  const RecordList& InMemory() const { return records_; }
+  // Bytes of cache files; 0 when the cache must not be used.
+  int64_t CacheSize() const;
+  bool HasCacheFiles() const { return cache_ != nullptr && cache_->FileCount() != 0; }
+  // See CacheManager::OldestTime.
+  int64_t OldestCached() const { return cache_ == nullptr ? 0 : cache_->OldestTime(); }
+  // What a send could deliver.
+  SendSchedule::Backlog Backlog() const;
+
+ private:
+  bool LoadCacheRecords();
+  void DropDamagedRecords();
+
+  const Consent consent_;
+  RecordList records_;
+  std::unique_ptr<CacheManager> cache_;  // null until it is opened
+  int64_t unloadable_ = 0;               // bytes of cache files that the last load could not open
+  bool flushFailed_ = false;
+};
+
+}  // namespace Tav

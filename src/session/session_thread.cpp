@@ -1,0 +1,251 @@
+#include "session/session_thread.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "config/server_urls.h"
+#include "util/logger.h"
+#include "util/storage_directory.h"
+#include "util/time_stamp.h"
+#include "util/version.h"
+
+namespace Tav {
+
+namespace {
+
+// Seconds between two looks for the description of the machine while it is being collected.
+constexpr int kClientInfoPoll = 1;
+
+// Milliseconds.
+constexpr int kMaxBatchDelay = 1000;
+constexpr int64_t kMaxWaitForSettings = 5000;
+constexpr int64_t kMaxWaitForClient = 1000;
+
+// Runs one step of the end. A step that runs out of memory does not stop the later ones.
+template <typename Step>
+void Attempt(Step step) {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+    LogError("SM: Out of memory");
+  }
+}
+
+RecordHeader HeaderOf(LibraryConfig& config) {
+  RecordHeader header;
+  header.customerId = config.customerId;
+  header.userId = config.userId;
+  header.productContext = config.productContext;
+  header.productComponentName = config.productComponentName;
+  if (config.tags != nullptr) {
+    header.tags = std::move(*config.tags);
+  }
+  return header;
+}
+
+}  // namespace
+
+SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& queue)
+    : config_(std::move(config)),
+      consent_(config_.optOut),
+      queue_(queue),
+      app_(config_, consent_),
+      stamps_(app_.Identity()),
+      intake_(consent_, app_.Settings()),
+      builder_(app_.Product(), app_.Client(), consent_),
+      delivery_(app_, stamps_, builder_, intake_, consent_),
+      items_(thread, requests_, app_, intake_, delivery_) {
+  config_.productValues.reset();
+  builder_.SetHeader(HeaderOf(config_));
+  builder_.SetSessionEnvironment(config_.sessionEnvironment.get());
+  builder_.SetBreadcrumbLength(config_.savedListLength);
+}
+
+void SessionThread::Run() {
+  TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  // Without memory for its start the thread still answers hosts and terminates in order.
+  try {
+    StartUp();
+  } catch (const std::bad_alloc&) {
+    LogError("SM: Out of memory");
+    intake_.Disable();
+  }
+  ProcessData();
+  ProcessTermination();
+  TAV_DEBUG("SM: Session thread is exiting. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+void SessionThread::StartUp() {
+  app_.CollectClient();
+  CheckAppStatus();
+  app_.ComputeEndpoint();
+  builder_.SetEndpoint(app_.EndpointId());
+  app_.LogClientEnv();
+  TAV_DEBUG("SM: Endpt: %s", app_.EndpointId().c_str());
+  OpenCache();
+  delivery_.Batch().EstimateOverhead();
+  if (app_.Changes().RecordDue() && !delivery_.Store().HasCacheFiles()) {
+    delivery_.Schedule().ArmPause(CurrentTime());
+  }
+}
+
+void SessionThread::CheckAppStatus() {
+  app_.Load();
+  ApplySettings();
+  app_.UpdateServer(delivery_.Sender().GatewayUrl());
+  TAV_DEBUG("SM: Loading PS timestamps...");
+  if (!stamps_.LoadTimestamp(CurrentTime())) {
+    TAV_DEBUG("SM: Config stamp unchanged");
+    return;
+  }
+  TAV_DEBUG("SM: Config stamp update. Starting loader");
+  const ProductInfo& product = app_.Product();
+  loader_ = CreateConfigLoader(product.GetName(), product.GetVersion(), product.GetPlatform());
+  if (!loader_->Run()) {
+    loader_.reset();
+  }
+}
+
+void SessionThread::ApplySettings() {
+  const ConfigManager& settings = app_.Settings();
+  limits_ = ResolveLimits(config_, settings);
+  terminateTime_.store(limits_.terminateTime, std::memory_order_relaxed);
+  delivery_.SetLimits(limits_);
+  intake_.SetLimits(limits_.rate);
+  builder_.SetMaxRecordSize(limits_.maxRecordSize);
+  // A host that asks for no pause after activity gets no batch delay either.
+  queue_.SetBatchDelay(std::clamp(limits_.schedule.pauseInterval, 0, 1) * kMaxBatchDelay);
+
+  const bool hasSender = delivery_.Sender().UseGateway(
+      ChooseUrl({}, kGatewayUrlVariable, settings.GetString("gateway", ""), kGatewayUrls.external,
+                kGatewayUrls.internal, kGatewayUrls.development));
+  if (settings.GetNumber("disabled", 0) != 0) {
+    intake_.Disable();
+    TAV_DEBUG("SM: Analytics disabled due to settings");
+  } else if (!hasSender) {
+    intake_.Disable();
+    LogWarning("SM: Disabling due to bad dataSender");
+  }
+  LogBanner();
+}
+
+void SessionThread::LogBanner() {
+  TAV_NOTE(
+      "\n    ------------------------------------------"
+      "\n    ANALYTICS SDK VERSION:          %s"
+      "\n    Product name:                   %s"
+      "\n    Product version:                %s"
+      "\n    Gateway URL:                    %s"
+      "\n    Persistent interval enabled:    %d"
+      "\n    Send interval (seconds):        %d"
+      "\n    Send threshold (bytes):         %d"
+      "\n    Max cache files:                %d"
+      "\n    Max memory size (bytes):        %d"
+      "\n    Flush interval (seconds):       %d"
+      "\n    Pause interval (seconds):       %d"
+      "\n    Record size (bytes):            %d"
+      "\n    Max event size (bytes):         %d"
+      "\n    ------------------------------------------",
+      kLibraryVersion, config_.productName.c_str(), config_.productVersion.c_str(),
+      delivery_.Sender().GatewayUrl().c_str(), limits_.schedule.persistentInterval,
+      limits_.schedule.sendInterval, limits_.schedule.sendThreshold, limits_.maxCacheFiles,
+      limits_.maxMemorySize, limits_.schedule.flushInterval, limits_.schedule.pauseInterval,
+      limits_.maxRecordSize, config_.maxEventSize);
+  TAV_DEBUG("SM: CustID: %s, UserID: %s, ProdCtx: %s, ProdComp: %s\n", config_.customerId.c_str(),
+            config_.userId.c_str(), config_.productContext.c_str(),
+            config_.productComponentName.c_str());
+}
+
+// A count of cache files that overflowed to a negative number means: as many as there can be.
+void SessionThread::OpenCache() {
+  delivery_.Store().OpenCache(
+      std::make_unique<CacheManager>(GetStorageDirectory(), config_.productName,
+                                     config_.productVersion,
+                                     static_cast<uint32_t>(limits_.maxCacheFiles),
+                                     static_cast<uint32_t>(limits_.maxCacheBytes)),
+      config_.persistentInterval);
+  app_.ClearOldOptOut();
+}
+
+void SessionThread::ProcessData() {
+  TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  const RecordStore& store = delivery_.Store();
+  delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
+  while (!items_.Terminating()) {
+    // Running out of memory for one record or event must not end the thread.
+    try {
+      ProcessTurn();
+    } catch (const std::bad_alloc&) {
+      LogError("SM: Out of memory");
+    }
+  }
+  TAV_DEBUG("SM: ProcessData got terminating. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+}
+
+void SessionThread::ProcessTurn() {
+  const int64_t now = CurrentTime();
+  intake_.Roll(now);
+  int timeout = delivery_.Schedule().ComputeTimeout(now);
+  if (app_.ClientPending()) {
+    timeout = std::min(timeout, kClientInfoPoll);
+  }
+  delivery_.Schedule().CheckTimers(now);
+  items_.ProcessItems(queue_.TakeItems(timeout), CurrentTime());
+  if (items_.Terminating()) {
+    return;
+  }
+  if (app_.FinishClientInfo(0)) {
+    delivery_.Schedule().OnFirstPending(CurrentTime());
+  }
+  if (delivery_.IsSendDue(items_.Suspended())) {
+    delivery_.SendToServer();
+  } else if (!items_.SuspendedForTermination()) {
+    delivery_.FlushIfDue();
+  }
+}
+
+void SessionThread::ProcessTermination() {
+  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  Attempt([this] { items_.RestorePulled(); });
+  Attempt([this] { FinishClientInfo(); });
+  Attempt([this] { delivery_.ProcessEventList(true); });
+  Attempt([this] { delivery_.SendAtTermination(); });
+  Attempt([this] { delivery_.CacheUnsent(); });
+  Attempt([this] { ApplyFetchedSettings(); });
+  Attempt([this] { app_.PersistPendingOptOut(); });
+  Attempt([this] { stamps_.PersistLastActiveTime(CurrentTime()); });
+}
+
+// The description of the machine is sent once in several days: it is worth a short wait, but not
+// the time to send.
+void SessionThread::FinishClientInfo() {
+  if (!app_.ClientPending()) {
+    return;
+  }
+  const int64_t limit = std::min(delivery_.Sender().TimeToDeadline() / 4, kMaxWaitForClient);
+  app_.FinishClientInfo(static_cast<int>(limit));
+  if (app_.ClientPending()) {
+    app_.AbandonClientInfo();
+  }
+}
+
+// Settings that arrived during this run apply to the next one.
+void SessionThread::ApplyFetchedSettings() {
+  if (loader_ == nullptr) {
+    return;
+  }
+  loader_->Join(
+      static_cast<int>(std::min(delivery_.Sender().TimeToDeadline(), kMaxWaitForSettings)));
+  if (!loader_->Ended()) {
+    TAV_DEBUG("SM: Config loader is not done");
+  } else if (loader_->Answer().empty()) {
+    TAV_DEBUG("SM: No settings retrieved");
+  } else {
+    TAV_DEBUG("SM: Settings retrieved from server");
+    app_.StoreFetchedSettings(loader_->Answer());
+  }
+}
+
+}  // namespace Tav

@@ -1,0 +1,72 @@
+// What the session thread does from its start to its end. All work behind the queue happens here.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "config/config_loader.h"
+#include "model/library_config.h"
+#include "session/app_status.h"
+#include "session/day_stamps.h"
+#include "session/delivery.h"
+#include "session/intake.h"
+#include "session/item_handler.h"
+#include "session/limits.h"
+#include "session/record_builder.h"
+#include "session/work_queue.h"
+
+namespace Tav {
+
+class SessionThread {
+ public:
+  // `config` is complete; `thread` and `queue` are borrowed from the session manager.
+  SessionThread(LibraryConfig config, Thread& thread, WorkQueue& queue);
+
+  // The thread's body: returns after the item that terminates.
+  void Run();
+
+  // Any thread.
+  int TerminateTime() const { return terminateTime_.load(std::memory_order_relaxed); }  // seconds
+  void SetFinalDeadline(int64_t monotonicMilliseconds) {
+    delivery_.Sender().SetDeadline(monotonicMilliseconds);
+  }
+  const DayStamps& Stamps() const { return stamps_; }
+
+  // For the host that has a synchronous request, before it and after the answer.
+  RequestData& Requests() { return requests_; }
+  const std::string& EndpointId() const { return app_.EndpointId(); }
+
+ private:
+  // Start.
+  void StartUp();
+  void CheckAppStatus();
+  void ApplySettings();
+  void LogBanner();
+  void OpenCache();
+
+  // Loop.
+  void ProcessData();
+  void ProcessTurn();
+
+  // End.
+  void ProcessTermination();
+  void FinishClientInfo();
+  void ApplyFetchedSettings();
+
+  LibraryConfig config_;
+  const Consent consent_;
+  WorkQueue& queue_;
+  std::atomic<int> terminateTime_{10};
+  AppStatus app_;
+  DayStamps stamps_;
+  Intake intake_;
+  RecordBuilder builder_;
+  Delivery delivery_;
+  RequestData requests_;
+  ItemHandler items_;
+  Limits limits_;
+  ConfigLoaderPtr loader_;  // null when none was started
+};
+
+}  // namespace Tav
