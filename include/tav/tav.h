@@ -1,9 +1,14 @@
-// Tav: usage analytics for desktop applications, as a host application sees it.
+// Tav: client-side usage analytics for 64-bit Windows desktop applications. The C interface.
 //
-// The library is one DLL, tav.dll, with one exported function, TavLoader. A host looks it up at run
-// time, asks it for the table of entry points and calls through the table; there is no import
-// library. This header is all a host compiles against: C99 or later, C++11 or later, x64 only.
-// docs/integration.md tells the same story from start to end, examples/minimal shows it.
+// An application (the host) reports what its users do: events, sessions, places, commands, errors,
+// counters. The library batches the events, compresses them and uploads them by HTTPS on a thread
+// of its own. What it cannot send, it keeps on disk and sends later.
+//
+// The library is one DLL, tav.dll, with one exported function, TavLoader. The host looks TavLoader
+// up at run time, gets a table of function pointers ("slots") from it, and calls the library
+// through the table. There is no import library. A host compiles against this header alone: C99 or
+// later, C++11 or later, x64 only. tav.hpp is a C++17 wrapper. docs/integration.md is the guide,
+// examples/minimal is a complete host.
 //
 //   HMODULE module = LoadLibraryW(L"tav.dll");
 //   TavLoaderFunction load =
@@ -16,38 +21,106 @@
 //     tav->Terminate();
 //   }
 //
-// What holds for every entry point
+// SLOTS BY TASK (the numbers are their positions in TavEntryTable)
 //
-// States. The library is "running" from an Initialize that returned TAV_OK until Terminate. Before
-// and after that it is "not running"; what an entry point does then stands under "Not running" at
-// each. "Before Initialize" means: while not running, for the Initialize that follows.
+//   Start and stop
+//     0 Initialize, 1 Terminate, 59 OptOut, 13 Suspend, 14 Resume, 28 Commit
+//   Events and their properties
+//     5 NewEvent, 6 AddEventProperty, 24 AddNumericEventProperty, 3 LogEvent
+//   Commands and errors
+//     60 NewCommandEvent, 62 NewErrorEvent, 64 AddTraceItem
+//     61 SessionNewCommandEvent, 63 SessionNewErrorEvent
+//   Places and idle time
+//     2 LogPlace, 4 LogIdle, 11 SessionLogPlace, 12 SessionLogIdle
+//   Explicit sessions
+//     8 SessionBegin, 9 SessionEnd, 10 SessionNewEvent
+//   Counters and aggregates
+//     42 IncrementCounter, 48 AggregateValue, 49 FlushAggregates
+//     43 SessionIncrementCounter, 50 SessionAggregateValue, 51 SessionFlushAggregates
+//   Components (plug-ins)
+//     53 CreateComponentAnalytics, then the operations of TavComponent_s
+//   Identity of product, customer and user
+//     37 SetVersionQualifier, 44 SetCustomerIdentifier, 45 SetUserIdentifier
+//     46 SetProductContext, 47 SetProductComponentName, 58 AddTag
+//   Values that describe the installation or the run
+//     16 AddProductInfo, 25 AddNumericProductInfo, 30 AddProductInfoValue
+//     31 NewMapValue, 33 AddStringValue, 34 AddNumericValue, 32 NewListValue, 35 AddListValue
+//     17 AddSessionEnvInfo, 26 AddNumericSessionEnvInfo
+//   Tuning
+//     21 SetSendInterval, 54 EnablePersistentInterval, 55 SetSendThreshold
+//     52 SetCacheDirectory, 22 SetCacheSize
+//     27 SetStateFlags, 29 SetDebugFlags, 18 SetAuxiliaryString
+//   Diagnostic log
+//     19 EnableDebugLog, 20 SetMessageSink, 23 SetLineSink
+//   Queries and data transfer
+//     38 GetVersion, 36 GetEndpointIdentifier, 56 GetLastServerAccessTime, 57 GetLastActiveTime
+//     39 PullData, 40 PushData, 41 FreeData
+//   Test access, reserved
+//     15 CreateBackdoor, 7 NoOperation
 //
-// Threads. While the library runs, any thread may call any entry point, several at once, unless the
-// entry point says otherwise. Initialize and Terminate must not overlap each other or any other
-// call: one thread makes them while no other is inside the table. No lock guards the settings made
-// before Initialize: make them on one thread. Nothing of the library may be called from a DllMain.
+// RULES FOR ALL SLOTS
 //
-// Blocking. Reporting never waits for a file or the network: the entry point builds a small record
-// and appends it to a queue under one short lock; one thread of the library does the rest. "Does
-// not block" below means this. The few entry points that wait say so, with their bound.
+// The comment of a slot says what the slot adds to these rules and where it differs from them.
 //
-// Strings. 8-bit, zero-terminated, borrowed for the call only: the library copies what it keeps. A
-// null pointer is the empty string. Text is UTF-8; text that is not valid UTF-8 is reported (WARN
-// "String contains non-UTF-8 characters") and taken as Latin-1. A "name" below is taken without its
-// leading and trailing white space and is then 1 to 255 bytes long. A "text" is taken whole and has
-// no limit of its own.
+// Running. The library runs from an Initialize that returns TAV_OK until Terminate. Slots that
+// make, fill and free things work at any time. When the library does not run, slots that report or
+// control sending check their arguments, log "Tav: TavXyz called with no manager defined" and do
+// nothing else.
 //
-// Errors. Only Initialize returns a status. Everything else reports misuse by a line in the
-// diagnostic log and otherwise ignores the call; no call aborts the process or throws. The log
-// levels are TRACE, DEBUG, NOTE, WARN and ERROR; a message quoted without a level is an ERROR. The
-// log begins with the first Initialize: what is called wrongly before that goes unreported.
+// Threads. While the library runs, any thread may call any slot, several threads at once. There are
+// three exceptions: no call may overlap Initialize or Terminate; only one thread at a time uses a
+// handle; counters and aggregates have a rule of their own (see below). While the library does not
+// run, one thread makes the settings and sets product values. No slot may be called from a DllMain.
 //
-// Handles. TavEvent_s, TavValue_s and TavSession_s are opaque. Each carries a mark by which the
-// library refuses most handles that are spent or of the wrong kind, but it cannot refuse all: never
-// use a handle after the call that consumes it, and never one that this library did not make. One
-// thread uses a handle at a time; handles may be passed from thread to thread. A handle that a call
-// refused is neither freed nor changed. A null event or value is refused without harm, so that a
-// creation that failed for want of memory needs no check of its own.
+// Blocking. Reporting never waits for a file or the network: a slot builds a small record and
+// appends it to a queue under one short lock. Only Initialize, Terminate, SetCacheDirectory and the
+// slots marked "Waits" take longer.
+//
+// Waits. Returns after the library's thread has done everything that was queued before, a send in
+// progress included, and then this request. Requests of several threads are served one after
+// another. There is no time limit: see Commit for the time that a send can take. Not for the thread
+// of a user interface. Not allowed on the threads of the library, that is, in a sink.
+//
+// Setting. A slot marked "Setting" is called before Initialize, for the run that Initialize starts.
+// Terminate resets the setting to its initial value. Called while the library runs, the slot has no
+// effect. A value that is refused leaves the earlier one in place.
+//
+// Strings. 8-bit, zero-terminated, borrowed for the call: the library copies what it keeps. A null
+// pointer is the empty string. The encoding is UTF-8; a string that is not valid UTF-8 is reported
+// (WARN "String contains non-UTF-8 characters") and read as Latin-1. A "name" loses its leading and
+// trailing white space and must then have 1 to 255 bytes. A "text" is taken unchanged and has no
+// limit of its own.
+//
+// Numbers. Must be finite.
+//
+// Handles. TavEvent_s, TavValue_s and TavSession_s are opaque. The caller owns a handle from the
+// slot that makes it until the slot that consumes it, which is the only way to free it. A handle
+// may pass from thread to thread. A slot that makes something returns null only if memory runs out.
+// Every slot refuses a null handle without harm, so a host need not check for null.
+//
+// Refused handles. A slot that takes an event, a map, a list or a value checks it in this order.
+// The first check that fails is logged, and the slot then does nothing: the handle is neither freed
+// nor changed. (Read "map", "list" or "value" for "event" where the slot takes one.)
+//   "Tav: TavXyz called with a null event"
+//   "Tav: TavXyz called with a re-used event"   consumed before, or not a handle
+//   "Tav: TavXyz called with a bad event"       a handle of another kind
+//   "Tav: TavXyz called with a bad name"        an argument that must be a name is none
+// A handle is recognised by a mark in its memory, which does not catch every mistake: never use a
+// handle after the call that consumed it, nor one that this library did not make.
+//
+// Sessions. A slot that takes a session logs "Tav: TavXyz called with an invalid session" for null.
+// Other pointers must be live sessions: only SessionEnd, SessionLogPlace and SessionLogIdle check
+// the mark and log the same message.
+//
+// Errors. Only Initialize returns a status. Other misuse is logged and the call is ignored. No call
+// throws or aborts the process. The log levels are TRACE, DEBUG, NOTE, WARN and ERROR; a message
+// quoted without a level is an ERROR. The log calls slot Xyz TavXyz. If memory runs out during a
+// call, the log says "Tav: Out of memory" and the call stops there. Logging starts with the first
+// Initialize: earlier mistakes are not reported.
+//
+// Counters and aggregates. They are kept in collections without a lock: one for each explicit
+// session, and one for all others, those of component records included. Calls that feed or flush
+// the same collection must not overlap; Terminate flushes the one for all others.
 #ifndef TAV_TAV_H
 #define TAV_TAV_H
 
@@ -69,29 +142,29 @@
 extern "C" {
 #endif
 
-// What TavLoader must be asked for to get the table declared here.
+// The argument of TavLoader for the table declared here.
 #define TAV_INTERFACE_VERSION 13
 
-// The name under which TavLoader is looked up in the loaded module.
+// The name of TavLoader for GetProcAddress.
 #define TAV_LOADER_NAME "TavLoader"
 
-// The version of the library that this header belongs to. GetVersion tells that of the one loaded.
+// The library version that this header belongs to. GetVersion returns that of the loaded library.
 #define TAV_LIBRARY_VERSION "2.8.2.1187559"
 
-// Longest name, in bytes after the repair to UTF-8.
+// Maximum length of a name, in bytes, after conversion to UTF-8.
 #define TAV_MAX_NAME_BYTES 255
 
 // Results of Initialize.
 enum {
   TAV_OK = 0,                   // the library runs
-  TAV_NO_SESSION_THREAD = 4,    // the system gave no thread
-  TAV_ALREADY_INITIALIZED = 7,  // it was running already and still is, unchanged
-  TAV_BAD_PRODUCT = 8,          // product name or version outside the rules
+  TAV_NO_SESSION_THREAD = 4,    // the system gave no thread or no memory
+  TAV_ALREADY_INITIALIZED = 7,  // the library runs already; nothing has changed
+  TAV_BAD_PRODUCT = 8,          // product name or version not valid
   TAV_NO_LOCAL_APP_DATA = 10    // environment variable LOCALAPPDATA missing or empty
 };
 
-// The language of the application's user interface, for Initialize. Any other number is reported
-// and leaves the language out; TAV_LANGUAGE_NONE sends "NONE".
+// The language of the application's user interface, for Initialize. TAV_LANGUAGE_NONE is sent as
+// "NONE". Any other number is logged, and no language is sent.
 enum {
   TAV_LANGUAGE_NONE = 0,
   TAV_LANGUAGE_CS_CZ = 1,
@@ -113,7 +186,7 @@ enum {
 // Units for SetSendInterval.
 enum { TAV_UNIT_SECONDS = 0, TAV_UNIT_MINUTES = 1, TAV_UNIT_HOURS = 2, TAV_UNIT_DAYS = 3 };
 
-// Categories for AddTag. Each is sent under the name in its comment.
+// Categories for AddTag, sent under the names in the comments.
 enum {
   TAV_TAG_EDITION = 1,           // "Edition"
   TAV_TAG_COMPONENT = 2,         // "Component"
@@ -125,28 +198,28 @@ enum {
   TAV_TAG_OTHER = 8              // "Other"
 };
 
-// An event, a command event or an error event that the host is filling. Made by the New...Event
-// entry points, consumed by LogEvent.
+// An event, a command event or an error event. Made by the New...Event slots, consumed by LogEvent.
 typedef struct TavEvent_s TavEvent_s;
 
-// A map or a list that the host is filling. Made by NewMapValue and NewListValue, consumed by
-// AddProductInfoValue.
+// A map or a list. Made by NewMapValue and NewListValue, consumed by AddProductInfoValue.
 typedef struct TavValue_s TavValue_s;
 
-// An explicit session. Made by SessionBegin, freed by SessionEnd.
+// An explicit session. Made by SessionBegin, consumed by SessionEnd.
 typedef struct TavSession_s TavSession_s;
 
-// The object through which the library's own tests reach its inner parts. Not for hosts.
+// Gives the library's own tests access to its parts. Not for hosts. See docs/test-access.md.
 typedef struct Backdoor Backdoor;
 
-// What SetMessageSink and SetLineSink take, as a void pointer. `line` is UTF-8 as far as the host's
-// own strings are, at most 2047 bytes, without a newline at its end, and valid during the call.
-// Called on whatever thread logs, the library's own threads included, several at once: it must be
-// safe for that, should be quick, and must not call back into the library. Keep it callable until
-// the process ends.
+// A function of the host that receives lines of the log. `line` is valid during the call, has at
+// most 2047 bytes and no newline at its end. It is UTF-8 if the strings of the host are.
+//
+// The library calls a sink on the thread that logs, which may be any thread of the host or of the
+// library, several at once. A sink must be thread-safe, should be quick, must not call the library,
+// and must remain callable until the process ends.
 typedef void(TAV_CALL* TavSink)(const char* line);
 
-// A sink in the form the table takes it. ISO C has no cast from a function to a void pointer.
+// Converts a sink for SetMessageSink and SetLineSink, whose slots take a void pointer. ISO C has no
+// cast from a function pointer to a void pointer.
 static inline void* TavSinkPointer(TavSink sink) {
 #ifdef __cplusplus
   return reinterpret_cast<void*>(sink);
@@ -160,89 +233,84 @@ static inline void* TavSinkPointer(TavSink sink) {
 #endif
 }
 
-// The first word of every live component record.
+// The value of TavComponent_s.magic in a live record.
 #define TAV_COMPONENT_MAGIC 0xDEADCACAu
 
-// The interface record of one component (a plug-in, a module) of the host, made by
-// CreateComponentAnalytics. What is reported through it carries the component's name and version;
-// its events are called by the component's name, an underscore and the event's own name, and never
-// share a record with those of another component. The sixteen words and their order are fixed: code
-// in other languages calls through them by position, passing the record itself as first argument.
+// The interface through which one component of the host (a plug-in, a module) reports under its own
+// name and version. Made by CreateComponentAnalytics, freed by its Release operation.
 //
-// All operations: any thread, do not block. What a record makes, takes and reports follows the
-// table's entry point of the same name, also while the library is not running. SetComponent and
-// Release must not overlap any other call on the same record.
+// The name of a component's event is the component's name, an underscore and the event's own name.
+// Events of different components never share a record.
+//
+// The sixteen 64-bit words and their order are the binary interface: other languages call the
+// operations by position, with the record as the first argument.
+//
+// Each operation follows the slot of the same name, also when the library does not run. Any thread
+// may call it; SetComponent and Release must not overlap other calls on the same record.
 typedef struct TavComponent_s TavComponent_s;
 struct TavComponent_s {
-  // Word 0. TAV_COMPONENT_MAGIC while the record lives. Read only.
+  // Word 0. TAV_COMPONENT_MAGIC while the record is live. Read only.
   uint64_t magic;
 
-  // Word 1. Whether this record serves the component interface `version`: true for 1 and 2.
+  // Word 1. Whether this record supports version `version` of the component interface: true for 1
+  // and 2.
   bool(TAV_CALL* IsVersionSupported)(TavComponent_s* self, int version);
 
-  // Word 2. Frees the record with its name and version. Does nothing when the record's magic is
-  // not TAV_COMPONENT_MAGIC. Call once; the pointer is dead afterwards. Counters and aggregates
-  // already fed stay and are flushed with the others.
+  // Word 2. Frees the record, its name and its version. Does nothing if the record's magic is not
+  // TAV_COMPONENT_MAGIC. Call it once. What was counted through the record stays and is flushed
+  // with the rest.
   void(TAV_CALL* Release)(TavComponent_s* self);
 
-  // Word 3. Sets the component's name and version, once, before anything is reported through the
-  // record. Null counts as the empty string. A second call changes nothing and is reported:
-  // "Component name already set".
+  // Word 3. Sets the component's name and version. Call it once, before anything is reported
+  // through the record. Null is the empty string. A second call is refused: "Component name
+  // already set".
   void(TAV_CALL* SetComponent)(TavComponent_s* self, const char* name, const char* version);
 
-  // Word 4. As the table's NewEvent, under the name "<component>_<name>", cut to 255 bytes. With
-  // no component name set, exactly NewEvent. For want of memory: null and WARN "Creating
-  // component event '%s' with no component name set". Logged by LogEvent like any other event.
+  // Word 4. NewEvent, named "<component>_<name>", cut to 255 bytes. Without a component name,
+  // exactly NewEvent. If memory runs out: null, and WARN "Creating component event '%s' with no
+  // component name set".
   TavEvent_s*(TAV_CALL* NewEvent)(TavComponent_s* self, const char* name);
 
-  // Word 5. The table's AddEventProperty.
+  // Words 5 to 8. Exactly the slots of these names.
   void(TAV_CALL* AddEventProperty)(TavComponent_s* self,
                                    TavEvent_s* event,
                                    const char* name,
                                    const char* value);
-
-  // Word 6. The table's AddNumericEventProperty.
   void(TAV_CALL* AddNumericEventProperty)(TavComponent_s* self,
                                           TavEvent_s* event,
                                           const char* name,
                                           double value);
-
-  // Word 7. The table's LogEvent: consumes the event.
   void(TAV_CALL* LogEvent)(TavComponent_s* self, TavEvent_s* event);
-
-  // Word 8. The table's GetVersion.
   const char*(TAV_CALL* GetVersion)(TavComponent_s* self);
 
-  // Word 9. Adds 1 to the counter `property` of `event` in this component's own collection. The
-  // locking rule of the table's IncrementCounter applies: components share that lock-free ground.
-  // Errors: "Tav: TifIncrementCounter called with bad event name or property name". With no
-  // component name set: WARN "Creating a component aggregate with no component name set", and the
-  // number is collected without a component.
+  // Word 9. Adds 1 to the counter `property` of `event`, for this component. The collection is the
+  // one shared by all components and the slot IncrementCounter: calls must not overlap. Without a
+  // component name, counts as the slot does: WARN "Creating a component aggregate with no component
+  // name set".
+  // Errors: "Tav: TifIncrementCounter called with bad event name or property name".
   void(TAV_CALL* IncrementCounter)(TavComponent_s* self, const char* event, const char* property);
 
-  // Word 10. Feeds `value` into the statistic `property` of `event` in this component's own
-  // collection; otherwise as word 9.
+  // Word 10. Adds `value` to the statistic `property` of `event`, for this component. Otherwise as
+  // word 9.
   // Errors: "Tav: TifAggregateValue called with bad event name or property name".
   void(TAV_CALL* AggregateValue)(TavComponent_s* self,
                                  const char* event,
                                  const char* property,
                                  double value);
 
-  // Words 11 and 12. The library's own copies of name and version, null until SetComponent. Read
-  // only; freed by Release.
+  // Words 11 and 12. The record's copies of name and version. Null until SetComponent, freed by
+  // Release. Read only.
   char* name;
   char* version;
 
-  // Word 13. As the table's NewCommandEvent, as a command of this component. Only after
-  // SetComponent; before it: WARN "Creating component Command '%s' with no component name set".
+  // Words 13 and 14. NewCommandEvent and NewErrorEvent, for this component. To be called after
+  // SetComponent; without a component name:
+  //   WARN "Creating component Command '%s' with no component name set"
+  //   WARN "Creating component Error code '%s' with no component name set"
   TavEvent_s*(TAV_CALL* NewCommandEvent)(TavComponent_s* self, const char* command);
-
-  // Word 14. As the table's NewErrorEvent, as an error of this component. Only after
-  // SetComponent; before it: WARN "Creating component Error code '%s' with no component name
-  // set".
   TavEvent_s*(TAV_CALL* NewErrorEvent)(TavComponent_s* self, const char* code, const char* message);
 
-  // Word 15. The table's AddTraceItem.
+  // Word 15. Exactly the slot AddTraceItem.
   void(TAV_CALL* AddTraceItem)(TavComponent_s* self,
                                TavEvent_s* event,
                                const char* location,
@@ -250,530 +318,380 @@ struct TavComponent_s {
                                const char* meta);
 };
 
-// The entry points, in slot order. The order is the binary interface: a slot is never moved, added
-// in between or removed under one TAV_INTERFACE_VERSION. The table is constant and lives as long as
-// the DLL is loaded. Entry point Xyz is called TavXyz in the library's log and documents.
+// The table of slots. It is constant and lives as long as the DLL is loaded. The order of the slots
+// is the binary interface: under one TAV_INTERFACE_VERSION no slot is moved, inserted or removed.
 typedef struct TavEntryTable {
-  // Slot 0. Starts the library for one product. Settings, values, tags, sinks and the opt-out
-  // made before are taken in with this call.
+  // Slot 0. Starts the library for one product, with the settings and product values made before.
   //   productName     1 to 32 letters, digits and dots
-  //   productVersion  at most 32 bytes, " - " and the qualifier of SetVersionQualifier included
-  //   fullVersion     text, sent as it is ("std-FullVersion"): build number, revision
-  //   appLanguage     one of TAV_LANGUAGE_...
-  // Returns one of the status codes; only TAV_OK means running. Then host and library are
-  // independent: a gateway that is slow or absent shows in the log, not in this status.
-  // White space around productName and productVersion does not count.
-  // Threads: one, with no other call inside the table. Does not block: reads a few environment
-  // variables, opens the log file if one is wanted, starts one thread.
+  //   productVersion  at most 32 bytes, including " - " and the qualifier of SetVersionQualifier
+  //   fullVersion     a text for build number and revision, sent unchanged ("std-FullVersion")
+  //   appLanguage     TAV_LANGUAGE_...
+  // Leading and trailing white space of productName and productVersion is removed. An unknown
+  // language is left out: "Tav: Application language %d not supported".
+  // Returns TAV_OK or why the library does not run. The status says nothing about the gateway: an
+  // unreachable gateway shows in the log.
+  // Not to overlap any other call. Does not wait for anything: reads environment variables, opens
+  // the log file if one is wanted, starts one thread.
   // Errors:
   //   TAV_ALREADY_INITIALIZED  "Tav: Oops, TavInitialize has already been called"
   //   TAV_BAD_PRODUCT          "Tav: TavInitialize called with a bad product/version"
   //   TAV_NO_LOCAL_APP_DATA    "TavInitialize: Environment variable 'LOCALAPPDATA' is not defined"
-  //   TAV_NO_SESSION_THREAD    "Failed to create thread", with the system's reason behind it
-  // "Tav: Application language %d not supported" does not fail the call.
-  // After TAV_BAD_PRODUCT and TAV_NO_LOCAL_APP_DATA everything set before is still set, except
-  // the line sink, which these calls forget; the call may be repeated.
-  // After TAV_NO_SESSION_THREAD the product values, session-environment values and tags are gone.
-  // After Terminate: may be called again; every setting must be made again (see Terminate).
+  //   TAV_NO_SESSION_THREAD    "Failed to create thread", followed by the system's reason
+  // After TAV_BAD_PRODUCT and TAV_NO_LOCAL_APP_DATA all settings and product values are still set,
+  // except for the line sink; the call may be repeated. After TAV_NO_SESSION_THREAD the product
+  // values, the session environment and the tags are lost.
+  // After Terminate, Initialize may be called again, with all settings made anew.
   int(TAV_CALL* Initialize)(const char* productName,
                             const char* productVersion,
                             const char* fullVersion,
                             int appLanguage);
 
-  // Slot 1. Stops the library: flushes the global counters and aggregates, ends the implied
-  // session, lets the library's thread work off what is queued and send what it can, and waits
-  // for it. Then all settings return to their initial values, the opt-out and the version
-  // qualifier included, and the log file is closed. Only the message sink and EnableDebugLog
-  // last.
-  // End explicit sessions and log or give up open events first: Terminate does not know them, and
-  // an event logged afterwards is lost.
-  // Threads: one, with no other call inside the table; not from a DllMain, where the library's
-  // thread cannot end.
-  // Blocks: at most the terminate time, 10 seconds unless the server's setting "terminate_time"
-  // says otherwise; usually the time of one request. A thread that is still waiting for the
-  // network then ends on its own, and the DLL stays mapped until it has, so that FreeLibrary
-  // after Terminate is safe at once.
-  // Not running: DEBUG "TavTerminate called with no manager defined"; settings are reset all the
-  // same.
+  // Slot 1. Stops the library. Flushes the counters and aggregates outside explicit sessions, ends
+  // the implied session, processes the queue, sends what it can and writes the rest to disk. Then
+  // resets all settings, including the opt-out and the version qualifier, and closes the log file.
+  // Only the message sink and EnableDebugLog persist.
+  // Before, end explicit sessions and log open events: an event that is logged later is lost.
+  // Not to overlap any other call.
+  // Blocks for the time of one request, as a rule; for the terminate time at most, which is 10
+  // seconds unless the server's setting "terminate_time" says otherwise. A thread that then still
+  // waits for the network ends later, and the DLL stays mapped until it has: FreeLibrary is safe
+  // directly after Terminate.
+  // Not running: DEBUG "TavTerminate called with no manager defined"; resets the settings.
   void(TAV_CALL* Terminate)(void);
 
-  // Slot 2. Records that the user reached the place (page, dialogue, mode) with the name `place`,
-  // in the implied session.
-  // Any thread; does not block.
+  // Slot 2. Records that the user has reached a place (page, dialogue, mode), in the implied
+  // session. `place` is a name.
   // Errors: "Tav: TavLogPlace called with an invalid place".
-  // Not running: "Tav: TavLogPlace called with no manager defined"; nothing is recorded.
   void(TAV_CALL* LogPlace)(const char* place);
 
-  // Slot 3. Reports an event (of any New...Event entry point) and consumes it: whatever happens,
-  // the handle is spent unless it is refused. The event is stamped with the local time of this
-  // call. An event without a session joins the implied session, which begins with the first such
-  // event. An event without a valid name is freed silently; one that grew beyond its size limit
-  // is dropped: DEBUG "SM: Log(): event '%s' is discarded.".
-  // Any thread; does not block; events of one thread keep their order.
-  // Errors, the first that applies:
-  //   "Tav: TavLogEvent called with a null event"
-  //   "Tav: TavLogEvent called with a re-used event"
-  //   "Tav: TavLogEvent called with a bad event" (a map or a list; it stays usable)
+  // Slot 3. Reports an event of any kind and consumes it, unless the handle is refused. The event
+  // gets the local time of this call. An event without a session joins the implied session, which
+  // begins with the first such event. The events of one thread keep their order.
+  // An event that has no valid name is freed silently. One that has exceeded its size limit is
+  // dropped: DEBUG "SM: Log(): event '%s' is discarded.".
   // Not running: "Tav: TavLogEvent called with no manager defined. Event: %s"; the event is freed
   // and lost.
   void(TAV_CALL* LogEvent)(TavEvent_s* event);
 
   // Slot 4. Records in the implied session that the user is idle.
-  // Any thread; does not block.
-  // Not running: "Tav: TavLogIdle called with no manager defined"; nothing is recorded.
   void(TAV_CALL* LogIdle)(void);
 
-  // Slot 5. A new event with the name `name`, owned by the caller until LogEvent consumes it.
-  // There is no other way to free it. Null only when memory runs out.
-  // Any thread; does not block.
-  // Errors: "Tav: TavNewEvent called with an invalid event name"; an event is returned all the
-  // same, and LogEvent will free it without sending it.
-  // Not running: works; the event may be logged once the library runs.
+  // Slot 5. A new event, consumed by LogEvent. It may be made before the library runs.
+  // Errors: "Tav: TavNewEvent called with an invalid event name"; returns an event that LogEvent
+  // will free without sending it.
   TavEvent_s*(TAV_CALL* NewEvent)(const char* name);
 
-  // Slot 6. Adds the property `name` with the text `value` to an event; a later property of the
-  // same name replaces the earlier. Names beginning with "std-" are the library's own. An event
-  // may take about 100,000 bytes: an addition beyond that marks the whole event as discarded, and
-  // LogEvent then drops it. Two lines tell: that of LogEvent and a WARN,
+  // Slot 6. Sets the property `name` of an event to a text, in place of an earlier one of that
+  // name. Names that begin with "std-" are reserved for the library.
+  // An event may have about 100,000 bytes. An addition beyond that is logged as a WARN and marks
+  // the whole event as discarded, so that LogEvent drops it:
   //   "JD: AddTavEvent: discarding '%s'. Current size = %d, size to add = %d, max size = %d"
-  // The event's thread; does not block.
-  // Errors, the first that applies:
-  //   "Tav: TavAddEventProperty called with a null event"
-  //   "Tav: TavAddEventProperty called with a re-used event"
-  //   "Tav: TavAddEventProperty called with a bad event" (a map or a list)
-  //   "Tav: TavAddEventProperty called with a bad name"
-  // Not running: works.
   void(TAV_CALL* AddEventProperty)(TavEvent_s* event, const char* name, const char* value);
 
-  // Slot 7. Does nothing, at any time; keeps the slots behind it in their places.
+  // Slot 7. Does nothing, at any time. Keeps the positions of the slots after it.
   void(TAV_CALL* NoOperation)(void);
 
-  // Slot 8. Begins an explicit session, with an id of its own, beside the implied one and any
-  // other. The caller owns the handle until SessionEnd. Null only when memory runs out.
-  // Any thread; does not block.
-  // Not running: "Tav: TavSessionBegin called with no manager defined"; a session is returned
-  // whose beginning is not recorded.
+  // Slot 8. Begins an explicit session with its own id, in addition to the implied session and any
+  // others. Consumed by SessionEnd.
+  // Not running: logs the error and returns a session whose beginning is not recorded.
   TavSession_s*(TAV_CALL* SessionBegin)(void);
 
-  // Slot 9. Flushes the session's counters and aggregates, records its end and frees it. A
-  // pointer that is not null is freed in every case, even when it is refused: pass each session
-  // once. Events made for the session may still be logged.
-  // One thread at a time on one session; does not block.
-  // Errors: "Tav: TavSessionEnd called with an invalid session".
-  // Not running: "Tav: TavSessionEnd called with no manager defined"; the session is freed, its
-  // counters and aggregates are lost.
+  // Slot 9. Flushes the session's counters and aggregates, records the session's end and frees it.
+  // Any pointer but null is freed, even if it is refused: pass each session once. Events of the
+  // session may still be logged afterwards.
+  // Not running: logs the error and frees the session; its counters and aggregates are lost.
   void(TAV_CALL* SessionEnd)(TavSession_s* session);
 
-  // Slot 10. As NewEvent, but the event belongs to `session`, which must be a live session: only
-  // null is noticed, and the event then joins no session.
-  // Errors: "Tav: TavSessionNewEvent called with an invalid event"; as with NewEvent, an event
-  // that will not be sent is returned. "Tav: TavSessionNewEvent called with an invalid session".
-  // Not running: works.
+  // Slot 10. As NewEvent, for an event of `session`. For null, the event belongs to no session.
+  // Errors: "Tav: TavSessionNewEvent called with an invalid event" for a bad name; then as
+  // NewEvent.
   TavEvent_s*(TAV_CALL* SessionNewEvent)(TavSession_s* session, const char* name);
 
   // Slot 11. As LogPlace, in `session`.
-  // Errors, the first that applies:
-  //   "Tav: TavSessionLogPlace called with an invalid place"
-  //   "Tav: TavSessionLogPlace called with an invalid session"
-  // Not running: "Tav: TavSessionLogPlace called with no manager defined"; nothing is recorded.
+  // Errors: "Tav: TavSessionLogPlace called with an invalid place", checked first.
   void(TAV_CALL* SessionLogPlace)(TavSession_s* session, const char* place);
 
   // Slot 12. As LogIdle, in `session`.
-  // Errors: "Tav: TavSessionLogIdle called with an invalid session".
-  // Not running: "Tav: TavSessionLogIdle called with no session defined"; nothing is recorded.
+  // Not running: "Tav: TavSessionLogIdle called with no session defined".
   void(TAV_CALL* SessionLogIdle)(TavSession_s* session);
 
-  // Slot 13. Holds back sending, all but that of Commit, until Resume. Reporting goes on as
-  // before. Terminate lifts it. Takes its turn behind what is already queued; a send under way is
-  // finished.
-  // Any thread; does not block.
-  // Not running: "Tav: TavSuspend called with no manager defined"; no effect later.
+  // Slot 13. Suspends sending until Resume or Terminate; only Commit still sends. Reporting goes
+  // on. Takes effect after what is already queued; a send in progress is completed.
   void(TAV_CALL* Suspend)(void);
 
-  // Slot 14. Lets sending go on after Suspend.
-  // Any thread; does not block.
-  // Not running: "Tav: TavResume called with no manager defined"; no effect later.
+  // Slot 14. Resumes sending after Suspend.
   void(TAV_CALL* Resume)(void);
 
-  // Slot 15. A new test-access object, for the library's own tests. Hosts do not call this. Null
-  // when memory runs out. Works at any time; the object is freed through its own last operation.
+  // Slot 15. A new test-access object, for the library's own tests, at any time. Freed by its own
+  // last operation.
   Backdoor*(TAV_CALL* CreateBackdoor)(void);
 
-  // Slot 16. Sets a value of the product environment: a text that describes the installation
-  // rather than an event, kept between runs and sent when it changed. `key` is a name that does
-  // not contain "std-"; a later value of the same key replaces the earlier.
-  // While running: any thread; does not block.
-  // Before Initialize: one thread; kept for it, unless OptOut was called too, which discards it.
+  // Slot 16. Sets a value of the product environment: a text that describes the installation, is
+  // kept between runs and sent when it has changed. `key` is a name that does not contain "std-".
+  // Replaces an earlier value of the same key.
+  // Before Initialize: the value is kept for Initialize. OptOut discards it.
   // Errors: WARN "Tav: AddProductInfo failed because of bad input key: '%s'".
   void(TAV_CALL* AddProductInfo)(const char* key, const char* value);
 
-  // Slot 17. Sets a text that is attached to every event, command and error of the coming run.
-  // `key` is a name; a later value of the same key replaces the earlier.
-  // Only before Initialize, on one thread; does not block.
+  // Slot 17. Setting. A text that every event, command and error of the run carries. `key` is a
+  // name. Replaces an earlier value of the same key.
   // Errors: "Tav: TavAddSessionEnvInfo failed because of bad input data".
-  // While running: "Tav: TavAddSessionEnvInfo called after TavInitialize"; nothing is stored.
+  // While running: "Tav: TavAddSessionEnvInfo called after TavInitialize".
   void(TAV_CALL* AddSessionEnvInfo)(const char* key, const char* value);
 
-  // Slot 18. Stores a string with the settings. Null and the empty string are ignored. Nothing
-  // that is sent depends on it.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
+  // Slot 18. Setting. Stores a text on which nothing that is sent depends. The empty string is
+  // ignored.
   void(TAV_CALL* SetAuxiliaryString)(const char* text);
 
-  // Slot 19. From the next Initialize on: the log's default level is DEBUG (TAV_LOG_LEVEL still
-  // decides if it is set), and where no gateway is chosen otherwise, the development servers are
-  // taken. Lasts beyond Terminate and cannot be taken back within the process.
-  // One thread; does not block.
-  // While running: no effect before the next Initialize.
+  // Slot 19. Setting, which persists for the process and cannot be undone. The default level of the
+  // log becomes DEBUG (TAV_LOG_LEVEL, if set, decides), and the development servers are used unless
+  // a gateway is chosen otherwise. While running: applies from the next Initialize.
   void(TAV_CALL* EnableDebugLog)(void);
 
-  // Slot 20. Sets the function that receives each log line without its time stamp, from the next
-  // Initialize on and beyond Terminate; null takes it away. `messageSink` is a TavSink, see
-  // TavSinkPointer. With only this sink set, lines from WARN up are delivered (see TAV_LOG_LEVEL
-  // in docs/integration.md).
-  // One thread; does not block.
-  // While running: no effect before the next Initialize.
+  // Slot 20. Setting, which persists beyond Terminate. The function that receives each log line
+  // without its time stamp; null removes it. `messageSink` is the TavSinkPointer of a TavSink. If
+  // this sink is the only output of the log, it receives WARN and ERROR unless TAV_LOG_LEVEL says
+  // otherwise (see docs/integration.md). While running: applies from the next Initialize.
   void(TAV_CALL* SetMessageSink)(void* messageSink);
 
-  // Slot 21. How long the library collects before it sends: `amount` times `unit` (TAV_UNIT_...;
-  // any other number counts as seconds), in seconds in 32 bits. Initially 300 seconds. A number
-  // of seconds above 2147483647 means: never send; 0 means 300 seconds between sends that
-  // succeed.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
+  // Slot 21. Setting. How long the library collects before it sends: `amount` times `unit`
+  // (TAV_UNIT_...; any other number means seconds), as a number of seconds in 32 bits. Initially
+  // 300 seconds. More than 2147483647 seconds: never send. 0: 300 seconds between successful sends.
   // Logs DEBUG "TavSetSendInterval: sendInterval = %d seconds".
   void(TAV_CALL* SetSendInterval)(unsigned int amount, int unit);
 
-  // Slot 22. The bound of the records kept on disk, in files of about one megabyte: 1 to 2047.
-  // Unless set, the server's setting "max_cache_size" or 50.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
-  // Errors: "Tav: Invalid cache size" for less than 1. Numbers above 2047 are not refused and
-  // wrap: do not pass them.
+  // Slot 22. Setting. The maximum number of record files on disk, of about one megabyte each: 1 to
+  // 2047. Unless set, the server's setting "max_cache_size" or 50.
+  // Errors: "Tav: Invalid cache size" for less than 1. Do not pass more than 2047: the number
+  // wraps.
   void(TAV_CALL* SetCacheSize)(int megabytes);
 
-  // Slot 23. Sets the function that receives each whole log line, time stamp included, in place
-  // of the file of TAV_LOGFILE. `lineSink` is a TavSink, see TavSinkPointer. Holds for the next
-  // Initialize only, which forgets it even when it fails; null takes it away.
-  // One thread; does not block.
-  // While running: no effect before the next Initialize.
+  // Slot 23. Setting, for one Initialize, which clears it even if it fails. The function that
+  // receives each log line with its time stamp, in place of the file of TAV_LOGFILE; null removes
+  // it. `lineSink` is the TavSinkPointer of a TavSink. While running: applies to the next
+  // Initialize.
   void(TAV_CALL* SetLineSink)(void* lineSink);
 
-  // Slot 24. As AddEventProperty, with a number. One that is not finite is left out: WARN "No json
-  // object to add".
-  // Errors, the first that applies:
+  // Slot 24. As AddEventProperty, with a number. A number that is not finite is left out: WARN "No
+  // json object to add". Three messages contain "(float)":
   //   "Tav: TavAddNumericEventProperty (float) called with a null event"
   //   "Tav: TavAddNumericEventProperty (float) called with a re-used event"
-  //   "Tav: TavAddNumericEventProperty called with a bad event" (a map or a list)
+  //   "Tav: TavAddNumericEventProperty called with a bad event"
   //   "Tav: TavAddNumericEventProperty (float) called with a bad name"
-  // Not running: works.
   void(TAV_CALL* AddNumericEventProperty)(TavEvent_s* event, const char* name, double value);
 
-  // Slot 25. As AddProductInfo, with a number, which must be finite. Same message, same times.
+  // Slot 25. As AddProductInfo, with a number. The message is the same.
   void(TAV_CALL* AddNumericProductInfo)(const char* key, double value);
 
-  // Slot 26. As AddSessionEnvInfo, with a number, which must be finite. Same messages, same
-  // times.
+  // Slot 26. Setting. As AddSessionEnvInfo, with a number. The messages are the same.
   void(TAV_CALL* AddNumericSessionEnvInfo)(const char* key, double value);
 
-  // Slot 27. `first` other than 0: in the coming run no implied session is recorded and, beside
-  // events, commands and errors, nothing is reported: no session begin and end, place or idle.
-  // `second` other than 0: internal mode: where no gateway is chosen otherwise, the internal
-  // servers are taken, and what is kept on disk is kept apart.
-  // Before Initialize, on one thread; does not block. Undone by Terminate. Not while running.
-  void(TAV_CALL* SetStateFlags)(int first, int second);
+  // Slot 27. Setting, not to be made while the library runs.
+  //   noImpliedRecords  not 0: no implied session is recorded, and only events, commands and errors
+  //                     are reported: no session begin or end, no place, no idle time
+  //   internalMode      not 0: the internal servers are used unless a gateway is chosen otherwise,
+  //                     and records on disk are kept apart from those of other modes
+  void(TAV_CALL* SetStateFlags)(int noImpliedRecords, int internalMode);
 
-  // Slot 28. Builds records of everything reported so far, tries to send them at once, and waits
-  // for the outcome: 0 when everything was sent (or there was nothing to send), 1 when something
-  // was not sent or could not be written to disk. What was not sent is kept for a later attempt.
-  // 1 also when the server or an event limit has switched reporting off.
-  // Any thread but those of the library (a sink); several at once are served one after another.
-  // Blocks without a limit of its own, until the library's thread has done all that was queued
-  // before and this: usually one short request. A request may take 3 seconds to resolve the host,
-  // 3 to connect, 30 to send and 30 for each wait on the answer, and the first that fails ends the
-  // attempt. Not for the thread of a user interface.
-  // Not running: "Tav: TavCommit called with no manager defined"; returns 0.
+  // Slot 28. Waits. Builds records of everything reported so far and tries to send them now.
+  // Returns 0 if everything was sent or there was nothing to send. Returns 1 if something was not
+  // sent, could not be written to disk, or if the server or an event limit has disabled reporting.
+  // What was not sent is kept for a later attempt.
+  // Takes the time of one short request, as a rule. A request can take 3 seconds to resolve the
+  // host, 3 to connect, 30 to send and 30 for each wait for the answer. The first request that
+  // fails ends the attempt.
+  // Not running: logs the error and returns 0.
   int(TAV_CALL* Commit)(void);
 
-  // Slot 29. Other than 0: development mode: where no gateway is chosen otherwise, the
-  // development servers are taken, and what is kept on disk is kept apart. The choice of servers
-  // is set anew by Initialize from EnableDebugLog.
-  // Before Initialize, on one thread; does not block. Undone by Terminate as far as files go.
+  // Slot 29. Setting, not to be made while the library runs. `enable` not 0: development mode.
+  // Records on disk are kept apart from those of other modes, and the development servers are used
+  // unless a gateway is chosen otherwise. Initialize sets the choice of servers again, as
+  // EnableDebugLog says.
   void(TAV_CALL* SetDebugFlags)(int enable);
 
-  // Slot 30. Sets a map or a list as a value of the product environment and consumes it. As
-  // AddProductInfo otherwise: `key` is a name without "std-"; the same key replaces.
-  // While running: any thread; does not block.
-  // Before Initialize: one thread; kept for it.
-  // Errors, the first that applies:
-  //   "Tav: TavAddProductInfoValue failed because of bad input key: %s" (the value stays usable)
-  //   "Tav: TavAddProductInfoValue called with a null value"
-  //   "Tav: TavAddProductInfoValue called with a re-used value" (may free it under the library:
-  //   never give a value twice)
-  //   "Tav: TavAddProductInfoValue called with a bad value" (an event; it stays usable)
+  // Slot 30. As AddProductInfo, with a map or a list, which it consumes unless it is refused.
+  // Errors: "Tav: TavAddProductInfoValue failed because of bad input key: %s", checked first; the
+  // value remains the caller's. A re-used value may be freed while the library still uses it: never
+  // pass a value twice.
   void(TAV_CALL* AddProductInfoValue)(const char* key, TavValue_s* value);
 
-  // Slot 31. A new empty map, owned by the caller until AddProductInfoValue consumes it. There is
-  // no other way to free it. Null only when memory runs out.
-  // Any thread; does not block.
-  // Not running: works.
+  // Slots 31 and 32. A new empty map; a new empty list. Consumed by AddProductInfoValue.
   TavValue_s*(TAV_CALL* NewMapValue)(void);
-
-  // Slot 32. As NewMapValue, a new empty list.
   TavValue_s*(TAV_CALL* NewListValue)(void);
 
-  // Slot 33. Sets the member `name` of a map to a text; a later member of the same name replaces
-  // the earlier.
-  // The map's thread; does not block.
-  // Errors, the first that applies:
-  //   "Tav: TavAddStringValue called with a null map"
-  //   "Tav: TavAddStringValue called with a re-used map"
-  //   "Tav: TavAddStringValue called with a bad map" (a list or an event)
-  //   "Tav: TavAddStringValue called with a bad name"
-  // Not running: works.
+  // Slots 33 and 34. Sets the member `name` of a map to a text or a number, in place of an earlier
+  // member of that name.
   void(TAV_CALL* AddStringValue)(TavValue_s* map, const char* name, const char* value);
-
-  // Slot 34. As AddStringValue, with a number, which must be finite.
-  // Errors, the first that applies:
-  //   "Tav: TavAddNumericValue called with a null map"
-  //   "Tav: TavAddNumericValue called with a re-used map"
-  //   "Tav: TavAddNumericValue called with a bad map" (a list or an event)
-  //   "Tav: TavAddNumericValue called with a bad name"
   void(TAV_CALL* AddNumericValue)(TavValue_s* map, const char* name, double value);
 
-  // Slot 35. Adds a text to a list. The text is taken whole, of any length but not empty. An item
-  // that the list already holds is not added again.
-  // The list's thread; does not block.
-  // Errors, the first that applies:
-  //   "Tav: TavAddListValue called with a null list"
-  //   "Tav: TavAddListValue called with a re-used list"
-  //   "Tav: TavAddListValue called with a bad list" (a map or an event)
-  //   "Tav: TavAddListValue called with a bad name" (an empty item)
-  // Not running: works.
+  // Slot 35. Adds a text to a list. The text must not be empty ("... called with a bad name"). An
+  // item that is in the list already is not added again.
   void(TAV_CALL* AddListValue)(TavValue_s* list, const char* item);
 
-  // Slot 36. Copies the anonymous identifier of this machine and user, zero-terminated and cut to
-  // `bufferSize`, which counts the zero. Identifiers made by the library have 40 characters.
-  // `buffer` must hold at least one character.
-  // Any thread but those of the library; waits until the library's thread has done what was queued
-  // before, as Commit does, a send under way included. Several at once are served one after
-  // another.
-  // Not running: the buffer receives the empty string.
+  // Slot 36. Waits. Copies the anonymous identifier of this machine and user to `buffer`, cut to
+  // `bufferSize` bytes including the terminating zero. `buffer` must have at least one byte. An
+  // identifier made by the library has 40 characters.
+  // Not running: copies the empty string.
   void(TAV_CALL* GetEndpointIdentifier)(char* buffer, size_t bufferSize);
 
-  // Slot 37. Text that Initialize appends to the product version, after " - ". Taken whole; the
-  // version may not exceed 32 bytes with it.
-  // Before Initialize, on one thread; does not block. Undone by Terminate.
-  // While running: no effect.
+  // Slot 37. Setting. A text that Initialize appends to the product version, after " - ". With it,
+  // the version may have 32 bytes at most.
   void(TAV_CALL* SetVersionQualifier)(const char* qualifier);
 
-  // Slot 38. The version of the library that is loaded, such as TAV_LIBRARY_VERSION. The text
-  // belongs to the library and is valid as long as the DLL is loaded.
-  // Any thread, at any time; does not block.
+  // Slot 38. The version of the loaded library, such as TAV_LIBRARY_VERSION, valid as long as the
+  // DLL is loaded. Any thread, at any time.
   const char*(TAV_CALL* GetVersion)(void);
 
-  // Slot 39. Takes the oldest record that is waiting to be sent out of the library, for a host
-  // that carries records by a way of its own. The result is base64 text of a gzip-compressed
-  // record, or null when none is waiting; free it with FreeData. The library no longer has the
-  // record.
-  // Any thread but those of the library; waits as GetEndpointIdentifier does.
+  // Slot 39. Waits. Takes the oldest record that is ready to be sent out of the library, for a host
+  // that transfers records itself. Returns a gzip-compressed record as base64 text, to be freed by
+  // FreeData, or null if there is none. The library no longer has the record.
   // Not running: null.
   char*(TAV_CALL* PullData)(void);
 
-  // Slot 40. Gives the library a record that PullData returned, here or in another process, to be
-  // sent with its own. The text is borrowed. Anything else is refused with a WARN, without harm.
-  // Any thread but those of the library; waits as GetEndpointIdentifier does.
-  // Not running: nothing happens; the record stays the host's.
+  // Slot 40. Waits. Gives the library a text that PullData returned, here or in another process.
+  // The library sends it with its own records. Any other text is refused with a WARN.
+  // Not running: does nothing; the record remains the host's.
   void(TAV_CALL* PushData)(const char* data);
 
-  // Slot 41. Frees what PullData returned. Null is allowed; nothing else is.
-  // Any thread, at any time; does not block.
+  // Slot 41. Frees what PullData returned, or null. Any thread, at any time.
   void(TAV_CALL* FreeData)(void* data);
 
-  // Slot 42. Adds 1 to the counter `counter` of `group` (both names). FlushAggregates reports
-  // each group as one event of that name with one property for each counter.
-  // Overlap: collections are not locked. Calls that feed or flush global counters and aggregates,
-  // those of component records and Terminate included, must not overlap. Does not block.
+  // Slot 42. Adds 1 to the counter `counter` of `group`. Both are names. FlushAggregates reports
+  // each group as an event of that name, with each counter as a property. Works also when the
+  // library does not run; the numbers are kept until the next flush.
   // Errors: "Tav: TavIncrementCounter called with bad group name or counter name".
-  // Not running: works; the numbers are kept until the next flush.
   void(TAV_CALL* IncrementCounter)(const char* group, const char* counter);
 
-  // Slot 43. As IncrementCounter, in a session's own collection; calls on one session must not
-  // overlap. `session` must be a live session: it is not checked. SessionFlushAggregates or
-  // SessionEnd reports it.
-  // Errors: "Tav: TavSessionIncrementCounter called with an invalid session" (null),
-  // "Tav: TavSessionIncrementCounter called with bad group name or counter name".
-  // Not running: works.
+  // Slot 43. As IncrementCounter, in the collection of `session`.
+  // Errors: "Tav: TavSessionIncrementCounter called with bad group name or counter name".
   void(TAV_CALL* SessionIncrementCounter)(TavSession_s* session,
                                           const char* group,
                                           const char* counter);
 
-  // Slot 44. Sets the customer's identifier (a name), sent with every record as it is.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
-  // Errors: WARN "Tav: TavSetCustomerIdentifier failed because of bad input name: %s"; the
-  // earlier value stays.
+  // Slot 44. Setting. The customer's identifier, a name. Sent with every record, unchanged.
+  // Errors: WARN "Tav: TavSetCustomerIdentifier failed because of bad input name: %s".
   void(TAV_CALL* SetCustomerIdentifier)(const char* id);
 
-  // Slot 45. Sets the user's identifier (a name). Only a digest of it is kept and sent, 32
-  // hexadecimal digits made with SHA-256. It is sent only together with a customer identifier;
-  // when there is one and no user identifier, one is generated from it.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
+  // Slot 45. Setting. The user's identifier, a name. Only a digest of it is kept and sent: 32
+  // hexadecimal digits computed with SHA-256. It is sent only together with a customer identifier.
+  // With a customer identifier but no user identifier, one is generated from the former.
   // Errors: WARN "Tav: TavSetUserIdentifier failed because of bad input name: %s".
   void(TAV_CALL* SetUserIdentifier)(const char* id);
 
-  // Slot 46. Sets the product's context (a name), sent with every record.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
+  // Slot 46. Setting. The product's context, a name. Sent with every record.
   // Errors: WARN "Tav: TavSetProductContext failed because of bad input name: %s".
   void(TAV_CALL* SetProductContext)(const char* context);
 
-  // Slot 47. Sets the name of the part of the product that reports (a name), sent with every
-  // record.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
+  // Slot 47. Setting. The part of the product that reports, a name. Sent with every record.
   // Errors: WARN "Tav: TavSetProductComponentName failed because of bad input name: %s".
   void(TAV_CALL* SetProductComponentName)(const char* name);
 
-  // Slot 48. Feeds `value` into the statistic `property` of `event` (both names). FlushAggregates
+  // Slot 48. Adds `value` to the statistic `property` of `event`. Both are names. FlushAggregates
   // reports each event with five numbers for each statistic, named by the property followed by
-  // "sum", "count", "max", "min" and "average" (to three decimals). A name that was first fed by
-  // IncrementCounter stays a counter, to which values are added.
-  // Overlap, and while not running: as IncrementCounter.
+  // "sum", "count", "max", "min" and "average" (to three decimals). A property that was first used
+  // by IncrementCounter remains a counter, and `value` is added to it. Works also when the library
+  // does not run.
   // Errors: "Tav: TavAggregateValue called with bad event name or property name".
   void(TAV_CALL* AggregateValue)(const char* event, const char* property, double value);
 
-  // Slot 49. Reports all global counters and aggregates, those of components included, as events
-  // outside explicit sessions, and begins anew. Terminate does this too.
-  // Overlap: as IncrementCounter. Does not block.
-  // Not running: "Tav: TavLogEvent called with no manager defined. Event: %s" for each event; the
-  // numbers are lost.
+  // Slot 49. Reports the counters and aggregates outside explicit sessions, those of components
+  // included, as events, and starts them anew.
+  // Not running: the message of LogEvent for each event; the numbers are lost.
   void(TAV_CALL* FlushAggregates)(void);
 
-  // Slot 50. As AggregateValue, in a session's own collection; calls on one session must not
-  // overlap. `session` must be a live session: it is not checked.
-  // Errors: "Tav: TavSessionAggregateValue called with an invalid session" (null),
-  // "Tav: TavSessionAggregateValue called with bad event name or property name".
-  // Not running: works.
+  // Slot 50. As AggregateValue, in the collection of `session`.
+  // Errors: "Tav: TavSessionAggregateValue called with bad event name or property name".
   void(TAV_CALL* SessionAggregateValue)(TavSession_s* session,
                                         const char* event,
                                         const char* property,
                                         double value);
 
-  // Slot 51. Reports a session's counters and aggregates as events of that session and begins
-  // anew. `session` must be a live session: it is not checked. Calls on one session must not
-  // overlap.
-  // Not running: as FlushAggregates.
+  // Slot 51. As FlushAggregates, with the collection of `session`, as events of the session. Null
+  // is ignored silently.
   void(TAV_CALL* SessionFlushAggregates)(TavSession_s* session);
 
-  // Slot 52. Chooses the directory for what the library keeps on disk, in place of
-  // %LOCALAPPDATA%\Quendel\Tav. The directory must exist; '/' and '\' both separate.
-  // Before Initialize, on one thread; looks the directory up.
-  // While running: no effect.
-  // Errors; the earlier value stays:
+  // Slot 52. Setting. The directory for what the library keeps on disk, in place of
+  // %LOCALAPPDATA%\Quendel\Tav. It must exist. Separators are '/' and '\'. The call looks the
+  // directory up.
+  // Errors:
   //   WARN "TavSetCacheDirectory: directory is NULL or empty"
   //   WARN "TavSetCacheDirectory: directory does not exist"
   // Logs NOTE "Set cache directory to: %s".
   void(TAV_CALL* SetCacheDirectory)(const char* directory);
 
-  // Slot 53. A new interface record for one component, see TavComponent_s. The caller owns it
-  // until its Release operation. Null when memory runs out or the library is not running.
-  // Any thread; does not block. The record outlives Terminate; it then does what the table does.
-  // Not running: "Failed to create Component Analytics as Analytics has not been initialized".
+  // Slot 53. A new interface record for one component, owned by the caller until its Release
+  // operation. It may outlive Terminate, and then does what the slots do when the library does not
+  // run. Null also when the library does not run:
+  //   "Failed to create Component Analytics as Analytics has not been initialized"
   TavComponent_s*(TAV_CALL* CreateComponentAnalytics)(void);
 
-  // Slot 54. Measures the send interval from the oldest record kept on disk, across runs of the
-  // program, in place of from the start of each run. Terminate then sends only what is due and
+  // Slot 54. Setting. Measures the send interval from the oldest record on disk, across runs of the
+  // program, instead of from the start of each run. Terminate then sends only what is due and
   // leaves the rest to a later run.
-  // Before Initialize, on one thread; does not block. Undone by Terminate.
-  // While running: no effect.
   void(TAV_CALL* EnablePersistentInterval)(void);
 
-  // Slot 55. How much may be waiting, on disk and in memory, before it is sent without waiting
-  // for the send interval: 1 to 2047 megabytes. Unless set, the server's setting "send_threshold"
-  // or 1 megabyte.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
-  // Errors: WARN "TavSetSendThreshold: Invalid size" for less than 1. Numbers above 2047 are not
-  // refused and wrap: do not pass them.
+  // Slot 55. Setting. The amount of unsent data, in memory and on disk, that is sent at once
+  // instead of at the end of the send interval: 1 to 2047 megabytes. Unless set, the server's
+  // setting "send_threshold" or 1 megabyte.
+  // Errors: WARN "TavSetSendThreshold: Invalid size" for less than 1. Do not pass more than 2047:
+  // the number wraps.
   // Logs DEBUG "TavSetSendThreshold: sendThreshold = %d bytes".
   void(TAV_CALL* SetSendThreshold)(int megabytes);
 
-  // Slot 56. The day of the last successful send, in days (not seconds) since 1970-01-01 UTC; 0
-  // when there was none.
-  // Any thread but those of the library; waits as GetEndpointIdentifier does.
+  // Slots 56 and 57. Wait. The day of the last successful send; the day on which the product last
+  // ran before this run. In days (not seconds) since 1970-01-01 UTC, 0 if there was none.
   // Not running: -1.
   int32_t(TAV_CALL* GetLastServerAccessTime)(void);
-
-  // Slot 57. The day on which the product last ran, as stored by an earlier run, in days since
-  // 1970-01-01 UTC; 0 when there was none.
-  // Waits, and while not running: as GetLastServerAccessTime.
   int32_t(TAV_CALL* GetLastActiveTime)(void);
 
-  // Slot 58. Adds a tag (a name) to one of the categories TAV_TAG_..., sent with every record of
-  // the coming run. A tag that the category already holds is not added again.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
-  // Errors: "Tag category not supported: %d"; an invalid tag is ignored silently.
+  // Slot 58. Setting. Adds a tag, a name, to a category (TAV_TAG_...). Tags are sent with every
+  // record. A tag that the category has already is not added again; one that is not a valid name is
+  // ignored silently.
+  // Errors: "Tag category not supported: %d".
   void(TAV_CALL* AddTag)(int category, const char* tag);
 
-  // Slot 59. Opts the user out for the coming run: product values set before Initialize are
-  // discarded, and nothing but the opt-out itself is sent, whatever the host goes on reporting.
-  // Must be called before each Initialize of an opted-out user: Terminate forgets it.
-  // Before Initialize, on one thread; does not block.
-  // While running: no effect.
+  // Slot 59. Setting. Opts the user out for the coming run. Product values set before Initialize
+  // are discarded, and nothing but the opt-out itself is sent, whatever the host reports. For a
+  // user who has opted out, call it before each Initialize.
   void(TAV_CALL* OptOut)(void);
 
-  // Slot 60. A new standard command event: the user ran `command` (a name). To be filled and
-  // logged like any event; owned by the caller until LogEvent. Null only when memory runs out.
-  // Any thread; does not block.
-  // Errors: "Tav: Invalid command name"; an event is returned all the same, and LogEvent will
-  // free it without sending it.
-  // Not running: works.
+  // Slot 60. A new command event: the user ran `command`, a name. Consumed by LogEvent.
+  // Errors: "Tav: Invalid command name"; then as NewEvent.
   TavEvent_s*(TAV_CALL* NewCommandEvent)(const char* command);
 
-  // Slot 61. As NewCommandEvent, in `session`, which must be a live session: only a null one is
-  // found. Errors also: "Tav: TavSessionNewCommandEvent called with an invalid session".
+  // Slot 61. As NewCommandEvent, for an event of `session`. For null, it belongs to no session.
   TavEvent_s*(TAV_CALL* SessionNewCommandEvent)(TavSession_s* session, const char* command);
 
-  // Slot 62. A new standard error event with a code (a text, not empty) and a message (a text,
-  // may be empty). The places and commands that the user last went through in the session are
-  // attached when it is sent. Owned by the caller until LogEvent. Null only when memory runs out.
-  // Any thread; does not block.
-  // Errors: "Tav: Empty error code"; an event is returned all the same, and LogEvent will free it
-  // without sending it.
-  // Not running: works.
+  // Slot 62. A new error event. `errorCode` is a text that is not empty, `errorMessage` a text. The
+  // last places and commands of the session are added when the event is sent. Consumed by LogEvent.
+  // Errors: "Tav: Empty error code"; then as NewEvent.
   TavEvent_s*(TAV_CALL* NewErrorEvent)(const char* errorCode, const char* errorMessage);
 
-  // Slot 63. As NewErrorEvent, in `session`, which must be a live session: only a null one is
-  // found. Errors also: "Tav: TavSessionNewErrorEvent called with an invalid session".
+  // Slot 63. As NewErrorEvent, for an event of `session`. For null, it belongs to no session.
   TavEvent_s*(TAV_CALL* SessionNewErrorEvent)(TavSession_s* session,
                                               const char* errorCode,
                                               const char* errorMessage);
 
-  // Slot 64. Appends one item of a stack trace to an error event: where, in which library, and
-  // anything else. Texts; empty ones are left out. At most 50 items for an event, within the size
-  // limit of AddEventProperty.
-  // The event's thread; does not block.
+  // Slot 64. Appends an item of a stack trace to an error event: a place in the code, the library
+  // that contains it, and other information. All are texts; empty ones are left out. An event takes
+  // 50 items, within the size limit of AddEventProperty.
   // Errors, the first that applies:
   //   "Tav: Add stack trace item called with a null event"
   //   "Tav: Add stack trace item called with a re-used event"
   //   "Tav: Add stack trace item can be called for an Error event only"
   //   WARN "Tav: AddTraceItem: item not added as Error event already reached max items allowed."
-  // Not running: works.
   void(TAV_CALL* AddTraceItem)(TavEvent_s* errorEvent,
                                const char* location,
                                const char* library,
                                const char* meta);
 } TavEntryTable;
 
-// The type of the one exported function. Returns the table for TAV_INTERFACE_VERSION and null for
-// any other number. Any thread, at any time; no side effect, the same address each time.
+// The type of the exported function. Returns the table for TAV_INTERFACE_VERSION and null for any
+// other number. Any thread, at any time. No side effect; the same address each time.
 typedef const TavEntryTable*(TAV_CALL* TavLoaderFunction)(int version);
 
 #ifdef TAV_BUILDING_LIBRARY
-// For the library itself only: hosts look the function up at run time.
+// For the library itself: hosts look the function up at run time.
 const TavEntryTable* TAV_CALL TavLoader(int version);
 #endif
 
@@ -781,7 +699,7 @@ const TavEntryTable* TAV_CALL TavLoader(int version);
 }  // extern "C"
 #endif
 
-// The layout is the binary interface: it is checked in every program that includes this header.
+// The layout is the binary interface. It is checked in every program that includes this header.
 #if defined(__cplusplus)
 #define TAV_ASSERT(name, condition) static_assert(condition, #name)
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L

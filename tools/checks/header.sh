@@ -1,10 +1,21 @@
 #!/usr/bin/env bash
 # Usage: header.sh
-# Compiles each public header alone, for Windows and for here: tav.h as C99 and as C++ of several
-# ages, tav.hpp as C++17 and C++20, once more with its templates in use.
+# Compiles each public header alone, for Windows and for this machine: tav.h as C99, C11 and three
+# C++ standards, tav.hpp as C++17 and C++20, once more with its templates instantiated. Compares the
+# index of tav.h with its table.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 flags=(-Iinclude -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fsyntax-only)
+
+# "0 Initialize" and so on: the index in the first comment of tav.h, and the members of the table.
+index=$(sed -n '/SLOTS BY TASK/,/RULES FOR ALL/p' include/tav/tav.h |
+  grep -oE '\<[0-9]+ [A-Z][A-Za-z]+' | sort -n)
+table=$(sed -n '/^typedef struct TavEntryTable/,/^} TavEntryTable/p' include/tav/tav.h |
+  sed -n 's/.*(TAV_CALL\* \([A-Za-z]*\)).*/\1/p' | awk '{ print NR - 1, $0 }')
+diff <(echo "$index") <(echo "$table") || {
+  echo "header.sh: the index of tav.h (<) and the table (>) differ" >&2
+  exit 1
+}
 
 # Every template of tav.hpp, with each kind of argument.
 uses='#include <tav/tav.hpp>
@@ -27,7 +38,7 @@ compile() { # LANGUAGE STANDARD SOURCE COMPILER...
   "$@" -x "$language" -std="$standard" "${flags[@]}" - <<<"$source"
 }
 
-# clang for Windows reads the headers of the MinGW compiler.
+# clang that targets Windows uses the headers of the MinGW compiler.
 mingw_clang() {
   local include
   include=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")/include/c++
