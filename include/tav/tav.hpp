@@ -1,31 +1,30 @@
-// Tav for hosts written in C++17 or later: a layer over the table of tav.h that ends what it
-// begins. Header only; docs/integration.md, "From C++", shows it.
+// Tav for hosts written in C++17 or later: RAII wrappers around the table of tav.h. Header only.
+// docs/integration.md, "From C++", shows a whole host.
 //
 //   const Tav::Host::Library tav = Tav::Host::Library::BesideProgram();
 //   const Tav::Host::Run run(tav, "Editor", "4.2", "4.2.0.118", TAV_LANGUAGE_EN_US);
 //   tav.NewEvent("DocumentOpened").Add("Format", "PDF").Add("Pages", 12).Log();
 //
-// A member function does what the table's entry point of that name does: its limits, messages and
-// what it does while the library is not running stand there, in tav.h. Below stands only what this
-// layer adds. What holds for all of it:
+// A member function calls the slot of the same name: tav.h describes it, with its limits, its
+// messages and what it does when the library does not run. The comments below say what the wrapper
+// adds. Rules for all wrappers:
 //
-// No library. Everything made without a table, and everything that was moved from, does nothing, at
-// the cost of one comparison. A host whose DLL is missing needs no condition of its own.
+// No library. An object that was made without a table, or that was moved from, does nothing, at the
+// cost of one comparison. A host whose DLL is missing needs no special case.
 //
-// Lifetime. Objects borrow the table: they must be gone before the Library is. Declared in the
-// order Library, Run, then components and sessions, then events, they are destroyed in the right
-// one.
+// Lifetime. Objects use the table of the Library and must be destroyed before it. Declare
+// them in the order Library, Run, components and sessions, events.
 //
-// Threads. As tav.h says: a Table or Library may be used by any number of threads while the library
-// runs; an Event, a Session or a Component by one at a time unless tav.h allows more.
+// Threads. As tav.h says: any number of threads may use a Table or Library while the library runs;
+// one thread at a time uses an Event, a Session or a Component, unless tav.h allows more.
 //
-// Errors. Nothing throws. A failure shows in the library's log; only Library and Run report one.
+// Errors. Nothing throws. Errors are in the library's log; Library and Run also report their own.
 //
-// Memory. Nothing is allocated that the table does not allocate. A std::string_view is copied to
-// the stack for the call; only a long one takes much of it, see Text.
+// Memory. The wrappers allocate nothing on the heap. A std::string_view is copied to the stack for
+// the call, see Text.
 //
-// Windows. <windows.h> is included for Library alone. A file that needs it with other settings
-// includes it before this header; one that wants neither defines TAV_NO_LOADING.
+// Windows. <windows.h> is included for Library only. Define TAV_NO_LOADING to leave out both. To
+// include <windows.h> with other settings, include it before this header.
 #ifndef TAV_TAV_HPP
 #define TAV_TAV_HPP
 
@@ -34,6 +33,7 @@
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -63,7 +63,7 @@
 #endif
 #endif
 
-// For what needs much of the stack: it must not grow the frames of its callers.
+// For functions with large local buffers, which must not enlarge the frames of their callers.
 #if defined(_MSC_VER)
 #define TAV_NOINLINE __declspec(noinline)
 #else
@@ -76,19 +76,18 @@ namespace Internal {
 class Copies;
 }
 
-// A text on its way into the table, which takes zero-terminated strings: the type of parameters,
-// made from what the host has at hand and not to be kept. UTF-8; ends at the first zero byte; a
-// null pointer is the empty text.
+// A string argument, converted from what the host has. To be used as a parameter, not to be stored.
+// UTF-8; ends at the first zero byte; a null pointer is the empty string.
 //
-// What is terminated already (const char*, std::string) is passed on as it is, at any length. A
-// std::string_view is copied to the stack for the call. Up to 255 bytes, so every name, take next
-// to nothing; a longer one takes 4, 32 or 100 KB of stack during the call, whatever suffices.
+// const char* and std::string are passed on as they are, at any length. A std::string_view is
+// copied to the stack for the call, to terminate it. Up to 255 bytes, the maximum of a name, this
+// takes little; a longer string takes 4, 32 or 100 KB of stack, the smallest that suffices.
 //
-// The copies made for one call are cut where they pass 100 KB (102,400 bytes with terminators), at
-// a character's boundary. No event can carry that much: it is discarded, cut or whole, with the
-// WARN of AddEventProperty. Where the table has no such limit (values of the product and session
-// environments, lists, maps) the cut text counts, and PushData refuses a cut record. A longer text
-// that is to arrive whole is passed terminated.
+// The copies of one call are cut when they exceed 100 KB (102,400 bytes including terminators), at
+// a character boundary. An event cannot hold that much: it is discarded, cut or not, with the WARN
+// of AddEventProperty. Elsewhere (values of the product and session environments, lists, maps) the
+// string arrives cut, and PushData refuses a cut record. Pass longer strings as const char* or
+// std::string.
 class Text {
  public:
   Text(const char* text) noexcept : data_(text), size_(kTerminated) {}
@@ -109,14 +108,14 @@ class Text {
 
 namespace Internal {
 
-// What is passed to the table for an argument: a Text becomes a zero-terminated string.
+// The type that the table takes for an argument.
 template <typename Argument>
 using Passed = std::conditional_t<std::is_same_v<Argument, Text>, const char*, Argument>;
 
-// A buffer in which the texts of one call are terminated that are not so already.
+// Terminates the strings of one call in a buffer, unless they are terminated already.
 class Copies {
  public:
-  // What a text takes of the buffer.
+  // The bytes of the buffer that an argument takes.
   static size_t SizeOf(const Text& text) noexcept {
     return text.size_ == Text::kTerminated ? 0 : text.size_ + 1;
   }
@@ -150,8 +149,8 @@ class Copies {
   }
 
  private:
-  // At most `length`, and not within a character of UTF-8, which has up to three bytes behind its
-  // first: half of one would make the whole text invalid.
+  // The largest length up to `length` that does not split a UTF-8 character, which has up to three
+  // continuation bytes. Half a character would make the whole string invalid.
   static size_t Cut(const char* text, size_t length) noexcept {
     size_t end = length;
     while (end > 0 && length - end < 3 &&
@@ -166,48 +165,55 @@ class Copies {
 };
 
 template <size_t Size, typename Function, typename... Arguments>
-auto CallCopying(const Function& function, const Arguments&... arguments) noexcept {
+auto CallWithBuffer(const Function& function, const Arguments&... arguments) noexcept {
   char buffer[Size];
   Copies copies(buffer, Size);
-  // In braces, because that fixes the order: the last texts are the ones that are cut.
+  // Braces evaluate from left to right, so that the last strings are the ones that are cut.
   return std::apply(function, std::tuple<Passed<Arguments>...>{copies.Pass(arguments)...});
 }
 
 template <size_t Size, typename Function, typename... Arguments>
-TAV_NOINLINE auto CallCopyingMuch(const Function& function,
-                                  const Arguments&... arguments) noexcept {
-  return CallCopying<Size>(function, arguments...);
+TAV_NOINLINE auto CallWithLargeBuffer(const Function& function,
+                                      const Arguments&... arguments) noexcept {
+  return CallWithBuffer<Size>(function, arguments...);
 }
 
-// Calls `function`, one of the table's as a rule, with the arguments, every Text among them
-// zero-terminated until it returns.
+// Calls `function` with the arguments. A Text is zero-terminated until the function returns.
 template <typename Function, typename... Arguments>
 auto Call(const Function& function, const Arguments&... arguments) noexcept {
   constexpr size_t kTexts = (size_t{0} + ... + (std::is_same_v<Arguments, Text> ? 1 : 0));
   if constexpr (kTexts == 0) {
     return function(arguments...);
   } else {
-    constexpr size_t kUsual = kTexts * (TAV_MAX_NAME_BYTES + 1);
-    constexpr size_t kLong = 4 * 1024;
-    constexpr size_t kVeryLong = 32 * 1024;
-    // More than the 100,000 bytes of an event.
-    constexpr size_t kMost = 100 * 1024;
+    constexpr size_t kNames = kTexts * (TAV_MAX_NAME_BYTES + 1);
+    constexpr size_t kMedium = 4 * 1024;
+    constexpr size_t kLarge = 32 * 1024;
+    constexpr size_t kMax = 100 * 1024;  // more than the 100,000 bytes of an event
     const size_t size = (Copies::SizeOf(arguments) + ...);
-    if (size <= kUsual) {
-      return CallCopying<kUsual>(function, arguments...);
+    if (size <= kNames) {
+      return CallWithBuffer<kNames>(function, arguments...);
     }
-    if (size <= kLong) {
-      return CallCopyingMuch<kLong>(function, arguments...);
+    if (size <= kMedium) {
+      return CallWithLargeBuffer<kMedium>(function, arguments...);
     }
-    if (size <= kVeryLong) {
-      return CallCopyingMuch<kVeryLong>(function, arguments...);
+    if (size <= kLarge) {
+      return CallWithLargeBuffer<kLarge>(function, arguments...);
     }
-    return CallCopyingMuch<kMost>(function, arguments...);
+    return CallWithLargeBuffer<kMax>(function, arguments...);
   }
 }
 
-// Not bool and not a character: the table knows texts and numbers, and a host should say which of
-// the two it means.
+// Calls a member of `record`, which is the table or a component's record. Without a record, does
+// nothing and returns null or 0.
+template <typename Record, typename Result, typename... Parameters, typename... Arguments>
+Result CallMember(const Record* record,
+                  Result (TAV_CALL* Record::*member)(Parameters...),
+                  const Arguments&... arguments) noexcept {
+  return record != nullptr ? Call(record->*member, arguments...) : Result();
+}
+
+// bool and the character types are excluded: the host has to say whether it means a text or a
+// number.
 template <typename T>
 inline constexpr bool kIsNumber =
     std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
@@ -220,7 +226,7 @@ inline constexpr bool kIsNumber =
 template <typename T>
 using IfNumber = std::enable_if_t<kIsNumber<T>, int>;
 
-// Whether AddProductInfoValue will take a value under this key, and so consume it.
+// Whether AddProductInfoValue accepts, and so consumes, a value under this key.
 inline bool IsProductKey(std::string_view key) noexcept {
   constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
   const size_t first = key.find_first_not_of(kWhiteSpace);
@@ -229,50 +235,76 @@ inline bool IsProductKey(std::string_view key) noexcept {
          key.find("std-") == std::string_view::npos;
 }
 
+// The deleters of what the wrappers own.
+
+struct DiscardEvent {
+  void operator()(TavEvent_s* event) const noexcept {
+    Overfill(event);
+    table->LogEvent(event);
+  }
+
+  const TavEntryTable* table = nullptr;
+
+ private:
+  // The first addition beyond the limit logs the WARN and marks the event; the rest are ignored.
+  TAV_NOINLINE void Overfill(TavEvent_s* event) const noexcept {
+    char text[4 * 1024];
+    std::memset(text, '-', sizeof(text) - 1);
+    text[sizeof(text) - 1] = '\0';
+    // Under different names: a text that replaces another may not enlarge the event.
+    char name[] = "Discarded ?";
+    static_assert(('Z' - 'A' + 1) * sizeof(text) > 105 * 1000, "more than an event may have");
+    for (char letter = 'A'; letter <= 'Z'; ++letter) {
+      name[sizeof(name) - 2] = letter;
+      table->AddEventProperty(event, name, text);
+    }
+  }
+};
+
+struct EndSession {
+  void operator()(TavSession_s* session) const noexcept { table->SessionEnd(session); }
+  const TavEntryTable* table = nullptr;
+};
+
+struct FreePulledData {
+  void operator()(char* data) const noexcept { table->FreeData(data); }
+  const TavEntryTable* table = nullptr;
+};
+
+struct ReleaseComponent {
+  void operator()(TavComponent_s* component) const noexcept { component->Release(component); }
+};
+
+struct TerminateLibrary {
+  void operator()(const TavEntryTable* table) const noexcept { table->Terminate(); }
+};
+
 }  // namespace Internal
 
-// An event, a command event or an error event that the host is filling. Log hands it to the
-// library, exactly once; the object then does nothing, nor does one that was moved from or is
-// empty.
+// An event, a command event or an error event. Log reports it and leaves the object empty.
 //
-// An event that is destroyed, or assigned to, without having been logged is discarded: it is not
-// sent, since nobody knows whether it was complete. That costs something: see Discard. Decide
-// whether to report before making the event.
+// An event that is destroyed or assigned to before it was logged is discarded, not sent, because it
+// may be incomplete. Discarding is slow, see Discard: decide whether to report before making the
+// event.
 //
-// One thread at a time. Must be gone before the Library is. Filling does not block.
+// One thread at a time. Filling does not block.
 class [[nodiscard]] Event {
  public:
   // An empty event.
   Event() noexcept = default;
-  // Takes over an event that `table` has made. Null is allowed for both.
+  // Takes ownership of an event that `table` made. Both may be null.
   Event(const TavEntryTable* table, TavEvent_s* event) noexcept
-      : table_(table), event_(table != nullptr ? event : nullptr) {}
-  Event(Event&& other) noexcept
-      : table_(other.table_), event_(std::exchange(other.event_, nullptr)) {}
-  Event& operator=(Event&& other) noexcept {
-    if (this != &other) {
-      Discard();
-      table_ = other.table_;
-      event_ = std::exchange(other.event_, nullptr);
-    }
-    return *this;
-  }
-  ~Event() { Discard(); }
+      : event_(table != nullptr ? event : nullptr, Internal::DiscardEvent{table}) {}
 
-  // Adds a property, a text or a number (sent as a double). A later one of the same name replaces
-  // the earlier. The forms for temporaries give the event back: forgetting to log is then warned of
-  // by the compiler.
+  // Adds a text, or a number as a double, in place of an earlier property of that name. The
+  // overloads for temporaries return the event, so that the compiler warns if it is not logged.
   Event& Add(Text name, Text value) & noexcept {
-    if (event_ != nullptr) {
-      Internal::Call(table_->AddEventProperty, event_, name, value);
-    }
+    Call(&TavEntryTable::AddEventProperty, name, value);
     return *this;
   }
   template <typename Number, Internal::IfNumber<Number> = 0>
   Event& Add(Text name, Number value) & noexcept {
-    if (event_ != nullptr) {
-      Internal::Call(table_->AddNumericEventProperty, event_, name, static_cast<double>(value));
-    }
+    Call(&TavEntryTable::AddNumericEventProperty, name, static_cast<double>(value));
     return *this;
   }
   Event Add(Text name, Text value) && noexcept { return std::move(Add(name, value)); }
@@ -281,90 +313,64 @@ class [[nodiscard]] Event {
     return std::move(Add(name, value));
   }
 
-  // Appends an item to an error event's stack trace.
+  // Appends an item to the stack trace of an error event.
   Event& AddTraceItem(Text location, Text library, Text meta) & noexcept {
-    if (event_ != nullptr) {
-      Internal::Call(table_->AddTraceItem, event_, location, library, meta);
-    }
+    Call(&TavEntryTable::AddTraceItem, location, library, meta);
     return *this;
   }
   Event AddTraceItem(Text location, Text library, Text meta) && noexcept {
     return std::move(AddTraceItem(location, library, meta));
   }
 
-  // Reports the event, stamped with the time of this call. Does not block.
+  // Reports the event with the time of this call. Does not block.
   void Log() noexcept {
     if (event_ != nullptr) {
-      table_->LogEvent(std::exchange(event_, nullptr));
+      LiveTable()->LogEvent(event_.release());
     }
   }
 
-  // Frees the event without sending it. The table has no entry point for that, so the event is
-  // filled beyond its limit (see AddEventProperty in tav.h) and logged, which drops it. Takes 50
-  // microseconds or so, 4 KB of stack and meanwhile what an event of 100 KB takes in the library,
-  // and writes a WARN line with the event's name, "JD: AddTavEvent: discarding ...", unless one was
-  // written when the event was filled. While the library is not running, LogEvent's ERROR line as
-  // well. Should the library lack the memory for that, the event may be sent.
-  void Discard() noexcept {
-    if (event_ != nullptr) {
-      Overfill(table_, event_);
-      Log();
-    }
-  }
+  // Frees the event without sending it. Because the table has no slot for this, the event is filled
+  // beyond its size limit (see AddEventProperty) and logged, which drops it. Takes about 50
+  // microseconds, 4 KB of stack and, for the time of the call, the memory of an event of 100 KB.
+  // Logs the WARN "JD: AddTavEvent: discarding ..." with the event's name, unless it was logged
+  // before; when the library does not run, also the error of LogEvent. If memory runs out, the
+  // event may be sent.
+  void Discard() noexcept { event_.reset(); }
 
-  // Gives the handle to the caller, who logs it by the table; null when there is none.
-  [[nodiscard]] TavEvent_s* Release() noexcept { return std::exchange(event_, nullptr); }
+  // Passes ownership to the caller, who logs the event through the table. Null if empty.
+  [[nodiscard]] TavEvent_s* Release() noexcept { return event_.release(); }
 
-  // Whether there is an event that can still be filled and logged.
+  // Whether there is an event to fill and log.
   explicit operator bool() const noexcept { return event_ != nullptr; }
 
  private:
-  // The first addition beyond the limit is warned of and marks the event; the rest are ignored.
-  TAV_NOINLINE static void Overfill(const TavEntryTable* table, TavEvent_s* event) noexcept {
-    char text[4 * 1024];
-    std::memset(text, '-', sizeof(text) - 1);
-    text[sizeof(text) - 1] = '\0';
-    // Each under a name of its own: a text that replaces another need not add to the event's size.
-    char name[] = "Discarded ?";
-    static_assert(('Z' - 'A' + 1) * sizeof(text) > 105 * 1000, "more than an event may have");
-    for (char letter = 'A'; letter <= 'Z'; ++letter) {
-      name[sizeof(name) - 2] = letter;
-      table->AddEventProperty(event, name, text);
-    }
+  const TavEntryTable* LiveTable() const noexcept {
+    return event_ != nullptr ? event_.get_deleter().table : nullptr;
+  }
+  template <typename Slot, typename... Arguments>
+  void Call(Slot slot, const Arguments&... arguments) const noexcept {
+    Internal::CallMember(LiveTable(), slot, event_.get(), arguments...);
   }
 
-  const TavEntryTable* table_ = nullptr;
-  TavEvent_s* event_ = nullptr;
+  std::unique_ptr<TavEvent_s, Internal::DiscardEvent> event_;
 };
 
-// A record that PullData took out of the library: owns the text and frees it by FreeData.
+// A record from PullData. Owns the text and frees it with FreeData.
 class PulledData {
  public:
   PulledData() noexcept = default;
-  PulledData(const TavEntryTable* table, char* data) noexcept : table_(table), data_(data) {}
-  PulledData(PulledData&& other) noexcept
-      : table_(other.table_), data_(std::exchange(other.data_, nullptr)) {}
-  PulledData& operator=(PulledData&& other) noexcept {
-    std::swap(table_, other.table_);
-    std::swap(data_, other.data_);
-    return *this;
-  }
-  ~PulledData() {
-    if (data_ != nullptr) {
-      table_->FreeData(data_);
-    }
-  }
+  PulledData(const TavEntryTable* table, char* data) noexcept
+      : data_(data, Internal::FreePulledData{table}) {}
 
-  // Zero-terminated base64, valid as long as this object; null when no record was waiting.
-  const char* Get() const noexcept { return data_; }
+  // Zero-terminated base64, valid as long as this object. Null if there was no record.
+  const char* Get() const noexcept { return data_.get(); }
   explicit operator bool() const noexcept { return data_ != nullptr; }
 
  private:
-  const TavEntryTable* table_ = nullptr;
-  char* data_ = nullptr;
+  std::unique_ptr<char, Internal::FreePulledData> data_;
 };
 
-// A member of a map for AddProductInfoMap. Borrows its texts.
+// A member of a map for AddProductInfoMap. Borrows its strings.
 struct Member {
   Member(Text memberName, Text memberText) noexcept : name(memberName), text(memberText) {}
   template <typename Number, Internal::IfNumber<Number> = 0>
@@ -377,37 +383,34 @@ struct Member {
   bool isNumber = false;
 };
 
-// The table's entry points with C++ types, over a table that the host has loaded by its own means
-// or that Library has loaded. A pointer, to be copied at will; owns nothing. Functions that return
-// something return without a table what the entry point returns while the library is not running.
-// The entry points that are missing here are for the library's own tests or made by Run, Session
-// and Component.
+// The slots with C++ types, for a table that the host or Library has loaded. Owns nothing and can
+// be copied like a pointer. Without a table, a function returns what its slot returns when the
+// library does not run. Not included are the slots of Run, Session and Component and those for the
+// library's own tests.
 class Table {
  public:
-  // Does nothing.
+  // Without a table.
   Table() noexcept = default;
-  // Null is allowed. `table` must outlive this object and all that is made with it.
+  // `table` may be null. It must outlive this object and all objects made with it.
   explicit Table(const TavEntryTable* table) noexcept : table_(table) {}
 
-  // The table itself; null when there is none.
+  // The table; null if there is none.
   const TavEntryTable* Get() const noexcept { return table_; }
   explicit operator bool() const noexcept { return table_ != nullptr; }
 
   // Reporting in the implied session. Any thread; does not block.
   Event NewEvent(Text name) const noexcept {
-    return table_ == nullptr ? Event() : Event(table_, Internal::Call(table_->NewEvent, name));
+    return {table_, Call(&TavEntryTable::NewEvent, name)};
   }
   Event NewCommandEvent(Text command) const noexcept {
-    return table_ == nullptr ? Event()
-                             : Event(table_, Internal::Call(table_->NewCommandEvent, command));
+    return {table_, Call(&TavEntryTable::NewCommandEvent, command)};
   }
   Event NewErrorEvent(Text code, Text message) const noexcept {
-    return table_ == nullptr ? Event()
-                             : Event(table_, Internal::Call(table_->NewErrorEvent, code, message));
+    return {table_, Call(&TavEntryTable::NewErrorEvent, code, message)};
   }
   void LogPlace(Text place) const noexcept { Call(&TavEntryTable::LogPlace, place); }
   void LogIdle() const noexcept { Call(&TavEntryTable::LogIdle); }
-  // Global counters and aggregates: calls must not overlap, see tav.h.
+  // Calls must not overlap, see "Counters and aggregates" in tav.h.
   void IncrementCounter(Text group, Text counter) const noexcept {
     Call(&TavEntryTable::IncrementCounter, group, counter);
   }
@@ -416,8 +419,8 @@ class Table {
   }
   void FlushAggregates() const noexcept { Call(&TavEntryTable::FlushAggregates); }
 
-  // Values of the product environment: texts, numbers, lists of texts, maps of both. Before the run
-  // on one thread, while it lasts on any; does not block.
+  // Values of the product environment. One thread before the run, any thread during it; does not
+  // block.
   void AddProductInfo(Text key, Text value) const noexcept {
     Call(&TavEntryTable::AddProductInfo, key, value);
   }
@@ -425,13 +428,13 @@ class Table {
   void AddProductInfo(Text key, Number value) const noexcept {
     Call(&TavEntryTable::AddNumericProductInfo, key, static_cast<double>(value));
   }
-  // `items`: a container of what a Text can be made from, or a list in braces. Filled and handed
-  // over in one call, because the table cannot free a list or map that was not handed over. A key
-  // that is refused makes none; only one that is not UTF-8 and grows beyond 255 bytes by its repair
-  // loses it unfreed.
+  // `items` is a container whose elements convert to Text, or a list in braces. The list is made,
+  // filled and consumed in one call, because the table cannot free a list or map otherwise. A key
+  // that is refused makes no list; only a key that is not UTF-8 and exceeds 255 bytes after
+  // conversion leaks it.
   template <typename Items>
   void AddProductInfoList(Text key, const Items& items) const noexcept {
-    AddValue(key, &TavEntryTable::NewListValue, [&](TavValue_s* list) {
+    AddValue(key, table_ != nullptr ? table_->NewListValue : nullptr, [&](TavValue_s* list) {
       for (const auto& item : items) {
         Internal::Call(table_->AddListValue, list, Text(item));
       }
@@ -440,10 +443,10 @@ class Table {
   void AddProductInfoList(Text key, std::initializer_list<Text> items) const noexcept {
     AddProductInfoList<std::initializer_list<Text>>(key, items);
   }
-  // `members`: a container of Member, or {{"Name", "text"}, {"Count", 2}}.
+  // `members` is a container of Member, or {{"Name", "text"}, {"Count", 2}}.
   template <typename Members>
   void AddProductInfoMap(Text key, const Members& members) const noexcept {
-    AddValue(key, &TavEntryTable::NewMapValue, [&](TavValue_s* map) {
+    AddValue(key, table_ != nullptr ? table_->NewMapValue : nullptr, [&](TavValue_s* map) {
       for (const Member& member : members) {
         AddMember(map, member);
       }
@@ -453,13 +456,13 @@ class Table {
     AddProductInfoMap<std::initializer_list<Member>>(key, members);
   }
 
-  // Settings for the Run that follows: made before it, on one thread, and forgotten when it ends.
+  // Settings: for the next Run, on one thread.
+  void AddSessionEnvInfo(Text key, Text value) const noexcept {
+    Call(&TavEntryTable::AddSessionEnvInfo, key, value);
+  }
   template <typename Number, Internal::IfNumber<Number> = 0>
   void AddSessionEnvInfo(Text key, Number value) const noexcept {
     Call(&TavEntryTable::AddNumericSessionEnvInfo, key, static_cast<double>(value));
-  }
-  void AddSessionEnvInfo(Text key, Text value) const noexcept {
-    Call(&TavEntryTable::AddSessionEnvInfo, key, value);
   }
   void AddTag(int category, Text tag) const noexcept {
     Call(&TavEntryTable::AddTag, category, tag);
@@ -481,7 +484,7 @@ class Table {
   void SetProductComponentName(Text name) const noexcept {
     Call(&TavEntryTable::SetProductComponentName, name);
   }
-  // UTF-8, not the system's code page.
+  // UTF-8, not the code page of the system.
   void SetCacheDirectory(Text directory) const noexcept {
     Call(&TavEntryTable::SetCacheDirectory, directory);
   }
@@ -500,7 +503,6 @@ class Table {
     Call(&TavEntryTable::SetDebugFlags, enable ? 1 : 0);
   }
   void EnableDebugLog() const noexcept { Call(&TavEntryTable::EnableDebugLog); }
-  // Null takes the sink away. It must stay callable until the process ends.
   void SetMessageSink(TavSink sink) const noexcept {
     Call(&TavEntryTable::SetMessageSink, TavSinkPointer(sink));
   }
@@ -508,14 +510,13 @@ class Table {
     Call(&TavEntryTable::SetLineSink, TavSinkPointer(sink));
   }
 
-  // Sending. Suspend and Resume do not block.
+  // Sending. Suspend and Resume do not block; Commit waits, see tav.h.
   void Suspend() const noexcept { Call(&TavEntryTable::Suspend); }
   void Resume() const noexcept { Call(&TavEntryTable::Resume); }
-  // Waits for what is queued and one attempt to send it; no bound of its own, see tav.h. Returns
-  // false when something was not sent and is kept for later.
-  bool Commit() const noexcept { return table_ == nullptr || table_->Commit() == 0; }
+  // Returns false if something was not sent; it is kept for a later attempt.
+  bool Commit() const noexcept { return Call(&TavEntryTable::Commit) == 0; }
 
-  // Queries. They wait as Commit does; not on the library's own threads.
+  // Queries and data transfer. They wait as Commit does.
   void GetEndpointIdentifier(char* buffer, size_t bufferSize) const noexcept {
     if (table_ != nullptr) {
       table_->GetEndpointIdentifier(buffer, bufferSize);
@@ -530,36 +531,34 @@ class Table {
   int32_t GetLastActiveTime() const noexcept {
     return table_ != nullptr ? table_->GetLastActiveTime() : -1;
   }
-  PulledData PullData() const noexcept {
-    return table_ != nullptr ? PulledData(table_, table_->PullData()) : PulledData();
-  }
+  PulledData PullData() const noexcept { return {table_, Call(&TavEntryTable::PullData)}; }
   void PushData(Text data) const noexcept { Call(&TavEntryTable::PushData, data); }
 
-  // The version of the library that is loaded, valid as long as it is; empty without one. Any time;
-  // does not block.
+  // The version of the loaded library, valid as long as the DLL is loaded; empty without a library.
+  // At any time; does not block.
   const char* GetVersion() const noexcept { return table_ != nullptr ? table_->GetVersion() : ""; }
 
  protected:
   const TavEntryTable* table_ = nullptr;
 
  private:
-  template <typename Entry, typename... Arguments>
-  void Call(Entry TavEntryTable::* entry, Arguments... arguments) const noexcept {
-    if (table_ != nullptr) {
-      Internal::Call(table_->*entry, arguments...);
-    }
+  template <typename Result, typename... Parameters, typename... Arguments>
+  Result Call(Result (TAV_CALL* TavEntryTable::*slot)(Parameters...),
+              const Arguments&... arguments) const noexcept {
+    return Internal::CallMember(table_, slot, arguments...);
   }
 
-  template <typename MakeEntry, typename Fill>
-  void AddValue(Text keyText, MakeEntry TavEntryTable::* make, Fill fill) const noexcept {
-    if (table_ == nullptr) {
+  // Makes a value with `make`, which is null without a table, fills it and adds it under `keyText`.
+  template <typename Fill>
+  void AddValue(Text keyText, TavValue_s*(TAV_CALL* make)(void), Fill fill) const noexcept {
+    if (make == nullptr) {
       return;
     }
     const auto add = [&](const char* key) {
       TavValue_s* value = nullptr;
-      // A refused key gets no value, and the call below says why.
+      // With a null value, the call below logs why the key is refused.
       if (key != nullptr && Internal::IsProductKey(key)) {
-        value = (table_->*make)();
+        value = make();
         fill(value);
       }
       table_->AddProductInfoValue(key, value);
@@ -576,230 +575,153 @@ class Table {
   }
 };
 
-// What Run::Status says when there is no table. None of the library's own codes.
+// What Run::Status returns without a table. Not one of the library's own codes.
 inline constexpr int kNotLoaded = -1;
 
-// The library while it runs: begins with Initialize and ends with Terminate. Make all settings
-// before. Only one Run of a process gets TAV_OK at a time; any other changes nothing and ends
-// nothing.
+// The running library, from Initialize to Terminate. Only one Run in a process gets TAV_OK at a
+// time; the others change nothing and terminate nothing.
 //
-// Made and ended on one thread while no other is in the library; not in a DllMain, not by a static
-// destructor. Ending blocks as Terminate does: at most the terminate time, 10 seconds by default.
+// Constructed and destroyed while no other thread is in the library; not in a DllMain, not as a
+// static object. The destructor blocks as Terminate does: 10 seconds at most, unless the server
+// sets another terminate time.
 class [[nodiscard]] Run {
  public:
-  // Nothing that runs.
+  // Not running.
   Run() noexcept = default;
   // Does not block. `appLanguage` is one of TAV_LANGUAGE_...
   Run(const Table& tav,
       Text productName,
       Text productVersion,
       Text fullVersion,
-      int appLanguage) noexcept
-      : table_(tav.Get()) {
-    if (table_ != nullptr) {
-      status_ =
-          Internal::Call(table_->Initialize, productName, productVersion, fullVersion, appLanguage);
-      running_ = status_ == TAV_OK;
+      int appLanguage) noexcept {
+    if (tav) {
+      status_ = Internal::Call(tav.Get()->Initialize, productName, productVersion, fullVersion,
+                               appLanguage);
+      running_.reset(status_ == TAV_OK ? tav.Get() : nullptr);
     }
   }
-  Run(Run&& other) noexcept
-      : table_(other.table_),
-        status_(other.status_),
-        running_(std::exchange(other.running_, false)) {}
-  Run& operator=(Run&& other) noexcept {
-    if (this != &other) {
-      Terminate();
-      table_ = other.table_;
-      status_ = other.status_;
-      running_ = std::exchange(other.running_, false);
-    }
-    return *this;
-  }
-  ~Run() { Terminate(); }
 
-  // What Initialize returned: TAV_OK or why the library does not run; kNotLoaded without a table.
-  // Stays as it is after Terminate.
+  // The result of Initialize; kNotLoaded without a table. Terminate does not change it.
   int Status() const noexcept { return status_; }
-  // Whether the library runs and this object will end it.
-  explicit operator bool() const noexcept { return running_; }
+  // Whether the library runs and this object will terminate it.
+  explicit operator bool() const noexcept { return running_ != nullptr; }
 
-  // Ends the run now. Once; a run that did not begin is left alone.
-  void Terminate() noexcept {
-    if (std::exchange(running_, false)) {
-      table_->Terminate();
-    }
-  }
+  // Terminates now. Does nothing if the run did not start or has ended.
+  void Terminate() noexcept { running_.reset(); }
 
  private:
-  const TavEntryTable* table_ = nullptr;
   int status_ = kNotLoaded;
-  bool running_ = false;
+  std::unique_ptr<const TavEntryTable, Internal::TerminateLibrary> running_;
 };
 
-// An explicit session: begins with this object and ends with it. End it before the Run ends. Events
-// made for it may still be logged afterwards.
+// An explicit session, from construction to destruction. End it before the Run ends. Its events may
+// still be logged afterwards.
 //
-// Reporting: any thread while the session lives; counters and aggregates by one thread at a time.
-// Nothing blocks.
+// Any thread may report while the session lives; one thread at a time uses its counters and
+// aggregates. Nothing blocks.
 class [[nodiscard]] Session {
  public:
   // No session.
   Session() noexcept = default;
   explicit Session(const Table& tav) noexcept
-      : table_(tav.Get()), session_(table_ != nullptr ? table_->SessionBegin() : nullptr) {}
-  Session(Session&& other) noexcept
-      : table_(other.table_), session_(std::exchange(other.session_, nullptr)) {}
-  Session& operator=(Session&& other) noexcept {
-    if (this != &other) {
-      End();
-      table_ = other.table_;
-      session_ = std::exchange(other.session_, nullptr);
-    }
-    return *this;
-  }
-  ~Session() { End(); }
+      : session_(tav ? tav.Get()->SessionBegin() : nullptr, Internal::EndSession{tav.Get()}) {}
 
   Event NewEvent(Text name) const noexcept {
-    return session_ == nullptr
-               ? Event()
-               : Event(table_, Internal::Call(table_->SessionNewEvent, session_, name));
+    return {LiveTable(), Call(&TavEntryTable::SessionNewEvent, name)};
   }
   Event NewCommandEvent(Text command) const noexcept {
-    return session_ == nullptr
-               ? Event()
-               : Event(table_, Internal::Call(table_->SessionNewCommandEvent, session_, command));
+    return {LiveTable(), Call(&TavEntryTable::SessionNewCommandEvent, command)};
   }
   Event NewErrorEvent(Text code, Text message) const noexcept {
-    return session_ == nullptr ? Event()
-                               : Event(table_, Internal::Call(table_->SessionNewErrorEvent,
-                                                              session_, code, message));
+    return {LiveTable(), Call(&TavEntryTable::SessionNewErrorEvent, code, message)};
   }
-  void LogPlace(Text place) const noexcept {
-    if (session_ != nullptr) {
-      Internal::Call(table_->SessionLogPlace, session_, place);
-    }
-  }
-  void LogIdle() const noexcept {
-    if (session_ != nullptr) {
-      table_->SessionLogIdle(session_);
-    }
-  }
+  void LogPlace(Text place) const noexcept { Call(&TavEntryTable::SessionLogPlace, place); }
+  void LogIdle() const noexcept { Call(&TavEntryTable::SessionLogIdle); }
   void IncrementCounter(Text group, Text counter) const noexcept {
-    if (session_ != nullptr) {
-      Internal::Call(table_->SessionIncrementCounter, session_, group, counter);
-    }
+    Call(&TavEntryTable::SessionIncrementCounter, group, counter);
   }
   void AggregateValue(Text event, Text property, double value) const noexcept {
-    if (session_ != nullptr) {
-      Internal::Call(table_->SessionAggregateValue, session_, event, property, value);
-    }
+    Call(&TavEntryTable::SessionAggregateValue, event, property, value);
   }
-  void FlushAggregates() const noexcept {
-    if (session_ != nullptr) {
-      table_->SessionFlushAggregates(session_);
-    }
-  }
+  void FlushAggregates() const noexcept { Call(&TavEntryTable::SessionFlushAggregates); }
 
   // Ends the session now.
-  void End() noexcept {
-    if (session_ != nullptr) {
-      table_->SessionEnd(std::exchange(session_, nullptr));
-    }
-  }
+  void End() noexcept { session_.reset(); }
 
   explicit operator bool() const noexcept { return session_ != nullptr; }
 
  private:
-  const TavEntryTable* table_ = nullptr;
-  TavSession_s* session_ = nullptr;
+  const TavEntryTable* LiveTable() const noexcept {
+    return session_ != nullptr ? session_.get_deleter().table : nullptr;
+  }
+  template <typename Result, typename... Parameters, typename... Arguments>
+  Result Call(Result (TAV_CALL* TavEntryTable::*slot)(TavSession_s*, Parameters...),
+              const Arguments&... arguments) const noexcept {
+    return Internal::CallMember(LiveTable(), slot, session_.get(), arguments...);
+  }
+
+  std::unique_ptr<TavSession_s, Internal::EndSession> session_;
 };
 
-// A component (a plug-in, a module) that reports under its own name: the record of
-// CreateComponentAnalytics with its name and version, released with this object.
+// A component (a plug-in, a module) that reports under its own name and version. Owns a record of
+// CreateComponentAnalytics.
 //
-// Make it while the library runs: without a Run it is empty and does nothing. It may outlive the
-// Run, but not the Library. Any thread; counters and aggregates as those of the Table. Nothing
-// blocks.
+// Make it while the library runs; otherwise it is empty. It may outlive the Run, but not the
+// Library. Any thread; counters and aggregates as those of Table. Nothing blocks.
 class [[nodiscard]] Component {
  public:
   Component() noexcept = default;
   Component(const Table& tav, Text name, Text version) noexcept
-      : table_(tav.Get()),
-        component_(table_ != nullptr ? table_->CreateComponentAnalytics() : nullptr) {
-    if (component_ != nullptr) {
-      Internal::Call(component_->SetComponent, component_, name, version);
-    }
+      : table_(tav.Get()), component_(tav ? table_->CreateComponentAnalytics() : nullptr) {
+    Call(&TavComponent_s::SetComponent, name, version);
   }
-  Component(Component&& other) noexcept
-      : table_(other.table_), component_(std::exchange(other.component_, nullptr)) {}
-  Component& operator=(Component&& other) noexcept {
-    if (this != &other) {
-      Release();
-      table_ = other.table_;
-      component_ = std::exchange(other.component_, nullptr);
-    }
-    return *this;
-  }
-  ~Component() { Release(); }
 
   Event NewEvent(Text name) const noexcept {
-    return component_ == nullptr
-               ? Event()
-               : Event(table_, Internal::Call(component_->NewEvent, component_, name));
+    return {table_, Call(&TavComponent_s::NewEvent, name)};
   }
   Event NewCommandEvent(Text command) const noexcept {
-    return component_ == nullptr
-               ? Event()
-               : Event(table_, Internal::Call(component_->NewCommandEvent, component_, command));
+    return {table_, Call(&TavComponent_s::NewCommandEvent, command)};
   }
   Event NewErrorEvent(Text code, Text message) const noexcept {
-    return component_ == nullptr ? Event()
-                                 : Event(table_, Internal::Call(component_->NewErrorEvent,
-                                                                component_, code, message));
+    return {table_, Call(&TavComponent_s::NewErrorEvent, code, message)};
   }
   void IncrementCounter(Text event, Text property) const noexcept {
-    if (component_ != nullptr) {
-      Internal::Call(component_->IncrementCounter, component_, event, property);
-    }
+    Call(&TavComponent_s::IncrementCounter, event, property);
   }
   void AggregateValue(Text event, Text property, double value) const noexcept {
-    if (component_ != nullptr) {
-      Internal::Call(component_->AggregateValue, component_, event, property, value);
-    }
+    Call(&TavComponent_s::AggregateValue, event, property, value);
   }
 
-  // The record, still owned by this object, for code that calls by position; null when there is
-  // none.
-  TavComponent_s* Get() const noexcept { return component_; }
+  // The record, still owned by this object; null if there is none.
+  TavComponent_s* Get() const noexcept { return component_.get(); }
   explicit operator bool() const noexcept { return component_ != nullptr; }
 
  private:
-  void Release() noexcept {
-    if (component_ != nullptr) {
-      component_->Release(std::exchange(component_, nullptr));
-    }
+  template <typename Result, typename... Parameters, typename... Arguments>
+  Result Call(Result (TAV_CALL* TavComponent_s::*operation)(TavComponent_s*, Parameters...),
+              const Arguments&... arguments) const noexcept {
+    return Internal::CallMember(Get(), operation, Get(), arguments...);
   }
 
   const TavEntryTable* table_ = nullptr;
-  TavComponent_s* component_ = nullptr;
+  std::unique_ptr<TavComponent_s, Internal::ReleaseComponent> component_;
 };
 
 #ifdef TAV_HAS_LOADING
 
-// tav.dll while it is loaded. Without it everything called through this object does nothing; Error
-// says why it is not.
+// The loaded tav.dll. If it cannot be loaded, all calls through this object do nothing, and Error
+// says why.
 //
-// Made and destroyed on one thread, not in a DllMain. Blocks for the system's loader only; loading
-// starts nothing. Destroyed after everything made with it.
+// Constructed and destroyed on one thread, not in a DllMain, and destroyed after everything made
+// with it. Blocks for the system's loader only; loading starts nothing.
 class Library : public Table {
  public:
   // Nothing loaded.
   Library() noexcept { Fail(kNothingLoaded, 0); }
-  // Loads the DLL at a full path; by a bare name wherever LoadLibrary looks for one, which includes
-  // folders that others may write to.
+  // Loads the DLL at a full path. A bare name is searched for as LoadLibrary does, also in
+  // directories that others can write to.
   explicit Library(const wchar_t* path) noexcept : Library(path, 0) {}
-  // Loads tav.dll, or `name`, from the program's own folder; the system's folder is looked at, too,
-  // and no other.
+  // Loads tav.dll, or `name`, from the directory of the program, or else of the system.
   static Library BesideProgram(const wchar_t* name = L"tav.dll") noexcept {
     return Library(name, LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
   }
@@ -814,8 +736,8 @@ class Library : public Table {
   }
   ~Library() { Free(); }
 
-  // Why there is no table, for a log or a developer, in English; empty when there is one. Valid as
-  // long as this object.
+  // Why there is no table: English, for a log or a developer. Empty if there is one. Valid as long
+  // as this object.
   const char* Error() const noexcept { return error_; }
 
  private:
@@ -825,7 +747,7 @@ class Library : public Table {
       Fail("the library cannot be loaded: system error %lu", GetLastError());
       return;
     }
-    // By way of void (*)(), the one function type that any other may be converted through.
+    // Through void (*)(): compilers accept a conversion of any function type from and to it.
     const auto loader = reinterpret_cast<TavLoaderFunction>(
         reinterpret_cast<void (*)()>(GetProcAddress(module_, TAV_LOADER_NAME)));
     table_ = loader != nullptr ? loader(TAV_INTERFACE_VERSION) : nullptr;
