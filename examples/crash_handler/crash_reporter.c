@@ -1,6 +1,6 @@
-// The crashed thread does next to nothing: it wakes a thread that was made in good times, and waits
-// for it for a bounded time. That one may find the heap locked or broken, or the network slow. It
-// then never comes back, and is left behind: the process ends all the same.
+// The crashed thread only wakes the reporter thread, which was created at the start, and waits for
+// it for a limited time. If the heap is locked or damaged or the network is slow, the reporter may
+// never finish; the process then ends without it.
 #include "crash_reporter.h"
 
 #include <stdio.h>
@@ -8,14 +8,15 @@
 
 #include <windows.h>
 
-enum { kLongestWait = 5000 /* milliseconds */, kMostFrames = 50 };
+enum { kMaxWaitMilliseconds = 5000, kMaxFrames = 50 };
 
 static const TavEntryTable* tav;
 static LPTOP_LEVEL_EXCEPTION_FILTER earlierFilter;
 static HANDLE reporter, crashed, reported;
-static EXCEPTION_POINTERS* crash;  // null when the thread is woken to end
+static EXCEPTION_POINTERS* crash;  // null: StopCrashReporter has woken the reporter
 
-// One frame as a trace item: the module, and the place in it, which its map or debug file explains.
+// Adds one frame as a trace item: the module and the offset in it, to be looked up in the module's
+// map or debug file.
 static void AddFrame(TavEvent_s* event, DWORD64 address) {
   wchar_t path[MAX_PATH] = L"";
   char library[MAX_PATH * 3] = "";
@@ -34,9 +35,9 @@ static void AddFrame(TavEvent_s* event, DWORD64 address) {
   tav->AddTraceItem(event, place, library, NULL);
 }
 
-// Walks the crashed thread's stack, which stands still while that thread waits.
+// Walks the stack of the crashed thread, which does not change while that thread waits.
 static void AddStack(TavEvent_s* event, CONTEXT context) {
-  for (int frame = 0; frame < kMostFrames && context.Rip != 0; ++frame) {
+  for (int frame = 0; frame < kMaxFrames && context.Rip != 0; ++frame) {
     DWORD64 base, establisher;
     void* handlerData;
     AddFrame(event, context.Rip);
@@ -44,7 +45,7 @@ static void AddStack(TavEvent_s* event, CONTEXT context) {
     if (function != NULL) {
       RtlVirtualUnwind(UNW_FLAG_NHANDLER, base, context.Rip, function, &context, &handlerData,
                        &establisher, NULL);
-    } else {  // a function without a frame: only its return address is on the stack
+    } else {  // a leaf function: its return address is on top of the stack
       context.Rip = *(const DWORD64*)context.Rsp;
       context.Rsp += sizeof(DWORD64);
     }
@@ -60,19 +61,19 @@ static DWORD WINAPI Report(void* unused) {
     TavEvent_s* event = tav->NewErrorEvent(code, "unhandled exception");
     AddStack(event, *crash->ContextRecord);
     tav->LogEvent(event);
-    tav->Commit();  // sends it now; there is no later
+    tav->Commit();  // sends the event now, because the process is about to end
     SetEvent(reported);
   }
   return 0;
 }
 
 static LONG WINAPI HandleCrash(EXCEPTION_POINTERS* pointers) {
-  // Of several threads that crash at once, the first is reported.
+  // If several threads crash at once, only the first is reported.
   if (InterlockedCompareExchangePointer((void* volatile*)&crash, pointers, NULL) == NULL) {
     SetEvent(crashed);
   }
-  WaitForSingleObject(reported, kLongestWait);
-  // The system's own error reporting goes on, and ends the process.
+  WaitForSingleObject(reported, kMaxWaitMilliseconds);
+  // The system's error reporting follows and ends the process.
   return earlierFilter != NULL ? earlierFilter(pointers) : EXCEPTION_CONTINUE_SEARCH;
 }
 

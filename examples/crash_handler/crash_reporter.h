@@ -1,11 +1,11 @@
-// Reports a crash of this process as an error event, with the stack at the place of the crash.
+// Reports a crash of this process as an error event with the stack trace of the crash.
 #pragma once
 
 #include "tav/tav.h"
 
-// Begins to watch for unhandled exceptions. `tav` is running, and stays so until StopCrashReporter.
-// Returns 0 when the system gives no thread.
+// Installs a handler for unhandled exceptions. The library must run from before this call until
+// after StopCrashReporter. Returns 0 if the system gives no thread.
 int StartCrashReporter(const TavEntryTable* tav);
 
-// Before Terminate.
+// To be called before Terminate.
 void StopCrashReporter(void);

@@ -1,5 +1,5 @@
-// A host that crashes. What it did before and the crash itself arrive at the gateway all the same.
-// tav.dll must lie beside the program.
+// A host that crashes. Its events before the crash and the crash itself arrive at the gateway.
+// tav.dll must be in the program's folder.
 #include <stdint.h>
 #include <stdio.h>
 
@@ -10,20 +10,20 @@
 
 static const TavEntryTable* LoadTav(void) {
   HMODULE module = LoadLibraryW(L"tav.dll");
-  // By way of void (*)(void), the one function type that any other may be converted through.
+  // A function pointer converts through void (*)(void) without compiler warnings.
   TavLoaderFunction loader =
       module == NULL ? NULL
                      : (TavLoaderFunction)(void (*)(void))GetProcAddress(module, TAV_LOADER_NAME);
   return loader == NULL ? NULL : loader(TAV_INTERFACE_VERSION);
 }
 
-// An address that belongs to nobody.
-static int* volatile nowhere = (int*)(intptr_t)16;
+// An invalid address.
+static int* volatile invalid = (int*)(intptr_t)16;
 
 static void Work(const TavEntryTable* tav) {
   tav->LogPlace("Editor");
   tav->LogEvent(tav->NewCommandEvent("File.Save"));
-  *nowhere = 1;
+  *invalid = 1;
 }
 
 int main(void) {
@@ -43,7 +43,7 @@ int main(void) {
 
   Work(tav);
 
-  // As an application that does not crash goes on.
+  // Not reached in this example: the end of an application that does not crash.
   StopCrashReporter();
   tav->Terminate();
   return 0;

@@ -29,7 +29,7 @@ constexpr std::array kDocuments = {
     Document{"Offer 3.docx", "en", 11, {"net 30 days", "colour", "\"as is\"", "C:\\Templates"}},
 };
 
-// The same throws with every compiler and standard library.
+// Random numbers that are the same with every compiler and standard library.
 class Dice {
  public:
   explicit Dice(std::uint32_t seed) : engine_(seed) {}
@@ -39,7 +39,7 @@ class Dice {
     return low + static_cast<int>(engine_() % range);
   }
 
-  // In steps of one eighth.
+  // A multiple of one eighth, so that it prints exactly.
   double Seconds(int low, int high) { return Between(low * 8, high * 8) / 8.0; }
 
   template <typename Item, std::size_t Count>
@@ -51,27 +51,27 @@ class Dice {
   std::mt19937 engine_;
 };
 
-// The document that is open when the part `step` of `steps` of the sitting is over.
+// The document that is open at the end of part `step` of `steps` of the work.
 const Document& OpenDocument(int step, int steps) {
   const std::size_t index =
       static_cast<std::size_t>(step) * kDocuments.size() / static_cast<std::size_t>(steps);
   return kDocuments[index];
 }
 
-// Every action takes its time, in a user's life more than here.
+// The duration of one action of the user, shorter than in reality.
 void TakeTime() {
   std::this_thread::sleep_for(milliseconds(18));
 }
 
-// The user's work on one document, from opening to closing it: a session of its own.
+// The user's work on one document, from opening to closing it: one explicit session.
 class Work {
  public:
-  Work(Sitting& sitting, const Document& document, Dice& dice, Notebook& notes)
-      : sitting_(sitting),
+  Work(EditorState& state, const Document& document, Dice& dice, Notebook& notes)
+      : state_(state),
         document_(document),
         dice_(dice),
-        editor_(sitting.tav, notes, sitting.session),
-        session_(sitting.tav, document.file, notes) {}
+        editor_(state.tav, notes, state.session),
+        session_(state.tav, document.file, notes) {}
 
   void Open();
   void DoSomething();
@@ -87,7 +87,7 @@ class Work {
   void InsertImage();
   void CountMenu(const char* item);
 
-  Sitting& sitting_;
+  EditorState& state_;
   const Document& document_;
   Dice& dice_;
   Noted<Tav::Host::Table> editor_;
@@ -133,7 +133,7 @@ void Work::Edit() {
   session_.AggregateValue("Typing", "Keys", keys);
 }
 
-// Too frequent to report one by one: the session's end reports how often.
+// Too frequent to report one by one: the end of the session reports how often it happened.
 void Work::ApplyStyle() {
   static constexpr std::array kStyles = {"Heading 1", "Überschrift 2", "Quote", "本文", "Code"};
   session_.IncrementCounter("Styles", dice_.OneOf(kStyles));
@@ -180,7 +180,7 @@ void Work::Export() {
   session_.NewCommandEvent("File.Export").Add("To", target).Log();
   CountMenu("File.Export");
   if (std::string_view(target) == "EPUB") {
-    // The library adds the session's last places and commands.
+    // The library adds the last places and commands of the session.
     session_.NewErrorEvent("EXP-17", "Zeichensatz fehlt: \"Garamond\"")
         .AddTraceItem("ExportBook+0x1a4", "export.dll", target)
         .AddTraceItem("EmbedFonts+0x7c", "export.dll", "Garamond")
@@ -204,16 +204,16 @@ void Work::Close() {
       .Log();
 }
 
-// Of all documents together, not of this session.
+// Counts for all documents together, not for this session.
 void Work::CountMenu(const char* item) {
-  const std::lock_guard lock(sitting_.numbers);
+  const std::lock_guard lock(state_.numbers);
   editor_.IncrementCounter("Menu", item);
 }
 
 }  // namespace
 
-void StartEditor(Sitting& sitting, Notebook& notes) {
-  Noted editor(sitting.tav, notes, sitting.session);
+void StartEditor(EditorState& state, Notebook& notes) {
+  Noted editor(state.tav, notes, state.session);
   editor.NewEvent("EditorStarted")
       .Add("Start", "cold")
       .Add("Seconds", 1.625)
@@ -224,16 +224,16 @@ void StartEditor(Sitting& sitting, Notebook& notes) {
   editor.NewCommandEvent("File.OpenRecent").Log();
 }
 
-void WorkOnDocuments(Sitting& sitting, Notebook& notes) {
+void WorkOnDocuments(EditorState& state, Notebook& notes) {
   constexpr int kActions = 33;
   Dice dice(20260304);
   for (std::size_t done = 0; done < kDocuments.size(); ++done) {
     if (done == kDocuments.size() / 2) {
-      // So that a crash does not lose the numbers of a whole day; Terminate reports the rest.
-      const std::lock_guard lock(sitting.numbers);
-      Noted(sitting.tav, notes, sitting.session).FlushAggregates();
+      // So that a crash does not lose the numbers of a whole day. Terminate reports the rest.
+      const std::lock_guard lock(state.numbers);
+      Noted(state.tav, notes, state.session).FlushAggregates();
     }
-    Work work(sitting, kDocuments[done], dice, notes);
+    Work work(state, kDocuments[done], dice, notes);
     work.Open();
     for (int i = 0; i < kActions; ++i) {
       work.DoSomething();
@@ -244,8 +244,8 @@ void WorkOnDocuments(Sitting& sitting, Notebook& notes) {
   }
 }
 
-void LeaveEditor(Sitting& sitting, Notebook& notes) {
-  Noted editor(sitting.tav, notes, sitting.session);
+void LeaveEditor(EditorState& state, Notebook& notes) {
+  Noted editor(state.tav, notes, state.session);
   editor.LogIdle();
   editor.LogPlace("Preferences");
   editor.NewCommandEvent("File.Quit").Log();
@@ -255,9 +255,9 @@ void LeaveEditor(Sitting& sitting, Notebook& notes) {
       .Log();
 }
 
-void SaveInBackground(Sitting& sitting, Notebook& notes) {
+void SaveInBackground(EditorState& state, Notebook& notes) {
   constexpr int kTimes = 36;
-  Noted editor(sitting.tav, notes, sitting.session);
+  Noted editor(state.tav, notes, state.session);
   Dice dice(36);
   for (int i = 0; i < kTimes; ++i) {
     std::this_thread::sleep_for(milliseconds(98));
@@ -267,17 +267,17 @@ void SaveInBackground(Sitting& sitting, Notebook& notes) {
         .Add("Seconds", seconds)
         .Add("File", OpenDocument(i, kTimes).file)
         .Log();
-    const std::lock_guard lock(sitting.numbers);
+    const std::lock_guard lock(state.numbers);
     editor.AggregateValue("Autosave", "Seconds", seconds);
   }
 }
 
-// Events of a component never share a record with others, so the plug-in reports a document when it
-// is through with it, not paragraph by paragraph.
-void CheckSpelling(Sitting& sitting, Notebook& notes) {
+// Events of a component never share a record with other events. To get few large records, the
+// plug-in reports a document at once, not each paragraph when it was checked.
+void CheckSpelling(EditorState& state, Notebook& notes) {
   constexpr int kParagraphs = 11;
-  Noted plugin(Tav::Host::Component(sitting.tav, kSpellingName, kSpellingVersion), notes,
-               sitting.session, kSpellingName);
+  Noted plugin(Tav::Host::Component(state.tav, kSpellingName, kSpellingVersion), notes,
+               state.session, kSpellingName);
   Dice dice(66);
   for (const Document& document : kDocuments) {
     std::this_thread::sleep_for(milliseconds(590));
@@ -295,7 +295,7 @@ void CheckSpelling(Sitting& sitting, Notebook& notes) {
           .Add("Words", words)
           .Add("Unknown", dice.OneOf(document.words))
           .Log();
-      const std::lock_guard lock(sitting.numbers);
+      const std::lock_guard lock(state.numbers);
       plugin.IncrementCounter("Paragraphs", document.language);
       plugin.AggregateValue("Check", "Words", words);
     }

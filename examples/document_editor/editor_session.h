@@ -1,7 +1,7 @@
-// What happens in the editor in one sitting: six documents are opened, edited, saved and closed,
-// each in a session of its own, while one background thread saves and another, a plug-in, checks
-// spelling. Chance is thrown from fixed seeds, so that each run reports the same; only time stamps
-// and the order among threads differ, and so what has been counted when it is flushed.
+// One run of the editor: six documents are opened, edited, saved and closed, each in a session of
+// its own, while one background thread saves and another, a plug-in, checks spelling. The random
+// numbers have fixed seeds, so each run reports the same. Only time stamps and the order among
+// threads differ, and with it the numbers that a flush in the middle of the run reports.
 #pragma once
 
 #include <mutex>
@@ -10,27 +10,27 @@
 
 namespace DocumentEditor {
 
-// What the editor's threads share.
-struct Sitting {
+// The state that the editor's threads share.
+struct EditorState {
   const Tav::Host::Table& tav;
   int session;  // number of the implied session, for the notes
-  // The library does not lock the counters and statistics outside explicit sessions, those of
-  // components included: whoever feeds them holds this.
+  // Counters and statistics outside explicit sessions, including those of components, have no lock
+  // in the library. Threads that feed or flush them hold this mutex.
   std::mutex numbers;
 };
 
-// On the user's thread, in this order. Starting and leaving must not overlap the background
-// threads; the work takes about three seconds.
-void StartEditor(Sitting& sitting, Notebook& notes);
-void WorkOnDocuments(Sitting& sitting, Notebook& notes);
-void LeaveEditor(Sitting& sitting, Notebook& notes);
+// To be called on the user's thread in this order, which takes about three seconds. The background
+// threads run during WorkOnDocuments only.
+void StartEditor(EditorState& state, Notebook& notes);
+void WorkOnDocuments(EditorState& state, Notebook& notes);
+void LeaveEditor(EditorState& state, Notebook& notes);
 
-// Thread "autosave"; takes as long as the work.
-void SaveInBackground(Sitting& sitting, Notebook& notes);
+// The thread "autosave". Takes as long as WorkOnDocuments.
+void SaveInBackground(EditorState& state, Notebook& notes);
 
-// Thread "spelling"; takes as long as the work.
+// The thread "spelling". Takes as long as WorkOnDocuments.
 inline constexpr char kSpellingName[] = "Spelling";
 inline constexpr char kSpellingVersion[] = "1.3.0";
-void CheckSpelling(Sitting& sitting, Notebook& notes);
+void CheckSpelling(EditorState& state, Notebook& notes);
 
 }  // namespace DocumentEditor

@@ -1,12 +1,13 @@
-// A document editor without windows: what it reports, when and from which threads is that of a real
-// one. Start here to see how an application uses the library from loading to shutting down, and in
-// editor_session.cpp how it reports. Settings, Event and Session stand for the types of tav.hpp,
-// whose functions they have: noted.h remembers what goes through them.
+// A document editor without a user interface, which reports what a real one would, from the same
+// threads. This file shows how an application uses the library from loading to shutdown,
+// editor_session.cpp how it reports. The types Settings, Event and Session of noted.h have the
+// functions of the types of tav.hpp.
 //
-// Usage: demo_host REPORT_FILE SITTING FOLDER
-// tav.dll must lie beside the program; TAV_GATEWAY names the gateway. REPORT_FILE receives what was
-// handed over to the library, as JSON. SITTING numbers the runs of the program, from 1 on; its
-// events tell which one they belong to. FOLDER must exist; the library keeps its files there.
+// Usage: demo_host REPORT_FILE RUN FOLDER
+//   REPORT_FILE  receives what was passed to the library, as JSON
+//   RUN          the number of this run of the program, from 1; the events carry it
+//   FOLDER       an existing directory for the library's files
+// tav.dll must be in the program's folder. TAV_GATEWAY is the URL of the gateway.
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -15,8 +16,8 @@
 #include <string_view>
 #include <thread>
 
+#include "demo_report.h"
 #include "editor_session.h"
-#include "handover_report.h"
 #include "noted.h"
 
 namespace DocumentEditor {
@@ -26,7 +27,7 @@ constexpr char kProductName[] = "Foolscap";
 constexpr char kProductVersion[] = "4.2";
 constexpr char kFullVersion[] = "4.2.0.118";
 
-// How many lines of the library's log said that something is wrong.
+// The number of warnings and errors in the library's log.
 std::atomic<int> warnings = 0;
 
 void TAV_CALL OnLibraryMessage(const char* line) {
@@ -47,7 +48,7 @@ void AddSettings(Settings& settings) {
   settings.AddTag(TAV_TAG_LICENSING_MODEL, "Subscription");
 }
 
-// What describes this installation; sent with the events, not with each of them.
+// Values of this installation, which are sent when they have changed, not with each event.
 void AddProductValues(Settings& settings) {
   settings.AddProductInfo("Channel", "stable");
   settings.AddProductInfo("Schriftgröße", "groß");
@@ -56,38 +57,38 @@ void AddProductValues(Settings& settings) {
   settings.AddProductInfoList("Plugins", {kSpellingName, "Export", "翻訳"});
 }
 
-// What holds for the whole run; each event carries it.
-void AddSessionEnvironment(Settings& settings, int sittingNumber) {
+// Values of this run, which each event carries.
+void AddSessionEnvironment(Settings& settings, int runNumber) {
   settings.AddSessionEnvInfo("Licence", "Trial");
   settings.AddSessionEnvInfo("Screens", 2);
-  settings.AddSessionEnvInfo("Sitting", sittingNumber);
+  settings.AddSessionEnvInfo("Sitting", runNumber);
 }
 
-// The user works while two threads of the editor report at the same time.
-void WorkOneSitting(Sitting& sitting, Notebook& user, Notebook& autosave, Notebook& spelling) {
-  StartEditor(sitting, user);
-  std::thread saver([&] { SaveInBackground(sitting, autosave); });
-  std::thread checker([&] { CheckSpelling(sitting, spelling); });
-  WorkOnDocuments(sitting, user);
+// The user works while two other threads of the editor report.
+void UseEditor(EditorState& state, Notebook& user, Notebook& autosave, Notebook& spelling) {
+  StartEditor(state, user);
+  std::thread saver([&] { SaveInBackground(state, autosave); });
+  std::thread checker([&] { CheckSpelling(state, spelling); });
+  WorkOnDocuments(state, user);
   saver.join();
   checker.join();
-  LeaveEditor(sitting, user);
+  LeaveEditor(state, user);
 }
 
-int RunEditor(const char* reportFile, int sittingNumber, const char* folder) {
+int RunEditor(const char* reportFile, int runNumber, const char* folder) {
   const Tav::Host::Library tav = Tav::Host::Library::BesideProgram();
   if (!tav) {
-    // An editor for users goes on: every call below then does nothing.
+    // A real application goes on: every call below then does nothing.
     std::fprintf(stderr, "demo_host: %s\n", tav.Error());
     return 1;
   }
   tav.SetMessageSink(OnLibraryMessage);
-  // An editor for users leaves this to the library, which has a place in the user's own folder.
+  // A real application does not call this: the library has a directory in the user's profile.
   tav.SetCacheDirectory(folder);
   Settings settings(tav);
   AddSettings(settings);
   AddProductValues(settings);
-  AddSessionEnvironment(settings, sittingNumber);
+  AddSessionEnvironment(settings, runNumber);
 
   Tav::Host::Run run(tav, kProductName, kProductVersion, kFullVersion, TAV_LANGUAGE_DE_DE);
   if (!run) {
@@ -95,29 +96,29 @@ int RunEditor(const char* reportFile, int sittingNumber, const char* folder) {
                  run.Status());
     return 1;
   }
-  std::atomic<int> lastSerial = (sittingNumber - 1) * 10000;
+  std::atomic<int> lastSerial = (runNumber - 1) * 10000;
   std::array notebooks = {Notebook("user", lastSerial), Notebook("autosave", lastSerial),
                           Notebook("spelling", lastSerial)};
   auto& [user, autosave, spelling] = notebooks;
-  Sitting sitting{tav, user.AddBegin("implied"), {}};
-  WorkOneSitting(sitting, user, autosave, spelling);
+  EditorState state{tav, user.AddBegin("implied"), {}};
+  UseEditor(state, user, autosave, spelling);
 
-  // An application would just go on; the demonstration wants to know the outcome.
+  // A real application would not wait for the result.
   const bool isAllSent = tav.Commit();
-  user.AddEnd(sitting.session);
+  user.AddEnd(state.session);
   run.Terminate();
 
-  const HandoverReport report = {.sitting = sittingNumber,
-                                 .product = kProductName,
-                                 .productVersion = kProductVersion,
-                                 .fullVersion = kFullVersion,
-                                 .component = kSpellingName,
-                                 .componentVersion = kSpellingVersion,
-                                 .libraryVersion = tav.GetVersion(),
-                                 .settings = settings.Calls(),
-                                 .notebooks = notebooks,
-                                 .commitResult = isAllSent ? 0 : 1,
-                                 .warnings = warnings};
+  const DemoReport report = {.run = runNumber,
+                             .product = kProductName,
+                             .productVersion = kProductVersion,
+                             .fullVersion = kFullVersion,
+                             .component = kSpellingName,
+                             .componentVersion = kSpellingVersion,
+                             .libraryVersion = tav.GetVersion(),
+                             .settings = settings.Calls(),
+                             .notebooks = notebooks,
+                             .commitResult = isAllSent ? 0 : 1,
+                             .warnings = warnings};
   if (!WriteReport(report, reportFile)) {
     std::fprintf(stderr, "demo_host: cannot write %s\n", reportFile);
     return 1;
@@ -129,13 +130,13 @@ int RunEditor(const char* reportFile, int sittingNumber, const char* folder) {
 }  // namespace DocumentEditor
 
 int main(int argc, char** argv) {
-  const int sitting = argc == 4 ? std::atoi(argv[2]) : 0;
-  if (sitting < 1) {
-    std::fputs("usage: demo_host REPORT_FILE SITTING FOLDER\n", stderr);
+  const int runNumber = argc == 4 ? std::atoi(argv[2]) : 0;
+  if (runNumber < 1) {
+    std::fputs("usage: demo_host REPORT_FILE RUN FOLDER\n", stderr);
     return 2;
   }
   try {
-    return DocumentEditor::RunEditor(argv[1], sitting, argv[3]);
+    return DocumentEditor::RunEditor(argv[1], runNumber, argv[3]);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "demo_host: %s\n", failure.what());
     return 1;

@@ -52,15 +52,15 @@ void Settings::AddTag(int category, const char* tag) {
 }
 
 void Settings::AddProductInfoMap(const char* key, std::initializer_list<Property> members) {
-  std::vector<Tav::Host::Member> handedOver;
+  std::vector<Tav::Host::Member> passed;
   for (const Property& member : members) {
     if (const auto* text = std::get_if<std::string>(&member.value)) {
-      handedOver.emplace_back(member.name, *text);
+      passed.emplace_back(member.name, *text);
     } else {
-      handedOver.emplace_back(member.name, std::get<double>(member.value));
+      passed.emplace_back(member.name, std::get<double>(member.value));
     }
   }
-  tav_.AddProductInfoMap(key, handedOver);
+  tav_.AddProductInfoMap(key, passed);
   Remember("AddProductInfoMap", key, JsonText(std::span(members.begin(), members.size())));
 }
 

@@ -1,6 +1,6 @@
-// The types of tav.hpp with a memory: the same names and calls, and what goes through them to the
-// library is noted as well, so that it can be compared with what arrives. This is the
-// demonstration's; an editor for users calls Tav::Host directly.
+// Wrappers around the types of tav.hpp with the same functions. They also note each call, so that
+// the demonstration can compare the calls with what arrives. A real application uses Tav::Host
+// directly.
 #pragma once
 
 #include <atomic>
@@ -25,27 +25,28 @@ struct Note {
   explicit Note(const char* noteKind, std::string noteName = {}, std::string noteDetail = {})
       : kind(noteKind), name(std::move(noteName)), detail(std::move(noteDetail)) {}
 
-  const char* kind;       // event, command, error, place, idle, count, value, flush, begin or end
-  std::string name;       // of what is reported; an error's code; a counter's or statistic's event
-  std::string detail;     // an error's message; the name of a counter or a statistic
-  int session = 0;        // serial number of the session's "begin"
+  const char* kind;    // event, command, error, place, idle, count, value, flush, begin or end
+  std::string name;    // of the report; for an error its code, for a counter or statistic its event
+  std::string detail;  // for an error its message, for a counter or statistic its name
+  int session = 0;     // serial number of the session's "begin"
   std::string component;  // empty for the editor's own
-  double value = 0;       // what a statistic was fed
+  double value = 0;       // the value added to a statistic
   std::vector<Property> properties;
   std::vector<TraceItem> trace;
   int serial = 0;
 };
 
-// What one thread handed over, in its order. Used by that thread alone.
+// The calls of one thread, in order. Used by that thread only.
 class Notebook {
  public:
-  // Notes are numbered across all threads, from behind `lastSerial`.
+  // The notes of all threads have consecutive serial numbers, starting after `lastSerial`.
   Notebook(std::string thread, std::atomic<int>& lastSerial)
       : thread_(std::move(thread)), lastSerial_(lastSerial) {}
 
   // Returns the note's serial number.
   int Add(Note note);
-  // Notes that a session begins; returns its number, which is the note's.
+  // Notes the beginning of a session. Returns the session's number, which is the note's serial
+  // number.
   int AddBegin(const char* label);
   void AddEnd(int session);
 
@@ -58,7 +59,7 @@ class Notebook {
   std::vector<Note> notes_;
 };
 
-// Tav::Host::Event. Carries its note's serial number to the gateway in the property "Seq".
+// Tav::Host::Event. The property "Seq" carries the note's serial number to the gateway.
 class [[nodiscard]] Event {
  public:
   Event(Tav::Host::Event event, Note note, Notebook& notes)
@@ -86,7 +87,7 @@ class [[nodiscard]] Event {
   Notebook& notes_;
 };
 
-// What events come from: Tav::Host::Table, Session or Component.
+// A source of events: Tav::Host::Table, Session or Component.
 template <typename Source>
 class Noted {
  public:
@@ -145,7 +146,7 @@ class Noted {
   std::string component_;
 };
 
-// Tav::Host::Session: from its making to its destruction. `label` is for the report only.
+// Tav::Host::Session. `label` is for the report only.
 class Session : public Noted<Tav::Host::Session> {
  public:
   Session(const Tav::Host::Table& tav, const char* label, Notebook& notes)
@@ -155,7 +156,7 @@ class Session : public Noted<Tav::Host::Session> {
   ~Session() { notes_.AddEnd(session_); }
 };
 
-// Tav::Host::Table before the run: what the editor says about itself.
+// The settings and product values of Tav::Host::Table.
 class Settings {
  public:
   struct Call {

@@ -21,7 +21,7 @@ std::string JsonText(std::string_view text) {
   return quoted += '"';
 }
 
-// 17 digits tell every double from every other.
+// 17 digits identify every double.
 std::string JsonText(double number) {
   char text[32];
   std::snprintf(text, sizeof text, "%.17g", number);

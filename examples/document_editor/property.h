@@ -1,4 +1,4 @@
-// Values that the editor hands over to the library, and their form in the hand-over report.
+// Values that the editor passes to the library, and their JSON form in the report.
 #pragma once
 
 #include <span>

@@ -1,5 +1,6 @@
-// The smallest host: loads tav.dll, says which product it is, reports one event and shuts down.
-// tav.dll must lie beside the program. TAV_GATEWAY names the gateway, TAV_LOGFILE a log file.
+// The smallest host: loads tav.dll, starts it for a product, reports one event and shuts it down.
+// tav.dll must be in the program's folder. Set TAV_GATEWAY to the gateway's URL and, if needed,
+// TAV_LOGFILE to the path of a log file.
 #include <stdio.h>
 
 #include <windows.h>
@@ -12,7 +13,7 @@ static const TavEntryTable* LoadTav(HMODULE* module) {
     fprintf(stderr, "tav.dll cannot be loaded: system error %lu\n", GetLastError());
     return NULL;
   }
-  // By way of void (*)(void), the one function type that any other may be converted through.
+  // A function pointer converts through void (*)(void) without compiler warnings.
   TavLoaderFunction loader =
       (TavLoaderFunction)(void (*)(void))GetProcAddress(*module, TAV_LOADER_NAME);
   const TavEntryTable* tav = loader != NULL ? loader(TAV_INTERFACE_VERSION) : NULL;
@@ -29,7 +30,7 @@ int main(void) {
     return 1;
   }
 
-  // What describes the installation is set before Initialize.
+  // Values that describe the installation are best set before Initialize.
   tav->AddProductInfo("Channel", "example");
   tav->AddNumericProductInfo("LicensedSeats", 1.0);
   int status = tav->Initialize("MinimalHost", "1.0", "1.0.0.1", TAV_LANGUAGE_EN_US);
@@ -43,7 +44,7 @@ int main(void) {
   tav->AddNumericEventProperty(event, "Pages", 12.0);
   tav->LogEvent(event);  // consumes the event
 
-  // An application just goes on; only a program as short as this one waits for the outcome.
+  // An application would go on. Only a program as short as this one waits for the result.
   int unsent = tav->Commit();
   tav->Terminate();
   FreeLibrary(module);

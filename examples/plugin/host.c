@@ -1,6 +1,6 @@
-// A host with a plug-in. The host owns the library, one in a process, and starts and ends it; each
-// plug-in gets a component record and reports through that alone.
-// tav.dll and word_count.dll must lie beside the program.
+// A host with a plug-in. The host owns the library, which exists once in a process: it starts and
+// terminates it. Each plug-in gets a component record and reports only through that record.
+// tav.dll and word_count.dll must be in the program's folder.
 #include <stdio.h>
 
 #include <windows.h>
@@ -15,7 +15,7 @@ typedef struct Plugin {
   PluginDetachFunction detach;
 } Plugin;
 
-// The one function type that any other may be converted through.
+// A function pointer converts through this type without compiler warnings.
 typedef void (*AnyFunction)(void);
 
 static AnyFunction Find(HMODULE module, const char* name) {
@@ -52,11 +52,11 @@ int main(void) {
   plugin.run("Twas brillig and the slithy toves");
   plugin.run("");
 
-  // The host's own events go through the table as ever.
+  // The host reports its own events through the table.
   tav->LogEvent(tav->NewEvent("PluginUsed"));
 
-  // The plug-in gives its record back before its code goes away. What it has counted stays with the
-  // library, which sends it when it ends.
+  // The plug-in releases its record before it is unloaded. The library keeps what the plug-in has
+  // counted and reports it in Terminate.
   plugin.detach();
   FreeLibrary(plugin.module);
   tav->Terminate();

@@ -1,5 +1,5 @@
-// A plug-in that counts words, and reports under its own name and version through the component
-// record that its host passes it.
+// A plug-in that counts words and reports under its own name and version, through the component
+// record from its host.
 #include <stddef.h>
 #include <string.h>
 
@@ -14,7 +14,7 @@ EXPORT void PluginRun(const char* text);
 EXPORT void PluginDetach(void);
 
 void PluginAttach(TavComponent_s* record) {
-  // The record's operations up to word 15 are those of version 2.
+  // Version 2 of the component interface has all operations up to word 15.
   if (record != NULL && record->IsVersionSupported(record, 2)) {
     analytics = record;
     analytics->SetComponent(analytics, "WordCount", "1.3");
@@ -41,14 +41,14 @@ void PluginRun(const char* text) {
   if (analytics == NULL) {
     return;
   }
-  // What happens often is added up here and sent as one event.
+  // Frequent actions are counted and reported as one event.
   analytics->IncrementCounter(analytics, "Usage", "Runs");
   analytics->AggregateValue(analytics, "Usage", "Words", words);
   if (words == 0) {
     ReportEmptyText();
     return;
   }
-  // What happens seldom is an event of its own. It arrives as "WordCount_Counted".
+  // Rare actions are reported one by one. This event arrives as "WordCount_Counted".
   TavEvent_s* event = analytics->NewEvent(analytics, "Counted");
   analytics->AddNumericEventProperty(analytics, event, "Words", words);
   analytics->LogEvent(analytics, event);

@@ -1,11 +1,11 @@
 # Usage: cmake -D DOCUMENT=FILE.md -D SOURCE=FILE.c -P c_block.cmake
-# Writes the one block of C in a document to a source file, exactly as it is printed.
+# Copies the only block of C code in a document to a source file.
 file(READ "${DOCUMENT}" text)
 set(fence "\n```c\n")
 string(FIND "${text}" "${fence}" begin)
 string(FIND "${text}" "${fence}" last REVERSE)
 if(begin EQUAL -1 OR NOT begin EQUAL last)
-  message(FATAL_ERROR "${DOCUMENT} has not exactly one block of C")
+  message(FATAL_ERROR "${DOCUMENT} does not have exactly one block of C")
 endif()
 string(LENGTH "${fence}" length)
 math(EXPR begin "${begin} + ${length}")

@@ -1,4 +1,4 @@
-// The program around the example of README.md, which stands in a file of its own, as it is printed.
+// Calls the example of README.md, which the build copies to a file of its own.
 void ReportOneEvent(void);
 
 int main(void) {

@@ -1,13 +1,14 @@
-// Runs the documents' C++ example with the DLL that the package has put beside this program.
-// Usage: host FOLDER: a folder of its own for what the library keeps on disk. TAV_GATEWAY says
-// where the records go.
+// Runs the C++ example of docs/integration.md with the DLL that the package has copied to this
+// program's folder.
+// Usage: host FOLDER
+// The library keeps its files in FOLDER. TAV_GATEWAY is the URL for the records.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include <tav/tav.hpp>
 
-// In the document.
+// The example.
 void ReportFromCpp();
 
 namespace {
@@ -28,7 +29,7 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "usage: host FOLDER\n");
     return 2;
   }
-  // The C run-time's own variables: the system's are another copy.
+  // The C run-time library has its own copy of the environment.
   _putenv_s("LOCALAPPDATA", arguments[1]);
   SetEnvironmentVariableA("LOCALAPPDATA", arguments[1]);
 

@@ -1,10 +1,10 @@
-# Installs the library from a build tree, builds the host beside this file against the installed
-# package, runs it and looks at the records that it has written.
+# Installs the library from a build tree, builds host.cpp against the installed package, runs it and
+# checks the records that it has written.
 #
 #   cmake -D BUILD_TREE=... -D CONFIG=... -D WORK=... -D GENERATOR=... -D TOOLCHAIN=...
 #         [-D EMULATOR=...] -P run.cmake
 #
-# WORK is emptied.
+# The contents of WORK are deleted.
 cmake_minimum_required(VERSION 3.25)
 
 set(prefix "${WORK}/installed")
@@ -34,7 +34,7 @@ if(archives)
   message(FATAL_ERROR "an archive is installed: ${archives}")
 endif()
 
-# Wherever the package is moved to, it finds its own files.
+# The package must work in any location.
 file(RENAME "${prefix}" "${WORK}/moved")
 set(prefix "${WORK}/moved")
 

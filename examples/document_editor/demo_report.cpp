@@ -1,4 +1,4 @@
-#include "handover_report.h"
+#include "demo_report.h"
 
 #include <cstdio>
 #include <string_view>
@@ -23,7 +23,7 @@ std::string TraceText(const Note& note) {
   return '[' + items + ']';
 }
 
-// What is empty is left out.
+// Empty members are left out.
 std::string NoteText(const Note& note, const std::string& thread) {
   std::string text = '{' + Member("seq", note.serial) + ", " + Member("thread", thread) + ", " +
                      Member("session", note.session) + ", " + Member("kind", note.kind);
@@ -54,7 +54,7 @@ std::string SettingsText(std::span<const Settings::Call> calls) {
   return lines;
 }
 
-std::string ReportText(const HandoverReport& report) {
+std::string ReportText(const DemoReport& report) {
   std::string notes;
   int total = 0;
   for (const Notebook& notebook : report.notebooks) {
@@ -63,7 +63,7 @@ std::string ReportText(const HandoverReport& report) {
       ++total;
     }
   }
-  return "{\n  " + Member("sitting", report.sitting) + ",\n  " + Member("product", report.product) +
+  return "{\n  " + Member("sitting", report.run) + ",\n  " + Member("product", report.product) +
          ",\n  " + Member("product_version", report.productVersion) + ",\n  " +
          Member("full_version", report.fullVersion) + ",\n  " +
          Member("component", report.component) + ",\n  " +
@@ -77,7 +77,7 @@ std::string ReportText(const HandoverReport& report) {
 
 }  // namespace
 
-bool WriteReport(const HandoverReport& report, const char* path) {
+bool WriteReport(const DemoReport& report, const char* path) {
   std::FILE* const file = std::fopen(path, "wb");
   if (file == nullptr) {
     return false;

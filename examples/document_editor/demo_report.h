@@ -1,5 +1,5 @@
-// The report of what the editor handed over to the library, for comparison with what arrives at the
-// gateway. It exists for the demonstration; an editor for users has nothing like it.
+// The report of what the editor passed to the library, which the demonstration compares with what
+// arrives at the gateway. Not part of a real application.
 #pragma once
 
 #include <span>
@@ -9,8 +9,8 @@
 
 namespace DocumentEditor {
 
-struct HandoverReport {
-  int sitting = 0;  // number of the program's run
+struct DemoReport {
+  int run = 0;  // number of the program's run, "sitting" in the report
   std::string product;
   std::string productVersion;
   std::string fullVersion;
@@ -23,8 +23,8 @@ struct HandoverReport {
   int warnings = 0;  // lines that the library logged as WARN or ERROR
 };
 
-// Writes the report as one JSON document in UTF-8: what holds for the run, then a line for each
-// note. False when the file cannot be written.
-bool WriteReport(const HandoverReport& report, const char* path);
+// Writes the report as one JSON document in UTF-8: the properties of the run, then one line for
+// each note. False if the file cannot be written.
+bool WriteReport(const DemoReport& report, const char* path);
 
 }  // namespace DocumentEditor
