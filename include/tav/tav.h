@@ -67,10 +67,11 @@
 // control sending check their arguments, log "Tav: TavXyz called with no manager defined" and do
 // nothing else.
 //
-// Threads. While the library runs, any thread may call any slot, several threads at once. There are
-// three exceptions: no call may overlap Initialize or Terminate; only one thread at a time uses a
-// handle; counters and aggregates have a rule of their own (see below). While the library does not
-// run, one thread makes the settings and sets product values. No slot may be called from a DllMain.
+// Threads. While the library runs, any thread may call any slot, several threads at once, with
+// these exceptions. No call may overlap Initialize or Terminate. Only one thread at a time uses an
+// event or a value. Several threads may report in a session, but none while SessionEnd runs.
+// Counters and aggregates have a rule of their own, see below. While the library does not run, one
+// thread makes the settings and sets product values. No slot may be called from a DllMain.
 //
 // Blocking. Reporting never waits for a file or the network: a slot builds a small record and
 // appends it to a queue under one short lock. Only Initialize, Terminate, SetCacheDirectory and the
