@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Usage: rules.sh
-# Rules of the tree that no compiler knows. ARCHITECTURE.md gives the reasons.
+# Checks rules of this tree that no compiler checks. ARCHITECTURE.md gives the reasons.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 failed=0
 
-# complain TEXT LINES: a rule is broken where there are lines.
+# complain TEXT LINES: the lines are violations of a rule; none means it holds.
 complain() {
   [ -n "$2" ] || return 0
   printf 'rules.sh: %s\n%s\n' "$1" "$2" >&2
@@ -18,45 +18,52 @@ search() { # PATTERN PATHSPEC...
   git grep -nE --untracked "$pattern" -- "$@" || [ $? = 1 ]
 }
 
-complain "only src/platform/windows and src/dll know Windows" "$(search \
+complain "only src/platform/windows and src/dll may use the Windows API" "$(search \
   '#[[:space:]]*include[[:space:]]*<(windows|winsock2?|ws2tcpip|winhttp|bcrypt|rpc|iphlpapi|wbem[a-z]*|objbase|oleauto)\.h>|#.*\b_?WIN(32|64)\b' \
   'src/*.h' 'src/*.cpp' ':!src/platform/windows' ':!src/dll')"
 
-complain "these headers cost the DLL hundreds of kilobytes; src/platform has what is needed" \
+complain "these headers add hundreds of kilobytes to the DLL; use src/platform instead" \
   "$(search '#[[:space:]]*include[[:space:]]*<(iostream|fstream|sstream|ostream|istream|locale|regex|filesystem|thread|future|condition_variable)>' \
     'src/*.h' 'src/*.cpp')"
 
-complain "thread_local costs a run-time of its own; src/platform/thread.h does it" \
+complain "thread_local needs a run-time of its own; use src/platform" \
   "$(search '^[^/]*\bthread_local\b' 'src/*.h' 'src/*.cpp')"
 
-complain "references to JSON values are counted in src/util/json.h alone" \
+complain "only src/util/json.h may count references to JSON values" \
   "$(search '\bjson_(decref|incref)\(' 'src/*.h' 'src/*.cpp' ':!src/util/json.h')"
 
-headers=$(git ls-files --cached --others --exclude-standard -- 'src/*.h' 'tests/*.h' 'tools/*.h' \
-  'examples/*.h' 'bench/*.h' | while read -r file; do [ ! -e "$file" ] || echo "$file"; done)
-complain "headers begin with #pragma once" \
-  "$(xargs -r grep -L '^#pragma once$' <<<"$headers" || true)"
-
-# A lower room never includes a higher one.
-rank() {
-  case $1 in
-    platform) echo 0 ;;
-    util) echo 1 ;;
-    model) echo 2 ;;
-    streams | transport | storage | config) echo 3 ;;
-    session) echo 4 ;;
-    api) echo 5 ;;
-    *) echo none ;;
-  esac
+# Existing files, new ones included.
+files() { # PATHSPEC...
+  git ls-files --cached --others --exclude-standard -- "$@" |
+    while IFS= read -r file; do [ ! -e "$file" ] || printf '%s\n' "$file"; done
 }
-upward=$(search '^#include "[a-z]+/' 'src/*.h' 'src/*.cpp' |
-  sed -E 's|^src/([a-z]+)/([^:]*):([0-9]+):#include "([a-z]+)/(.*)"$|\1 \4 src/\1/\2:\3 includes \4/\5|' |
-  while read -r from to where; do
-    from=$(rank "$from")
-    to=$(rank "$to")
-    [ "$from" != none ] && [ "$to" != none ] && [ "$from" -ge "$to" ] || echo "$where"
-  done)
-complain "a lower room includes a higher one" "$upward"
+
+complain "headers without #pragma once" "$(
+  files 'src/*.h' 'tests/*.h' 'tools/*.h' 'examples/*.h' 'bench/*.h' |
+    xargs -r -d '\n' grep -L '^#pragma once$' || true)"
+
+# Layers of src/, lowest first. A layer includes headers of its own and of lower layers only.
+# test_access is above api because it reads and sets the state that api holds (GetLibrary). src/dll is
+# the DLL's entry file and outside the order.
+layers=(platform util model streams transport cache storage machine config session api test_access)
+
+unranked=$(files 'src/*/*' | cut -d / -f 2 | sort -u |
+  grep -vxF "$(printf '%s\n' "${layers[@]}" dll)" || true)
+complain "folders of src/ that have no rank among the layers" "$unranked"
+
+# The name before the slash in each quoted include must be a layer, and no higher than the file's.
+upward=$(search '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' 'src/*.h' 'src/*.cpp' ':!src/dll' |
+  awk -F : -v order="${layers[*]}" '
+    BEGIN { for (n = split(order, names, " "); n > 0; n--) rank[names[n]] = n }
+    {
+      split($1, folders, "/")
+      split($3, quoted, "\"")
+      layer = quoted[2]
+      sub(/\/.*/, "", layer)
+      if (!(layer in rank) || rank[layer] > rank[folders[2]])
+        print $1 ":" $2 " includes " quoted[2]
+    }')
+complain "a layer includes a higher one, or a header without its layer's name" "$upward"
 
 [ $failed = 0 ] || exit 1
-echo "   the rules of the tree hold"
+echo "   all rules hold"
