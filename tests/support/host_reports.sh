@@ -37,7 +37,7 @@ windows_path() {
 }
 run_host() {
   case $1 in
-    *wine.sh)
+    */tools/wine/run.sh)
       "$1" cmd /c "set LOCALAPPDATA=$(windows_path "$folder")&& $(windows_path "$2") ${*:3}"
       ;;
     *) "$@" ;;

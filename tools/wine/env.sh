@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# Sourced, not run: the environment in which this project uses Wine. A prefix of its own (695 MB),
-# no menus, no debugger window, no messages, no display; and UTF-8 file names, since in a locale
-# without them Wine cannot make a file whose name is not ASCII.
-# TAV_WINEPREFIX chooses another prefix than build/wine.
+# Sourced by the scripts that use Wine. Sets up a prefix of the project's own (695 MB) without menus,
+# debugger windows, messages or a display. The locale has UTF-8 because Wine otherwise cannot create
+# files whose names are not ASCII.
+# TAV_WINEPREFIX selects another prefix than build/wine.
 WINEPREFIX=${TAV_WINEPREFIX:-$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/build/wine}
 WINEARCH=win64
 WINEDEBUG=${WINEDEBUG:--all}
