@@ -3,7 +3,7 @@
 #include "api/boundary.h"
 #include "api/entry_points.h"
 #include "api/library.h"
-#include "session/event_payload.h"
+#include "model/event_payload.h"
 #include "session/session_manager.h"
 #include "util/logger.h"
 

@@ -5,7 +5,7 @@
 #include "api/boundary.h"
 #include "api/entry_points.h"
 #include "api/library.h"
-#include "session/record_keys.h"
+#include "model/record_keys.h"
 #include "session/session_manager.h"
 #include "util/logger.h"
 

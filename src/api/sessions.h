@@ -7,7 +7,6 @@
 
 #include "api/aggregates.h"
 #include "model/handles.h"
-#include "session/session_id.h"
 
 // Made by TavSessionBegin, freed by TavSessionEnd. Its counters and statistics are not locked: the
 // host feeds and flushes one session from one thread at a time.

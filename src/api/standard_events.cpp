@@ -7,8 +7,8 @@
 #include "api/entry_points.h"
 #include "api/library.h"
 #include "api/sessions.h"
-#include "session/event_payload.h"
-#include "session/record_keys.h"
+#include "model/event_payload.h"
+#include "model/record_keys.h"
 #include "util/logger.h"
 
 namespace Tav {

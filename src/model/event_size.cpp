@@ -2,6 +2,31 @@
 
 #include <atomic>
 
+namespace Tav {
+
+size_t EstimateAdded(std::string_view name, const json_t* value) {
+  const size_t named = name.empty() ? 2 : name.size() + 5;
+  switch (json_typeof(value)) {
+    case JSON_STRING:
+      return named + json_string_length(value) + 2;
+    case JSON_INTEGER:
+      return named + 3;
+    case JSON_REAL:
+      return named + 10;
+    case JSON_TRUE:
+    case JSON_NULL:
+      return named + 4;
+    case JSON_FALSE:
+      return named + 5;
+    case JSON_OBJECT:
+    case JSON_ARRAY:
+      return named + 2;
+  }
+  return named;
+}
+
+}  // namespace Tav
+
 namespace Tav::EventSize {
 
 namespace {
@@ -13,7 +38,7 @@ constinit std::atomic<uint32_t> sessionEnvironment{0};
 constexpr size_t kTimeStampLength = 29;
 constexpr size_t kSessionIdLength = 36;
 
-// The members "t" and "s"; the name's one-letter key is counted with the name.
+// The members "t" and "s". The one-letter key of the name is counted with the name.
 constexpr size_t kFixedMembers = (1 + kTimeStampLength + 6) + (1 + kSessionIdLength + 6);
 constexpr size_t kNamePair = 1 + 6;
 
@@ -27,17 +52,14 @@ void SetMaximum(int bytes) {
   maximum.store(bytes, std::memory_order_relaxed);
 }
 
-uint32_t SessionEnvironment() {
-  return sessionEnvironment.load(std::memory_order_relaxed);
-}
-
 void SetSessionEnvironment(uint32_t bytes) {
   sessionEnvironment.store(bytes, std::memory_order_relaxed);
 }
 
 uint32_t Initial(std::string_view name, bool carriesSessionEnvironment) {
-  return static_cast<uint32_t>(kFixedMembers + kNamePair + name.size()) +
-         (carriesSessionEnvironment ? SessionEnvironment() : 0);
+  const uint32_t environment =
+      carriesSessionEnvironment ? sessionEnvironment.load(std::memory_order_relaxed) : 0;
+  return static_cast<uint32_t>(kFixedMembers + kNamePair + name.size()) + environment;
 }
 
 }  // namespace Tav::EventSize

@@ -1,11 +1,13 @@
-// The size estimates that keep events and records within their limits: the characters that compact
-// JSON will take, near enough and without serialising. The amounts decide where records are cut and
-// which additions are refused, so they do not change.
+// Size estimates that keep events and records within their limits: about as many characters as the
+// compact JSON will take, without serialising it. They decide where records are cut and which
+// additions are refused, so the amounts must not change.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+
+#include "util/json.h"
 
 namespace Tav {
 
@@ -19,21 +21,24 @@ inline constexpr size_t RealPairSize(std::string_view key, double value) {
   return key.size() + (value < 1000.0 ? 7 : 14);
 }
 
-// Process-wide limits, set when a session manager starts and read on the hosts' threads.
+// For adding `value` to a container, under `name` unless that is empty. The members of an object or
+// array are not counted.
+size_t EstimateAdded(std::string_view name, const json_t* value);
+
+// Process-wide limits. Set when a session manager starts, read on the host's threads.
 namespace EventSize {
 
 inline constexpr int kDefaultMaximum = 100000;
 
-// Bytes an event may reach before further additions are refused.
+// Bytes that an event may reach before further additions are refused.
 int Maximum();
 void SetMaximum(int bytes);
 
-// What the session environment will add to each event that carries it.
-uint32_t SessionEnvironment();
+// Bytes that the session environment will add to each event that carries it.
 void SetSessionEnvironment(uint32_t bytes);
 
-// A new event's estimate: its fixed members and its name; with the session environment when the
-// event will carry it.
+// The estimate for a new event: its fixed members, its name and, when it will carry it, the session
+// environment.
 uint32_t Initial(std::string_view name, bool carriesSessionEnvironment);
 
 }  // namespace EventSize

@@ -1,20 +1,16 @@
 #include "model/handles.h"
 
-#include <new>
+#include <cstdio>
+#include <cstring>
+#include <utility>
 
 #include "model/event_size.h"
+#include "platform/identifiers.h"
 #include "util/arena.h"
 #include "util/logger.h"
 
-namespace {
-
-constexpr size_t kEventOffset = (sizeof(Tav::Arena) + 15) & ~size_t{15};
-
-Tav::Arena* ArenaOf(void* event) {
-  return std::launder(reinterpret_cast<Tav::Arena*>(static_cast<std::byte*>(event) - kEventOffset));
-}
-
-}  // namespace
+// Arena::Allocate aligns to 8.
+static_assert(alignof(TavEvent_s) <= 8);
 
 TavValue_s::~TavValue_s() {
   // Volatile, because a store into an object at the end of its life is otherwise optimised away,
@@ -22,36 +18,58 @@ TavValue_s::~TavValue_s() {
   *const_cast<volatile uint32_t*>(&magic) = 0;
 }
 
-void* TavEvent_s::operator new(size_t size) noexcept {
-  Tav::Arena* const arena = Tav::Arena::Create();
-  if (arena == nullptr) {
-    return nullptr;
-  }
-  // The first allocation follows the arena directly, which is how the event finds it again.
-  void* const padding = arena->Allocate(kEventOffset - sizeof(Tav::Arena));
-  static_cast<void>(padding);
-  return arena->Allocate(size);
-}
-
-void TavEvent_s::operator delete(void* memory) {
-  Tav::Arena::Destroy(ArenaOf(memory));
-}
-
-Tav::Arena* TavEvent_s::Memory() {
-  return ArenaOf(this);
+void TavEvent_s::operator delete(TavEvent_s* event, std::destroying_delete_t) {
+  Tav::Arena* const arena = event->arena_;
+  event->~TavEvent_s();
+  Tav::Arena::Destroy(arena);
 }
 
 namespace Tav {
+
+SessionId NewSessionId() {
+  const Platform::Uuid uuid = Platform::NewUuid();
+  SessionId id;
+  std::snprintf(id.text, sizeof(id.text), "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
+                uuid.data1, uuid.data2, uuid.data3, uuid.data4[0], uuid.data4[1], uuid.data4[2],
+                uuid.data4[3], uuid.data4[4], uuid.data4[5], uuid.data4[6], uuid.data4[7]);
+  return id;
+}
+
+bool HandleText::Assign(std::string_view text, Arena* arena) {
+  Clear();
+  if (text.empty()) {
+    return true;
+  }
+  data_ = static_cast<char*>(TaggedAllocate(text.size() + 1, arena));
+  if (data_ == nullptr) {
+    return false;
+  }
+  std::memcpy(data_, text.data(), text.size());
+  data_[text.size()] = '\0';
+  size_ = text.size();
+  return true;
+}
+
+void HandleText::Clear() {
+  TaggedFree(data_);
+  data_ = nullptr;
+  size_ = 0;
+}
 
 TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view sessionId) {
   // Before the first property, which may be the process's first JSON value: hosts may fill events
   // before they initialise the library.
   UseArenasForJson();
-  auto* const event = new TavEvent_s(kind);
-  if (event == nullptr) {
+  Arena* const arena = Arena::Create();
+  if (arena == nullptr) {
     return nullptr;
   }
-  Arena* const arena = event->Memory();
+  void* const memory = arena->Allocate(sizeof(TavEvent_s));
+  if (memory == nullptr) {
+    Arena::Destroy(arena);
+    return nullptr;
+  }
+  auto* const event = new (memory) TavEvent_s(kind, arena);
   if (!event->name.Assign(name, arena) || !event->sessionId.Assign(sessionId, arena)) {
     delete event;
     return nullptr;

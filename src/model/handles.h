@@ -1,15 +1,15 @@
-// The records behind the host's opaque handles for events and values.
+// The objects behind the opaque event and value handles that the host holds.
 //
-// A handle is known by its magic word, not by a registry: live while the host owns it, handed over
-// once the session manager does, zero when destroyed. Reading the magic of a handle that is long
-// gone is the accepted price; a host must not reuse handles.
+// A handle is recognised by its magic word, not by a registry: live while the host owns it, handed
+// over once the session manager owns it, zero when destroyed. Reading the magic of a freed handle
+// is the accepted price; a host must not reuse handles.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string_view>
 
-#include "model/handle_text.h"
 #include "util/json.h"
 
 namespace Tav {
@@ -35,9 +35,47 @@ inline constexpr bool IsReportedEvent(HandleKind kind) {
   return kind == HandleKind::Event || kind == HandleKind::Command || kind == HandleKind::Error;
 }
 
+inline constexpr bool IsValueKind(HandleKind kind) {
+  return kind == HandleKind::Map || kind == HandleKind::List;
+}
+
+// A session's identifier: a random UUID as 8-4-4-4-12 lower-case hexadecimal digits,
+// zero-terminated.
+struct SessionId {
+  char text[37];
+  std::string_view View() const { return {text, 36}; }
+};
+
+// A new identifier from the operating system. Any thread; does not allocate.
+SessionId NewSessionId();
+
+// A short immutable text inside a handle: UTF-8, zero-terminated, without zero bytes inside.
+// Allocated in the handle's arena when it has one, so that it costs the host's thread no heap
+// allocation. Not synchronised.
+class HandleText {
+ public:
+  HandleText() = default;
+  ~HandleText() { Clear(); }
+  HandleText(const HandleText&) = delete;
+  HandleText& operator=(const HandleText&) = delete;
+
+  // Replaces the text by a copy of `text`. False, and empty, when memory runs out.
+  bool Assign(std::string_view text, Arena* arena);
+
+  std::string_view View() const { return {CString(), size_}; }
+  const char* CString() const { return data_ == nullptr ? "" : data_; }
+  bool Empty() const { return size_ == 0; }
+
+ private:
+  void Clear();
+
+  char* data_ = nullptr;
+  size_t size_ = 0;
+};
+
 }  // namespace Tav
 
-// A map or list on its way into the product environment; the base of events.
+// A map or list to be added to the product environment; the base of events.
 struct TavValue_s {
   explicit TavValue_s(Tav::HandleKind handleKind) : kind(handleKind) {}
   virtual ~TavValue_s();
@@ -53,19 +91,24 @@ struct TavValue_s {
   uint64_t traceItemCount = 0;
 };
 
+// Placed in an arena of its own, which also holds its texts, its properties and its entry in the
+// work queue. Made by Tav::CreateEvent only.
 struct TavEvent_s final : TavValue_s {
-  using TavValue_s::TavValue_s;
+  TavEvent_s(Tav::HandleKind handleKind, Tav::Arena* arena)
+      : TavValue_s(handleKind), arena_(arena) {}
   ~TavEvent_s() override = default;
 
-  // Every event stands at the start of an arena of its own, which its texts, its properties and
-  // its place in the work queue share.
-  static void* operator new(size_t size) noexcept;
-  static void operator delete(void* memory);
-  Tav::Arena* Memory();
+  // Destroys the event, then the arena that holds it.
+  static void operator delete(TavEvent_s* event, std::destroying_delete_t);
+
+  Tav::Arena* Memory() const { return arena_; }
 
   Tav::HandleText sessionId;   // empty for events outside a session
   uint32_t estimatedSize = 0;  // running estimate of the serialised size, in bytes
   bool discarded = false;      // an addition would have passed the maximum event size
+
+ private:
+  Tav::Arena* arena_;
 };
 
 namespace Tav {
@@ -77,7 +120,7 @@ TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view
 // A map or list value with an empty name and an empty JSON object. Null when memory runs out.
 TavValue_s* CreateValue(HandleKind kind);
 
-// Frees a handle whose magic says that it is one, live or handed over; leaves anything else alone.
+// Frees a handle whose magic is live or handed over; leaves anything else alone. Null is allowed.
 void FreeHandle(TavValue_s* handle);
 
 }  // namespace Tav

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "model/handles.h"
-#include "session/record_keys.h"
+#include "model/record_keys.h"
 #include "util/json.h"
 #include "util/logger.h"
 

@@ -3,8 +3,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "session/record_keys.h"
-#include "session/session_id.h"
+#include "model/record_keys.h"
 #include "util/logger.h"
 
 namespace Tav {

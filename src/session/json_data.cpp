@@ -12,27 +12,6 @@
 
 namespace Tav {
 
-size_t EstimateAdded(std::string_view name, const json_t* value) {
-  const size_t named = name.empty() ? 2 : name.size() + 5;
-  switch (json_typeof(value)) {
-    case JSON_STRING:
-      return named + json_string_length(value) + 2;
-    case JSON_INTEGER:
-      return named + 3;
-    case JSON_REAL:
-      return named + 10;
-    case JSON_TRUE:
-    case JSON_NULL:
-      return named + 4;
-    case JSON_FALSE:
-      return named + 5;
-    case JSON_OBJECT:
-    case JSON_ARRAY:
-      return named + 2;
-  }
-  return named;
-}
-
 JsonData::JsonData() {
   UseArenasForJson();
   root_.Reset(json_object());

@@ -12,11 +12,11 @@
 
 namespace Tav {
 
-// The root is an object. Containers are opened inside the current one and closed with MoveUp; at
-// most four enclosing containers are kept. Faults are logged and the tree goes on without the part
-// that could not be added. Used by one thread.
+// The root is an object. Values go into the current container; opening a container makes it the
+// current one, and MoveUp returns to the one around it. At most four enclosing containers are kept.
+// A value that cannot be added is logged and left out. Used by one thread.
 //
-// Every adding operation returns the size estimate of what it added, 0 when nothing was.
+// Every adding operation returns the size estimate of what it added, 0 when nothing was added.
 class JsonData {
  public:
   JsonData();
@@ -32,14 +32,11 @@ class JsonData {
   size_t AddReal(std::string_view name, double number);
   size_t AddValue(std::string_view name, JsonPtr value);
 
-  // Closes the current container.
-  void MoveUp();
-
-  // Adds `value` under `name`; with `becomesCurrent`, further values go into it.
+  // Adds `value` and, with `becomesCurrent`, opens it.
   size_t AddObject(std::string_view name, JsonPtr value, bool becomesCurrent);
 
-  // The current container, borrowed until the next call.
-  json_t* Current() const { return current_; }
+  // Closes the current container.
+  void MoveUp();
 
   // The root as compact JSON text in one gzip member. Null when it could not be written.
   std::unique_ptr<BuiltRecord> Serialize() const;
@@ -54,8 +51,5 @@ class JsonData {
   json_t* enclosing_[kMaxDepth] = {};
   size_t depth_ = 0;
 };
-
-// The estimate for adding `value` to a container, under `name` unless that is empty.
-size_t EstimateAdded(std::string_view name, const json_t* value);
 
 }  // namespace Tav

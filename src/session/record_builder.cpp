@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "model/event_size.h"
-#include "session/record_keys.h"
+#include "model/record_keys.h"
 #include "util/arena.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "model/event_size.h"
+#include "model/handles.h"
+#include "model/record_keys.h"
 #include "platform/clock.h"
 #include "session/session_thread.h"
 #include "util/hash.h"

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "model/built_record.h"
+#include "model/event_payload.h"
 #include "model/handles.h"
-#include "session/event_payload.h"
 #include "streams/buffered_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"

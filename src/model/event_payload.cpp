@@ -1,11 +1,10 @@
-#include "session/event_payload.h"
+#include "model/event_payload.h"
 
 #include <utility>
 
 #include "model/event_size.h"
 #include "model/handles.h"
-#include "session/json_data.h"
-#include "session/record_keys.h"
+#include "model/record_keys.h"
 #include "util/arena.h"
 #include "util/logger.h"
 

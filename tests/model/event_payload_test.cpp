@@ -1,4 +1,4 @@
-#include "session/event_payload.h"
+#include "model/event_payload.h"
 
 #include <gtest/gtest.h>
 
