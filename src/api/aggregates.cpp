@@ -3,11 +3,11 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
-#include "api/arguments.h"
-#include "api/boundary.h"
-#include "api/component_events.h"
+#include "api/entry_guard.h"
 #include "api/entry_points.h"
+#include "api/library.h"
 #include "api/sessions.h"
 #include "util/logger.h"
 
@@ -15,11 +15,11 @@ namespace Tav {
 
 namespace {
 
-constexpr size_t kLongestSuffix = sizeof("average") - 1;
+constexpr size_t kMaxSuffixLength = sizeof("average") - 1;
 
-// A name that has become too long with its suffix is refused like any other.
+// A name that the suffix makes too long is refused like any other.
 void AddNumber(TavEvent_s* event, const std::string& property, const char* suffix, double value) {
-  char name[kLongestName + kLongestSuffix + 1];
+  char name[kMaxNameLength + kMaxSuffixLength + 1];
   std::snprintf(name, sizeof name, "%s%s", property.c_str(), suffix);
   TavAddNumericEventProperty(event, name, value);
 }
@@ -36,16 +36,12 @@ void AddProperties(TavEvent_s* event, const std::string& property, const Accumul
   AddNumber(event, property, "average", values.Average());
 }
 
-TavEvent_s* CreateEventFor(const AggregateOwner& owner, std::string_view name) {
+TavEvent_s* CreateAggregateEvent(std::string_view name, const EventOwner& owner) {
   if (owner.componentName.empty()) {
-    return CreateEvent(HandleKind::Event, name, owner.sessionId);
+    return CreateOwnedEvent(HandleKind::Event, name, owner);
   }
   const ComponentEventName fullName(owner.componentName, name);
-  TavEvent_s* const event = CreateEvent(HandleKind::Event, fullName.View(), {});
-  if (event != nullptr) {
-    SetComponent(*event, owner.componentName, owner.componentVersion);
-  }
-  return event;
+  return CreateOwnedEvent(HandleKind::Event, fullName.CString(), owner);
 }
 
 }  // namespace
@@ -68,21 +64,20 @@ double Accumulator::Average() const {
   return std::floor(sum_ / static_cast<double>(count_) * 1000 + 0.5) * 0.001;
 }
 
-bool AggregateCollection::Feed(const char* event,
+void AggregateCollection::Feed(const char* event,
                                const char* property,
                                double value,
-                               AggregateKind kind) {
+                               AggregateKind kind,
+                               const FeedSource& source) {
   const Utf8Text eventName(event, true);
   const Utf8Text propertyName(property, true);
   if (!IsValidName(eventName.View()) || !IsValidName(propertyName.View())) {
-    return false;
+    LogError("Tav: %s called with bad %s", source.entryPoint, source.names);
+    return;
   }
-  const auto entry = events_.find(eventName.View());
+  auto entry = events_.find(eventName.View());
   if (entry == events_.end()) {
-    Properties properties;
-    properties.emplace(propertyName.View(), Accumulator(value, kind));
-    events_.emplace(eventName.View(), std::move(properties));
-    return true;
+    entry = events_.emplace(eventName.View(), Properties()).first;
   }
   const auto accumulator = entry->second.find(propertyName.View());
   if (accumulator == entry->second.end()) {
@@ -90,14 +85,13 @@ bool AggregateCollection::Feed(const char* event,
   } else {
     accumulator->second.Feed(value);
   }
-  return true;
 }
 
-void AggregateCollection::Flush(const AggregateOwner& owner) const {
+void AggregateCollection::Flush(const EventOwner& owner) const {
   for (const auto& [name, properties] : events_) {
-    TavEvent_s* const event = CreateEventFor(owner, name);
+    TavEvent_s* const event = CreateAggregateEvent(name, owner);
     if (event == nullptr) {
-      LogError("Tav: Out of memory");
+      LogOutOfMemory();
       continue;
     }
     for (const auto& [property, values] : properties) {
@@ -107,51 +101,60 @@ void AggregateCollection::Flush(const AggregateOwner& owner) const {
   }
 }
 
+ComponentAggregates& GlobalAggregatesOf(std::string_view component) {
+  auto& global = GetLibrary().aggregates;
+  if (global == nullptr) {
+    global = std::make_unique<GlobalAggregates>();
+  }
+  const auto existing = global->components.find(component);
+  return existing != global->components.end() ? existing->second
+                                              : global->components[std::string(component)];
+}
+
 }  // namespace Tav
 
 using namespace Tav;
 
 namespace {
 
-struct FeedMessages {
-  const char* noSession;
-  const char* badName;
-};
-
 void FeedSession(TavSession_s* session,
                  const char* event,
                  const char* property,
                  double value,
                  AggregateKind kind,
-                 const FeedMessages& messages) {
-  if (session == nullptr) {
-    LogError("%s", messages.noSession);
+                 const FeedSource& source) {
+  if (!CheckSession(session, source.entryPoint)) {
     return;
   }
   if (session->aggregates == nullptr) {
     session->aggregates = std::make_unique<AggregateCollection>();
   }
-  if (!session->aggregates->Feed(event, property, value, kind)) {
-    LogError("%s", messages.badName);
-  }
+  session->aggregates->Feed(event, property, value, kind, source);
 }
 
-constexpr FeedMessages kCounterMessages = {
-    "Tav: TavSessionIncrementCounter called with an invalid session",
-    "Tav: TavSessionIncrementCounter called with bad group name or counter name",
-};
-constexpr FeedMessages kStatisticMessages = {
-    "Tav: TavSessionAggregateValue called with an invalid session",
-    "Tav: TavSessionAggregateValue called with bad event name or property name",
-};
-
 }  // namespace
+
+void TAV_CALL TavIncrementCounter(const char* group, const char* counter) {
+  Boundary([&] {
+    GlobalAggregatesOf({}).collection.Feed(group, counter, 1.0, AggregateKind::Counter,
+                                           {"TavIncrementCounter", kCounterNames});
+  });
+}
+
+void TAV_CALL TavAggregateValue(const char* event, const char* property, double value) {
+  Boundary([&] {
+    GlobalAggregatesOf({}).collection.Feed(event, property, value, AggregateKind::Statistic,
+                                           {"TavAggregateValue", kStatisticNames});
+  });
+}
 
 void TAV_CALL TavSessionIncrementCounter(TavSession_s* session,
                                          const char* group,
                                          const char* counter) {
-  Boundary(
-      [&] { FeedSession(session, group, counter, 1.0, AggregateKind::Counter, kCounterMessages); });
+  Boundary([&] {
+    FeedSession(session, group, counter, 1.0, AggregateKind::Counter,
+                {"TavSessionIncrementCounter", kCounterNames});
+  });
 }
 
 void TAV_CALL TavSessionAggregateValue(TavSession_s* session,
@@ -159,7 +162,21 @@ void TAV_CALL TavSessionAggregateValue(TavSession_s* session,
                                        const char* property,
                                        double value) {
   Boundary([&] {
-    FeedSession(session, event, property, value, AggregateKind::Statistic, kStatisticMessages);
+    FeedSession(session, event, property, value, AggregateKind::Statistic,
+                {"TavSessionAggregateValue", kStatisticNames});
+  });
+}
+
+void TAV_CALL TavFlushAggregates() {
+  Boundary([] {
+    const std::unique_ptr<GlobalAggregates> flushed = std::move(GetLibrary().aggregates);
+    if (flushed == nullptr) {
+      return;
+    }
+    for (const auto& [name, aggregates] : flushed->components) {
+      const EventOwner component{.componentName = name, .componentVersion = aggregates.version};
+      aggregates.collection.Flush(name.empty() ? EventOwner() : component);
+    }
   });
 }
 

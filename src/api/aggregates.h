@@ -5,30 +5,33 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
+
+#include "api/events.h"
 
 namespace Tav {
 
 enum class AggregateKind { Counter, Statistic };
 
-// What has been fed under one property. Begins with its first value.
+// The values fed for one property.
 class Accumulator {
  public:
   Accumulator(double first, AggregateKind kind)
       : sum_(first), max_(first), min_(first), kind_(kind) {}
 
-  // The kind stays that of the first value: whatever is fed into a counter is added to its sum.
+  // The kind stays that of the first value: a counter adds every later value to its sum.
   void Feed(double value);
 
   AggregateKind Kind() const { return kind_; }
   double Sum() const { return sum_; }
-  // These are kept for statistics only.
+  // The rest is kept for statistics only.
   int64_t Count() const { return count_; }
   double Max() const { return max_; }
   double Min() const { return min_; }
-  // To three decimals.
+  // Rounded to three decimals.
   double Average() const;
 
  private:
@@ -39,26 +42,46 @@ class Accumulator {
   AggregateKind kind_;
 };
 
-// Whose events a flush makes. All may be empty; a component's events are outside of sessions.
-struct AggregateOwner {
-  std::string_view sessionId = {};
-  std::string_view componentName = {};
-  std::string_view componentVersion = {};
+// How an entry point and its two names are called in messages.
+struct FeedSource {
+  const char* entryPoint;
+  const char* names;
 };
+inline constexpr char kCounterNames[] = "group name or counter name";
+inline constexpr char kStatisticNames[] = "event name or property name";
 
 class AggregateCollection {
  public:
-  // Takes both names as a host's. False when one of them is not valid; nothing is kept then. Does
-  // not allocate for a property that is known.
-  bool Feed(const char* event, const char* property, double value, AggregateKind kind);
+  // Trims both names. When one of them is not valid nothing is kept, and the ERROR "Tav:
+  // <entryPoint> called with bad <names>" is logged. Does not allocate for a known property.
+  void Feed(const char* event,
+            const char* property,
+            double value,
+            AggregateKind kind,
+            const FeedSource& source);
 
-  // Logs one event for each event name, in the names' order. The collection stays as it is: who
-  // flushes it drops it.
-  void Flush(const AggregateOwner& owner) const;
+  // Logs one event for each event name, in the order of the names. The caller then drops the
+  // collection, which stays as it is.
+  void Flush(const EventOwner& owner) const;
 
  private:
   using Properties = std::map<std::string, Accumulator, std::less<>>;
   std::map<std::string, Properties, std::less<>> events_;
 };
+
+// What is fed outside explicit sessions, by component name. The host's own collection has the empty
+// name.
+struct ComponentAggregates {
+  AggregateCollection collection;
+  std::string version;  // as of the component's last feed
+};
+
+struct GlobalAggregates {
+  std::map<std::string, ComponentAggregates, std::less<>> components;
+};
+
+// One component's collection in the library's state, made on first use. Valid until the next flush
+// of all.
+ComponentAggregates& GlobalAggregatesOf(std::string_view component);
 
 }  // namespace Tav

@@ -3,14 +3,11 @@
 #include <cstring>
 #include <new>
 
-#include "api/arguments.h"
-#include "api/boundary.h"
-#include "api/component_events.h"
+#include "api/aggregates.h"
+#include "api/entry_guard.h"
 #include "api/entry_points.h"
-#include "api/global_aggregates.h"
+#include "api/events.h"
 #include "api/library.h"
-#include "api/standard_events.h"
-#include "model/handles.h"
 #include "util/logger.h"
 
 using namespace Tav;
@@ -27,6 +24,10 @@ char* CopyText(const char* text) {
   return copy;
 }
 
+EventOwner OwnerOf(const TavComponent_s& self) {
+  return {.componentName = OrEmpty(self.name), .componentVersion = OrEmpty(self.version)};
+}
+
 bool TAV_CALL IsVersionSupported(TavComponent_s*, int version) {
   return version == 1 || version == 2;
 }
@@ -35,7 +36,7 @@ void TAV_CALL Release(TavComponent_s* self) {
   if (self == nullptr || self->magic != TAV_COMPONENT_MAGIC) {
     return;
   }
-  // Volatile, so that the store into a dying record is made and a second release can see it.
+  // Volatile, so that the store into memory about to be freed is made: a second release sees it.
   *const_cast<volatile uint64_t*>(&self->magic) = 0;
   std::free(self->name);
   std::free(self->version);
@@ -52,7 +53,7 @@ void TAV_CALL SetComponentName(TavComponent_s* self, const char* name, const cha
   if (nameCopy == nullptr || versionCopy == nullptr) {
     std::free(nameCopy);
     std::free(versionCopy);
-    LogError("Tav: Out of memory");
+    LogOutOfMemory();
     return;
   }
   self->name = nameCopy;
@@ -69,7 +70,7 @@ TavEvent_s* TAV_CALL NewEvent(TavComponent_s* self, const char* name) {
     LogWarning("Creating component event '%s' with no component name set", OrEmpty(name));
     return nullptr;
   }
-  SetComponent(*event, self->name, self->version);
+  SetComponent(*event, OwnerOf(*self));
   return event;
 }
 
@@ -95,46 +96,38 @@ const char* TAV_CALL GetVersion(TavComponent_s*) {
   return TavGetVersion();
 }
 
-bool Feed(const TavComponent_s& self,
+void Feed(const TavComponent_s& self,
           const char* event,
           const char* property,
           double value,
-          AggregateKind kind) {
+          AggregateKind kind,
+          const char* entryPoint) {
   if (self.name == nullptr) {
     LogWarning("Creating a component aggregate with no component name set");
-    return GlobalAggregatesOf({}).collection.Feed(event, property, value, kind);
   }
-  ComponentAggregates& aggregates = GlobalAggregatesOf(self.name);
-  aggregates.version = self.version;
-  return aggregates.collection.Feed(event, property, value, kind);
+  ComponentAggregates& aggregates = GlobalAggregatesOf(OrEmpty(self.name));
+  aggregates.version = OrEmpty(self.version);
+  aggregates.collection.Feed(event, property, value, kind, {entryPoint, kStatisticNames});
 }
 
 void TAV_CALL IncrementCounter(TavComponent_s* self, const char* event, const char* property) {
-  Boundary([&] {
-    if (!Feed(*self, event, property, 1.0, AggregateKind::Counter)) {
-      LogError("Tav: TifIncrementCounter called with bad event name or property name");
-    }
-  });
+  Boundary(
+      [&] { Feed(*self, event, property, 1.0, AggregateKind::Counter, "TifIncrementCounter"); });
 }
 
 void TAV_CALL AggregateValue(TavComponent_s* self,
                              const char* event,
                              const char* property,
                              double value) {
-  Boundary([&] {
-    if (!Feed(*self, event, property, value, AggregateKind::Statistic)) {
-      LogError("Tav: TifAggregateValue called with bad event name or property name");
-    }
-  });
+  Boundary(
+      [&] { Feed(*self, event, property, value, AggregateKind::Statistic, "TifAggregateValue"); });
 }
 
 TavEvent_s* TAV_CALL NewCommandEvent(TavComponent_s* self, const char* command) {
   return Boundary<TavEvent_s*>(nullptr, [&] {
-    TavEvent_s* const event = CreateCommandEvent(command, {}, OrEmpty(self->name));
+    TavEvent_s* const event = CreateCommandEvent(command, OwnerOf(*self));
     if (self->name == nullptr) {
       LogWarning("Creating component Command '%s' with no component name set", OrEmpty(command));
-    } else if (event != nullptr) {
-      SetComponent(*event, self->name, self->version);
     }
     return event;
   });
@@ -142,11 +135,9 @@ TavEvent_s* TAV_CALL NewCommandEvent(TavComponent_s* self, const char* command) 
 
 TavEvent_s* TAV_CALL NewErrorEvent(TavComponent_s* self, const char* code, const char* message) {
   return Boundary<TavEvent_s*>(nullptr, [&] {
-    TavEvent_s* const event = CreateErrorEvent(code, message, {}, OrEmpty(self->name));
+    TavEvent_s* const event = CreateErrorEvent(code, message, OwnerOf(*self));
     if (self->name == nullptr) {
       LogWarning("Creating component Error code '%s' with no component name set", OrEmpty(code));
-    } else if (event != nullptr) {
-      SetComponent(*event, self->name, self->version);
     }
     return event;
   });

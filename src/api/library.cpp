@@ -3,7 +3,7 @@
 #include <mutex>
 #include <new>
 
-#include "api/global_aggregates.h"
+#include "api/aggregates.h"
 #include "cache/cache_file_name.h"
 #include "config/config_loader.h"
 #include "config/server_urls.h"

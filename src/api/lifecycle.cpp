@@ -1,14 +1,14 @@
-// Starting and stopping the library, and what is said to the session manager as a whole.
+// Starting and stopping the library, and the settings that only the start reads.
+#include <algorithm>
 #include <iterator>
 #include <string>
 #include <utility>
 
-#include "api/arguments.h"
-#include "api/boundary.h"
+#include "api/aggregates.h"
+#include "api/entry_guard.h"
 #include "api/entry_points.h"
-#include "api/global_aggregates.h"
 #include "api/library.h"
-#include "api/product_values.h"
+#include "api/values.h"
 #include "config/server_urls.h"
 #include "platform/process.h"
 #include "session/session_manager.h"
@@ -21,7 +21,7 @@ using namespace Tav;
 
 namespace {
 
-constexpr size_t kLongestProductText = 32;
+constexpr size_t kMaxProductTextLength = 32;
 
 // By the host's language number.
 constexpr const char* kLocales[] = {"NONE",  "cs_CZ", "de_DE", "en_US", "es_ES",
@@ -33,15 +33,8 @@ bool IsProductNameCharacter(char c) {
 }
 
 bool IsValidProductName(const std::string& name) {
-  if (name.empty() || name.size() > kLongestProductText) {
-    return false;
-  }
-  for (const char c : name) {
-    if (!IsProductNameCharacter(c)) {
-      return false;
-    }
-  }
-  return true;
+  return !name.empty() && name.size() <= kMaxProductTextLength &&
+         std::all_of(name.begin(), name.end(), IsProductNameCharacter);
 }
 
 const char* LocaleName(int appLanguage) {
@@ -51,10 +44,6 @@ const char* LocaleName(int appLanguage) {
     return nullptr;
   }
   return kLocales[number];
-}
-
-void AddLibraryValue(const char* key, std::string text) {
-  AddProductValue(key, EnvValue::String(std::move(text)), KeyCheck::LibraryKey);
 }
 
 void AddStandardProductValues(bool optOut, const char* fullVersion, int appLanguage) {
@@ -70,7 +59,6 @@ void AddStandardProductValues(bool optOut, const char* fullVersion, int appLangu
   }
 }
 
-// Creates the session manager with the configuration and starts it.
 int StartSessionManager(Library& library) {
   auto* const manager = new SessionManager(library.config.TakeForManager());
   manager->SetTestFlag(library.testFlag);
@@ -83,8 +71,8 @@ int StartSessionManager(Library& library) {
   return status;
 }
 
-// A session thread that outlived the wait for its end goes on using both; then they stay until a
-// later termination finds it gone.
+// A session thread that is still running after the wait for its end goes on using both. They then
+// stay until a later termination finds no thread.
 void ReleaseEventMemory() {
   if (!Thread::AnyRunning()) {
     ReleaseArenaSlot();
@@ -111,7 +99,7 @@ int Initialize(const char* productName,
   if (!library.versionQualifier.empty()) {
     version += " - " + library.versionQualifier;
   }
-  if (!IsValidProductName(name) || version.size() > kLongestProductText) {
+  if (!IsValidProductName(name) || version.size() > kMaxProductTextLength) {
     LogError("Tav: TavInitialize called with a bad product/version");
     return TAV_BAD_PRODUCT;
   }
@@ -158,8 +146,8 @@ void Terminate() {
     TAV_DEBUG("TavTerminate called with no manager defined");
   }
   ReleaseEventMemory();
-  // The folder was chosen for this initialisation, as everything else that is reset now. A session
-  // thread that outlived the wait for its end may still write there.
+  // The folder was chosen for this initialisation, like everything that is reset below. A session
+  // thread that is still running may write there.
   if (std::exchange(library.ownStorageDirectory, false) && !Thread::AnyRunning()) {
     PersistentStorage::SetAlternatePSDirectory({});
   }
@@ -181,39 +169,6 @@ int TAV_CALL TavInitialize(const char* productName,
 void TAV_CALL TavTerminate() {
   Boundary([] { Terminate(); });
 }
-
-void TAV_CALL TavSuspend() {
-  Boundary([] {
-    if (SessionManager* const manager = Manager()) {
-      manager->Suspend();
-    } else {
-      LogError("Tav: TavSuspend called with no manager defined");
-    }
-  });
-}
-
-void TAV_CALL TavResume() {
-  Boundary([] {
-    if (SessionManager* const manager = Manager()) {
-      manager->Resume();
-    } else {
-      LogError("Tav: TavResume called with no manager defined");
-    }
-  });
-}
-
-int TAV_CALL TavCommit() {
-  return Boundary<int>(1, [] {
-    SessionManager* const manager = Manager();
-    if (manager == nullptr) {
-      LogError("Tav: TavCommit called with no manager defined");
-      return 0;
-    }
-    return manager->Commit() == CommitResult::Sent ? 0 : 1;
-  });
-}
-
-void TAV_CALL TavNoOperation() {}
 
 void TAV_CALL TavOptOut() {
   Library& library = GetLibrary();

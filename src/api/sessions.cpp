@@ -1,8 +1,7 @@
-// Explicit sessions, and the markers that say where the user is and when nobody is there.
+// Explicit sessions, and the markers for places and idle times.
 #include "api/sessions.h"
 
-#include "api/arguments.h"
-#include "api/boundary.h"
+#include "api/entry_guard.h"
 #include "api/entry_points.h"
 #include "api/library.h"
 #include "model/record_keys.h"
@@ -18,76 +17,74 @@ TavSession_s::~TavSession_s() {
   *const_cast<volatile char*>(id.text) = '\0';
 }
 
-namespace Tav {
-
-std::string_view SessionIdOf(const TavSession_s* session, const char* entryPoint) {
-  if (session == nullptr) {
-    LogError("Tav: %s called with an invalid session", entryPoint);
-    return {};
-  }
-  return session->id.View();
-}
-
-}  // namespace Tav
-
 namespace {
 
-bool IsOpen(const TavSession_s* session) {
-  return session != nullptr && session->magic == kSessionOpen;
+bool Check(bool isGood, const char* entryPoint) {
+  if (!isGood) {
+    LogError("Tav: %s called with an invalid session", entryPoint);
+  }
+  return isGood;
+}
+
+bool CheckOpen(const TavSession_s* session, const char* entryPoint) {
+  return Check(session != nullptr && session->magic == kSessionOpen, entryPoint);
+}
+
+bool CheckPlace(std::string_view place, const char* entryPoint) {
+  if (IsValidName(place)) {
+    return true;
+  }
+  LogError("Tav: %s called with an invalid place", entryPoint);
+  return false;
 }
 
 void LogMarker(SessionManager& manager, std::string_view name, std::string_view sessionId) {
   if (TavEvent_s* const marker = CreateEvent(HandleKind::Marker, name, sessionId)) {
     manager.Log(marker);
   } else {
-    LogError("Tav: Out of memory");
+    LogOutOfMemory();
+  }
+}
+
+void LogPlace(std::string_view place, std::string_view sessionId, const char* entryPoint) {
+  if (SessionManager* const manager = RequireManager(entryPoint)) {
+    TAV_TRACE("%s: Place = '%.*s'", entryPoint, TAV_VIEW(place));
+    LogMarker(*manager, place, sessionId);
   }
 }
 
 void EndSession(TavSession_s* session) {
-  // Whatever the checks say, the record is gone afterwards.
+  constexpr char kEntryPoint[] = "TavSessionEnd";
+  // Freed whatever the checks say.
   const std::unique_ptr<TavSession_s> owned(session);
-  if (!IsOpen(session)) {
-    LogError("Tav: TavSessionEnd called with an invalid session");
+  if (!CheckOpen(session, kEntryPoint)) {
     return;
   }
-  SessionManager* const manager = Manager();
-  if (manager == nullptr) {
-    LogError("Tav: TavSessionEnd called with no manager defined");
-    return;
+  if (SessionManager* const manager = RequireManager(kEntryPoint)) {
+    TavSessionFlushAggregates(session);
+    LogMarker(*manager, Key::kSessionEnd, session->id.View());
   }
-  TavSessionFlushAggregates(session);
-  LogMarker(*manager, Key::kSessionEnd, session->id.View());
-}
-
-void LogSessionPlace(const TavSession_s* session, const char* place) {
-  const Utf8Text text(place, true);
-  if (!IsValidName(text.View())) {
-    LogError("Tav: TavSessionLogPlace called with an invalid place");
-    return;
-  }
-  if (!IsOpen(session)) {
-    LogError("Tav: TavSessionLogPlace called with an invalid session");
-    return;
-  }
-  SessionManager* const manager = Manager();
-  if (manager == nullptr) {
-    LogError("Tav: TavSessionLogPlace called with no manager defined");
-    return;
-  }
-  TAV_TRACE("TavSessionLogPlace: Place = '%.*s'", TAV_VIEW(text.View()));
-  LogMarker(*manager, text.View(), session->id.View());
 }
 
 }  // namespace
 
+namespace Tav {
+
+bool CheckSession(const TavSession_s* session, const char* entryPoint) {
+  return Check(session != nullptr, entryPoint);
+}
+
+std::string_view SessionIdOf(const TavSession_s* session, const char* entryPoint) {
+  return CheckSession(session, entryPoint) ? session->id.View() : std::string_view();
+}
+
+}  // namespace Tav
+
 TavSession_s* TAV_CALL TavSessionBegin() {
   return Boundary<TavSession_s*>(nullptr, [] {
     auto* const session = new TavSession_s;
-    if (SessionManager* const manager = Manager()) {
+    if (SessionManager* const manager = RequireManager("TavSessionBegin")) {
       LogMarker(*manager, Key::kSessionBegin, session->id.View());
-    } else {
-      LogError("Tav: TavSessionBegin called with no manager defined");
     }
     return session;
   });
@@ -97,57 +94,43 @@ void TAV_CALL TavSessionEnd(TavSession_s* session) {
   Boundary([&] { EndSession(session); });
 }
 
-TavEvent_s* TAV_CALL TavSessionNewEvent(TavSession_s* session, const char* name) {
-  return Boundary<TavEvent_s*>(nullptr, [&] {
-    const std::string_view sessionId = SessionIdOf(session, "TavSessionNewEvent");
-    const Utf8Text text(name, true);
-    if (!IsValidName(text.View())) {
-      LogError("Tav: TavSessionNewEvent called with an invalid event");
-      return CreateEvent(HandleKind::Event, {}, sessionId);
-    }
-    return CreateEvent(HandleKind::Event, text.View(), sessionId);
-  });
-}
-
 void TAV_CALL TavLogPlace(const char* place) {
   Boundary([&] {
+    constexpr char kEntryPoint[] = "TavLogPlace";
     const Utf8Text text(place, true);
-    if (!IsValidName(text.View())) {
-      LogError("Tav: TavLogPlace called with an invalid place");
-      return;
+    if (CheckPlace(text.View(), kEntryPoint)) {
+      LogPlace(text.View(), {}, kEntryPoint);
     }
-    SessionManager* const manager = Manager();
-    if (manager == nullptr) {
-      LogError("Tav: TavLogPlace called with no manager defined");
-      return;
-    }
-    TAV_TRACE("TavLogPlace: Place = '%.*s'", TAV_VIEW(text.View()));
-    LogMarker(*manager, text.View(), {});
   });
 }
 
 void TAV_CALL TavSessionLogPlace(TavSession_s* session, const char* place) {
-  Boundary([&] { LogSessionPlace(session, place); });
+  Boundary([&] {
+    constexpr char kEntryPoint[] = "TavSessionLogPlace";
+    const Utf8Text text(place, true);
+    if (CheckPlace(text.View(), kEntryPoint) && CheckOpen(session, kEntryPoint)) {
+      LogPlace(text.View(), session->id.View(), kEntryPoint);
+    }
+  });
 }
 
 void TAV_CALL TavLogIdle() {
   Boundary([] {
-    if (SessionManager* const manager = Manager()) {
+    if (SessionManager* const manager = RequireManager("TavLogIdle")) {
       LogMarker(*manager, Key::kIdle, {});
-    } else {
-      LogError("Tav: TavLogIdle called with no manager defined");
     }
   });
 }
 
 void TAV_CALL TavSessionLogIdle(TavSession_s* session) {
   Boundary([&] {
-    if (!IsOpen(session)) {
-      LogError("Tav: TavSessionLogIdle called with an invalid session");
-    } else if (SessionManager* const manager = Manager()) {
+    if (!CheckOpen(session, "TavSessionLogIdle")) {
+      return;
+    }
+    if (SessionManager* const manager = Manager()) {
       LogMarker(*manager, Key::kIdle, session->id.View());
     } else {
-      // These words, not "no manager": people's tools know the message so.
+      // "session", unlike the other messages; tools of hosts match the text.
       LogError("Tav: TavSessionLogIdle called with no session defined");
     }
   });

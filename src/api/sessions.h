@@ -1,4 +1,4 @@
-// The record behind the host's session handle.
+// The object behind the host's session handle.
 #pragma once
 
 #include <cstdint>
@@ -23,8 +23,11 @@ struct TavSession_s {
 
 namespace Tav {
 
-// The id for what is made in `session`, valid as long as the session, whose mark is not looked at.
-// Empty, which stands for the implied session, after an ERROR for a null session.
+// False for a null session, after the ERROR "Tav: <entryPoint> called with an invalid session".
+bool CheckSession(const TavSession_s* session, const char* entryPoint);
+
+// The identifier for events of `session`, valid as long as the session. Empty, which selects the
+// implied session, after the ERROR above. The magic is not checked.
 std::string_view SessionIdOf(const TavSession_s* session, const char* entryPoint);
 
 }  // namespace Tav

@@ -1,4 +1,4 @@
-// What the host may set before initialisation beside its product's own values.
+// Settings for the next initialisation, the session environment among them.
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
@@ -7,8 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/arguments.h"
-#include "api/boundary.h"
+#include "api/entry_guard.h"
 #include "api/entry_points.h"
 #include "api/library.h"
 #include "cache/cache_file_name.h"
@@ -41,7 +40,7 @@ uint32_t SecondsPer(int unit) {
   }
 }
 
-// The name as it is kept; empty, after a warning, when it is not valid.
+// The name trimmed; empty, after a warning, when it is not valid.
 std::string TakeName(const char* name, const char* entryPoint) {
   std::string text = ToUtf8String(name, true);
   if (!IsValidName(text)) {
@@ -89,6 +88,25 @@ void SetCacheDirectory(const char* directory) {
   }
   GetLibrary().config.cacheDirectory = std::move(path);
   TAV_NOTE("Set cache directory to: %s", directory);
+}
+
+// Both entry points of the session environment use these messages, the numeric one too.
+template <typename MakeValue>
+void AddSessionValue(const char* key, MakeValue makeValue) {
+  const Utf8Text keyText(key, true);
+  if (!IsValidName(keyText.View())) {
+    LogError("Tav: TavAddSessionEnvInfo failed because of bad input data");
+    return;
+  }
+  if (Manager() != nullptr) {
+    LogError("Tav: TavAddSessionEnvInfo called after TavInitialize");
+    return;
+  }
+  auto& environment = GetLibrary().config.sessionEnvironment;
+  if (environment == nullptr) {
+    environment = std::make_unique<EnvMap>();
+  }
+  (*environment)[std::string(keyText.View())] = makeValue();
 }
 
 }  // namespace
@@ -180,4 +198,13 @@ void TAV_CALL TavEnablePersistentInterval() {
 
 void TAV_CALL TavAddTag(int category, const char* tag) {
   Boundary([&] { AddTag(category, tag); });
+}
+
+void TAV_CALL TavAddSessionEnvInfo(const char* key, const char* value) {
+  Boundary(
+      [&] { AddSessionValue(key, [&] { return EnvValue::String(ToUtf8String(value, false)); }); });
+}
+
+void TAV_CALL TavAddNumericSessionEnvInfo(const char* key, double value) {
+  Boundary([&] { AddSessionValue(key, [&] { return EnvValue::Number(value); }); });
 }

@@ -3,8 +3,7 @@
 
 #include <string_view>
 
-#include "api/arguments.h"
-#include "api/boundary.h"
+#include "api/entry_guard.h"
 #include "api/entry_points.h"
 #include "cache/cache_file_name.h"
 #include "cache/cache_manager.h"

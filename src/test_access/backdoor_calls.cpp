@@ -1,8 +1,7 @@
 // The test-access object's calls into the parts that it keeps, by the number of the operation.
 #include <string>
 
-#include "api/arguments.h"
-#include "api/boundary.h"
+#include "api/entry_guard.h"
 #include "cache/cache_manager.h"
 #include "machine/client_info.h"
 #include "model/built_record.h"

@@ -5,8 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/arguments.h"
-#include "api/boundary.h"
+#include "api/entry_guard.h"
 #include "api/library.h"
 #include "config/config_loader.h"
 #include "config/config_manager.h"

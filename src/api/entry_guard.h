@@ -1,0 +1,84 @@
+// What the entry points of the C API share: no exception reaches the host, and arguments are
+// checked in one order with one set of messages.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
+#include "model/handles.h"
+#include "util/text.h"
+
+namespace Tav {
+
+class SessionManager;
+
+void LogOutOfMemory();
+
+// Runs an entry point's body and returns its result. The only exception that can be thrown is that
+// memory ran out: it is logged, the call has no further effect, and the result is `fallback`.
+template <typename Result, typename Body>
+Result Boundary(Result fallback, Body&& body) noexcept {
+  try {
+    return std::forward<Body>(body)();
+  } catch (...) {
+    LogOutOfMemory();
+    return fallback;
+  }
+}
+
+template <typename Body>
+void Boundary(Body&& body) noexcept {
+  try {
+    std::forward<Body>(body)();
+  } catch (...) {
+    LogOutOfMemory();
+  }
+}
+
+// The session manager, or null after the ERROR "Tav: <entryPoint> called with no manager defined".
+SessionManager* RequireManager(const char* entryPoint);
+
+inline constexpr size_t kMaxNameLength = 255;  // bytes, after trimming
+
+inline bool IsValidName(std::string_view name) {
+  return !name.empty() && name.size() <= kMaxNameLength;
+}
+
+// Product keys with this text in them are reserved for the library.
+inline constexpr std::string_view kReservedKeyText = "std-";
+
+inline bool IsValidProductKey(std::string_view key) {
+  return IsValidName(key) && key.find(kReservedKeyText) == std::string_view::npos;
+}
+
+// A host's text for a log line.
+inline const char* OrEmpty(const char* text) {
+  return text == nullptr ? "" : text;
+}
+
+void LogDeadHandle(const TavValue_s* handle, const char* entryPoint, const char* noun);
+void LogBadArgument(const char* entryPoint, const char* noun);
+
+// True for a live handle; else false after the ERROR "Tav: <entryPoint> called with a null <noun>"
+// or "... a re-used <noun>". The handle is left alone.
+inline bool CheckLive(const TavValue_s* handle, const char* entryPoint, const char* noun) {
+  if (handle != nullptr && handle->magic == kHandleLive) [[likely]] {
+    return true;
+  }
+  LogDeadHandle(handle, entryPoint, noun);
+  return false;
+}
+
+// `good`; when false, after the ERROR "Tav: <entryPoint> called with a bad <noun>".
+inline bool CheckArgument(bool good, const char* entryPoint, const char* noun) {
+  if (!good) [[unlikely]] {
+    LogBadArgument(entryPoint, noun);
+  }
+  return good;
+}
+
+}  // namespace Tav
+
+// The arguments for "%.*s", for texts that do not end in a zero.
+#define TAV_VIEW(view) static_cast<int>((view).size()), (view).data()
