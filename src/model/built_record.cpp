@@ -50,7 +50,7 @@ std::unique_ptr<BuiltRecord> RecordList::TakeFirst() {
   return first;
 }
 
-// One by one: the links own what follows them, and a long list must not be freed recursively.
+// One by one: each record owns the next, and a long list must not be freed recursively.
 void RecordList::Clear() {
   while (TakeFirst() != nullptr) {
   }

@@ -1,4 +1,4 @@
-// A record that has been built: the compressed bytes, ready to be sent or cached.
+// Built records: compressed bytes, ready to be sent or cached, and lists of them.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,7 @@ struct BuiltRecord {
   int Size() const { return static_cast<int>(bytes.size()); }
 };
 
-// Built records in order, oldest first; passes whole between the session manager, the cache and the
-// data sender. Used by one thread at a time.
+// Owns built records, oldest first. Used by one thread at a time.
 class RecordList {
  public:
   RecordList() = default;
@@ -25,7 +24,7 @@ class RecordList {
 
   bool Empty() const { return head_ == nullptr; }
   const BuiltRecord* First() const { return head_.get(); }
-  // True when there is one record and no more.
+  // Exactly one record.
   bool HasOne() const { return head_ != nullptr && head_->next == nullptr; }
   size_t Count() const;
   // The sum of the sizes.

@@ -1,7 +1,8 @@
-// The parts that a test-access object keeps.
+// Makes, reads and frees the parts that a test-access object keeps.
 #include "test_access/backdoor.h"
 
 #include <string_view>
+#include <utility>
 
 #include "api/entry_guard.h"
 #include "api/entry_points.h"
@@ -10,7 +11,6 @@
 #include "machine/client_info.h"
 #include "machine/endpoint.h"
 #include "storage/product_info.h"
-#include "test_access/backdoor_result.h"
 #include "util/arena.h"
 #include "util/json.h"
 #include "util/storage_directory.h"
@@ -30,15 +30,18 @@ class PrefixScope {
   PrefixScope& operator=(const PrefixScope&) = delete;
 };
 
-// As JSON writes it, whatever the locale.
-std::string NumberText(double number) {
-  const JsonPtr value(json_real(number));
+// A number as JSON writes it, whatever the locale.
+std::string TextOf(const EnvValue& value) {
+  if (value.type != EnvType::Number) {
+    return value.strData;
+  }
+  const JsonPtr number(json_real(value.numData));
   char text[64];
-  const size_t length = json_dumpb(value.Get(), text, sizeof text, JSON_ENCODE_ANY);
+  const size_t length = json_dumpb(number.Get(), text, sizeof text, JSON_ENCODE_ANY);
   return std::string(text, length <= sizeof text ? length : 0);
 }
 
-// A value without type for a text that is no number.
+// A value of type None for a text that is no JSON number.
 EnvValue ParseNumber(const char* text) {
   const JsonPtr value(json_loads(text, JSON_DECODE_ANY | JSON_DECODE_INT_AS_REAL, nullptr));
   return json_is_real(value.Get()) ? EnvValue::Number(json_real_value(value.Get())) : EnvValue();
@@ -129,8 +132,7 @@ const char* Backdoor::CreateEndpoint(int32_t steps) noexcept {
     if ((steps & kEndpointPersist) != 0) {
       endpoint_->Persist(storage_.get());
     }
-    text_ = endpoint_->GetId();
-    return text_.c_str();
+    return ReturnText(endpoint_->GetId());
   });
 }
 
@@ -147,7 +149,8 @@ int32_t Backdoor::CreateCacheManager(const char* prefix) noexcept {
 
 const char* Backdoor::GetText(int32_t part, const char* key) noexcept {
   return Boundary<const char*>(nullptr, [&] {
-    return FindText(static_cast<KeptPart>(part), OrEmpty(key)) ? text_.c_str() : nullptr;
+    const EnvValue value = FindValue(static_cast<KeptPart>(part), OrEmpty(key));
+    return value.type == EnvType::None ? nullptr : ReturnText(TextOf(value));
   });
 }
 
@@ -168,7 +171,7 @@ int32_t Backdoor::SetViewValue(int32_t view,
   });
 }
 
-// Views go before the storage whose document they show.
+// Views are freed before the storage whose document they show.
 void Backdoor::Destroy(int32_t freeObject) noexcept {
   clientInfo_.reset();
   productInfo_.reset();
@@ -197,30 +200,30 @@ PersistentStorage::View* Backdoor::ViewOf(KeptPart part) const {
   }
 }
 
-// Whether there is such a text; it is then the one to return.
-bool Backdoor::FindText(KeptPart part, const char* key) {
+// A value of type None when there is none.
+EnvValue Backdoor::FindValue(KeptPart part, const char* key) const {
   if (part == KeptPart::ClientInfo && clientInfo_ != nullptr) {
     const ClientEnv& env = clientInfo_->GetClientEnv();
     const auto found = env.find(key);
-    return found != env.end() && TakeValue(EnvValue::String(found->second));
+    return found != env.end() ? EnvValue::String(found->second) : EnvValue();
   }
   if (part == KeptPart::ProductInfo && productInfo_ != nullptr) {
     EnvValue value;
-    return productInfo_->FindEnvValue(key, value) && TakeValue(value);
+    return productInfo_->FindEnvValue(key, value) ? value : EnvValue();
   }
   if (part == KeptPart::Endpoint && endpoint_ != nullptr) {
-    return TakeValue(EnvValue::String(endpoint_->GetId()));
+    return EnvValue::String(endpoint_->GetId());
   }
   if (part == KeptPart::CacheManager && cacheManager_ != nullptr) {
-    return TakeValue(EnvValue::String(cacheManager_->Prefix()));
+    return EnvValue::String(cacheManager_->Prefix());
   }
   const PersistentStorage::View* const view = ViewOf(part);
-  return view != nullptr && TakeValue(view->GetValue(key));
+  return view != nullptr ? view->GetValue(key) : EnvValue();
 }
 
-bool Backdoor::TakeValue(const EnvValue& value) {
-  text_ = value.type == EnvType::Number ? NumberText(value.numData) : value.strData;
-  return value.type != EnvType::None;
+const char* Backdoor::ReturnText(std::string text) {
+  text_ = std::move(text);
+  return text_.c_str();
 }
 
 void Backdoor::DropViews() {

@@ -1,17 +1,19 @@
-// The test-access object: drives the library's components one by one, without a session and its
-// thread. For test tools, not for hosts. docs/test-access.md tells arguments and results.
+// The test-access object: drives the library's components one by one, without a session manager
+// and its thread. For test tools, not for hosts. docs/test-access.md describes arguments and
+// results.
 //
-// A tool in any language reaches operation N as word N of the table that the object's first word
+// A tool in any language calls operation N through word N of the table that the object's first word
 // points to. C++ compilers agree on that order only for ordinary virtual functions with different
 // names in a class without bases: some give a virtual destructor two words, some reorder overloads.
-// So the class has neither, only C types pass, and new operations cannot be put between old ones.
+// So the class has neither, only C types cross the interface, and new operations go to the end.
 //
-// One thread at a time uses an object. Operations block as the disk does, CreateEndpoint,
-// CallClientInfo and FetchSettings also as the system's services or a server do. None throws.
+// One thread at a time uses an object. Every operation may wait for the disk; CreateEndpoint,
+// CallClientInfo and FetchSettings also for system services or a server. None throws.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -23,6 +25,20 @@ class CacheManager;
 class ClientInfo;
 class Endpoint;
 class ProductInfo;
+
+// What operations return when they return a number.
+inline constexpr int32_t kFailed = -1;
+inline constexpr int32_t kNo = 0;
+inline constexpr int32_t kYes = 1;
+
+inline int32_t YesOrNo(bool yes) {
+  return yes ? kYes : kNo;
+}
+
+inline int32_t CountResult(size_t count) {
+  constexpr int32_t kMaxResult = std::numeric_limits<int32_t>::max();
+  return count < static_cast<size_t>(kMaxResult) ? static_cast<int32_t>(count) : kMaxResult;
+}
 
 // The parts that a test-access object keeps.
 enum class KeptPart : int32_t {
@@ -78,7 +94,7 @@ enum class ProductInfoOperation : int32_t {
   ClearPendingOptOut = 9,
 };
 
-// What CreateEndpoint does, added up.
+// The steps of CreateEndpoint, added up.
 inline constexpr int32_t kEndpointRead = 1;
 inline constexpr int32_t kEndpointCompute = 2;
 inline constexpr int32_t kEndpointPersist = 4;
@@ -93,10 +109,10 @@ struct Backdoor final {
   Backdoor(const Backdoor&) = delete;
   Backdoor& operator=(const Backdoor&) = delete;
 
-  // In slot order, from 0 on. A number is 1 or 0 for yes or no, or a count, unless it says
-  // otherwise; it is -1, and a text is null, when the operation could not be carried out: a part
-  // that it needs is not kept, an argument makes no sense, or memory ran out. Null texts are taken
-  // for empty ones. A returned text is valid until the next call that returns one.
+  // In slot order, from 0 on. A returned number is 1 or 0 for yes or no, or a count; -1, and a null
+  // text, mean that the operation could not be carried out: a part that it needs is missing, an
+  // argument is not valid, or memory ran out. Null text arguments count as empty. A returned text
+  // is valid until the next call that returns one.
   virtual int32_t CreateClientInfo() noexcept;
   virtual int32_t CreateProductInfo(const char* name, const char* version) noexcept;
   virtual void SetStorageFile(const char* path) noexcept;
@@ -141,16 +157,15 @@ struct Backdoor final {
                                        const char* externalUrl,
                                        const char* internalUrl,
                                        const char* developmentUrl) noexcept;
-  // Without `freeObject` the object is as it was when it was made.
+  // Without `freeObject` the object can be used again, as if new.
   virtual void Destroy(int32_t freeObject) noexcept;
 
  private:
   ~Backdoor();
 
   Tav::PersistentStorage::View* ViewOf(Tav::KeptPart part) const;
-  bool FindText(Tav::KeptPart part, const char* key);
-  bool FindSetting(const std::string& answer, const std::string& name);
-  bool TakeValue(const Tav::EnvValue& value);
+  Tav::EnvValue FindValue(Tav::KeptPart part, const char* key) const;
+  const char* ReturnText(std::string text);
   void DropViews();
 
   std::unique_ptr<Tav::ClientInfo> clientInfo_;
@@ -161,5 +176,5 @@ struct Backdoor final {
   std::unique_ptr<Tav::PersistentStorage::ProductEnvView> productEnvView_;
   std::unique_ptr<Tav::Endpoint> endpoint_;
   std::unique_ptr<Tav::CacheManager> cacheManager_;
-  std::string text_;  // the text that was returned last
+  std::string text_;  // what ReturnText returned last
 };

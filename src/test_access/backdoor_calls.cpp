@@ -1,4 +1,4 @@
-// The test-access object's calls into the parts that it keeps, by the number of the operation.
+// Calls operations of the parts that a test-access object keeps, by number.
 #include <string>
 
 #include "api/entry_guard.h"
@@ -7,7 +7,6 @@
 #include "model/built_record.h"
 #include "storage/product_info.h"
 #include "test_access/backdoor.h"
-#include "test_access/backdoor_result.h"
 #include "util/json.h"
 
 using namespace Tav;
@@ -69,7 +68,7 @@ int32_t CallProduct(ProductInfo& product,
   }
 }
 
-// What works on the storage.
+// The operations that read or write the storage.
 int32_t CallProduct(ProductInfo& product,
                     ProductInfoOperation operation,
                     PersistentStorage* storage) {

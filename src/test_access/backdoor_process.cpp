@@ -1,6 +1,7 @@
-// The test-access object's hold on what the whole process shares: where files are, what is tuned,
-// which server is asked.
+// Sets and reads what a test-access object shares with the whole process: file locations, tuning
+// values, server addresses.
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,7 +19,7 @@ using namespace Tav;
 
 namespace {
 
-// The address that was composed last, by whatever object. Made on first use and never destroyed, as
+// The address that was composed last, by any object. Made on first use and never destroyed, like
 // all process-wide state of the library.
 constinit std::string* configurationUrl = nullptr;
 
@@ -33,6 +34,29 @@ std::string JoinLines(const std::vector<std::string>& lines) {
   return text;
 }
 
+// One setting of a server's answer as text, or the whole answer for an empty name.
+std::optional<std::string> FindSetting(const std::string& answer, const std::string& name) {
+  ConfigManager manager;
+  EnvMap settings;
+  std::vector<std::string> inhibitList;
+  if (answer.empty() || !manager.ParseSettings(settings, inhibitList, answer)) {
+    return std::nullopt;
+  }
+  if (name.empty()) {
+    return answer;
+  }
+  if (name == kInhibitName) {
+    return JoinLines(inhibitList);
+  }
+  const auto found = settings.find(name);
+  if (found == settings.end()) {
+    return std::nullopt;
+  }
+  const bool isNumber = found->second.type == EnvType::Number;
+  manager.Replace(std::move(settings), std::move(inhibitList));
+  return isNumber ? std::to_string(manager.GetNumber(name, 0)) : manager.GetString(name, {});
+}
+
 }  // namespace
 
 void Backdoor::SetStorageFile(const char* path) noexcept {
@@ -44,10 +68,8 @@ void Backdoor::SetStorageDirectory(const char* directory) noexcept {
 }
 
 const char* Backdoor::GetStorageFileName(int32_t timestamps) noexcept {
-  return Boundary<const char*>(nullptr, [&] {
-    text_ = PersistentStorage::GetPSFileSpec(timestamps != 0);
-    return text_.c_str();
-  });
+  return Boundary<const char*>(
+      nullptr, [&] { return ReturnText(PersistentStorage::GetPSFileSpec(timestamps != 0)); });
 }
 
 void Backdoor::SetSendHook(SendHook hook) noexcept {
@@ -85,35 +107,10 @@ void Backdoor::SetConfigOverride(const char* url) noexcept {
 
 const char* Backdoor::FetchSettings(const char* url, const char* name) noexcept {
   return Boundary<const char*>(nullptr, [&] {
-    const std::string answer = CreateDataSender(OrEmpty(url))->Fetch();
-    return !answer.empty() && FindSetting(answer, OrEmpty(name)) ? text_.c_str() : nullptr;
+    std::optional<std::string> setting =
+        FindSetting(CreateDataSender(OrEmpty(url))->Fetch(), OrEmpty(name));
+    return setting.has_value() ? ReturnText(std::move(*setting)) : nullptr;
   });
-}
-
-// Whether there is such a text in the answer; it is then the one to return.
-bool Backdoor::FindSetting(const std::string& answer, const std::string& name) {
-  ConfigManager manager;
-  EnvMap settings;
-  std::vector<std::string> inhibitList;
-  if (!manager.ParseSettings(settings, inhibitList, answer)) {
-    return false;
-  }
-  if (name.empty()) {
-    text_ = answer;
-    return true;
-  }
-  if (name == kInhibitName) {
-    text_ = JoinLines(inhibitList);
-    return true;
-  }
-  const auto found = settings.find(name);
-  if (found == settings.end()) {
-    return false;
-  }
-  const bool isNumber = found->second.type == EnvType::Number;
-  manager.Replace(std::move(settings), std::move(inhibitList));
-  text_ = isNumber ? std::to_string(manager.GetNumber(name, 0)) : manager.GetString(name, {});
-  return true;
 }
 
 const char* Backdoor::ComposeConfigUrl(const char* hostUrl,
