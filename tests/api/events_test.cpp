@@ -2,7 +2,9 @@
 
 #include <string>
 
+#include "api/sessions.h"
 #include "model/handles.h"
+#include "support/records.h"
 #include "support/table_fixture.h"
 
 namespace Tav::Testing {
@@ -10,19 +12,9 @@ namespace {
 
 using EventsTest = TableTest;
 
-// A handle that the session manager has taken, kept alive by the test so that its magic can be
-// read.
-class Reused {
- public:
-  explicit Reused(TavValue_s* value) : value_(value) { value->magic = kHandleHandedOver; }
-  ~Reused() { FreeHandle(value_); }
-
- private:
-  TavValue_s* value_;
-};
-
-TEST_F(EventsTest, EveryMisuseOfAnEventHasItsMessage) {
+TEST_F(EventsTest, EveryMisuseHasItsMessage) {
   TavEvent_s* const event = tav.NewEvent("event");
+  TavEvent_s* const error = tav.NewErrorEvent("42", "");
   TavValue_s* const map = tav.NewMapValue();
   auto* const notAnEvent = reinterpret_cast<TavEvent_s*>(map);
   tav.AddEventProperty(nullptr, "n", "v");
@@ -32,14 +24,16 @@ TEST_F(EventsTest, EveryMisuseOfAnEventHasItsMessage) {
   tav.AddNumericEventProperty(nullptr, "n", 1);
   tav.AddNumericEventProperty(notAnEvent, "n", 1);
   tav.AddNumericEventProperty(event, nullptr, 1);
+  tav.AddTraceItem(nullptr, "location", "", "");
+  tav.AddTraceItem(event, "location", "", "");
   tav.LogEvent(nullptr);
-  {
-    const Reused reused(event);
-    tav.AddEventProperty(event, "n", "v");
-    tav.AddNumericEventProperty(event, "n", 1);
-    tav.LogEvent(event);
-  }
-  FreeHandle(map);
+  tav.LogEvent(notAnEvent);
+  event->magic = kHandleHandedOver;
+  error->magic = kHandleHandedOver;
+  tav.AddEventProperty(event, "n", "v");
+  tav.AddNumericEventProperty(event, "n", 1);
+  tav.AddTraceItem(error, "location", "", "");
+  tav.LogEvent(event);
   EXPECT_EQ(Complaints(),
             (Lines{"error: Tav: TavAddEventProperty called with a null event",
                    "error: Tav: TavAddEventProperty called with a bad event",
@@ -48,23 +42,42 @@ TEST_F(EventsTest, EveryMisuseOfAnEventHasItsMessage) {
                    "error: Tav: TavAddNumericEventProperty (float) called with a null event",
                    "error: Tav: TavAddNumericEventProperty called with a bad event",
                    "error: Tav: TavAddNumericEventProperty (float) called with a bad name",
+                   "error: Tav: Add stack trace item called with a null event",
+                   "error: Tav: Add stack trace item can be called for an Error event only",
                    "error: Tav: TavLogEvent called with a null event",
+                   "error: Tav: TavLogEvent called with a bad event",
                    "error: Tav: TavAddEventProperty called with a re-used event",
                    "error: Tav: TavAddNumericEventProperty (float) called with a re-used event",
+                   "error: Tav: Add stack trace item called with a re-used event",
                    "error: Tav: TavLogEvent called with a re-used event"}));
+  FreeHandle(event);
+  FreeHandle(error);
+  FreeHandle(map);
 }
 
-TEST_F(EventsTest, AnEventWithoutAValidNameIsFreedSilently) {
+TEST_F(EventsTest, WithoutAValidNameAnEventIsNeverSent) {
   Start();
-  for (const std::string& name : {std::string("   "), std::string(256, 'n')}) {
-    TavEvent_s* const event = tav.NewEvent(name.c_str());
+  const std::string tooLong(256, 'n');
+  TavEvent_s* const error = tav.NewErrorEvent(nullptr, "message");
+  TavEvent_s* const nameless[] = {tav.NewEvent("   "), tav.NewEvent(tooLong.c_str()),
+                                  tav.NewCommandEvent(" \t"), tav.NewCommandEvent(tooLong.c_str()),
+                                  error};
+  EXPECT_EQ(Complaints(),
+            (Lines{"error: Tav: Empty error code",
+                   "error: Tav: TavNewEvent called with an invalid event name",
+                   "error: Tav: TavNewEvent called with an invalid event name",
+                   "error: Tav: Invalid command name", "error: Tav: Invalid command name"}));
+  ExpectLogged("Tav: Creating Command event '', sessionID: , component: ");
+  ExpectLogged("Tav: Creating Error event for error code '', sessionID: , component: ");
+  tav.AddTraceItem(error, "location", "library", "meta");
+  EXPECT_FALSE(error->payload);
+  for (TavEvent_s* const event : nameless) {
     ASSERT_NE(event, nullptr);
-    EXPECT_EQ(Complaints(), (Lines{"error: Tav: TavNewEvent called with an invalid event name"}));
     tav.LogEvent(event);
-    EXPECT_EQ(Complaints(), Lines());
   }
   tav.LogEvent(tav.NewEvent((" " + std::string(255, 'n') + "\n").c_str()));
   Stop();
+  EXPECT_EQ(Complaints(), Lines{});
   EXPECT_EQ(EventsNamed(std::string(255, 'n')).size(), 1u);
   EXPECT_EQ(Events().size(), 3u);  // with the session's begin and end
 }
@@ -79,12 +92,11 @@ TEST_F(EventsTest, NamesAreTrimmedAndTextsAreMadeUtf8) {
   tav.LogEvent(event);
   Stop();
   EXPECT_EQ(PropertiesOf("caf\xC3\xA9"),
-            "{\"k\":\" v \",\"u\":\"\xC3\xA9t\xC3\xA9\",\"null\":\"\","
-            "\"n\":-2.5}");
+            "{\"k\":\" v \",\"u\":\"\xC3\xA9t\xC3\xA9\",\"null\":\"\",\"n\":-2.5}");
   ExpectLogged("warning: String contains non-UTF-8 characters");
 }
 
-TEST_F(EventsTest, AnEventMadeBeforeInitializationCanBeLoggedAfterIt) {
+TEST_F(EventsTest, AnEventMadeWhileNotRunningCanBeLoggedLater) {
   TavEvent_s* const event = tav.NewEvent("early");
   tav.AddEventProperty(event, "k", "v");
   Start();
@@ -113,57 +125,62 @@ TEST_F(EventsTest, AnEventThatGrewTooLargeIsDropped) {
   EXPECT_TRUE(EventsNamed("large").empty());
 }
 
-TEST_F(EventsTest, EveryMisuseOfAValueHasItsMessage) {
-  TavValue_s* const map = tav.NewMapValue();
-  TavValue_s* const list = tav.NewListValue();
-  tav.AddStringValue(nullptr, "n", "v");
-  tav.AddStringValue(list, "n", "v");
-  tav.AddStringValue(map, "", "v");
-  tav.AddNumericValue(nullptr, "n", 1);
-  tav.AddNumericValue(list, "n", 1);
-  tav.AddNumericValue(map, "", 1);
-  tav.AddListValue(nullptr, "i");
-  tav.AddListValue(map, "i");
-  tav.AddListValue(list, "");
-  tav.AddProductInfoValue("std-Key", map);
-  tav.AddProductInfoValue("Key", nullptr);
-  tav.AddProductInfo("my-std-key", "v");
-  tav.AddNumericProductInfo("", 1);
-  {
-    const Reused reusedMap(map);
-    const Reused reusedList(list);
-    tav.AddStringValue(map, "n", "v");
-    tav.AddNumericValue(map, "n", 1);
-    tav.AddListValue(list, "i");
-  }
-  EXPECT_EQ(Complaints(),
-            (Lines{"error: Tav: TavAddStringValue called with a null map",
-                   "error: Tav: TavAddStringValue called with a bad map",
-                   "error: Tav: TavAddStringValue called with a bad name",
-                   "error: Tav: TavAddNumericValue called with a null map",
-                   "error: Tav: TavAddNumericValue called with a bad map",
-                   "error: Tav: TavAddNumericValue called with a bad name",
-                   "error: Tav: TavAddListValue called with a null list",
-                   "error: Tav: TavAddListValue called with a bad list",
-                   "error: Tav: TavAddListValue called with a bad name",
-                   "error: Tav: TavAddProductInfoValue failed because of bad input key: std-Key",
-                   "error: Tav: TavAddProductInfoValue called with a null value",
-                   "warning: Tav: AddProductInfo failed because of bad input key: 'my-std-key'",
-                   "warning: Tav: AddProductInfo failed because of bad input key: ''",
-                   "error: Tav: TavAddStringValue called with a re-used map",
-                   "error: Tav: TavAddNumericValue called with a re-used map",
-                   "error: Tav: TavAddListValue called with a re-used list"}));
+TEST_F(EventsTest, CommandsCarryTheirNameAndSession) {
+  Start();
+  TavSession_s* const session = tav.SessionBegin();
+  const std::string id(session->id.View());
+  tav.LogEvent(tav.NewCommandEvent("  Save as\xE2\x80\xA6 "));
+  TavEvent_s* const command = tav.SessionNewCommandEvent(session, "Print");
+  tav.AddNumericEventProperty(command, "copies", 2);
+  tav.LogEvent(command);
+  Stop();
+  tav.SessionEnd(session);
+
+  const std::vector<JsonPtr> commands = EventsNamed("std-Cmd");
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_EQ(Text(json_object_get(commands[0].Get(), "v")),
+            "{\"std-Name\":\"Save as\xE2\x80\xA6\"}");
+  EXPECT_EQ(Text(json_object_get(commands[1].Get(), "v")), R"({"std-Name":"Print","copies":2.0})");
+  EXPECT_NE(TextAt(commands[0].Get(), "s"), id);
+  EXPECT_EQ(TextAt(commands[1].Get(), "s"), id);
+  ExpectLogged("Tav: Creating Command event 'Print', sessionID: " + id + ", component: ");
 }
 
-TEST_F(EventsTest, AReusedValueIsFreedAndAnEventIsNoValue) {
-  TavValue_s* const value = tav.NewMapValue();
-  value->magic = kHandleHandedOver;
-  tav.AddProductInfoValue("Key", value);  // freed: the leak check would tell otherwise
-  TavEvent_s* const event = tav.NewEvent("event");
-  tav.AddProductInfoValue("Key", reinterpret_cast<TavValue_s*>(event));
-  EXPECT_EQ(Complaints(), (Lines{"error: Tav: TavAddProductInfoValue called with a re-used value",
-                                 "error: Tav: TavAddProductInfoValue called with a bad value"}));
-  FreeHandle(event);
+TEST_F(EventsTest, ErrorsCarryCodeMessageAndTrace) {
+  Start();
+  TavSession_s* const session = tav.SessionBegin();
+  const std::string id(session->id.View());
+  TavEvent_s* const error = tav.SessionNewErrorEvent(session, " 42 ", "Out of paper");
+  tav.AddTraceItem(error, "main.c:7", "editor.exe", "release");
+  tav.AddTraceItem(error, " ", nullptr, "");
+  tav.AddTraceItem(error, nullptr, "kernel", nullptr);
+  tav.LogEvent(error);
+  tav.LogEvent(tav.NewErrorEvent("43", ""));
+  Stop();
+  tav.SessionEnd(session);
+
+  const std::vector<JsonPtr> errors = EventsNamed("std-Error");
+  ASSERT_EQ(errors.size(), 2u);
+  EXPECT_EQ(TextAt(errors[0].Get(), "s"), id);
+  EXPECT_EQ(Text(json_object_get(errors[0].Get(), "v")),
+            R"({"std-ErrCode":" 42 ","std-ErrMsg":"Out of paper","std-Trace":[)"
+            R"({"std-Loc":"main.c:7","std-Lib":"editor.exe","std-Meta":"release"},)"
+            R"({"std-Loc":" "},{"std-Lib":"kernel"}]})");
+  EXPECT_EQ(Text(json_object_get(errors[1].Get(), "v")), R"({"std-ErrCode":"43"})");
+  ExpectLogged("Tav: Creating Error event for error code '43', sessionID: , component: ");
+}
+
+TEST_F(EventsTest, AnErrorTakesFiftyTraceItems) {
+  TavEvent_s* const error = tav.NewErrorEvent("42", "");
+  for (int i = 0; i < 50; ++i) {
+    tav.AddTraceItem(error, "location", "", "");
+  }
+  EXPECT_EQ(Complaints(), Lines{});
+  tav.AddTraceItem(error, "location", "", "");
+  EXPECT_EQ(Complaints(), Lines{"warning: Tav: AddTraceItem: item not added as Error event already "
+                                "reached max items allowed."});
+  EXPECT_EQ(json_array_size(json_object_get(error->payload.Get(), "std-Trace")), 50u);
+  FreeHandle(error);
 }
 
 }  // namespace

@@ -9,19 +9,7 @@
 namespace Tav::Testing {
 namespace {
 
-class SessionsTest : public TableTest {
- protected:
-  // Names of events and markers, in order, of the session with this id.
-  static Lines NamesIn(const std::string& sessionId) {
-    Lines names;
-    for (const JsonPtr& event : Events()) {
-      if (TextAt(event.Get(), "s") == sessionId) {
-        names.push_back(TextAt(event.Get(), "m") + TextAt(event.Get(), "g"));
-      }
-    }
-    return names;
-  }
-};
+class SessionsTest : public TableTest {};
 
 bool IsSessionId(const std::string& text) {
   const std::string form = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
@@ -65,7 +53,7 @@ TEST_F(SessionsTest, PlacesAndEventsNeedAName) {
   EXPECT_EQ(Complaints(), Lines{});
 
   tav.LogPlace((longest + "p").c_str());
-  // The place is looked at before the session.
+  // The place is checked before the session.
   tav.SessionLogPlace(nullptr, "  ");
   TavEvent_s* const event = tav.SessionNewEvent(session, nullptr);
   EXPECT_EQ(Complaints(), (Lines{"error: Tav: TavLogPlace called with an invalid place",
@@ -85,39 +73,32 @@ TEST_F(SessionsTest, InvalidSessionsAreReportedAndStillFreed) {
   TavSession_s* const session = tav.SessionBegin();
   tav.SessionIncrementCounter(session, "menu", "open");
   session->magic = 0;
-  tav.SessionLogPlace(session, "place");
-  tav.SessionLogPlace(nullptr, "place");
-  tav.SessionLogIdle(session);
-  tav.SessionLogIdle(nullptr);
-  tav.SessionEnd(session);  // the leak checker of a sanitized build tells whether it is freed
-  tav.SessionEnd(nullptr);
-  EXPECT_EQ(Complaints(), (Lines{"error: Tav: TavSessionLogPlace called with an invalid session",
-                                 "error: Tav: TavSessionLogPlace called with an invalid session",
-                                 "error: Tav: TavSessionLogIdle called with an invalid session",
-                                 "error: Tav: TavSessionLogIdle called with an invalid session",
-                                 "error: Tav: TavSessionEnd called with an invalid session",
-                                 "error: Tav: TavSessionEnd called with an invalid session"}));
+  for (TavSession_s* const invalid : {session, static_cast<TavSession_s*>(nullptr)}) {
+    tav.SessionLogPlace(invalid, "place");
+    tav.SessionLogIdle(invalid);
+    tav.SessionEnd(invalid);  // a leak checker tells whether it frees
+    EXPECT_EQ(Complaints(), (Lines{"error: Tav: TavSessionLogPlace called with an invalid session",
+                                   "error: Tav: TavSessionLogIdle called with an invalid session",
+                                   "error: Tav: TavSessionEnd called with an invalid session"}));
+  }
   Stop();
-  EXPECT_EQ(EventsNamed("place").size() + EventsNamed("$e").size() + EventsNamed("menu").size(),
-            0u);
+  EXPECT_TRUE(EventsNamed("place").empty() && EventsNamed("$e").empty() &&
+              EventsNamed("menu").empty());
 }
 
-TEST_F(SessionsTest, WithoutALibraryRunningEachCallSaysSo) {
-  TavSession_s* const session = tav.SessionBegin();
-  ASSERT_NE(session, nullptr);
-  EXPECT_PRED1(IsSessionId, std::string(session->id.View()));
-  tav.LogPlace("place");
-  tav.SessionLogPlace(session, "place");
-  tav.LogIdle();
-  tav.SessionLogIdle(session);
-  tav.SessionIncrementCounter(session, "menu", "open");
-  tav.SessionEnd(session);
-  EXPECT_EQ(Complaints(), (Lines{"error: Tav: TavSessionBegin called with no manager defined",
-                                 "error: Tav: TavLogPlace called with no manager defined",
-                                 "error: Tav: TavSessionLogPlace called with no manager defined",
-                                 "error: Tav: TavLogIdle called with no manager defined",
-                                 "error: Tav: TavSessionLogIdle called with no session defined",
-                                 "error: Tav: TavSessionEnd called with no manager defined"}));
+TEST_F(SessionsTest, EventsOfANullSessionBelongToTheImpliedOne) {
+  Start();
+  tav.LogEvent(tav.SessionNewEvent(nullptr, "event"));
+  tav.LogEvent(tav.SessionNewCommandEvent(nullptr, "command"));
+  tav.LogEvent(tav.SessionNewErrorEvent(nullptr, "code", ""));
+  EXPECT_EQ(Complaints(),
+            (Lines{"error: Tav: TavSessionNewEvent called with an invalid session",
+                   "error: Tav: TavSessionNewCommandEvent called with an invalid session",
+                   "error: Tav: TavSessionNewErrorEvent called with an invalid session"}));
+  Stop();
+  ASSERT_EQ(Events().size(), 5u);
+  EXPECT_EQ(NamesIn(TextAt(Events()[0].Get(), "s")),
+            (Lines{"$b", "event", "std-Cmd", "std-Error", "$e"}));
 }
 
 }  // namespace

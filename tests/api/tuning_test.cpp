@@ -1,10 +1,6 @@
-#include <filesystem>
-#include <fstream>
-
 #include "api/library.h"
 #include "cache/cache_file_name.h"
 #include "config/server_urls.h"
-#include "platform/process.h"
 #include "support/records.h"
 #include "support/table_fixture.h"
 
@@ -111,27 +107,20 @@ TEST_F(TuningTest, IdentifiersAndTagsStandInEveryRecord) {
 }
 
 TEST_F(TuningTest, TheCacheDirectoryMustExist) {
-  const std::filesystem::path root = std::filesystem::temp_directory_path() /
-                                     ("tav-tuning-" + std::to_string(Platform::ProcessId()));
-  const std::string name = "Z\xC3\xBCrich \xE6\x9D\xB1";
-  const std::filesystem::path folder = root / std::filesystem::u8path(name);
-  std::filesystem::create_directories(folder);
-  const std::string existing = root.string() + "/" + name;
-  std::ofstream(root / "file").put('x');
-
+  const std::string existing = StorageFolder::Utf8(folder_.Base());
+  folder_.Put("file", "x");
   tav.SetCacheDirectory(existing.c_str());
   EXPECT_EQ(Complaints(), Lines{});
   ExpectLogged("Set cache directory to: " + existing);
   tav.SetCacheDirectory(nullptr);
   tav.SetCacheDirectory("");
   tav.SetCacheDirectory((existing + "/missing").c_str());
-  tav.SetCacheDirectory((root.string() + "/file").c_str());
+  tav.SetCacheDirectory(StorageFolder::Utf8(folder_.Path("file")).c_str());
   EXPECT_EQ(Complaints(), (Lines{"warning: TavSetCacheDirectory: directory is NULL or empty",
                                  "warning: TavSetCacheDirectory: directory is NULL or empty",
                                  "warning: TavSetCacheDirectory: directory does not exist",
                                  "warning: TavSetCacheDirectory: directory does not exist"}));
   EXPECT_EQ(GetLibrary().config.cacheDirectory, existing);
-  std::filesystem::remove_all(root);
 }
 
 TEST_F(TuningTest, FlagsChooseServersAndMarkers) {

@@ -14,7 +14,7 @@ namespace {
 
 using Testing::CapturedLog;
 
-class EventPayload : public testing::Test {
+class EventPayloadTest : public testing::Test {
  protected:
   void TearDown() override {
     EventSize::SetMaximum(EventSize::kDefaultMaximum);
@@ -30,22 +30,22 @@ class EventPayload : public testing::Test {
   TavEvent_s* event_ = nullptr;
 };
 
-TEST_F(EventPayload, KeepsOrderReplacesAndCarriesAnyNumberOfProperties) {
+TEST_F(EventPayloadTest, PropertiesKeepTheirOrderAndCanBeReplaced) {
   TavEvent_s& event = Make();
   EXPECT_FALSE(event.payload);
   AddEventString(event, "b", "1");
   AddEventNumber(event, "a", 2);
   AddEventString(event, "b", "");
   EXPECT_EQ(Testing::Text(event.payload.Get()), R"({"b":"","a":2.0})");
-  const std::string long_text(3000, 'x');
+  const std::string longText(3000, 'x');
   for (int i = 0; i < 40; ++i) {
-    AddEventString(event, "long" + std::to_string(i), i % 2 == 0 ? long_text : "short");
+    AddEventString(event, "long" + std::to_string(i), i % 2 == 0 ? longText : "short");
   }
   EXPECT_EQ(json_object_size(event.payload.Get()), 42u);
-  EXPECT_EQ(Testing::TextAt(event.payload.Get(), "long38"), long_text);
+  EXPECT_EQ(Testing::TextAt(event.payload.Get(), "long38"), longText);
 }
 
-TEST_F(EventPayload, EstimateStartsWithFixedMembersAndTheSessionEnvironment) {
+TEST_F(EventPayloadTest, TheEstimateStartsWithFixedMembersAndTheSessionEnvironment) {
   EventSize::SetSessionEnvironment(50);
   // "t" and "s" as pairs of their usual length, and the name's pair.
   constexpr uint32_t kExpected = (1 + 29 + 6) + (1 + 36 + 6) + (7 + 4);
@@ -59,7 +59,7 @@ TEST_F(EventPayload, EstimateStartsWithFixedMembersAndTheSessionEnvironment) {
   EXPECT_EQ(event_->estimatedSize, before + (3 + 5 + 6) + (1 + 14));
 }
 
-TEST_F(EventPayload, AnEventThatWouldGrowTooLargeIsDiscarded) {
+TEST_F(EventPayloadTest, AnEventThatWouldGrowTooLargeIsDiscarded) {
   CapturedLog log;
   TavEvent_s& event = Make();
   EventSize::SetMaximum(static_cast<int>(event.estimatedSize) + 20);
@@ -76,7 +76,7 @@ TEST_F(EventPayload, AnEventThatWouldGrowTooLargeIsDiscarded) {
   EXPECT_EQ(json_object_size(event.payload.Get()), 1u);
 }
 
-TEST_F(EventPayload, NumbersThatJsonCannotCarryAreLeftOut) {
+TEST_F(EventPayloadTest, NumbersThatJsonCannotRepresentAreLeftOut) {
   CapturedLog log;
   TavEvent_s& event = Make();
   const uint32_t size = event.estimatedSize;
@@ -86,7 +86,7 @@ TEST_F(EventPayload, NumbersThatJsonCannotCarryAreLeftOut) {
   EXPECT_FALSE(event.discarded);
 }
 
-TEST_F(EventPayload, TraceItemsAreCountedAndKeepOnlyWhatTheySay) {
+TEST_F(EventPayloadTest, TraceItemsAreCountedAndLeaveEmptyTextsOut) {
   TavEvent_s& event = Make(HandleKind::Error);
   AddEventTraceItem(event, "nowhere", "", "");
   EXPECT_EQ(event.traceItemCount, 0u);  // no properties, no items

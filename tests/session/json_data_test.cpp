@@ -12,7 +12,7 @@ namespace {
 
 using Testing::CapturedLog;
 
-TEST(JsonData, EstimatesAreTheCharactersOfThePair) {
+TEST(JsonDataTest, EstimatesAreTheCharactersOfThePair) {
   JsonData data;
   EXPECT_EQ(data.AddString("name", "value"), 4u + 5 + 6);
   EXPECT_EQ(data.AddInteger("n", 999), 1u + 6);
@@ -29,7 +29,7 @@ TEST(JsonData, EstimatesAreTheCharactersOfThePair) {
   data.MoveUp();
 }
 
-TEST(JsonData, SerializesInTheOrderOfAdding) {
+TEST(JsonDataTest, SerializesInTheOrderOfAdding) {
   JsonData data;
   data.AddString("z", "\xC3\xA4\"\n");
   data.OpenObject("o");
@@ -42,7 +42,7 @@ TEST(JsonData, SerializesInTheOrderOfAdding) {
             "{\"z\":\"\xC3\xA4\\\"\\n\",\"o\":{\"x\":0.5},\"a\":-5}");
 }
 
-TEST(JsonData, MisuseIsReportedAndTheTreeGoesOn) {
+TEST(JsonDataTest, MisuseIsReportedAndTheRestIsKept) {
   CapturedLog log;
   {
     JsonData data;
@@ -63,7 +63,7 @@ TEST(JsonData, MisuseIsReportedAndTheTreeGoesOn) {
   EXPECT_NE(log.Find("error: Forgot to call MoveUp after adding an array or map"), "");
 }
 
-TEST(JsonData, AFifthNestedContainerIsAddedButNotEntered) {
+TEST(JsonDataTest, AFifthNestedContainerIsAddedButNotEntered) {
   CapturedLog log;
   JsonData data;
   for (const char* name : {"1", "2", "3", "4"}) {

@@ -52,8 +52,16 @@ TableTest::~TableTest() {
   TestDataSender::SetHook(nullptr);
 }
 
+int TableTest::Initialize(const char* product,
+                          const char* version,
+                          const char* fullVersion,
+                          int language) {
+  GetLibrary().config.pauseInterval = 60;
+  return tav.Initialize(product, version, fullVersion, language);
+}
+
 void TableTest::Start() {
-  ASSERT_EQ(tav.Initialize("Editor", "4.2", "4.2.0.118", TAV_LANGUAGE_EN_US), TAV_OK);
+  ASSERT_EQ(Initialize("Editor", "4.2", "4.2.0.118"), TAV_OK);
 }
 
 void TableTest::Collect() {
@@ -115,6 +123,16 @@ std::vector<JsonPtr> TableTest::EventsNamed(std::string_view name) {
     return TextAt(event.Get(), "m") + TextAt(event.Get(), "g") != name;
   });
   return events;
+}
+
+Lines TableTest::NamesIn(std::string_view sessionId) {
+  Lines names;
+  for (const JsonPtr& event : Events()) {
+    if (TextAt(event.Get(), "s") == sessionId) {
+      names.push_back(TextAt(event.Get(), "m") + TextAt(event.Get(), "g"));
+    }
+  }
+  return names;
 }
 
 std::string TableTest::PropertiesOf(std::string_view name) {

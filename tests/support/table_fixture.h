@@ -24,7 +24,12 @@ class TableTest : public testing::Test {
   TableTest();
   ~TableTest() override;
 
-  // Initializes the product "Editor", version "4.2".
+  // Initializes the library. On a slow machine, too, nothing is sent before a test asks for it.
+  int Initialize(const char* product,
+                 const char* version,
+                 const char* fullVersion,
+                 int language = TAV_LANGUAGE_EN_US);
+  // The product "Editor", version "4.2".
   void Start();
   // Terminates: everything that was reported has then arrived.
   void Stop() { tav.Terminate(); }
@@ -42,6 +47,8 @@ class TableTest : public testing::Test {
   // All entries of all records' "rt"; those with this name as event ("m") or as marker ("g").
   static std::vector<JsonPtr> Events();
   static std::vector<JsonPtr> EventsNamed(std::string_view name);
+  // The names of all events and markers of one session, in order.
+  static Lines NamesIn(std::string_view sessionId);
   // The properties of the one event of this name as compact JSON, in their order; a failure and an
   // empty text when there is not exactly one such event.
   static std::string PropertiesOf(std::string_view name);

@@ -6,13 +6,13 @@
 namespace Tav::Testing {
 namespace {
 
-class QueriesTest : public TableTest {
+class RequestsTest : public TableTest {
  protected:
-  // One of the DEBUG lines that end with where they were logged.
+  // A DEBUG line that ends with process, processor and thread.
   void ExpectAsked(const std::string& what) { EXPECT_NE(LineWith(what + ". Pid: "), ""); }
 };
 
-TEST_F(QueriesTest, ThereIsNoAnswerBeforeTheLibraryRuns) {
+TEST_F(RequestsTest, ThereIsNoAnswerWhileNotRunning) {
   char buffer[] = "xxxx";
   tav.GetEndpointIdentifier(buffer, sizeof buffer);
   EXPECT_STREQ(buffer, "");
@@ -25,7 +25,7 @@ TEST_F(QueriesTest, ThereIsNoAnswerBeforeTheLibraryRuns) {
   EXPECT_EQ(Complaints(), Lines{});
 }
 
-TEST_F(QueriesTest, TheRunningLibraryAnswers) {
+TEST_F(RequestsTest, TheRunningLibraryAnswers) {
   Start();
   EXPECT_EQ(tav.GetLastActiveTime(), 0);
   EXPECT_EQ(tav.GetLastServerAccessTime(), 0);
@@ -42,7 +42,17 @@ TEST_F(QueriesTest, TheRunningLibraryAnswers) {
   ExpectAsked("TavGetEndpointIdentifier");
 }
 
-TEST_F(QueriesTest, APulledRecordIsTheHostsUntilItIsPushedBack) {
+TEST_F(RequestsTest, SuspendAndResumeReachTheSessionManager) {
+  Start();
+  tav.Suspend();
+  tav.Resume();
+  Stop();
+  ExpectLogged("SM: Suspend");
+  ExpectLogged("SM: Resume");
+  ExpectLogged("SM: SuspendTerm");
+}
+
+TEST_F(RequestsTest, APulledRecordIsTheHostsUntilItIsPushedBack) {
   Start();
   tav.LogEvent(tav.NewEvent("Carried"));
   const std::unique_ptr<char, void (*)(void*)> block(tav.PullData(), tav.FreeData);
