@@ -2,7 +2,6 @@
 
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "storage/storage_views.h"
 #include "util/logger.h"
@@ -12,7 +11,7 @@ namespace Tav {
 AppStatus::AppStatus(const LibraryConfig& config, Consent consent)
     : consent_(consent),
       product_(config.productName, config.productVersion, config.productValues.get()),
-      settings_(product_.GetName(), product_.GetVersion(), product_.GetPlatform()) {}
+      settings_(Identity()) {}
 
 ProductIdentity AppStatus::Identity() const {
   return {product_.GetName(), product_.GetVersion(), product_.GetPlatform()};
@@ -154,16 +153,14 @@ void AppStatus::ClearPendingOptOut() {
 }
 
 void AppStatus::StoreFetchedSettings(const std::string& answer) {
-  EnvMap settings;
-  std::vector<std::string> inhibitList;
-  if (!settings_.ParseSettings(settings, inhibitList, answer) ||
-      !settings_.IsChanged(settings, inhibitList)) {
+  Settings settings;
+  if (!settings_.ParseSettings(settings, answer) || !settings_.IsChanged(settings)) {
     return;
   }
   TAV_DEBUG("SM: Updating PS with new settings");
   const StorageCloser closer(storage_);
   storage_.Open(true);
-  settings_.SaveToStorage(&storage_, settings, inhibitList);
+  settings_.SaveToStorage(&storage_, settings);
   storage_.CloseAndSave();
 }
 

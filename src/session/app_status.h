@@ -58,7 +58,7 @@ class AppStatus {
   ProductIdentity Identity() const;
   const ProductInfo& Product() const { return product_; }
   const ClientEnv& Client() const { return client_.GetClientEnv(); }
-  const ConfigManager& Settings() const { return settings_; }
+  const ConfigManager& Config() const { return settings_; }
   const std::string& EndpointId() const { return endpoint_.GetId(); }
   UnsentChanges& Changes() { return changes_; }
 

@@ -53,7 +53,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       queue_(queue),
       app_(config_, consent_),
       stamps_(app_.Identity()),
-      intake_(consent_, app_.Settings()),
+      intake_(consent_, app_.Config()),
       builder_(app_.Product(), app_.Client(), consent_),
       delivery_(app_, stamps_, builder_, intake_, consent_),
       items_(thread, requests_, app_, intake_, delivery_) {
@@ -109,7 +109,7 @@ void SessionThread::CheckAppStatus() {
 }
 
 void SessionThread::ApplySettings() {
-  const ConfigManager& settings = app_.Settings();
+  const ConfigManager& settings = app_.Config();
   limits_ = ResolveLimits(config_, settings);
   terminateTime_.store(limits_.terminateTime, std::memory_order_relaxed);
   delivery_.SetLimits(limits_);

@@ -11,6 +11,7 @@
 #include "config/config_loader.h"
 #include "config/config_manager.h"
 #include "config/server_urls.h"
+#include "config/settings.h"
 #include "test_access/backdoor.h"
 #include "transport/data_sender.h"
 #include "transport/test_data_sender.h"
@@ -36,24 +37,22 @@ std::string JoinLines(const std::vector<std::string>& lines) {
 
 // One setting of a server's answer as text, or the whole answer for an empty name.
 std::optional<std::string> FindSetting(const std::string& answer, const std::string& name) {
-  ConfigManager manager;
-  EnvMap settings;
-  std::vector<std::string> inhibitList;
-  if (answer.empty() || !manager.ParseSettings(settings, inhibitList, answer)) {
+  std::optional<Settings> settings = ParseSettings(answer);
+  if (answer.empty() || !settings) {
     return std::nullopt;
   }
   if (name.empty()) {
     return answer;
   }
   if (name == kInhibitName) {
-    return JoinLines(inhibitList);
+    return JoinLines(settings->inhibitList);
   }
-  const auto found = settings.find(name);
-  if (found == settings.end()) {
+  const auto found = settings->values.find(name);
+  if (found == settings->values.end()) {
     return std::nullopt;
   }
   const bool isNumber = found->second.type == EnvType::Number;
-  manager.Replace(std::move(settings), std::move(inhibitList));
+  const ConfigManager manager({}, *std::move(settings));
   return isNumber ? std::to_string(manager.GetNumber(name, 0)) : manager.GetString(name, {});
 }
 

@@ -37,7 +37,7 @@ class DurableSessionTest : public Testing::SessionManagerTest {
   void StoreSettings(const EnvMap& settings, const std::vector<std::string>& inhibited = {}) {
     PersistentStorage storage;
     storage.Open(true);
-    ConfigManager("Product", "1.0", "wntx64").SaveToStorage(&storage, settings, inhibited);
+    SaveSettings(&storage, {"Product", "1.0", "wntx64"}, {settings, inhibited});
     storage.CloseAndSave();
   }
   EnvValue Stored(const char* key, bool timestamps = false) {

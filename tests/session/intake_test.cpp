@@ -38,8 +38,7 @@ bool Accepts(const Intake& intake, std::string_view name) {
 
 TEST(IntakeTest, OptOutInhibitListAndRateLimitsRefuseEvents) {
   Testing::CapturedLog log;
-  ConfigManager settings;
-  settings.Replace({}, {"secret"});
+  const ConfigManager settings({}, Settings{.values = {}, .inhibitList = {"secret"}});
   EXPECT_FALSE(Accepts(Intake(Consent(true), settings), "plain"));
 
   Intake intake(Consent(false), settings);
