@@ -4,17 +4,14 @@
 #include <new>
 
 #include "api/aggregates.h"
-#include "cache/cache_file_name.h"
-#include "config/config_loader.h"
-#include "config/server_urls.h"
 #include "platform/thread.h"
 
 namespace Tav {
 
 namespace {
 
-// Built on first use and never destroyed: no construction order, nothing to run when the module is
-// unloaded or the process ends under a host that never terminated the library.
+// Never destroyed: nothing must run when the module is unloaded or the process ends before the host
+// has called TavTerminate.
 alignas(Library) constinit unsigned char storage[sizeof(Library)] = {};
 constinit std::atomic<Library*> library{nullptr};
 constinit Platform::StaticLock creation;
@@ -47,10 +44,7 @@ void ResetLibrary() {
   state.optOutRequested = false;
   state.versionQualifier = std::string();
   state.aggregates.reset();
-  SetUseInternalUrls(false);
-  SetCacheDevelopmentMode(false);
-  SetCacheInternalMode(false);
-  SetHostConfigUrl({});
+  state.deployment.OnTerminate();
   state.testFlag = false;
   state.maxTraceItems = kDefaultMaxTraceItems;
 }

@@ -1,14 +1,15 @@
-// The one process-wide state of the library: what the host set before initialisation, and the
+// The library's one process-wide state: what the host has set for the next initialisation, and the
 // session manager while the library is initialised.
 //
-// No lock guards it. A host must not call TavInitialize or TavTerminate while another thread is
-// inside the library; all other entry points only read the session manager's pointer here.
+// No lock guards it. A host must not call TavInitialize or TavTerminate while another thread is in
+// the library; while it runs, the other entry points only read the pointer to the session manager.
 #pragma once
 
 #include <atomic>
 #include <memory>
 #include <string>
 
+#include "model/deployment.h"
 #include "model/library_config.h"
 
 namespace Tav {
@@ -21,6 +22,7 @@ inline constexpr int kDefaultMaxTraceItems = 50;
 struct Library {
   LibraryConfig config;
   std::atomic<SessionManager*> sessionManager{nullptr};  // null: not initialised
+  Deployment deployment;  // copied to the configuration by TavInitialize
   bool optOutRequested = false;
   bool debugLogRequested = false;
   void* messageSink = nullptr;
@@ -28,21 +30,21 @@ struct Library {
   std::string versionQualifier;
   std::unique_ptr<GlobalAggregates> aggregates;  // null until first use
   bool testFlag = false;
-  bool ownStorageDirectory = false;  // the running session uses one of the host's choice
+  bool ownStorageDirectory = false;  // the current run uses a directory that the host has set
   int maxTraceItems = kDefaultMaxTraceItems;
 
   Library();
   ~Library();
 };
 
-// The state, which exists from the first call to the process's end.
+// Created by the first call, never destroyed.
 Library& GetLibrary();
 
-// The session manager, or null when the library is not initialised.
+// Null when the library is not initialised.
 SessionManager* Manager();
 
-// Sets everything back to what it was before the host's first call, but for the debug-log request
-// and the message sink, which survive a termination.
+// Back to the initial state. The debug-log request, the message sink and the selection of the
+// development servers survive a termination.
 void ResetLibrary();
 
 }  // namespace Tav

@@ -9,7 +9,6 @@
 #include "api/entry_points.h"
 #include "api/library.h"
 #include "api/values.h"
-#include "config/server_urls.h"
 #include "platform/process.h"
 #include "session/session_manager.h"
 #include "storage/persistent_storage.h"
@@ -92,7 +91,7 @@ int Initialize(const char* productName,
   ConfigureLogger(reinterpret_cast<LogSink>(library.messageSink),
                   reinterpret_cast<LogSink>(library.lineSink), library.debugLogRequested);
   library.lineSink = nullptr;
-  SetUseDevelopmentUrls(library.debugLogRequested);
+  library.deployment.SetDevelopmentServers(library.debugLogRequested);
 
   std::string name = ToUtf8String(productName, true);
   std::string version = ToUtf8String(productVersion, true);
@@ -115,6 +114,7 @@ int Initialize(const char* productName,
   library.config.productName = std::move(name);
   library.config.productVersion = std::move(version);
   library.config.optOut = optOut;
+  library.config.deployment = library.deployment;
   if (!library.config.cacheDirectory.empty()) {
     PersistentStorage::SetAlternatePSDirectory(library.config.cacheDirectory);
     library.ownStorageDirectory = true;
@@ -177,8 +177,9 @@ void TAV_CALL TavOptOut() {
 }
 
 void TAV_CALL TavEnableDebugLog() {
-  GetLibrary().debugLogRequested = true;
-  SetUseDevelopmentUrls(true);
+  Library& library = GetLibrary();
+  library.debugLogRequested = true;
+  library.deployment.SetDevelopmentServers(true);
 }
 
 void TAV_CALL TavSetMessageSink(void* messageSink) {

@@ -10,8 +10,6 @@
 #include "api/entry_guard.h"
 #include "api/entry_points.h"
 #include "api/library.h"
-#include "cache/cache_file_name.h"
-#include "config/server_urls.h"
 #include "platform/file.h"
 #include "util/hash.h"
 #include "util/logger.h"
@@ -180,16 +178,12 @@ void TAV_CALL TavSetAuxiliaryString(const char* text) {
 void TAV_CALL TavSetStateFlags(int first, int second) {
   Boundary([&] {
     GetLibrary().config.noImpliedRecords = first != 0;
-    SetUseInternalUrls(second != 0);
-    SetCacheInternalMode(second != 0);
+    GetLibrary().deployment.SetInternal(second != 0);
   });
 }
 
 void TAV_CALL TavSetDebugFlags(int enable) {
-  Boundary([&] {
-    SetUseDevelopmentUrls(enable != 0);
-    SetCacheDevelopmentMode(enable != 0);
-  });
+  Boundary([&] { GetLibrary().deployment.SetDevelopment(enable != 0); });
 }
 
 void TAV_CALL TavEnablePersistentInterval() {

@@ -4,13 +4,15 @@
 #include <utility>
 #include <vector>
 
+#include "platform/file.h"
 #include "streams/buffered_stream.h"
-#include "streams/chunk_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/line_stream.h"
 #include "streams/memory_stream.h"
+#include "streams/tav_file_stream.h"
 #include "util/logger.h"
+#include "util/tav_file.h"
 
 namespace Tav {
 
@@ -38,10 +40,6 @@ class CountingInputStream : public FilterInputStream {
  private:
   int64_t count_ = 0;
 };
-
-int64_t ChunkSize(size_t payload) {
-  return static_cast<int64_t>(payload + kChunkOverhead);
-}
 
 void ReadChunks(InputStream* input, RecordList& records, CacheFileContents& contents) {
   ChunkInputStream chunks(input);
@@ -86,7 +84,7 @@ std::unique_ptr<BuiltRecord> CompressJson(const json_t* value) {
   return record;
 }
 
-// Takes the line that `lines` is at; false after a failure. An empty line is none.
+// Reads the line at which `lines` is. False after a failure; an empty line is none.
 bool ReadLine(LineInputStream& lines, RecordList& records) {
   CountingInputStream text(&lines);
   JsonInputStream json(&text);
@@ -113,13 +111,27 @@ void ReadLines(InputStream* input, RecordList& records, CacheFileContents& conte
     const int64_t lineBegin = counted.Count() - 1;
     const bool good = ReadLine(lines, records);
     while (lines.ReadByte() >= 0) {
-      // What the failure left of the line belongs to it.
+      // Skip the rest of a line that failed.
     }
     if (good) {
       contents.readBytes += counted.Count() - lineBegin;
     } else {
       ++contents.errors;
     }
+  }
+}
+
+// Bytes are most often lost at the end of a file whose last write failed; the writer has kept that
+// record.
+void ReportLoss(const std::string& path, int64_t size, CacheFileContents& contents) {
+  const int64_t lost = size - contents.readBytes;
+  if (lost <= 0) {
+    return;
+  }
+  LogWarning("CM: %lld of %lld bytes in cache file '%s' could not be read",
+             static_cast<long long>(lost), static_cast<long long>(size), path.c_str());
+  if (contents.errors == 0) {
+    ++contents.errors;
   }
 }
 
@@ -141,6 +153,19 @@ CacheFileContents ReadCacheFile(InputStream* input, RecordList& records) {
     ++contents.errors;
   } else {
     TAV_DEBUG("CM: Zero length cache file found");
+  }
+  return contents;
+}
+
+CacheFileContents ConsumeCacheFile(TavFile& file, const std::string& path, RecordList& records) {
+  Platform::FileStatus status;
+  Platform::QueryFileStatus(path.c_str(), status);
+  TavFileInputStream input(&file);
+  CacheFileContents contents = ReadCacheFile(&input, records);
+  ReportLoss(path, status.size, contents);
+  if (!file.Close()) {
+    LogWarning("*CM: Cannot close loaded cache file '%s'", path.c_str());
+    ++contents.errors;
   }
   return contents;
 }

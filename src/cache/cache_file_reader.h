@@ -1,26 +1,40 @@
-// Reads the records of one cache file, in either of its layouts: chunks, as they are written, and
-// the older one of JSON lines, which is converted.
+// Reads the records of one cache file, in either of its two layouts: chunks, which is what the
+// cache writes, and the older one of JSON lines, whose records are compressed on the way.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "model/built_record.h"
+#include "streams/chunk_stream.h"
 #include "streams/stream.h"
 
 namespace Tav {
 
+class TavFile;
+
 struct CacheFileContents {
-  int64_t readBytes = 0;  // bytes of the file that came through: all but the unreadable ones
+  int64_t readBytes = 0;  // bytes of the file that became records
   uint32_t errors = 0;    // each one has been logged
 };
 
-// Appends what can be read of the file in `input` to `records`: of chunks everything before the
-// first damage, of lines every good one. A payload is taken as it is, not expanded. Throws
-// std::bad_alloc; `records` then has what was read before.
+// Appends the records in `input` to `records`: of chunks all before the first damage, of lines all
+// that are valid. Payloads are not expanded. Throws std::bad_alloc; `records` then has what was
+// read before.
 CacheFileContents ReadCacheFile(InputStream* input, RecordList& records);
 
-// How far whole chunks reach from the beginning of `input`, in bytes. Keeps and logs nothing.
-// Throws std::bad_alloc.
+// Reads a file that OpenAtomic has opened, as ReadCacheFile does, and closes it, which deletes it.
+// Bytes that could not be read are lost with it; that is logged and counted as an error.
+CacheFileContents ConsumeCacheFile(TavFile& file, const std::string& path, RecordList& records);
+
+// The length of the whole chunks at the beginning of `input`, in bytes. Logs nothing. Throws
+// std::bad_alloc.
 int64_t WholeChunkBytes(InputStream* input);
+
+// The bytes that a payload takes in the file.
+inline int64_t ChunkSize(size_t payloadBytes) {
+  return static_cast<int64_t>(payloadBytes + kChunkOverhead);
+}
 
 }  // namespace Tav

@@ -1,14 +1,15 @@
 #include "cache/cache_manager.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <atomic>
 #include <limits>
 #include <utility>
+#include <vector>
 
-#include "cache/cache_counters.h"
 #include "cache/cache_file_name.h"
+#include "cache/cache_file_reader.h"
+#include "cache/cache_file_writer.h"
 #include "platform/clock.h"
-#include "platform/file.h"
 #include "util/logger.h"
 #include "util/tav_file.h"
 
@@ -16,40 +17,22 @@ namespace Tav {
 
 namespace {
 
-constexpr int64_t kRetentionSeconds = 2'592'000;
+constexpr int64_t kRetentionSeconds = 2'592'000;  // 30 days
 
-enum class Removal { Removed, InUse, Impossible };
+constinit std::atomic<uint32_t> errorCount{0};
+constinit std::atomic<uint32_t> agedFileCount{0};
 
-Removal RemoveFile(const std::string& path) {
-  if (TavFile::Delete(path.c_str())) {
-    return Removal::Removed;
-  }
-  // Whether somebody only has it in use, the attempt to take it tells; closing it deletes it, too.
-  const int reason = errno;
-  TavFile file;
-  const bool taken = file.OpenAtomic(path.c_str());
-  if (taken ? file.Close() : file.Missing()) {
-    return Removal::Removed;
-  }
-  errno = reason;
-  return taken || file.LastingFailure() ? Removal::Impossible : Removal::InUse;
+// Each has been logged.
+void CountErrors(uint32_t count = 1) {
+  errorCount.fetch_add(count, std::memory_order_relaxed);
 }
 
 }  // namespace
 
-CacheManager::CacheManager(std::string storageDirectory,
-                           std::string_view product,
-                           std::string_view version,
-                           uint32_t maxFiles,
-                           uint32_t maxFileSize,
-                           Clock clock)
-    : directory_(std::move(storageDirectory)),
-      prefix_(CachePrefix(product, version)),
-      clock_(clock),
-      maxFiles_(maxFiles),
-      maxFileSize_(maxFileSize) {
-  TAV_TRACE("CM: prefix = '%s'", prefix_.c_str());
-  if (directory_.empty() || !Platform::DirectoryExists(directory_)) {
+CacheManager::CacheManager(std::string storageDirectory, std::string prefix, Clock clock)
+    : directory_(std::move(storageDirectory), std::move(prefix)), clock_(clock) {
+  TAV_TRACE("CM: prefix = '%s'", Prefix().c_str());
+  if (!directory_.Exists()) {
     TAV_DEBUG("CM: cache disabled because the PS dir does not exist.");
     disabled_ = true;
   }
@@ -59,87 +42,113 @@ int64_t CacheManager::SystemClock() {
   return Platform::UnixMilliseconds() / 1000;
 }
 
-std::string CacheManager::PathOf(int sequence) const {
-  std::string path = directory_;
-  if (!path.ends_with(Platform::kPathSeparator)) {
-    path += Platform::kPathSeparator;
-  }
-  return path += CacheFileName(prefix_, sequence);
-}
-
-// Nothing for the empty path, which a system would take for a directory of its own choice.
-std::vector<std::string> CacheManager::ListNames() const {
-  return directory_.empty() ? std::vector<std::string>()
-                            : TavFile::ReadDirectory(directory_.c_str());
-}
-
-bool CacheManager::IsOld(int64_t modifiedAt) const {
-  return modifiedAt + kRetentionSeconds <= clock_();
+// Files last written to at this time or before it are too old.
+int64_t CacheManager::Expiry() const {
+  return clock_() - kRetentionSeconds;
 }
 
 void CacheManager::ScanFiles(bool persistentInterval) {
-  files_.Clear();
-  oldestTime_ = 0;
   TAV_DEBUG("CM: Loading cache file names from psDir '%s'. persistentInterval: %d",
-            directory_.c_str(), persistentInterval ? 1 : 0);
-  for (const std::string& name : ListNames()) {
-    ScanEntry(name, persistentInterval);
-  }
-  TAV_DEBUG("CM: Load cache. File count = %d. Total size = %d bytes",
-            static_cast<int>(files_.Count()), TotalSize());
+            directory_.Path().c_str(), persistentInterval ? 1 : 0);
+  const CacheDirectory::Scan scan = directory_.ScanFiles(Expiry());
+  oldestTime_ = persistentInterval ? scan.oldestTime : 0;
+  CountErrors(scan.errors);
+  agedFileCount.fetch_add(scan.agedFiles, std::memory_order_relaxed);
+  TAV_DEBUG("CM: Load cache. File count = %d. Total size = %d bytes", static_cast<int>(FileCount()),
+            TotalSize());
 }
 
-void CacheManager::ScanEntry(const std::string& name, bool noteOldest) {
-  const int sequence = CacheSequence(prefix_, name);
-  if (sequence == 0) {
-    return;
-  }
-  const std::string path = PathOf(sequence);
-  Platform::FileStatus status;
-  if (!Platform::QueryFileStatus(path.c_str(), status)) {
-    // Another process may have consumed it since the listing.
-    if (errno != ENOENT) {
-      LogWarning("*CM: stat of file '%s' failed", path.c_str());
-      CountCacheError();
+bool CacheManager::Append(RecordList& records) {
+  {
+    const OversizedRecords oversized(records);
+    CountErrors(oversized.Count());
+    while (!records.Empty() && !disabled_ && AppendToOneFile(records)) {
     }
-    return;
   }
-  if (IsOld(status.modifiedAt)) {
-    TAV_DEBUG("CM: File '%s' is old. Deleting it...", path.c_str());
-    if (!TavFile::Delete(path.c_str())) {
-      LogWarning("*CM: Failed to delete old cache file '%s'", path.c_str());
-      CountCacheError();
+  return records.Empty();
+}
+
+// False if the append must end here.
+bool CacheManager::AppendToOneFile(RecordList& records) {
+  directory_.Refresh(Expiry());
+  CacheFileWriter writer(directory_, maxFileSize_);
+  const CacheFileWriter::Opening opening = writer.Open();
+  if (opening != CacheFileWriter::Opening::Opened) {
+    disabled_ = opening == CacheFileWriter::Opening::Never;
+    CountErrors();
+    return false;
+  }
+  if (!writer.Write(records)) {
+    directory_.Refresh(Expiry());
+    CountErrors();
+    return false;
+  }
+  if (writer.Sequence() >= kMaxCacheSequence) {
+    LogWarning("CM: The last cache file number is in use");
+    CountErrors();
+    return false;
+  }
+  EnforceLimit();
+  return true;
+}
+
+// Never deletes the newest file, which holds the records just stored. Refreshes the list first: a
+// sequence number in it may now belong to a newer file than the one that was consumed.
+void CacheManager::EnforceLimit() {
+  const auto limit = static_cast<int>(
+      std::min<uint64_t>(uint64_t{maxFileSize_} * maxFiles_, std::numeric_limits<int32_t>::max()));
+  if (directory_.TotalSize() >= limit) {
+    directory_.Refresh(Expiry());
+  }
+  while (FileCount() > 1 && directory_.TotalSize() >= limit && !disabled_) {
+    LogWarning("CM: Cache is full (%d, %d)", TotalSize(), limit);
+    const int oldest = GetFileSequence(0);
+    if (!DeleteFile(oldest)) {
+      // Another manager has it open and will consume it; otherwise the next refresh finds it again.
+      directory_.Forget(oldest);
+    }
+  }
+}
+
+void CacheManager::Load(RecordList& records) {
+  directory_.Refresh(Expiry());
+  const std::vector<CacheFile> files = directory_.Files();  // loading changes the list
+  for (const CacheFile& file : files) {
+    LoadFile(file.sequence, records);
+  }
+}
+
+void CacheManager::LoadOldest(RecordList& records) {
+  directory_.Refresh(Expiry());
+  const std::vector<CacheFile> files = directory_.Files();
+  for (const CacheFile& file : files) {
+    if (LoadFile(file.sequence, records)) {
       return;
     }
-    CountAgedCacheFile();
-    return;
   }
-  if (noteOldest && (oldestTime_ == 0 || status.modifiedAt < oldestTime_)) {
-    oldestTime_ = status.modifiedAt;
-  }
-  TAV_DEBUG("CM: Adding cache file seq: %d", sequence);
-  files_.Put({sequence, status.size, CacheFile::kUnknown});
 }
 
-// Brings the list up to what other processes have done since. Files that grow old while the process
-// runs stay in it; old ones that the scan could not delete do not come back.
-void CacheManager::Refresh() {
-  CacheFileList found;
-  for (const std::string& name : ListNames()) {
-    const int sequence = CacheSequence(prefix_, name);
-    Platform::FileStatus status;
-    if (sequence == 0 || !Platform::QueryFileStatus(PathOf(sequence).c_str(), status)) {
-      continue;
+// True if the file had a record.
+bool CacheManager::LoadFile(int sequence, RecordList& records) {
+  const std::string path = directory_.PathOf(sequence);
+  TAV_DEBUG("CM: Opening cache file for read '%s'", path.c_str());
+  TavFile file;
+  if (!file.OpenAtomic(path.c_str())) {
+    if (file.Missing()) {
+      TAV_DEBUG("CM: Cache file '%s' was consumed elsewhere", path.c_str());
+      directory_.Forget(sequence);
+      return false;
     }
-    const CacheFile* const known = files_.Find(sequence);
-    if (known != nullptr) {
-      found.Put({sequence, status.size, known->wholeSize});
-    } else if (!IsOld(status.modifiedAt)) {
-      TAV_DEBUG("CM: Adding cache file seq: %d", sequence);
-      found.Put({sequence, status.size, CacheFile::kUnknown});
-    }
+    disabled_ = disabled_ || file.LastingFailure();
+    LogWarning("CM: Could not open cache file '%s' to load. Cache disabled: %d", path.c_str(),
+               disabled_ ? 1 : 0);
+    CountErrors();
+    return false;
   }
-  files_ = std::move(found);
+  const CacheFileContents contents = ConsumeCacheFile(file, path, records);
+  CountErrors(contents.errors);
+  directory_.Forget(sequence);
+  return contents.readBytes > 0;
 }
 
 void CacheManager::SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
@@ -147,51 +156,42 @@ void CacheManager::SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
   maxFileSize_ = maxFileSize;
 }
 
-int CacheManager::GetFileSequence(size_t index) const {
-  return index < files_.Count() ? files_.At(index).sequence : 0;
+void CacheManager::DeleteAll() {
+  TAV_DEBUG("CM: Deleting all cache files");
+  for (const int sequence : directory_.ListSequences()) {
+    DeleteFile(sequence);
+  }
+  directory_.Refresh(Expiry());
 }
 
-int CacheManager::TotalSize() const {
-  return static_cast<int>(
-      std::min<int64_t>(files_.TotalSize(), std::numeric_limits<int32_t>::max()));
+int CacheManager::GetFileSequence(size_t index) const {
+  return index < FileCount() ? directory_.Files()[index].sequence : 0;
 }
 
 bool CacheManager::DeleteFile(int sequence) {
-  const std::string path = PathOf(sequence);
+  const std::string path = directory_.PathOf(sequence);
   TAV_DEBUG("CM: Deleting cache file %s", path.c_str());
-  switch (RemoveFile(path)) {
-    case Removal::Removed:
-      files_.Remove(sequence);
+  switch (directory_.Delete(sequence)) {
+    case CacheDirectory::Deletion::Deleted:
       return true;
-    case Removal::InUse:
+    case CacheDirectory::Deletion::InUse:
       TAV_DEBUG("CM: Cache file %s is in use and stays", path.c_str());
       return false;
-    case Removal::Impossible:
+    case CacheDirectory::Deletion::Failed:
       break;
   }
   disabled_ = true;
   LogWarning("*CM: Cannot delete cache file %s. Cache disabled now.", path.c_str());
-  CountCacheError();
+  CountErrors();
   return false;
 }
 
-void CacheManager::DeleteAll() {
-  TAV_DEBUG("CM: Deleting all cache files");
-  for (const std::string& name : ListNames()) {
-    const int sequence = CacheSequence(prefix_, name);
-    if (sequence != 0) {
-      DeleteFile(sequence);
-    }
-  }
-  Refresh();
-}
-
 uint32_t CacheManager::ErrorCount() {
-  return CacheErrorCount();
+  return errorCount.load(std::memory_order_relaxed);
 }
 
 uint32_t CacheManager::AgedFileCount() {
-  return AgedCacheFileCount();
+  return agedFileCount.load(std::memory_order_relaxed);
 }
 
 }  // namespace Tav

@@ -1,8 +1,9 @@
 // The cache: records that could not be sent yet, in numbered files of the storage directory, where
 // they survive the process. docs/cache-format.md describes the files.
 //
-// Several managers, in one process or several, may work on the files of one product at once. None
-// waits for another: what another one has in use is passed by, what it has consumed is not missed.
+// Several managers, in one process or several, may use the files of one product at once. None waits
+// for another: a file that another one has open is skipped, a file that another one has consumed is
+// forgotten.
 //
 // A manager is used by one thread at a time and blocks as the disk does. Failures are logged and
 // counted. Functions that are not const throw std::bad_alloc.
@@ -11,15 +12,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include "cache/cache_file_list.h"
+#include "cache/cache_directory.h"
 #include "model/built_record.h"
 
 namespace Tav {
-
-class TavFile;
 
 class CacheManager {
  public:
@@ -29,82 +26,63 @@ class CacheManager {
   // Seconds since 1970.
   using Clock = int64_t (*)();
 
-  // `storageDirectory` is UTF-8; when there is no such directory the cache is disabled. `product`
-  // and `version` decide whose files these are.
-  CacheManager(std::string storageDirectory,
-               std::string_view product,
-               std::string_view version,
-               uint32_t maxFiles = kDefaultMaxFiles,
-               uint32_t maxFileSize = kDefaultMaxFileSize,
-               Clock clock = SystemClock);
+  // Uses the files in `storageDirectory` (UTF-8) whose names begin with `prefix`, see CachePrefix.
+  // Without that directory the cache is disabled.
+  CacheManager(std::string storageDirectory, std::string prefix, Clock clock = SystemClock);
   CacheManager(const CacheManager&) = delete;
   CacheManager& operator=(const CacheManager&) = delete;
 
   virtual ~CacheManager() = default;
-  // Finds this product's files and deletes those that nobody has written to for 30 days.
-  // `persistentInterval`: note the time of the oldest one.
+  // Finds the files and deletes those that nobody has written to for 30 days. `persistentInterval`:
+  // note the time of the oldest one.
   virtual void ScanFiles(bool persistentInterval);
-  // Takes each record off the list once it is stored whole. What stays in the list is not stored:
-  // the caller still has it. True when nothing is left.
+  // Removes each record from the list once it is stored whole; the others stay in the list. True
+  // when the list is empty.
   virtual bool Append(RecordList& records);
-  // Moves all cached records to the end of the list, oldest first. Their files are gone afterwards;
-  // a file in use elsewhere stays.
+  // Moves all cached records to the end of the list, oldest first, and deletes their files. A file
+  // that another manager has open is skipped.
   virtual void Load(RecordList& records);
   virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize);
-  // Deletes this product's files of any age. A file in use elsewhere stays.
+  // Deletes the files, whatever their age. A file that another manager has open stays.
   virtual void DeleteAll();
-  // 0 when the list of files has no such place.
+  // 0 when the list of files has no such index.
   virtual int GetFileSequence(size_t index) const;
 
-  // As Load, but goes no further than the first file that has a record: for a caller that would not
-  // have the whole cache in memory at once, where a crash loses it.
+  // As Load, but stops after the first file that has a record, so that a crash does not lose the
+  // whole cache from memory.
   void LoadOldest(RecordList& records);
-  // False when the file could not be deleted. That disables the cache, unless the file is only in
-  // use elsewhere.
+  // False when the file could not be deleted. Unless the file is only in use, that disables the
+  // cache.
   bool DeleteFile(int sequence);
 
-  // No appends any more: a file could not be opened or deleted, and never will be. What is cached
-  // can still be loaded.
+  // A file could not be opened or deleted, for good. Appends nothing any more, but still loads.
   bool Disabled() const { return disabled_; }
-  const std::string& Prefix() const { return prefix_; }
-  size_t FileCount() const { return files_.Count(); }
-  // The sizes of all known files together in bytes, at most INT32_MAX.
-  int TotalSize() const;
-  // Of the files that the last scan kept; 0 when there were none or it did not note it.
+  const std::string& Prefix() const { return directory_.Prefix(); }
+  size_t FileCount() const { return directory_.Files().size(); }
+  // Of all known files, in bytes, at most INT32_MAX.
+  int TotalSize() const { return ToInt(directory_.TotalSize()); }
+  // When the oldest file that the last scan kept was last written to; 0 for none, or if that scan
+  // did not note it.
   int64_t OldestTime() const { return oldestTime_; }
 
-  // Of the process, since it began.
+  // Errors, and files deleted because of their age, since the process started. Any thread.
   static uint32_t ErrorCount();
   static uint32_t AgedFileCount();
 
  private:
-  enum class Opening { Opened, InUse, Impossible };
-
   static int64_t SystemClock();
 
-  std::string PathOf(int sequence) const;
-  std::vector<std::string> ListNames() const;
-  bool IsOld(int64_t modifiedAt) const;
-  void ScanEntry(const std::string& name, bool noteOldest);
-  void Refresh();
-
-  bool OpenForAppend(TavFile& file, CacheFile& target);
-  Opening TryToOpen(TavFile& file, const std::string& path, CacheFile& target);
+  int64_t Expiry() const;
   bool AppendToOneFile(RecordList& records);
-  bool WriteChunks(TavFile& file, CacheFile& target, RecordList& records);
-  void EnforceBound();
-
-  std::vector<int> Sequences() const;
+  void EnforceLimit();
   bool LoadFile(int sequence, RecordList& records);
 
-  const std::string directory_;
-  const std::string prefix_;
+  CacheDirectory directory_;
   const Clock clock_;
-  uint32_t maxFiles_;
-  uint32_t maxFileSize_;
+  uint32_t maxFiles_ = kDefaultMaxFiles;
+  uint32_t maxFileSize_ = kDefaultMaxFileSize;
   bool disabled_ = false;
   int64_t oldestTime_ = 0;
-  CacheFileList files_;
 };
 
 }  // namespace Tav

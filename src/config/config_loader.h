@@ -4,20 +4,23 @@
 #include <memory>
 #include <string>
 
+#include "model/deployment.h"
+#include "model/product_identity.h"
 #include "util/thread.h"
 
 namespace Tav {
 
-// Run starts the thread, which touches nothing but this object, so that an owner that has waited
-// long enough may let go of it; the thread then ends within the limits of its data sender.
+// Run starts the thread, which uses nothing but this object. An owner whose wait has timed out may
+// release its reference while the thread runs; the thread ends within the time limits of its data
+// sender.
 class ConfigLoader final : public Thread {
  public:
   explicit ConfigLoader(std::string url);
 
   const std::string& Url() const { return url_; }
 
-  // The server's answer, whatever its status; empty when there was none. Only after Ended() has
-  // said yes. The messages of the data sender tell why an answer is missing.
+  // The body of the server's answer, whatever its status; empty when there was none, which the data
+  // sender has logged. Only after Ended() has returned true.
   const std::string& Answer() const { return answer_; }
 
  protected:
@@ -35,14 +38,11 @@ struct ReleaseConfigLoader {
 };
 using ConfigLoaderPtr = std::unique_ptr<ConfigLoader, ReleaseConfigLoader>;
 
-// A loader that asks for the settings of one product, not yet started. The server is the one that
-// the host has set, the one that TAV_CONFIGURATOR names, or a built-in one. Throws std::bad_alloc.
-ConfigLoaderPtr CreateConfigLoader(const std::string& productName,
-                                   const std::string& productVersion,
-                                   const std::string& platform);
-
-// The configuration server of the host's choice, for the whole process and for loaders created from
-// now on; an empty text takes it back. Any thread.
-void SetHostConfigUrl(std::string url);
+// A loader for the settings of one product, not yet started. The server is `hostUrl` when that is
+// not empty, else the one in TAV_CONFIGURATOR, else the built-in one of the deployment. Throws
+// std::bad_alloc.
+ConfigLoaderPtr CreateConfigLoader(const ProductIdentity& product,
+                                   const std::string& hostUrl,
+                                   const Deployment& deployment);
 
 }  // namespace Tav

@@ -1,15 +1,14 @@
 #include "config/server_urls.h"
 
-#include <atomic>
 #include <optional>
+#include <utility>
 
 #include "platform/process.h"
 #include "util/logger.h"
 
-// Host names are deployment values: whoever builds the library for real servers sets them through
-// the CMake cache variables of the same names ("host" or "host:port"). The defaults lie under a
-// top-level domain that is reserved never to resolve, so that a build nobody configured reports to
-// nobody.
+// The host names are set by the CMake cache variables of the same names ("host" or "host:port").
+// The defaults are in a top-level domain that is reserved and never resolves: a build without these
+// variables sends nothing.
 #ifndef TAV_CONFIGURATION_HOST_EXTERNAL
 #define TAV_CONFIGURATION_HOST_EXTERNAL "config.tav.invalid"
 #endif
@@ -43,62 +42,34 @@ const BuiltInUrls kGatewayUrls = {
     .development = "https://" TAV_GATEWAY_HOST_DEVELOPMENT "/tavgateway/",
 };
 
-namespace {
-
-std::atomic<bool> useDevelopmentUrls{false};
-std::atomic<bool> useInternalUrls{false};
-std::atomic<UrlSource> lastUrlSource{UrlSource::None};
-
-}  // namespace
-
-void SetUseDevelopmentUrls(bool use) {
-  useDevelopmentUrls.store(use, std::memory_order_relaxed);
-}
-
-void SetUseInternalUrls(bool use) {
-  useInternalUrls.store(use, std::memory_order_relaxed);
-}
-
-UrlSource LastUrlSource() {
-  return lastUrlSource.load(std::memory_order_relaxed);
-}
-
-std::string ChooseUrl(const std::string& hostUrl,
-                      const char* environmentVariable,
-                      const std::string& serverValue,
-                      const char* externalUrl,
-                      const char* internalUrl,
-                      const char* developmentUrl) {
-  const auto chosen = [](UrlSource source) {
-    lastUrlSource.store(source, std::memory_order_relaxed);
-  };
+ChosenUrl ChooseUrl(const std::string& hostUrl,
+                    const char* environmentVariable,
+                    const std::string& serverValue,
+                    const BuiltInUrls& builtIn,
+                    const Deployment& deployment) {
   if (!hostUrl.empty()) {
-    chosen(UrlSource::Host);
-    return hostUrl;
+    return {hostUrl, UrlSource::Host};
   }
   std::optional<std::string> fromEnvironment = Platform::Environment(environmentVariable);
   if (fromEnvironment && !fromEnvironment->empty()) {
-    chosen(UrlSource::Environment);
-    return *std::move(fromEnvironment);
+    return {*std::move(fromEnvironment), UrlSource::Environment};
   }
   if (!serverValue.empty()) {
-    chosen(UrlSource::Server);
     TAV_NOTE("Using config URL %s", serverValue.c_str());
-    return serverValue;
+    return {serverValue, UrlSource::Server};
   }
-  if (useDevelopmentUrls.load(std::memory_order_relaxed)) {
-    chosen(UrlSource::Development);
-    TAV_NOTE("Using development URL %s", developmentUrl);
-    return developmentUrl;
+  switch (deployment.Servers()) {
+    case Stage::Development:
+      TAV_NOTE("Using development URL %s", builtIn.development);
+      return {builtIn.development, UrlSource::Development};
+    case Stage::Internal:
+      TAV_NOTE("Using internal URL %s", builtIn.internal);
+      return {builtIn.internal, UrlSource::Internal};
+    case Stage::Production:
+      break;
   }
-  if (useInternalUrls.load(std::memory_order_relaxed)) {
-    chosen(UrlSource::Internal);
-    TAV_NOTE("Using internal URL %s", internalUrl);
-    return internalUrl;
-  }
-  chosen(UrlSource::External);
-  TAV_NOTE("Using external URL %s", externalUrl);
-  return externalUrl;
+  TAV_NOTE("Using external URL %s", builtIn.external);
+  return {builtIn.external, UrlSource::External};
 }
 
 }  // namespace Tav

@@ -1,13 +1,12 @@
-// Where the two servers are: the gateway that takes the records, and the configuration server. The
-// host, the environment and the settings may each name a URL; the built-in ones are what is left.
-//
-// Any thread may call these. The flags and the source are words of the process, not of one
-// initialisation: nothing here resets them, but TavInitialize sets the development flag anew and
-// TavTerminate clears the internal one.
+// Chooses the URL of a server: the gateway, which receives the records, or the configuration
+// server. The application, the environment and the settings may each name one; otherwise a built-in
+// URL is taken.
 #pragma once
 
 #include <cstdint>
 #include <string>
+
+#include "model/deployment.h"
 
 namespace Tav {
 
@@ -26,7 +25,6 @@ inline constexpr char kConfigurationUrlVariable[] = "TAV_CONFIGURATOR";
 inline constexpr char kGatewayUrlVariable[] = "TAV_GATEWAY";
 
 enum class UrlSource : uint32_t {
-  None = 0,  // nothing chosen yet
   Host = 1,
   Environment = 2,
   Server = 3,
@@ -35,20 +33,17 @@ enum class UrlSource : uint32_t {
   External = 6,
 };
 
-// Ask for the built-in development or internal URLs; development wins over internal.
-void SetUseDevelopmentUrls(bool use);
-void SetUseInternalUrls(bool use);
-
-// The source of the URL that was chosen last.
-UrlSource LastUrlSource();
+struct ChosenUrl {
+  std::string url;
+  UrlSource source;
+};
 
 // The first of these that is not empty: `hostUrl`, the environment variable, `serverValue` (from
-// the settings), the built-in URL that the flags select.
-std::string ChooseUrl(const std::string& hostUrl,
-                      const char* environmentVariable,
-                      const std::string& serverValue,
-                      const char* externalUrl,
-                      const char* internalUrl,
-                      const char* developmentUrl);
+// the settings), the built-in URL of the deployment. Any thread.
+ChosenUrl ChooseUrl(const std::string& hostUrl,
+                    const char* environmentVariable,
+                    const std::string& serverValue,
+                    const BuiltInUrls& builtIn,
+                    const Deployment& deployment);
 
 }  // namespace Tav

@@ -1,22 +1,24 @@
-// What the host set before initialisation: one record, moved whole into the session manager.
+// What the host sets before initialisation.
 #pragma once
 
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "model/deployment.h"
 #include "model/env_value.h"
 #include "model/event_size.h"
 #include "util/json.h"
 
 namespace Tav {
 
-// A tuning value that the host did not set; the session manager then takes the server's setting or
-// its own default.
+// A tuning value that the host has not set: the server's setting or a default applies.
 inline constexpr int kNotSet = -1;
 
-// A product value waiting for initialisation: a single value, or the members of a map or list.
+// A product value that was set before initialisation: a single value, or the members of a map or
+// list.
 struct PendingProductValue {
   EnvValue value;
   bool isMap = false;  // for a payload: a map, else a list
@@ -27,7 +29,8 @@ using PendingProductValues = std::map<std::string, PendingProductValue, std::les
 // Category name -> tags, in the order in which they were added.
 using TagMap = std::map<std::string, std::vector<std::string>, std::less<>>;
 
-struct LibraryConfig {
+// Values that a run gets as a copy.
+struct Options {
   std::string productName;
   std::string productVersion;
   std::string customerId;
@@ -37,9 +40,6 @@ struct LibraryConfig {
   bool optOut = false;
   std::string auxiliaryString;
   std::string cacheDirectory;
-  std::unique_ptr<PendingProductValues> productValues;
-  std::unique_ptr<EnvMap> sessionEnvironment;
-  std::unique_ptr<TagMap> tags;
   bool noImpliedRecords = false;  // the state flag: no session begin, end, place and idle markers
   int cacheSize = kNotSet;        // cache files of about a megabyte each
   int maxCacheBytes = kNotSet;    // bytes per cache file
@@ -52,9 +52,20 @@ struct LibraryConfig {
   int sendInterval = 300;       // seconds
   int sendThreshold = kNotSet;  // bytes
   int savedListLength = 10;     // recent places and commands kept for error events
+  Deployment deployment;        // as it is at initialisation
+  std::string hostConfigUrl;    // the configuration server; empty: not set
+};
 
-  // What a session manager gets: a copy, to which the three owned collections move.
-  LibraryConfig TakeForManager();
+struct LibraryConfig : Options {
+  std::unique_ptr<PendingProductValues> productValues;
+  std::unique_ptr<EnvMap> sessionEnvironment;
+  std::unique_ptr<TagMap> tags;
+
+  // What a session manager gets: a copy of the options, and the three collections themselves.
+  LibraryConfig TakeForManager() {
+    const Options& options = *this;
+    return {options, std::move(productValues), std::move(sessionEnvironment), std::move(tags)};
+  }
 };
 
 }  // namespace Tav

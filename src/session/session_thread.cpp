@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "cache/cache_file_name.h"
 #include "config/server_urls.h"
 #include "util/logger.h"
 #include "util/storage_directory.h"
@@ -101,8 +102,7 @@ void SessionThread::CheckAppStatus() {
     return;
   }
   TAV_DEBUG("SM: Config stamp update. Starting loader");
-  const ProductInfo& product = app_.Product();
-  loader_ = CreateConfigLoader(product.GetName(), product.GetVersion(), product.GetPlatform());
+  loader_ = CreateConfigLoader(app_.Identity(), config_.hostConfigUrl, config_.deployment);
   if (!loader_->Run()) {
     loader_.reset();
   }
@@ -119,8 +119,9 @@ void SessionThread::ApplySettings() {
   queue_.SetBatchDelay(std::clamp(limits_.schedule.pauseInterval, 0, 1) * kMaxBatchDelay);
 
   const bool hasSender = delivery_.Sender().UseGateway(
-      ChooseUrl({}, kGatewayUrlVariable, settings.GetString("gateway", ""), kGatewayUrls.external,
-                kGatewayUrls.internal, kGatewayUrls.development));
+      ChooseUrl({}, kGatewayUrlVariable, settings.GetString("gateway", ""), kGatewayUrls,
+                config_.deployment)
+          .url);
   if (settings.GetNumber("disabled", 0) != 0) {
     intake_.Disable();
     TAV_DEBUG("SM: Analytics disabled due to settings");
@@ -160,12 +161,12 @@ void SessionThread::LogBanner() {
 
 // A count of cache files that overflowed to a negative number means: as many as there can be.
 void SessionThread::OpenCache() {
-  delivery_.Store().OpenCache(
-      std::make_unique<CacheManager>(GetStorageDirectory(), config_.productName,
-                                     config_.productVersion,
-                                     static_cast<uint32_t>(limits_.maxCacheFiles),
-                                     static_cast<uint32_t>(limits_.maxCacheBytes)),
-      config_.persistentInterval);
+  auto cache = std::make_unique<CacheManager>(
+      GetStorageDirectory(),
+      CachePrefix(config_.productName, config_.productVersion, config_.deployment));
+  cache->SetLimits(static_cast<uint32_t>(limits_.maxCacheFiles),
+                   static_cast<uint32_t>(limits_.maxCacheBytes));
+  delivery_.Store().OpenCache(std::move(cache), config_.persistentInterval);
   app_.ClearOldOptOut();
 }
 

@@ -6,7 +6,6 @@
 
 #include "api/entry_guard.h"
 #include "api/entry_points.h"
-#include "cache/cache_file_name.h"
 #include "cache/cache_manager.h"
 #include "machine/client_info.h"
 #include "machine/endpoint.h"
@@ -20,15 +19,6 @@ using namespace Tav;
 namespace {
 
 constexpr int32_t kProductAdded = 2;
-
-// While it exists, cache managers are made with this prefix.
-class PrefixScope {
- public:
-  explicit PrefixScope(std::string_view prefix) { SetCachePrefixOverride(prefix); }
-  ~PrefixScope() { SetCachePrefixOverride({}); }
-  PrefixScope(const PrefixScope&) = delete;
-  PrefixScope& operator=(const PrefixScope&) = delete;
-};
 
 // A number as JSON writes it, whatever the locale.
 std::string TextOf(const EnvValue& value) {
@@ -141,8 +131,7 @@ int32_t Backdoor::CreateCacheManager(const char* prefix) noexcept {
     if (*OrEmpty(prefix) == '\0') {
       return kFailed;
     }
-    const PrefixScope scope(prefix);
-    cacheManager_ = std::make_unique<CacheManager>(GetStorageDirectory(), "", "");
+    cacheManager_ = std::make_unique<CacheManager>(GetStorageDirectory(), prefix);
     return YesOrNo(!cacheManager_->Disabled());
   });
 }

@@ -8,7 +8,6 @@
 
 #include "api/entry_guard.h"
 #include "api/library.h"
-#include "config/config_loader.h"
 #include "config/config_manager.h"
 #include "config/server_urls.h"
 #include "config/settings.h"
@@ -101,7 +100,7 @@ void Backdoor::SetTestFlag(int32_t flag) noexcept {
 }
 
 void Backdoor::SetConfigOverride(const char* url) noexcept {
-  Boundary([&] { SetHostConfigUrl(OrEmpty(url)); });
+  Boundary([&] { GetLibrary().config.hostConfigUrl = OrEmpty(url); });
 }
 
 const char* Backdoor::FetchSettings(const char* url, const char* name) noexcept {
@@ -119,13 +118,14 @@ const char* Backdoor::ComposeConfigUrl(const char* hostUrl,
                                        const char* internalUrl,
                                        const char* developmentUrl) noexcept {
   return Boundary<const char*>(nullptr, [&] {
-    std::string url =
-        ChooseUrl(OrEmpty(hostUrl), OrEmpty(environmentVariable), OrEmpty(serverValue),
-                  OrEmpty(externalUrl), OrEmpty(internalUrl), OrEmpty(developmentUrl));
+    const BuiltInUrls builtIn = {OrEmpty(externalUrl), OrEmpty(internalUrl),
+                                 OrEmpty(developmentUrl)};
+    ChosenUrl chosen = ChooseUrl(OrEmpty(hostUrl), OrEmpty(environmentVariable),
+                                 OrEmpty(serverValue), builtIn, GetLibrary().deployment);
     if (configurationUrl == nullptr) {
       configurationUrl = std::make_unique<std::string>().release();
     }
-    *configurationUrl = std::move(url);
+    *configurationUrl = std::move(chosen.url);
     return configurationUrl->c_str();
   });
 }

@@ -1,6 +1,4 @@
 #include "api/library.h"
-#include "cache/cache_file_name.h"
-#include "config/server_urls.h"
 #include "support/records.h"
 #include "support/table_fixture.h"
 
@@ -124,33 +122,34 @@ TEST_F(TuningTest, TheCacheDirectoryMustExist) {
 }
 
 TEST_F(TuningTest, FlagsChooseServersAndMarkers) {
-  const auto chosen = [] {
-    return ChooseUrl({}, "TAV_NO_SUCH_VARIABLE", {}, "external", "internal", "development");
-  };
-  EXPECT_EQ(chosen(), "external");
+  const Deployment& deployment = GetLibrary().deployment;
+  EXPECT_EQ(deployment.Servers(), Stage::Production);
   tav.SetStateFlags(1, 1);
-  EXPECT_EQ(chosen(), "internal");
+  EXPECT_EQ(deployment.Servers(), Stage::Internal);
+  EXPECT_EQ(deployment.CacheFiles(), Stage::Internal);
   tav.SetDebugFlags(1);
-  EXPECT_EQ(chosen(), "development");
-  EXPECT_TRUE(CachePrefix("", "").starts_with("TavDCache_"));
-  // A start sets the development flag anew, from the request for a debug log.
+  EXPECT_EQ(deployment.Servers(), Stage::Development);
+  EXPECT_EQ(deployment.CacheFiles(), Stage::Development);
+  // A start sets the development servers anew, from the request for a debug log.
   Start();
-  EXPECT_EQ(chosen(), "internal");
+  EXPECT_EQ(deployment.Servers(), Stage::Internal);
   tav.LogPlace("Place");
   tav.LogEvent(tav.NewEvent("Event"));
   Stop();
   EXPECT_EQ(Events().size(), 1u);  // no session begin and end, no place
-  EXPECT_EQ(chosen(), "external");
-  EXPECT_TRUE(CachePrefix("", "").starts_with("TavCache_"));
+  EXPECT_NE(LineWith("CM: prefix = 'TavDCache_"), "");
+  EXPECT_EQ(deployment.Servers(), Stage::Production);
+  EXPECT_EQ(deployment.CacheFiles(), Stage::Production);
 
   tav.EnableDebugLog();
   tav.SetStateFlags(0, 0);
-  EXPECT_EQ(chosen(), "development");
+  EXPECT_EQ(deployment.Servers(), Stage::Development);
+  EXPECT_EQ(deployment.CacheFiles(), Stage::Production);
   Start();
   tav.LogPlace("Place");
   Stop();
   EXPECT_EQ(EventsNamed("Place").size(), 1u);
-  EXPECT_EQ(chosen(), "development");
+  EXPECT_EQ(deployment.Servers(), Stage::Development);
 }
 
 TEST_F(TuningTest, TheSessionEnvironmentIsAttachedToEvents) {

@@ -23,7 +23,8 @@ constexpr int64_t kSecondsPerDay = 86400;
 class DurableSessionTest : public Testing::SessionManagerTest {
  protected:
   std::filesystem::path CachePath(int sequence) const {
-    return folder_.Path(CacheFileName(CachePrefix("Product", "1.0"), sequence).c_str());
+    return folder_.Path(
+        CacheFileName(CachePrefix("Product", "1.0", Deployment()), sequence).c_str());
   }
   bool Cached(int sequence) const { return std::filesystem::exists(CachePath(sequence)); }
   // Puts directories in the place of the files that the cache would write to: it tries 64 in a row.

@@ -4,7 +4,6 @@
 #include <mutex>
 
 #include "api/library.h"
-#include "config/server_urls.h"
 #include "platform/set_environment.h"
 #include "support/records.h"
 #include "transport/test_data_sender.h"
@@ -45,7 +44,7 @@ TableTest::~TableTest() {
   tav.SetLineSink(nullptr);
   // What a process cannot take back, but the next test in it must not see.
   GetLibrary().debugLogRequested = false;
-  SetUseDevelopmentUrls(false);
+  GetLibrary().deployment = Deployment();
   SetEnvironment("TAV_GATEWAY", nullptr);
   SetEnvironment("TAV_CONFIGURATOR", nullptr);
   SetEnvironment("TAV_LOG_LEVEL", nullptr);

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "cache/cache_file_name.h"
 #include "cache/cache_manager.h"
 #include "model/built_record.h"
 #include "streams/gzip_stream.h"
@@ -64,7 +65,7 @@ class TavcatTest : public testing::Test {
       record->bytes.assign(bytes.begin(), bytes.end());
       records.Append(std::move(record));
     }
-    CacheManager manager(Folder(), product, "1.0");
+    CacheManager manager(Folder(), CachePrefix(product, "1.0", Deployment()));
     manager.ScanFiles(false);
     EXPECT_TRUE(manager.Append(records));
   }

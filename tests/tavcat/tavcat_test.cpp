@@ -138,7 +138,8 @@ TEST_F(TavcatTest, FilesInUseAreNoDamageAndStayInUse) {
   Save(storage);
   ASSERT_TRUE(storage.Open(true));
   TavFile taken;
-  const std::string path = JoinStoragePath(CacheFileName(CachePrefix("Writer", "1.0"), 1));
+  const std::string path =
+      JoinStoragePath(CacheFileName(CachePrefix("Writer", "1.0", Deployment()), 1));
   ASSERT_TRUE(taken.OpenAtomic(path.c_str()));
 
   EXPECT_EQ(Run(), 0) << output;

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "api/library.h"
-#include "config/config_loader.h"
 #include "support/table_fixture.h"
 
 namespace Tav::Testing {
@@ -288,10 +287,13 @@ TEST_F(BackdoorTest, WhatATestSenderSendsReachesTheHook) {
 }
 
 TEST_F(BackdoorTest, TheConfigurationServerCanBeOverriddenUntilTermination) {
-  Do(kSetConfigOverride, "null://override");
-  EXPECT_EQ(CreateConfigLoader("P", "1", "x")->Url(), "null://override?N=P&V=1&P=x");
+  folder_.Put("answer", R"({"flush_time": 30})");
+  const std::string url = "file://" + StorageFolder::Utf8(folder_.Path("answer"));
+  Do(kSetConfigOverride, url.c_str());
+  Start();
   Stop();
-  EXPECT_EQ(CreateConfigLoader("P", "1", "x")->Url(), "null://?N=P&V=1&P=x");
+  ExpectLogged("SM: Updating PS with new settings");
+  EXPECT_EQ(GetLibrary().config.hostConfigUrl, "");
 }
 
 TEST_F(BackdoorTest, SettingsComeFromWhereTheSchemeSays) {

@@ -1,5 +1,5 @@
-// Several processes with one cache, processes that are killed, a disk that is full, and a file that
-// cannot be opened.
+// Several processes with one cache, killed processes, a full disk, and a file that cannot be
+// opened.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -7,118 +7,106 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
+#include <string_view>
 
 #include "cache/cache_fixture.h"
 
 namespace Tav {
 namespace {
 
-using Testing::CacheTest;
+using Testing::CacheFixture;
 using Testing::CapturedLog;
 using Testing::Chunk;
+using Testing::LoadFrom;
 using Testing::RecordsOf;
 using Testing::Texts;
 using Testing::TextsOf;
 
-// Runs `body` in a child, which writes lines to the pipe whose end is `output`.
-class Child {
- public:
-  explicit Child(const std::function<void(int pipe)>& body) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    id_ = fork();
-    if (id_ == 0) {
-      close(ends[0]);
-      body(ends[1]);
-      _exit(0);
-    }
-    close(ends[1]);
-    output_ = fdopen(ends[0], "r");
-  }
-  ~Child() {
-    if (!waited_) {
-      Wait();
-    }
-    fclose(output_);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
+class CacheProcessesTest : public CacheFixture {};
 
-  // The next line without its end; empty when there is none.
-  std::string Line() {
-    char line[256] = {};
-    if (fgets(line, sizeof line, output_) == nullptr) {
-      return {};
-    }
-    std::string text = line;
-    if (!text.ends_with('\n')) {
-      return {};
-    }
-    text.pop_back();
-    return text;
-  }
-  void Kill() const { kill(id_, SIGKILL); }
-  int Wait() {
-    int status = 0;
-    waitpid(id_, &status, 0);
-    waited_ = true;
-    return status;
-  }
-
- private:
-  pid_t id_ = -1;
-  FILE* output_ = nullptr;
-  bool waited_ = false;
+struct Child {
+  pid_t id = -1;
+  FILE* output = nullptr;
 };
 
-void Say(int pipe, const std::string& line) {
+// Starts a child process that runs `body`, which writes lines to the pipe.
+Child StartChild(const std::function<void(int pipe)>& body) {
+  int ends[2];
+  EXPECT_EQ(pipe(ends), 0);
+  const pid_t id = fork();
+  if (id == 0) {
+    close(ends[0]);
+    body(ends[1]);
+    _exit(0);
+  }
+  close(ends[1]);
+  return {id, fdopen(ends[0], "r")};
+}
+
+int WaitFor(const Child& child) {
+  fclose(child.output);
+  int status = 0;
+  waitpid(child.id, &status, 0);
+  return status;
+}
+
+// The next whole line without its end; empty when there is none.
+std::string ReadLine(const Child& child) {
+  char line[256] = {};
+  const bool read = fgets(line, sizeof line, child.output) != nullptr;
+  const std::string_view text = line;
+  return read && text.ends_with('\n') ? std::string(text.substr(0, text.size() - 1)) : "";
+}
+
+void WriteLine(int pipe, const std::string& line) {
   const std::string text = line + '\n';
   if (write(pipe, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
     _exit(2);
   }
 }
 
-// The part of a record's text that tells which one it is.
+// The text of a record begins with its identifier.
 std::string IdOf(const std::string& text) {
   return text.substr(0, text.find(' '));
 }
 
-TEST_F(CacheTest, FourProcessesLoseAndDoubleNothing) {
+TEST_F(CacheProcessesTest, FourProcessesLoseAndDuplicateNothing) {
   constexpr int kProcesses = 4;
   constexpr int kRecords = 200;
-  std::vector<std::unique_ptr<Child>> children;
+  std::vector<Child> children;
   for (int process = 0; process < kProcesses; ++process) {
-    children.push_back(std::make_unique<Child>([&](int pipe) {
-      CacheManager cache = Manager(5000, 3000);
+    children.push_back(StartChild([&](int pipe) {
+      CacheManager cache = Manager();
+      cache.SetLimits(5000, 3000);
       RecordList waiting;
       for (int i = 0; i < kRecords; ++i) {
         const std::string id = std::to_string(process) + '.' + std::to_string(i);
-        waiting.Append(Testing::RecordOf(id + ' ' + std::string(static_cast<size_t>(i) * 7, 'x')));
+        const std::string body(static_cast<size_t>(i) * 7, 'x');
+        waiting.Append(RecordsOf({id + ' ' + body}).TakeFirst());
         cache.Append(waiting);
         if (i % 10 == process) {
-          RecordList loaded;
-          cache.Load(loaded);
-          for (const std::string& text : TextsOf(loaded)) {
-            Say(pipe, IdOf(text));
+          for (const std::string& text : LoadFrom(cache)) {
+            WriteLine(pipe, IdOf(text));
           }
         }
       }
       for (const std::string& text : TextsOf(waiting)) {
-        Say(pipe, IdOf(text));
+        WriteLine(pipe, IdOf(text));
       }
-      Say(pipe, cache.Disabled() ? "disabled" : "done");
+      WriteLine(pipe, cache.Disabled() ? "disabled" : "done");
     }));
   }
   std::map<std::string, int> seen;
-  for (const auto& child : children) {
-    std::string line = child->Line();
-    for (; !line.empty() && line != "done"; line = child->Line()) {
+  for (const Child& child : children) {
+    std::string line = ReadLine(child);
+    for (; !line.empty() && line != "done"; line = ReadLine(child)) {
       ++seen[line];
     }
     EXPECT_EQ(line, "done");
-    EXPECT_EQ(child->Wait(), 0);
+    EXPECT_EQ(WaitFor(child), 0);
   }
   for (const std::string& text : LoadAll()) {
     ++seen[IdOf(text)];
@@ -129,49 +117,45 @@ TEST_F(CacheTest, FourProcessesLoseAndDoubleNothing) {
   }
 }
 
-TEST_F(CacheTest, AKilledProcessLosesNothingThatItHadStored) {
+TEST_F(CacheProcessesTest, AKilledProcessLosesNothingItHasStored) {
   const std::string body(100000, 'b');
-  std::map<std::string, int> stored;
+  Texts stored;
   for (int round = 0; round < 30; ++round) {
-    Child child([&](int pipe) {
-      CacheManager cache = Manager(5000, 1000000);
+    const Child child = StartChild([&](int pipe) {
+      CacheManager cache = Manager();
+      cache.SetLimits(5000, 1000000);
       for (int i = 0;; ++i) {
         const std::string id = std::to_string(round) + '.' + std::to_string(i);
         RecordList records = RecordsOf({id + ' ' + body});
         if (!cache.Append(records)) {
           _exit(1);
         }
-        Say(pipe, id);
+        WriteLine(pipe, id);
       }
     });
-    std::string id = child.Line();
+    std::string id = ReadLine(child);
     ASSERT_NE(id, "");
-    // Every round ends at another moment of the appends, which take about this long.
+    // Each round kills the process at another point of an append.
     const auto moment = std::chrono::steady_clock::now() + std::chrono::microseconds(round * 41);
     while (std::chrono::steady_clock::now() < moment) {
     }
-    child.Kill();
-    for (; !id.empty(); id = child.Line()) {
-      ++stored[id];
+    kill(child.id, SIGKILL);
+    for (; !id.empty(); id = ReadLine(child)) {
+      stored.push_back(id);
     }
-    child.Wait();
+    WaitFor(child);
   }
-  const Texts names = Names();
-  RecordProperty("TornFiles", static_cast<int>(std::count_if(
-                                  names.begin(), names.end(), [this](const std::string& name) {
-                                    return !Contents(name).ends_with('\x1D');
-                                  })));
   std::map<std::string, int> loaded;
   for (const std::string& text : LoadAll()) {
     ++loaded[IdOf(text)];
   }
-  for (const auto& [id, times] : stored) {
-    EXPECT_EQ(loaded[id], times) << id;
+  for (const std::string& id : stored) {
+    EXPECT_EQ(loaded[id], 1) << id;
   }
 }
 
-TEST_F(CacheTest, AFileThatCannotBeOpenedDisablesAndStays) {
-  ASSERT_EQ(mknod(PathOf(1).c_str(), S_IFSOCK | 0600, 0), 0);
+TEST_F(CacheProcessesTest, AFileThatCannotBeOpenedDisablesTheCacheAndStays) {
+  ASSERT_EQ(mknod(PathText(1).c_str(), S_IFSOCK | 0600, 0), 0);
   const CapturedLog log;
   CacheManager cache = Manager();
   RecordList records = RecordsOf({"good"});
@@ -181,7 +165,7 @@ TEST_F(CacheTest, AFileThatCannotBeOpenedDisablesAndStays) {
   cache.Load(records);
   EXPECT_EQ(TextsOf(records), Texts{"good"});
   EXPECT_TRUE(cache.Disabled());
-  EXPECT_EQ(log.Find("warning: CM:"), "warning: CM: Could not open cache file '" + PathOf(1) +
+  EXPECT_EQ(log.Find("warning: CM:"), "warning: CM: Could not open cache file '" + PathText(1) +
                                           "' to load. Cache disabled: 1");
   EXPECT_FALSE(cache.Append(records));
   EXPECT_EQ(Names(), Texts{Name(1)});
@@ -205,7 +189,7 @@ class FileSizeLimit {
   rlimit before_{};
 };
 
-TEST_F(CacheTest, GivesBackWhatAFullDiskDidNotTake) {
+TEST_F(CacheProcessesTest, AFullDiskLeavesRecordsInTheList) {
   const CapturedLog log;
   const std::string a(3000, 'a');
   const std::string b(3000, 'b');
@@ -218,9 +202,9 @@ TEST_F(CacheTest, GivesBackWhatAFullDiskDidNotTake) {
     EXPECT_FALSE(cache.Append(records));
     EXPECT_EQ(TextsOf(records), Texts{c}) << "two are stored whole";
     EXPECT_EQ(CacheManager::ErrorCount(), errors + 1);
-    EXPECT_NE(log.Find("warning: CM: Cannot write to cache file '" + PathOf(1) + "': Write error"),
-              "");
-    EXPECT_EQ(cache.TotalSize(), 6500) << "what the disk holds counts";
+    EXPECT_NE(
+        log.Find("warning: CM: Cannot write to cache file '" + PathText(1) + "': Write error"), "");
+    EXPECT_EQ(cache.TotalSize(), 6500) << "with the torn record";
     EXPECT_FALSE(cache.Disabled());
   }
   {
@@ -229,7 +213,7 @@ TEST_F(CacheTest, GivesBackWhatAFullDiskDidNotTake) {
       EXPECT_FALSE(cache.Append(records));
     }
     EXPECT_EQ(TextsOf(records), Texts{c});
-    EXPECT_EQ(Names(), Texts{Name(1)}) << "no heap of torn files";
+    EXPECT_EQ(Names(), Texts{Name(1)}) << "a torn file that holds no record is deleted";
   }
   {
     const FileSizeLimit limit(0);
@@ -239,7 +223,7 @@ TEST_F(CacheTest, GivesBackWhatAFullDiskDidNotTake) {
     EXPECT_EQ(Names(), (Texts{Name(1), Name(2)}));
   }
   EXPECT_TRUE(cache.Append(records));
-  EXPECT_EQ(Contents(Name(2)), Chunk(c));
+  EXPECT_EQ(Contents(2), Chunk(c));
   EXPECT_EQ(LoadAll(), (Texts{a, b, c}));
 }
 

@@ -1,0 +1,72 @@
+// The cache files of one product: their paths in the storage directory, and a list of those that
+// are known, oldest first.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Tav {
+
+struct CacheFile {
+  static constexpr int64_t kUnknown = -1;
+
+  int sequence = 0;
+  int64_t size = 0;  // bytes
+  // The size at which the file is known to end with a whole chunk. If its size differs, another
+  // manager has written to it since.
+  int64_t wholeSize = kUnknown;
+};
+
+// Used by one thread at a time. Functions that are not const throw std::bad_alloc.
+class CacheDirectory {
+ public:
+  enum class Deletion {
+    Deleted,  // or there was no such file
+    InUse,    // another process or manager has it open
+    Failed,   // the reason is in errno
+  };
+  struct Scan {
+    int64_t oldestTime = 0;  // when the oldest file in the list was last written to; 0 for none
+    uint32_t agedFiles = 0;  // deleted because of their age
+    uint32_t errors = 0;     // each one has been logged
+  };
+
+  // `path` is UTF-8; empty for none.
+  CacheDirectory(std::string path, std::string prefix);
+
+  const std::string& Path() const { return path_; }
+  const std::string& Prefix() const { return prefix_; }
+  bool Exists() const;
+  std::string PathOf(int sequence) const;
+  // The sequence numbers of the files on disk, in no particular order.
+  std::vector<int> ListSequences() const;
+
+  const std::vector<CacheFile>& Files() const { return files_; }
+  // Null when the file is not known. Valid until the list changes.
+  const CacheFile* Find(int sequence) const;
+  // The sizes of the known files together, in bytes.
+  int64_t TotalSize() const;
+  // Adds the file in sequence order, or replaces what was known of it.
+  void Put(const CacheFile& file);
+  void Forget(int sequence);
+
+  // Builds the list from the files on disk. Deletes those that nobody has written to after
+  // `expiry`, in seconds since 1970.
+  Scan ScanFiles(int64_t expiry);
+  // Brings the list up to date with the disk, which other processes change, too. Does not add
+  // files that nobody has written to after `expiry`.
+  void Refresh(int64_t expiry);
+  // Deletes a file from the disk and the list.
+  Deletion Delete(int sequence);
+
+ private:
+  const std::string path_;
+  const std::string prefix_;
+  std::vector<CacheFile> files_;
+};
+
+// A number of bytes for a log message or a 32-bit result.
+int ToInt(int64_t bytes);
+
+}  // namespace Tav

@@ -1,0 +1,188 @@
+#include "cache/cache_file_writer.h"
+
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+#include "cache/cache_file_name.h"
+#include "cache/cache_file_reader.h"
+#include "platform/file.h"
+#include "streams/buffered_stream.h"
+#include "streams/chunk_stream.h"
+#include "streams/tav_file_stream.h"
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+// Files in a row that others may have open. Far more than processes of one product run at once.
+constexpr int kMaxAttempts = 64;
+// Files in a row that could not even be made. More than one, since another process may consume a
+// file between the failed open and the check whether it exists.
+constexpr int kMaxImpossible = 3;
+
+// A crash during an append leaves a part of a chunk, behind which nothing can be read. So the end
+// of a file that others wrote is checked before the first chunk is added.
+bool EndsWithWholeChunk(const std::string& path, int64_t size) {
+  TavFile file;
+  if (!file.OpenForUpdate(path.c_str())) {
+    return false;
+  }
+  TavFileInputStream input(&file);
+  const bool whole = WholeChunkBytes(&input) == size;
+  if (!whole) {
+    TAV_DEBUG("CM: Cache file '%s' does not end with a whole record", path.c_str());
+  }
+  return whole;
+}
+
+}  // namespace
+
+CacheFileWriter::Opening CacheFileWriter::Open() {
+  int sequence = 1;
+  if (!directory_.Files().empty()) {
+    const CacheFile& newest = directory_.Files().back();
+    sequence = newest.sequence + (newest.size >= maxFileSize_ ? 1 : 0);
+  }
+  int reason = 0;
+  int impossible = 0;
+  for (int i = 0; i < kMaxAttempts && impossible < kMaxImpossible; ++i, ++sequence) {
+    if (sequence > kMaxCacheSequence) {
+      LogWarning("CM: No cache file number is left");
+      return Opening::NotNow;
+    }
+    const Attempt attempt = TryToOpen(sequence);
+    if (attempt == Attempt::Opened) {
+      return Opening::Opened;
+    }
+    reason = errno;
+    impossible += attempt == Attempt::Impossible ? 1 : 0;
+  }
+  const bool diskFull = reason == ENOSPC;
+  errno = reason;
+  LogWarning("*CM: Cannot open cache file '%s'. Disabling cache: %d", path_.c_str(),
+             diskFull ? 0 : 1);
+  return diskFull ? Opening::NotNow : Opening::Never;
+}
+
+// Completes `target_` when the file is open and a chunk may be added at its end.
+CacheFileWriter::Attempt CacheFileWriter::TryToOpen(int sequence) {
+  path_ = directory_.PathOf(sequence);
+  TAV_DEBUG("CM: Formed cache file name '%s'", path_.c_str());
+  target_ = {sequence, 0, CacheFile::kUnknown};
+  Platform::FileStatus before;
+  const bool exists = Platform::QueryFileStatus(path_.c_str(), before);
+  if (before.size > 0) {
+    const CacheFile* const known = directory_.Find(sequence);
+    const bool whole = known != nullptr && known->wholeSize == before.size;
+    if (before.size >= maxFileSize_ || (!whole && !EndsWithWholeChunk(path_, before.size))) {
+      return Attempt::Skipped;
+    }
+  }
+  if (!file_.OpenForAppend(path_.c_str())) {
+    return exists || !(file_.LastingFailure() || file_.Missing()) ? Attempt::Skipped
+                                                                  : Attempt::Impossible;
+  }
+  // The lock keeps others from writing now, but one may have written before it was taken.
+  Platform::FileStatus now;
+  if (!Platform::QueryFileStatus(path_.c_str(), now) || (now.size != before.size && now.size > 0)) {
+    file_.Close();
+    return Attempt::Skipped;
+  }
+  target_.size = now.size;
+  return Attempt::Opened;
+}
+
+bool CacheFileWriter::Write(RecordList& records) {
+  const int64_t begin = target_.size;
+  TAV_DEBUG("CM: Append data to cache '%s'. Cur file sz: %d.", path_.c_str(), ToInt(begin));
+  size_t stored = WriteChunks(records);
+  if (file_.Failed()) {
+    stored = CountStored(begin, records);
+  }
+  if (!file_.Close()) {
+    // The system may have dropped any of the data. A record stored twice is better than a lost one.
+    stored = 0;
+  }
+  const bool complete = !file_.Failed();
+  if (!complete) {
+    LogWarning("CM: Cannot write to cache file '%s': %s", path_.c_str(), file_.ErrorText());
+  }
+  // A new file with a part of a chunk only. Nobody writes behind that, so nobody else's records are
+  // in it.
+  if (begin == 0 && target_.wholeSize == 0 && target_.size > 0) {
+    TavFile::Delete(path_.c_str());
+  }
+  for (; stored > 0; --stored) {
+    records.TakeFirst();
+  }
+  if (complete) {
+    target_.wholeSize = target_.size;
+    directory_.Put(target_);
+    TAV_DEBUG("CM: file size now %d", ToInt(target_.size));
+  }
+  return complete;
+}
+
+// The number of records that were written. At least one, whatever the limit.
+size_t CacheFileWriter::WriteChunks(const RecordList& records) {
+  TavFileOutputStream output(&file_);
+  BufferedOutputStream buffered(&output);
+  ChunkOutputStream chunks(&buffered);
+  size_t count = 0;
+  const BuiltRecord* record = records.First();
+  while (record != nullptr && !chunks.HasError() && (count == 0 || target_.size < maxFileSize_)) {
+    chunks.Write(record->bytes.data(), record->bytes.size());
+    target_.size += ChunkSize(record->bytes.size());
+    record = record->next.get();
+    ++count;
+  }
+  chunks.Flush();
+  return count;
+}
+
+// The number of records that are whole in the file after a failed write, which began at `begin`;
+// corrects the sizes in `target_`. Needs the lock: nobody else can write to the file.
+size_t CacheFileWriter::CountStored(int64_t begin, const RecordList& records) {
+  target_.size = begin;
+  target_.wholeSize = begin;
+  Platform::FileStatus status;
+  if (!Platform::QueryFileStatus(path_.c_str(), status)) {
+    return 0;
+  }
+  target_.size = status.size;
+  size_t count = 0;
+  for (const BuiltRecord* record = records.First(); record != nullptr;
+       record = record->next.get()) {
+    const int64_t end = target_.wholeSize + ChunkSize(record->bytes.size());
+    if (end > status.size) {
+      break;
+    }
+    target_.wholeSize = end;
+    ++count;
+  }
+  return count;
+}
+
+OversizedRecords::OversizedRecords(RecordList& records) : records_(records) {
+  RecordList fitting;
+  while (std::unique_ptr<BuiltRecord> record = records.TakeFirst()) {
+    if (record->bytes.size() <= kMaxChunkPayload) {
+      fitting.Append(std::move(record));
+      continue;
+    }
+    LogWarning("CM: Record of %d bytes is too large for the cache", record->Size());
+    oversized_.Append(std::move(record));
+  }
+  records = std::move(fitting);
+}
+
+OversizedRecords::~OversizedRecords() {
+  while (std::unique_ptr<BuiltRecord> record = records_.TakeFirst()) {
+    oversized_.Append(std::move(record));
+  }
+  records_ = std::move(oversized_);
+}
+
+}  // namespace Tav
