@@ -2,19 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "demo/presentation.h"
-#include "demo/record_headers.h"
 #include "gateway/json_text.h"
 
 namespace Demo {
 namespace {
 
-// Two threads, a document's session in the implied one, a plug-in, a text beyond ASCII.
+// Two threads, a document's session beside the implied one, a plug-in, non-ASCII text.
 constexpr char kReport[] = R"({
   "sitting": 1, "total": 16, "product": "Foolscap", "product_version": "4.2",
   "full_version": "4.2.0.1", "library_version": "2.8", "component": "Spell",
@@ -53,7 +51,7 @@ constexpr char kReport[] = R"({
     {"seq": 15, "thread": "spelling", "session": 1, "kind": "count", "component": "Spell",
      "name": "Words", "detail": "good"}]})";
 
-std::string Entry(const std::string& session,
+std::string Event(const std::string& session,
                   const std::string& members,
                   const std::string& component = "") {
   return R"({"record":1,"component":")" + component + R"(","event":{"t":"","s":")" + session +
@@ -61,19 +59,19 @@ std::string Entry(const std::string& session,
 }
 
 std::string Marker(const std::string& session, const std::string& name) {
-  return Entry(session, R"("g":")" + name + '"');
+  return Event(session, R"("g":")" + name + '"');
 }
 
 std::string Named(const std::string& session,
                   const std::string& name,
                   const std::string& properties,
                   const std::string& component = "") {
-  return Entry(session,
+  return Event(session,
                R"("m":")" + name + R"(","v":)" + properties + R"(,"se":{"Licence":"Trial"})",
                component);
 }
 
-using Arrivals = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 constexpr char kError[] =
     R"({"std-ErrCode":"E1","std-ErrMsg":"full","KB":2.0,"Seq":9.0,
@@ -82,8 +80,8 @@ constexpr char kError[] =
 constexpr char kTyping[] =
     R"({"Keyssum":8.5,"Keyscount":2.0,"Keysmax":5.5,"Keysmin":3.0,"Keysaverage":4.25})";
 
-// The report's as they have to arrive; places in this list that the tests below change.
-enum Place : std::size_t {
+// What must arrive for kReport; indexes into Good().
+enum Entry : std::size_t {
   kBegin,
   kOpened,
   kDocument,
@@ -96,9 +94,9 @@ enum Place : std::size_t {
   kTotal,
   kEnd,
   kWords,
-  kLast
+  kLast,
 };
-Arrivals Good() {
+Texts Good() {
   return {Marker("i", "$b"),
           Named("i", "Opened", R"({"File":"四半期 \"a\\b\".md","Seq":2.0})"),
           Marker("d", "$b"),
@@ -114,29 +112,41 @@ Arrivals Good() {
           Marker("i", "$e")};
 }
 
-Comparison CompareWith(const Arrivals& arrived, const char* reportText = kReport) {
+// Parses texts that must be JSON.
+class Documents {
+ public:
+  explicit Documents(const Texts& texts) {
+    for (const std::string& text : texts) {
+      std::string error;
+      owned_.push_back(Gateway::ParseJson(text, error));
+      all_.push_back(owned_.back().get());
+      EXPECT_TRUE(owned_.back()) << error;
+    }
+  }
+
+  const std::vector<const json_t*>& All() const { return all_; }
+
+ private:
+  std::vector<Gateway::JsonPtr> owned_;
+  std::vector<const json_t*> all_;
+};
+
+Comparison CompareWith(const Texts& arrived, const Texts& reports = {kReport}) {
   std::string list;
   for (const std::string& entry : arrived) {
     list += (list.empty() ? "" : ",") + entry;
   }
   std::string error;
-  const Gateway::JsonPtr report = Gateway::ParseJson(reportText, error);
-  const Gateway::JsonPtr events = Gateway::ParseJson('[' + list + ']', error);
-  const auto comparison = Compare(std::array<const json_t*, 1>{report.get()}, events.get(), error);
+  const auto comparison =
+      Compare(Documents(reports).All(), Documents({'[' + list + ']'}).All().front(), error);
   EXPECT_TRUE(comparison) << error;
   return comparison.value_or(Comparison{});
-}
-
-Comparison CompareWithout(std::size_t place) {
-  Arrivals arrived = Good();
-  arrived.erase(arrived.begin() + static_cast<std::ptrdiff_t>(place));
-  return CompareWith(arrived);
 }
 
 TEST(Comparison, BalancesWhenThreadsMixButKeepTheirOrder) {
   const Comparison found = CompareWith(Good());
   EXPECT_TRUE(found.Balances()) << testing::PrintToString(found.findings);
-  EXPECT_EQ(found.handedOver, 13U);
+  EXPECT_EQ(found.reported, 13U);
   EXPECT_EQ(found.numbers, 5U);
   EXPECT_EQ(found.byKind[static_cast<std::size_t>(Kind::Place)].arrived, 2U);
   ASSERT_EQ(found.sessions.size(), 2U);
@@ -145,35 +155,37 @@ TEST(Comparison, BalancesWhenThreadsMixButKeepTheirOrder) {
   EXPECT_EQ(found.byComponent.at("Spell"), (KindCounts{1, 0, 0, 0, 0, 1, 0}));
 }
 
-TEST(Comparison, NoticesEachLossAndEachDouble) {
-  for (std::size_t place = kBegin; place <= kLast; ++place) {
-    const Comparison lost = CompareWithout(place);
-    EXPECT_EQ(lost.lost, 1U) << place;
-    EXPECT_FALSE(lost.Balances()) << place;
+TEST(Comparison, FindsEachLossAndEachDouble) {
+  for (std::size_t entry = kBegin; entry <= kLast; ++entry) {
+    Texts arrived = Good();
+    arrived.erase(arrived.begin() + static_cast<std::ptrdiff_t>(entry));
+    const Comparison lost = CompareWith(arrived);
+    EXPECT_EQ(lost.lost, 1U) << entry;
+    EXPECT_FALSE(lost.Balances()) << entry;
 
-    Arrivals arrived = Good();
-    arrived.push_back(arrived[place]);
+    arrived = Good();
+    arrived.push_back(arrived[entry]);
     const Comparison doubled = CompareWith(arrived);
-    EXPECT_EQ(doubled.doubled, 1U) << place;
-    EXPECT_EQ(doubled.outOfOrder, 0U) << place;
-    EXPECT_FALSE(doubled.Balances()) << place;
+    EXPECT_EQ(doubled.doubled, 1U) << entry;
+    EXPECT_EQ(doubled.outOfOrder, 0U) << entry;
+    EXPECT_FALSE(doubled.Balances()) << entry;
   }
 }
 
-TEST(Comparison, NoticesWhatIsOutOfOrderOrUnknown) {
+TEST(Comparison, FindsEntriesThatAreOutOfOrderOrUnknown) {
   for (const auto& [first, second] : {std::pair{kOpened, kSave},
                                       {kSave, kPageAgain},
                                       {kTotal, kEnd},
                                       {kWords, kLast},
                                       {kDocument, kPage}}) {
-    Arrivals arrived = Good();
+    Texts arrived = Good();
     std::swap(arrived[first], arrived[second]);
     EXPECT_GT(CompareWith(arrived).outOfOrder, 0U) << first;
   }
   for (const std::string& stranger :
        {Named("i", "Opened", R"({"Seq":99.0})"), Marker("i", "Page"), Marker("x", "$b"),
         Named("d", "Reading", kTyping), Named("i", "Typing", kTyping)}) {
-    Arrivals arrived = Good();
+    Texts arrived = Good();
     arrived.push_back(stranger);
     const Comparison found = CompareWith(arrived);
     EXPECT_EQ(found.unknown, 1U) << stranger;
@@ -181,18 +193,18 @@ TEST(Comparison, NoticesWhatIsOutOfOrderOrUnknown) {
   }
 }
 
-TEST(Comparison, NoticesEveryKindOfAlteration) {
+TEST(Comparison, FindsEachKindOfAlteration) {
   const std::string error = kError;
   const auto changed = [](std::string text, const std::string& from, const std::string& to) {
     return text.replace(text.find(from), from.size(), to);
   };
-  const std::pair<Place, std::string> altered[] = {
+  const std::pair<Entry, std::string> altered[] = {
       {kOpened, Named("i", "Opened", R"({"File":"???","Seq":2})")},
       {kOpened, Named("i", "Opened", R"({"Seq":2})")},
       {kOpened, Named("i", "Opened", R"({"File":"四半期 \"a\\b\".md","More":1,"Seq":2})")},
       {kOpened, Named("i", "Opened", R"({"File":4,"Seq":2})")},
       {kOpened, Named("i", "Closed", R"({"File":"四半期 \"a\\b\".md","Seq":2})")},
-      {kOpened, Entry("i", R"("m":"Opened","v":{"File":"四半期 \"a\\b\".md","Seq":2})")},
+      {kOpened, Event("i", R"("m":"Opened","v":{"File":"四半期 \"a\\b\".md","Seq":2})")},
       {kSave, Named("i", "std-Cmd", R"({"std-Name":"Save","Seq":5})")},
       {kSave, Named("d", "std-Cmd", R"({"std-Name":"Open","Seq":5})")},
       {kChecked, Named("i", "Spell_Checked", R"({"Seq":10})", "Style")},
@@ -203,16 +215,16 @@ TEST(Comparison, NoticesEveryKindOfAlteration) {
       {kTotal, Named("d", "Typing", changed(kTyping, "4.25", "4.2"))},
       {kWords, Named("i", "Spell_Words", R"({"bad":1.0,"good":1.0})", "Spell")},
   };
-  for (const auto& [place, event] : altered) {
-    Arrivals arrived = Good();
-    arrived[place] = event;
+  for (const auto& [entry, event] : altered) {
+    Texts arrived = Good();
+    arrived[entry] = event;
     const Comparison found = CompareWith(arrived);
     EXPECT_EQ(found.altered, 1U) << event;
     EXPECT_FALSE(found.Balances()) << event;
   }
 }
 
-TEST(Comparison, ExpectsOfEachFlushWhatWasCountedSinceTheLast) {
+TEST(Comparison, ExpectsEachFlushToReportTheCountsSinceTheLast) {
   const char* const report = R"({"total": 7, "notes": [
       {"seq": 1, "thread": "user", "session": 1, "kind": "begin"},
       {"seq": 2, "thread": "user", "session": 1, "kind": "count", "name": "Menu", "detail": "Cut"},
@@ -223,62 +235,52 @@ TEST(Comparison, ExpectsOfEachFlushWhatWasCountedSinceTheLast) {
       {"seq": 7, "thread": "user", "session": 1, "kind": "end"}]})";
   const auto compare = [&](const char* first, const char* second) {
     const auto total = [](const char* cuts) {
-      return Entry("i", std::string(R"("m":"Menu","v":{"Cut":)") + cuts + '}');
+      return Event("i", std::string(R"("m":"Menu","v":{"Cut":)") + cuts + '}');
     };
-    return CompareWith({Marker("i", "$b"), total(first), Entry("i", R"("m":"Left","v":{"Seq":6})"),
+    return CompareWith({Marker("i", "$b"), total(first), Event("i", R"("m":"Left","v":{"Seq":6})"),
                         total(second), Marker("i", "$e")},
-                       report);
+                       {report});
   };
   EXPECT_TRUE(compare("2.0", "1.0").Balances());
   EXPECT_EQ(compare("1.0", "2.0").altered, 2U);
 }
 
-TEST(Comparison, TellsTheRunsOfAHostApart) {
+TEST(Comparison, KeepsTheRunsOfAHostApart) {
   const char* const later = R"({"sitting": 3, "total": 3,
     "settings": [{"call": "AddSessionEnvInfo", "key": "Licence", "value": "Bought"}],
     "notes": [{"seq": 10001, "thread": "user", "session": 10001, "kind": "begin"},
               {"seq": 10002, "thread": "user", "session": 10001, "kind": "event", "name": "Opened"},
               {"seq": 10003, "thread": "user", "session": 10001, "kind": "end"}]})";
   const auto compare = [&](const std::string& opened) {
-    // The later run's events arrive amid those of the first, whose thread has the same name.
-    std::string list = Marker("n", "$b") + ',' + opened + ',';
-    for (const std::string& entry : Good()) {
-      list += entry + ',';
-    }
-    std::string error;
-    const Gateway::JsonPtr first = Gateway::ParseJson(kReport, error);
-    const Gateway::JsonPtr second = Gateway::ParseJson(later, error);
-    const Gateway::JsonPtr events = Gateway::ParseJson('[' + list + Marker("n", "$e") + ']', error);
-    const std::array<const json_t*, 2> reports = {first.get(), second.get()};
-    return Compare(reports, events.get(), error).value_or(Comparison{});
+    // The later run's events arrive among those of the first, whose thread has the same name.
+    Texts arrived = Good();
+    arrived.insert(arrived.begin(), {Marker("n", "$b"), opened});
+    arrived.push_back(Marker("n", "$e"));
+    return CompareWith(arrived, {kReport, later});
   };
   const Comparison good =
-      compare(Entry("n", R"("m":"Opened","v":{"Seq":10002},"se":{"Licence":"Bought"})"));
+      compare(Event("n", R"("m":"Opened","v":{"Seq":10002},"se":{"Licence":"Bought"})"));
   EXPECT_TRUE(good.Balances()) << testing::PrintToString(good.findings);
-  EXPECT_EQ(good.bySitting.at(1).arrived, 13U);
-  EXPECT_EQ(good.bySitting.at(3).arrived, 3U);
+  EXPECT_EQ(good.byRun.at(1).arrived, 13U);
+  EXPECT_EQ(good.byRun.at(3).arrived, 3U);
   const Comparison mixedUp = compare(Named("n", "Opened", R"({"Seq":10002})"));
   EXPECT_EQ(mixedUp.altered, 1U) << "the session environment is the first run's";
 }
 
-TEST(Comparison, RefusesAReportThatContradictsItself) {
+TEST(Comparison, RejectsInconsistentReports) {
   const std::string begin = R"({"seq":1,"session":1,"kind":"begin"})";
-  const std::string end = R"({"seq":9,"session":1,"kind":"end"})";
+  const std::string both = begin + R"(,{"seq":9,"session":1,"kind":"end"})";
   for (const std::string& text : {
            std::string(R"({"total":0})"),
-           R"({"total":3,"notes":[)" + begin + ',' + end + "]}",
+           R"({"total":3,"notes":[)" + both + "]}",
            R"({"total":1,"notes":[)" + begin + "]}",
-           R"({"total":3,"notes":[)" + begin + ',' + end + ',' + begin + "]}",
-           R"({"total":3,"notes":[)" + begin + ',' + end + R"(,{"session":1,"kind":"idle"}]})",
-           R"({"total":3,"notes":[)" + begin + ',' + end +
-               R"(,{"seq":2,"session":2,"kind":"idle"}]})",
-           R"({"total":3,"notes":[)" + begin + ',' + end +
-               R"(,{"seq":2,"session":1,"kind":"jump"}]})",
+           R"({"total":3,"notes":[)" + both + ',' + begin + "]}",
+           R"({"total":3,"notes":[)" + both + R"(,{"session":1,"kind":"idle"}]})",
+           R"({"total":3,"notes":[)" + both + R"(,{"seq":2,"session":2,"kind":"idle"}]})",
+           R"({"total":3,"notes":[)" + both + R"(,{"seq":2,"session":1,"kind":"jump"}]})",
        }) {
     std::string error;
-    const Gateway::JsonPtr report = Gateway::ParseJson(text, error);
-    const Gateway::JsonPtr events = Gateway::ParseJson("[]", error);
-    EXPECT_FALSE(Compare(std::array<const json_t*, 1>{report.get()}, events.get(), error)) << text;
+    EXPECT_FALSE(Compare(Documents({text}).All(), Documents({"[]"}).All().front(), error)) << text;
     EXPECT_NE(error, "");
   }
 }
@@ -291,14 +293,10 @@ constexpr char kRecord[] = R"([{"record":{"pn":"Foolscap","pv":"4.2 - beta","sv"
 HeaderCheck CheckRecord(const std::string& from = "", const std::string& to = "") {
   std::string text = kRecord;
   text.replace(text.find(from), from.size(), to);
-  std::string error;
-  const Gateway::JsonPtr report = Gateway::ParseJson(kReport, error);
-  const Gateway::JsonPtr records = Gateway::ParseJson(text, error);
-  EXPECT_TRUE(records) << error;
-  return CheckHeaders(std::array<const json_t*, 1>{report.get()}, records.get());
+  return CheckHeaders(Documents({kReport}).All(), Documents({text}).All().front());
 }
 
-TEST(RecordHeaders, SayWhatTheHostHasSet) {
+TEST(RecordHeaders, AreComparedWithTheSettingsOfTheHost) {
   const HeaderCheck good = CheckRecord();
   EXPECT_TRUE(good.Balances()) << testing::PrintToString(good.findings);
   EXPECT_EQ(good.productValues, 2U);
@@ -318,7 +316,7 @@ TEST(RecordHeaders, SayWhatTheHostHasSet) {
   EXPECT_FALSE(CheckRecord(R"("false")", R"("true")").Balances()) << "no full list in a first run";
 }
 
-TEST(Verdict, NeedsEventsAndGoodRecords) {
+TEST(Ledger, BalancesOnlyWithEventsAndGoodRecords) {
   const Comparison good = CompareWith(Good());
   EXPECT_TRUE(Balances(good, {}, {}));
   EXPECT_FALSE(Balances(good, CheckRecord("1.3", "1.4"), {}));
@@ -327,7 +325,7 @@ TEST(Verdict, NeedsEventsAndGoodRecords) {
   EXPECT_FALSE(Balances(Comparison{}, {}, {}));
 }
 
-TEST(RecordExcerpt, SaysHowManyEventsItLeavesOut) {
+TEST(RecordExcerpt, CountsTheEventsThatItOmits) {
   const auto record = [](int events) {
     std::string list;
     for (int i = 0; i < events; ++i) {

@@ -7,14 +7,12 @@
 #include <string>
 
 #include "gateway/gateway_fixture.h"
-#include "gateway/record_reader.h"
 
 namespace Gateway {
 namespace {
 
 Record Read(std::string text) {
-  return ReadRecord(
-      {"/", {{"content-type", kRecordType}, {"x-sdkversion", "2.8.2.1187559"}}, std::move(text)});
+  return ReadRecord({"/", PlainHeaders(), std::move(text)});
 }
 
 // What the log writes for the record.
@@ -49,7 +47,7 @@ TEST(ArrivalLog, ShowsALinePerRecordAndPerEvent) {
           "std-Trace=[2 items]  std-Place=[start]  std-Cmd=[Paste, Copy]\n");
 }
 
-TEST(ArrivalLog, LeavesNoControlCharacterToTheTerminal) {
+TEST(ArrivalLog, MasksControlCharacters) {
   std::string text = GoodRecord(R"(\u001b[2J\u009b1m)");
   text.replace(text.find("Quendel"), 7, R"(\u0007)");
   const std::string shown = Shown(Read(text));
@@ -57,7 +55,7 @@ TEST(ArrivalLog, LeavesNoControlCharacterToTheTerminal) {
   EXPECT_NE(shown.find("label=.[2J.1m  "), std::string::npos) << shown;
 }
 
-TEST(ArrivalLog, ShowsReasonsAndColoursWhenAsked) {
+TEST(ArrivalLog, ShowsProblemsAndOptionalColours) {
   const std::string bad = Shown(Read("[]"));
   EXPECT_NE(bad.find("  ?  0 events  2 bytes from 2 bytes  BAD\n"
                      "    ! the record is an array instead of an object\n"),
@@ -67,15 +65,12 @@ TEST(ArrivalLog, ShowsReasonsAndColoursWhenAsked) {
   EXPECT_NE(Shown(Read("[]"), true).find("\x1b[31mBAD\x1b[0m"), std::string::npos);
 }
 
-TEST(ArrivalLog, CutsLongLinesBetweenCharacters) {
+TEST(ArrivalLog, CutsLongValuesBetweenCharacters) {
   std::string label;
   for (int i = 0; i < 100; ++i) {
     label += "ü";
   }
-  std::string kept;
-  for (int i = 0; i < 31; ++i) {
-    kept += "ü";
-  }
+  const std::string kept = label.substr(0, 31 * std::string("ü").size());
   const std::string shown = Shown(Read(GoodRecord(label)));
   EXPECT_NE(shown.find("label=" + kept + "…  pages"), std::string::npos) << shown;
 }

@@ -1,4 +1,4 @@
-// A good record to start from, and a gateway to send it to.
+// A good record, and a running gateway to send it to.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,13 +11,16 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "gateway/json_text.h"
 #include "gateway/server.h"
 
 namespace Gateway {
 
-// A record with every key that the format knows, made different from others by `label`.
+using Lines = std::vector<std::string>;
+
+// A record with every key of the format. `label` makes it different from others.
 inline std::string GoodRecord(const std::string& label = "first") {
   return R"({"pn":"Quendel Writer","pv":"4.2","pp":"wntx64","sv":"2.8.2.1187559","tv":3,)"
          R"("ep":"02X0f","c":"customer","u":"user","px":"context","pc":"editor",)"
@@ -52,13 +55,23 @@ inline std::string Gzip(const std::string& text) {
   return out;
 }
 
-// The request headers that the library sends beside the content type.
+constexpr const char* kRecordType = "application/json; charset=utf-8";
+
+// The headers of a good request, as the gateway stores them.
+inline Headers PlainHeaders() {
+  return {{"content-type", kRecordType}, {"x-sdkversion", "2.8.2.1187559"}};
+}
+inline Headers GzipHeaders() {
+  Headers headers = PlainHeaders();
+  headers.insert({{"content-encoding", "gzip"}, {"x-compressed", "true"}});
+  return headers;
+}
+
+// The headers that a client sends in addition to the content type.
 inline httplib::Headers RecordHeaders() {
   return {
       {"X-SDKVersion", "2.8.2.1187559"}, {"Content-Encoding", "gzip"}, {"X-Compressed", "true"}};
 }
-
-constexpr const char* kRecordType = "application/json; charset=utf-8";
 
 // Whether the condition holds within ten seconds.
 inline bool Eventually(const std::function<bool()>& condition) {
@@ -72,16 +85,17 @@ inline bool Eventually(const std::function<bool()>& condition) {
   return true;
 }
 
-// A gateway on a free port for as long as the object lives. Its end fails to come, and the test's
-// time-out strikes, when Stop does not end every request.
+// A gateway on a free port, with a client. The destructor blocks, until the test's time-out, if
+// Stop does not end every request.
 class RunningGateway {
  public:
   explicit RunningGateway(ServerOptions options = {}) : server_(std::move(options)) {
     std::string error;
     EXPECT_TRUE(server_.Listen(error)) << error;
     thread_ = std::thread([this] { server_.Run(); });
-    // cpp-httplib's function-local statics are initialised by the first request. The system's
-    // library is not instrumented: two first requests at once look like a race to ThreadSanitizer.
+    client_ = NewClient();
+    // The first request initialises cpp-httplib's function-local statics. The system's library is
+    // not instrumented: two first requests at once would look like a race to ThreadSanitizer.
     Ask("/api/summary");
   }
   RunningGateway(const RunningGateway&) = delete;
@@ -92,9 +106,10 @@ class RunningGateway {
   }
 
   Server& Get() { return server_; }
+  httplib::Client& Client() { return *client_; }
 
-  // A client with a connection of its own that it keeps.
-  std::unique_ptr<httplib::Client> Client() const {
+  // A client with another connection, which it keeps open.
+  std::unique_ptr<httplib::Client> NewClient() const {
     auto client = std::make_unique<httplib::Client>(server_.Url());
     client->enable_server_certificate_verification(false);
     client->set_keep_alive(true);
@@ -103,16 +118,17 @@ class RunningGateway {
     return client;
   }
 
-  // The status of the answer to a record, 0 when there was none.
+  // The status of the answer to a record; 0 if there was none.
   static int Post(httplib::Client& client, const std::string& text) {
     const auto answer = client.Post("/tavgateway/", RecordHeaders(), Gzip(text), kRecordType);
     return answer ? answer->status : 0;
   }
+  int Post(const std::string& text) { return Post(*client_, text); }
 
-  // Asks the API; the test fails when the answer is not 200 with JSON.
-  JsonPtr Ask(const std::string& path) const { return Read(path, Client()->Get(path)); }
+  // The API's answer, over a connection of its own; the test fails unless it is 200 and JSON.
+  JsonPtr Ask(const std::string& path) const { return Read(path, NewClient()->Get(path)); }
   JsonPtr Tell(const std::string& path, const std::string& body) const {
-    return Read(path, Client()->Post(path, body, "application/json"));
+    return Read(path, NewClient()->Post(path, body, "application/json"));
   }
 
   json_int_t Count(const char* name) const {
@@ -130,6 +146,7 @@ class RunningGateway {
 
   Server server_;
   std::thread thread_;
+  std::unique_ptr<httplib::Client> client_;
 };
 
 }  // namespace Gateway

@@ -8,12 +8,12 @@
 namespace Gateway {
 namespace {
 
-std::string ReasonAgainst(const std::vector<const char*>& arguments) {
+std::string ErrorFor(const std::vector<const char*>& arguments) {
   std::string error;
   return ParseOptions(arguments, error) ? "" : error;
 }
 
-TEST(Options, ReadsValuesBesideAndBehindTheirNames) {
+TEST(Options, TakesValuesFromTheNextArgumentOrAfterEquals) {
   std::string error;
   const std::vector<const char*> arguments = {"--port=0", "--port-file", "a=b",  "--https",
                                               "--config", "s.json",      "--log"};
@@ -26,13 +26,13 @@ TEST(Options, ReadsValuesBesideAndBehindTheirNames) {
   EXPECT_EQ(options->address, "127.0.0.1");
 }
 
-TEST(Options, ExplainsWhatIsWrong) {
-  EXPECT_EQ(ReasonAgainst({"--pot", "1"}), "unknown option --pot");
-  EXPECT_EQ(ReasonAgainst({"--port"}), "--port needs a value");
-  EXPECT_EQ(ReasonAgainst({"--config="}), "--config needs a value");
-  EXPECT_EQ(ReasonAgainst({"--https=no"}), "--https takes no value");
+TEST(Options, ExplainsErrors) {
+  EXPECT_EQ(ErrorFor({"--pot", "1"}), "unknown option --pot");
+  EXPECT_EQ(ErrorFor({"--port"}), "--port needs a value");
+  EXPECT_EQ(ErrorFor({"--config="}), "--config needs a value");
+  EXPECT_EQ(ErrorFor({"--https=no"}), "--https takes no value");
   for (const char* port : {"65536", "-1", "80x", "99999999999"}) {
-    EXPECT_EQ(ReasonAgainst({"--port", port}),
+    EXPECT_EQ(ErrorFor({"--port", port}),
               "--port needs a number from 0 to 65535, not \"" + std::string(port) + '"');
   }
 }

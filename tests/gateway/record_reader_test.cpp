@@ -3,38 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "gateway/gateway_fixture.h"
 
 namespace Gateway {
 namespace {
 
-using Reasons = std::vector<std::string>;
-
-Headers GzipHeaders() {
-  return {{"content-encoding", "gzip"},
-          {"x-compressed", "true"},
-          {"content-type", kRecordType},
-          {"x-sdkversion", "2.8.2.1187559"}};
-}
-
-Headers PlainHeaders() {
-  return {{"content-type", kRecordType}, {"x-sdkversion", "2.8.2.1187559"}};
-}
-
 TEST(RecordReader, ReadsAGoodRecordAndKeepsItsText) {
   const std::string text = GoodRecord();
   for (const bool isGzip : {true, false}) {
     const std::string body = isGzip ? Gzip(text) : text;
     const Record record = ReadRecord({"/", isGzip ? GzipHeaders() : PlainHeaders(), body});
-    EXPECT_EQ(record.problems, Reasons{});
+    EXPECT_EQ(record.problems, Lines{});
     EXPECT_EQ(record.text, text);
     EXPECT_EQ(record.compressedSize, body.size());
     EXPECT_EQ(record.product, "Quendel Writer");
     EXPECT_EQ(record.component, "Viewer");
-    EXPECT_EQ(record.sessions, (Reasons{"01234567-89ab-cdef-0123-456789abcdef",
-                                        "89abcdef-0123-4567-89ab-cdef01234567"}));
+    EXPECT_EQ(record.sessions, (Lines{"01234567-89ab-cdef-0123-456789abcdef",
+                                      "89abcdef-0123-4567-89ab-cdef01234567"}));
     ASSERT_EQ(record.events.size(), 3U);
     EXPECT_EQ(record.events[0].name, "$b");
     EXPECT_EQ(record.events[1].name, "Viewer_open");
@@ -46,44 +32,44 @@ TEST(RecordReader, ReadsAGoodRecordAndKeepsItsText) {
 
 TEST(RecordReader, ExplainsBodiesThatDoNotExpand) {
   const std::string body = Gzip(GoodRecord());
-  const auto firstReason = [](std::string damaged, std::size_t limit = kMaxExpandedBytes) {
+  const auto firstProblem = [](std::string damaged, std::size_t limit = kMaxExpandedBytes) {
     const Record record = ReadRecord({"/", GzipHeaders(), std::move(damaged)}, limit);
     return record.problems.empty() ? std::string() : record.problems.front();
   };
-  EXPECT_EQ(firstReason(body.substr(0, body.size() / 2)), "the gzip stream ends too early");
-  EXPECT_EQ(firstReason(""), "the gzip stream ends too early");
-  EXPECT_EQ(firstReason(GoodRecord()), "the gzip stream is damaged: incorrect header check");
+  EXPECT_EQ(firstProblem(body.substr(0, body.size() / 2)), "the gzip stream ends too early");
+  EXPECT_EQ(firstProblem(""), "the gzip stream ends too early");
+  EXPECT_EQ(firstProblem(GoodRecord()), "the gzip stream is damaged: incorrect header check");
   std::string wrongSum = body;
   wrongSum[wrongSum.size() - 8] = static_cast<char>(wrongSum[wrongSum.size() - 8] ^ 1);
-  EXPECT_EQ(firstReason(wrongSum), "the gzip stream is damaged: incorrect data check");
-  EXPECT_EQ(firstReason(body + body),
+  EXPECT_EQ(firstProblem(wrongSum), "the gzip stream is damaged: incorrect data check");
+  EXPECT_EQ(firstProblem(body + body),
             std::to_string(body.size()) + " bytes follow the end of the gzip stream");
-  EXPECT_EQ(firstReason(Gzip(std::string(100'000, ' ')), 99'999),
+  EXPECT_EQ(firstProblem(Gzip(std::string(100'000, ' ')), 99'999),
             "the body expands to more than 99999 bytes");
-  EXPECT_EQ(firstReason(body, GoodRecord().size()), "");
+  EXPECT_EQ(firstProblem(body, GoodRecord().size()), "");
 }
 
-TEST(RecordReader, ExplainsTextsThatAreNoRecord) {
-  const auto reasons = [](std::string text) {
+TEST(RecordReader, ExplainsTextsThatAreNotRecords) {
+  const auto problems = [](std::string text) {
     return ReadRecord({"/", PlainHeaders(), std::move(text)}).problems;
   };
-  EXPECT_EQ(reasons(""), Reasons{"the body is empty"});
-  EXPECT_EQ(reasons("[1]"), Reasons{"the record is an array instead of an object"});
-  EXPECT_EQ(reasons(R"({"pn":"a","pn":"b"})"),
-            Reasons{R"(the text is not JSON: duplicate object key near '"pn"' (line 1, byte 14))"});
-  ASSERT_EQ(reasons(GoodRecord("\xE9")).size(), 1U);
-  EXPECT_TRUE(reasons(GoodRecord("\xE9"))[0].starts_with("the text is not JSON: "));
-  EXPECT_EQ(reasons(GoodRecord() + "\n"), Reasons{"the text is not compact: white space at byte " +
-                                                  std::to_string(GoodRecord().size())});
-  EXPECT_EQ(reasons(Gzip(GoodRecord())),
-            Reasons{"the body is gzip and no Content-Encoding says so"});
+  EXPECT_EQ(problems(""), Lines{"the body is empty"});
+  EXPECT_EQ(problems("[1]"), Lines{"the record is an array instead of an object"});
+  EXPECT_EQ(problems(R"({"pn":"a","pn":"b"})"),
+            Lines{R"(the text is not JSON: duplicate object key near '"pn"' (line 1, byte 14))"});
+  ASSERT_EQ(problems(GoodRecord("\xE9")).size(), 1U);
+  EXPECT_TRUE(problems(GoodRecord("\xE9"))[0].starts_with("the text is not JSON: "));
+  EXPECT_EQ(problems(GoodRecord() + "\n"), Lines{"the text is not compact: white space at byte " +
+                                                 std::to_string(GoodRecord().size())});
+  EXPECT_EQ(problems(Gzip(GoodRecord())),
+            Lines{"the body is gzip and no Content-Encoding says so"});
 }
 
-TEST(RecordReader, ExplainsAVersionThatDiffersFromItsHeader) {
+TEST(RecordReader, ExplainsAVersionThatDiffersFromTheHeader) {
   Headers headers = PlainHeaders();
   headers["x-sdkversion"] = "2.8.2.1";
   EXPECT_EQ(ReadRecord({"/", headers, GoodRecord()}).problems,
-            Reasons{R"("sv" is "2.8.2.1187559" and X-SDKVersion is "2.8.2.1")"});
+            Lines{R"("sv" is "2.8.2.1187559" and X-SDKVersion is "2.8.2.1")"});
 }
 
 TEST(JsonText, IndentsWithoutChangingValues) {
@@ -98,20 +84,20 @@ TEST(JsonText, IndentsWithoutChangingValues) {
             "}");
 }
 
-TEST(JsonText, FindsArrayItemsBesideTextsThatLookLikeThem) {
+TEST(JsonText, FindsTheItemsOfTheRootArrayOnly) {
   const std::string text = R"({"a":"\"rt\":[1]","b":{"rt":[2]}, "rt" : [ "]" , {"x":[3]},-4e1 ] })";
   const auto items = FindArrayItems(text, "rt");
   ASSERT_TRUE(items.has_value());
-  Reasons found;
+  Lines found;
   for (const TextSpan& item : *items) {
     found.push_back(text.substr(item.offset, item.length));
   }
-  EXPECT_EQ(found, (Reasons{R"("]")", R"({"x":[3]})", "-4e1"}));
+  EXPECT_EQ(found, (Lines{R"("]")", R"({"x":[3]})", "-4e1"}));
   EXPECT_FALSE(FindArrayItems(R"({"rt":{}})", "rt").has_value());
   EXPECT_FALSE(FindArrayItems("{}", "rt").has_value());
 }
 
-TEST(JsonText, RepairsWhatIsNotUtf8) {
+TEST(JsonText, ReplacesBytesThatAreNotUtf8) {
   EXPECT_EQ(QuoteJson("a\xC3\xA9\xFF\xE2\x82\x01"),
             "\"aé\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\\u0001\"");
 }

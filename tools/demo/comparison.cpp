@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "gateway/json_text.h"
-#include "gateway/object_shape.h"
 
 namespace Demo {
 namespace {
@@ -17,7 +16,7 @@ using Gateway::ForEachMember;
 using Gateway::TextOf;
 
 constexpr std::size_t kMaxFindings = 10;
-// The library computes an average to three decimals by another way than the ledger.
+// The library and the ledger round averages to three decimals by different formulas.
 constexpr double kAverageTolerance = 1e-9;
 
 std::size_t Index(Kind kind) {
@@ -33,7 +32,7 @@ bool IsSameOrAbsent(const json_t* expected, const json_t* arrived, double tolera
   return IsSameJson(expected, arrived, tolerance);
 }
 
-// An entry of the gateway's list.
+// An entry of the gateway's list of events.
 struct Arrival {
   explicit Arrival(const json_t* entry);
 
@@ -83,40 +82,40 @@ class Comparer {
  public:
   explicit Comparer(Expectation& expectation);
 
-  // All of these before the first Read: they tell which session the host calls what.
-  void Meet(const Arrival& arrival);
-  void Read(const Arrival& arrival);
+  // Call it for all arrivals before the first Add.
+  void LearnSession(const Arrival& arrival);
+  void Add(const Arrival& arrival);
   Comparison Finish();
 
  private:
   Expected* Find(const Arrival& arrival);
   void Count(const Arrival& arrival);
   void CompareWith(Expected& expected, const Arrival& arrival);
-  void Note(const char* what, const std::string& detail);
+  void AddFinding(const char* what, const std::string& detail);
 
   Expectation& expectation_;
   std::map<std::string, json_int_t> sessionOfId_;
   std::map<json_int_t, std::string> idOfSession_;
-  std::map<std::string, std::size_t> rows_;  // of result_.sessions
-  std::map<LookAlike, std::size_t> arrivedAlike_;
-  std::vector<json_int_t> lastOfThread_;
+  std::map<std::string, std::size_t> sessionIndex_;  // of result_.sessions, by id
+  std::map<UnnumberedKey, std::size_t> arrivedUnnumbered_;
+  std::vector<json_int_t> lastPosition_;  // of each thread
   Comparison result_;
 };
 
 Comparer::Comparer(Expectation& expectation)
-    : expectation_(expectation), lastOfThread_(expectation.threads.size(), -1) {
+    : expectation_(expectation), lastPosition_(expectation.threads.size(), -1) {
   for (const Expected& expected : expectation.entries) {
-    ++result_.handedOver;
-    ++result_.byKind[Index(expected.kind)].handedOver;
-    ++result_.bySitting[expected.sitting].handedOver;
+    ++result_.reported;
+    ++result_.byKind[Index(expected.kind)].reported;
+    ++result_.byRun[expected.run].reported;
   }
   result_.numbers = expectation.numbers;
   result_.threads = expectation.threads;
 }
 
-// The host does not know the library's ids: the first event of a session tells it. That all others
-// say the same is compared.
-void Comparer::Meet(const Arrival& arrival) {
+// The host does not know the library's session ids; the first event of a session has it. The others
+// are compared with it.
+void Comparer::LearnSession(const Arrival& arrival) {
   const auto found = expectation_.bySerial.find(arrival.serial);
   if (!arrival.IsNumbered() || found == expectation_.bySerial.end()) {
     return;
@@ -128,7 +127,7 @@ void Comparer::Meet(const Arrival& arrival) {
   }
 }
 
-// Null when nothing of that kind was handed over.
+// Null if nothing like it was reported.
 Expected* Comparer::Find(const Arrival& arrival) {
   if (arrival.IsNumbered()) {
     const auto found = expectation_.bySerial.find(arrival.serial);
@@ -138,53 +137,53 @@ Expected* Comparer::Find(const Arrival& arrival) {
   if (session == sessionOfId_.end()) {
     return nullptr;
   }
-  const LookAlike looks = {session->second, arrival.kind, arrival.component, arrival.name};
-  const auto alike = expectation_.byLooks.find(looks);
-  if (alike == expectation_.byLooks.end()) {
+  const UnnumberedKey key = {session->second, arrival.kind, arrival.component, arrival.name};
+  const auto same = expectation_.unnumbered.find(key);
+  if (same == expectation_.unnumbered.end()) {
     return nullptr;
   }
-  // Behind the last one it can only be that one again.
-  const std::size_t number = std::min(arrivedAlike_[looks]++, alike->second.size() - 1);
-  return &expectation_.entries[alike->second[number]];
+  // More arrivals than expected are doubles of the last one.
+  const std::size_t number = std::min(arrivedUnnumbered_[key]++, same->second.size() - 1);
+  return &expectation_.entries[same->second[number]];
 }
 
 void Comparer::Count(const Arrival& arrival) {
   ++result_.arrived;
   ++result_.byKind[Index(arrival.kind)].arrived;
   ++result_.byComponent[arrival.component][Index(arrival.kind)];
-  const auto [row, isNew] = rows_.try_emplace(arrival.id, result_.sessions.size());
+  const auto [index, isNew] = sessionIndex_.try_emplace(arrival.id, result_.sessions.size());
   if (isNew) {
     SessionCounts& session = result_.sessions.emplace_back();
     session.id = arrival.id;
     if (const auto known = sessionOfId_.find(arrival.id); known != sessionOfId_.end()) {
       session.label = expectation_.sessions[known->second].label;
-      session.sitting = expectation_.sessions[known->second].sitting;
+      session.run = expectation_.sessions[known->second].run;
     }
   }
-  ++result_.sessions[row->second].arrived[Index(arrival.kind)];
+  ++result_.sessions[index->second].arrived[Index(arrival.kind)];
 }
 
-void Comparer::Note(const char* what, const std::string& detail) {
+void Comparer::AddFinding(const char* what, const std::string& detail) {
   if (result_.findings.size() < kMaxFindings) {
     result_.findings.push_back(std::string(what) + ": " + detail);
   }
 }
 
-void Comparer::Read(const Arrival& arrival) {
+void Comparer::Add(const Arrival& arrival) {
   Count(arrival);
   if (Expected* const expected = Find(arrival)) {
     CompareWith(*expected, arrival);
     return;
   }
   ++result_.unknown;
-  Note("not handed over", DumpJson(arrival.event));
+  AddFinding("not reported", DumpJson(arrival.event));
 }
 
 void Comparer::CompareWith(Expected& expected, const Arrival& arrival) {
-  ++result_.bySitting[expected.sitting].arrived;
+  ++result_.byRun[expected.run].arrived;
   if (++expected.timesArrived > 1) {
     ++result_.doubled;
-    Note("doubled", DumpJson(arrival.event));
+    AddFinding("doubled", DumpJson(arrival.event));
     return;
   }
   const double tolerance = expected.kind == Kind::Total ? kAverageTolerance : 0;
@@ -193,13 +192,13 @@ void Comparer::CompareWith(Expected& expected, const Arrival& arrival) {
       !IsSameOrAbsent(expected.properties.get(), arrival.properties, tolerance) ||
       !IsSameOrAbsent(expected.sessionEnvironment.get(), json_object_get(arrival.event, "se"), 0)) {
     ++result_.altered;
-    Note("altered", expected.name + ' ' + DumpJson(expected.properties.get()) + " arrived as " +
-                        DumpJson(arrival.event));
+    AddFinding("altered", expected.name + ' ' + DumpJson(expected.properties.get()) +
+                              " arrived as " + DumpJson(arrival.event));
   }
-  json_int_t& last = lastOfThread_[expected.thread];
+  json_int_t& last = lastPosition_[expected.thread];
   if (expected.position < last) {
     ++result_.outOfOrder;
-    Note("out of order", DumpJson(arrival.event));
+    AddFinding("out of order", DumpJson(arrival.event));
   }
   last = std::max(last, expected.position);
 }
@@ -208,17 +207,10 @@ Comparison Comparer::Finish() {
   for (const Expected& expected : expectation_.entries) {
     if (expected.timesArrived == 0) {
       ++result_.lost;
-      Note("lost", expected.name + ' ' + DumpJson(expected.properties.get()));
+      AddFinding("lost", expected.name + ' ' + DumpJson(expected.properties.get()));
     }
   }
-  std::multimap<int, SessionCounts> bySitting;  // keeps the order of arrival within a sitting
-  for (SessionCounts& session : result_.sessions) {
-    bySitting.emplace(session.sitting, std::move(session));
-  }
-  result_.sessions.clear();
-  for (auto& [sitting, session] : bySitting) {
-    result_.sessions.push_back(std::move(session));
-  }
+  std::ranges::stable_sort(result_.sessions, {}, &SessionCounts::run);
   return std::move(result_);
 }
 
@@ -257,23 +249,23 @@ std::optional<Comparison> Compare(std::span<const json_t* const> reports,
     return std::nullopt;
   }
   if (!json_is_array(events)) {
-    error = "the gateway's events are no list";
+    error = "the gateway's list of events is not an array";
     return std::nullopt;
   }
   std::vector<Arrival> arrivals;
   for (std::size_t i = 0; i < json_array_size(events); ++i) {
     const Arrival& arrival = arrivals.emplace_back(json_array_get(events, i));
     if (!json_is_object(arrival.event)) {
-      error = "the gateway lists something that is no event";
+      error = "the gateway's list of events has an entry without an event";
       return std::nullopt;
     }
   }
   Comparer comparer(*expectation);
   for (const Arrival& arrival : arrivals) {
-    comparer.Meet(arrival);
+    comparer.LearnSession(arrival);
   }
   for (const Arrival& arrival : arrivals) {
-    comparer.Read(arrival);
+    comparer.Add(arrival);
   }
   return comparer.Finish();
 }

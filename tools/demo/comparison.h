@@ -1,5 +1,5 @@
-// Compares what the sample host says it handed over, in one run or several, with what the gateway
-// says arrived.
+// Compares what the sample host has reported to the library, in one run or several, with what has
+// arrived at the gateway.
 #pragma once
 
 #include <jansson.h>
@@ -17,52 +17,65 @@
 namespace Demo {
 
 struct Counts {
-  std::size_t handedOver = 0;
+  std::size_t reported = 0;
   std::size_t arrived = 0;
 };
 
-// What arrived of one session.
+// The entries of a session that arrived.
 struct SessionCounts {
   std::string id;
   std::string label;  // the host's name for it
-  int sitting = 0;    // the host's run; 0 when the host's reports do not know the session
+  int run = 0;        // of the host; 0 if the session is not in the host's reports
   KindCounts arrived = {};
 };
 
-// Numbers of entries in the records: events, commands, errors, places, idle marks, totals of
-// counters and statistics, begins and ends of sessions. Each that can carry a property has a serial
-// number of its own, by which it is recognised; the others are recognised by session and name.
-// arrived = handedOver - lost + doubled + unknown.
+// Counts of record entries: events, commands, errors, places, idle marks, totals of counters and
+// statistics, begins and ends of sessions. Entries with properties are identified by a serial
+// number, the others by session and name. arrived = reported - lost + doubled + unknown.
 struct Comparison {
-  std::size_t handedOver = 0;
+  std::size_t reported = 0;
   std::size_t arrived = 0;
-  std::size_t lost = 0;        // handed over, but did not arrive
-  std::size_t doubled = 0;     // arrived once more than once
+  std::size_t lost = 0;        // reported, but did not arrive
+  std::size_t doubled = 0;     // arrivals of an entry beyond its first
   std::size_t altered = 0;     // name, session, component, properties or environment differ
-  std::size_t outOfOrder = 0;  // arrived behind a later one of its thread
-  std::size_t unknown = 0;     // arrived, but was not handed over
-  std::size_t numbers = 0;     // how often counters and statistics were fed
+  std::size_t outOfOrder = 0;  // arrived after a later one of its thread
+  std::size_t unknown = 0;     // arrived, but was not reported
+  std::size_t numbers = 0;     // calls that count or aggregate
   std::array<Counts, kKinds> byKind = {};
-  std::vector<SessionCounts> sessions;            // by sitting, then in the order of arrival
+  std::vector<SessionCounts> sessions;            // by run, then in order of arrival
   std::map<std::string, KindCounts> byComponent;  // what arrived
-  std::map<int, Counts> bySitting;    // runs of the host, by the number in their reports
-  std::vector<std::string> threads;   // of the host, in the order of its reports
-  std::vector<std::string> findings;  // what is wrong, for people; the first few only
+  std::map<int, Counts> byRun;                    // by the run's number in the host's report
+  std::vector<std::string> threads;               // of the host, in the order of its reports
+  std::vector<std::string> findings;              // for people; the first few only
 
   bool Balances() const {
-    return handedOver > 0 && lost + doubled + altered + outOfOrder + unknown == 0;
+    return reported > 0 && lost + doubled + altered + outOfOrder + unknown == 0;
   }
 };
 
-// `reports` are those of the sample host, one for each run; `events` is the gateway's list of all
-// events in order of arrival. All are borrowed. Nothing, and the reason in `error`, when one of
-// them has another form.
+// `reports` are the sample host's, one for each run; `events` is the gateway's list of all events
+// in order of arrival. All are borrowed. Returns nothing, with the reason in `error`, if one of
+// them is malformed.
 std::optional<Comparison> Compare(std::span<const json_t* const> reports,
                                   const json_t* events,
                                   std::string& error);
 
-// Whether two values are the same: numbers by value, whether they are written with a fraction or
-// not. With `tolerance` they may differ by that much.
+// The product data in the headers of records.
+struct HeaderCheck {
+  std::size_t altered = 0;        // records that differ from what the host has set
+  std::size_t productValues = 0;  // values of the product environment that the host has set
+  bool isListMissing = false;     // the first run must send all of them, and did not
+  std::vector<std::string> findings;
+
+  bool Balances() const { return altered == 0 && !isListMissing; }
+};
+
+// `reports` are the sample host's, all of which have the same settings; `records` is the gateway's
+// list of records. Both are borrowed.
+HeaderCheck CheckHeaders(std::span<const json_t* const> reports, const json_t* records);
+
+// Whether two values are equal. Numbers are compared by value, 1 and 1.0 are equal; they may differ
+// by `tolerance`.
 bool IsSameJson(const json_t* left, const json_t* right, double tolerance = 0);
 
 }  // namespace Demo

@@ -15,8 +15,8 @@ using Gateway::JsonPtr;
 using Gateway::JsonText;
 using Gateway::TextOf;
 
-// How many places and commands the library keeps of a session for its errors.
-constexpr std::size_t kTrailLength = 10;
+// How many places and how many commands of a session the library adds to an error.
+constexpr std::size_t kMaxBreadcrumbs = 10;
 
 std::string TextMember(const json_t* object, const char* key) {
   return std::string(TextOf(json_object_get(object, key)));
@@ -36,26 +36,26 @@ void SetText(json_t* object, const char* key, const std::string& text) {
   }
 }
 
-// As the library calls an event of a component.
-std::string InComponent(const std::string& component, const std::string& name) {
+// The library's name for an event of a component.
+std::string ComponentEventName(const std::string& component, const std::string& name) {
   return component.empty() ? name : std::string(component).append("_").append(name);
 }
 
-using Trail = std::deque<std::string>;
+using Breadcrumbs = std::deque<std::string>;
 
-void Remember(Trail& trail, const std::string& name) {
-  trail.push_back(name);
-  if (trail.size() > kTrailLength) {
-    trail.pop_front();
+void AddBreadcrumb(Breadcrumbs& breadcrumbs, const std::string& name) {
+  breadcrumbs.push_back(name);
+  if (breadcrumbs.size() > kMaxBreadcrumbs) {
+    breadcrumbs.pop_front();
   }
 }
 
-void SetTrail(json_t* object, const char* key, const Trail& trail) {
-  if (trail.empty()) {
+void SetBreadcrumbs(json_t* object, const char* key, const Breadcrumbs& breadcrumbs) {
+  if (breadcrumbs.empty()) {
     return;
   }
   json_t* list = json_array();
-  for (const std::string& name : trail) {
+  for (const std::string& name : breadcrumbs) {
     json_array_append_new(list, JsonText(name).release());
   }
   json_object_set_new(object, key, list);
@@ -104,7 +104,7 @@ void SetNumber(json_t* object, const std::string& name, const Number& number) {
   set("average", std::round(sum / count * 1000) / 1000);
 }
 
-// One report of the host. What is wrong with it is thrown.
+// Reads one report of the host; throws std::runtime_error with the reason if it is inconsistent.
 class ReportReader {
  public:
   explicit ReportReader(Expectation& target) : target_(target) {}
@@ -112,25 +112,26 @@ class ReportReader {
   void Read(const json_t* report);
 
  private:
-  // Counters and statistics that the library reports together, by session and component, name.
+  // The library reports the counters and statistics of a group in one event. Session, component,
+  // name.
   using Group = std::tuple<json_int_t, std::string, std::string>;
   struct SessionState {
     bool hasEnded = false;
-    Trail places;
-    Trail commands;
+    Breadcrumbs places;
+    Breadcrumbs commands;
   };
 
   void ReadSettings(const json_t* settings);
-  void ReadNote(json_int_t serial, const json_t* note);
-  void ReadEvent(json_int_t serial, const json_t* note, const std::string& kind, Expected entry);
-  void ReadNumber(const json_t* note, const std::string& kind);
+  void ReadCall(json_int_t serial, const json_t* call);
+  void ReadEvent(json_int_t serial, const json_t* call, const std::string& kind, Expected entry);
+  void ReadNumber(const json_t* call, const std::string& kind);
   void AddTotals(json_int_t session, json_int_t position, std::size_t thread);
   void AddUnnumbered(Expected entry);
   std::size_t ThreadNumber(std::string_view name);
-  SessionState& State(const json_t* note);
+  SessionState& State(const json_t* call);
 
   Expectation& target_;
-  int sitting_ = 0;
+  int run_ = 0;
   std::size_t firstThread_ = 0;
   JsonPtr sessionEnvironment_;
   std::map<json_int_t, SessionState> sessions_;
@@ -138,30 +139,30 @@ class ReportReader {
 };
 
 void ReportReader::Read(const json_t* report) {
-  const json_t* notes = json_object_get(report, "notes");
-  if (!json_is_array(notes) ||
-      static_cast<std::size_t>(IntegerMember(report, "total")) != json_array_size(notes)) {
-    throw std::runtime_error("the host's report does not hold as many notes as it says");
+  const json_t* calls = json_object_get(report, "notes");
+  if (!json_is_array(calls) ||
+      static_cast<std::size_t>(IntegerMember(report, "total")) != json_array_size(calls)) {
+    throw std::runtime_error("the host's report has another number of entries than it says");
   }
-  sitting_ = static_cast<int>(IntegerMember(report, "sitting"));
+  run_ = static_cast<int>(IntegerMember(report, "sitting"));
   firstThread_ = target_.threads.size();
   ReadSettings(json_object_get(report, "settings"));
-  // In the order of all threads together: what an error's trail consists of depends on it.
+  // In the order of all threads together: the breadcrumbs of errors depend on it.
   std::map<json_int_t, const json_t*> inOrder;
-  for (std::size_t i = 0; i < json_array_size(notes); ++i) {
-    const json_t* note = json_array_get(notes, i);
-    const json_int_t serial = IntegerMember(note, "seq");
+  for (std::size_t i = 0; i < json_array_size(calls); ++i) {
+    const json_t* call = json_array_get(calls, i);
+    const json_int_t serial = IntegerMember(call, "seq");
     if (serial <= 0) {
-      throw std::runtime_error("the host's report has a note without a serial number: " +
-                               DumpJson(note));
+      throw std::runtime_error("the host's report has an entry without a serial number: " +
+                               DumpJson(call));
     }
-    if (!inOrder.emplace(serial, note).second || target_.bySerial.count(serial) != 0) {
-      throw std::runtime_error("the host reports serial number " + std::to_string(serial) +
+    if (!inOrder.emplace(serial, call).second || target_.bySerial.count(serial) != 0) {
+      throw std::runtime_error("the host's reports have serial number " + std::to_string(serial) +
                                " twice");
     }
   }
-  for (const auto& [serial, note] : inOrder) {
-    ReadNote(serial, note);
+  for (const auto& [serial, call] : inOrder) {
+    ReadCall(serial, call);
   }
   for (const auto& [number, state] : sessions_) {
     if (!state.hasEnded) {
@@ -183,29 +184,29 @@ void ReportReader::ReadSettings(const json_t* settings) {
   }
 }
 
-ReportReader::SessionState& ReportReader::State(const json_t* note) {
-  const auto found = sessions_.find(IntegerMember(note, "session"));
+ReportReader::SessionState& ReportReader::State(const json_t* call) {
+  const auto found = sessions_.find(IntegerMember(call, "session"));
   if (found == sessions_.end() || found->second.hasEnded) {
     throw std::runtime_error("the host's report uses a session that is not open: " +
-                             DumpJson(note));
+                             DumpJson(call));
   }
   return found->second;
 }
 
-void ReportReader::ReadNote(json_int_t serial, const json_t* note) {
-  const std::string kind = TextMember(note, "kind");
-  const std::string name = TextMember(note, "name");
+void ReportReader::ReadCall(json_int_t serial, const json_t* call) {
+  const std::string kind = TextMember(call, "kind");
+  const std::string name = TextMember(call, "name");
   Expected entry;
-  entry.sitting = sitting_;
-  entry.thread = ThreadNumber(TextOf(json_object_get(note, "thread")));
-  // Every second one, so that a total finds its place before its session's end.
+  entry.run = run_;
+  entry.thread = ThreadNumber(TextOf(json_object_get(call, "thread")));
+  // Even numbers: the totals of a session get the odd one before its end.
   entry.position = 2 * serial;
-  entry.session = IntegerMember(note, "session");
+  entry.session = IntegerMember(call, "session");
   if (kind == "begin") {
     sessions_.try_emplace(entry.session);
-    target_.sessions[entry.session] = {sitting_, name};
+    target_.sessions[entry.session] = {run_, name};
   }
-  SessionState& session = State(note);
+  SessionState& session = State(call);
   if (kind == "begin" || kind == "end") {
     entry.kind = Kind::Mark;
     entry.name = kind == "begin" ? "$b" : "$e";
@@ -218,28 +219,28 @@ void ReportReader::ReadNote(json_int_t serial, const json_t* note) {
     entry.kind = kind == "place" ? Kind::Place : Kind::Idle;
     entry.name = kind == "place" ? name : "$i";
     if (kind == "place") {
-      Remember(session.places, name);
+      AddBreadcrumb(session.places, name);
     }
     AddUnnumbered(std::move(entry));
   } else if (kind == "flush") {
     AddTotals(entry.session, entry.position, entry.thread);
   } else if (kind == "count" || kind == "value") {
-    ReadNumber(note, kind);
+    ReadNumber(call, kind);
   } else {
-    ReadEvent(serial, note, kind, std::move(entry));
+    ReadEvent(serial, call, kind, std::move(entry));
   }
 }
 
 void ReportReader::ReadEvent(json_int_t serial,
-                             const json_t* note,
+                             const json_t* call,
                              const std::string& kind,
                              Expected entry) {
-  const std::string name = TextMember(note, "name");
-  const json_t* properties = json_object_get(note, "properties");
+  const std::string name = TextMember(call, "name");
+  const json_t* properties = json_object_get(call, "properties");
   entry.properties = properties != nullptr ? Copy(properties) : JsonPtr(json_object());
   json_t* const object = entry.properties.get();
   json_object_set_new(object, kSerial, json_integer(serial));
-  SessionState& session = State(note);
+  SessionState& session = State(call);
   if (kind == "event") {
     entry.kind = Kind::Event;
     entry.name = name;
@@ -247,48 +248,49 @@ void ReportReader::ReadEvent(json_int_t serial,
     entry.kind = Kind::Command;
     entry.name = "std-Cmd";
     SetText(object, "std-Name", name);
-    Remember(session.commands, name);
+    AddBreadcrumb(session.commands, name);
   } else if (kind == "error") {
     entry.kind = Kind::Error;
     entry.name = "std-Error";
     SetText(object, "std-ErrCode", name);
-    SetText(object, "std-ErrMsg", TextMember(note, "detail"));
-    SetTrace(object, json_object_get(note, "trace"));
-    SetTrail(object, "std-Place", session.places);
-    SetTrail(object, "std-Cmd", session.commands);
+    SetText(object, "std-ErrMsg", TextMember(call, "detail"));
+    SetTrace(object, json_object_get(call, "trace"));
+    SetBreadcrumbs(object, "std-Place", session.places);
+    SetBreadcrumbs(object, "std-Cmd", session.commands);
   } else {
-    throw std::runtime_error("the host's report has a note of an unknown kind: " + DumpJson(note));
+    throw std::runtime_error("the host's report has an entry of an unknown kind: " +
+                             DumpJson(call));
   }
-  entry.component = TextMember(note, "component");
-  entry.name = InComponent(entry.component, entry.name);
+  entry.component = TextMember(call, "component");
+  entry.name = ComponentEventName(entry.component, entry.name);
   entry.sessionEnvironment = Copy(sessionEnvironment_.get());
   target_.bySerial[serial] = target_.entries.size();
   target_.entries.push_back(std::move(entry));
 }
 
-void ReportReader::ReadNumber(const json_t* note, const std::string& kind) {
-  const Group group = {IntegerMember(note, "session"), TextMember(note, "component"),
-                       TextMember(note, "name")};
-  Number& number = numbers_[group][TextMember(note, "detail")];
+void ReportReader::ReadNumber(const json_t* call, const std::string& kind) {
+  const Group group = {IntegerMember(call, "session"), TextMember(call, "component"),
+                       TextMember(call, "name")};
+  Number& number = numbers_[group][TextMember(call, "detail")];
   number.isCounter = kind == "count";
-  number.values.push_back(number.isCounter ? 1 : json_number_value(json_object_get(note, "value")));
+  number.values.push_back(number.isCounter ? 1 : json_number_value(json_object_get(call, "value")));
   ++target_.numbers;
 }
 
-// A flush, and the end of a session, report what was counted in it; those of the implied session,
-// what was counted outside all others.
+// A flush and the end of a session report the counters and statistics of that session. Those that
+// belong to no explicit session belong to the implied one.
 void ReportReader::AddTotals(json_int_t session, json_int_t position, std::size_t thread) {
   const auto begin = numbers_.lower_bound({session, "", ""});
   const auto end = numbers_.lower_bound({session + 1, "", ""});
   for (auto at = begin; at != end; ++at) {
     Expected entry;
-    entry.sitting = sitting_;
+    entry.run = run_;
     entry.thread = thread;
     entry.position = position;
     entry.kind = Kind::Total;
     entry.session = session;
     entry.component = std::get<1>(at->first);
-    entry.name = InComponent(entry.component, std::get<2>(at->first));
+    entry.name = ComponentEventName(entry.component, std::get<2>(at->first));
     entry.properties.reset(json_object());
     for (const auto& [property, number] : at->second) {
       SetNumber(entry.properties.get(), property, number);
@@ -300,7 +302,7 @@ void ReportReader::AddTotals(json_int_t session, json_int_t position, std::size_
 }
 
 void ReportReader::AddUnnumbered(Expected entry) {
-  target_.byLooks[{entry.session, entry.kind, entry.component, entry.name}].push_back(
+  target_.unnumbered[{entry.session, entry.kind, entry.component, entry.name}].push_back(
       target_.entries.size());
   target_.entries.push_back(std::move(entry));
 }

@@ -1,5 +1,5 @@
-// What has to arrive at the gateway, worked out from what the sample host says it handed over: its
-// reports list every call, and this knows what the library makes of each of them.
+// Computes which entries must arrive at the gateway: the sample host's reports list every call, and
+// for each of them this knows what the library sends.
 #pragma once
 
 #include <jansson.h>
@@ -19,47 +19,46 @@ namespace Demo {
 
 enum class Kind : std::size_t { Event, Command, Error, Place, Idle, Total, Mark };
 inline constexpr std::size_t kKinds = 7;
-// What it is called in tables. A total is an event that sums counters or statistics up, a mark the
-// begin or the end of a session.
+// Headings of tables. A total is an event that sums up counters or statistics, a mark the begin or
+// the end of a session.
 inline constexpr std::array<const char*, kKinds> kKindNames = {
     "events", "commands", "errors", "places", "idle", "totals", "marks"};
 using KindCounts = std::array<std::size_t, kKinds>;
 
-// One entry that has to stand in the records, as it has to stand there.
+// An entry that must be in the records.
 struct Expected {
-  int sitting = 0;         // the host's run
-  std::size_t thread = 0;  // number in Expectation::threads
-  // Entries of one thread arrive by rising position.
-  json_int_t position = 0;
+  int run = 0;              // of the host
+  std::size_t thread = 0;   // index of Expectation::threads
+  json_int_t position = 0;  // rises from entry to entry of a thread
   Kind kind = Kind::Event;
   json_int_t session = 0;  // the host's number for it
   std::string component;
   std::string name;
-  Gateway::JsonPtr properties;          // null when there are none
+  Gateway::JsonPtr properties;          // null if there are none
   Gateway::JsonPtr sessionEnvironment;  // likewise
   std::size_t timesArrived = 0;
 };
 
 struct ExpectedSession {
-  int sitting = 0;
-  std::string label;
+  int run = 0;
+  std::string label;  // the host's name for it
 };
 
-// Places, marks and totals carry no serial number; those that look alike are told by their order.
-// Session, kind, component, name.
-using LookAlike = std::tuple<json_int_t, Kind, std::string, std::string>;
+// Places, marks and totals have no serial number. Those with the same session, kind, component and
+// name are told apart by their order.
+using UnnumberedKey = std::tuple<json_int_t, Kind, std::string, std::string>;
 
 struct Expectation {
   std::vector<Expected> entries;
-  std::map<json_int_t, std::size_t> bySerial;  // into `entries`
-  std::map<LookAlike, std::vector<std::size_t>> byLooks;
+  std::map<json_int_t, std::size_t> bySerial;  // indexes of `entries`
+  std::map<UnnumberedKey, std::vector<std::size_t>> unnumbered;
   std::map<json_int_t, ExpectedSession> sessions;
-  std::vector<std::string> threads;  // each run has threads of its own, whatever their names
-  std::size_t numbers = 0;           // how often counters and statistics were fed
+  std::vector<std::string> threads;  // names; threads of two runs differ even if the names do not
+  std::size_t numbers = 0;           // calls that count or aggregate
 };
 
-// From the host's reports, one for each run; they are borrowed during the call. Nothing, and the
-// reason in `error`, when one of them contradicts itself.
+// `reports` are the host's, one for each run. Returns nothing, with the reason in `error`, if one
+// of them is inconsistent.
 std::optional<Expectation> Expect(std::span<const json_t* const> reports, std::string& error);
 
 // The property that carries an event's serial number.

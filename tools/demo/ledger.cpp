@@ -1,7 +1,7 @@
 // Usage: demo_ledger [--record] GATEWAY_URL REPORT_FILE...
-// Shows the ledger: what the sample host handed over in one run or several, by its reports, against
-// what arrived at the local gateway; with --record the first record that arrived as well. Exit
-// status 0 when the ledger balances, 1 when it does not, 2 when there is nothing to compare.
+// Prints the ledger: what the sample host has reported in one run or several, according to its
+// report files, and what has arrived at the local gateway. With --record also prints the first
+// record. Exit status: 0 the ledger balances, 1 it does not, 2 error.
 
 #include <unistd.h>
 
@@ -21,7 +21,6 @@
 
 #include "demo/comparison.h"
 #include "demo/presentation.h"
-#include "demo/record_headers.h"
 #include "gateway/json_text.h"
 
 namespace {
@@ -62,8 +61,8 @@ std::string Fetch(httplib::Client& gateway, const std::string& path) {
 }
 
 bool WantsColours() {
-  const char* refused = std::getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+  const char* noColour = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) != 0 && (noColour == nullptr || *noColour == '\0');
 }
 
 void ShowHeading(const std::string& text) {
@@ -83,12 +82,11 @@ std::string TextMember(const json_t* object, const char* key) {
 void ShowHostOutcome(const json_t* report) {
   const json_int_t unsent = json_integer_value(json_object_get(report, "commit_result"));
   const json_int_t warnings = json_integer_value(json_object_get(report, "warnings"));
-  const json_int_t sitting = json_integer_value(json_object_get(report, "sitting"));
-  std::printf(
-      "   %s, sitting %d, tav.dll %s: TavCommit returned %d; warnings and errors logged: %d\n",
-      TextMember(report, "product").c_str(), static_cast<int>(sitting),
-      TextMember(report, "library_version").c_str(), static_cast<int>(unsent),
-      static_cast<int>(warnings));
+  const json_int_t run = json_integer_value(json_object_get(report, "sitting"));
+  std::printf("   %s, run %d, tav.dll %s: TavCommit returned %d; warnings and errors logged: %d\n",
+              TextMember(report, "product").c_str(), static_cast<int>(run),
+              TextMember(report, "library_version").c_str(), static_cast<int>(unsent),
+              static_cast<int>(warnings));
 }
 
 int RunLedger(const char* url, std::span<char*> reportFiles, bool withRecord) {
@@ -99,7 +97,7 @@ int RunLedger(const char* url, std::span<char*> reportFiles, bool withRecord) {
     reports.push_back(owned.back().get());
   }
   httplib::Client gateway(url);
-  gateway.enable_server_certificate_verification(false);  // it has signed its own
+  gateway.enable_server_certificate_verification(false);  // self-signed
 
   Demo::WireCounts wire;
   if (!Demo::ReadWireCounts(Parse(Fetch(gateway, "/api/summary"), "summary").get(), wire)) {

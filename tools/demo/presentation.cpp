@@ -17,7 +17,7 @@ constexpr std::string_view kGreen = "\x1b[32m";
 constexpr std::string_view kPlain = "\x1b[0m";
 
 constexpr std::size_t kShownEvents = 3;
-constexpr std::size_t kMaxColumns = 97;  // behind the margin
+constexpr std::size_t kMaxColumns = 97;  // right of the margin
 
 std::string Coloured(bool withColours, std::string_view colour, const std::string& text) {
   return withColours ? std::string(colour).append(text).append(kPlain) : text;
@@ -46,7 +46,7 @@ std::string Row(std::string_view label, const std::string& value) {
   return text;
 }
 
-// A count that has to be 0, with what it means.
+// A count that should be 0, with its meaning.
 std::string FaultRow(std::string_view label,
                      std::uint64_t count,
                      std::string_view meaning,
@@ -58,7 +58,7 @@ std::string FaultRow(std::string_view label,
   return line.append("   ").append(meaning) + '\n';
 }
 
-// Cuts a line that is too long for the terminal, between two characters.
+// Cuts a line that is too long, between two characters.
 std::string Fitting(std::string_view line) {
   std::size_t columns = 0;
   for (std::size_t i = 0; i < line.size(); ++i) {
@@ -70,7 +70,7 @@ std::string Fitting(std::string_view line) {
   return std::string(line);
 }
 
-// Of a kind's column, headed by its name.
+// Width of a kind's column.
 int Width(std::size_t kind) {
   return std::max(7, static_cast<int>(std::string_view(kKindNames[kind]).size()) + 2);
 }
@@ -110,16 +110,16 @@ void AddTo(KindCounts& sum, const KindCounts& counts) {
 
 std::string SessionRows(const Comparison& comparison) {
   std::string rows;
-  KindCounts ofSitting = {};
+  KindCounts ofRun = {};
   for (std::size_t i = 0; i < comparison.sessions.size(); ++i) {
     const SessionCounts& session = comparison.sessions[i];
     rows += KindRow(session.id.substr(0, 8), session.arrived, session.label);
-    AddTo(ofSitting, session.arrived);
-    const bool isLast = i + 1 == comparison.sessions.size() ||
-                        comparison.sessions[i + 1].sitting != session.sitting;
-    if (isLast && comparison.bySitting.size() > 1) {
-      rows += KindRow("sitting " + std::to_string(session.sitting), ofSitting, "");
-      ofSitting = {};
+    AddTo(ofRun, session.arrived);
+    const bool isLast =
+        i + 1 == comparison.sessions.size() || comparison.sessions[i + 1].run != session.run;
+    if (isLast && comparison.byRun.size() > 1) {
+      rows += KindRow("run " + std::to_string(session.run), ofRun, "");
+      ofRun = {};
     }
   }
   return rows;
@@ -132,12 +132,12 @@ std::string KindTable(const Comparison& comparison) {
                      component.empty() ? "" : "component");
   }
   KindCounts arrived = {};
-  KindCounts handedOver = {};
+  KindCounts reported = {};
   for (std::size_t kind = 0; kind < kKinds; ++kind) {
     arrived[kind] = comparison.byKind[kind].arrived;
-    handedOver[kind] = comparison.byKind[kind].handedOver;
+    reported[kind] = comparison.byKind[kind].reported;
   }
-  return table + '\n' + KindRow("arrived", arrived, "") + KindRow("handed over", handedOver, "");
+  return table + '\n' + KindRow("arrived", arrived, "") + KindRow("reported", reported, "");
 }
 
 std::string Counted(std::uint64_t count, const char* noun) {
@@ -214,16 +214,16 @@ std::string LedgerText(const Comparison& comparison,
   std::string text = KindTable(comparison);
   text += "   (totals sum up " + Grouped(comparison.numbers) +
           " counts and values; marks begin and end a session)\n\n";
-  text += fault("lost", comparison.lost, "handed over, but did not arrive");
+  text += fault("lost", comparison.lost, "reported, but did not arrive");
   text += fault("doubled", comparison.doubled, "arrived more than once");
-  text += fault("altered", comparison.altered, "other texts, numbers or session than the host's");
+  text += fault("altered", comparison.altered, "texts, numbers or session differ from the host's");
   text += fault("out of order", comparison.outOfOrder,
                 "within each of " + std::to_string(comparison.threads.size()) + " threads");
-  text += fault("unknown", comparison.unknown, "arrived, but was not handed over");
+  text += fault("unknown", comparison.unknown, "arrived, but was not reported");
   text += fault("altered headers", headers.altered,
                 "product, customer, tags, component, " + std::to_string(headers.productValues) +
                     " product values");
-  text += fault("bad records", wire.badRecords, "the gateway found fault with them");
+  text += fault("bad records", wire.badRecords, "the gateway found errors in them");
   text += fault("doubled records", wire.doubledRecords, "the same bytes again");
   text += '\n' + WireRows(comparison, wire) + '\n';
   std::vector<std::string> findings = comparison.findings;
@@ -235,7 +235,7 @@ std::string LedgerText(const Comparison& comparison,
   const bool isBalanced = Balances(comparison, headers, wire);
   return text + "   " +
          Coloured(withColours, isBalanced ? kGreen : kRed,
-                  isBalanced ? "The ledger balances: what the host handed over is what arrived."
+                  isBalanced ? "The ledger balances: what the host reported is what arrived."
                              : "The ledger does not balance.") +
          '\n';
 }

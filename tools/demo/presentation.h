@@ -1,4 +1,4 @@
-// What the demonstration shows on the terminal, at most 100 columns wide.
+// The demonstration's output, at most 100 columns wide.
 #pragma once
 
 #include <jansson.h>
@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "demo/comparison.h"
-#include "demo/record_headers.h"
 
 namespace Demo {
 
@@ -22,17 +21,17 @@ struct WireCounts {
   std::uint64_t bytesExpanded = 0;
 };
 
-// From the gateway's summary; a count that is missing there makes it return false.
+// Reads the gateway's summary; false if a count is missing.
 bool ReadWireCounts(const json_t* summary, WireCounts& counts);
 
-// A record's text on many lines, cut to its first few events; a line says how many are left out.
-// `recordText` must be the text of a JSON object.
+// A record's text on many lines with its first few events; a line says how many more there are.
+// `recordText` must be a JSON object.
 std::string RecordExcerpt(std::string_view recordText);
 
-// Whether nothing is missing and nothing is wrong; the verdict of the demonstration.
+// Whether everything arrived, unchanged and once.
 bool Balances(const Comparison& comparison, const HeaderCheck& headers, const WireCounts& wire);
 
-// What arrived by session, component and kind, what is wrong with it, and the verdict.
+// What arrived by session, component and kind; the differences; the verdict.
 std::string LedgerText(const Comparison& comparison,
                        const HeaderCheck& headers,
                        const WireCounts& wire,

@@ -1,12 +1,9 @@
-#include "demo/record_headers.h"
-
 #include <algorithm>
 #include <array>
 #include <string_view>
 
 #include "demo/comparison.h"
 #include "gateway/json_text.h"
-#include "gateway/object_shape.h"
 
 namespace Demo {
 namespace {
@@ -25,7 +22,7 @@ void SetText(json_t* object, const char* key, const std::string& text) {
   json_object_set_new(object, key, JsonText(text).release());
 }
 
-// As the categories of AddTag are called in records.
+// The name that records use for a category of AddTag.
 std::string TagCategory(const std::string& number) {
   constexpr std::array kNames = {"Edition",         "Component", "Package", "LicensingModel",
                                  "DeploymentModel", "User",      "Test",    "Other"};
@@ -33,20 +30,20 @@ std::string TagCategory(const std::string& number) {
   return index < kNames.size() ? kNames[index] : "?";
 }
 
-// What a record has to say.
+// The header that each record must have.
 class Header {
  public:
   explicit Header(const json_t* report);
 
   std::size_t ProductValues() const { return json_object_size(values_.get()) - 1; }
-  // What is wrong with a record; empty when nothing is.
+  // What is wrong with a record; empty if nothing is.
   std::string Problem(const json_t* record) const;
 
  private:
   void ReadSetting(const json_t* setting);
   std::string ProductProblem(const json_t* environment) const;
 
-  JsonPtr plain_{json_object()};   // members that are the same in each record
+  JsonPtr plain_{json_object()};   // members that each record has
   JsonPtr values_{json_object()};  // of the product environment
   std::string qualifier_;
   std::string user_;
@@ -114,8 +111,8 @@ std::string Header::ProductProblem(const json_t* environment) const {
     if (expected != nullptr) {
       ++found;
     }
-    const bool isLibrarys = key == "t" || key.starts_with("std-");
-    if (expected != nullptr ? !IsSameJson(expected, value) : !isLibrarys) {
+    const bool isReserved = key == "t" || key.starts_with("std-");
+    if (expected != nullptr ? !IsSameJson(expected, value) : !isReserved) {
       problem = "product value " + std::string(key) + " is " + DumpJson(value);
     }
   });
@@ -134,10 +131,10 @@ std::string Header::Problem(const json_t* record) const {
       problem = '"' + std::string(key) + "\" is not " + DumpJson(value);
     }
   });
-  // Of the user a digest is sent, which cannot be compared.
+  // The library sends a digest of the user's identifier, which cannot be compared.
   const std::string user = TextMember(record, "u");
   if (!user_.empty() && (user.size() != 32 || user.find(user_) != std::string::npos)) {
-    problem = "\"u\" is no digest of the user's identifier";
+    problem = "\"u\" is not a digest of the user's identifier";
   }
   if (json_object_get(record, "can") != nullptr &&
       (TextMember(record, "can") != component_ || TextMember(record, "cav") != componentVersion_)) {

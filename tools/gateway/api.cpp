@@ -29,7 +29,7 @@ bool ReadNumber(std::string_view text, Number& number) {
   return failure == std::errc() && rest == end;
 }
 
-// Reads "from" and "limit" of the query; false when one of them is no number.
+// Reads "from" and "limit" of the query; false if one of them is not a number.
 bool ReadPage(const ApiRequest& request, Page& page) {
   return ReadNumber(Parameter(request, "from", "0"), page.from) &&
          ReadNumber(Parameter(request, "limit", std::to_string(page.limit)), page.limit);

@@ -1,5 +1,5 @@
-// What tests and people ask of the gateway under /api/: what arrived, and faults to come. Answers
-// are JSON. Knows no sockets; docs/gateway.md describes each path.
+// The requests under /api/: listings of what arrived, fault injection, reset. Answers are JSON.
+// Independent of HTTP and sockets; docs/gateway.md describes each path.
 #pragma once
 
 #include <functional>
@@ -24,13 +24,13 @@ struct ApiAnswer {
   std::string body;
 };
 
-// Any thread.
+// Thread-safe.
 class Api {
  public:
-  // Borrows both for its lifetime. `onReset` releases requests that are still being held up.
+  // Borrows both for its lifetime. `onReset` must end the requests that a fault still delays.
   Api(RecordStore& store, FaultPlan& faults, std::function<void()> onReset);
 
-  // Whether a path belongs here: such requests neither count nor suffer faults.
+  // Whether a path belongs to the API: such requests are not counted and get no faults.
   static bool Owns(std::string_view path);
 
   ApiAnswer Handle(const ApiRequest& request);

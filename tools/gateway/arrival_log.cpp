@@ -5,7 +5,6 @@
 #include <ctime>
 
 #include "gateway/json_text.h"
-#include "gateway/object_shape.h"
 
 namespace Gateway {
 namespace {
@@ -21,13 +20,13 @@ constexpr std::size_t kNameWidth = 18;
 constexpr std::size_t kMaxValue = 32;
 constexpr std::size_t kMaxProperties = 90;
 
-// How many columns the text takes, as far as one per code point is right.
+// Width of the text, assuming one column per code point.
 std::size_t Columns(std::string_view text) {
   return static_cast<std::size_t>(std::ranges::count_if(
       text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
-// At most `columns` of the text, with a mark where something is left out.
+// At most `columns` of the text, with an ellipsis if it was cut.
 std::string Cut(std::string_view text, std::size_t columns) {
   if (Columns(text) <= columns) {
     return std::string(text);
@@ -47,15 +46,15 @@ std::string Pad(std::string text, std::size_t columns) {
   return text.append(used < columns ? columns - used : 0, ' ');
 }
 
-// What clients send must not steer the terminal: control characters become dots.
-std::string Harmless(std::string_view text) {
+// Replaces control characters by dots, so that what clients send cannot control the terminal.
+std::string MaskControls(std::string_view text) {
   std::string out(text);
   for (std::size_t i = 0; i < out.size(); ++i) {
     const auto byte = static_cast<unsigned char>(out[i]);
     if (byte < 0x20 || byte == 0x7F) {
       out[i] = '.';
     }
-    // U+0080 to U+009F are control characters, too.
+    // U+0080 to U+009F are control characters as well.
     if (byte == 0xC2 && i + 1 < out.size() && static_cast<unsigned char>(out[i + 1]) < 0xA0) {
       out.replace(i, 2, ".");
     }
@@ -68,7 +67,7 @@ std::string LocalClock(std::chrono::system_clock::time_point time) {
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(
       time - std::chrono::system_clock::from_time_t(seconds));
   char text[32] = {};
-  // The log's lock makes this the only user of the shared result.
+  // localtime's result is shared; the log's lock protects it.
   std::strftime(text, sizeof text, "%H:%M:%S", std::localtime(&seconds));
   char all[48];
   std::snprintf(all, sizeof all, "%s.%03d", text, static_cast<int>(milliseconds.count()));
@@ -89,7 +88,7 @@ std::string Counted(std::size_t count, const char* noun) {
   return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
-// "[Paste, Copy]", or the number of items when they are no texts.
+// "[Paste, Copy]", or the number of items if they are not strings.
 std::string ListText(const json_t* list) {
   std::string text;
   for (std::size_t i = 0; i < json_array_size(list); ++i) {
@@ -117,7 +116,7 @@ std::string ValueText(const json_t* value) {
   return Cut(DumpJson(value), kMaxValue);
 }
 
-// "name=value name=value …", as many as fit, then how many do not.
+// "name=value  name=value", as many as fit, then the number of those that do not.
 std::string PropertiesText(const json_t* properties) {
   std::string text;
   std::size_t left = json_object_size(properties);
@@ -139,7 +138,7 @@ void ArrivalLog::ShowRecord(const Record& record) {
   const std::scoped_lock guard(lock_);
   std::string lines = RecordLine(record);
   for (const std::string& problem : record.problems) {
-    lines += Coloured(kRed, "    ! " + Harmless(problem)) + '\n';
+    lines += Coloured(kRed, "    ! " + MaskControls(problem)) + '\n';
   }
   for (const EventEntry& event : record.events) {
     lines += EventLine(std::string_view(record.text).substr(event.span.offset, event.span.length));
@@ -150,13 +149,13 @@ void ArrivalLog::ShowRecord(const Record& record) {
 void ArrivalLog::ShowFault(std::string_view target, const Fault& fault) {
   const std::scoped_lock guard(lock_);
   Write(LocalClock(std::chrono::system_clock::now()) + "  " +
-        Coloured(kYellow, "fault " + FaultText(fault)) + "  " + Harmless(target) + '\n');
+        Coloured(kYellow, "fault " + FaultText(fault)) + "  " + MaskControls(target) + '\n');
 }
 
 void ArrivalLog::ShowConfigurationRequest(std::string_view target) {
   const std::scoped_lock guard(lock_);
-  Write(LocalClock(std::chrono::system_clock::now()) + "  settings asked for  " + Harmless(target) +
-        '\n');
+  Write(LocalClock(std::chrono::system_clock::now()) + "  settings requested  " +
+        MaskControls(target) + '\n');
 }
 
 std::string ArrivalLog::Coloured(std::string_view colour, std::string text) const {
@@ -173,8 +172,8 @@ std::string ArrivalLog::RecordLine(const Record& record) const {
   }
   const std::string product = record.product + ' ' + record.productVersion;
   return LocalClock(record.arrival) + "  record " + std::to_string(record.number) + "  " +
-         Coloured(kCyan, Harmless(product == " " ? "?" : product)) +
-         (record.component.empty() ? "" : "  component " + Harmless(record.component)) + "  " +
+         Coloured(kCyan, MaskControls(product == " " ? "?" : product)) +
+         (record.component.empty() ? "" : "  component " + MaskControls(record.component)) + "  " +
          Counted(record.events.size(), "event") + "  " + SizeText(record.compressedSize) +
          " from " + SizeText(record.text.size()) + "  " + verdict + '\n';
 }
@@ -183,7 +182,7 @@ std::string ArrivalLog::EventLine(std::string_view entry) const {
   std::string error;
   const JsonPtr event = ParseJson(entry, error);
   if (!json_is_object(event.get())) {
-    return "    " + Harmless(Cut(entry, kMaxProperties)) + '\n';
+    return "    " + MaskControls(Cut(entry, kMaxProperties)) + '\n';
   }
   const auto text = [&](const char* key) {
     return std::string(TextOf(json_object_get(event.get(), key)));
@@ -194,10 +193,10 @@ std::string ArrivalLog::EventLine(std::string_view entry) const {
   const std::string clock =
       time.size() > kClockStart ? time.substr(kClockStart, kClockLength) : time;
   const std::string name = text("g") + text("m");
-  std::string line = "    " + Coloured(kGrey, Harmless(clock + "  " + text("s").substr(0, 8))) +
-                     "  " + Harmless(Pad(name, kNameWidth));
+  std::string line = "    " + Coloured(kGrey, MaskControls(clock + "  " + text("s").substr(0, 8))) +
+                     "  " + MaskControls(Pad(name, kNameWidth));
   if (const json_t* properties = json_object_get(event.get(), "v"); json_is_object(properties)) {
-    line += "  " + Harmless(PropertiesText(properties));
+    line += "  " + MaskControls(PropertiesText(properties));
   }
   line.erase(line.find_last_not_of(' ') + 1);
   return line + '\n';

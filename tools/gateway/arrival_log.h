@@ -1,4 +1,4 @@
-// What the gateway shows to a person who watches: a line per record, a line per event.
+// The output of --log: a line per record and a line per event.
 #pragma once
 
 #include <cstdio>
@@ -7,14 +7,14 @@
 #include <string_view>
 
 #include "gateway/fault_plan.h"
-#include "gateway/record.h"
+#include "gateway/record_reader.h"
 
 namespace Gateway {
 
-// Writes whole lines at once and flushes them. Any thread.
+// Writes whole lines and flushes them. Thread-safe.
 class ArrivalLog {
  public:
-  // Borrows `out`. Colours are escape sequences for terminals.
+  // Borrows `out`. Colours are terminal escape sequences.
   ArrivalLog(std::FILE* out, bool withColours) : out_(out), withColours_(withColours) {}
   ArrivalLog(const ArrivalLog&) = delete;
   ArrivalLog& operator=(const ArrivalLog&) = delete;

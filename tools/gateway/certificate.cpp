@@ -10,8 +10,8 @@
 namespace Gateway {
 namespace {
 
-// Long enough for tests that put the client's clock forward by a year.
 constexpr long kSecondsPerDay = 24L * 60 * 60;
+// Still valid in tests that set the client's clock forward by a year.
 constexpr long kDaysValid = 3650;
 
 struct KeyRelease {
@@ -38,7 +38,7 @@ bool AddNamePart(X509_NAME* name, const char* kind, const char* value) {
                                     reinterpret_cast<const unsigned char*>(value), -1, -1, 0) == 1;
 }
 
-// A serial number of its own keeps clients from mixing up the certificates of two runs.
+// A random serial number, so that clients do not confuse the certificates of two runs.
 bool SetSerialNumber(X509* certificate) {
   std::uint64_t serial = 0;
   return RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1 &&

@@ -1,4 +1,4 @@
-// The gateway's own certificate: made at start, kept in memory, signed by itself.
+// The gateway's self-signed certificate, made at start and kept in memory.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -13,7 +13,7 @@ struct SslContextRelease {
 };
 using SslContextPtr = std::unique_ptr<SSL_CTX, SslContextRelease>;
 
-// A server context with a fresh key and a certificate for localhost, 127.0.0.1 and ::1. Null on
+// A server context with a new key and a certificate for localhost, 127.0.0.1 and ::1. Null on
 // failure, with OpenSSL's reason in `error`.
 SslContextPtr CreateSelfSignedContext(std::string& error);
 

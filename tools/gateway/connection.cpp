@@ -4,8 +4,6 @@
 #include <cstring>
 #include <limits>
 
-#include "gateway/socket.h"
-
 namespace Gateway {
 namespace {
 
@@ -16,11 +14,26 @@ int TlsSize(std::size_t size) {
       std::min(size, static_cast<std::size_t>(std::numeric_limits<int>::max())));
 }
 
+void SetTcpOption(socket_t socket, int option) {
+  const int on = 1;
+  setsockopt(socket, IPPROTO_TCP, option, &on, sizeof on);
+}
+
+// Acknowledges the next bytes at once; must be repeated before each wait. A client that sends
+// headers and body separately holds the body back until the headers are acknowledged, which would
+// otherwise take 40 ms for each record.
+void AcknowledgeAtOnce([[maybe_unused]] socket_t socket) {
+#ifdef TCP_QUICKACK
+  SetTcpOption(socket, TCP_QUICKACK);
+#endif
+}
+
 }  // namespace
 
 Connection::Connection(socket_t socket, SSL_CTX* context) : socket_(socket) {
   currentConnection = this;
-  SetNoDelay(socket_);
+  // Short answers do not wait for the peer's acknowledgement.
+  SetTcpOption(socket_, TCP_NODELAY);
   if (context != nullptr) {
     session_.reset(SSL_new(context));
   }
@@ -31,8 +44,8 @@ Connection::~Connection() {
   if (isSecure_ && !isAbandoned_) {
     SSL_shutdown(session_.get());
   }
-  Shutdown(socket_);
-  Close(socket_);
+  End();
+  ::close(socket_);
 }
 
 Connection* Connection::Current() {
@@ -43,24 +56,23 @@ bool Connection::Handshake() {
   if (!session_) {
     return true;
   }
-  // OpenSSL takes an int on every system; Windows promises that its socket handles fit.
-  isSecure_ =
-      SSL_set_fd(session_.get(), static_cast<int>(socket_)) == 1 && SSL_accept(session_.get()) == 1;
+  isSecure_ = SSL_set_fd(session_.get(), socket_) == 1 && SSL_accept(session_.get()) == 1;
   return isSecure_;
 }
 
 void Connection::HoldUntilClosed() {
-  ClearReadTimeout(socket_);
+  const timeval noTimeout{};
+  setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &noTimeout, sizeof noTimeout);
   isHeld_ = true;
-  // Whatever the peer still sends is of no interest, so TLS is left out.
-  while (Receive(socket_, buffer_.data(), buffer_.size()) > 0) {
+  // Discards what the peer still sends, so it need not be decrypted.
+  while (::recv(socket_, buffer_.data(), buffer_.size(), 0) > 0) {
   }
   isHeld_ = false;
   Abandon();
 }
 
 void Connection::End() {
-  Shutdown(socket_);
+  ::shutdown(socket_, SHUT_RDWR);
 }
 
 ssize_t Connection::read(char* data, size_t size) {
@@ -71,7 +83,7 @@ ssize_t Connection::read(char* data, size_t size) {
     if (size >= buffer_.size()) {
       return ReceiveSome(data, size);
     }
-    const std::ptrdiff_t count = ReceiveSome(buffer_.data(), buffer_.size());
+    const ssize_t count = ReceiveSome(buffer_.data(), buffer_.size());
     if (count <= 0) {
       return count;
     }
@@ -87,7 +99,7 @@ ssize_t Connection::read(char* data, size_t size) {
 ssize_t Connection::write(const char* data, size_t size) {
   std::size_t sent = 0;
   while (sent < size && !isAbandoned_) {
-    const std::ptrdiff_t count = SendSome(data + sent, size - sent);
+    const ssize_t count = SendSome(data + sent, size - sent);
     if (count <= 0) {
       Abandon();
     } else {
@@ -106,13 +118,14 @@ void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
   get_remote_ip_and_port(ip, port);
 }
 
-std::ptrdiff_t Connection::ReceiveSome(char* data, std::size_t size) {
+ssize_t Connection::ReceiveSome(char* data, std::size_t size) {
   AcknowledgeAtOnce(socket_);
-  return session_ ? SSL_read(session_.get(), data, TlsSize(size)) : Receive(socket_, data, size);
+  return session_ ? SSL_read(session_.get(), data, TlsSize(size)) : ::recv(socket_, data, size, 0);
 }
 
-std::ptrdiff_t Connection::SendSome(const char* data, std::size_t size) {
-  return session_ ? SSL_write(session_.get(), data, TlsSize(size)) : Send(socket_, data, size);
+// The HTTP library ignores SIGPIPE for the whole process.
+ssize_t Connection::SendSome(const char* data, std::size_t size) {
+  return session_ ? SSL_write(session_.get(), data, TlsSize(size)) : ::send(socket_, data, size, 0);
 }
 
 bool ConnectionList::Add(Connection& connection) {

@@ -1,5 +1,5 @@
-// One client connection whose socket the gateway owns: the HTTP library reads requests from it and
-// writes answers to it, and a fault can leave a request without an answer.
+// One client connection on a socket that the gateway owns. The HTTP library reads requests from it
+// and writes answers to it; a fault can leave a request without an answer.
 #pragma once
 
 #include <httplib.h>
@@ -22,52 +22,52 @@ struct SslRelease {
 // Used by the thread that serves it; only End may be called from another one.
 class Connection final : public httplib::Stream {
  public:
-  // Owns `socket` from here on. `context` is borrowed; null for a connection without TLS.
+  // Takes ownership of `socket`. `context` is borrowed; null for a connection without TLS.
   Connection(socket_t socket, SSL_CTX* context);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
-  // Says goodbye where TLS wants that, and closes the socket.
+  // Shuts TLS down in order unless the connection was abandoned, and closes the socket.
   ~Connection() override;
 
-  // The connection that this thread serves at present; null on other threads.
+  // The connection that this thread serves; null on other threads.
   static Connection* Current();
 
   // Blocks for the TLS handshake; true at once without TLS.
   bool Handshake();
 
-  // From here on nothing is written any more: the peer gets no answer, and the connection closes
-  // when its thread returns to it.
+  // Drops everything that is written from now on: the peer gets no answer, and the connection
+  // closes when its thread returns to it.
   void Abandon() { isAbandoned_ = true; }
 
-  // Leaves the peer waiting: blocks until it closes the connection or End is called, then abandons.
+  // Blocks until the peer closes the connection or End is called, then abandons it.
   void HoldUntilClosed();
 
-  // No further request is read once the present one is answered.
+  // Closes the connection after the answer to the current request.
   void CloseAfterAnswer() { isLast_ = true; }
 
-  // True the first time that it is asked.
-  bool TakeFirstUse() { return !std::exchange(isUsed_, true); }
+  // Marks the connection as used; true the first time.
+  bool MarkUsed() { return !std::exchange(isUsed_, true); }
 
   bool IsOpen() const { return !isAbandoned_ && !isLast_; }
   bool IsHeld() const { return isHeld_; }
 
-  // Wakes the serving thread wherever it waits on the socket; every further read fails.
+  // Wakes the serving thread if it waits for the socket; all further reads fail.
   void End();
 
-  // What the HTTP library calls.
+  // The interface for the HTTP library.
   bool is_readable() const override { return true; }
   bool is_writable() const override { return !isAbandoned_; }
   ssize_t read(char* data, size_t size) override;
   ssize_t write(const char* data, size_t size) override;
   using httplib::Stream::write;
-  // Nobody here asks for addresses: every client is on this machine.
+  // Not used here, so they return nothing.
   void get_remote_ip_and_port(std::string& ip, int& port) const override;
   void get_local_ip_and_port(std::string& ip, int& port) const override;
   socket_t socket() const override { return socket_; }
 
  private:
-  std::ptrdiff_t ReceiveSome(char* data, std::size_t size);
-  std::ptrdiff_t SendSome(const char* data, std::size_t size);
+  ssize_t ReceiveSome(char* data, std::size_t size);
+  ssize_t SendSome(const char* data, std::size_t size);
 
   const socket_t socket_;
   std::unique_ptr<SSL, SslRelease> session_;
@@ -83,16 +83,16 @@ class Connection final : public httplib::Stream {
   std::size_t bufferEnd_ = 0;
 };
 
-// The connections that are open, so that others than their threads can end them. Any thread.
+// The open connections, so that other threads can end them. Thread-safe.
 class ConnectionList {
  public:
-  // False once EndAll was called: the connection is not to be served.
+  // Returns false after EndAll: the connection must not be served.
   bool Add(Connection& connection);
   void Remove(Connection& connection);
 
-  // Ends the connections whose peers are left waiting.
+  // Ends the connections that are in HoldUntilClosed.
   void EndHeld();
-  // Ends all of them and lets no further one in.
+  // Ends all connections and accepts no more.
   void EndAll();
 
  private:

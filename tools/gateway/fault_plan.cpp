@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "gateway/object_shape.h"
+#include "gateway/value_checks.h"
 
 namespace Gateway {
 namespace {
@@ -23,13 +23,13 @@ std::string_view KindName(FaultKind kind) {
   return std::ranges::find(kKinds, kind, &std::pair<std::string_view, FaultKind>::second)->first;
 }
 
-// A whole number from `low` to `high` in `number`; false when the value is anything else.
+// Reads a whole number from `low` to `high`; false if the value is anything else.
 bool ReadNumber(const json_t* value, json_int_t low, json_int_t high, json_int_t& number) {
   number = json_integer_value(value);
   return json_is_integer(value) && number >= low && number <= high;
 }
 
-// Takes one member over into the fault. Returns what is wrong with it, empty when nothing is.
+// Stores one member in the fault. Returns what is wrong with it; empty if nothing is.
 std::string ReadMember(std::string_view key, const json_t* value, Fault& fault) {
   json_int_t number = 0;
   if (key == "kind") {
@@ -61,7 +61,7 @@ std::string ReadMember(std::string_view key, const json_t* value, Fault& fault) 
     fault.store = json_is_true(value);
     return json_is_boolean(value) ? std::string() : "\"store\" must be true or false";
   }
-  return Show(key) + " is not known for the kind " + Show(KindName(fault.kind));
+  return Quoted(key) + " is not known for the kind " + Quoted(KindName(fault.kind));
 }
 
 std::optional<Fault> ParseFault(const json_t* value, std::string& error) {
@@ -150,22 +150,22 @@ std::string FaultPlan::Describe() const {
   return out += ']';
 }
 
-bool DelayRoom::Wait(std::chrono::milliseconds time) {
+bool DelayTimer::Wait(std::chrono::milliseconds time) {
   std::unique_lock guard(lock_);
   const std::uint64_t round = round_;
-  return !calledOff_.wait_for(guard, time, [&] { return isClosed_ || round_ != round; });
+  return !cancelled_.wait_for(guard, time, [&] { return isClosed_ || round_ != round; });
 }
 
-void DelayRoom::CallOff() {
+void DelayTimer::Cancel() {
   const std::scoped_lock guard(lock_);
   ++round_;
-  calledOff_.notify_all();
+  cancelled_.notify_all();
 }
 
-void DelayRoom::Close() {
+void DelayTimer::Close() {
   const std::scoped_lock guard(lock_);
   isClosed_ = true;
-  calledOff_.notify_all();
+  cancelled_.notify_all();
 }
 
 std::string FaultText(const Fault& fault) {

@@ -1,4 +1,4 @@
-// How the gateway misbehaves on demand: a queue of faults, each for a number of requests.
+// Fault injection: a queue of faults, each of which applies to a number of requests.
 #pragma once
 
 #include <jansson.h>
@@ -27,26 +27,25 @@ struct Fault {
   FaultKind kind = FaultKind::Status;
   int status = 500;                   // Status only
   std::chrono::milliseconds delay{};  // Delay only
-  bool store = false;                 // whether the record arrives although its sender is
-                                      // not told so; not for Delay
-  std::int64_t count = 1;             // requests that it still applies to
+  bool store = false;                 // store the record anyway; not for Delay
+  std::int64_t count = 1;             // requests to which it still applies
 };
 
 // Reads one fault, {"kind":"status","status":500,"count":3}, or an array of them. On failure
-// nothing is returned and `error` says why; a member that the kind does not know is a failure, too.
+// returns nothing, with the reason in `error`. Unknown members are errors.
 std::optional<std::vector<Fault>> ParseFaults(const json_t* value, std::string& error);
 
-// The queue. Any thread may call any member; none blocks.
+// Thread-safe; no function blocks.
 class FaultPlan {
  public:
   void Append(const std::vector<Fault>& faults);
 
-  // The fault for the request that has just come in, if there is one; uses up one of its count.
+  // The fault for the next request, if there is one; reduces its count by one.
   std::optional<Fault> Take();
 
   void Clear();
 
-  // The faults still to come as a JSON array in the form that ParseFaults reads.
+  // The queue as a JSON array in the form that ParseFaults reads.
   std::string Describe() const;
 
  private:
@@ -54,21 +53,21 @@ class FaultPlan {
   std::deque<Fault> queue_;
 };
 
-// Where delayed requests wait, so that they can be called off.
-class DelayRoom {
+// Delays requests, and can cancel the delays. Thread-safe.
+class DelayTimer {
  public:
-  // Blocks for the given time. False when CallOff or Close came first.
+  // Blocks for the given time. Returns false if Cancel or Close came first.
   bool Wait(std::chrono::milliseconds time);
 
   // Ends every wait that has begun.
-  void CallOff();
+  void Cancel();
 
-  // Ends every wait, also those to come.
+  // Ends every wait, including future ones.
   void Close();
 
  private:
   std::mutex lock_;
-  std::condition_variable calledOff_;
+  std::condition_variable cancelled_;
   std::uint64_t round_ = 0;
   bool isClosed_ = false;
 };

@@ -9,9 +9,8 @@ namespace Gateway {
 namespace {
 
 constexpr int kGzipWindowBits = 15 + 16;  // 16 asks zlib for the gzip wrapper
-constexpr std::size_t kFirstGuess = 16 * 1024;
+constexpr std::size_t kInitialSize = 16 * 1024;
 
-// A gzip stream being expanded.
 class Inflater {
  public:
   Inflater() { ready_ = inflateInit2(&stream_, kGzipWindowBits) == Z_OK; }
@@ -24,23 +23,23 @@ class Inflater {
   }
 
   bool IsReady() const { return ready_; }
-  std::size_t BytesLeft() const { return stream_.avail_in; }
+  std::size_t UnreadBytes() const { return stream_.avail_in; }
   const char* Message() const { return stream_.msg; }
 
   void SetInput(std::string_view body) {
-    // zlib's interface is not const, though it only reads here.
+    // zlib only reads here, although its interface is not const.
     stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(body.data()));
     stream_.avail_in = static_cast<uInt>(body.size());
   }
 
-  // Appends what fits below `room` bytes of text; the result is zlib's.
-  int ExpandInto(std::string& text, std::size_t room) {
+  // Expands until `text` has `size` bytes or the input ends. Returns zlib's status.
+  int ExpandInto(std::string& text, std::size_t size) {
     const std::size_t used = text.size();
-    text.resize(room);
+    text.resize(size);
     stream_.next_out = reinterpret_cast<Bytef*>(text.data() + used);
-    stream_.avail_out = static_cast<uInt>(room - used);
+    stream_.avail_out = static_cast<uInt>(size - used);
     const int result = inflate(&stream_, Z_NO_FLUSH);
-    text.resize(room - stream_.avail_out);
+    text.resize(size - stream_.avail_out);
     return result;
   }
 
@@ -60,9 +59,9 @@ Expansion ExpandGzip(std::string_view body, std::size_t limit) {
   }
   inflater.SetInput(body);
   int status = Z_OK;
-  // One byte above the limit tells a text of exactly that size from a longer one.
-  for (std::size_t room = kFirstGuess; status == Z_OK && result.text.size() <= limit; room *= 2) {
-    status = inflater.ExpandInto(result.text, std::min(room, limit + 1));
+  // One byte more than the limit tells a text of exactly that size from a longer one.
+  for (std::size_t size = kInitialSize; status == Z_OK && result.text.size() <= limit; size *= 2) {
+    status = inflater.ExpandInto(result.text, std::min(size, limit + 1));
   }
   if (result.text.size() > limit) {
     result.text.resize(limit);
@@ -73,9 +72,9 @@ Expansion ExpandGzip(std::string_view body, std::size_t limit) {
     const char* reason = inflater.Message();
     result.error = std::string("the gzip stream is damaged: ") +
                    (reason != nullptr ? reason : "no reason given");
-  } else if (inflater.BytesLeft() > 0) {
+  } else if (inflater.UnreadBytes() > 0) {
     result.error =
-        std::to_string(inflater.BytesLeft()) + " bytes follow the end of the gzip stream";
+        std::to_string(inflater.UnreadBytes()) + " bytes follow the end of the gzip stream";
   }
   return result;
 }

@@ -1,4 +1,4 @@
-// Expanding the gzip bodies of records, within bounds.
+// Expands gzip bodies, up to a given size.
 #pragma once
 
 #include <cstddef>
@@ -8,15 +8,15 @@
 namespace Gateway {
 
 struct Expansion {
-  std::string text;   // what could be expanded, also when `error` says that it is not all
+  std::string text;   // as much as could be expanded, also after an error
   std::string error;  // empty on success
 };
 
-// Expands one gzip member. More than `limit` bytes of text, a damaged or cut stream, and bytes
-// after its end are errors.
+// Expands one gzip member. Errors are: more than `limit` bytes of text, a damaged or truncated
+// stream, bytes after its end.
 Expansion ExpandGzip(std::string_view body, std::size_t limit);
 
-// Whether the body opens with the two magic bytes of gzip.
+// Whether the body begins with the two magic bytes of gzip.
 bool LooksLikeGzip(std::string_view body);
 
 }  // namespace Gateway

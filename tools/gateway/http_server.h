@@ -1,5 +1,5 @@
-// The HTTP library's server on sockets of our own: with or without TLS, any number of requests on a
-// connection, and a way to leave a request without an answer. It knows nothing of records.
+// The HTTP library's server on the gateway's own sockets: with or without TLS, any number of
+// requests on a connection, and requests that get no answer. Independent of records.
 #pragma once
 
 #include <httplib.h>
@@ -14,29 +14,28 @@ namespace Gateway {
 
 class HttpServer final : public httplib::Server {
  public:
-  // What an overlong body is measured against.
   static constexpr std::size_t kMaxBodyBytes = std::size_t{64} * 1024 * 1024;
 
-  // Plain HTTP without a context. `beforeStop` must release request handlers that wait.
+  // Without a context it speaks plain HTTP. `beforeStop` must end the request handlers that wait.
   HttpServer(SslContextPtr context, std::function<void()> beforeStop);
   ~HttpServer() override;
 
-  // Takes the port, 0 for any free one; connections queue up from here on. Returns the port, or -1
-  // when it cannot be had.
+  // Listens on the port; 0 selects a free one. Clients can connect from now on. Returns the port,
+  // or -1 on failure.
   int Bind(const std::string& address, int port);
 
-  // Serves until Stop is called; then ends all connections and returns. Once, after Bind.
+  // Serves until Stop is called, then ends all connections. Call it once, after Bind.
   void Run();
 
-  // Any thread, any time, also from a signal handler; returns at once.
+  // Does not block; callable from any thread and from a signal handler, at any time.
   void Stop();
 
-  // Ends the connections whose peers are left waiting.
+  // Ends the connections that are in HoldUntilClosed.
   void EndHeldConnections() { connections_.EndHeld(); }
 
-  // A header of the request as the client sent it. The library would expand a gzip body and take a
-  // multipart one apart by the headers that describe it, and the gateway wants the bytes as they
-  // are; so those headers are kept under another name until here.
+  // A header of the request as the client sent it. By Content-Encoding and Content-Type the library
+  // would expand gzip bodies and split multipart ones, but the gateway needs the bytes as they are;
+  // so these headers are stored under other names.
   static std::string OriginalHeader(const httplib::Request& request, const std::string& name);
 
  private:

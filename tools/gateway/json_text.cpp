@@ -9,8 +9,8 @@ bool IsSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-// Length of the well-formed UTF-8 sequence at the start of `bytes`, 0 when there is none. Overlong
-// forms, surrogates and code points past U+10FFFF are not well-formed.
+// Length of the well-formed UTF-8 sequence at the start of `bytes`, or 0. Overlong forms,
+// surrogates and code points above U+10FFFF are not well-formed.
 std::size_t SequenceLength(std::string_view bytes) {
   const auto byteAt = [&](std::size_t index) -> unsigned {
     return index < bytes.size() ? static_cast<unsigned char>(bytes[index]) : 0U;
@@ -49,7 +49,7 @@ std::string ToUtf8(std::string_view bytes) {
   return text;
 }
 
-// Walks over valid JSON text.
+// Iterates over valid JSON text.
 class Cursor {
  public:
   explicit Cursor(std::string_view text) : text_(text) {}
@@ -64,7 +64,7 @@ class Cursor {
     }
   }
 
-  // Steps over `expected` and the white space around it; false when something else stands here.
+  // Skips `expected` and the white space around it; false if the next character is another one.
   bool Accept(char expected) {
     SkipSpace();
     if (Here() != expected) {
@@ -75,7 +75,7 @@ class Cursor {
     return true;
   }
 
-  // Steps over a string and returns it with its quotes.
+  // Skips a string and returns it with its quotes.
   std::string_view TakeString() {
     const std::size_t start = position_++;
     while (!AtEnd() && text_[position_] != '"') {
@@ -99,7 +99,7 @@ class Cursor {
     return {start, position_ - start};
   }
 
-  // Steps over a string as a whole, over anything else one byte.
+  // Skips a whole string, or one byte of anything else.
   void Step() {
     if (Here() == '"') {
       TakeString();
@@ -149,7 +149,7 @@ JsonPtr ParseJson(std::string_view text, std::string& error) {
 std::string DumpJson(const json_t* value) {
   char* text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY);
   std::string copy = text != nullptr ? text : "null";
-  // Whoever links the gateway's code may have given jansson an allocator of its own.
+  // A program that links this code may have set another allocator for jansson.
   json_free_t release = nullptr;
   json_get_alloc_funcs(nullptr, &release);
   release(text);

@@ -1,7 +1,7 @@
-// JSON as text: the gateway stores, lists and prints what arrived without rewriting it, so that key
-// order, number spelling and escapes stay exactly as the sender wrote them. Functions that take
-// "valid" JSON text expect a text that jansson has accepted; they find their way by quotes and
-// brackets alone. All are pure and may be called from any thread.
+// JSON values and JSON text. The gateway stores, lists and prints records as the text that arrived,
+// so that the order of keys, the spelling of numbers and the escapes stay as the sender wrote them.
+// Functions that take "valid" text expect text that jansson has accepted: they look at quotes and
+// brackets only. All functions are pure and may be called from any thread.
 #pragma once
 
 #include <jansson.h>
@@ -21,36 +21,47 @@ struct JsonRelease {
 // Owns one reference to a JSON value.
 using JsonPtr = std::unique_ptr<json_t, JsonRelease>;
 
-// A stretch of a longer text.
+// A part of a longer text.
 struct TextSpan {
   std::size_t offset = 0;
   std::size_t length = 0;
 };
 
-// Parses one document; a key that stands twice in an object is an error. Null on failure, with the
-// reason and the place in `error`.
+// Parses one document; a duplicate key in an object is an error. Null on failure, with the reason
+// and the position in `error`.
 JsonPtr ParseJson(std::string_view text, std::string& error);
 
-// The value's compact text, members in their own order.
+// The compact text, members in their order.
 std::string DumpJson(const json_t* value);
 
-// A JSON string of any bytes: what is not UTF-8 is replaced by U+FFFD.
+// A JSON string made of any bytes: each byte that is not UTF-8 becomes U+FFFD.
 JsonPtr JsonText(std::string_view bytes);
-// The same as JSON text, with its quotes.
+// The same as text, with quotes and escapes.
 std::string QuoteJson(std::string_view bytes);
 
-// The bytes of a string value; empty when `value` is null or no string.
+// The bytes of a string value; empty if `value` is null or not a string.
 std::string_view TextOf(const json_t* value);
 
-// Offset of the first white space outside strings, or npos: a compact text has none.
+// Calls `visit(key, value)` for each member in the order of the text.
+template <typename Visitor>
+void ForEachMember(const json_t* object, Visitor visit) {
+  // jansson iterates over mutable objects only; nothing is changed here.
+  json_t* members = const_cast<json_t*>(object);
+  for (void* at = json_object_iter(members); at != nullptr;
+       at = json_object_iter_next(members, at)) {
+    visit(std::string_view(json_object_iter_key(at)), json_object_iter_value(at));
+  }
+}
+
+// Offset of the first white space outside strings; npos for compact text.
 std::size_t FindLooseSpace(std::string_view validText);
 
-// The items of the array that the root object holds under `key`, in order. Nothing when the key,
-// spelled without escapes, is missing or holds no array.
+// The items of the array that the root object has under `key`. Nothing if the key, spelled without
+// escapes, is missing or its value is not an array.
 std::optional<std::vector<TextSpan>> FindArrayItems(std::string_view validObject,
                                                     std::string_view key);
 
-// The same document on many lines, two blanks per level.
+// The document on many lines, indented by two blanks per level.
 std::string IndentJson(std::string_view validText);
 
 }  // namespace Gateway

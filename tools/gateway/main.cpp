@@ -1,4 +1,6 @@
-// The local gateway's program: options in, exit status out.
+// The local gateway's program.
+
+#include <unistd.h>
 
 #include <atomic>
 #include <csignal>
@@ -13,12 +15,6 @@
 #include <string>
 #include <system_error>
 #include <utility>
-
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
 
 #include "gateway/arrival_log.h"
 #include "gateway/options.h"
@@ -38,7 +34,7 @@ void OnStopSignal(int) {
   }
 }
 
-// Lets the stop signals end a server for as long as it lives.
+// SIGINT and SIGTERM stop the server while this object exists.
 class SignalScope {
  public:
   explicit SignalScope(Gateway::Server& server) {
@@ -52,13 +48,8 @@ class SignalScope {
 };
 
 bool WantsColours() {
-#ifdef _WIN32
-  const bool isTerminal = _isatty(_fileno(stdout)) != 0;
-#else
-  const bool isTerminal = isatty(fileno(stdout)) != 0;
-#endif
-  const char* refused = std::getenv("NO_COLOR");
-  return isTerminal && (refused == nullptr || *refused == '\0');
+  const char* noColour = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) != 0 && (noColour == nullptr || *noColour == '\0');
 }
 
 std::optional<std::string> ReadFile(const std::string& path) {
@@ -69,16 +60,16 @@ std::optional<std::string> ReadFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-// The file that tells others the port, there only while the gateway listens.
+// A file with the port number, which exists only while the gateway listens.
 class PortFile {
  public:
-  // Removes what an earlier run that was killed may have left. An empty path means no file.
+  // Removes the file of an earlier run that was killed. An empty path means no file.
   explicit PortFile(std::string path) : path_(std::move(path)) { Remove(); }
   PortFile(const PortFile&) = delete;
   PortFile& operator=(const PortFile&) = delete;
   ~PortFile() { Remove(); }
 
-  // Whoever waits for the file must never see it half written: it appears by being renamed.
+  // Writes another file and renames it, so that nobody reads half a file.
   bool Write(int port) {
     if (path_.empty()) {
       return true;
@@ -110,7 +101,7 @@ Gateway::ServerOptions MakeServerOptions(const Gateway::Options& options,
   result.port = options.port;
   result.https = options.https;
   if (!options.settingsFile.empty()) {
-    // Read anew for each request, so that the file can be edited while the gateway runs.
+    // Read for each request, so that the file can be edited while the gateway runs.
     result.readSettings = [path = options.settingsFile] { return ReadFile(path); };
   }
   if (options.log) {
@@ -141,7 +132,7 @@ int RunGateway(const Gateway::Options& options) {
   if (!server.Listen(error)) {
     return Fail(kExitFailure, error);
   }
-  // Before the port file: whoever sees that may send the signal at once.
+  // Before the port file: a script may send the signal as soon as that exists.
   const SignalScope stopsOnSignal(server);
   if (!portFile.Write(server.Port())) {
     return Fail(kExitFailure, "cannot write the port file " + options.portFile);

@@ -8,12 +8,11 @@ namespace {
 
 constexpr int kMaxPort = 65535;
 
-// Walks over the arguments.
 class ArgumentReader {
  public:
   explicit ArgumentReader(std::span<const char* const> arguments) : arguments_(arguments) {}
 
-  // Moves to the next argument and splits off what stands behind '='.
+  // Moves to the next argument and splits it at '='.
   bool Next() {
     if (next_ == arguments_.size()) {
       return false;
@@ -73,7 +72,7 @@ std::string* FindText(Options& options, std::string_view name) {
   return name == "--address" ? &options.address : nullptr;
 }
 
-// Reads the option that the reader stands at. Returns what is wrong with it.
+// Reads the current option. Returns what is wrong with it.
 std::string ReadOption(ArgumentReader& reader, Options& options) {
   const std::string name(reader.Name());
   if (bool* flag = FindSwitch(options, name)) {
@@ -113,19 +112,20 @@ std::optional<Options> ParseOptions(std::span<const char* const> arguments, std:
 const char* HelpText() {
   return "Usage: gateway [options]\n"
          "\n"
-         "Receives usage records on this machine, checks them, and tells what arrived.\n"
+         "Receives usage records on this machine, checks them and lists them.\n"
          "\n"
-         "  --port N          listen on port N; 0 takes any free port (default 8080)\n"
-         "  --port-file FILE  write the port to FILE once listening; removed at the end\n"
+         "  --port N          listen on port N; 0 selects a free port (default 8080)\n"
+         "  --port-file FILE  write the port to FILE once listening; removed on exit\n"
          "  --address A       listen on address A (default 127.0.0.1, this machine only)\n"
          "  --https           speak HTTPS with a self-signed certificate made at start\n"
          "  --config FILE     answer the configuration request with FILE (default: {})\n"
          "  --log             show each record and event as it arrives\n"
          "  --help            show this text\n"
          "\n"
-         "Records are POSTed to any path. Ask what arrived under /api/records, /api/events and\n"
-         "/api/summary; POST to /api/faults for misbehaviour and to /api/reset to start anew.\n"
-         "Ends on Ctrl+C or SIGTERM.\n";
+         "Accepts records by POST to any path. GET /api/records, /api/events or /api/summary to "
+         "see\n"
+         "what arrived; POST to /api/faults to inject faults, to /api/reset to delete everything.\n"
+         "Stops on Ctrl+C or SIGTERM.\n";
 }
 
 }  // namespace Gateway

@@ -19,8 +19,8 @@ struct Options {
   bool help = false;
 };
 
-// Reads the arguments, the program's name not among them; an option's value may follow it or stand
-// behind '='. On failure nothing, and `error` says which argument is wrong.
+// Reads the arguments without the program's name. An option's value is the next argument or follows
+// '='. On failure returns nothing, with the wrong argument in `error`.
 std::optional<Options> ParseOptions(std::span<const char* const> arguments, std::string& error);
 
 // What --help prints.

@@ -6,8 +6,7 @@
 #include <utility>
 
 #include "gateway/gzip.h"
-#include "gateway/object_shape.h"
-#include "gateway/text_forms.h"
+#include "gateway/value_checks.h"
 
 namespace Gateway {
 namespace {
@@ -49,7 +48,7 @@ void CheckSameVersion(const json_t* root, const Headers& headers, Problems& prob
   const std::string_view inHeader = HeaderValue(headers, "x-sdkversion");
   const std::string_view inRecord = TextOf(json_object_get(root, "sv"));
   if (!inHeader.empty() && !inRecord.empty() && inHeader != inRecord) {
-    problems.Add("\"sv\" is " + Show(inRecord) + " and X-SDKVersion is " + Show(inHeader));
+    problems.Add("\"sv\" is " + Quoted(inRecord) + " and X-SDKVersion is " + Quoted(inHeader));
   }
 }
 

@@ -1,17 +1,56 @@
-// From the bytes of a request to a record with everything that is wrong with it.
+// What the gateway keeps of one uploaded record, and how it is read from a request.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
 
-#include "gateway/record.h"
+#include "gateway/json_text.h"
+#include "gateway/record_validator.h"
 
 namespace Gateway {
 
-// Longest text that a body may expand to.
+// A POST request as it arrived.
+struct IncomingRequest {
+  std::string target;  // path and query
+  Headers headers;
+  std::string body;
+};
+
+// One entry of a record's "rt" array.
+struct EventEntry {
+  TextSpan span;     // in Record::text
+  std::string name;  // "m" or "g"; empty if it has neither
+};
+
+struct Record {
+  std::uint64_t number = 0;  // 1, 2, … in order of arrival; set by the store
+  std::chrono::system_clock::time_point arrival{};
+  std::uint64_t doubleOf = 0;  // number of an earlier record with the same text, or 0
+
+  std::string target;
+  Headers headers;
+  std::size_t compressedSize = 0;  // bytes of the body on the wire
+  std::string text;                // the expanded body, byte for byte
+  std::string digest;              // SHA-256 of the text, hexadecimal
+  bool isJson = false;             // whether the text is one JSON object
+
+  std::vector<std::string> problems;  // empty for a good record
+
+  std::string product;
+  std::string productVersion;
+  std::string component;  // "can", empty if the record has none
+  std::vector<EventEntry> events;
+  std::vector<std::string> sessions;  // distinct well-formed session ids of the events
+};
+
+// Bound on the expanded text of a body.
 constexpr std::size_t kMaxExpandedBytes = std::size_t{256} * 1024 * 1024;
 
-// Expands, parses and checks the body. Never fails: what cannot be understood is explained in the
-// record's problems. Number, arrival and doubleOf stay unset. Any thread.
+// Expands, parses and checks the body. Never fails: what is wrong is in the record's problems.
+// Leaves number, arrival and doubleOf unset. Any thread.
 Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes = kMaxExpandedBytes);
 
 }  // namespace Gateway

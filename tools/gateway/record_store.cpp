@@ -8,10 +8,10 @@
 namespace Gateway {
 namespace {
 
-// Longest stretch of a text that is not JSON to be shown in a listing.
+// How much of a text that is not JSON appears in a listing.
 constexpr std::size_t kMaxShownText = std::size_t{64} * 1024;
 
-// The headers that matter to a record; others are the client's own affair.
+// The headers that appear in a listing.
 constexpr const char* kShownHeaders[] = {
     "user-agent", "x-sdkversion", "content-encoding", "x-compressed", "content-type", "connection",
 };
@@ -58,7 +58,7 @@ JsonPtr DescribeProblems(const Record& record) {
   return problems;
 }
 
-// The object for one record. Its text goes in as it came, not through a parser.
+// The object for one record. Its text is inserted as it arrived, not parsed and printed again.
 void AppendRecord(std::string& out, const Record& record, bool withBody) {
   const JsonPtr object(json_object());
   SetMember(object, "number", Integer(record.number));

@@ -1,5 +1,5 @@
-// The records that arrived, in order, and what tests and people ask about them. It neither checks
-// records nor speaks HTTP.
+// The records that arrived, in order, with the listings and counts that the API returns. Neither
+// checks records nor knows HTTP.
 #pragma once
 
 #include <cstddef>
@@ -15,11 +15,11 @@
 #include <utility>
 #include <vector>
 
-#include "gateway/record.h"
+#include "gateway/record_reader.h"
 
 namespace Gateway {
 
-// A stretch of a list: `limit` items from `from` on.
+// A part of a list: `limit` items, starting with index `from`.
 struct Page {
   std::size_t from = 0;
   std::size_t limit = static_cast<std::size_t>(-1);
@@ -27,42 +27,41 @@ struct Page {
 
 enum class RequestKind { Record, Configuration, Other };
 
-// Any thread may call any member; none waits for more than memory.
-// Listings are JSON texts.
+// Thread-safe; no function does I/O. Listings are JSON texts.
 class RecordStore {
  public:
-  // Called with each record as it is stored, in order of arrival, one at a time.
+  // Called for each record when it is stored, in order of arrival, one at a time.
   using Observer = std::function<void(const Record&)>;
 
-  // `observer` may be empty. It runs on the storing thread, outside the lock that readers take, and
-  // must not call Add.
+  // `observer` may be empty. It runs on the thread that calls Add, without the lock that readers
+  // take, and must not call Add.
   explicit RecordStore(Observer observer = {}) : observer_(std::move(observer)) {}
   RecordStore(const RecordStore&) = delete;
   RecordStore& operator=(const RecordStore&) = delete;
 
-  // Gives the record its number, notes whether its text arrived before, and keeps it.
+  // Stores the record; sets its number, its time of arrival and `doubleOf`.
   void Add(Record record);
 
   void CountRequest(RequestKind kind);
-  // A record that a fault kept from arriving.
+  // Counts a record that was not stored because of a fault.
   void CountRefused();
   void CountConnection();
 
-  // Forgets everything; numbers start at 1 again.
+  // Deletes everything; numbers start at 1 again.
   void Reset();
 
-  // An array with one object per record; without `withBody` the records themselves are left out.
+  // An array with one object per record, without the record itself unless `withBody`.
   std::string ListRecords(const Page& page, bool withBody) const;
-  // The object for one record, or nothing.
+  // The object for one record; nothing if there is no such record.
   std::optional<std::string> DescribeRecord(std::uint64_t number) const;
-  // The record's text as it arrived, or nothing.
+  // The record's text as it arrived; nothing if there is no such record.
   std::optional<std::string> RecordText(std::uint64_t number) const;
 
-  // An array with one object per event over all records, in order of arrival; an empty name means
-  // every name. The page counts the events of that name.
+  // An array with one object per event of all records, in order of arrival. An empty name selects
+  // all events; the page counts the selected ones.
   std::string ListEvents(std::string_view name, const Page& page) const;
 
-  // An object with the counts.
+  // An object with all counts.
   std::string Summary() const;
 
  private:
@@ -81,14 +80,14 @@ class RecordStore {
   using RecordList = std::vector<std::shared_ptr<const Record>>;
 
   std::shared_ptr<const Record> Keep(Record record);
-  // A copy of the list, so that a long listing is written without holding arrivals up.
+  // A copy of the list, so that writing a long listing does not block Add.
   RecordList Snapshot() const;
 
   const Observer observer_;
-  std::mutex arrival_;  // held over storing and observing, so that observers see the order
+  std::mutex arrival_;  // held while storing and observing, so that the observer sees the order
 
   mutable std::mutex lock_;  // guards everything below
-  // Records are shared: one outlives a reset while somebody still looks at it.
+  // Shared, so that a listing can go on after a reset.
   RecordList records_;
   std::unordered_map<std::string, std::uint64_t> firstByDigest_;
   std::unordered_set<std::string> sessions_;

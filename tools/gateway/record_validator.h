@@ -8,22 +8,21 @@
 #include <string>
 #include <string_view>
 
-#include "gateway/problems.h"
+#include "gateway/value_checks.h"
 
 namespace Gateway {
 
 // Header names in lower case.
 using Headers = std::map<std::string, std::string, std::less<>>;
 
-// The value of a header, empty when it is missing.
+// The value of a header; empty if it is missing.
 std::string_view HeaderValue(const Headers& headers, std::string_view lowerCaseName);
 
-// Content-Encoding gzip with its companions, or no encoding at all ("identity"); the content type;
+// Checks the content encoding (gzip, or none, which "identity" also means), the content type and
 // the library's version.
 void CheckRequestHeaders(const Headers& headers, Problems& problems);
 
-// The record's keys: which are there, their order, their types and their values, down to each
-// event. `record` is borrowed.
+// Checks which keys the record has, their order, and each value, down to the single events.
 void CheckRecord(const json_t* record, Problems& problems);
 
 }  // namespace Gateway

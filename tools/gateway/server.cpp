@@ -13,10 +13,10 @@
 namespace Gateway {
 namespace {
 
-// "." would not match line ends, which a path may hold in encoded form.
+// "." would not match line ends, which a path may contain in encoded form.
 constexpr const char* kAnyPath = "[\\s\\S]*";
 
-// The library's clients accept text/* only.
+// Tav accepts text/* only.
 constexpr const char* kTextType = "text/plain; charset=utf-8";
 constexpr const char* kJsonType = "application/json; charset=utf-8";
 
@@ -43,20 +43,20 @@ bool IsConfigurationRequest(const httplib::Request& request) {
   return request.has_param("N") && request.has_param("V") && request.has_param("P");
 }
 
-// Whether the gateway keeps the record of a request that suffers the fault.
-bool LetsArrive(const std::optional<Fault>& fault) {
+// Whether the record of a request is stored in spite of the fault.
+bool IsStored(const std::optional<Fault>& fault) {
   return !fault || fault->store || fault->kind == FaultKind::Delay ||
          (fault->kind == FaultKind::Status && fault->status == 200);
 }
 
-// Does to the answer, or to the connection, what the fault says.
-void Misbehave(const Fault& fault, httplib::Response& response) {
+// Applies the fault to the answer or to the connection.
+void Inject(const Fault& fault, httplib::Response& response) {
   switch (fault.kind) {
     case FaultKind::Delay:
       break;
     case FaultKind::Status:
       response.status = fault.status;
-      // These two never have a body.
+      // These two have no body.
       if (fault.status == 204 || fault.status == 304) {
         response.body.clear();
       } else {
@@ -77,7 +77,7 @@ void Misbehave(const Fault& fault, httplib::Response& response) {
 Server::Server(ServerOptions options)
     : options_(std::move(options)), store_(options_.events.onRecord) {
   api_ = std::make_unique<Api>(store_, faults_, [this] {
-    delays_.CallOff();
+    delays_.Cancel();
     http_->EndHeldConnections();
   });
 }
@@ -135,7 +135,7 @@ void Server::HandleGet(const httplib::Request& request, httplib::Response& respo
   const bool isConfiguration = IsConfigurationRequest(request);
   Count(isConfiguration ? RequestKind::Configuration : RequestKind::Other);
   const std::optional<Fault> fault = TakeFault(request);
-  if (!WaitOut(fault)) {
+  if (!WaitFor(fault)) {
     return;
   }
   response.status = 200;
@@ -143,7 +143,7 @@ void Server::HandleGet(const httplib::Request& request, httplib::Response& respo
     AnswerConfiguration(request, response);
   }
   if (fault) {
-    Misbehave(*fault, response);
+    Inject(*fault, response);
   }
 }
 
@@ -152,12 +152,12 @@ void Server::HandlePost(const httplib::Request& request,
                         const httplib::ContentReader& reader) {
   std::string body;
   const bool isComplete = reader([&](const char* data, size_t size) {
-    // The library bounds bodies whose length is announced; chunked ones are bounded here.
+    // The library checks the size of bodies with a Content-Length; chunked ones are checked here.
     body.append(data, std::min(size, HttpServer::kMaxBodyBytes + 1 - body.size()));
     return body.size() <= HttpServer::kMaxBodyBytes;
   });
   if (!isComplete) {
-    // The library has set the status: what is left of the body stands in the way of a next request.
+    // The library has set the status. The rest of the body would be taken for the next request.
     Connection::Current()->CloseAfterAnswer();
     response.status = body.size() > HttpServer::kMaxBodyBytes ? 413 : response.status;
   } else if (Api::Owns(request.path)) {
@@ -181,17 +181,17 @@ void Server::HandleRecord(const httplib::Request& request,
                           httplib::Response& response) {
   Count(RequestKind::Record);
   const std::optional<Fault> fault = TakeFault(request);
-  if (!WaitOut(fault)) {
+  if (!WaitFor(fault)) {
     return;
   }
-  if (LetsArrive(fault)) {
+  if (IsStored(fault)) {
     store_.Add(ReadRecord({request.target, CopyHeaders(request), std::move(body)}));
   } else {
     store_.CountRefused();
   }
   response.status = 200;
   if (fault) {
-    Misbehave(*fault, response);
+    Inject(*fault, response);
   }
 }
 
@@ -206,7 +206,7 @@ void Server::AnswerConfiguration(const httplib::Request& request, httplib::Respo
 }
 
 void Server::Count(RequestKind kind) {
-  if (Connection::Current()->TakeFirstUse()) {
+  if (Connection::Current()->MarkUsed()) {
     store_.CountConnection();
   }
   store_.CountRequest(kind);
@@ -220,7 +220,7 @@ std::optional<Fault> Server::TakeFault(const httplib::Request& request) {
   return fault;
 }
 
-bool Server::WaitOut(const std::optional<Fault>& fault) {
+bool Server::WaitFor(const std::optional<Fault>& fault) {
   const bool isWaiting = fault && fault->kind == FaultKind::Delay;
   if (isWaiting && !delays_.Wait(fault->delay)) {
     Connection::Current()->Abandon();

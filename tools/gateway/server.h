@@ -1,5 +1,5 @@
-// The gateway itself: receives records over HTTP or HTTPS, keeps them, answers what is asked, and
-// misbehaves when told to.
+// The gateway: receives records over HTTP or HTTPS, stores them, answers requests about them, and
+// injects faults.
 #pragma once
 
 #include <functional>
@@ -21,7 +21,7 @@ namespace Gateway {
 class Api;
 class HttpServer;
 
-// What is worth a line to a person who watches. Called on the connections' threads.
+// Callbacks for the log. Called on the connections' threads.
 struct ServerEvents {
   std::function<void(const Record&)> onRecord;  // in order of arrival, one at a time
   std::function<void(const std::string& target, const Fault&)> onFault;
@@ -30,9 +30,9 @@ struct ServerEvents {
 
 struct ServerOptions {
   std::string address = "127.0.0.1";
-  int port = 0;  // 0 takes any free one
+  int port = 0;  // 0 selects a free one
   bool https = false;
-  // The settings document as the configuration request gets it; nothing when it cannot be read.
+  // Returns the settings document for the configuration request; nothing if it cannot be read.
   std::function<std::optional<std::string>()> readSettings;
   ServerEvents events;
 };
@@ -45,17 +45,17 @@ class Server {
   // Run must have returned.
   ~Server();
 
-  // Takes the port; from here on clients can connect. On failure false, with a text for people in
-  // `error`. Call it once, before anything else.
+  // Listens; clients can connect from now on. Returns false on failure, with the reason in `error`.
+  // Call it once, before anything else.
   bool Listen(std::string& error);
   int Port() const { return port_; }
   // "https://127.0.0.1:8443"
   std::string Url() const;
 
-  // Serves until Stop; blocks. Ends open connections, answers outstanding or not.
+  // Blocks and serves until Stop is called, then ends all connections, answered or not.
   void Run();
 
-  // After Listen, any thread, also from a signal handler; returns at once.
+  // Does not block; callable after Listen, from any thread and from a signal handler.
   void Stop();
 
   RecordStore& Store() { return store_; }
@@ -73,15 +73,15 @@ class Server {
 
   void Count(RequestKind kind);
   std::optional<Fault> TakeFault(const httplib::Request& request);
-  // Blocks while the fault delays its request. False when the wait was called off: the request is
-  // then forgotten and its connection dropped.
-  bool WaitOut(const std::optional<Fault>& fault);
+  // Blocks while the fault delays its request. Returns false if the delay was cancelled; the
+  // connection is then abandoned.
+  bool WaitFor(const std::optional<Fault>& fault);
 
   const ServerOptions options_;
   int port_ = 0;
   RecordStore store_;
   FaultPlan faults_;
-  DelayRoom delays_;
+  DelayTimer delays_;
   std::unique_ptr<Api> api_;
   std::unique_ptr<HttpServer> http_;
 };
