@@ -1,4 +1,4 @@
-// A storage folder, and what tavcat says about it.
+// A storage folder, and tavcat's output for it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -39,15 +39,15 @@ inline std::string Chunk(const std::string& payload) {
 
 class TavcatTest : public testing::Test {
  protected:
-  // Every run is one on the test's folder that must leave all in it as it is.
+  // Runs it on the test's folder, which it must not change.
   int Run(std::vector<std::string> options = {}) {
     const auto before = State();
     options.push_back(Folder());
-    const int status = RunAlone(options);
+    const int status = RunWith(options);
     EXPECT_EQ(State(), before);
     return status;
   }
-  int RunAlone(const std::vector<std::string>& arguments) {
+  int RunWith(const std::vector<std::string>& arguments) {
     output.clear();
     problems.clear();
     return Tavcat::RunCommand(
@@ -82,8 +82,9 @@ class TavcatTest : public testing::Test {
   }
 
   // Contents and time of everything in the folder.
-  std::map<std::string, std::pair<std::string, std::filesystem::file_time_type>> State() const {
-    std::map<std::string, std::pair<std::string, std::filesystem::file_time_type>> state;
+  using Files = std::map<std::string, std::pair<std::string, std::filesystem::file_time_type>>;
+  Files State() const {
+    Files state;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.Base())) {
       std::ifstream file(entry.path(), std::ios::binary);
       state[StorageFolder::Utf8(entry.path())] = {

@@ -1,10 +1,9 @@
-#include "tavcat/cache_file.h"
-
 #include <cstddef>
 #include <string>
 
 #include "gateway/gzip.h"
 #include "streams/chunk_stream.h"
+#include "tavcat/folder.h"
 #include "tavcat/text.h"
 
 namespace Tavcat {
@@ -13,9 +12,9 @@ namespace {
 
 constexpr char kLineLayoutBegin = '{';
 constexpr size_t kHeadSize = 4;  // the mark and the length
-constexpr size_t kMostExpanded = 256 * 1024 * 1024;
-// How much is shown of a text that is no record.
-constexpr size_t kExcerpt = 200;
+constexpr size_t kMaxExpandedBytes = 256 * 1024 * 1024;
+// How much is shown of a text that is not JSON.
+constexpr size_t kMaxExcerpt = 200;
 
 constexpr char kBeginMark = static_cast<char>(Tav::kChunkBegin);
 constexpr char kEndMark = static_cast<char>(Tav::kChunkEnd);
@@ -29,7 +28,7 @@ std::string TextAt(const json_t* object, const char* key) {
   return std::string(Tav::JsonStringView(json_object_get(object, key)));
 }
 
-// "Writer 4.2, 3 events": what the record itself says.
+// "Writer 4.2, 3 events", from the record itself.
 std::string Summary(const json_t* record) {
   const std::string product = TextAt(record, "pn") + ' ' + TextAt(record, "pv");
   return (product == " " ? "no product named" : product) + ", " +
@@ -64,14 +63,14 @@ void ShowEvents(const json_t* record, Report& report) {
   }
 }
 
-// `heading` says where the text stands.
+// `heading` tells where the text is in the file.
 void ShowRecord(const std::string& heading, std::string_view text, Report& report) {
   std::string error;
   const Tav::JsonPtr record = ParseJson(text, error);
   if (!record) {
     report.Line(1, heading);
-    report.Damage(2,
-                  "the text is no JSON (" + error + "): " + std::string(text.substr(0, kExcerpt)));
+    report.Damage(
+        2, "the text is not JSON (" + error + "): " + std::string(text.substr(0, kMaxExcerpt)));
     return;
   }
   report.CountRecord();
@@ -84,7 +83,7 @@ void ShowRecord(const std::string& heading, std::string_view text, Report& repor
 }
 
 void ShowPayload(const std::string& place, std::string_view payload, Report& report) {
-  const Gateway::Expansion expanded = Gateway::ExpandGzip(payload, kMostExpanded);
+  const Gateway::Expansion expanded = Gateway::ExpandGzip(payload, kMaxExpandedBytes);
   const std::string heading = place + ": " + std::to_string(payload.size()) + " bytes, expanded " +
                               std::to_string(expanded.text.size());
   if (expanded.error.empty()) {
@@ -92,14 +91,14 @@ void ShowPayload(const std::string& place, std::string_view payload, Report& rep
     return;
   }
   report.Line(1, heading);
-  report.Damage(2, "the payload is no whole gzip member: " + expanded.error);
+  report.Damage(2, "the payload is not a complete gzip member: " + expanded.error);
 }
 
-// What is wrong with the framing of the chunk that `rest` begins with; empty when nothing is.
-// `payload` is then what the chunk holds.
+// What is wrong with the framing of the chunk at the start of `rest`; empty if nothing is.
+// `payload` is then its content.
 std::string FramingFault(std::string_view rest, std::string_view& payload) {
   if (rest[0] != kBeginMark) {
-    return "begins with " + Hex(rest[0]) + " in place of the mark 0x1C";
+    return "begins with " + Hex(rest[0]) + " instead of the mark 0x1C";
   }
   if (rest.size() < kHeadSize) {
     return "torn: the file ends within the length";
@@ -117,7 +116,7 @@ std::string FramingFault(std::string_view rest, std::string_view& payload) {
     return "torn: the file ends before the end mark";
   }
   const char end = rest[kHeadSize + length];
-  return end == kEndMark ? "" : "ends with " + Hex(end) + " in place of the mark 0x1D";
+  return end == kEndMark ? "" : "ends with " + Hex(end) + " instead of the mark 0x1D";
 }
 
 void ShowChunks(std::string_view bytes, Report& report) {
@@ -165,8 +164,7 @@ void ShowCacheFile(std::string_view bytes, Report& report) {
     ShowLines(bytes, report);
   } else {
     report.Damage(1, "unrecognised: the first byte is " + Hex(bytes.front()) +
-                         ", neither the mark of a chunk, 0x1C, nor '{'; nothing of the file can be "
-                         "read");
+                         ", neither the mark 0x1C of a chunk nor '{'; the file cannot be read");
   }
 }
 

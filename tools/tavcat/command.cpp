@@ -13,13 +13,13 @@ namespace {
 constexpr char kHelp[] =
     "Usage: tavcat [options] [FOLDER]\n"
     "\n"
-    "Shows what the library has stored in FOLDER, and explains what is damaged. Changes nothing.\n"
+    "Prints what the library has stored in FOLDER and explains damage. Changes nothing.\n"
 #ifdef _WIN32
     "Without FOLDER: %LOCALAPPDATA%\\Quendel\\Tav.\n"
 #endif
     "\n"
-    "  --events    show a line for each event in place of a record's JSON text\n"
-    "  --records   print the records' JSON texts alone, one a line; damage goes to standard error\n"
+    "  --events    show a line for each event instead of a record's JSON text\n"
+    "  --records   print only the records, one per line; damage goes to standard error\n"
     "  --help      show this text\n"
     "\n"
     "Exit status: 0 no damage, 1 damage, 2 wrong arguments or no such folder.\n";
@@ -42,7 +42,7 @@ std::string ParseOptions(std::span<const std::string> arguments, Options& option
     } else if (argument == "--events" || argument == "--records") {
       const Form form = argument == "--events" ? Form::Events : Form::RecordsOnly;
       if (options.form != Form::Everything && options.form != form) {
-        return "--events and --records do not go together";
+        return "--events and --records cannot be combined";
       }
       options.form = form;
     } else if (argument == "--help" || argument == "-h") {
@@ -56,8 +56,8 @@ std::string ParseOptions(std::span<const std::string> arguments, Options& option
   return {};
 }
 
-// Empty where there is no usual folder. Not the library's own look-up, which makes it.
-std::string UsualFolder() {
+// The library's folder; empty if there is none. The library's own function would create it.
+std::string DefaultFolder() {
 #ifdef _WIN32
   const std::optional<std::string> base = Tav::Platform::Environment("LOCALAPPDATA");
   return base && !base->empty() ? *base + "\\Quendel\\Tav" : "";
@@ -70,7 +70,7 @@ std::string UsualFolder() {
 
 int RunCommand(std::span<const std::string> arguments, const Sink& output, const Sink& problems) {
   const auto fail = [&problems](const std::string& reason) {
-    problems("tavcat: " + Harmless(reason) + '\n');
+    problems("tavcat: " + Escape(reason) + '\n');
     return kExitUsage;
   };
   Options options;
@@ -82,9 +82,9 @@ int RunCommand(std::span<const std::string> arguments, const Sink& output, const
     output(kHelp);
     return kExitGood;
   }
-  const std::string folder = options.folder.empty() ? UsualFolder() : options.folder;
+  const std::string folder = options.folder.empty() ? DefaultFolder() : options.folder;
   if (folder.empty()) {
-    return fail("which folder? see tavcat --help");
+    return fail("no folder given; see tavcat --help");
   }
   Report report(options.form, output, problems);
   if (!ShowFolder(folder, report)) {

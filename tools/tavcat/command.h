@@ -1,4 +1,4 @@
-// The command line: arguments in, exit status out.
+// The command line.
 #pragma once
 
 #include <span>
@@ -10,9 +10,9 @@ namespace Tavcat {
 
 inline constexpr int kExitGood = 0;
 inline constexpr int kExitDamage = 1;
-inline constexpr int kExitUsage = 2;  // or a folder that cannot be read
+inline constexpr int kExitUsage = 2;  // or the folder cannot be read
 
-// `arguments` are UTF-8, the program's name not among them.
+// Runs the program and returns its exit status. `arguments` are UTF-8, without the program's name.
 int RunCommand(std::span<const std::string> arguments, const Sink& output, const Sink& problems);
 
 }  // namespace Tavcat

@@ -23,11 +23,11 @@ namespace Tavcat {
 
 namespace {
 
-constexpr int kAttempts = 6;
-constexpr int kPauseMilliseconds = 100;
-// The library's files have a fraction of this.
-constexpr size_t kMostBytes = 256 * 1024 * 1024;
-constexpr size_t kPiece = 65536;
+constexpr int kMaxAttempts = 6;
+constexpr int kRetryMilliseconds = 100;
+// The library's files are much smaller.
+constexpr size_t kMaxBytes = 256 * 1024 * 1024;
+constexpr size_t kPieceBytes = 65536;
 
 #ifdef _WIN32
 
@@ -48,7 +48,7 @@ int OpenReadOnly(const std::string& path) {
 
 // -1, and the reason in errno, on failure.
 int ReadPiece(int descriptor, char* buffer) {
-  const int got = _read(descriptor, buffer, static_cast<unsigned>(kPiece));
+  const int got = _read(descriptor, buffer, static_cast<unsigned>(kPieceBytes));
   if (got < 0 && _doserrno == ERROR_LOCK_VIOLATION) {
     errno = EBUSY;
   }
@@ -61,7 +61,7 @@ void Close(int descriptor) {
 
 #else
 
-// What stands there may be no file: opening a pipe, for one, must not wait.
+// Accepts regular files only; opening a named pipe must not block.
 int OpenReadOnly(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   struct stat status{};
@@ -74,7 +74,7 @@ int OpenReadOnly(const std::string& path) {
 }
 
 int ReadPiece(int descriptor, char* buffer) {
-  return static_cast<int>(read(descriptor, buffer, kPiece));
+  return static_cast<int>(read(descriptor, buffer, kPieceBytes));
 }
 
 void Close(int descriptor) {
@@ -102,10 +102,10 @@ FileContents ReadOnce(const std::string& path) {
   int got = 0;
   do {
     const size_t before = contents.bytes.size();
-    contents.bytes.resize(before + kPiece);
+    contents.bytes.resize(before + kPieceBytes);
     got = ReadPiece(descriptor, contents.bytes.data() + before);
     contents.bytes.resize(before + static_cast<size_t>(got > 0 ? got : 0));
-  } while (got > 0 && contents.bytes.size() <= kMostBytes);
+  } while (got > 0 && contents.bytes.size() <= kMaxBytes);
   contents.result = ReadResult::Whole;
   if (got != 0) {
     errno = got > 0 ? EFBIG : errno;
@@ -128,10 +128,10 @@ FileContents ReadFile(const std::string& path) {
     const bool settled = before.size == after.size && before.modifiedAt == after.modifiedAt;
     const bool again =
         contents.result == ReadResult::InUse || (contents.result == ReadResult::Whole && !settled);
-    if (!again || attempt == kAttempts) {
+    if (!again || attempt == kMaxAttempts) {
       return contents;
     }
-    Tav::Platform::SleepMilliseconds(kPauseMilliseconds);
+    Tav::Platform::SleepMilliseconds(kRetryMilliseconds);
   }
 }
 

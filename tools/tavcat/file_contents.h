@@ -1,5 +1,5 @@
-// Reading a file without disturbing anybody: nothing is created, changed or locked, others may
-// write, rename and delete the file meanwhile, and it is closed again as soon as it is read.
+// Reads a file without disturbing other programs: nothing is created, changed or locked, they may
+// write, rename and delete the file meanwhile, and it is closed as soon as it is read.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@ namespace Tavcat {
 enum class ReadResult {
   Whole,
   Missing,
-  InUse,   // somebody's sharing or lock forbids it
-  Failed,  // for `reason`
+  InUse,   // another program's sharing mode or lock forbids it
+  Failed,  // with the reason in `reason`
 };
 
 struct FileContents {
@@ -21,8 +21,7 @@ struct FileContents {
   int64_t modifiedAt = 0;  // seconds since 1970
 };
 
-// The path is UTF-8. A file that is in use, or changes while it is read, is tried again for up to
-// half a second.
+// The path is UTF-8. Retries for up to half a second if the file is in use or changes meanwhile.
 FileContents ReadFile(const std::string& path);
 
 }  // namespace Tavcat

@@ -7,9 +7,7 @@
 
 #include "cache/cache_file_name.h"
 #include "platform/file.h"
-#include "tavcat/cache_file.h"
 #include "tavcat/file_contents.h"
-#include "tavcat/storage_file.h"
 #include "tavcat/text.h"
 
 namespace Tavcat {
@@ -23,7 +21,7 @@ constexpr const char* kStorageFiles[] = {"TavData", "TsTavData"};
 constexpr char kCopySuffix[] = ".new";
 constexpr size_t kSequenceDigits = 4;
 
-// The prefix of a cache file, "TavCache_9A80ECF5_"; empty for every other name.
+// The prefix of a cache file's name, "TavCache_9A80ECF5_"; empty for other files.
 std::string_view CachePrefixOf(std::string_view name) {
   if (name.size() <= kSequenceDigits) {
     return {};
@@ -89,16 +87,16 @@ class FolderView {
       ShowFile(name, ShowStorageFile);
     } else if (Tav::Platform::DirectoryExists(PathOf(name))) {
       report_.BeginFile(name, "a folder");
-      report_.Damage(1, "a folder stands in the file's place; the library can save nothing");
+      report_.Damage(1, "there is a folder with the file's name; the library cannot save anything");
     } else {
-      report_.BeginFile(name, "not there, nothing has been saved");
+      report_.BeginFile(name, "does not exist, nothing has been saved");
     }
   }
 
   void ShowFile(const std::string& name, ShowFunction show) {
     const FileContents contents = ReadFile(PathOf(name));
     if (contents.result == ReadResult::Missing) {
-      report_.BeginFile(name, "gone meanwhile");
+      report_.BeginFile(name, "deleted meanwhile");
       return;
     }
     const bool whole = contents.result == ReadResult::Whole;

@@ -1,14 +1,25 @@
-// Shows a storage folder: the two storage files, the cache files of each prefix in their order, and
-// the names of what is not the library's.
+// Prints a storage folder and the files in it. docs/storage-format.md and docs/cache-format.md
+// describe their formats.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "tavcat/report.h"
 
 namespace Tavcat {
 
-// The path is UTF-8. False, and nothing is reported, when the folder cannot be read.
+// Prints the two storage files, the cache files of each prefix in order, and the names of all other
+// files. The path is UTF-8. Returns false, and prints nothing, if the folder cannot be read.
 bool ShowFolder(const std::string& folder, Report& report);
+
+// The content of a cache file: every record with its offset, every fault with what is lost by it.
+void ShowCacheFile(std::string_view bytes, Report& report);
+
+// The content of a storage file, in the order of the document; each fault with what the library
+// does about it. TavData and TsTavData have the same layout.
+void ShowStorageFile(std::string_view bytes, Report& report);
+// The temporary copy that a save writes first and deletes at its end.
+void ShowStorageCopy(std::string_view bytes, Report& report);
 
 }  // namespace Tavcat

@@ -1,4 +1,4 @@
-// The program: brings arguments and output between the system and UTF-8.
+// The program: converts arguments and output between the system's encoding and UTF-8.
 
 #include <cstdio>
 #include <exception>
@@ -40,7 +40,7 @@ int Run(const std::vector<std::string>& arguments) {
 
 namespace {
 
-// A console that reads UTF-8, for as long as this lives.
+// Sets the console to UTF-8 while this object exists.
 class Utf8Console {
  public:
   Utf8Console() : before_(GetConsoleOutputCP()) { SetConsoleOutputCP(CP_UTF8); }

@@ -18,7 +18,7 @@ Report::Report(Form form, Sink output, Sink problems)
 
 void Report::Line(int depth, std::string_view text) {
   if (form_ != Form::RecordsOnly) {
-    output_(std::string(static_cast<size_t>(depth) * kIndent, ' ') + Harmless(text) + '\n');
+    output_(std::string(static_cast<size_t>(depth) * kIndent, ' ') + Escape(text) + '\n');
   }
 }
 
@@ -29,10 +29,10 @@ void Report::BeginFile(std::string_view name, std::string_view description) {
 
 void Report::RecordText(std::string_view json) {
   std::string line(json);
-  // Between the tokens of JSON these stand for blanks; within its texts they cannot stand.
+  // In JSON these occur only between tokens, where they are equal to blanks.
   std::ranges::replace_if(line, [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
   if (form_ == Form::RecordsOnly) {
-    output_(Harmless(line) + '\n');
+    output_(Escape(line) + '\n');
   } else {
     Line(2, line);
   }
@@ -40,17 +40,17 @@ void Report::RecordText(std::string_view json) {
 
 void Report::Damage(int depth, std::string_view text) {
   ++damages_;
-  Tell(depth, "! ", text);
+  Problem(depth, "! ", text);
 }
 
 void Report::InUse() {
   ++filesInUse_;
-  Tell(1, "", "in use by another program, which lets nobody look now; try again");
+  Problem(1, "", "in use by another program; try again");
 }
 
-void Report::Tell(int depth, const char* mark, std::string_view text) {
+void Report::Problem(int depth, const char* mark, std::string_view text) {
   if (form_ == Form::RecordsOnly) {
-    problems_(Harmless("tavcat: " + file_ + ": " + std::string(text)) + '\n');
+    problems_(Escape("tavcat: " + file_ + ": " + std::string(text)) + '\n');
   } else {
     Line(depth, mark + std::string(text));
   }
@@ -61,7 +61,7 @@ void Report::Close() {
   text += damages_ == 0 ? "no damage found"
                         : Counted(static_cast<size_t>(damages_), "fault") + " found, marked with !";
   if (filesInUse_ > 0) {
-    text += "; " + Counted(static_cast<size_t>(filesInUse_), "file") + " not looked at";
+    text += "; " + Counted(static_cast<size_t>(filesInUse_), "file") + " not read";
   }
   Line(0, "");
   Line(0, text);

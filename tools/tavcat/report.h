@@ -1,5 +1,5 @@
-// What is said about a folder, line by line. Everything that comes from a file passes through here
-// on its way to a terminal, and is made harmless.
+// The program's output, line by line. All text from files passes through here, and what could
+// control a terminal is escaped.
 #pragma once
 
 #include <functional>
@@ -8,39 +8,39 @@
 
 namespace Tavcat {
 
-// What is shown of a record: its JSON text; its events, a line each; or the JSON texts of all
-// records and nothing else, for programs to read.
+// How records are shown: as JSON text; a line per event; or the JSON text of all records and
+// nothing else, for other programs.
 enum class Form { Everything, Events, RecordsOnly };
 
-// Takes whole lines in UTF-8, the end of the line included.
+// Receives whole lines in UTF-8, with the line end.
 using Sink = std::function<void(std::string_view)>;
 
 class Report {
  public:
-  // With Form::RecordsOnly what Damage and InUse say goes to `problems`, and nothing else but the
-  // records is shown.
+  // With Form::RecordsOnly only records go to `output`; the lines of Damage and InUse go to
+  // `problems`.
   Report(Form form, Sink output, Sink problems);
 
   Form GetForm() const { return form_; }
 
-  // A line that is indented by `depth` steps.
+  // A line, indented by `depth` levels.
   void Line(int depth, std::string_view text);
-  // The file that the next lines are about.
+  // The heading of a file; the following calls are about it.
   void BeginFile(std::string_view name, std::string_view description);
-  // A record's JSON text as it stands in the file.
+  // A record's JSON text as it is in the file.
   void RecordText(std::string_view json);
   void CountRecord() { ++records_; }
   // Explains one fault of the current file.
   void Damage(int depth, std::string_view text);
-  // The current file cannot be looked at now, which is no damage.
+  // The current file cannot be read at the moment, which is not damage.
   void InUse();
-  // The last line.
+  // The last line, with the counts.
   void Close();
 
   bool FoundDamage() const { return damages_ > 0; }
 
  private:
-  void Tell(int depth, const char* mark, std::string_view text);
+  void Problem(int depth, const char* mark, std::string_view text);
 
   const Form form_;
   const Sink output_;

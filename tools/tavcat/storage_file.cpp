@@ -1,11 +1,10 @@
-#include "tavcat/storage_file.h"
-
 #include <algorithm>
 #include <charconv>
 #include <string>
 #include <vector>
 
 #include "storage/storage_keys.h"
+#include "tavcat/folder.h"
 #include "tavcat/text.h"
 
 namespace Tavcat {
@@ -16,7 +15,7 @@ using namespace Tav::StorageKeys;
 
 enum class Kind { Value, Text, Seconds, Day, Map, List };
 
-// Keys that stand neither here nor in a product's identity hold values: texts or numbers.
+// All other keys, except those of a product's identity, have Kind::Value: a text or a number.
 constexpr struct {
   std::string_view key;
   Kind kind;
@@ -41,7 +40,7 @@ const char* TypeName(const json_t* value) {
   return kNames[json_typeof(value)];
 }
 
-// What a value means to people; empty when it says so itself.
+// What a time or a day means; empty for other values.
 std::string Meaning(Kind kind, const json_t* value) {
   if (kind == Kind::Day) {
     return DateText(json_number_value(value));
@@ -54,8 +53,8 @@ std::string Meaning(Kind kind, const json_t* value) {
   return known ? MomentText(seconds) : "";
 }
 
-// What the value should be; empty when it is that.
-const char* Expected(Kind kind, const json_t* value) {
+// What the value should be; empty if it is that.
+const char* ExpectedType(Kind kind, const json_t* value) {
   switch (kind) {
     case Kind::Day:
       return json_is_number(value) ? "" : "the number of a day";
@@ -72,10 +71,10 @@ const char* Expected(Kind kind, const json_t* value) {
 
 void ShowMember(int depth, std::string_view key, Kind kind, const json_t* value, Report& report) {
   const std::string name = std::string(key) + ": ";
-  const std::string expected = Expected(kind, value);
+  const std::string expected = ExpectedType(kind, value);
   if (!expected.empty()) {
     report.Line(depth, name + JsonText(value));
-    report.Damage(depth, std::string("this should be ") + expected + "; counts as missing");
+    report.Damage(depth, std::string("this should be ") + expected + "; the library ignores it");
   } else if (kind == Kind::Map) {
     report.Line(depth, name + std::to_string(json_object_size(value)));
     const char* member = nullptr;
@@ -104,9 +103,9 @@ void ShowProduct(const json_t* product, std::vector<std::string>& seen, Report& 
   }
   report.Line(1, "Product" + identity);
   if (!complete) {
-    report.Damage(2, "Name, Version or Platform is missing or no text; the library passes it by");
+    report.Damage(2, "Name, Version or Platform is missing or not a text; the library ignores it");
   } else if (std::ranges::find(seen, identity) != seen.end()) {
-    report.Damage(2, "this product is there twice; the library uses the first one");
+    report.Damage(2, "duplicate product; the library uses the first one");
   }
   seen.push_back(identity);
   const char* key = nullptr;
@@ -126,29 +125,29 @@ void ShowProducts(const json_t* products, Report& report) {
       ShowProduct(product, seen, report);
     } else {
       report.Damage(1, "element " + std::to_string(i) + " of Products is " + TypeName(product) +
-                           ", not an object; the library passes it by");
+                           ", not an object; the library ignores it");
     }
   }
 }
 
-// What the library makes of a document that it cannot use.
+// What the library does with a document that it cannot use.
 struct Consequences {
-  const char* ofNoJson;
-  const char* ofNoProducts;
+  const char* notJson;
+  const char* noProducts;
 };
 
 void ShowDocument(std::string_view bytes, const Consequences& consequences, Report& report) {
   std::string error;
   const Tav::JsonPtr root = ParseJson(bytes, error);
   if (!root) {
-    report.Damage(1, (bytes.empty() ? "it is empty" : "it is no JSON (" + error + ")") +
-                         consequences.ofNoJson);
+    report.Damage(1, (bytes.empty() ? "it is empty" : "it is not JSON (" + error + ")") +
+                         consequences.notJson);
     return;
   }
   const json_t* const products = json_object_get(root.Get(), kProducts);
   if (!json_is_array(products)) {
     const std::string found = products == nullptr ? "missing" : TypeName(products);
-    report.Damage(1, "the array Products is " + found + consequences.ofNoProducts);
+    report.Damage(1, "the array Products is " + found + consequences.noProducts);
   }
   const char* key = nullptr;
   json_t* value = nullptr;
@@ -165,17 +164,17 @@ void ShowDocument(std::string_view bytes, const Consequences& consequences, Repo
 
 void ShowStorageFile(std::string_view bytes, Report& report) {
   constexpr Consequences kConsequences = {
-      "; the library goes by the copy beside it, or begins anew where there is no good one",
-      "; the library takes it as empty and replaces it"};
+      "; the library uses the copy (.new), or starts anew without a good one",
+      "; the library treats it as empty and replaces it"};
   ShowDocument(bytes, kConsequences, report);
 }
 
 void ShowStorageCopy(std::string_view bytes, Report& report) {
   report.Damage(
       1,
-      "left by a save that was interrupted, unless one is under way; it counts only while "
-      "the file itself is no JSON");
-  ShowDocument(bytes, {"; it is of no use", "; it is of no use"}, report);
+      "left by an interrupted save, unless a save is in progress; it is used only while the main "
+      "file is not JSON");
+  ShowDocument(bytes, {"; it cannot be used", "; it cannot be used"}, report);
 }
 
 }  // namespace Tavcat

@@ -11,9 +11,9 @@ namespace Tavcat {
 namespace {
 
 constexpr int64_t kSecondsPerDay = 86400;
-// Of the year 9999.
-constexpr int64_t kLastSecond = 253402300799;
-constexpr double kLastDay = 2932896;
+// The end of the year 9999.
+constexpr int64_t kMaxSecond = 253402300799;
+constexpr double kMaxDay = 2932896;
 
 std::string Formatted(const char* format, unsigned value) {
   char text[16];
@@ -21,7 +21,7 @@ std::string Formatted(const char* format, unsigned value) {
   return text;
 }
 
-// The bytes of the UTF-8 sequence that `text` begins with; 0 when it begins with none.
+// Length of the UTF-8 sequence at the start of `text`, or 0.
 size_t SequenceLength(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text.front());
   const size_t length = lead < 0x80   ? 1
@@ -42,7 +42,7 @@ unsigned CodePoint(std::string_view sequence) {
   return code;
 }
 
-bool IsHarmful(unsigned code) {
+bool MustBeEscaped(unsigned code) {
   const auto within = [code](unsigned first, unsigned last) {
     return code >= first && code <= last;
   };
@@ -61,7 +61,7 @@ std::string Hex(char byte) {
 }
 
 std::string MomentText(int64_t seconds) {
-  if (seconds < 0 || seconds > kLastSecond) {
+  if (seconds < 0 || seconds > kMaxSecond) {
     return {};
   }
   const std::string text = Tav::FormatTimeStamp({seconds * 1000, 0});
@@ -69,18 +69,18 @@ std::string MomentText(int64_t seconds) {
 }
 
 std::string DateText(double day) {
-  const bool known = day >= 0 && day <= kLastDay;
+  const bool known = day >= 0 && day <= kMaxDay;
   return known ? MomentText(static_cast<int64_t>(day) * kSecondsPerDay).substr(0, 10) : "";
 }
 
-std::string Harmless(std::string_view text) {
+std::string Escape(std::string_view text) {
   std::string out;
   while (!text.empty()) {
     const size_t length = SequenceLength(text);
     const unsigned code = CodePoint(text.substr(0, std::max<size_t>(length, 1)));
     if (length == 0) {
       out += Formatted("\\x%02x", static_cast<unsigned char>(text.front()));
-    } else if (IsHarmful(code)) {
+    } else if (MustBeEscaped(code)) {
       out += Formatted("\\u%04x", code);
     } else {
       out += text.substr(0, length);

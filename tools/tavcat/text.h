@@ -1,4 +1,4 @@
-// Texts for people, and JSON read and written as the library does it.
+// Formatting for people, and JSON read and written as the library does it.
 #pragma once
 
 #include <cstddef>
@@ -14,17 +14,17 @@ namespace Tavcat {
 std::string Counted(size_t count, std::string_view noun);
 // A byte as "0x1C".
 std::string Hex(char byte);
-// A moment given in seconds since 1970 as "2026-01-01 00:00:00 UTC", a day since 1970 as
-// "2026-01-01"; empty outside the years 1970 to 9999.
+// Seconds since 1970 as "2026-01-01 00:00:00 UTC", days since 1970 as "2026-01-01"; empty outside
+// the years 1970 to 9999.
 std::string MomentText(int64_t seconds);
 std::string DateText(double day);
-// The text with control characters, and those that turn the direction of writing, as \uXXXX, which
-// in JSON means the same, and bytes that are no UTF-8 as \xXX.
-std::string Harmless(std::string_view text);
+// Escapes control characters and those that change the writing direction as \uXXXX, which means the
+// same in JSON, and bytes that are not UTF-8 as \xXX.
+std::string Escape(std::string_view text);
 
-// Null, and the reason in `error`, for what is no JSON; an object that names a key twice is none.
+// Null, with the reason in `error`, for invalid JSON; duplicate keys are invalid.
 Tav::JsonPtr ParseJson(std::string_view text, std::string& error);
-// Compact; a text stands in quotation marks.
+// Compact JSON text.
 std::string JsonText(const json_t* value);
 
 }  // namespace Tavcat

@@ -1,4 +1,6 @@
-// What is shown of a folder in order, and of what is not the library's.
+// The output for an intact folder, and the program itself.
+#include <cstdio>
+
 #include "cache/cache_file_name.h"
 #include "storage/storage_views.h"
 #include "tavcat/tavcat_fixture.h"
@@ -10,7 +12,6 @@ namespace {
 
 using Testing::Chunk;
 using Testing::Gzip;
-using Testing::TavcatTest;
 
 constexpr char kRecord[] =
     R"({"pn":"Writer","pv":"1.0","pt":{},"rt":[)"
@@ -25,11 +26,9 @@ EnvValue Number(double value) {
   return number;
 }
 
-void Save(PersistentStorage& storage) {
-  storage.CloseAndSave();
-}
+using TavcatFolder = Testing::TavcatTest;
 
-TEST_F(TavcatTest, ShowsTheStorageFilesInWords) {
+TEST_F(TavcatFolder, ShowsTheStorageFiles) {
   PersistentStorage storage;
   ASSERT_TRUE(storage.Open(true));
   PersistentStorage::ClientView(&storage).SetValue("OsName", "Wind\xC3\xB6ws");
@@ -41,12 +40,12 @@ TEST_F(TavcatTest, ShowsTheStorageFilesInWords) {
   PersistentStorage::ProductEnvView(&storage, "Writer", "4.2", "wntx64", true)
       .SetValue("flush_time", Number(120));
   PersistentStorage::InhibitEventView(&storage, "Writer", "4.2", "wntx64").Append("mouse-moved");
-  Save(storage);
+  storage.CloseAndSave();
   ASSERT_TRUE(storage.OpenTimestamps(true));
   PersistentStorage::ClientView(&storage).SetValue("LastClientQuery", Number(20450));
   PersistentStorage::ProductView(&storage, "Writer", "4.2", "wntx64")
       .SetValue("LastActive", Number(20454));
-  Save(storage);
+  storage.CloseAndSave();
 
   EXPECT_EQ(Run(), 0);
   for (const char* text :
@@ -62,7 +61,7 @@ TEST_F(TavcatTest, ShowsTheStorageFilesInWords) {
   }
 }
 
-TEST_F(TavcatTest, ShowsTheCacheRecordByRecord) {
+TEST_F(TavcatFolder, ShowsTheCacheRecordByRecord) {
   Cache("Writer", {kRecord, "{}"});
   EXPECT_EQ(Run(), 0);
   const std::string size = std::to_string(Gzip(kRecord).size());
@@ -70,7 +69,7 @@ TEST_F(TavcatTest, ShowsTheCacheRecordByRecord) {
               std::to_string(std::string(kRecord).size()) + "; Writer 1.0, 2 events\n        " +
               kRecord + "\n    chunk 2 at offset " + std::to_string(Gzip(kRecord).size() + 5) +
               ": 22 bytes, expanded 2; no product named, 0 events\n        {}\n");
-  ExpectShown("TavData: not there");
+  ExpectShown("TavData: does not exist");
   ExpectShown("\n2 records in the cache; no damage found\n");
 
   EXPECT_EQ(Run({"--events"}), 0);
@@ -83,12 +82,12 @@ TEST_F(TavcatTest, ShowsTheCacheRecordByRecord) {
   EXPECT_EQ(output, std::string(kRecord) + "\n{}\n");
 }
 
-TEST_F(TavcatTest, FilesStandInTheOrderOfPrefixAndNumber) {
+TEST_F(TavcatFolder, ShowsFilesByPrefixAndNumber) {
   for (const char* name : {"TavCache_9A80ECF5_0010", "TavCache_9A80ECF5_0002",
                            "TavDCache_00000001_0001", "TavCache_0001AAD5_9999"}) {
     folder.Put(name, "");
   }
-  // Nearly the library's.
+  // Almost the library's names.
   for (const char* name :
        {"TavCache_9A80ECF5_0000", "TavCache_9a80ecf5_0001", "TavCache_9A80ECF5_001",
         "TavXCache_9A80ECF5_0001", "TavCache_9A80ECF5_0001.bak", "notes.txt"}) {
@@ -108,7 +107,7 @@ TEST_F(TavcatTest, FilesStandInTheOrderOfPrefixAndNumber) {
   }
 }
 
-TEST_F(TavcatTest, ReadsTheOlderLayout) {
+TEST_F(TavcatFolder, ReadsTheOlderLayout) {
   folder.Put("TavCache_9A80ECF5_0001", "{ \"pn\" :\t1}\r\n\n[2]");
   EXPECT_EQ(Run(), 0);
   ExpectShown(
@@ -118,7 +117,7 @@ TEST_F(TavcatTest, ReadsTheOlderLayout) {
   EXPECT_EQ(output, "{ \"pn\" : 1}\n[2]\n");
 }
 
-TEST_F(TavcatTest, WhatStandsInFilesCannotSteerATerminal) {
+TEST_F(TavcatFolder, EscapesWhatCouldControlATerminal) {
   const std::string record =
       "{\"a\x7F\":\"\xC2\x9B\xE2\x80\xAE\xC3\xA9\\u001b\",\"pn\":\"\\u001b[2J\",\"pv\":\"\"}";
   Cache("p", {record, "\x1B]0;x\x07\xFF"});
@@ -130,12 +129,12 @@ TEST_F(TavcatTest, WhatStandsInFilesCannotSteerATerminal) {
   EXPECT_NE(problems.find("\\u001b]0;x\\u0007\\xff"), problems.npos) << problems;
 }
 
-// What their sharing forbids to look at differs from system to system; it is damage on none.
-TEST_F(TavcatTest, FilesInUseAreNoDamageAndStayInUse) {
+// Which files in use can be read differs between systems; in use is not damage on any of them.
+TEST_F(TavcatFolder, LeavesFilesInUseAlone) {
   Cache("Writer", {kRecord});
   PersistentStorage storage;
   ASSERT_TRUE(storage.Open(true));
-  Save(storage);
+  storage.CloseAndSave();
   ASSERT_TRUE(storage.Open(true));
   TavFile taken;
   const std::string path =
@@ -149,12 +148,12 @@ TEST_F(TavcatTest, FilesInUseAreNoDamageAndStayInUse) {
   EXPECT_EQ(first, 0x1C);
   EXPECT_TRUE(taken.Close());
   PersistentStorage::ClientView(&storage).SetValue("OsName", "later");
-  Save(storage);
+  storage.CloseAndSave();
   EXPECT_EQ(Run(), 0);
   ExpectShown("OsName: \"later\"");
 }
 
-TEST_F(TavcatTest, ArgumentsThatMakeNoSense) {
+TEST_F(TavcatFolder, RejectsBadArguments) {
   const std::string folderName = Folder();
   folder.Put("file", "");
   for (const std::vector<std::string>& arguments :
@@ -164,12 +163,65 @@ TEST_F(TavcatTest, ArgumentsThatMakeNoSense) {
         {"--events", "--records", folderName},
         {folderName + "/none"},
         {folderName + "/file"}}) {
-    EXPECT_EQ(RunAlone(arguments), 2);
+    EXPECT_EQ(RunWith(arguments), 2);
     EXPECT_EQ(output, "");
     EXPECT_TRUE(problems.starts_with("tavcat: ")) << problems;
   }
-  EXPECT_EQ(RunAlone({"--help"}), 0);
+  EXPECT_EQ(RunWith({"--help"}), 0);
   EXPECT_TRUE(output.starts_with("Usage: tavcat"));
+}
+
+// The program, with paths that no ANSI code page can represent.
+class TavcatProgram : public Testing::TavcatTest {
+ protected:
+  // Runs it with the folder as a quoted argument, or without arguments.
+  int RunProgram(bool withFolder) {
+    const std::filesystem::path program = std::filesystem::path(TAVCAT_PROGRAM).make_preferred();
+    std::filesystem::path command = "\"" + program.string() + "\"";
+    if (withFolder) {
+      command += " \"";
+      command += folder.Path("").parent_path();
+      command += "\"";
+    }
+#ifdef _WIN32
+    // cmd removes one pair of quotation marks.
+    std::FILE* const pipe = _wpopen((L"\"" + command.wstring() + L"\"").c_str(), L"rb");
+#else
+    std::FILE* const pipe = popen(command.c_str(), "r");
+#endif
+    output.clear();
+    for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe)) {
+      output += static_cast<char>(byte);
+    }
+#ifdef _WIN32
+    return _pclose(pipe);
+#else
+    return WEXITSTATUS(pclose(pipe));
+#endif
+  }
+};
+
+TEST_F(TavcatProgram, PrintsUtf8AndReturnsTheStatus) {
+  const std::string record = "{\"pn\":\"Gr\xC3\xBCn\"}";
+  folder.Put("TavCache_9A80ECF5_0001", Chunk(Gzip(record)));
+  const auto before = State();
+  EXPECT_EQ(RunProgram(true), 0);
+  EXPECT_EQ(State(), before);
+  ExpectShown("Folder " + Folder() + "\n");
+  ExpectShown(record + '\n');
+  folder.Put("TavCache_9A80ECF5_0002", "?");
+  EXPECT_EQ(RunProgram(true), 1);
+}
+
+TEST_F(TavcatProgram, UsesTheFolderOfTheUserAndDoesNotCreateIt) {
+#ifdef _WIN32
+  EXPECT_EQ(RunProgram(false), 0);
+  ExpectShown("Folder " + Folder() + "\n");
+#endif
+  std::filesystem::remove_all(folder.Base() / "Quendel");
+  EXPECT_EQ(RunProgram(false), 2);
+  EXPECT_EQ(RunProgram(true), 2);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Base()));
 }
 
 }  // namespace
