@@ -7,9 +7,9 @@ namespace Bench {
 
 namespace {
 
-// The heap's own locks spin as often.
+// The same as that of the heap's locks.
 constexpr DWORD kSpinCount = 4000;
-// More than a processor's caches near the core hold, as with events that wait to be worked off.
+// Larger than the processor's inner caches, as queued events are.
 constexpr size_t kBufferSize = size_t{4} << 20;
 
 constexpr const char* kFormats[] = {"PDF/X-4", "OpenDocument", "HTML", "Plain text"};
@@ -22,16 +22,16 @@ constexpr const char* kLanguages[] = {"de_DE", "en_US", "fr_FR", "hu_HU", "ja_JP
 constexpr const char* kSources[] = {"MainMenu", "Toolbar", "Shortcut",  "ContextMenu",
                                     "Timer",    "Macro",   "DropTarget"};
 
-// Neighbouring serial numbers come to quite different values.
-uint64_t Scatter(double serial) {
+// A hash: neighbouring serial numbers give different values.
+uint64_t Hash(double serial) {
   uint64_t value = static_cast<uint64_t>(serial) + 0x9E3779B97F4A7C15;
   value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9;
   return value ^ (value >> 27);
 }
 
 template <size_t Size>
-const char* Choose(const char* const (&texts)[Size], uint64_t scattered, int shift) {
-  return texts[((scattered >> shift) & 0xFF) % Size];
+const char* Choose(const char* const (&texts)[Size], uint64_t hash, int shift) {
+  return texts[((hash >> shift) & 0xFF) % Size];
 }
 
 }  // namespace
@@ -40,11 +40,10 @@ const char* const kStringNames[kStringCount] = {"Format", "Command", "Template",
                                                 "Source"};
 
 EventValues ValuesOf(double serial) {
-  const uint64_t scattered = Scatter(serial);
-  return {{Choose(kFormats, scattered, 0), Choose(kCommands, scattered, 8),
-           Choose(kTemplates, scattered, 16), Choose(kLanguages, scattered, 24),
-           Choose(kSources, scattered, 32)},
-          static_cast<double>(scattered >> 48) / 8};
+  const uint64_t hash = Hash(serial);
+  return {{Choose(kFormats, hash, 0), Choose(kCommands, hash, 8), Choose(kTemplates, hash, 16),
+           Choose(kLanguages, hash, 24), Choose(kSources, hash, 32)},
+          static_cast<double>(hash >> 48) / 8};
 }
 
 double ContentBytes() {

@@ -1,5 +1,4 @@
-// The one event that everything is measured with, and its floor: the least that taking it over
-// could cost.
+// The event that all scenarios report, and the floor: the minimum cost of copying its content.
 #pragma once
 
 #include <windows.h>
@@ -17,23 +16,22 @@ inline constexpr char kDurationName[] = "Milliseconds";
 inline constexpr int kStringCount = 5;
 extern const char* const kStringNames[kStringCount];
 
-// The values of one event's properties. They differ from event to event, as a host's do, but are
-// the same in every run.
+// The values of one event's properties. They differ from event to event, but are the same in every
+// run.
 struct EventValues {
   const char* strings[kStringCount];
   double duration;
 };
 EventValues ValuesOf(double serial);
 
-// The bytes that a host hands over for one event, on average: name, properties, terminators.
+// Average bytes of an event's content: name, properties, terminators.
 double ContentBytes();
 
-// Creates the event, adds five string and two numeric properties, logs it. `serial` tells the
-// events of a run apart.
+// Creates the event, adds five string and two numeric properties, and logs it. `serial` identifies
+// the event.
 void ReportEvent(const TavEntryTable& tav, double serial, const EventValues& values);
 
-// Takes the same bytes over by copying them into a buffer under a critical section. Nobody is woken
-// and nothing is made of the bytes.
+// Copies the same bytes into a buffer under a critical section, and does nothing else.
 class Floor {
  public:
   Floor();
@@ -41,7 +39,7 @@ class Floor {
   Floor(const Floor&) = delete;
   Floor& operator=(const Floor&) = delete;
 
-  // Any thread.
+  // Thread-safe.
   void Copy(double serial, const EventValues& values);
 
  private:

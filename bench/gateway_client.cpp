@@ -14,7 +14,7 @@ namespace Bench {
 namespace {
 
 constexpr int kEventsPerPage = 10000;
-// A self-signed certificate for another name is what the local gateway has.
+// The local gateway has a self-signed certificate.
 constexpr DWORD kAnyCertificate =
     SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_CERT_WRONG_USAGE |
     SECURITY_FLAG_IGNORE_CERT_CN_INVALID | SECURITY_FLAG_IGNORE_CERT_DATE_INVALID;
@@ -30,7 +30,7 @@ std::wstring Widen(std::string_view text) {
 }
 
 [[noreturn]] void Fail(const std::string& what) {
-  throw std::runtime_error("the gateway cannot be asked (" + what + "): system error " +
+  throw std::runtime_error("request to the gateway failed (" + what + "): system error " +
                            std::to_string(GetLastError()));
 }
 

@@ -1,4 +1,4 @@
-// Asks the local gateway over HTTP or HTTPS what arrived.
+// Requests to the local gateway about what arrived, over HTTP or HTTPS.
 #pragma once
 
 #include <string>
@@ -9,21 +9,21 @@
 namespace Bench {
 
 struct Arrivals {
-  int lost = 0;     // expected and not there
-  int doubled = 0;  // there more than once
-  int foreign = 0;  // never reported
+  int lost = 0;     // events that did not arrive
+  int doubled = 0;  // arrivals beyond the first
+  int foreign = 0;  // arrivals that were never reported
 };
 
-// Blocks; failures throw std::runtime_error.
+// All functions block. Failures throw std::runtime_error.
 class GatewayClient {
  public:
   explicit GatewayClient(std::string url) : url_(std::move(url)) {}
 
-  // Forgets everything that has arrived so far.
+  // Deletes everything that has arrived.
   void Reset();
   // The gateway's counts.
   Json Summary();
-  // Looks for one benchmark event of each serial number from 0 to `events` - 1.
+  // Expects one event of each serial number from 0 to `events` - 1.
   Arrivals CheckArrivals(int events);
 
  private:

@@ -8,17 +8,17 @@ namespace Bench {
 
 namespace {
 
-std::atomic<int> complaints{0};
+std::atomic<int> warnings{0};
 
-// Gets warnings and errors only: a message sink alone does not ask for more.
-void TAV_CALL NoteComplaint(const char* line) {
-  ++complaints;
+// Receives warnings and errors only, since the log level is not set.
+void TAV_CALL OnWarning(const char* line) {
+  ++warnings;
   std::fprintf(stderr, "tav: %s\n", line);
 }
 
-void CheckComplaints(const char* when) {
-  if (const int count = complaints.exchange(0); count > 0) {
-    throw std::runtime_error("the library gave " + std::to_string(count) +
+void CheckWarnings(const char* when) {
+  if (const int count = warnings.exchange(0); count > 0) {
+    throw std::runtime_error("the library logged " + std::to_string(count) +
                              " warnings or errors, see above (" + when + ")");
   }
 }
@@ -27,7 +27,7 @@ std::string FullPath(const std::string& path) {
   char full[MAX_PATH] = "";
   const DWORD length = GetFullPathNameA(path.c_str(), MAX_PATH, full, nullptr);
   if (length == 0 || length >= MAX_PATH) {
-    throw std::runtime_error("no usable path: " + path);
+    throw std::runtime_error("bad path: " + path);
   }
   return full;
 }
@@ -44,7 +44,7 @@ HostLibrary::HostLibrary(const std::string& path) {
       reinterpret_cast<void (*)()>(GetProcAddress(module_, TAV_LOADER_NAME)));
   table_ = load != nullptr ? load(TAV_INTERFACE_VERSION) : nullptr;
   if (table_ == nullptr) {
-    throw std::runtime_error(path + " does not serve this interface version");
+    throw std::runtime_error(path + " does not support this interface version");
   }
 }
 
@@ -61,7 +61,7 @@ void HostLibrary::Start(const std::string& gatewayUrl, const std::string& scratc
   SetEnvironmentVariableA("TAV_GATEWAY", gatewayUrl.c_str());
   SetEnvironmentVariableA("TAV_LOGFILE", nullptr);
   SetEnvironmentVariableA("TAV_LOG_LEVEL", nullptr);
-  table_->SetMessageSink(TavSinkPointer(NoteComplaint));
+  table_->SetMessageSink(TavSinkPointer(OnWarning));
   const int status = table_->Initialize("Bench", "1.0", "1.0.0.1", TAV_LANGUAGE_EN_US);
   if (status != TAV_OK) {
     throw std::runtime_error("Initialize failed with status " + std::to_string(status));
@@ -71,7 +71,7 @@ void HostLibrary::Start(const std::string& gatewayUrl, const std::string& scratc
 
 void HostLibrary::Drain() {
   const int unsent = table_->Commit();
-  CheckComplaints("sending");
+  CheckWarnings("sending");
   if (unsent != 0) {
     throw std::runtime_error("Commit could not send everything");
   }
@@ -80,7 +80,7 @@ void HostLibrary::Drain() {
 void HostLibrary::Stop() {
   running_ = false;
   table_->Terminate();
-  CheckComplaints("terminating");
+  CheckWarnings("terminating");
 }
 
 uint64_t HostLibrary::FileSize() const {
@@ -88,7 +88,7 @@ uint64_t HostLibrary::FileSize() const {
   WIN32_FILE_ATTRIBUTE_DATA data;
   if (GetModuleFileNameW(module_, path, MAX_PATH) == 0 ||
       !GetFileAttributesExW(path, GetFileExInfoStandard, &data)) {
-    throw std::runtime_error("the library's file cannot be looked at");
+    throw std::runtime_error("cannot get the size of the library");
   }
   return (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
 }

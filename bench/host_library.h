@@ -1,5 +1,4 @@
-// tav.dll as a benchmark uses it: loaded from the program's folder or a given path, started once,
-// listened to.
+// Loads and runs tav.dll for a benchmark, and watches its log.
 #pragma once
 
 #include <windows.h>
@@ -10,23 +9,23 @@
 
 namespace Bench {
 
-// At most one at a time. Failures throw std::runtime_error with a text for people.
+// One object at a time. Failures throw std::runtime_error.
 class HostLibrary {
  public:
   explicit HostLibrary(const std::string& path);
   HostLibrary(const HostLibrary&) = delete;
   HostLibrary& operator=(const HostLibrary&) = delete;
-  // Terminates it when it was started; the module stays loaded.
+  // Terminates the library if it is running; the module stays loaded.
   ~HostLibrary();
 
-  // Initialises the library with `gatewayUrl`. What it keeps on disk goes under `scratch`.
+  // Initialises the library. Its storage folder is created in `scratch`.
   void Start(const std::string& gatewayUrl, const std::string& scratch);
 
-  // Sends everything and waits for it; throws when something could not be sent or the library
-  // complained, because a figure of a run that lost events says nothing.
+  // Sends everything and waits for it. Throws if something could not be sent or the library logged
+  // a warning or an error: measurements of such a run are worthless.
   void Drain();
 
-  // Ends it; throws as Drain does. Blocks for the library's terminate time at most.
+  // Terminates the library; throws as Drain does. Blocks for the terminate time at most.
   void Stop();
 
   const TavEntryTable& Table() const { return *table_; }

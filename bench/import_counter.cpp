@@ -13,13 +13,13 @@ std::atomic<DWORD> hostThread{0};
 std::atomic<uint64_t> onHost[kRequestCount];
 std::atomic<uint64_t> onOthers[kRequestCount];
 
-void Note(Request request) {
+void Count(Request request) {
   std::atomic<uint64_t>* const counts = GetCurrentThreadId() == hostThread ? onHost : onOthers;
   counts[request].fetch_add(1, std::memory_order_relaxed);
 }
 
-// The replacement for one imported function: counts the call and makes it. `Tag` keeps functions
-// of the same type apart.
+// The replacement for one imported function: counts the call and forwards it. `Tag` distinguishes
+// functions of the same type.
 template <int Tag, typename Function>
 struct Hook;
 
@@ -28,7 +28,7 @@ struct Hook<Tag, Result (*)(Arguments...)> {
   static inline Result (*original)(Arguments...) = nullptr;
   static inline Request request = kHeapAllocate;
   static Result Call(Arguments... arguments) {
-    Note(request);
+    Count(request);
     return original(arguments...);
   }
 };
@@ -48,8 +48,7 @@ Import MakeImport(const char* name, Request request) {
           reinterpret_cast<void**>(&Replacement::original), &Replacement::request};
 }
 
-// There is one calling convention on x64, so the C run-time's and the system's functions need no
-// telling apart.
+// x64 has one calling convention for the functions of the C run-time and the system.
 using OneSize = void* (*)(size_t);
 using TwoSizes = void* (*)(size_t, size_t);
 using Resize = void* (*)(void*, size_t);
@@ -106,8 +105,8 @@ bool Write(void*& slot, void* function) {
   return VirtualProtect(page, sizeof slot, protection, &protection) != FALSE;
 }
 
-// Calls `visit(name, slot)` for every function that the module imports by name; `slot` holds its
-// address.
+// Calls `visit(name, slot)` for every function that the module imports by name; `slot` is its
+// address in the import table.
 template <typename Visit>
 void ForEachImport(HMODULE module, Visit visit) {
   const auto* const dos = At<IMAGE_DOS_HEADER>(module, 0);
@@ -144,7 +143,7 @@ ImportCounter::ImportCounter(HMODULE module) : module_(module) {
       *import->original = slot;
       *import->requestOfHook = import->request;
       if (!Write(slot, import->replacement)) {
-        throw std::runtime_error("the import table cannot be changed");
+        throw std::runtime_error("cannot change the import table");
       }
       allocators += import->request == kHeapAllocate ? 1 : 0;
     }

@@ -1,6 +1,6 @@
-// Counts what a loaded module asks of the C run-time's heap and of the system, by replacing entries
-// of its import table while it runs. So the module needs no instrumentation of its own, and what is
-// counted is the very DLL that is shipped.
+// Counts a module's calls to the C run-time's heap and to the system, by replacing entries of its
+// import table in memory. The module needs no instrumentation, so the DLL under test is the one
+// that is shipped.
 #pragma once
 
 #include <windows.h>
@@ -9,9 +9,9 @@
 
 namespace Bench {
 
-// What the counted functions do.
+// Kinds of counted functions.
 enum Request : int {
-  kHeapAllocate,  // malloc and its kin, HeapAlloc and its kin
+  kHeapAllocate,  // malloc, HeapAlloc and similar functions
   kHeapFree,
   kPageAllocate,  // VirtualAlloc
   kPageFree,
@@ -23,19 +23,19 @@ struct RequestCounts {
   uint64_t of[kRequestCount] = {};
 };
 
-// At most one at a time, whose counts the static functions tell. Install and remove it while no
-// other thread is inside the module.
+// One object at a time; the static functions return its counts. Construct and destroy it while no
+// other thread runs code of the module.
 class ImportCounter {
  public:
-  // Replaces the entries; throws std::runtime_error when the module imports none of the functions
-  // that allocate, because counting would then prove nothing.
+  // Replaces the entries. Throws std::runtime_error if the module imports no function that
+  // allocates, since the counts would be meaningless.
   explicit ImportCounter(HMODULE module);
-  // Puts the entries back.
+  // Restores the entries.
   ~ImportCounter();
   ImportCounter(const ImportCounter&) = delete;
   ImportCounter& operator=(const ImportCounter&) = delete;
 
-  // Sets all counts to zero; the calling thread is the host's from now on.
+  // Sets all counts to zero. The calling thread is the host's thread from now on.
   static void Restart();
   static RequestCounts OnHostThread();
   static RequestCounts OnOtherThreads();

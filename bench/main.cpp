@@ -1,5 +1,5 @@
-// The benchmarks' host: runs one scenario in this process and adds what it measured to the results,
-// or reports on the results of many. tools/bench/bench.sh calls it for each scenario anew.
+// The benchmark program: runs one scenario and adds the measurements to the results file, or prints
+// the report. tools/bench/bench.sh starts it for each scenario.
 #include <windows.h>
 
 #include <timeapi.h>
@@ -19,12 +19,14 @@ using namespace Bench;
 constexpr char kUsage[] =
     "usage: bench_host SCENARIO [OPTION VALUE]...\n"
     "scenarios: latency steps requests throughput memory report\n"
-    "  --name NAME       what the round is called in the results\n"
-    "  --threads N --events N (of each thread) --pause-ms N (before each event)\n"
-    "  --gateway URL     default: TAV_TEST_GATEWAY of the environment, else null://\n"
+    "  --name NAME       name of the round in the results\n"
+    "  --threads N       default 1\n"
+    "  --events N        per thread, default 1\n"
+    "  --pause-ms N      pause before each event, default 0\n"
+    "  --gateway URL     default: environment variable TAV_TEST_GATEWAY, else null://\n"
     "  --library PATH    default tav.dll\n"
     "  --results FILE    default results.json\n"
-    "  --scratch FOLDER  for what the library keeps on disk\n"
+    "  --scratch FOLDER  for the library's files\n"
     "  --remark TEXT     for the report\n";
 
 using Scenario = void (*)(const Timing&, const Options&, Results&);
@@ -35,7 +37,7 @@ Scenario FindScenario(const std::string& name) {
     Scenario run;
   } kScenarios[] = {{"latency", MeasureLatency},
                     {"steps", MeasureSteps},
-                    {"requests", CountAllocations},
+                    {"requests", CountRequests},
                     {"throughput", MeasureThroughput},
                     {"memory", MeasureMemory}};
   for (const auto& scenario : kScenarios) {
@@ -43,14 +45,14 @@ Scenario FindScenario(const std::string& name) {
       return scenario.run;
     }
   }
-  throw std::invalid_argument("no scenario is called " + name);
+  throw std::invalid_argument("unknown scenario " + name);
 }
 
-int PositiveNumber(const std::string& text, int least) {
+int ReadNumber(const std::string& text, int min) {
   char* end = nullptr;
   const long number = std::strtol(text.c_str(), &end, 10);
-  if (text.empty() || *end != '\0' || number < least || number > 10'000'000) {
-    throw std::invalid_argument("no usable number: " + text);
+  if (text.empty() || *end != '\0' || number < min || number > 10'000'000) {
+    throw std::invalid_argument("bad number: " + text);
   }
   return static_cast<int>(number);
 }
@@ -59,11 +61,11 @@ void SetOption(Options& options, const std::string& option, const std::string& v
   if (option == "--name") {
     options.name = value;
   } else if (option == "--threads") {
-    options.load.threads = PositiveNumber(value, 1);
+    options.load.threads = ReadNumber(value, 1);
   } else if (option == "--events") {
-    options.load.eventsPerThread = PositiveNumber(value, 1);
+    options.load.eventsPerThread = ReadNumber(value, 1);
   } else if (option == "--pause-ms") {
-    options.load.pauseMilliseconds = PositiveNumber(value, 0);
+    options.load.pauseMilliseconds = ReadNumber(value, 0);
   } else if (option == "--gateway") {
     options.gateway = value;
   } else if (option == "--library") {
@@ -75,13 +77,13 @@ void SetOption(Options& options, const std::string& option, const std::string& v
   } else if (option == "--remark") {
     options.remark = value;
   } else {
-    throw std::invalid_argument("no option is called " + option);
+    throw std::invalid_argument("unknown option " + option);
   }
 }
 
 Options ReadOptions(int count, char** arguments) {
   if (count < 2 || count % 2 != 0) {
-    throw std::invalid_argument("a scenario and options with their values");
+    throw std::invalid_argument("give a scenario, and options with a value each");
   }
   Options options;
   options.scenario = arguments[1];
@@ -97,7 +99,7 @@ Options ReadOptions(int count, char** arguments) {
 
 void RunScenario(const Options& options, Results& results) {
   const Scenario run = FindScenario(options.scenario);
-  // Else a pause of a millisecond takes up to 15 of them.
+  // Otherwise a pause of 1 ms can take 15 ms.
   timeBeginPeriod(1);
   const Timing timing;
   run(timing, options, results);

@@ -1,4 +1,4 @@
-// Version 2 of the interface has the function in kernel32.
+// Version 2 has GetProcessMemoryInfo in kernel32.
 #define PSAPI_VERSION 2
 #include <windows.h>
 
@@ -14,9 +14,9 @@ namespace Bench {
 
 namespace {
 
-// Long enough for the library's thread to have gone back to waiting.
-constexpr DWORD kSettleMilliseconds = 500;
-// Below the size at which waiting events are made into a record.
+// Long enough for the session thread to become idle.
+constexpr DWORD kIdleMilliseconds = 500;
+// Too few to fill a record.
 constexpr int kWaitingEvents = 1000;
 
 struct Footprint {
@@ -24,19 +24,19 @@ struct Footprint {
   double peakWorkingSet = 0;
 };
 
-Footprint Look() {
+Footprint MeasureNow() {
   PROCESS_MEMORY_COUNTERS counters = {};
   counters.cb = sizeof counters;
   if (!GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)) {
-    throw std::runtime_error("the process's memory cannot be looked at");
+    throw std::runtime_error("cannot measure the process's memory");
   }
   return {static_cast<double>(counters.WorkingSetSize),
           static_cast<double>(counters.PeakWorkingSetSize)};
 }
 
-Footprint LookWhenSettled() {
-  Sleep(kSettleMilliseconds);
-  return Look();
+Footprint MeasureWhenIdle() {
+  Sleep(kIdleMilliseconds);
+  return MeasureNow();
 }
 
 }  // namespace
@@ -45,28 +45,28 @@ void MeasureMemory(const Timing& timing, const Options& options, Results& result
   const Load& load = options.load;
   Floor floor;
   const auto copy = [&](double serial, const EventValues& values) { floor.Copy(serial, values); };
-  // Brings the threads' stacks and the samples' memory in before the first look; its peak is the
-  // floor of the burst.
-  CrewTimes times = RunCrew(timing, load, copy);
-  const Footprint before = LookWhenSettled();
+  // Touches the threads' stacks and the samples' memory before the first measurement. Its peak is
+  // the floor of the burst.
+  LoadTimes times = RunLoad(timing, load, copy);
+  const Footprint before = MeasureWhenIdle();
 
   HostLibrary library(options.library);
   library.Start(options.gateway, options.scratch);
   ReportEvent(library.Table(), 0, ValuesOf(0));
   library.Drain();
-  const Footprint rest = LookWhenSettled();
+  const Footprint rest = MeasureWhenIdle();
   for (int i = 0; i < kWaitingEvents; ++i) {
     ReportEvent(library.Table(), i, ValuesOf(i));
   }
-  const Footprint waiting = LookWhenSettled();
+  const Footprint waiting = MeasureWhenIdle();
   library.Drain();
-  times = RunCrew(timing, load, [&](double serial, const EventValues& values) {
+  times = RunLoad(timing, load, [&](double serial, const EventValues& values) {
     ReportEvent(library.Table(), serial, values);
   });
   library.Drain();
-  const Footprint drained = LookWhenSettled();
+  const Footprint drained = MeasureWhenIdle();
   library.Stop();
-  const Footprint stopped = LookWhenSettled();
+  const Footprint stopped = MeasureWhenIdle();
 
   results.AddRound(
       "memory", options.name,

@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <iterator>
 
-#include "bench/summary.h"
-
 namespace Bench {
 
 namespace {
@@ -31,9 +29,9 @@ constexpr Row kGateways[] = {{"null", "nowhere (null://)"},
                              {"http", "gateway, HTTP"},
                              {"https", "gateway, HTTPS"}};
 constexpr char kMemory[] = "burst";
-constexpr int kLargestLibrary = 460000;
+constexpr int kMaxLibraryBytes = 460000;
 
-// What an event may cost the host, at full blast.
+// What an event may cost the host at full blast.
 struct Limit {
   const char* scenario;
   const char* key;
@@ -46,7 +44,7 @@ constexpr Limit kBudget[] = {{"blast_1", "p50_us", 2},
 
 bool isComplete = true;
 
-// The scenario's medians; null, and the table says so, when it was not measured.
+// The scenario's medians; null, with a line in the table, if it was not measured.
 json_t* Median(json_t* root, const char* section, const char* scenario) {
   json_t* const median = Find(root, section, scenario, "median");
   if (median == nullptr) {
@@ -129,7 +127,7 @@ void PrintRequests(json_t* root) {
   }
 }
 
-// True when nothing was lost, doubled or spoilt anywhere.
+// True if nothing was lost, doubled or damaged.
 bool PrintThroughput(json_t* root) {
   bool isWhole = true;
   std::printf(
@@ -176,7 +174,7 @@ void PrintMemory(json_t* root) {
               Number(median, "waiting_bytes_per_event"),
               Number(root, "library", "content_bytes_per_event"));
   std::printf("  tav.dll, bytes                    %10.0f   (aim: below %d)\n",
-              Number(root, "library", "dll_bytes"), kLargestLibrary);
+              Number(root, "library", "dll_bytes"), kMaxLibraryBytes);
 }
 
 void PrintBudget(json_t* root) {
@@ -219,7 +217,7 @@ bool Report(Results& results, const std::string& remark) {
   PrintMemory(root);
   PrintBudget(root);
   if (!isWhole) {
-    std::printf("\n!! events were lost, doubled or spoilt on the way\n");
+    std::printf("\n!! events were lost, doubled or damaged\n");
   }
   return isComplete && isWhole;
 }

@@ -23,7 +23,7 @@ Results::Results(std::string path) : path_(std::move(path)) {
   std::fclose(file);
   const json_int_t version = json_integer_value(json_object_get(root_.get(), "version"));
   if (root_ == nullptr || version != kResultsVersion) {
-    throw std::runtime_error(path_ + " holds no results of this version");
+    throw std::runtime_error(path_ + " has no results of this version");
   }
 }
 
@@ -58,7 +58,7 @@ void Results::Update(const char* section, Json members) {
 
 void Results::Save() const {
   if (json_dump_file(root_.get(), path_.c_str(), JSON_INDENT(2) | JSON_REAL_PRECISION(6)) != 0) {
-    throw std::runtime_error(path_ + " cannot be written");
+    throw std::runtime_error(path_ + ": cannot write");
   }
 }
 

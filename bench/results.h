@@ -1,5 +1,5 @@
-// The results file: JSON that grows by one round with each scenario that is run, so that every
-// scenario can have a process of its own. docs/benchmarks.md describes it.
+// The results file: JSON to which each run of a scenario adds one round. docs/benchmarks.md
+// describes it.
 #pragma once
 
 #include <jansson.h>
@@ -16,19 +16,19 @@ struct JsonRelease {
 };
 using Json = std::unique_ptr<json_t, JsonRelease>;
 
-// Raised when a key changes its meaning.
+// Increased when a key changes its meaning.
 inline constexpr int kResultsVersion = 1;
 
 // Failures throw std::runtime_error.
 class Results {
  public:
-  // Reads the file, or begins anew when there is none.
+  // Reads the file if it exists.
   explicit Results(std::string path);
 
   json_t* Root() const { return root_.get(); }
 
-  // Appends `round` to the rounds of the scenario `name` in `section`. `parameters` are set beside
-  // them, as each process says them anew.
+  // Appends `round` to the rounds of the scenario `name` in `section`, and sets the scenario's
+  // `parameters`.
   void AddRound(const char* section, const std::string& name, Json parameters, Json round);
   // Sets members of the top-level object `section`.
   void Update(const char* section, Json members);
@@ -42,7 +42,7 @@ class Results {
   Json root_;
 };
 
-// json_pack that throws instead of returning null. Its formats are jansson's.
+// json_pack that throws instead of returning null.
 template <typename... Arguments>
 Json Pack(const char* format, Arguments... arguments) {
   Json packed(json_pack(format, arguments...));

@@ -1,9 +1,10 @@
-#include "bench/summary.h"
-
+// Medians and ratios of the rounds.
 #include <algorithm>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "bench/report.h"
 
 namespace Bench {
 
@@ -19,14 +20,14 @@ bool TakesLargest(std::string_view key) {
   return false;
 }
 
-double Middle(std::vector<double> values) {
+double MedianOf(std::vector<double> values) {
   std::sort(values.begin(), values.end());
   const size_t count = values.size();
   return count % 2 == 1 ? values[count / 2] : (values[count / 2 - 1] + values[count / 2]) / 2;
 }
 
-// Of objects of the same shape; what is not a number is taken from the first.
-Json MedianOf(const std::vector<json_t*>& rounds) {
+// The median of each number in objects of the same shape.
+Json MedianObject(const std::vector<json_t*>& rounds) {
   Json median = Pack("{}");
   const char* key = nullptr;
   json_t* first = nullptr;
@@ -38,10 +39,10 @@ Json MedianOf(const std::vector<json_t*>& rounds) {
       numbers.push_back(json_number_value(members.back()));
     }
     if (json_is_object(first)) {
-      json_object_set_new(median.get(), key, MedianOf(members).release());
+      json_object_set_new(median.get(), key, MedianObject(members).release());
     } else {
       const double number = TakesLargest(key) ? *std::max_element(numbers.begin(), numbers.end())
-                                              : Middle(std::move(numbers));
+                                              : MedianOf(std::move(numbers));
       json_object_set_new(median.get(), key, json_real(number));
     }
   }
@@ -61,7 +62,7 @@ void AddMedians(json_t* section) {
       rounds.push_back(round);
     }
     if (!rounds.empty()) {
-      json_object_set_new(scenario, "median", MedianOf(rounds).release());
+      json_object_set_new(scenario, "median", MedianObject(rounds).release());
     }
   }
 }

@@ -16,7 +16,7 @@ double CountOf(const Json& summary, const char* name) {
   return json_number_value(json_object_get(summary.get(), name));
 }
 
-// What arrived at the gateway, and what it took on the wire.
+// Adds counts and sizes of what arrived at the gateway.
 void AddArrivals(json_t* round, GatewayClient& gateway, int events) {
   const Arrivals arrivals = gateway.CheckArrivals(events);
   const Json summary = gateway.Summary();
@@ -41,21 +41,21 @@ void MeasureThroughput(const Timing& timing, const Options& options, Results& re
   const Load& load = options.load;
   const double events = load.Events();
   Floor floor;
-  const CrewTimes floorTimes = RunCrew(
+  const LoadTimes floorTimes = RunLoad(
       timing, load, [&](double serial, const EventValues& values) { floor.Copy(serial, values); });
 
   HostLibrary library(options.library);
   library.Start(options.gateway, options.scratch);
   GatewayClient gateway(options.gateway);
   const bool isCounted = options.gateway != kNullGateway;
-  // The first send carries what belongs to the start: the product's data and the connection.
+  // The first send includes the product's data and the connection set-up.
   library.Table().LogPlace("Start");
   library.Drain();
   if (isCounted) {
     gateway.Reset();
   }
   const Ticks start = ReadTicks();
-  const CrewTimes eventTimes = RunCrew(timing, load, [&](double serial, const EventValues& values) {
+  const LoadTimes eventTimes = RunLoad(timing, load, [&](double serial, const EventValues& values) {
     ReportEvent(library.Table(), serial, values);
   });
   library.Drain();

@@ -1,4 +1,4 @@
-// Time in processor ticks, and what a set of measured times comes to.
+// Time in processor ticks, and percentiles of measured times.
 #pragma once
 
 #if defined(_MSC_VER)
@@ -16,7 +16,7 @@ namespace Bench {
 using Ticks = uint64_t;
 
 // The time-stamp counter: QueryPerformanceCounter's steps of 100 ns are too coarse for a single
-// event. The fences keep the measured work from leaking over either end.
+// event. The fences keep the processor from moving measured work past either end.
 inline Ticks ReadTicks() {
   _mm_lfence();
   const Ticks ticks = __rdtsc();
@@ -26,14 +26,15 @@ inline Ticks ReadTicks() {
 
 class Timing {
  public:
-  // Measures the counter against QueryPerformanceCounter for a fifth of a second, and its own cost.
-  // The counter must run evenly and alike on all processors, as it has for many years.
+  // Calibrates the counter against QueryPerformanceCounter for a fifth of a second, and measures
+  // its overhead. The counter must have a constant rate and be equal on all processors (invariant
+  // TSC).
   Timing();
 
   double Seconds(Ticks ticks) const { return static_cast<double>(ticks) / ticksPerSecond_; }
   double Microseconds(Ticks ticks) const { return Seconds(ticks) * 1e6; }
   double TicksPerSecond() const { return ticksPerSecond_; }
-  // What taking the time at both ends adds to every measured time; it is not subtracted.
+  // The overhead in each measured time; it is not subtracted.
   double OverheadMicroseconds() const { return overheadMicroseconds_; }
 
  private:
@@ -41,7 +42,7 @@ class Timing {
   double overheadMicroseconds_ = 0;
 };
 
-// Of raw samples, by nearest rank; microseconds.
+// Microseconds; percentiles by nearest rank.
 struct Percentiles {
   size_t samples = 0;
   double mean = 0;

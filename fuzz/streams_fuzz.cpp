@@ -1,6 +1,5 @@
-// Feeds arbitrary bytes to the readers that see files and data from outside this process: chunks,
-// gzip, base64, lines and JSON, stacked as the library stacks them. Beside crashes and leaks it
-// checks what must hold for any input.
+// Feeds arbitrary bytes to the readers of data from outside this process: chunks, gzip, base64,
+// lines and JSON, stacked as in the library. Finds crashes and leaks, and checks invariants.
 //
 // Build and run from the root of the tree, natively, with clang and libFuzzer:
 //
@@ -10,8 +9,8 @@
 //     src/streams/{chunk,gzip,base64,json}_stream.cpp -ljansson -lz -o streams_fuzz
 //   mkdir -p corpus && ./streams_fuzz -max_len=8192 -max_total_time=60 corpus fuzz/streams_corpus
 //
-// Inputs found by a run go to ./corpus; fuzz/streams_corpus holds small hand-made ones. Files given
-// instead of folders are replayed once. What crashes becomes a case under tests/streams.
+// New inputs are stored in ./corpus; fuzz/streams_corpus has small hand-made ones. To replay files,
+// pass them instead of the folders. Each crash becomes a test in tests/streams.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -30,8 +29,8 @@ namespace {
 using namespace Tav;
 using Bytes = std::vector<uint8_t>;
 
-// A member of a few bytes expands to megabytes: enough is enough.
-constexpr size_t kMostExpanded = 1 << 20;
+// A gzip member of a few bytes can expand to megabytes.
+constexpr size_t kMaxExpanded = 1 << 20;
 
 void Require(bool condition, const char* what) {
   if (!condition) {
@@ -42,11 +41,11 @@ void Require(bool condition, const char* what) {
 
 Bytes ReadSome(InputStream& stream, size_t piece) {
   Bytes all;
-  while (all.size() < kMostExpanded) {
+  while (all.size() < kMaxExpanded) {
     const size_t before = all.size();
     all.resize(before + piece);
     const size_t got = stream.Read(all.data() + before, piece);
-    Require(got <= piece, "a read delivers at most what was asked for");
+    Require(got <= piece, "a read returns at most what was requested");
     all.resize(before + got);
     if (got < piece) {
       break;
@@ -55,7 +54,7 @@ Bytes ReadSome(InputStream& stream, size_t piece) {
   Require(stream.HasError() == (*stream.ErrorText() != '\0'), "every failure has a text");
   if (stream.HasError()) {
     uint8_t byte;
-    Require(stream.Read(&byte, 1) == 0 && stream.ReadByte() == -1, "failures stick");
+    Require(stream.Read(&byte, 1) == 0 && stream.ReadByte() == -1, "failures are permanent");
   }
   return all;
 }
@@ -63,25 +62,25 @@ Bytes ReadSome(InputStream& stream, size_t piece) {
 void ReadJson(InputStream& stream) {
   JsonInputStream json(&stream);
   const JsonPtr value = json.ReadValue();
-  Require(json.HasError() == !value, "a value or a failure");
+  Require(json.HasError() == !value, "either a value or a failure");
   if (!value) {
     return;
   }
   MemoryOutputStream printed;
   JsonOutputStream output(&printed, JSON_COMPACT);
-  Require(output.WriteValue(value.Get()), "what was read can be written");
+  Require(output.WriteValue(value.Get()), "a value that was read can be written");
   const Bytes text = printed.Join();
   MemoryInputStream again(text.data(), text.size());
   JsonInputStream reread(&again);
   const JsonPtr same = reread.ReadValue();
-  Require(same && json_equal(same.Get(), value.Get()), "what was written reads the same");
+  Require(same && json_equal(same.Get(), value.Get()), "a value that was written reads the same");
 }
 
 void Expand(const Bytes& bytes, size_t piece) {
   MemoryInputStream memory(bytes.data(), bytes.size());
   GZipInputStream gzip(&memory);
   const Bytes text = ReadSome(gzip, piece);
-  Require(!(gzip.Complete() && gzip.HasError()), "complete or failed");
+  Require(!(gzip.Complete() && gzip.HasError()), "not both complete and failed");
   MemoryInputStream expanded(text.data(), text.size());
   ReadJson(expanded);
 }
@@ -98,12 +97,14 @@ void ReadChunks(const Bytes& bytes, size_t bufferSize) {
     writer.Write(payload.data(), payload.size());
     Expand(payload, 1024);
   }
-  Require(chunks.HasError() == (result == ChunkResult::Failed), "failed and only then an error");
-  Require(payload.size() <= bytes.size(), "no more than there was");
+  Require(chunks.HasError() == (result == ChunkResult::Failed),
+          "an error if and only if reading failed");
+  Require(payload.size() <= bytes.size(), "a payload is not larger than the input");
   const Bytes same = rewritten.Join();
   Require(same.size() <= bytes.size() && std::equal(same.begin(), same.end(), bytes.begin()),
-          "whole chunks rewritten are the input's beginning");
-  Require(result != ChunkResult::End || same.size() == bytes.size(), "the end is the input's end");
+          "rewritten chunks equal the start of the input");
+  Require(result != ChunkResult::End || same.size() == bytes.size(),
+          "the last chunk ends where the input ends");
 }
 
 void DecodeBase64(const Bytes& bytes, size_t piece) {
@@ -132,12 +133,12 @@ void ReadLines(const Bytes& bytes) {
     ReadJson(lines);
     ++count;
   }
-  Require(count <= bytes.size() && lines.AtEnd(), "every line takes a byte");
+  Require(count <= bytes.size() && lines.AtEnd(), "each line has at least one byte");
 }
 
 }  // namespace
 
-// The first byte picks the size of the pieces, the rest is the input of every reader.
+// The first byte selects the size of reads; the rest is the input of every reader.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) {
     return 0;

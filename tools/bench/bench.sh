@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Usage: bench.sh [--rounds N]
-# Called by ./run bench, whose head says which variables it sets. Runs each scenario in a process of
-# its own, N times over (default 3), and reports on the medians: a table here, and
-# build/bench/results.json for comparison. docs/benchmarks.md explains both.
-# Exit status 0 when everything was measured and no event was lost, however slow the machine was.
+# Called by ./run bench, which sets the TAV_... variables. Runs each scenario N times (default 3), each
+# time in a new process, and reports the medians as a table and in build/bench/results.json.
+# docs/benchmarks.md explains both.
+# Exit status 0 if everything was measured and no event was lost, however slow the machine was.
 set -uo pipefail
 : "${TAV_ROOT:?}" "${TAV_LIBRARY:?}" "${TAV_WINDOWS_BIN:?}" "${TAV_GATEWAY_PROGRAM:?}" "${TAV_WINE:?}"
 
@@ -25,10 +25,10 @@ rm -rf "$folder"
 mkdir -p "$folder"
 cd "$folder" || exit 1
 unset TAV_TEST_GATEWAY
-export TAV_CONFIGURATOR=null:// # no look-up of a name that does not resolve beside what is measured
+export TAV_CONFIGURATOR=null:// # no name look-ups during the measurements
 failed=0
 
-# A program that hangs must not make the benchmark do so.
+# A program that hangs must not block the benchmark.
 windows_host=(timeout --kill-after=5 120 "$TAV_WINE" "$TAV_WINDOWS_BIN/bench_host.exe")
 blast=(--threads 4 --events 25000)
 
@@ -70,7 +70,7 @@ for ((round = 1; round <= rounds; ++round)); do
   printf ' memory\n'
   measure memory --name burst "${blast[@]}"
 done
-# These are counts, not times: once is enough.
+# Counts, not times: one round is enough.
 measure requests --name blast --events 20000
 measure requests --name paced --events 2000 --pause-ms 1
 

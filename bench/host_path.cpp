@@ -1,3 +1,4 @@
+// The time that an event costs the host's thread, as a whole and call by call.
 #include <vector>
 
 #include "bench/event_content.h"
@@ -8,8 +9,27 @@ namespace Bench {
 
 namespace {
 
-// In the order of an event's life; the later properties go to their own step, because the first
-// one makes the object that all stand in.
+constexpr int kWarmUpEvents = 256;
+
+void Append(LoadTimes& all, const LoadTimes& part) {
+  all.samples.insert(all.samples.end(), part.samples.begin(), part.samples.end());
+  all.seconds += part.seconds;
+}
+
+Json DescribeTimes(const Timing& timing, LoadTimes& times) {
+  Json described = Describe(Summarise(timing, times.samples));
+  json_object_set_new(described.get(), "events_per_second",
+                      json_real(static_cast<double>(times.samples.size()) / times.seconds));
+  return described;
+}
+
+Json DescribeLoad(const Load& load) {
+  return Pack("{s:i, s:i, s:i}", "threads", load.threads, "events_per_thread", load.eventsPerThread,
+              "pause_ms", load.pauseMilliseconds);
+}
+
+// In the order of an event's life. The first property makes the object for all properties, so it
+// has its own step.
 enum Step { kNewEvent, kFirstString, kFurtherString, kNumber, kLogEvent, kStepCount };
 constexpr const char* kStepNames[kStepCount] = {"new_event", "first_string", "further_string",
                                                 "number", "log_event"};
@@ -18,7 +38,7 @@ class StepTimes {
  public:
   explicit StepTimes(size_t events) {
     for (std::vector<Ticks>& samples : samples_) {
-      // Touched now, so that no page fault of the benchmark's own is measured.
+      // Touches the memory now, so that its page faults are not measured.
       samples.assign(events * kStringCount, 0);
       samples.clear();
     }
@@ -58,6 +78,34 @@ void ReportInSteps(const TavEntryTable& tav,
 
 }  // namespace
 
+void MeasureLatency(const Timing& timing, const Options& options, Results& results) {
+  Floor floor;
+  HostLibrary library(options.library);
+  // Half of the floor before and half after the events, so that changes in the machine's other load
+  // affect both sides of the comparison.
+  Load half = options.load;
+  half.eventsPerThread = (half.eventsPerThread + 1) / 2;
+  const auto copy = [&](double serial, const EventValues& values) { floor.Copy(serial, values); };
+  LoadTimes floorTimes = RunLoad(timing, half, copy);
+
+  library.Start(options.gateway, options.scratch);
+  for (int i = 0; i < kWarmUpEvents; ++i) {
+    ReportEvent(library.Table(), 0, ValuesOf(0));
+  }
+  library.Drain();
+  LoadTimes eventTimes =
+      RunLoad(timing, options.load, [&](double serial, const EventValues& values) {
+        ReportEvent(library.Table(), serial, values);
+      });
+  library.Drain();
+  library.Stop();
+
+  Append(floorTimes, RunLoad(timing, half, copy));
+  results.AddRound("host_path", options.name, DescribeLoad(options.load),
+                   Pack("{s:o, s:o}", "event", DescribeTimes(timing, eventTimes).release(), "floor",
+                        DescribeTimes(timing, floorTimes).release()));
+}
+
 void MeasureSteps(const Timing& timing, const Options& options, Results& results) {
   const Load& load = options.load;
   std::vector<StepTimes> times;
@@ -69,7 +117,7 @@ void MeasureSteps(const Timing& timing, const Options& options, Results& results
   library.Start(options.gateway, options.scratch);
   ReportEvent(library.Table(), 0, ValuesOf(0));
   library.Drain();
-  RunCrew(timing, load, [&](double serial, const EventValues& values) {
+  RunLoad(timing, load, [&](double serial, const EventValues& values) {
     const auto thread = static_cast<size_t>(serial) / static_cast<size_t>(load.eventsPerThread);
     ReportInSteps(library.Table(), serial, values, times[thread]);
   });
@@ -86,10 +134,7 @@ void MeasureSteps(const Timing& timing, const Options& options, Results& results
     json_object_set_new(round.get(), kStepNames[step],
                         Describe(Summarise(timing, samples)).release());
   }
-  results.AddRound("steps", options.name,
-                   Pack("{s:i, s:i, s:i}", "threads", load.threads, "events_per_thread",
-                        load.eventsPerThread, "pause_ms", load.pauseMilliseconds),
-                   std::move(round));
+  results.AddRound("steps", options.name, DescribeLoad(load), std::move(round));
 }
 
 }  // namespace Bench

@@ -1,3 +1,4 @@
+// What the DLL asks of the heap and the system for each event.
 #include <stdexcept>
 
 #include "bench/event_content.h"
@@ -21,18 +22,18 @@ Json DescribeCounts(const RequestCounts& counts, double events) {
 
 }  // namespace
 
-void CountAllocations(const Timing&, const Options& options, Results& results) {
+void CountRequests(const Timing&, const Options& options, Results& results) {
   const Load& load = options.load;
   HostLibrary library(options.library);
   const ImportCounter counter(library.Module());
   library.Start(options.gateway, options.scratch);
   ReportEvent(library.Table(), 0, ValuesOf(0));
   library.Drain();
-  // Starting allocates on both sides, whatever an event costs: a count of none there would mean
-  // that the counter is blind.
+  // The start of the library allocates on both sides. A count of 0 would mean that the counter does
+  // not work.
   const uint64_t atStart = ImportCounter::OnHostThread().of[kHeapAllocate];
   if (atStart == 0 || ImportCounter::OnOtherThreads().of[kHeapAllocate] == 0) {
-    throw std::runtime_error("the allocations of the library's start were not seen");
+    throw std::runtime_error("the allocations at the library's start were not counted");
   }
 
   ImportCounter::Restart();
