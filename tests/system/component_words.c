@@ -1,91 +1,62 @@
-// The interface record of a component as code sees it that knows nothing of tav.h's TavComponent_s:
-// sixteen words of 64 bits, called by their index. What is reported through it arrives in records
-// of that component.
+// Uses the interface record of a component without TavComponent_s of tav.h: as sixteen words of 64
+// bits, found by index. What is reported through it arrives in records of that component.
 #include <stdint.h>
 #include <string.h>
 
 #include "system/slots.h"
 
-enum {
-  kMagic,
-  kIsVersionSupported,
-  kRelease,
-  kSetComponent,
-  kNewEvent,
-  kAddEventProperty,
-  kAddNumericEventProperty,
-  kLogEvent,
-  kGetVersion,
-  kIncrementCounter,
-  kAggregateValue,
-  kName,
-  kVersion,
-  kNewCommandEvent,
-  kNewErrorEvent,
-  kAddTraceItem,
-  kWords
-};
+enum { kMagic = 0, kName = 11, kVersion = 12, kWords = 16 };
 
-// A record and the operations that its words hold.
+// OPERATION(word, name, result, arguments) for each function pointer in the record.
+#define OPERATIONS(OPERATION)                                                           \
+  OPERATION(1, isVersionSupported, bool, (TavComponent_s*, int))                        \
+  OPERATION(2, release, void, (TavComponent_s*))                                        \
+  OPERATION(3, setComponent, void, (TavComponent_s*, const char*, const char*))         \
+  OPERATION(4, newEvent, TavEvent_s*, (TavComponent_s*, const char*))                   \
+  OPERATION(5, addText, void, (TavComponent_s*, TavEvent_s*, const char*, const char*)) \
+  OPERATION(6, addNumber, void, (TavComponent_s*, TavEvent_s*, const char*, double))    \
+  OPERATION(7, logEvent, void, (TavComponent_s*, TavEvent_s*))                          \
+  OPERATION(8, getVersion, const char*, (TavComponent_s*))                              \
+  OPERATION(9, increment, void, (TavComponent_s*, const char*, const char*))            \
+  OPERATION(10, aggregate, void, (TavComponent_s*, const char*, const char*, double))   \
+  OPERATION(13, newCommand, TavEvent_s*, (TavComponent_s*, const char*))                \
+  OPERATION(14, newError, TavEvent_s*, (TavComponent_s*, const char*, const char*))     \
+  OPERATION(15, addTrace, void,                                                         \
+            (TavComponent_s*, TavEvent_s*, const char*, const char*, const char*))
+
 typedef struct Component {
   TavComponent_s* self;
-  bool(TAV_CALL* isVersionSupported)(TavComponent_s*, int version);
-  void(TAV_CALL* release)(TavComponent_s*);
-  void(TAV_CALL* setComponent)(TavComponent_s*, const char* name, const char* version);
-  TavEvent_s*(TAV_CALL* newEvent)(TavComponent_s*, const char* name);
-  void(TAV_CALL* addText)(TavComponent_s*, TavEvent_s*, const char* name, const char* value);
-  void(TAV_CALL* addNumber)(TavComponent_s*, TavEvent_s*, const char* name, double value);
-  void(TAV_CALL* logEvent)(TavComponent_s*, TavEvent_s*);
-  const char*(TAV_CALL* getVersion)(TavComponent_s*);
-  void(TAV_CALL* increment)(TavComponent_s*, const char* event, const char* property);
-  void(TAV_CALL* aggregate)(TavComponent_s*, const char* event, const char* property, double value);
-  TavEvent_s*(TAV_CALL* newCommand)(TavComponent_s*, const char* command);
-  TavEvent_s*(TAV_CALL* newError)(TavComponent_s*, const char* code, const char* message);
-  void(TAV_CALL* addTrace)(TavComponent_s*,
-                           TavEvent_s*,
-                           const char* location,
-                           const char* library,
-                           const char* meta);
+#define MEMBER(word, name, result, arguments) result(TAV_CALL* name) arguments;
+  OPERATIONS(MEMBER)
 } Component;
 
-// Copies one word of a record, whatever it holds.
-static void TakeWord(const TavComponent_s* record, int word, void* target) {
+// Copies one word of a record.
+static void CopyWord(const TavComponent_s* record, int word, void* target) {
   memcpy(target, (const char*)record + word * 8, 8);
 }
 
 static uint64_t WordAt(const TavComponent_s* record, int word) {
   uint64_t value;
-  TakeWord(record, word, &value);
+  CopyWord(record, word, &value);
   return value;
 }
 
 static Component NewComponent(const Slots* tav) {
   Component component;
   component.self = tav->CreateComponentAnalytics();
-  TakeWord(component.self, kIsVersionSupported, &component.isVersionSupported);
-  TakeWord(component.self, kRelease, &component.release);
-  TakeWord(component.self, kSetComponent, &component.setComponent);
-  TakeWord(component.self, kNewEvent, &component.newEvent);
-  TakeWord(component.self, kAddEventProperty, &component.addText);
-  TakeWord(component.self, kAddNumericEventProperty, &component.addNumber);
-  TakeWord(component.self, kLogEvent, &component.logEvent);
-  TakeWord(component.self, kGetVersion, &component.getVersion);
-  TakeWord(component.self, kIncrementCounter, &component.increment);
-  TakeWord(component.self, kAggregateValue, &component.aggregate);
-  TakeWord(component.self, kNewCommandEvent, &component.newCommand);
-  TakeWord(component.self, kNewErrorEvent, &component.newError);
-  TakeWord(component.self, kAddTraceItem, &component.addTrace);
+#define COPY(word, name, result, arguments) CopyWord(component.self, word, &component.name);
+  OPERATIONS(COPY)
   return component;
 }
 
-// The text that a word points to; empty for none.
+// The text that a word points to; empty if it is null.
 static const char* TextAt(const TavComponent_s* record, int word) {
   const char* text;
-  TakeWord(record, word, &text);
+  CopyWord(record, word, &text);
   return text == NULL ? "" : text;
 }
 
-static void CheckTheWords(Component component) {
+static void CheckWords(Component component) {
   char name[] = "Viewer";
   for (int word = 0; word < kWords; ++word) {
     CHECK((WordAt(component.self, word) == 0) == (word == kName || word == kVersion));
@@ -96,7 +67,7 @@ static void CheckTheWords(Component component) {
   CHECK(component.isVersionSupported(component.self, 2));
   CHECK(!component.isVersionSupported(component.self, 3));
   CHECK(strcmp(component.getVersion(component.self), "2.8.2.1187559") == 0);
-  // The record keeps copies, of what it is told first.
+  // The record copies the first name that it gets.
   component.setComponent(component.self, name, "3.1");
   memset(name, 'x', sizeof name - 1);
   component.setComponent(component.self, "Other", "4.0");
@@ -121,7 +92,7 @@ static void ReportEverything(Component component) {
   }
   component.aggregate(self, "Load", "Cpu", 3.0);
   component.aggregate(self, "Load", "Cpu", 5.0);
-  // Refused: nothing comes of them.
+  // Refused; these have no effect.
   component.logEvent(self, NULL);
   component.logEvent(self, component.newError(self, "", "no code"));
   component.increment(self, "", "Open");
@@ -140,29 +111,33 @@ int main(void) {
   CHECK(tav.Initialize("ComponentWords", "1.0", "1.0.0", TAV_LANGUAGE_EN_US) == TAV_OK);
   const Component viewer = NewComponent(&tav);
   const Component printer = NewComponent(&tav);
+  const Component newViewer = NewComponent(&tav);
   const Component nameless = NewComponent(&tav);
-  CheckTheWords(viewer);
+  CheckWords(viewer);
   printer.setComponent(printer.self, "Printer", NULL);
+  newViewer.setComponent(newViewer.self, "Viewer", "4.0");
 
   ReportEverything(viewer);
   ReportOne(printer, "Start");
   tav.LogEvent(tav.NewEvent("HostsOwn"));
   ReportOne(nameless, "Nameless");
+  ReportOne(newViewer, "Open");
   ReportOne(viewer, "Close");
   nameless.increment(nameless.self, "Plain", "n");
-  // What was counted outlives the record that counted it.
+  // Counters outlive the record through which they were counted.
   printer.increment(printer.self, "Pages", "Printed");
   printer.release(printer.self);
   tav.FlushAggregates();
   CHECK(tav.Commit() == 0);
   viewer.release(&noRecord);
 
-  // A record outlives the library's run; what is made through it then is lost, not leaked.
+  // The record is still valid after Terminate; events made through it are dropped, not leaked.
   viewer.increment(viewer.self, "Late", "n");
   tav.Terminate();
   ReportOne(viewer, "Lost");
   CHECK(viewer.isVersionSupported(viewer.self, 2));
   viewer.release(viewer.self);
+  newViewer.release(newViewer.self);
   nameless.release(nameless.self);
   return CheckResult();
 }

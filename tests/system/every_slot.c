@@ -1,16 +1,16 @@
-// Calls every entry point of the table, found by position and then by name, as hosts should and as
-// they should not: with no handle, a spent one, one of another kind, with noise in its place;
-// before the library runs, while it does, and afterwards; all of it twice over. The library has to
-// live through it, report each misuse once while it runs, and send what was right.
+// Calls every entry point of the table, by position and by name, correctly and incorrectly: with
+// null handles, consumed ones, handles of another kind and memory that is not a handle; before,
+// during and after the library's run; all of it twice. The library must survive it, log each misuse
+// once while it runs, and send everything that was reported correctly.
 #include <stdint.h>
 #include <string.h>
 
 #include "system/slots.h"
 
-enum { kLongestName = 255 };
+enum { kMaxName = 255 };
 
-// A handle is known by its mark alone, so other memory is looked at as if it were one. A build that
-// checks the type of each object which is looked at would stop there.
+// The library recognises a handle by a mark in memory, so it reads other objects as if they were
+// handles. A build that checks the dynamic type of objects (UBSan) would stop there.
 #ifdef TAV_TYPES_ARE_CHECKED
 enum { kTypesAreChecked = 1 };
 #else
@@ -18,7 +18,7 @@ enum { kTypesAreChecked = 0 };
 #endif
 
 static bool running;
-// Lines of this thread only: that of the library logs when it likes.
+// Log lines of this thread only; those of the session thread come at any time.
 static unsigned lines;
 static unsigned complaints;
 
@@ -35,7 +35,7 @@ static void CheckReported(unsigned before, const char* call, int line) {
   }
 }
 
-// The call is refused with one line in the log. Nothing logs before the first start.
+// Expects that the call logs one error or warning. Nothing is logged before the first start.
 #define REFUSED(call)                       \
   do {                                      \
     const unsigned before = complaints;     \
@@ -43,51 +43,49 @@ static void CheckReported(unsigned before, const char* call, int line) {
     CheckReported(before, #call, __LINE__); \
   } while (0)
 
+// The call logs one error or warning and still returns an event.
+#define REFUSED_EVENT(call) \
+  do {                      \
+    TavEvent_s* made;       \
+    REFUSED(made = call);   \
+    tav->LogEvent(made);    \
+  } while (0)
+
 enum { kWords = 64 };
 
-// What a handle begins with, and the marks of one that the host may use, one that it has handed
-// over, and one that is destroyed.
+// The size of a handle's beginning, and the marks of a handle that the host may use, of one that it
+// has passed to the library, and of a destroyed one.
 enum { kHandleBytes = 64 };
 static const uint32_t kLive = 0xDEAD123D;
-static const uint32_t kHandedOver = 0xDEAD123F;
+static const uint32_t kConsumed = 0xDEAD123F;
 static const uint32_t kDestroyed = 0;
 
-// Words of readable memory in which there is no handle: nothing, the mark of an ended session and
-// of a component, noise, text. They fill it, wherever a mark is looked for.
+// Fillings of memory that is not a handle: zeros, the marks of an ended session and of a component,
+// ones, text.
 static const uint64_t kNoHandles[] = {0, 0xDEAF123FDEAF123F, 0xDEADCACADEADCACA, UINT64_MAX,
                                       0x2E656C646E616820};
 enum { kNoHandleCount = sizeof kNoHandles / sizeof kNoHandles[0] };
 
-static char tooLong[kLongestName + 2];
+static char tooLong[kMaxName + 2];
 static const char* const kBadNames[] = {NULL, "", " \t ", tooLong};
 enum { kBadNameCount = sizeof kBadNames / sizeof kBadNames[0] };
 
-// An object of one kind, or none, where an event, a value or a session is expected.
-static TavEvent_s* AsEvent(void* object) {
-  return object;
-}
-static TavValue_s* AsValue(void* object) {
-  return object;
-}
-static TavSession_s* AsSession(void* object) {
-  return object;
-}
-
+// These take any object instead of an event, a map or a session.
 static void RefuseAsEvent(const Slots* tav, void* object) {
-  REFUSED(tav->LogEvent(AsEvent(object)));
-  REFUSED(tav->AddEventProperty(AsEvent(object), "Name", "text"));
-  REFUSED(tav->AddNumericEventProperty(AsEvent(object), "Name", 1.0));
-  REFUSED(tav->AddTraceItem(AsEvent(object), "location", "library", "meta"));
+  REFUSED(tav->LogEvent(object));
+  REFUSED(tav->AddEventProperty(object, "Name", "text"));
+  REFUSED(tav->AddNumericEventProperty(object, "Name", 1.0));
+  REFUSED(tav->AddTraceItem(object, "location", "library", "meta"));
 }
 
 static void RefuseAsMap(const Slots* tav, void* object) {
-  REFUSED(tav->AddStringValue(AsValue(object), "Name", "text"));
-  REFUSED(tav->AddNumericValue(AsValue(object), "Name", 1.0));
+  REFUSED(tav->AddStringValue(object, "Name", "text"));
+  REFUSED(tav->AddNumericValue(object, "Name", 1.0));
 }
 
 static void RefuseAsSession(const Slots* tav, void* object) {
-  REFUSED(tav->SessionLogPlace(AsSession(object), "Place"));
-  REFUSED(tav->SessionLogIdle(AsSession(object)));
+  REFUSED(tav->SessionLogPlace(object, "Place"));
+  REFUSED(tav->SessionLogIdle(object));
 }
 
 static void CallWithNull(const Slots* tav) {
@@ -102,12 +100,12 @@ static void CallWithNull(const Slots* tav) {
   tav->SessionFlushAggregates(NULL);
 }
 
-// Makes a spent handle of a living one, in memory of this program: that of a handle which is really
-// spent may be gone.
-static void* Spend(const void* living, uint32_t mark, uint64_t* memory) {
+// Copies a live handle to `memory` and changes its mark. (The memory of a consumed handle may have
+// been freed.)
+static void* CopyWithMark(const void* live, uint32_t mark, uint64_t* memory) {
   char* bytes = memset(memory, 0, kWords * sizeof *memory);
   int marks = 0;
-  memcpy(bytes, living, kHandleBytes);
+  memcpy(bytes, live, kHandleBytes);
   for (int i = 0; i < kHandleBytes; i += (int)sizeof mark) {
     if (memcmp(bytes + i, &kLive, sizeof mark) == 0) {
       memcpy(bytes + i, &mark, sizeof mark);
@@ -118,25 +116,25 @@ static void* Spend(const void* living, uint32_t mark, uint64_t* memory) {
   return memory;
 }
 
-static void CallWithSpentHandles(const Slots* tav) {
-  const uint32_t marks[] = {kHandedOver, kDestroyed};
+static void CallWithConsumedHandles(const Slots* tav) {
+  const uint32_t marks[] = {kConsumed, kDestroyed};
   uint64_t memory[kWords];
   TavEvent_s* event = tav->NewErrorEvent("Spent", NULL);
   TavValue_s* map = tav->NewMapValue();
   TavValue_s* list = tav->NewListValue();
   for (int i = 0; i < 2; ++i) {
-    RefuseAsEvent(tav, Spend(event, marks[i], memory));
-    RefuseAsMap(tav, Spend(map, marks[i], memory));
-    REFUSED(tav->AddListValue(Spend(list, marks[i], memory), "item"));
+    RefuseAsEvent(tav, CopyWithMark(event, marks[i], memory));
+    RefuseAsMap(tav, CopyWithMark(map, marks[i], memory));
+    REFUSED(tav->AddListValue(CopyWithMark(list, marks[i], memory), "item"));
   }
-  // One that was handed over would be freed, which this memory cannot be.
-  REFUSED(tav->AddProductInfoValue("Key", Spend(map, kDestroyed, memory)));
+  // A consumed one would be freed, which is impossible with this memory.
+  REFUSED(tav->AddProductInfoValue("Key", CopyWithMark(map, kDestroyed, memory)));
   tav->LogEvent(event);
   tav->AddProductInfoValue("Map", map);
   tav->AddProductInfoValue("List", list);
 }
 
-static void CallWithNoise(const Slots* tav) {
+static void CallWithOtherMemory(const Slots* tav) {
   uint64_t memory[kWords];
   for (int filling = 0; filling < kNoHandleCount; ++filling) {
     for (int i = 0; i < kWords; ++i) {
@@ -145,8 +143,8 @@ static void CallWithNoise(const Slots* tav) {
     RefuseAsEvent(tav, memory);
     RefuseAsMap(tav, memory);
     RefuseAsSession(tav, memory);
-    REFUSED(tav->AddListValue(AsValue(memory), "item"));
-    REFUSED(tav->AddProductInfoValue("Key", AsValue(memory)));
+    REFUSED(tav->AddListValue((void*)memory, "item"));
+    REFUSED(tav->AddProductInfoValue("Key", (void*)memory));
   }
 }
 
@@ -165,18 +163,18 @@ static void CallWithOtherKinds(const Slots* tav) {
   RefuseAsSession(tav, event);
   RefuseAsSession(tav, map);
   REFUSED(tav->AddListValue(map, "item"));
-  REFUSED(tav->AddListValue(AsValue(event), "item"));
-  REFUSED(tav->AddProductInfoValue("Key", AsValue(event)));
+  REFUSED(tav->AddListValue((void*)event, "item"));
+  REFUSED(tav->AddProductInfoValue("Key", (void*)event));
   REFUSED(tav->AddTraceItem(event, "location", "library", "meta"));
   REFUSED(tav->AddTraceItem(command, "location", "library", "meta"));
 
   if (!kTypesAreChecked) {
     RefuseAsEvent(tav, session);
     RefuseAsMap(tav, session);
-    REFUSED(tav->AddProductInfoValue("Key", AsValue(session)));
+    REFUSED(tav->AddProductInfoValue("Key", (void*)session));
   }
 
-  // None of that has spent or changed them.
+  // The refused calls have not consumed or changed them.
   tav->LogEvent(event);
   tav->LogEvent(command);
   tav->AddStringValue(map, "Member", "text");
@@ -184,28 +182,22 @@ static void CallWithOtherKinds(const Slots* tav) {
   tav->AddListValue(list, "item");
   tav->AddProductInfoValue("Map", map);
   tav->AddProductInfoValue("List", list);
-  // A session whose mark was overwritten is refused, and freed all the same.
+  // A session with a damaged mark is refused, but freed.
   memset(session, 0, sizeof(uint32_t));
   REFUSED(tav->SessionEnd(session));
 }
 
-// Every text that has to be a name, or not to be empty.
+// Passes a bad name wherever a name is required.
 static void CallWithBadName(const Slots* tav, const char* bad) {
   TavSession_s* session = tav->SessionBegin();
   TavEvent_s* event = tav->NewErrorEvent("E1", NULL);
-  TavEvent_s* nameless;
   TavValue_s* map = tav->NewMapValue();
 
-  REFUSED(nameless = tav->NewEvent(bad));
-  tav->LogEvent(nameless);
-  REFUSED(nameless = tav->SessionNewEvent(session, bad));
-  tav->LogEvent(nameless);
-  REFUSED(nameless = tav->SessionNewEvent(NULL, "NoSession"));
-  tav->LogEvent(nameless);
-  REFUSED(nameless = tav->NewCommandEvent(bad));
-  tav->LogEvent(nameless);
-  REFUSED(nameless = tav->SessionNewCommandEvent(session, bad));
-  tav->LogEvent(nameless);
+  REFUSED_EVENT(tav->NewEvent(bad));
+  REFUSED_EVENT(tav->SessionNewEvent(session, bad));
+  REFUSED_EVENT(tav->SessionNewEvent(NULL, "NoSession"));
+  REFUSED_EVENT(tav->NewCommandEvent(bad));
+  REFUSED_EVENT(tav->SessionNewCommandEvent(session, bad));
   REFUSED(tav->AddEventProperty(event, bad, "text"));
   REFUSED(tav->AddNumericEventProperty(event, bad, 1.0));
   REFUSED(tav->LogPlace(bad));
@@ -243,8 +235,7 @@ static void CallWithEmptyText(const Slots* tav, const char* empty) {
   REFUSED(nameless = tav->NewErrorEvent(empty, "message"));
   tav->AddTraceItem(nameless, "location", "library", "meta");
   tav->LogEvent(nameless);
-  REFUSED(nameless = tav->SessionNewErrorEvent(session, empty, "message"));
-  tav->LogEvent(nameless);
+  REFUSED_EVENT(tav->SessionNewErrorEvent(session, empty, "message"));
   REFUSED(tav->AddListValue(list, empty));
   REFUSED(tav->SetCacheDirectory(empty));
   tav->SetAuxiliaryString(empty);
@@ -254,7 +245,7 @@ static void CallWithEmptyText(const Slots* tav, const char* empty) {
   tav->SessionEnd(session);
 }
 
-// Settings outside and inside of their bounds. What they set is undone by Terminate.
+// Settings out of bounds and within bounds. Terminate resets them.
 static void CallSettings(const Slots* tav) {
   REFUSED(tav->SetCacheSize(0));
   REFUSED(tav->SetCacheSize(INT32_MIN));
@@ -292,7 +283,7 @@ static void CallSettings(const Slots* tav) {
   tav->SetMessageSink(TavSinkPointer(CountLine));
 }
 
-// Through its own operations, which stand in the table that its first word points to.
+// Destroys it through the table of functions to which its first word points.
 static void FreeBackdoor(Backdoor* backdoor) {
   enum { kDestroy = 23 };
   void (*const* operations)(Backdoor*, int32_t);
@@ -335,7 +326,7 @@ static void CallQueries(const Slots* tav) {
   }
 }
 
-// Each entry point that reports, as it should be called.
+// Calls each entry point that reports something, correctly.
 static void Report(const Slots* tav) {
   TavSession_s* session = tav->SessionBegin();
   TavEvent_s* event = tav->NewEvent("Right");
@@ -362,7 +353,7 @@ static void Report(const Slots* tav) {
   tav->AddNumericProductInfo("Number", 1.0);
 }
 
-static void PassARecordThrough(const Slots* tav) {
+static void PullAndPushARecord(const Slots* tav) {
   TavComponent_s* component = tav->CreateComponentAnalytics();
   char* block;
   CHECK(component != NULL);
@@ -380,9 +371,9 @@ static void PassARecordThrough(const Slots* tav) {
 
 static void CallEverything(const Slots* tav) {
   CallWithNull(tav);
-  CallWithSpentHandles(tav);
+  CallWithConsumedHandles(tav);
   if (!kTypesAreChecked) {
-    CallWithNoise(tav);
+    CallWithOtherMemory(tav);
   }
   CallWithOtherKinds(tav);
   for (int i = 0; i < kBadNameCount; ++i) {
@@ -394,14 +385,14 @@ static void CallEverything(const Slots* tav) {
   CallQueries(tav);
   Report(tav);
   if (running) {
-    PassARecordThrough(tav);
+    PullAndPushARecord(tav);
   } else {
     tav->Suspend();
     tav->Resume();
   }
 }
 
-static void Live(const Slots* tav) {
+static void RunOnce(const Slots* tav) {
   CallEverything(tav);
   tav->Terminate();
   tav->SetMessageSink(TavSinkPointer(CountLine));
@@ -419,7 +410,7 @@ static void Live(const Slots* tav) {
 
 int main(void) {
   const void* table = LoadEntryTable(13);
-  memset(tooLong, 'x', kLongestName + 1);
+  memset(tooLong, 'x', kMaxName + 1);
   CHECK(table != NULL);
   CHECK(LoadEntryTable(13) == table);
   CHECK(LoadEntryTable(12) == NULL && LoadEntryTable(14) == NULL && LoadEntryTable(-13) == NULL);
@@ -427,9 +418,9 @@ int main(void) {
     const Slots byPosition = SlotsByPosition(table);
     const Slots byName = SlotsByName(table);
     CHECK(memcmp(&byPosition, &byName, sizeof byName) == 0);
-    for (int life = 0; life < 2; ++life) {
-      Live(&byPosition);
-      Live(&byName);
+    for (int i = 0; i < 2; ++i) {
+      RunOnce(&byPosition);
+      RunOnce(&byName);
     }
   }
   return CheckResult();

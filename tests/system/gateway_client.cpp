@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "platform/http.h"
@@ -19,14 +21,14 @@ constexpr Platform::HttpTimeouts kTimeouts{.resolve = 10000,
 constexpr uint32_t kTrustAnyCertificate = 0x3300;
 
 struct Answer {
-  uint32_t status = 0;  // 0 when there is none
+  uint32_t status = 0;  // 0 if there is none
   std::string body;
 };
 
 Answer Ask(const char* verb, const std::string& path, const std::string& body) {
   Platform::HttpUrl url;
   if (!Platform::HttpCrackUrl(GatewayUrl(), &url)) {
-    ADD_FAILURE() << "TAV_TEST_GATEWAY is no URL: " << GatewayUrl();
+    ADD_FAILURE() << "TAV_TEST_GATEWAY is not a URL: " << GatewayUrl();
     return {};
   }
   Platform::HttpSession session = Platform::HttpSession::Open("test");
@@ -50,8 +52,8 @@ Answer Ask(const char* verb, const std::string& path, const std::string& body) {
   return answer;
 }
 
-// The answer's body; a test failure unless its status is 200.
-std::string Exchange(const char* verb, const std::string& path, const std::string& body) {
+// The answer's body; the test fails unless its status is 200.
+std::string AskForBody(const char* verb, const std::string& path, const std::string& body) {
   Answer answer = Ask(verb, path, body);
   EXPECT_EQ(answer.status, 200u) << "the gateway's answer to " << verb << " " << path;
   return std::move(answer.body);
@@ -64,14 +66,14 @@ std::string GatewayUrl() {
 }
 
 JsonPtr AskGateway(const std::string& path) {
-  const std::string text = Exchange("GET", path, {});
+  const std::string text = AskForBody("GET", path, {});
   JsonPtr value(json_loadb(text.data(), text.size(), 0, nullptr));
-  EXPECT_TRUE(value) << path << " answered no JSON: " << text.substr(0, 200);
+  EXPECT_TRUE(value) << path << " is not answered with JSON: " << text.substr(0, 200);
   return value;
 }
 
 void TellGateway(const std::string& path, const std::string& body) {
-  Exchange("POST", path, body);
+  AskForBody("POST", path, body);
 }
 
 void ResetGateway() {
@@ -87,6 +89,16 @@ void EndFaults() {
 int64_t GatewayCount(const char* name) {
   const JsonPtr summary = AskGateway("api/summary");
   return json_integer_value(json_object_get(summary.Get(), name));
+}
+
+bool Eventually(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  bool holds = condition();
+  while (!holds && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    holds = condition();
+  }
+  return holds;
 }
 
 void Arrivals::Collect() {
@@ -112,10 +124,23 @@ int Arrivals::Times(const std::string& name) const {
   return found == times_.end() ? 0 : found->second;
 }
 
-void Arrivals::ExpectOnce(const std::vector<std::string>& names) const {
+void Arrivals::ExpectOnce(const Lines& names) const {
   for (const std::string& name : names) {
     EXPECT_EQ(Times(name), 1) << "arrivals of " << name;
   }
+}
+
+void ExpectNoBadRecords() {
+  EXPECT_EQ(GatewayCount("bad_records"), 0);
+  EXPECT_EQ(GatewayCount("doubled_records"), 0);
+}
+
+void ExpectArrived(const Lines& names) {
+  Arrivals arrivals;
+  arrivals.Collect();
+  arrivals.ExpectOnce(names);
+  EXPECT_EQ(arrivals.All().size(), names.size());
+  ExpectNoBadRecords();
 }
 
 }  // namespace Tav::Testing

@@ -1,20 +1,25 @@
 #include "system/host.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+
 #include "platform/process.h"
 #include "platform/set_environment.h"
 
 #ifdef _WIN32
 #include <windows.h>
-#endif
-
-#ifndef _WIN32
+#else
 extern "C" const TavEntryTable* TAV_CALL TavLoader(int version);
 #endif
 
 namespace Tav::Testing {
 
+namespace {
+
 #ifdef _WIN32
-const TavEntryTable* LoadTable(int version) {
+const TavEntryTable* LoadTable() {
   const char* const path = std::getenv("TAV_TEST_LIBRARY");
   static const HMODULE library = LoadLibraryA(path == nullptr ? "tav.dll" : path);
   if (library == nullptr) {
@@ -23,17 +28,15 @@ const TavEntryTable* LoadTable(int version) {
   }
   const auto loader = reinterpret_cast<TavLoaderFunction>(
       reinterpret_cast<void*>(GetProcAddress(library, TAV_LOADER_NAME)));
-  return loader(version);
+  return loader(TAV_INTERFACE_VERSION);
 }
 #else
-const TavEntryTable* LoadTable(int version) {
-  return TavLoader(version);
+const TavEntryTable* LoadTable() {
+  return TavLoader(TAV_INTERFACE_VERSION);
 }
 #endif
 
-namespace {
-
-// Removed when the process ends, also one that ends in the middle of a test.
+// Removed when the process ends, even if it ends in the middle of a test.
 class ScratchFolder {
  public:
   ScratchFolder() { std::filesystem::create_directories(path_); }
@@ -62,20 +65,53 @@ std::filesystem::path NextFolder() {
   return scratch.Next();
 }
 
+// Compact text, numbers with up to fifteen digits. json_dumpb needs no memory of jansson's, whose
+// allocator differs between the builds.
+std::string Text(const json_t* value) {
+  constexpr size_t kFlags = JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(15);
+  std::string text(json_dumpb(value, nullptr, 0, kFlags), '\0');
+  json_dumpb(value, text.data(), text.size(), kFlags);
+  return text;
+}
+
+// The position of the session in `sessions`, from 1 on; appends a new one.
+size_t NumberOf(const std::string& session, Lines& sessions) {
+  const auto known = std::find(sessions.begin(), sessions.end(), session);
+  const auto number = static_cast<size_t>(known - sessions.begin()) + 1;
+  if (known == sessions.end()) {
+    sessions.push_back(session);
+  }
+  return number;
+}
+
 }  // namespace
 
-HostTest::HostTest() : tav_(LoadTable(TAV_INTERFACE_VERSION)), folder_(NextFolder()) {
+HostTest::HostTest() : tav_(LoadTable()), folder_(NextFolder()) {
   // Under Wine the variable is set by Wine itself.
 #ifndef _WIN32
   SetEnvironment("LOCALAPPDATA", ::testing::TempDir().c_str());
 #endif
   UseGateway(GatewayUrl());
-  SetEnvironment("TAV_CONFIGURATOR", kNobody);
+  SetEnvironment("TAV_CONFIGURATOR", kNoServer);
   ResetGateway();
+  // Otherwise a record with the machine's description would be sent at an unpredictable moment.
+  std::ofstream(folder_ / "TsTavData", std::ios::binary)
+      << R"({"Products": [], "LastClientQuery": )" << std::time(nullptr) / 86400 << ".0}";
 }
 
 HostTest::~HostTest() {
   tav_->Terminate();
+}
+
+void HostTest::Initialize() {
+  UseFolder(tav_);
+  ASSERT_EQ(tav_->Initialize("System.Test", "1.0", "1.0.0", TAV_LANGUAGE_EN_US), TAV_OK);
+}
+
+void HostTest::RunOnce(const char* event) {
+  Initialize();
+  tav_->LogEvent(tav_->NewEvent(event));
+  Stop();
 }
 
 void HostTest::UseGateway(const std::string& url) {
@@ -87,9 +123,56 @@ void HostTest::UseFolder(const TavEntryTable* tav) const {
   tav->SetCacheDirectory(std::string(path.begin(), path.end()).c_str());
 }
 
-void HostTest::Initialize() {
-  UseFolder(tav_);
-  ASSERT_EQ(tav_->Initialize("System.Test", "1.0", "1.0.0", 3), TAV_OK);
+void HostTest::PutSettings(const std::string& settings) const {
+  std::ofstream(folder_ / "TavData", std::ios::binary)
+      << R"({"Products":[{"Name":"System.Test","Version":"1.0","Platform":"wntx64","Settings":)"
+      << settings << "}]}";
+}
+
+Lines HostTest::CacheFiles() const {
+  Lines kinds;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    const std::string name = entry.path().filename().string();
+    if (name.find("Cache_") != std::string::npos) {
+      kinds.push_back(name.substr(0, name.find('_')));
+    }
+  }
+  return kinds;
+}
+
+Lines HostTest::ArrivedEvents() {
+  Lines lines;
+  Lines sessions;
+  const JsonPtr arrivals = AskGateway("api/events");
+  size_t index = 0;
+  json_t* arrival = nullptr;
+  json_array_foreach(arrivals.Get(), index, arrival) {
+    json_t* const event = json_object_get(arrival, "event");
+    const std::string session(JsonStringView(json_object_get(event, "s")));
+    json_object_del(event, "t");
+    json_object_del(event, "s");
+    lines.push_back(std::to_string(NumberOf(session, sessions)) + ' ' + Text(event));
+  }
+  ExpectNoBadRecords();
+  return lines;
+}
+
+std::vector<JsonPtr> HostTest::Records() {
+  std::vector<JsonPtr> records;
+  const JsonPtr arrivals = AskGateway("api/records");
+  size_t index = 0;
+  json_t* arrival = nullptr;
+  json_array_foreach(arrivals.Get(), index, arrival) {
+    records.push_back(JsonPtr::Share(json_object_get(arrival, "record")));
+  }
+  EXPECT_EQ(GatewayCount("bad_records"), 0);
+  return records;
+}
+
+std::string HostTest::Member(const JsonPtr& record, const char* key) {
+  json_t* const member = json_object_get(record.Get(), key);
+  json_object_del(member, "t");
+  return member == nullptr ? std::string() : Text(member);
 }
 
 }  // namespace Tav::Testing

@@ -1,6 +1,6 @@
-// The entry table as hosts know it that do not compile against tav.h: by the places and signatures
-// that were published once. Kept apart from the header on purpose, so that a header which has
-// drifted from what is published does not take the tests with it. C99.
+// The entry table by position, for hosts that do not compile against tav.h: the published slots and
+// signatures. Independent of tav.h, so that a change there cannot change what the tests expect.
+// C99.
 #pragma once
 
 #include <tav/tav.h>
@@ -73,26 +73,26 @@
   PLACE(63, SessionNewErrorEvent, TavEvent_s*, (TavSession_s*, const char*, const char*))   \
   PLACE(64, AddTraceItem, void, (TavEvent_s*, const char*, const char*, const char*))
 
-// The entry points, however they were found.
+// The entry points, found by either function below.
 typedef struct Slots {
 #define TAV_MEMBER(slot, member, result, arguments) result(TAV_CALL* member) arguments;
   TAV_PUBLISHED_SLOTS(TAV_MEMBER)
 #undef TAV_MEMBER
 } Slots;
 
-// TavLoader(version) of the library under test: of the DLL that TAV_TEST_LIBRARY names on Windows,
-// of the library linked in elsewhere. Ends the program when there is no library.
+// TavLoader(version) of the library under test: on Windows of the DLL in TAV_TEST_LIBRARY,
+// elsewhere of the library that is linked in. Ends the program if there is no library.
 const void* LoadEntryTable(int version);
 
-// Takes the entry points from the table's words, by position alone.
+// Copies the entry points from the table's words, by position only.
 Slots SlotsByPosition(const void* table);
-// Takes them from the members of tav.h; compiles only while its signatures are the published ones.
+// Copies them from the members in tav.h; compiles only if the signatures are the published ones.
 Slots SlotsByName(const TavEntryTable* table);
 
-// Whether the caller is the thread that called LoadEntryTable first.
+// Whether the caller is the thread that called LoadEntryTable last.
 bool OnHostThread(void);
 
-// Counts and reports what does not hold.
+// Prints and counts conditions that do not hold.
 #define CHECK(condition) CheckThat((condition), #condition, __FILE__, __LINE__)
 void CheckThat(bool holds, const char* what, const char* file, int line);
 // The program's exit status.

@@ -1,21 +1,19 @@
-// A host that does what the lines of its standard input say, and says on its standard output what
-// it has done. Tests start it as a process of its own, so that they can kill it.
+// A host that executes commands from its standard input and prints results to its standard output.
+// Tests run it in a process of its own, so that they can kill it.
 //
 // Usage: durable_host PREFIX
-// The events it reports have names of their own: PREFIX, a dot and a serial number.
+// Its events have unique names: PREFIX, a dot and a serial number.
 //
-//   interval SECONDS     SetSendInterval     | before start
-//   environment KEY TEXT AddSessionEnvInfo   |
-//   optout               OptOut              |
-//   start                Initialize
-//   value KEY TEXT       AddProductInfo
-//   log COUNT BYTES      reports events with BYTES of text each; says "accepted NAME" for each one
-//   suspend, resume      the entry points of that name
-//   sync                 waits until the library has handled everything before; says "synced"
-//   commit               Commit; says "committed STATUS"
-//   terminate            Terminate; says "terminated MILLISECONDS" that it took
+//   start             Initialize; prints "started STATUS"
+//   value KEY TEXT    AddProductInfo
+//   log COUNT BYTES   reports events with BYTES of text each; prints "accepted NAME" for each one
+//   suspend, resume   Suspend, Resume
+//   sync              waits until the session thread has handled all earlier calls; prints "synced"
+//   commit            Commit; prints "committed STATUS"
+//   terminate         Terminate; prints "terminated MILLISECONDS", the time that it took
 //
-// It ends with its input, after Terminate. Lines of the library's log come out as "log: LINE".
+// At the end of its input it terminates the library and exits. It prints the library's log as
+// "log: LINE".
 #include <signal.h>
 #include <tav/tav.h>
 #include <unistd.h>
@@ -34,8 +32,8 @@ extern "C" const TavEntryTable* TAV_CALL TavLoader(int version);
 
 namespace {
 
-// One write a line, so that the lines of several threads stay whole.
-void Say(const std::string& line) {
+// One write for each line, so that the lines of several threads do not mix.
+void Print(const std::string& line) {
   const std::string whole = line + '\n';
   if (write(STDOUT_FILENO, whole.data(), whole.size()) < 0) {
     _exit(3);
@@ -43,7 +41,7 @@ void Say(const std::string& line) {
 }
 
 void TAV_CALL OnLogLine(const char* line) {
-  Say(std::string("log: ") + line);
+  Print(std::string("log: ") + line);
 }
 
 class Host {
@@ -76,7 +74,7 @@ class Host {
     return seed;
   }
 
-  // Text that gzip cannot make much smaller.
+  // Text that gzip hardly compresses.
   std::string Noise(std::size_t length) {
     std::string text;
     while (text.size() < length) {
@@ -94,16 +92,8 @@ class Host {
       TavEvent_s* const event = tav_.NewEvent(name.c_str());
       tav_.AddEventProperty(event, "noise", Noise(bytes).c_str());
       tav_.LogEvent(event);
-      Say("accepted " + name);
+      Print("accepted " + name);
     }
-  }
-
-  template <typename Call>
-  static void WithPair(Words& words, Call call) {
-    std::string key;
-    std::string text;
-    words >> key >> text;
-    call(key.c_str(), text.c_str());
   }
 
   void TimeTermination() {
@@ -112,7 +102,7 @@ class Host {
     tav_.Terminate();
     const auto taken =
         std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - begin);
-    Say("terminated " + std::to_string(taken.count()));
+    Print("terminated " + std::to_string(taken.count()));
   }
 
   const TavEntryTable& tav_ = *TavLoader(TAV_INTERFACE_VERSION);
@@ -120,29 +110,27 @@ class Host {
   std::mt19937 random_;
   int next_ = 0;
   const std::map<std::string, std::function<void(Words&)>> commands_ = {
-      {"interval",
-       [this](Words& words) {
-         unsigned int seconds = 0;
-         words >> seconds;
-         tav_.SetSendInterval(seconds, TAV_UNIT_SECONDS);
-       }},
-      {"environment", [this](Words& words) { WithPair(words, tav_.AddSessionEnvInfo); }},
-      {"optout", [this](Words&) { tav_.OptOut(); }},
       {"start",
        [this](Words&) {
-         Say("started " +
-             std::to_string(tav_.Initialize("Durable", "1.0", "1.0.0", TAV_LANGUAGE_EN_US)));
+         Print("started " +
+               std::to_string(tav_.Initialize("Durable", "1.0", "1.0.0", TAV_LANGUAGE_EN_US)));
        }},
-      {"value", [this](Words& words) { WithPair(words, tav_.AddProductInfo); }},
+      {"value",
+       [this](Words& words) {
+         std::string key;
+         std::string text;
+         words >> key >> text;
+         tav_.AddProductInfo(key.c_str(), text.c_str());
+       }},
       {"log", [this](Words& words) { Log(words); }},
       {"suspend", [this](Words&) { tav_.Suspend(); }},
       {"resume", [this](Words&) { tav_.Resume(); }},
       {"sync",
        [this](Words&) {
          tav_.GetLastActiveTime();
-         Say("synced");
+         Print("synced");
        }},
-      {"commit", [this](Words&) { Say("committed " + std::to_string(tav_.Commit())); }},
+      {"commit", [this](Words&) { Print("committed " + std::to_string(tav_.Commit())); }},
       {"terminate", [this](Words&) { TimeTermination(); }},
   };
 };

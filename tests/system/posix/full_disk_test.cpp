@@ -1,4 +1,4 @@
-// A disk that is full.
+// A full disk.
 #include <sys/mount.h>
 
 #include <cerrno>
@@ -10,16 +10,16 @@
 namespace Tav::Testing {
 namespace {
 
-// A small disk of its own under the user's folder.
+// A small file system for the user's folder.
 class FullDisk : public HostProcessTest {
  protected:
   void SetUp() override {
     if (mount("tmpfs", Base().c_str(), "tmpfs", 0, "size=64k") != 0) {
-      GTEST_SKIP() << "no small disk can be mounted here: " << std::strerror(errno);
+      GTEST_SKIP() << "cannot mount a small file system: " << std::strerror(errno);
     }
     mounted_ = true;
     std::filesystem::create_directories(Storage());
-    // Records go to the disk at once; a failed send is not repeated meanwhile.
+    // Records are written to the disk at once; a failed send is not repeated during the test.
     PutSettings(R"({"flush_time":0.0,"max_memory_size":30000.0,"max_record_size":8000.0,)"
                 R"("resend_time":1000.0})");
     TellGateway("api/faults", R"({"kind":"status","status":503,"count":1000})");
@@ -40,7 +40,7 @@ class FullDisk : public HostProcessTest {
   bool mounted_ = false;
 };
 
-TEST_F(FullDisk, RecordsWaitInMemoryForTheGateway) {
+TEST_F(FullDisk, RecordsStayInMemoryUntilTheyAreSent) {
   HostProcess host(Host("host"));
   Fill(host);
   host.Tell("log 50 20\ncommit");
@@ -51,14 +51,11 @@ TEST_F(FullDisk, RecordsWaitInMemoryForTheGateway) {
   host.Finish();
   EXPECT_EQ(host.Accepted().size(), 650u);
   EXPECT_EQ(host.Logged("could be neither sent nor stored"), "");
-  EXPECT_EQ(ReadCache(Storage()).files, Lines());
-  Arrivals arrivals;
-  arrivals.Collect();
-  arrivals.ExpectOnce(host.Accepted());
-  ExpectNoBadRecords();
+  EXPECT_EQ(ReadCache().files, Lines());
+  ExpectArrived(host.Accepted());
 }
 
-TEST_F(FullDisk, TerminationSaysWhatIsLost) {
+TEST_F(FullDisk, TerminateLogsWhatIsLost) {
   HostProcess host(Host("host"));
   Fill(host);
   host.Tell("terminate");
@@ -73,17 +70,13 @@ TEST_F(FullDisk, TerminationSaysWhatIsLost) {
   EXPECT_GT(records, 0);
   EXPECT_GT(bytes, 0);
 
-  const CacheContents cache = ReadCache(Storage());
+  const CacheContents cache = ReadCache();
   EXPECT_EQ(cache.faults, Lines());
   EXPECT_FALSE(cache.events.empty());
   EXPECT_LT(cache.events.size(), host.Accepted().size());
   EndFaults();
-  RunForTheCache();
-  Arrivals arrivals;
-  arrivals.Collect();
-  arrivals.ExpectOnce(cache.events);
-  EXPECT_EQ(arrivals.All().size(), cache.events.size());
-  ExpectNoBadRecords();
+  DeliverCache();
+  ExpectArrived(cache.events);
 }
 
 }  // namespace

@@ -15,9 +15,9 @@ namespace Tav::Testing {
 
 namespace {
 
-constexpr int kPatience = 60000;  // milliseconds; for a busy machine
+constexpr int kMaxSilence = 60000;  // milliseconds; for a busy machine
 
-// Only what the host needs: nothing of this process's surroundings changes what it does.
+// Only what the host needs, so that this process's environment has no influence.
 Lines EnvironmentOf(const HostSettings& settings) {
   return {
       "PATH=/usr/bin:/bin",  // for the sanitizers' symbolizer
@@ -28,7 +28,7 @@ Lines EnvironmentOf(const HostSettings& settings) {
   };
 }
 
-[[noreturn]] void Become(const char* program, const std::string& argument, Lines environment) {
+[[noreturn]] void Execute(const char* program, const std::string& argument, Lines environment) {
   std::vector<char*> variables;
   for (std::string& variable : environment) {
     variables.push_back(variable.data());
@@ -55,7 +55,7 @@ HostProcess::HostProcess(const HostSettings& settings) {
   if (id_ == 0) {
     dup2(input[0], STDIN_FILENO);
     dup2(output[1], STDOUT_FILENO);
-    Become(TAV_DURABLE_HOST, settings.prefix, std::move(environment));
+    Execute(TAV_DURABLE_HOST, settings.prefix, std::move(environment));
   }
   close(input[0]);
   close(output[1]);
@@ -74,17 +74,17 @@ void HostProcess::Tell(const std::string& lines) {
   while (done < whole.size()) {
     const ssize_t written = write(input_, whole.data() + done, whole.size() - done);
     if (written <= 0) {
-      ADD_FAILURE() << "the host does not listen";
+      ADD_FAILURE() << "the host does not read its input";
       return;
     }
     done += static_cast<size_t>(written);
   }
 }
 
-// False at the end of its output, and when it says nothing for too long.
+// False at the end of the output and after a time-out.
 bool HostProcess::ReadMore() {
   pollfd waiting{output_, POLLIN, 0};
-  if (poll(&waiting, 1, kPatience) != 1) {
+  if (poll(&waiting, 1, kMaxSilence) != 1) {
     ADD_FAILURE() << "the host is silent";
     return false;
   }
@@ -104,11 +104,11 @@ bool HostProcess::NextLine(std::string* line) {
   }
   *line = unread_.substr(0, end);
   unread_.erase(0, end + 1);
-  Note(*line);
+  Classify(*line);
   return true;
 }
 
-void HostProcess::Note(const std::string& line) {
+void HostProcess::Classify(const std::string& line) {
   constexpr std::string_view kAccepted = "accepted ";
   constexpr std::string_view kLog = "log: ";
   if (line.starts_with(kAccepted)) {
@@ -125,7 +125,7 @@ std::string HostProcess::Await(const std::string& part) {
       return line;
     }
   }
-  ADD_FAILURE() << "the host never said '" << part << "'";
+  ADD_FAILURE() << "the host never printed '" << part << "'";
   return {};
 }
 
@@ -157,7 +157,7 @@ void HostProcess::Kill() {
 void HostProcess::Finish() {
   close(std::exchange(input_, -1));
   Drain();
-  EXPECT_EQ(Wait(), 0) << "the host did not end well";
+  EXPECT_EQ(Wait(), 0) << "the exit status of the host";
 }
 
 std::string HostProcess::Logged(const std::string& part) const {

@@ -1,4 +1,4 @@
-// A durable_host in a process of its own, with a storage folder that a test has prepared.
+// Runs durable_host in a process of its own.
 #pragma once
 
 #include <sys/types.h>
@@ -7,49 +7,47 @@
 #include <string>
 #include <vector>
 
+#include "system/gateway_client.h"
+
 namespace Tav::Testing {
 
-using Lines = std::vector<std::string>;
-
 struct HostSettings {
-  std::string prefix;            // of the names of its events
-  std::filesystem::path folder;  // the user's, LOCALAPPDATA
+  std::string prefix;            // of the events' names
+  std::filesystem::path folder;  // LOCALAPPDATA
   std::string gateway;
   std::string configurator;
   std::string logLevel = "WARN";
 };
 
-// One test thread uses it. Every wait is bounded; one that runs out is a test failure.
+// Not thread-safe. Every wait is bounded; the test fails if one times out.
 class HostProcess {
  public:
   explicit HostProcess(const HostSettings& settings);
-  // Kills it when it has not ended.
+  // Kills the host if it still runs.
   ~HostProcess();
   HostProcess(const HostProcess&) = delete;
   HostProcess& operator=(const HostProcess&) = delete;
 
-  // Lines for its standard input. What does not fit into the pipe is waited for.
+  // Writes lines to its standard input; blocks while the pipe is full.
   void Tell(const std::string& lines);
-  // Reads what it says until a line contains `part`, and returns that line; empty, and a test
-  // failure, when it says no such thing.
+  // Reads its output until a line contains `part`, and returns that line. If there is none the test
+  // fails and the result is empty.
   std::string Await(const std::string& part);
-  // Ends it at once, as a crash would, and takes what it had said.
+  // Kills it, and reads the rest of its output.
   void Kill();
-  // Ends its input and waits for its end, which must be a good one.
+  // Closes its input and waits for its end. The test fails unless its status is 0.
   void Finish();
 
-  // What it has said so far: names of events whose LogEvent had returned, and lines of the log.
+  // From the output so far: the events whose LogEvent had returned, and the library's log.
   const Lines& Accepted() const { return accepted_; }
-  const Lines& Log() const { return log_; }
-  // The first log line with that part; empty when there is none.
-  std::string Logged(const std::string& part) const;
-  // The log for people.
   std::string WholeLog() const;
+  // The first log line that contains `part`; empty if there is none.
+  std::string Logged(const std::string& part) const;
 
  private:
   bool ReadMore();
   bool NextLine(std::string* line);
-  void Note(const std::string& line);
+  void Classify(const std::string& line);
   void Drain();
   int Wait();
 

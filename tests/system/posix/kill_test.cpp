@@ -1,4 +1,4 @@
-// Hosts that are killed in the middle of their work, and what they leave on the disk.
+// Hosts that are killed while they work, and their caches.
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -13,10 +13,10 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
-// What the library is about to do when it logs a line with this text.
+// Log lines before the operations in which hosts are killed.
 constexpr const char* kMoments[] = {
     "CM: Append data to cache",         // stores records
-    "CM: Opening cache file for read",  // takes them back
+    "CM: Opening cache file for read",  // loads records
     "PI: persist info to PS",           // writes the storage file
     "SM: Connecting to server",         // sends
 };
@@ -24,13 +24,13 @@ constexpr const char* kMoments[] = {
 class KilledHosts : public HostProcessTest {
  protected:
   KilledHosts() {
-    // Everything goes to the disk at once and is sent as soon as it may.
+    // Everything is stored at once and sent as early as possible.
     PutSettings(R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":1.0,"send_threshold":1.0,)"
                 R"("max_record_size":9000.0,"resend_time":0.0,"resend_delta":0.0})");
   }
 
   void RunAndKill(int round);
-  void CheckWhatIsLeft(const HostProcess& host);
+  void CheckCache(const HostProcess& host);
 
   Arrivals arrivals_;
   int onDisk_ = 0;
@@ -51,12 +51,12 @@ int SerialOf(const std::string& event) {
   return std::stoi(event.substr(event.find('.') + 1));
 }
 
-// Rounds differ in what the library begins when it is killed, how often it has done that before,
-// how long it is already at it, and whether the gateway takes records.
+// Rounds differ in the operation in which the host is killed, how many times it has been done
+// before, how long it has been running, and whether the gateway refuses a record.
 void KilledHosts::RunAndKill(int round) {
   const char* const moment = kMoments[round % 4];
   const int variant = round / 4;
-  const bool isRefused = variant % 3 == 1;  // the library waits a second before it tries again
+  const bool isRefused = variant % 3 == 1;  // the library retries after a second
   if (isRefused) {
     TellGateway("api/faults", R"({"kind":"status","status":503,"count":1})");
   }
@@ -72,21 +72,20 @@ void KilledHosts::RunAndKill(int round) {
   while (steady_clock::now() < end) {
   }
   host.Kill();
-  CheckWhatIsLeft(host);
+  CheckCache(host);
 }
 
-void KilledHosts::CheckWhatIsLeft(const HostProcess& host) {
-  const CacheContents cache = ReadCache(Storage());
+void KilledHosts::CheckCache(const HostProcess& host) {
+  const CacheContents cache = ReadCache();
   EXPECT_EQ(cache.faults, Lines());
   onDisk_ += static_cast<int>(cache.events.size());
   torn_ += cache.tornFiles;
   EndFaults();
-  RunForTheCache();
+  DeliverCache();
   arrivals_.Collect();
-  // What was on the disk is safe.
   arrivals_.ExpectOnce(cache.events);
-  // What is lost was in memory: the last events, and those that had been taken from the disk to be
-  // sent.
+  // Only events in memory may be lost: the last ones, and those that were loaded from the cache to
+  // be sent.
   int lastStored = -1;
   for (const std::string& event : cache.events) {
     lastStored = std::max(lastStored, SerialOf(event));
@@ -109,38 +108,31 @@ TEST_F(KilledHosts, LoseOnlyWhatWasInMemoryAndDoubleNothing) {
     EXPECT_EQ(times, 1) << event;
   }
   ExpectNoBadRecords();
-  EXPECT_GT(onDisk_, 0) << "the kills came too early to show anything";
-  RecordProperty("OnDisk", onDisk_);
-  RecordProperty("TornFiles", torn_);
-  RecordProperty("Lost", lost_);
+  EXPECT_GT(onDisk_, 0) << "all hosts were killed before they stored anything";
   std::printf(
-      "%d killed hosts: %d events arrived, %d of them by way of the disk; %d were lost; "
-      "%d files torn\n",
-      kRounds, static_cast<int>(arrivals_.All().size()), onDisk_, lost_, torn_);
+      "%d killed hosts: %zu events arrived, %d of them from the cache; %d lost; %d torn files\n",
+      kRounds, arrivals_.All().size(), onDisk_, lost_, torn_);
 }
 
-// The kills above seldom tear a file; this does so for certain.
-TEST_F(KilledHosts, NobodyWritesBehindATornChunk) {
+// The kills above rarely leave an incomplete chunk, so this test makes one.
+TEST_F(KilledHosts, NothingIsWrittenAfterAnIncompleteChunk) {
   Lines kept;
   for (int run = 0; run < 3; ++run) {
-    HostProcess host(LonelyHost("run" + std::to_string(run)));
+    HostProcess host(HostWithoutGateway("run" + std::to_string(run)));
     host.Tell("start\nlog 100 300\nterminate");
     host.Finish();
-    const CacheContents cache = ReadCache(Storage());
+    const CacheContents cache = ReadCache();
     EXPECT_EQ(cache.faults, Lines());
     ASSERT_FALSE(cache.files.empty());
     const std::filesystem::path newest = Storage() / cache.files.back();
     std::filesystem::resize_file(newest, std::filesystem::file_size(newest) - 7);
-    const Lines torn = ReadCache(Storage()).events;
-    EXPECT_LT(torn.size(), kept.size() + 100) << "the last chunk is torn";
-    EXPECT_GT(torn.size(), kept.size()) << "the others are not";
+    const Lines torn = ReadCache().events;
+    EXPECT_LT(torn.size(), kept.size() + 100) << "the last chunk is incomplete";
+    EXPECT_GT(torn.size(), kept.size()) << "the others are complete";
     kept = torn;
   }
-  RunForTheCache();
-  arrivals_.Collect();
-  arrivals_.ExpectOnce(kept);
-  EXPECT_EQ(arrivals_.All().size(), kept.size());
-  ExpectNoBadRecords();
+  DeliverCache();
+  ExpectArrived(kept);
 }
 
 }  // namespace

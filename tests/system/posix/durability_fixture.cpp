@@ -1,9 +1,11 @@
-#include "system/posix/cache_contents.h"
+#include "system/posix/durability_fixture.h"
 
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <vector>
 
+#include "platform/process.h"
 #include "cache/cache_file_reader.h"
 #include "support/records.h"
 
@@ -16,8 +18,8 @@ std::string ReadFile(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-// A chunk that was cut off before its end is the beginning of one, and shorter than it says.
-bool IsCutOffChunk(const std::string& bytes) {
+// The beginning of a chunk that is shorter than its header says.
+bool IsIncompleteChunk(const std::string& bytes) {
   constexpr size_t kHead = 4;
   if (bytes.size() < kHead) {
     return bytes[0] == '\x1C';
@@ -59,19 +61,38 @@ void ReadOneFile(const std::filesystem::path& path, CacheContents& contents) {
   }
   if (whole < bytes.size()) {
     ++contents.tornFiles;
-    if (!IsCutOffChunk(bytes.substr(whole))) {
-      contents.faults.push_back(name + " has something behind a torn chunk");
+    if (!IsIncompleteChunk(bytes.substr(whole))) {
+      contents.faults.push_back(name + " has data after an incomplete chunk");
     }
   }
 }
 
 }  // namespace
 
-CacheContents ReadCache(const std::filesystem::path& folder) {
+HostProcessTest::HostProcessTest()
+    : base_(std::filesystem::temp_directory_path() /
+            ("tav_hosts_" + std::to_string(Platform::ProcessId()))) {
+  std::filesystem::remove_all(base_);
+  std::filesystem::create_directories(Storage());
+  ResetGateway();
+}
+
+HostProcessTest::~HostProcessTest() {
+  std::error_code ignored;
+  std::filesystem::remove_all(base_, ignored);
+}
+
+void HostProcessTest::PutSettings(const std::string& settings) const {
+  std::ofstream(Storage() / "TavData", std::ios::binary)
+      << R"({"Products":[{"Name":"Durable","Version":"1.0","Platform":"wntx64","Settings":)"
+      << settings << "}]}";
+}
+
+CacheContents HostProcessTest::ReadCache() const {
   CacheContents contents;
   std::vector<std::filesystem::path> paths;
   std::error_code ignored;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+  for (const auto& entry : std::filesystem::directory_iterator(Storage(), ignored)) {
     if (entry.path().filename().string().find("Cache_") != std::string::npos) {
       paths.push_back(entry.path());
     }
@@ -81,6 +102,17 @@ CacheContents ReadCache(const std::filesystem::path& folder) {
     ReadOneFile(path, contents);
   }
   return contents;
+}
+
+void HostProcessTest::DeliverCache() const {
+  HostSettings settings = Host("none");
+  settings.logLevel = "DEBUG";
+  HostProcess host(settings);
+  host.Tell("start\nterminate");
+  host.Finish();
+  const CacheContents left = ReadCache();
+  EXPECT_EQ(left.events.size(), 0u) << host.WholeLog();
+  EXPECT_EQ(left.tornFiles, 0) << host.WholeLog();
 }
 
 }  // namespace Tav::Testing

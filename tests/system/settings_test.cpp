@@ -1,0 +1,237 @@
+// What a host can set and query: the effects on the records of this run and of later ones.
+#include <ctime>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/set_environment.h"
+#include "system/host.h"
+
+namespace Tav::Testing {
+namespace {
+
+using Settings = HostTest;
+
+TEST_F(Settings, ProductValuesAreSentOnceAndWhenTheyChange) {
+  tav_->AddProductInfo("Edition", "Pro");
+  tav_->AddNumericProductInfo("Seats", 5);
+  tav_->AddProductInfo("my-std-key", "reserved");
+  TavValue_s* const map = tav_->NewMapValue();
+  tav_->AddStringValue(map, "Name", "x");
+  tav_->AddNumericValue(map, "Count", 2);
+  tav_->AddStringValue(map, "Name", "y");
+  tav_->AddProductInfoValue("Map", map);
+  Initialize();
+  EXPECT_EQ(tav_->Commit(), 0);
+  TavValue_s* const list = tav_->NewListValue();
+  for (const char* item : {"b", "a", "b"}) {
+    tav_->AddListValue(list, item);
+  }
+  tav_->AddProductInfoValue("List", list);
+  Stop();
+  tav_->AddProductInfo("Edition", "Pro");
+  tav_->AddNumericProductInfo("Seats", 6);
+  RunOnce("Second");
+  RunOnce("Third");
+  Lines environments;
+  for (const JsonPtr& record : Records()) {
+    environments.push_back(Member(record, "pe"));
+  }
+  std::erase(environments, "");
+  EXPECT_EQ(environments, (Lines{
+                              R"({"Edition":"Pro","Map.Count":2.0,"Map.Name":"y","Seats":5.0,)"
+                              R"("std-AppLanguage":"en_US","std-FullVersion":"1.0.0",)"
+                              R"("std-OptOut":"false","std-Incremental":"false"})",
+                              R"({"List:a":"","List:b":"","std-Incremental":"true"})",
+                              R"({"Seats":6.0,"std-Incremental":"true"})",
+                          }));
+}
+
+TEST_F(Settings, SessionValuesIdentifiersAndTagsEndWithTheRun) {
+  tav_->AddSessionEnvInfo("Licence", "Trial");
+  tav_->AddNumericSessionEnvInfo("Days", 3);
+  tav_->AddSessionEnvInfo("Licence", "Full");
+  tav_->SetVersionQualifier("beta");
+  tav_->SetCustomerIdentifier(" customer-1 ");
+  tav_->SetUserIdentifier("user-1");
+  tav_->SetProductContext("context");
+  tav_->SetProductComponentName("part");
+  tav_->SetCustomerIdentifier("");  // refused
+  for (const char* tag : {"Pro", "Trial", "Pro"}) {
+    tav_->AddTag(TAV_TAG_EDITION, tag);
+  }
+  tav_->AddTag(TAV_TAG_OTHER, "x");
+  tav_->AddTag(TAV_TAG_OTHER + 1, "y");  // refused
+  Initialize();
+  tav_->AddSessionEnvInfo("Late", "x");  // refused
+  tav_->LogPlace("Page");
+  tav_->LogEvent(tav_->NewCommandEvent("Copy"));
+  Stop();
+  const size_t recordsOfFirstRun = Records().size();
+  RunOnce("Second");
+  EXPECT_EQ(ArrivedEvents(), (Lines{
+                                 R"(1 {"g":"$b"})",
+                                 R"(1 {"g":"Page"})",
+                                 R"(1 {"m":"std-Cmd","v":{"std-Name":"Copy"},)"
+                                 R"("se":{"Days":3.0,"Licence":"Full"}})",
+                                 R"(1 {"g":"$e"})",
+                                 R"(2 {"g":"$b"})",
+                                 R"(2 {"m":"Second"})",
+                                 R"(2 {"g":"$e"})",
+                             }));
+  const std::vector<JsonPtr> records = Records();
+  ASSERT_GT(records.size(), recordsOfFirstRun);
+  constexpr const char* kMembers[][3] = {
+      {"pn", R"("System.Test")", R"("System.Test")"},
+      {"pv", R"("1.0 - beta")", R"("1.0")"},
+      {"c", R"("customer-1")", ""},
+      {"u", R"("4b36b65404824ff8834ba754f3c8e8aa")", ""},
+      {"px", R"("context")", ""},
+      {"pc", R"("part")", ""},
+      {"pt", R"({"Edition":["Pro","Trial"],"Other":["x"]})", "{}"},
+  };
+  for (const auto& [key, first, second] : kMembers) {
+    for (size_t i = 0; i < records.size(); ++i) {
+      EXPECT_EQ(Member(records[i], key), i < recordsOfFirstRun ? first : second);
+    }
+  }
+}
+
+TEST_F(Settings, QueriesReturnTheDaysOfEarlierRunsAndTheEndpoint) {
+  const auto today = [] { return static_cast<int32_t>(std::time(nullptr) / 86400); };
+  const int32_t begin = today();
+  tav_->SetSendInterval(0xFFFFFFFF, TAV_UNIT_SECONDS);  // only Commit sends
+  Initialize();
+  EXPECT_EQ(tav_->GetLastActiveTime(), 0);
+  EXPECT_EQ(tav_->GetLastServerAccessTime(), 0);
+  EXPECT_EQ(tav_->Commit(), 0);
+  EXPECT_GE(tav_->GetLastServerAccessTime(), begin);
+  EXPECT_LE(tav_->GetLastServerAccessTime(), today());
+  Stop();
+  Initialize();
+  EXPECT_GE(tav_->GetLastActiveTime(), begin);
+  EXPECT_LE(tav_->GetLastActiveTime(), today());
+  EXPECT_GE(tav_->GetLastServerAccessTime(), begin);
+  char whole[64];
+  char cut[8] = "???????";
+  tav_->GetEndpointIdentifier(whole, sizeof whole);
+  tav_->GetEndpointIdentifier(cut, 5);
+  EXPECT_EQ(cut, std::string(whole).substr(0, 4));
+  EXPECT_EQ(cut[6], '?');
+  EXPECT_EQ(Member(Records().front(), "ep"), '"' + std::string(whole) + '"');
+}
+
+TEST_F(Settings, PulledRecordsAreSentByTheRunThatGetsThem) {
+  Initialize();
+  EXPECT_EQ(tav_->Commit(), 0);
+  tav_->Suspend();
+  tav_->LogEvent(tav_->NewEvent("Pulled"));
+  Lines pulled;
+  while (char* const block = tav_->PullData()) {
+    pulled.emplace_back(block);
+    tav_->FreeData(block);
+    EXPECT_EQ(pulled.back().substr(0, 4), "H4sI") << "base64 of gzip";
+  }
+  EXPECT_FALSE(pulled.empty());
+  tav_->Resume();
+  Stop();
+  EXPECT_EQ(TimesArrived("Pulled"), 0u);
+  Initialize();
+  tav_->PushData("no record");
+  tav_->PushData(nullptr);
+  for (const std::string& block : pulled) {
+    tav_->PushData(block.c_str());
+  }
+  EXPECT_EQ(tav_->Commit(), 0);
+  ExpectArrived({"Pulled"});
+}
+
+TEST_F(Settings, IntervalsPostponeSendingToALaterRun) {
+  tav_->SetSendInterval(0xFFFFFFFF, TAV_UNIT_SECONDS);  // never
+  RunOnce("Never");
+  tav_->EnablePersistentInterval();
+  tav_->SetSendInterval(1, TAV_UNIT_HOURS);
+  RunOnce("NotYet");
+  EXPECT_EQ(GatewayCount("requests"), 0);
+  EXPECT_FALSE(CacheFiles().empty());
+  RunOnce("Now");
+  EXPECT_TRUE(CacheFiles().empty());
+  ExpectArrived({"Never", "NotYet", "Now"});
+}
+
+TEST_F(Settings, DevelopmentModeHasACacheOfItsOwn) {
+  UseGateway(kNoServer);
+  tav_->SetDebugFlags(1);
+  RunOnce("Development");
+  EXPECT_EQ(CacheFiles(), (Lines{"TavDCache"}));
+  UseGateway(GatewayUrl());
+  RunOnce("Production");
+  EXPECT_EQ(CacheFiles(), (Lines{"TavDCache"}));
+  tav_->SetStateFlags(0, 1);
+  RunOnce("Internal");
+  tav_->SetDebugFlags(1);
+  RunOnce("DevelopmentAgain");
+  EXPECT_EQ(CacheFiles(), Lines{});
+  ExpectArrived({"Development", "Production", "Internal", "DevelopmentAgain"});
+}
+
+std::mutex sinkLock;
+Lines messages;
+Lines lines;
+
+void TAV_CALL OnMessage(const char* line) {
+  const std::lock_guard guard(sinkLock);
+  messages.emplace_back(line);
+}
+
+void TAV_CALL OnLine(const char* line) {
+  const std::lock_guard guard(sinkLock);
+  lines.emplace_back(line);
+}
+
+// How many of the lines since the last call have this end.
+size_t CountEnding(Lines& received, const std::string& end) {
+  const std::lock_guard guard(sinkLock);
+  size_t count = 0;
+  for (const std::string& line : std::exchange(received, {})) {
+    count += line.ends_with(end) ? 1 : 0;
+  }
+  return count;
+}
+
+// The last test of the program: EnableDebugLog has an effect until the process ends.
+TEST_F(Settings, SinksReceiveTheLog) {
+  const std::string misuse = "error: Tav: TavLogEvent called with a null event";
+  const std::string detail = "TavSetSendInterval: sendInterval = 7 seconds";
+  const auto run = [&] {
+    Initialize();
+    tav_->LogEvent(nullptr);
+    tav_->SetSendInterval(7, TAV_UNIT_SECONDS);
+    Stop();
+  };
+  SetEnvironment("TAV_LOGFILE", nullptr);
+  SetEnvironment("TAV_LOG_LEVEL", nullptr);
+  tav_->SetMessageSink(TavSinkPointer(OnMessage));
+  tav_->SetLineSink(TavSinkPointer(OnLine));
+  run();
+  EXPECT_EQ(CountEnding(lines, ' ' + misuse), 1u);  // after a time stamp
+  EXPECT_EQ(CountEnding(messages, detail), 1u);
+  // The line sink ends with the run; without it, details are not logged.
+  run();
+  EXPECT_EQ(CountEnding(lines, ""), 0u);
+  EXPECT_EQ(CountEnding(messages, detail), 0u);
+  tav_->EnableDebugLog();
+  run();
+  EXPECT_EQ(CountEnding(messages, detail), 1u);
+  // Removing the message sink takes effect with the next start.
+  tav_->SetMessageSink(nullptr);
+  Initialize();
+  CountEnding(messages, "");
+  tav_->LogEvent(nullptr);
+  Stop();
+  EXPECT_EQ(CountEnding(messages, ""), 0u);
+}
+
+}  // namespace
+}  // namespace Tav::Testing
