@@ -326,19 +326,13 @@ TEST(Ledger, BalancesOnlyWithEventsAndGoodRecords) {
 }
 
 TEST(RecordExcerpt, CountsTheEventsThatItOmits) {
-  const auto record = [](int events) {
-    std::string list;
-    for (int i = 0; i < events; ++i) {
-      list += (i > 0 ? "," : "") + std::string(R"({"m":"E)") + std::to_string(i) + "\"}";
-    }
-    return R"({"pn":"A","rt":[)" + list + R"(],"can":"C"})";
-  };
-  const std::string cut = RecordExcerpt(record(5));
-  EXPECT_NE(cut.find("\"E2\""), std::string::npos);
-  EXPECT_EQ(cut.find("\"E3\""), std::string::npos);
-  EXPECT_NE(cut.find("and 2 more"), std::string::npos);
-  EXPECT_NE(cut.find("\"can\": \"C\""), std::string::npos);
-  EXPECT_EQ(RecordExcerpt(record(3)).find("more"), std::string::npos);
+  const std::string excerpt =
+      RecordExcerpt(R"({"rt":[{"m":"E0"},{"m":"E1"},{"m":"E2"},{"m":"E3"},{"m":"E4"}],"can":"C"})");
+  EXPECT_NE(excerpt.find("\"E2\""), std::string::npos);
+  EXPECT_EQ(excerpt.find("\"E3\""), std::string::npos);
+  EXPECT_NE(excerpt.find("and 2 more"), std::string::npos);
+  EXPECT_NE(excerpt.find("\"can\": \"C\""), std::string::npos);
+  EXPECT_EQ(RecordExcerpt(R"({"rt":[{"m":"E0"}]})").find("more"), std::string::npos);
 }
 
 }  // namespace

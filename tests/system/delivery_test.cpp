@@ -58,6 +58,73 @@ TEST_F(Delivery, FourThreadsAtFullSpeedLoseDoubleAndReorderNothing) {
   }
 }
 
+TEST_F(Delivery, EventsOfSeveralSessionsArriveInOrder) {
+  Initialize();
+  TavSession_s* const first = tav_->SessionBegin();
+  TavSession_s* const second = tav_->SessionBegin();
+  tav_->SessionLogPlace(first, "Page");
+  tav_->LogPlace("Start");
+  tav_->SessionLogIdle(second);
+  tav_->LogIdle();
+  TavEvent_s* const late = tav_->SessionNewEvent(first, "Late");
+  TavEvent_s* const event = tav_->SessionNewEvent(second, "Open");
+  tav_->AddEventProperty(event, "File", "a.pdf");
+  tav_->AddNumericEventProperty(event, "Zoom", 0.1);
+  tav_->AddEventProperty(event, "File", "b.pdf");
+  tav_->LogEvent(event);
+  tav_->SessionEnd(first);
+  tav_->LogEvent(late);
+  tav_->SessionEnd(second);
+  Stop();
+  EXPECT_EQ(ArrivedEvents(), (Lines{
+                                 R"(1 {"g":"$b"})",
+                                 R"(2 {"g":"$b"})",
+                                 R"(1 {"g":"Page"})",
+                                 R"(3 {"g":"$b"})",
+                                 R"(3 {"g":"Start"})",
+                                 R"(2 {"g":"$i"})",
+                                 R"(3 {"g":"$i"})",
+                                 R"(2 {"m":"Open","v":{"File":"b.pdf","Zoom":0.1}})",
+                                 R"(1 {"g":"$e"})",
+                                 R"(1 {"m":"Late"})",
+                                 R"(2 {"g":"$e"})",
+                                 R"(3 {"g":"$e"})",
+                             }));
+}
+
+TEST_F(Delivery, CountersAndAggregatesAreSummedUpAtEachFlush) {
+  Initialize();
+  TavSession_s* const session = tav_->SessionBegin();
+  for (int i = 0; i < 3; ++i) {
+    tav_->IncrementCounter("menu", "open");
+    tav_->SessionIncrementCounter(session, "menu", "close");
+  }
+  tav_->AggregateValue("menu", "open", 0.5);  // stays a counter
+  tav_->AggregateValue("load", "cpu", 3);
+  tav_->AggregateValue("load", "cpu", 5);
+  tav_->AggregateValue("load", "cpu", 2);
+  tav_->FlushAggregates();
+  tav_->FlushAggregates();  // there is nothing left
+  tav_->SessionFlushAggregates(session);
+  tav_->SessionAggregateValue(session, "load", "cpu", -1);
+  tav_->SessionEnd(session);
+  tav_->IncrementCounter("menu", "last");
+  Stop();
+  EXPECT_EQ(ArrivedEvents(), (Lines{
+                                 R"(1 {"g":"$b"})",
+                                 R"(2 {"g":"$b"})",
+                                 R"(2 {"m":"load","v":{"cpusum":10.0,"cpucount":3.0,"cpumax":5.0,)"
+                                 R"("cpumin":2.0,"cpuaverage":3.333}})",
+                                 R"(2 {"m":"menu","v":{"open":3.5}})",
+                                 R"(1 {"m":"menu","v":{"close":3.0}})",
+                                 R"(1 {"m":"load","v":{"cpusum":-1.0,"cpucount":1.0,"cpumax":-1.0,)"
+                                 R"("cpumin":-1.0,"cpuaverage":-1.0}})",
+                                 R"(1 {"g":"$e"})",
+                                 R"(2 {"m":"menu","v":{"last":1.0}})",
+                                 R"(2 {"g":"$e"})",
+                             }));
+}
+
 TEST_F(Delivery, TextsOfAllLanguagesArriveAndInvalidUtf8IsRepaired) {
   Initialize();
   TavEvent_s* const event = tav_->NewEvent("  \xE6\x96\x87\xE6\x9B\xB8  ");

@@ -51,25 +51,29 @@ TEST_F(Durability, EventsOfRunsWithoutAGatewayArriveInALaterRun) {
   ExpectArrived(reported_);
 }
 
-TEST_F(Durability, TerminationDoesNotWaitForAGatewayThatNeverAnswers) {
+TEST_F(Durability, TerminationDoesNotWaitForServersThatNeverAnswer) {
   // The terminate time is 3 seconds, the time-out of a request 30.
   constexpr std::chrono::seconds kMaxTerminateTime{15};
   PutSettings(R"({"terminate_time":3.0})");
+  TellGateway("api/faults", R"({"kind":"hang","count":2})");
+  UseConfigurationServer(GatewayUrl() + "configserver/");
   Initialize();
-  tav_->GetLastActiveTime();  // returns after the settings have been read
-  TellGateway("api/faults", R"({"kind":"hang","count":1})");
-  Report("unheard", 200);
+  Report("unheard", 100);
+  EXPECT_TRUE(Eventually([] { return json_array_size(AskGateway("api/faults").Get()) == 0; }));
+  EXPECT_EQ(GatewayCount("configuration_requests"), 1);
+  Report("unheard too", 100);
   const auto begin = std::chrono::steady_clock::now();
   Stop();
   EXPECT_LT(std::chrono::steady_clock::now() - begin, kMaxTerminateTime);
   EXPECT_FALSE(CacheFiles().empty());
-  // The next run does not depend on the request of the first, which is still open.
+  // The next run does not depend on the requests of the first, which are still open.
+  UseConfigurationServer(kNoServer);
   Initialize();
   Report("heard", 1);
   Stop();
   EXPECT_TRUE(CacheFiles().empty());
   ExpectArrived(reported_);
-  ResetGateway();  // ends the request
+  ResetGateway();  // ends the requests
 }
 
 TEST_F(Durability, OptingOutDeletesTheCacheAndSendsOnlyTheOptOut) {

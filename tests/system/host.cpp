@@ -92,7 +92,7 @@ HostTest::HostTest() : tav_(LoadTable()), folder_(NextFolder()) {
   SetEnvironment("LOCALAPPDATA", ::testing::TempDir().c_str());
 #endif
   UseGateway(GatewayUrl());
-  SetEnvironment("TAV_CONFIGURATOR", kNoServer);
+  UseConfigurationServer(kNoServer);
   ResetGateway();
   // Otherwise a record with the machine's description would be sent at an unpredictable moment.
   std::ofstream(folder_ / "TsTavData", std::ios::binary)
@@ -116,6 +116,10 @@ void HostTest::RunOnce(const char* event) {
 
 void HostTest::UseGateway(const std::string& url) {
   SetEnvironment("TAV_GATEWAY", url.c_str());
+}
+
+void HostTest::UseConfigurationServer(const std::string& url) {
+  SetEnvironment("TAV_CONFIGURATOR", url.c_str());
 }
 
 void HostTest::UseFolder(const TavEntryTable* tav) const {

@@ -26,8 +26,9 @@ class HostTest : public testing::Test {
   // A run that logs one event.
   void RunOnce(const char* event);
 
-  // Sets the gateway for the next Initialize.
+  // Set the servers for the next Initialize. At first there is no configuration server.
   static void UseGateway(const std::string& url);
+  static void UseConfigurationServer(const std::string& url);
   // Sets the storage folder of the library `tav`, before its Initialize.
   void UseFolder(const TavEntryTable* tav) const;
   // Writes settings as if they had come from the configuration server.

@@ -31,7 +31,7 @@ class HostProcessTest : public testing::Test {
 
   // A host that reports to the gateway, without a configuration server.
   HostSettings Host(const std::string& prefix) const {
-    return {.prefix = prefix, .folder = base_, .gateway = GatewayUrl(), .configurator = kNoServer};
+    return {.prefix = prefix, .folder = base_, .gateway = GatewayUrl()};
   }
   HostSettings HostWithoutGateway(const std::string& prefix) const {
     HostSettings settings = Host(prefix);

@@ -23,7 +23,7 @@ Lines EnvironmentOf(const HostSettings& settings) {
       "PATH=/usr/bin:/bin",  // for the sanitizers' symbolizer
       "LOCALAPPDATA=" + settings.folder.string(),
       "TAV_GATEWAY=" + settings.gateway,
-      "TAV_CONFIGURATOR=" + settings.configurator,
+      std::string("TAV_CONFIGURATOR=") + kNoServer,
       "TAV_LOG_LEVEL=" + settings.logLevel,
   };
 }

@@ -15,7 +15,6 @@ struct HostSettings {
   std::string prefix;            // of the events' names
   std::filesystem::path folder;  // LOCALAPPDATA
   std::string gateway;
-  std::string configurator;
   std::string logLevel = "WARN";
 };
 

@@ -1,10 +1,9 @@
-// Several hosts of one user at the same time, and servers that never answer.
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
+// Several hosts at the same time, and hosts that are killed while they work.
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <memory>
+#include <vector>
 
 #include "system/posix/durability_fixture.h"
 
@@ -62,63 +61,129 @@ TEST_F(ManyHosts, ShareTheCacheThatALaterRunDelivers) {
   ExpectArrived(accepted);
 }
 
-// Accepts connections (the system does) and never answers.
-class SilentServer {
- public:
-  SilentServer() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(socket_, generic, length), 0);
-    EXPECT_EQ(listen(socket_, 16), 0);
-    EXPECT_EQ(getsockname(socket_, generic, &length), 0);
-    url_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + '/';
-  }
-  ~SilentServer() { close(socket_); }
-  SilentServer(const SilentServer&) = delete;
-  SilentServer& operator=(const SilentServer&) = delete;
+using std::chrono::microseconds;
+using std::chrono::steady_clock;
 
-  const std::string& Url() const { return url_; }
-  // Whether a client has connected.
-  bool WasUsed() const {
-    const int connection = accept(socket_, nullptr, nullptr);
-    if (connection >= 0) {
-      close(connection);
-    }
-    return connection >= 0;
-  }
-
- private:
-  const int socket_;
-  std::string url_;
+// Log lines before the operations in which hosts are killed.
+constexpr const char* kMoments[] = {
+    "CM: Append data to cache",         // stores records
+    "CM: Opening cache file for read",  // loads records
+    "PI: persist info to PS",           // writes the storage file
+    "SM: Connecting to server",         // sends
 };
 
-using SilentServers = HostProcessTest;
+class KilledHosts : public HostProcessTest {
+ protected:
+  KilledHosts() {
+    // Everything is stored at once and sent as early as possible.
+    PutSettings(R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":1.0,"send_threshold":1.0,)"
+                R"("max_record_size":9000.0,"resend_time":0.0,"resend_delta":0.0})");
+  }
 
-TEST_F(SilentServers, DelayTerminateForItsTimeOnlyAndLoseNothing) {
-  constexpr int kMaxTerminateTime = 15000;  // milliseconds; the time-out of a request is 30 s
-  const SilentServer gateway;
-  const SilentServer configurator;
-  PutSettings(R"({"terminate_time":3.0})");
-  HostSettings settings = Host("host");
-  settings.gateway = gateway.Url();
-  settings.configurator = configurator.Url();
-  settings.logLevel = "NOTE";
+  void RunAndKill(int round);
+  void CheckCache(const HostProcess& host);
+
+  Arrivals arrivals_;
+  int onDisk_ = 0;
+  int torn_ = 0;
+  int lost_ = 0;
+};
+
+// Each batch is stored while sending is suspended, and sent afterwards.
+std::string Batches(int count) {
+  std::string lines = "start";
+  for (int i = 0; i < count; ++i) {
+    lines += "\nsuspend\nlog 40 300\nsync\nvalue Batch " + std::to_string(i) + "\nresume\nsync";
+  }
+  return lines;
+}
+
+int SerialOf(const std::string& event) {
+  return std::stoi(event.substr(event.find('.') + 1));
+}
+
+// Rounds differ in the operation in which the host is killed, how many times it has been done
+// before, how long it has been running, and whether the gateway refuses a record.
+void KilledHosts::RunAndKill(int round) {
+  const char* const moment = kMoments[round % 4];
+  const int variant = round / 4;
+  const bool isRefused = variant % 3 == 1;  // the library retries after a second
+  if (isRefused) {
+    TellGateway("api/faults", R"({"kind":"status","status":503,"count":1})");
+  }
+  HostSettings settings = Host("round" + std::to_string(round));
+  settings.logLevel = "TRACE";
   HostProcess host(settings);
-  host.Tell("start\nlog 100 40");
-  host.Await("SM: Connecting to server");
-  host.Tell("log 100 40\nterminate");
-  const std::string terminated = host.Await("terminated ");
-  EXPECT_LT(std::atoi(terminated.substr(terminated.find(' ')).c_str()), kMaxTerminateTime);
-  EXPECT_TRUE(gateway.WasUsed());
-  EXPECT_TRUE(configurator.WasUsed());
-  host.Finish();
-  EXPECT_EQ(host.Accepted().size(), 200u);
-  EXPECT_EQ(ReadCache().events, host.Accepted());
+  host.Tell(Batches(20));
+  const int times = isRefused ? 1 : 1 + variant % 3;
+  for (int i = 0; i < times; ++i) {
+    host.Await(moment);
+  }
+  const auto end = steady_clock::now() + microseconds(variant * variant * 20);
+  while (steady_clock::now() < end) {
+  }
+  host.Kill();
+  CheckCache(host);
+}
+
+void KilledHosts::CheckCache(const HostProcess& host) {
+  const CacheContents cache = ReadCache();
+  EXPECT_EQ(cache.faults, Lines());
+  onDisk_ += static_cast<int>(cache.events.size());
+  torn_ += cache.tornFiles;
+  EndFaults();
   DeliverCache();
-  ExpectArrived(host.Accepted());
+  arrivals_.Collect();
+  arrivals_.ExpectOnce(cache.events);
+  // Only events in memory may be lost: the last ones, and those that were loaded from the cache to
+  // be sent.
+  int lastStored = -1;
+  for (const std::string& event : cache.events) {
+    lastStored = std::max(lastStored, SerialOf(event));
+  }
+  const bool hadLoaded = !host.Logged("CM: Found cache records").empty();
+  for (const std::string& event : host.Accepted()) {
+    const bool arrived = arrivals_.Times(event) != 0;
+    lost_ += arrived ? 0 : 1;
+    EXPECT_TRUE(arrived || hadLoaded || SerialOf(event) > lastStored) << event;
+  }
+}
+
+TEST_F(KilledHosts, LoseOnlyWhatWasInMemoryAndDoubleNothing) {
+  constexpr int kRounds = 48;
+  for (int round = 0; round < kRounds && !HasFailure(); ++round) {
+    SCOPED_TRACE("round " + std::to_string(round) + ", killed at " + kMoments[round % 4]);
+    RunAndKill(round);
+  }
+  for (const auto& [event, times] : arrivals_.All()) {
+    EXPECT_EQ(times, 1) << event;
+  }
+  ExpectNoBadRecords();
+  EXPECT_GT(onDisk_, 0) << "all hosts were killed before they stored anything";
+  std::printf(
+      "%d killed hosts: %zu events arrived, %d of them from the cache; %d lost; %d torn files\n",
+      kRounds, arrivals_.All().size(), onDisk_, lost_, torn_);
+}
+
+// The kills above rarely leave an incomplete chunk, so this test makes one.
+TEST_F(KilledHosts, NothingIsWrittenAfterAnIncompleteChunk) {
+  Lines kept;
+  for (int run = 0; run < 3; ++run) {
+    HostProcess host(HostWithoutGateway("run" + std::to_string(run)));
+    host.Tell("start\nlog 100 300\nterminate");
+    host.Finish();
+    const CacheContents cache = ReadCache();
+    EXPECT_EQ(cache.faults, Lines());
+    ASSERT_FALSE(cache.files.empty());
+    const std::filesystem::path newest = Storage() / cache.files.back();
+    std::filesystem::resize_file(newest, std::filesystem::file_size(newest) - 7);
+    const Lines torn = ReadCache().events;
+    EXPECT_LT(torn.size(), kept.size() + 100) << "the last chunk is incomplete";
+    EXPECT_GT(torn.size(), kept.size()) << "the others are complete";
+    kept = torn;
+  }
+  DeliverCache();
+  ExpectArrived(kept);
 }
 
 }  // namespace
