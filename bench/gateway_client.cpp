@@ -69,7 +69,7 @@ std::string ReadBody(HINTERNET request) {
 
 }  // namespace
 
-Json GatewayClient::Ask(const wchar_t* verb, const std::string& path) {
+Json GatewayClient::Request(const wchar_t* verb, const std::string& path) {
   const Address address = Crack(url_);
   const Internet session(
       WinHttpOpen(L"Bench/1.0", WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, 0));
@@ -95,11 +95,11 @@ Json GatewayClient::Ask(const wchar_t* verb, const std::string& path) {
 }
 
 void GatewayClient::Reset() {
-  Ask(L"POST", "/api/reset");
+  Request(L"POST", "/api/reset");
 }
 
 Json GatewayClient::Summary() {
-  return Ask(L"GET", "/api/summary");
+  return Request(L"GET", "/api/summary");
 }
 
 Arrivals GatewayClient::CheckArrivals(int events) {
@@ -107,9 +107,9 @@ Arrivals GatewayClient::CheckArrivals(int events) {
   Arrivals arrivals;
   size_t onPage = kEventsPerPage;
   for (int from = 0; onPage == kEventsPerPage; from += kEventsPerPage) {
-    const Json page = Ask(L"GET", std::string("/api/events?name=") + kEventName +
-                                      "&from=" + std::to_string(from) +
-                                      "&limit=" + std::to_string(kEventsPerPage));
+    const Json page = Request(L"GET", std::string("/api/events?name=") + kEventName +
+                                          "&from=" + std::to_string(from) +
+                                          "&limit=" + std::to_string(kEventsPerPage));
     onPage = json_array_size(page.get());
     size_t index = 0;
     const json_t* entry = nullptr;

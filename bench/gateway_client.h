@@ -27,7 +27,7 @@ class GatewayClient {
   Arrivals CheckArrivals(int events);
 
  private:
-  Json Ask(const wchar_t* verb, const std::string& path);
+  Json Request(const wchar_t* verb, const std::string& path);
 
   const std::string url_;
 };

@@ -1,4 +1,4 @@
-// What the DLL asks of the heap and the system for each event.
+// Counts the calls of the DLL to the heap and the system for each event.
 #include <stdexcept>
 
 #include "bench/event_content.h"

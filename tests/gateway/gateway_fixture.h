@@ -96,7 +96,7 @@ class RunningGateway {
     client_ = NewClient();
     // The first request initialises cpp-httplib's function-local statics. The system's library is
     // not instrumented: two first requests at once would look like a race to ThreadSanitizer.
-    Ask("/api/summary");
+    GetJson("/api/summary");
   }
   RunningGateway(const RunningGateway&) = delete;
   RunningGateway& operator=(const RunningGateway&) = delete;
@@ -126,13 +126,13 @@ class RunningGateway {
   int Post(const std::string& text) { return Post(*client_, text); }
 
   // The API's answer, over a connection of its own; the test fails unless it is 200 and JSON.
-  JsonPtr Ask(const std::string& path) const { return Read(path, NewClient()->Get(path)); }
-  JsonPtr Tell(const std::string& path, const std::string& body) const {
+  JsonPtr GetJson(const std::string& path) const { return Read(path, NewClient()->Get(path)); }
+  JsonPtr PostJson(const std::string& path, const std::string& body) const {
     return Read(path, NewClient()->Post(path, body, "application/json"));
   }
 
   json_int_t Count(const char* name) const {
-    return json_integer_value(json_object_get(Ask("/api/summary").get(), name));
+    return json_integer_value(json_object_get(GetJson("/api/summary").get(), name));
   }
 
  private:

@@ -28,7 +28,7 @@ TEST(Gateway, StoresRecordsAndListsThem) {
   EXPECT_EQ(gateway.Post("[]"), 200);
   EXPECT_EQ(gateway.Post(good), 200);
 
-  const JsonPtr records = gateway.Ask("/api/records");
+  const JsonPtr records = gateway.GetJson("/api/records");
   ASSERT_EQ(json_array_size(records.get()), 3U);
   const json_t* first = json_array_get(records.get(), 0);
   EXPECT_EQ(Dumped(first, "record"), good);
@@ -41,14 +41,14 @@ TEST(Gateway, StoresRecordsAndListsThem) {
   EXPECT_EQ(Dumped(second, "text"), R"("[]")");
   EXPECT_EQ(Dumped(json_array_get(records.get(), 2), "double_of"), "1");
 
-  EXPECT_EQ(DumpJson(gateway.Ask("/api/summary").get()),
+  EXPECT_EQ(DumpJson(gateway.GetJson("/api/summary").get()),
             R"({"records":3,"bad_records":1,"doubled_records":1,"refused":0,"events":6,)"
             R"("sessions":2,"bytes_compressed":)" +
                 std::to_string(2 * Gzip(good).size() + Gzip("[]").size()) +
                 R"(,"bytes_expanded":)" + std::to_string(2 * good.size() + 2) +
                 R"(,"requests":3,"configuration_requests":0,"connections":1})");
 
-  gateway.Tell("/api/reset", "");
+  gateway.PostJson("/api/reset", "");
   EXPECT_EQ(gateway.Count("records") + gateway.Count("sessions") + gateway.Count("requests"), 0);
   EXPECT_EQ(gateway.Post(good), 200);
   EXPECT_EQ(gateway.Count("doubled_records"), 0);
@@ -59,15 +59,15 @@ TEST(Gateway, ListsEventsByNameAndPage) {
   for (const char* label : {"one", "two", "three"}) {
     ASSERT_EQ(gateway.Post(GoodRecord(label)), 200);
   }
-  EXPECT_EQ(json_array_size(gateway.Ask("/api/events").get()), 9U);
-  const JsonPtr opens = gateway.Ask("/api/events?name=Viewer_open&from=1");
+  EXPECT_EQ(json_array_size(gateway.GetJson("/api/events").get()), 9U);
+  const JsonPtr opens = gateway.GetJson("/api/events?name=Viewer_open&from=1");
   ASSERT_EQ(json_array_size(opens.get()), 2U);
   const json_t* entry = json_array_get(opens.get(), 0);
   EXPECT_EQ(Dumped(entry, "record"), "2");
   EXPECT_EQ(Dumped(entry, "component"), R"("Viewer")");
   const json_t* event = json_object_get(entry, "event");
   EXPECT_EQ(Dumped(json_object_get(event, "v"), "label"), R"("two")");
-  EXPECT_EQ(json_array_size(gateway.Ask("/api/records?from=2&limit=5&body=0").get()), 1U);
+  EXPECT_EQ(json_array_size(gateway.GetJson("/api/records?from=2&limit=5&body=0").get()), 1U);
 
   httplib::Client& client = gateway.Client();
   EXPECT_EQ(client.Get("/api/records/2/text")->body, GoodRecord("two"));
@@ -137,7 +137,7 @@ TEST(Gateway, AcceptsBodiesInChunks) {
       kRecordType);
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->status, 200);
-  EXPECT_EQ(Dumped(gateway.Ask("/api/records/1").get(), "problems"), "[]");
+  EXPECT_EQ(Dumped(gateway.GetJson("/api/records/1").get(), "problems"), "[]");
 }
 
 TEST(Gateway, SurvivesIncompleteAndForeignRequests) {
@@ -184,7 +184,7 @@ class GatewayConnections : public testing::TestWithParam<bool> {
   GatewayConnections() : gateway(Options(GetParam())) {}
 
   // Whether all faults have been taken.
-  bool NoFaultsLeft() { return DumpJson(gateway.Ask("/api/faults").get()) == "[]"; }
+  bool NoFaultsLeft() { return DumpJson(gateway.GetJson("/api/faults").get()) == "[]"; }
 
   RunningGateway gateway;
 };
@@ -205,10 +205,10 @@ TEST_P(GatewayConnections, OneCarriesAThousandRecords) {
 }
 
 TEST_P(GatewayConnections, FaultsApplyToTheNextRequestsOnly) {
-  gateway.Tell("/api/faults",
-               R"([{"kind":"status","status":500,"count":2},{"kind":"status","status":204},)"
-               R"({"kind":"status","status":503,"store":true},{"kind":"drop"},)"
-               R"({"kind":"drop","store":true},{"kind":"delay","milliseconds":80}])");
+  gateway.PostJson("/api/faults",
+                   R"([{"kind":"status","status":500,"count":2},{"kind":"status","status":204},)"
+                   R"({"kind":"status","status":503,"store":true},{"kind":"drop"},)"
+                   R"({"kind":"drop","store":true},{"kind":"delay","milliseconds":80}])");
   EXPECT_EQ(gateway.Client().Get("/?N=a&V=1&P=x")->status, 500);
   for (const int status : {500, 204, 503, 0, 0}) {
     EXPECT_EQ(gateway.Post(GoodRecord()), status);
@@ -225,14 +225,14 @@ TEST_P(GatewayConnections, FaultsApplyToTheNextRequestsOnly) {
 
 TEST_P(GatewayConnections, HangAndDelayFaultsEndOnReset) {
   for (const char* fault : {R"({"kind":"hang"})", R"({"kind":"delay","milliseconds":600000})"}) {
-    gateway.Tell("/api/faults", fault);
+    gateway.PostJson("/api/faults", fault);
     std::atomic<int> status = -1;
     std::thread waiting([&] { status = gateway.Post(GoodRecord()); });
     EXPECT_TRUE(Eventually([&] { return NoFaultsLeft(); }));
     EXPECT_EQ(status, -1);
     // The fault is taken a moment before the wait begins: a single reset could come in between.
     EXPECT_TRUE(Eventually([&] {
-      gateway.Tell("/api/reset", "");
+      gateway.PostJson("/api/reset", "");
       return status != -1;
     }));
     waiting.join();
@@ -242,7 +242,7 @@ TEST_P(GatewayConnections, HangAndDelayFaultsEndOnReset) {
 }
 
 TEST_P(GatewayConnections, HangFaultsCanStoreTheRecord) {
-  gateway.Tell("/api/faults", R"({"kind":"hang","store":true})");
+  gateway.PostJson("/api/faults", R"({"kind":"hang","store":true})");
   std::thread waiting([&] { EXPECT_EQ(gateway.Post(GoodRecord()), 0); });
   EXPECT_TRUE(Eventually([&] { return gateway.Count("records") == 1; }));
   gateway.Client().stop();
@@ -252,7 +252,7 @@ TEST_P(GatewayConnections, HangFaultsCanStoreTheRecord) {
 }
 
 TEST_P(GatewayConnections, EndWithTheGateway) {
-  gateway.Tell("/api/faults", R"([{"kind":"hang"},{"kind":"delay","milliseconds":600000}])");
+  gateway.PostJson("/api/faults", R"([{"kind":"hang"},{"kind":"delay","milliseconds":600000}])");
   std::vector<std::thread> waiting;
   for (int i = 0; i < 2; ++i) {
     waiting.emplace_back(

@@ -1,5 +1,4 @@
-// Collects what the library logs, on any thread and from TRACE on, for as long as it lives. One at
-// a time.
+// Collects the library's log lines of all threads and levels. One object at a time.
 #pragma once
 
 #include <algorithm>
@@ -21,7 +20,7 @@ class CapturedLog {
   }
   ~CapturedLog() { ConfigureLogger(nullptr, nullptr, false); }
 
-  // The message sink, for a library that configures its logger itself.
+  // The message sink; public for tests in which the library configures its logger itself.
   static void Receive(const char* line) {
     const std::lock_guard guard(Mutex());
     Lines().emplace_back(line);
@@ -33,7 +32,7 @@ class CapturedLog {
     return std::exchange(Lines(), {});
   }
 
-  // The first line that begins with `start`; empty when there is none.
+  // The first line that begins with `start`; empty if there is none.
   std::string Find(const std::string& start) const {
     const std::lock_guard guard(Mutex());
     const auto found = std::find_if(Lines().begin(), Lines().end(),

@@ -32,7 +32,7 @@ void StartSockets() {
     return WSAStartup(MAKEWORD(2, 2), &data) == 0;
   }();
   if (!started) {
-    throw std::runtime_error("no sockets");
+    throw std::runtime_error("cannot initialise sockets");
   }
 }
 void CloseSocket(uintptr_t socket) {
@@ -62,7 +62,7 @@ sockaddr_in Loopback(int port) {
   return address;
 }
 
-// A socket bound to a free port, which goes to `*port`.
+// A socket bound to a free port, which is stored in `*port`.
 uintptr_t BindToFreePort(int* port) {
   StartSockets();
   const NativeSocket bound = socket(AF_INET, SOCK_STREAM, 0);
@@ -108,12 +108,12 @@ LoopbackServer::~LoopbackServer() {
     const std::lock_guard lock(mutex_);
     stopping_ = true;
   }
-  // A visitor of our own ends the wait for visitors.
-  const NativeSocket visitor = socket(AF_INET, SOCK_STREAM, 0);
+  // A connection ends the wait for connections.
+  const NativeSocket wakeUp = socket(AF_INET, SOCK_STREAM, 0);
   const sockaddr_in address = Loopback(port_);
-  connect(visitor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  connect(wakeUp, reinterpret_cast<const sockaddr*>(&address), sizeof address);
   thread_.join();
-  CloseSocket(static_cast<uintptr_t>(visitor));
+  CloseSocket(static_cast<uintptr_t>(wakeUp));
   CloseSocket(listener_);
 }
 

@@ -1,5 +1,5 @@
-// An HTTP server on loopback for tests that look at requests byte by byte and answer with bytes of
-// their own choosing, wrong ones included.
+// An HTTP server on the loopback address for tests that check the bytes of requests and choose the
+// bytes of the answers, including malformed ones.
 #pragma once
 
 #include <cstdint>
@@ -15,19 +15,19 @@ class LoopbackServer {
  public:
   enum class Then { KeepOpen, Close };
 
-  // What one request gets: bytes as they go out, possibly none, and what becomes of the connection.
+  // The answer to one request: bytes, possibly none, and what to do with the connection.
   struct Answer {
     std::string bytes;
     Then then = Then::KeepOpen;
   };
 
   struct Request {
-    int connection;    // counts from 0 in the order of arrival
-    std::string head;  // request line and headers, the empty line at the end included
+    int connection;    // 0, 1, … in order of arrival
+    std::string head;  // request line and headers, with the empty line at the end
     std::string body;
   };
 
-  // Listens on a free port from here to its destruction.
+  // Listens on a free port until it is destroyed.
   LoopbackServer();
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
@@ -36,15 +36,15 @@ class LoopbackServer {
   int Port() const { return port_; }
   std::string Url(const std::string& pathAndQuery = "/") const;
 
-  // Answers are taken in order, one a request. Requests beyond them get an empty 200.
+  // Answers are used in order, one for each request. Further requests get an empty 200.
   void Enqueue(Answer answer);
-  // A whole answer with a Content-Length, as in Enqueue.
+  // Enqueues a complete answer with a Content-Length.
   void EnqueueStatus(const std::string& statusAndReason, const std::string& body = "");
-  // Closes the connection without a word; takes the request and says nothing.
+  // Close the connection without an answer; keep it open without an answer.
   void EnqueueDrop() { Enqueue({"", Then::Close}); }
   void EnqueueSilence() { Enqueue({"", Then::KeepOpen}); }
 
-  // Every request that has arrived whole. A request is here before its answer goes out.
+  // Every complete request. A request is added before its answer is sent.
   std::vector<Request> Requests() const;
 
  private:
@@ -55,12 +55,12 @@ class LoopbackServer {
   };
 
   void Serve();
-  // False when the connection has ended.
+  // False if the connection has ended.
   bool Receive(Connection* connection);
   bool AnswerWholeRequests(Connection* connection);
   Answer Record(const Connection& connection, const std::string& head, const std::string& body);
 
-  int port_ = 0;  // before listener_, whose making fills it in
+  int port_ = 0;  // must come before listener_, whose initialiser sets it
   uintptr_t listener_;
   mutable std::mutex mutex_;
   bool stopping_ = false;
@@ -69,7 +69,7 @@ class LoopbackServer {
   std::thread thread_;
 };
 
-// A port of loopback on which nobody listens.
+// A loopback port on which no program listens.
 int ClosedPort();
 
 }  // namespace Tav::Testing

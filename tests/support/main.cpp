@@ -1,5 +1,5 @@
-// The main function of every test program that links the library's own objects: its JSON allocator
-// must be in place before the first JSON value is made, also when a test makes it.
+// The main function of all test programs that link the library's objects: the JSON allocator must
+// be set before the first JSON value is made.
 #include <gtest/gtest.h>
 
 #include "util/arena.h"

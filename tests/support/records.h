@@ -1,4 +1,4 @@
-// Built records turned back into JSON, and events made for tests.
+// Converts built records back to JSON, and makes events.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@
 
 namespace Tav::Testing {
 
-// The record's JSON document; null when it is not one whole gzip member of JSON.
+// The record's JSON document; null unless it is one complete gzip member of JSON.
 inline JsonPtr Expand(const BuiltRecord& record) {
   MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
   GZipInputStream gzip(&bytes);
@@ -26,7 +26,7 @@ inline JsonPtr Expand(const BuiltRecord& record) {
   return gzip.Complete() ? std::move(value) : JsonPtr();
 }
 
-// Compact JSON text in the order of the members.
+// Compact JSON text.
 inline std::string Text(const json_t* value) {
   char* const text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY);
   const std::string copy = text == nullptr ? "" : text;
@@ -34,7 +34,7 @@ inline std::string Text(const json_t* value) {
   return copy;
 }
 
-// The text under `key`; empty when there is none.
+// The string member `key`; empty if there is none.
 inline std::string TextAt(const json_t* object, const char* key) {
   return std::string(JsonStringView(json_object_get(object, key)));
 }

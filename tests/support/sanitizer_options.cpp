@@ -1,4 +1,4 @@
-// Options of the sanitizers for every test program of a sanitized build, however it is started.
+// The sanitizers' options for all test programs, independent of the environment.
 
 extern "C" {
 const char* __asan_default_options();

@@ -1,6 +1,6 @@
-// A user's folder of its own for a test, as the place of the library's files, with what the library
-// logs meanwhile. Cases run in processes of their own, several at once; the folder's name is one
-// that no ANSI code page can hold. One at a time.
+// A temporary LOCALAPPDATA for a test, with a storage directory in it. Its name contains the
+// process id, since several test processes run at once, and characters that no ANSI code page can
+// represent. One object at a time.
 #pragma once
 
 #include <filesystem>
@@ -37,7 +37,7 @@ class StorageFolder {
   StorageFolder(const StorageFolder&) = delete;
   StorageFolder& operator=(const StorageFolder&) = delete;
 
-  // The user's folder, and a file in the storage directory.
+  // The folder itself, and a path in the storage directory.
   const std::filesystem::path& Base() const { return base_; }
   std::filesystem::path Path(const char* name) const { return base_ / "Quendel" / "Tav" / name; }
   void Put(const char* name, const std::string& contents) const {
@@ -48,7 +48,8 @@ class StorageFolder {
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
-  // The machine was described today: no run does it again, at a moment that no test knows.
+  // Says that the machine was described today. Otherwise a run would send a description, at an
+  // unpredictable moment.
   void PutClientStamp() const {
     const int64_t today = Platform::UnixMilliseconds() / 86'400'000;
     Put("TsTavData", R"({"Products": [], "LastClientQuery": )" + std::to_string(today) + ".0}");

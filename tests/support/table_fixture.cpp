@@ -42,7 +42,7 @@ TableTest::~TableTest() {
   tav.Terminate();
   tav.SetMessageSink(nullptr);
   tav.SetLineSink(nullptr);
-  // What a process cannot take back, but the next test in it must not see.
+  // These outlive Terminate, but must not affect the next test.
   GetLibrary().debugLogRequested = false;
   GetLibrary().deployment = Deployment();
   SetEnvironment("TAV_GATEWAY", nullptr);

@@ -1,5 +1,5 @@
-// The library as a host sees it, through the table of entry points, with the log and the uploaded
-// records caught inside the process.
+// The library as a host uses it, through the table of entry points. The log and the uploaded
+// records are captured in the process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,8 +17,8 @@ namespace Tav::Testing {
 
 using Lines = std::vector<std::string>;
 
-// Each test begins with a library that is not running, remembers nothing on disk, logs everything
-// from TRACE on, and would send to the test; each ends with Terminate.
+// Each test starts with a library that is not initialised, has an empty storage directory, logs at
+// TRACE level and sends to the test; each ends with Terminate.
 class TableTest : public testing::Test {
  protected:
   TableTest();
@@ -31,26 +31,26 @@ class TableTest : public testing::Test {
                  int language = TAV_LANGUAGE_EN_US);
   // The product "Editor", version "4.2".
   void Start();
-  // Terminates: everything that was reported has then arrived.
+  // Terminates. Everything that was reported has then arrived.
   void Stop() { tav.Terminate(); }
 
-  // The warnings and errors since the last call, with their "warning: " and "error: ".
+  // The warnings and errors since the last call, with the prefixes "warning: " and "error: ".
   Lines Complaints();
-  // Asks for a whole line, at any time since the test began.
+  // Whether the whole line was logged since the test began.
   void ExpectLogged(std::string_view line) { EXPECT_TRUE(Logged(line)) << line; }
   void ExpectNotLogged(std::string_view line) { EXPECT_FALSE(Logged(line)) << line; }
-  // The first line that contains `part`; empty when there is none.
+  // The first line that contains `part`; empty if there is none.
   std::string LineWith(std::string_view part);
 
-  // What has arrived so far, in order.
+  // The records that have arrived, in order.
   static std::vector<JsonPtr> Records();
-  // All entries of all records' "rt"; those with this name as event ("m") or as marker ("g").
+  // The entries of all records' "rt"; those whose event ("m") or marker ("g") has this name.
   static std::vector<JsonPtr> Events();
   static std::vector<JsonPtr> EventsNamed(std::string_view name);
   // The names of all events and markers of one session, in order.
   static Lines NamesIn(std::string_view sessionId);
-  // The properties of the one event of this name as compact JSON, in their order; a failure and an
-  // empty text when there is not exactly one such event.
+  // The properties of the event of this name as compact JSON. The test fails unless there is
+  // exactly one such event.
   static std::string PropertiesOf(std::string_view name);
 
   StorageFolder folder_;
@@ -62,7 +62,7 @@ class TableTest : public testing::Test {
 
   CapturedLog log_;
   Lines lines_;
-  size_t complained_ = 0;  // lines that Complaints has looked at
+  size_t complained_ = 0;  // lines that Complaints has examined
 };
 
 }  // namespace Tav::Testing

@@ -44,7 +44,7 @@ TEST_F(Delivery, FourThreadsAtFullSpeedLoseDoubleAndReorderNothing) {
   constexpr int kPage = 20000;
   std::map<int, int> next;
   for (int from = 0; from < kThreads * kEvents; from += kPage) {
-    const JsonPtr page = AskGateway("api/events?name=burst&from=" + std::to_string(from) +
+    const JsonPtr page = GatewayGet("api/events?name=burst&from=" + std::to_string(from) +
                                     "&limit=" + std::to_string(kPage));
     size_t index = 0;
     json_t* arrival = nullptr;
@@ -144,7 +144,7 @@ TEST_F(Delivery, RefusedAndDroppedRecordsAreSentAgain) {
   EXPECT_EQ(tav_->Commit(), 0);
   for (const char* fault :
        {R"({"kind":"status","status":503,"count":1})", R"({"kind":"drop","count":1})"}) {
-    TellGateway("api/faults", fault);
+    GatewayPost("api/faults", fault);
     tav_->LogEvent(tav_->NewEvent("later"));
     EXPECT_EQ(tav_->Commit(), 1) << fault;
   }

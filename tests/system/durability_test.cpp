@@ -55,11 +55,11 @@ TEST_F(Durability, TerminationDoesNotWaitForServersThatNeverAnswer) {
   // The terminate time is 3 seconds, the time-out of a request 30.
   constexpr std::chrono::seconds kMaxTerminateTime{15};
   PutSettings(R"({"terminate_time":3.0})");
-  TellGateway("api/faults", R"({"kind":"hang","count":2})");
+  GatewayPost("api/faults", R"({"kind":"hang","count":2})");
   UseConfigurationServer(GatewayUrl() + "configserver/");
   Initialize();
   Report("unheard", 100);
-  EXPECT_TRUE(Eventually([] { return json_array_size(AskGateway("api/faults").Get()) == 0; }));
+  EXPECT_TRUE(Eventually([] { return json_array_size(GatewayGet("api/faults").Get()) == 0; }));
   EXPECT_EQ(GatewayCount("configuration_requests"), 1);
   Report("unheard too", 100);
   const auto begin = std::chrono::steady_clock::now();

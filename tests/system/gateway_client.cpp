@@ -25,7 +25,7 @@ struct Answer {
   std::string body;
 };
 
-Answer Ask(const char* verb, const std::string& path, const std::string& body) {
+Answer Request(const char* verb, const std::string& path, const std::string& body) {
   Platform::HttpUrl url;
   if (!Platform::HttpCrackUrl(GatewayUrl(), &url)) {
     ADD_FAILURE() << "TAV_TEST_GATEWAY is not a URL: " << GatewayUrl();
@@ -53,8 +53,8 @@ Answer Ask(const char* verb, const std::string& path, const std::string& body) {
 }
 
 // The answer's body; the test fails unless its status is 200.
-std::string AskForBody(const char* verb, const std::string& path, const std::string& body) {
-  Answer answer = Ask(verb, path, body);
+std::string RequestBody(const char* verb, const std::string& path, const std::string& body) {
+  Answer answer = Request(verb, path, body);
   EXPECT_EQ(answer.status, 200u) << "the gateway's answer to " << verb << " " << path;
   return std::move(answer.body);
 }
@@ -65,29 +65,29 @@ std::string GatewayUrl() {
   return Platform::Environment("TAV_TEST_GATEWAY").value_or("");
 }
 
-JsonPtr AskGateway(const std::string& path) {
-  const std::string text = AskForBody("GET", path, {});
+JsonPtr GatewayGet(const std::string& path) {
+  const std::string text = RequestBody("GET", path, {});
   JsonPtr value(json_loadb(text.data(), text.size(), 0, nullptr));
   EXPECT_TRUE(value) << path << " is not answered with JSON: " << text.substr(0, 200);
   return value;
 }
 
-void TellGateway(const std::string& path, const std::string& body) {
-  AskForBody("POST", path, body);
+void GatewayPost(const std::string& path, const std::string& body) {
+  RequestBody("POST", path, body);
 }
 
 void ResetGateway() {
-  TellGateway("api/reset", "{}");
+  GatewayPost("api/reset", "{}");
 }
 
 void EndFaults() {
-  while (json_array_size(AskGateway("api/faults").Get()) != 0) {
-    Ask("GET", "next", {});
+  while (json_array_size(GatewayGet("api/faults").Get()) != 0) {
+    Request("GET", "next", {});
   }
 }
 
 int64_t GatewayCount(const char* name) {
-  const JsonPtr summary = AskGateway("api/summary");
+  const JsonPtr summary = GatewayGet("api/summary");
   return json_integer_value(json_object_get(summary.Get(), name));
 }
 
@@ -105,7 +105,7 @@ void Arrivals::Collect() {
   constexpr int64_t kPage = 20000;
   int64_t count = 0;
   do {
-    const JsonPtr page = AskGateway("api/events?from=" + std::to_string(listed_) +
+    const JsonPtr page = GatewayGet("api/events?from=" + std::to_string(listed_) +
                                     "&limit=" + std::to_string(kPage));
     count = static_cast<int64_t>(json_array_size(page.Get()));
     listed_ += count;

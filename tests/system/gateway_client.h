@@ -21,10 +21,10 @@ inline constexpr char kNoServer[] = "http://127.0.0.1:1/";
 
 // The JSON answer to a GET of `path`, such as "api/events?name=open". On failure the test fails and
 // the result is null.
-JsonPtr AskGateway(const std::string& path);
+JsonPtr GatewayGet(const std::string& path);
 
 // Posts a text to `path`; the test fails unless the answer is 200.
-void TellGateway(const std::string& path, const std::string& body);
+void GatewayPost(const std::string& path, const std::string& body);
 
 // Deletes all records and faults.
 void ResetGateway();

@@ -147,7 +147,7 @@ Lines HostTest::CacheFiles() const {
 Lines HostTest::ArrivedEvents() {
   Lines lines;
   Lines sessions;
-  const JsonPtr arrivals = AskGateway("api/events");
+  const JsonPtr arrivals = GatewayGet("api/events");
   size_t index = 0;
   json_t* arrival = nullptr;
   json_array_foreach(arrivals.Get(), index, arrival) {
@@ -163,7 +163,7 @@ Lines HostTest::ArrivedEvents() {
 
 std::vector<JsonPtr> HostTest::Records() {
   std::vector<JsonPtr> records;
-  const JsonPtr arrivals = AskGateway("api/records");
+  const JsonPtr arrivals = GatewayGet("api/records");
   size_t index = 0;
   json_t* arrival = nullptr;
   json_array_foreach(arrivals.Get(), index, arrival) {

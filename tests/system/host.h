@@ -39,7 +39,7 @@ class HostTest : public testing::Test {
   Lines CacheFiles() const;
 
   // The events of that name that have arrived: [{"record", "component", "event"}].
-  static JsonPtr Arrived(const std::string& name) { return AskGateway("api/events?name=" + name); }
+  static JsonPtr Arrived(const std::string& name) { return GatewayGet("api/events?name=" + name); }
   static size_t TimesArrived(const std::string& name) {
     return json_array_size(Arrived(name).Get());
   }

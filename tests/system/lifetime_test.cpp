@@ -52,10 +52,10 @@ TEST_F(Lifetime, TheModuleStaysMappedWhileItsThreadRuns) {
   const TavEntryTable* const tav = loader(TAV_INTERFACE_VERSION);
   UseFolder(tav);
   ASSERT_EQ(tav->Initialize("Unloaded", "1.0", "1.0.0", TAV_LANGUAGE_EN_US), TAV_OK);
-  TellGateway("api/faults", R"({"kind":"hang","count":1})");
+  GatewayPost("api/faults", R"({"kind":"hang","count":1})");
   tav->LogEvent(tav->NewEvent("stuck"));
   // A request that begins before Terminate may take longer than the terminate time.
-  EXPECT_TRUE(Eventually([] { return json_array_size(AskGateway("api/faults").Get()) == 0; }));
+  EXPECT_TRUE(Eventually([] { return json_array_size(GatewayGet("api/faults").Get()) == 0; }));
   tav->Terminate();
   EXPECT_TRUE(FreeLibrary(module));
   EXPECT_NE(GetModuleHandleA("tav_unloaded.dll"), nullptr);

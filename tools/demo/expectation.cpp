@@ -142,7 +142,7 @@ void ReportReader::Read(const json_t* report) {
   const json_t* calls = json_object_get(report, "notes");
   if (!json_is_array(calls) ||
       static_cast<std::size_t>(IntegerMember(report, "total")) != json_array_size(calls)) {
-    throw std::runtime_error("the host's report has another number of entries than it says");
+    throw std::runtime_error("the host's report does not have \"total\" entries");
   }
   run_ = static_cast<int>(IntegerMember(report, "sitting"));
   firstThread_ = target_.threads.size();

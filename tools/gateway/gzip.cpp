@@ -8,7 +8,7 @@
 namespace Gateway {
 namespace {
 
-constexpr int kGzipWindowBits = 15 + 16;  // 16 asks zlib for the gzip wrapper
+constexpr int kGzipWindowBits = 15 + 16;  // 16 selects the gzip format
 constexpr std::size_t kInitialSize = 16 * 1024;
 
 class Inflater {

@@ -1,5 +1,5 @@
-// The records that arrived, in order, with the listings and counts that the API returns. Neither
-// checks records nor knows HTTP.
+// The records that arrived, in order, with the listings and counts that the API returns. Does not
+// check records and is independent of HTTP.
 #pragma once
 
 #include <cstddef>

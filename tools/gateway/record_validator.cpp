@@ -184,7 +184,7 @@ void CheckRecord(const json_t* record, Problems& problems) {
   }
   const bool hasComponent = json_object_get(record, "can") != nullptr;
   if (hasComponent != (json_object_get(record, "cav") != nullptr)) {
-    problems.Add(hasComponent ? R"("can" stands without "cav")" : R"("cav" stands without "can")");
+    problems.Add(hasComponent ? R"("can" without "cav")" : R"("cav" without "can")");
   }
 }
 

@@ -130,7 +130,7 @@ bool CheckObject(const json_t* value,
       return;
     }
     if (rule < expected) {
-      problems.Add(MemberPath(path, key) + " stands after \"" + std::string((expected - 1)->key) +
+      problems.Add(MemberPath(path, key) + " comes after \"" + std::string((expected - 1)->key) +
                    "\" instead of before it");
     }
     expected = std::max(expected, rule + 1);

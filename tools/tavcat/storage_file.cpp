@@ -164,7 +164,7 @@ void ShowDocument(std::string_view bytes, const Consequences& consequences, Repo
 
 void ShowStorageFile(std::string_view bytes, Report& report) {
   constexpr Consequences kConsequences = {
-      "; the library uses the copy (.new), or starts anew without a good one",
+      "; the library uses the copy (.new), or starts over if there is none",
       "; the library treats it as empty and replaces it"};
   ShowDocument(bytes, kConsequences, report);
 }

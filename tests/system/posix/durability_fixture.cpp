@@ -108,7 +108,7 @@ void HostProcessTest::DeliverCache() const {
   HostSettings settings = Host("none");
   settings.logLevel = "DEBUG";
   HostProcess host(settings);
-  host.Tell("start\nterminate");
+  host.Send("start\nterminate");
   host.Finish();
   const CacheContents left = ReadCache();
   EXPECT_EQ(left.events.size(), 0u) << host.WholeLog();

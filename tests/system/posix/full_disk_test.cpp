@@ -22,7 +22,7 @@ class FullDisk : public HostProcessTest {
     // Records are written to the disk at once; a failed send is not repeated during the test.
     PutSettings(R"({"flush_time":0.0,"max_memory_size":30000.0,"max_record_size":8000.0,)"
                 R"("resend_time":1000.0})");
-    TellGateway("api/faults", R"({"kind":"status","status":503,"count":1000})");
+    GatewayPost("api/faults", R"({"kind":"status","status":503,"count":1000})");
   }
   void TearDown() override {
     if (mounted_) {
@@ -32,7 +32,7 @@ class FullDisk : public HostProcessTest {
 
   // Reports more than the disk can hold.
   static void Fill(HostProcess& host) {
-    host.Tell("start\nlog 600 300");
+    host.Send("start\nlog 600 300");
     host.Await("warning: CM: Cannot write to cache file");
   }
 
@@ -43,11 +43,11 @@ class FullDisk : public HostProcessTest {
 TEST_F(FullDisk, RecordsStayInMemoryUntilTheyAreSent) {
   HostProcess host(Host("host"));
   Fill(host);
-  host.Tell("log 50 20\ncommit");
+  host.Send("log 50 20\ncommit");
   EXPECT_NE(host.Await("committed "), "committed 0");
   EXPECT_EQ(GatewayCount("records"), 0);
   EndFaults();
-  host.Tell("commit\nterminate");
+  host.Send("commit\nterminate");
   host.Finish();
   EXPECT_EQ(host.Accepted().size(), 650u);
   EXPECT_EQ(host.Logged("could be neither sent nor stored"), "");
@@ -58,7 +58,7 @@ TEST_F(FullDisk, RecordsStayInMemoryUntilTheyAreSent) {
 TEST_F(FullDisk, TerminateLogsWhatIsLost) {
   HostProcess host(Host("host"));
   Fill(host);
-  host.Tell("terminate");
+  host.Send("terminate");
   host.Finish();
   const std::string message = host.Logged("could be neither sent nor stored and are lost");
   int records = 0;

@@ -68,7 +68,7 @@ HostProcess::~HostProcess() {
   close(output_);
 }
 
-void HostProcess::Tell(const std::string& lines) {
+void HostProcess::Send(const std::string& lines) {
   const std::string whole = lines + '\n';
   size_t done = 0;
   while (done < whole.size()) {

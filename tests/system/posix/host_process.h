@@ -28,7 +28,7 @@ class HostProcess {
   HostProcess& operator=(const HostProcess&) = delete;
 
   // Writes lines to its standard input; blocks while the pipe is full.
-  void Tell(const std::string& lines);
+  void Send(const std::string& lines);
   // Reads its output until a line contains `part`, and returns that line. If there is none the test
   // fails and the result is empty.
   std::string Await(const std::string& part);

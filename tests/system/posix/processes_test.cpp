@@ -27,7 +27,7 @@ class ManyHosts : public HostProcessTest {
       work += "log 50 300\nsync\n";
     }
     for (const auto& host : hosts) {
-      host->Tell(work + "commit\nterminate");
+      host->Send(work + "commit\nterminate");
     }
     Lines accepted;
     for (const auto& host : hosts) {
@@ -109,12 +109,12 @@ void KilledHosts::RunAndKill(int round) {
   const int variant = round / 4;
   const bool isRefused = variant % 3 == 1;  // the library retries after a second
   if (isRefused) {
-    TellGateway("api/faults", R"({"kind":"status","status":503,"count":1})");
+    GatewayPost("api/faults", R"({"kind":"status","status":503,"count":1})");
   }
   HostSettings settings = Host("round" + std::to_string(round));
   settings.logLevel = "TRACE";
   HostProcess host(settings);
-  host.Tell(Batches(20));
+  host.Send(Batches(20));
   const int times = isRefused ? 1 : 1 + variant % 3;
   for (int i = 0; i < times; ++i) {
     host.Await(moment);
@@ -170,7 +170,7 @@ TEST_F(KilledHosts, NothingIsWrittenAfterAnIncompleteChunk) {
   Lines kept;
   for (int run = 0; run < 3; ++run) {
     HostProcess host(HostWithoutGateway("run" + std::to_string(run)));
-    host.Tell("start\nlog 100 300\nterminate");
+    host.Send("start\nlog 100 300\nterminate");
     host.Finish();
     const CacheContents cache = ReadCache();
     EXPECT_EQ(cache.faults, Lines());
