@@ -92,39 +92,6 @@ TEST_F(Delivery, EventsOfSeveralSessionsArriveInOrder) {
                              }));
 }
 
-TEST_F(Delivery, CountersAndAggregatesAreSummedUpAtEachFlush) {
-  Initialize();
-  TavSession_s* const session = tav_->SessionBegin();
-  for (int i = 0; i < 3; ++i) {
-    tav_->IncrementCounter("menu", "open");
-    tav_->SessionIncrementCounter(session, "menu", "close");
-  }
-  tav_->AggregateValue("menu", "open", 0.5);  // stays a counter
-  tav_->AggregateValue("load", "cpu", 3);
-  tav_->AggregateValue("load", "cpu", 5);
-  tav_->AggregateValue("load", "cpu", 2);
-  tav_->FlushAggregates();
-  tav_->FlushAggregates();  // there is nothing left
-  tav_->SessionFlushAggregates(session);
-  tav_->SessionAggregateValue(session, "load", "cpu", -1);
-  tav_->SessionEnd(session);
-  tav_->IncrementCounter("menu", "last");
-  Stop();
-  EXPECT_EQ(ArrivedEvents(), (Lines{
-                                 R"(1 {"g":"$b"})",
-                                 R"(2 {"g":"$b"})",
-                                 R"(2 {"m":"load","v":{"cpusum":10.0,"cpucount":3.0,"cpumax":5.0,)"
-                                 R"("cpumin":2.0,"cpuaverage":3.333}})",
-                                 R"(2 {"m":"menu","v":{"open":3.5}})",
-                                 R"(1 {"m":"menu","v":{"close":3.0}})",
-                                 R"(1 {"m":"load","v":{"cpusum":-1.0,"cpucount":1.0,"cpumax":-1.0,)"
-                                 R"("cpumin":-1.0,"cpuaverage":-1.0}})",
-                                 R"(1 {"g":"$e"})",
-                                 R"(2 {"m":"menu","v":{"last":1.0}})",
-                                 R"(2 {"g":"$e"})",
-                             }));
-}
-
 TEST_F(Delivery, TextsOfAllLanguagesArriveAndInvalidUtf8IsRepaired) {
   Initialize();
   TavEvent_s* const event = tav_->NewEvent("  \xE6\x96\x87\xE6\x9B\xB8  ");

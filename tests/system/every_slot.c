@@ -362,7 +362,7 @@ static void PullAndPushARecord(const Slots* tav) {
   tav->Suspend();
   tav->LogEvent(tav->NewEvent("Passed"));
   block = tav->PullData();
-  CHECK(block != NULL);
+  CHECK(block != NULL && strncmp(block, "H4sI", 4) == 0);  // base64 of gzip
   tav->PushData(block);
   tav->FreeData(block);
   tav->Resume();
