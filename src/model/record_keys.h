@@ -1,5 +1,5 @@
-// The key names of the uploaded record, each in this one place. They are a contract with the
-// gateway; docs/record-format.md describes what stands under them.
+// The key names of the uploaded record, each defined only here. They are a contract with the
+// gateway; docs/record-format.md describes their values.
 #pragma once
 
 #include <string_view>

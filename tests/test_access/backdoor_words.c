@@ -1,5 +1,5 @@
-// The test-access object from C99, by the words of its table: through the finished DLL on Windows,
-// where link-time optimisation has been over it. Works in the current folder.
+// Calls the test-access object from C99 through the words of its table. On Windows it is the object
+// of the finished DLL, after link-time optimisation. Writes to the current folder.
 #include <stdio.h>
 #include <string.h>
 
