@@ -1,6 +1,7 @@
 // The test-access object as a test tool uses it: by the position of its operations alone.
 #include <array>
 #include <cstring>
+#include <initializer_list>
 
 #include "api/library.h"
 #include "support/table_fixture.h"
@@ -69,6 +70,29 @@ class BackdoorTest : public TableTest {
   }
   void Destroy(int freeObject) const { Do(kDestroy, freeObject); }
 
+  struct Step {
+    int operation;
+    int argument;
+    int result;
+  };
+  void Expect(Slot slot, std::initializer_list<Step> steps) const {
+    for (const Step& step : steps) {
+      EXPECT_EQ(Call(slot, step.operation, step.argument), step.result) << step.operation;
+    }
+  }
+  struct ProductStep {
+    int operation;
+    const char* key;
+    const char* value;
+    int result;
+  };
+  void ExpectProduct(std::initializer_list<ProductStep> steps) const {
+    for (const ProductStep& step : steps) {
+      EXPECT_EQ(Call(kCallProductInfo, step.operation, step.key, step.value), step.result)
+          << step.operation << step.key << step.value;
+    }
+  }
+
   void Open(bool timestamps, bool update) const {
     EXPECT_EQ(Call(kOpenStorage, int32_t{timestamps}, int32_t{update}), 1);
   }
@@ -79,13 +103,11 @@ class BackdoorTest : public TableTest {
 };
 
 TEST_F(BackdoorTest, WithoutItsPartsNothingCanBeDone) {
-  for (const Slot slot : {kCallStorage, kCreateClientView}) {
-    EXPECT_EQ(Call(slot, 0), -1);
-  }
-  for (const Slot slot : {kCallCacheManager, kCallClientInfo}) {
-    EXPECT_EQ(Call(slot, 0, 0), -1);
-  }
-  EXPECT_EQ(Call(kCallProductInfo, 0, "", ""), -1);
+  EXPECT_EQ(Call(kCallStorage, 0), -1);
+  EXPECT_EQ(Call(kCreateClientView), -1);
+  Expect(kCallCacheManager, {{0, 0, -1}});
+  Expect(kCallClientInfo, {{0, 0, -1}});
+  ExpectProduct({{0, "", "", -1}});
   EXPECT_EQ(Call(kCreateProductView, "P", "1", kPlatform), -1);
   EXPECT_EQ(Call(kCreateProductEnvView, "P", "1", kPlatform, 0), -1);
   EXPECT_EQ(Text(kCreateEndpoint, 1), "(null)");
@@ -102,9 +124,9 @@ TEST_F(BackdoorTest, WithoutItsPartsNothingCanBeDone) {
   EXPECT_EQ(Call(kCreateCacheManager, kNone), -1);
   for (const int number : {-1, 10, 1 << 30}) {
     EXPECT_EQ(Call(kCallStorage, number), -1);
-    EXPECT_EQ(Call(kCallCacheManager, number, 0), -1);
-    EXPECT_EQ(Call(kCallClientInfo, number, 0), -1);
-    EXPECT_EQ(Call(kCallProductInfo, number, "", ""), -1);
+    Expect(kCallCacheManager, {{number, 0, -1}});
+    Expect(kCallClientInfo, {{number, 0, -1}});
+    ExpectProduct({{number, "", "", -1}});
   }
 }
 
@@ -162,33 +184,27 @@ TEST_F(BackdoorTest, TheStorageCanBeElsewhere) {
 
 TEST_F(BackdoorTest, AProductIsChangedUntilItIsStored) {
   EXPECT_EQ(Call(kCreateProductInfo, "P", "1"), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 5, "", ""), -1);
+  ExpectProduct({{5, "", "", -1}});
   Open(false, true);
   EXPECT_EQ(Call(kCallProductInfo, 5, kNone, kNone), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 6, kNone, kNone), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 0, "", "https://gateway.example/"), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 1, "Seats", "5.5"), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 1, "Seats", "5.5"), 0);
-  EXPECT_EQ(Call(kCallProductInfo, 1, "Seats", "not JSON"), 0);
-  EXPECT_EQ(Call(kCallProductInfo, 1, "Plugins", R"({"0": "a"})"), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 2, "Features", R"({"x": "y", "z": 1})"), 1);
+  ExpectProduct({{6, "", "", 1},
+                 {0, "", "https://gateway.example/", 1},
+                 {1, "Seats", "5.5", 1},
+                 {1, "Seats", "5.5", 0},
+                 {1, "Seats", "not JSON", 0},
+                 {1, "Plugins", R"({"0": "a"})", 1},
+                 {2, "Features", R"({"x": "y", "z": 1})", 1}});
   EXPECT_EQ(Value(kProductInfo, "Seats"), "5.5");
   EXPECT_EQ(Value(kProductInfo, "Plugins:0"), "a");
   EXPECT_EQ(Value(kProductInfo, "Features.x"), "y");
   EXPECT_EQ(Value(kProductInfo, "Features"), "(null)");
-  EXPECT_EQ(Call(kCallProductInfo, 3, "", ""), 4);
-  EXPECT_EQ(Call(kCallProductInfo, 7, "", ""), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 3, "", ""), 0);
+  ExpectProduct({{3, "", "", 4}, {7, "", "", 1}, {3, "", "", 0}});
   Save();
 
   EXPECT_EQ(Call(kCreateProductInfo, "P", "1"), 1);
   Open(false, true);
-  EXPECT_EQ(Call(kCallProductInfo, 5, "", ""), 0);
-  EXPECT_EQ(Call(kCallProductInfo, 4, "", ""), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 8, "", ""), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 4, "", ""), 0);
-  EXPECT_EQ(Call(kCallProductInfo, 9, "", ""), 1);
-  EXPECT_EQ(Call(kCallProductInfo, 4, "", ""), 1);
+  ExpectProduct({{5, "", "", 0}, {4, "", "", 1}, {8, "", "", 1}, {4, "", "", 0}});
+  ExpectProduct({{9, "", "", 1}, {4, "", "", 1}});
   Call(kCreateProductView, "P", "1", kPlatform);
   EXPECT_EQ(Value(kProductView, "Server"), "https://gateway.example/");
   EXPECT_EQ(Value(kProductView, "PendingStdOptOut"), "");
@@ -197,9 +213,7 @@ TEST_F(BackdoorTest, AProductIsChangedUntilItIsStored) {
 TEST_F(BackdoorTest, TheClientIsCollectedComparedAndStored) {
   folder_.Put("TsTavData", R"({"Products": []})");
   EXPECT_EQ(Call(kCreateClientInfo), 1);
-  EXPECT_EQ(Call(kCallClientInfo, 2, 0), 0);
-  EXPECT_EQ(Call(kCallClientInfo, 4, 0), -1);
-  EXPECT_EQ(Call(kCallClientInfo, 5, 0), -1);
+  Expect(kCallClientInfo, {{2, 0, 0}, {4, 0, -1}, {5, 0, -1}});
   EXPECT_GE(Call(kCallClientInfo, 0, 0), 0);
   EXPECT_EQ(Call(kCallClientInfo, 1, 60000), 1);
   EXPECT_GT(Call(kCallClientInfo, 2, 0), 5);
@@ -208,9 +222,7 @@ TEST_F(BackdoorTest, TheClientIsCollectedComparedAndStored) {
   EXPECT_EQ(Call(kCallClientInfo, 3, 0), 1);
   EXPECT_NE(LineWith("CI: Client Env: "), "");
   Open(false, true);
-  EXPECT_EQ(Call(kCallClientInfo, 4, 0), 1);
-  EXPECT_EQ(Call(kCallClientInfo, 5, 0), 1);
-  EXPECT_EQ(Call(kCallClientInfo, 4, 0), 0);
+  Expect(kCallClientInfo, {{4, 0, 1}, {5, 0, 1}, {4, 0, 0}});
   Save();
   EXPECT_NE(folder_.Contents("TavData").find("\"OsName\": \"Windows\""), std::string::npos);
 }
@@ -236,14 +248,8 @@ TEST_F(BackdoorTest, ACacheManagerWorksOnTheFilesOfItsPrefix) {
   folder_.Put("Other_0001", chunk);
   EXPECT_EQ(Call(kCreateCacheManager, "Trial_"), 1);
   EXPECT_EQ(Value(kCacheManager, kNone), "Trial_");
-  EXPECT_EQ(Call(kCallCacheManager, 4, 0), 0);
-  EXPECT_EQ(Call(kCallCacheManager, 0, 1), 2);
-  EXPECT_EQ(Call(kCallCacheManager, 3, 0), 18);
-  EXPECT_EQ(Call(kCallCacheManager, 4, 0), 2);
-  EXPECT_EQ(Call(kCallCacheManager, 5, 1), 7);
-  EXPECT_EQ(Call(kCallCacheManager, 5, -1), 0);
-  EXPECT_EQ(Call(kCallCacheManager, 6, 0), 0);
-  EXPECT_EQ(Call(kCallCacheManager, 7, 7), 1);
+  Expect(kCallCacheManager, {{4, 0, 0}, {0, 1, 2}, {3, 0, 18}, {4, 0, 2}});
+  Expect(kCallCacheManager, {{5, 1, 7}, {5, -1, 0}, {6, 0, 0}, {7, 7, 1}});
   EXPECT_FALSE(std::filesystem::exists(folder_.Path("Trial_0007")));
   EXPECT_EQ(Call(kCallCacheManager, 1, 0), 2);
   EXPECT_FALSE(std::filesystem::exists(folder_.Path("Trial_0003")));
@@ -304,15 +310,15 @@ TEST_F(BackdoorTest, SettingsComeFromWhereTheSchemeSays) {
     return "FILE://" + StorageFolder::Utf8(folder_.Path(name)) + "?N=P";
   };
   const std::string answer = url("answer");
-  EXPECT_EQ(Text(kFetchSettings, answer.c_str(), ""), folder_.Contents("answer"));
-  EXPECT_EQ(Text(kFetchSettings, answer.c_str(), "flush_time"), "30");
-  EXPECT_EQ(Text(kFetchSettings, answer.c_str(), "gateway"), "g");
-  EXPECT_EQ(Text(kFetchSettings, answer.c_str(), "disabled"), "(null)");
-  EXPECT_EQ(Text(kFetchSettings, answer.c_str(), "inhibit"), "a\nb\n");
-  EXPECT_EQ(Text(kFetchSettings, url("array").c_str(), kNone), "(null)");
-  EXPECT_EQ(Text(kFetchSettings, url("missing").c_str(), ""), "(null)");
-  EXPECT_EQ(Text(kFetchSettings, "null://", ""), "(null)");
-  EXPECT_EQ(Text(kFetchSettings, "test://", ""), "(null)");
+  const auto fetched = [&](const char* name) { return Text(kFetchSettings, answer.c_str(), name); };
+  EXPECT_EQ(fetched(""), folder_.Contents("answer"));
+  EXPECT_EQ(fetched("flush_time"), "30");
+  EXPECT_EQ(fetched("gateway"), "g");
+  EXPECT_EQ(fetched("disabled"), "(null)");
+  EXPECT_EQ(fetched("inhibit"), "a\nb\n");
+  for (const std::string& other : {url("array"), url("missing"), std::string("null://")}) {
+    EXPECT_EQ(Text(kFetchSettings, other.c_str(), kNone), "(null)");
+  }
 }
 
 TEST_F(BackdoorTest, TheConfigurationAddressIsTheFirstThatIsThere) {
@@ -340,8 +346,6 @@ TEST_F(BackdoorTest, TheConfigurationAddressIsTheFirstThatIsThere) {
 TEST_F(BackdoorTest, DestroyedButNotFreedItIsAsNew) {
   Open(false, true);
   Call(kCreateClientView);
-  Call(kCreateProductView, "P", "1", kPlatform);
-  Call(kCreateProductEnvView, "P", "1", kPlatform, 0);
   Call(kCreateClientInfo);
   Call(kCreateProductInfo, "P", "1");
   Call(kCreateEndpoint, 0);
@@ -352,9 +356,9 @@ TEST_F(BackdoorTest, DestroyedButNotFreedItIsAsNew) {
   EXPECT_EQ(Value(kEndpoint, ""), "(null)");
   EXPECT_EQ(Call(kSetViewValue, int{kClientView}, "Name", "x", 0), -1);
   EXPECT_EQ(Call(kCallStorage, 2), -1);
-  EXPECT_EQ(Call(kCallClientInfo, 2, 0), -1);
-  EXPECT_EQ(Call(kCallProductInfo, 3, "", ""), -1);
-  EXPECT_EQ(Call(kCallCacheManager, 4, 0), -1);
+  Expect(kCallClientInfo, {{2, 0, -1}});
+  Expect(kCallCacheManager, {{4, 0, -1}});
+  ExpectProduct({{3, "", "", -1}});
   // The storage's lock is released, and nothing was written.
   EXPECT_EQ(folder_.Contents("TavData"), before);
   Open(false, true);
