@@ -1,5 +1,5 @@
-// The cache files of one product: their paths in the storage directory, and a list of those that
-// are known, oldest first.
+// The cache files of one product: their paths in the storage directory, and a list of the known
+// files, oldest first.
 #pragma once
 
 #include <cstdint>
@@ -66,7 +66,7 @@ class CacheDirectory {
   std::vector<CacheFile> files_;
 };
 
-// A number of bytes for a log message or a 32-bit result.
+// For log messages and results: INT32_MAX for a larger number.
 int ToInt(int64_t bytes);
 
 }  // namespace Tav

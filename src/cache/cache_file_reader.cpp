@@ -84,7 +84,7 @@ std::unique_ptr<BuiltRecord> CompressJson(const json_t* value) {
   return record;
 }
 
-// Reads the line at which `lines` is. False after a failure; an empty line is none.
+// Reads the current line. An empty line has no record. False after a failure.
 bool ReadLine(LineInputStream& lines, RecordList& records) {
   CountingInputStream text(&lines);
   JsonInputStream json(&text);

@@ -1,5 +1,5 @@
-// Reads the records of one cache file, in either of its two layouts: chunks, which is what the
-// cache writes, and the older one of JSON lines, whose records are compressed on the way.
+// Reads the records of one cache file. The cache writes chunks; older files hold JSON lines, which
+// are compressed while they are read.
 #pragma once
 
 #include <cstddef>
@@ -19,13 +19,13 @@ struct CacheFileContents {
   uint32_t errors = 0;    // each one has been logged
 };
 
-// Appends the records in `input` to `records`: of chunks all before the first damage, of lines all
-// that are valid. Payloads are not expanded. Throws std::bad_alloc; `records` then has what was
+// Appends the records in `input` to `records`: the chunks before the first damage, or all valid
+// lines. Payloads of chunks are not expanded. Throws std::bad_alloc; `records` then has what was
 // read before.
 CacheFileContents ReadCacheFile(InputStream* input, RecordList& records);
 
-// Reads a file that OpenAtomic has opened, as ReadCacheFile does, and closes it, which deletes it.
-// Bytes that could not be read are lost with it; that is logged and counted as an error.
+// Calls ReadCacheFile for a file that OpenAtomic has opened, and closes it, which deletes it. Bytes
+// that could not be read are then lost; that is logged and counted as an error.
 CacheFileContents ConsumeCacheFile(TavFile& file, const std::string& path, RecordList& records);
 
 // The length of the whole chunks at the beginning of `input`, in bytes. Logs nothing. Throws

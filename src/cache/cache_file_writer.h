@@ -11,24 +11,24 @@
 
 namespace Tav {
 
-// Opens a file once, writes once, and is then done. Failures are logged.
+// For one file: one Open, then one Write. Failures are logged.
 class CacheFileWriter {
  public:
   enum class Opening {
     Opened,
-    NotNow,  // no number is left or the disk is full
-    Never,   // neither the files there can be opened nor new ones made
+    NotNow,  // the disk is full, or no sequence number is left
+    Never,   // no file can be opened or created
   };
 
-  // `maxFileSize`: bytes at which a file takes no more records. Borrows `directory`, whose list is
-  // up to date.
+  // Borrows `directory`, whose list must be up to date. A file of `maxFileSize` bytes or more is
+  // full.
   CacheFileWriter(CacheDirectory& directory, int64_t maxFileSize)
       : directory_(directory), maxFileSize_(maxFileSize) {}
   CacheFileWriter(const CacheFileWriter&) = delete;
   CacheFileWriter& operator=(const CacheFileWriter&) = delete;
 
-  // Opens the newest file while it has room, otherwise begins the next one; skips files that others
-  // have open and files that end with a part of a chunk.
+  // Opens the newest file, or begins the next one if it is full. Skips files that others have open
+  // and files that end with a part of a chunk.
   Opening Open();
   // Writes records until the file is full, closes it, and removes from the list those that are
   // stored whole. False if anything failed; the directory's list is then out of date.
@@ -50,8 +50,8 @@ class CacheFileWriter {
   CacheFile target_;
 };
 
-// While it exists, a list is without the records that are too large for a chunk, which are logged.
-// They come back at the front of the list.
+// Logs the records that are too large for a chunk and takes them out of a list for as long as it
+// exists. The destructor puts them back at the front.
 class OversizedRecords {
  public:
   explicit OversizedRecords(RecordList& records);

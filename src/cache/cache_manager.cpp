@@ -92,8 +92,9 @@ bool CacheManager::AppendToOneFile(RecordList& records) {
   return true;
 }
 
-// Never deletes the newest file, which holds the records just stored. Refreshes the list first: a
-// sequence number in it may now belong to a newer file than the one that was consumed.
+// Deletes the oldest files until the others are within the limit, but never the newest, which holds
+// the records just stored. Refreshes the list first: the sequence number of a file that was
+// consumed may now belong to a new one.
 void CacheManager::EnforceLimit() {
   const auto limit = static_cast<int>(
       std::min<uint64_t>(uint64_t{maxFileSize_} * maxFiles_, std::numeric_limits<int32_t>::max()));
@@ -104,7 +105,7 @@ void CacheManager::EnforceLimit() {
     LogWarning("CM: Cache is full (%d, %d)", TotalSize(), limit);
     const int oldest = GetFileSequence(0);
     if (!DeleteFile(oldest)) {
-      // Another manager has it open and will consume it; otherwise the next refresh finds it again.
+      // Another manager has it open. If it does not consume the file, the next refresh finds it.
       directory_.Forget(oldest);
     }
   }

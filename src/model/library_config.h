@@ -29,7 +29,7 @@ using PendingProductValues = std::map<std::string, PendingProductValue, std::les
 // Category name -> tags, in the order in which they were added.
 using TagMap = std::map<std::string, std::vector<std::string>, std::less<>>;
 
-// Values that a run gets as a copy.
+// What a run gets as a copy.
 struct Options {
   std::string productName;
   std::string productVersion;

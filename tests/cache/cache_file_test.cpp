@@ -3,14 +3,10 @@
 #include "streams/gzip_stream.h"
 #include "streams/memory_stream.h"
 
-namespace Tav {
+namespace Tav::Testing {
 namespace {
 
 using namespace std::string_literals;
-using Testing::CacheFixture;
-using Testing::CapturedLog;
-using Testing::Chunk;
-using Testing::Texts;
 
 TEST(CacheFileNameTest, PrefixDependsOnProductAndDeployment) {
   Deployment deployment;
@@ -133,4 +129,4 @@ TEST_F(CacheFileReaderTest, SkipsBadLines) {
 }
 
 }  // namespace
-}  // namespace Tav
+}  // namespace Tav::Testing

@@ -1,4 +1,4 @@
-// The cache of one product in a folder of its own, with a clock that does not move by itself.
+// The cache of one product in a folder of its own, with a fixed clock.
 #pragma once
 
 #include <gtest/gtest.h>

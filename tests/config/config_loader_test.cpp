@@ -7,10 +7,8 @@
 #include "support/captured_log.h"
 #include "support/loopback_server.h"
 
-namespace Tav {
+namespace Tav::Testing {
 namespace {
-
-using Testing::LoopbackServer;
 
 // Waits until `done` returns true, for a minute at most.
 template <typename Condition>
@@ -39,15 +37,15 @@ class ConfigLoaderTest : public testing::Test {
     return loader->Answer();
   }
 
-  Testing::CapturedLog log;
+  CapturedLog log;
 };
 
 TEST_F(ConfigLoaderTest, UrlNamesServerProductAndPlatform) {
-  Testing::SetEnvironment("TAV_CONFIGURATOR", "https://variable.invalid/");
+  SetEnvironment("TAV_CONFIGURATOR", "https://variable.invalid/");
   EXPECT_EQ(LoaderFor("https://host.invalid/c/")->Url(),
             "https://host.invalid/c/?N=App%201&V=2%3d3&P=win64");
   EXPECT_EQ(LoaderFor("")->Url(), "https://variable.invalid/?N=App%201&V=2%3d3&P=win64");
-  Testing::SetEnvironment("TAV_CONFIGURATOR", nullptr);
+  SetEnvironment("TAV_CONFIGURATOR", nullptr);
 }
 
 TEST_F(ConfigLoaderTest, AnswerIsTheServersWhateverItsStatus) {
@@ -78,4 +76,4 @@ TEST_F(ConfigLoaderTest, OwnerMayReleaseALoaderThatWaitsForItsServer) {
 }
 
 }  // namespace
-}  // namespace Tav
+}  // namespace Tav::Testing

@@ -5,10 +5,8 @@
 #include "platform/set_environment.h"
 #include "support/captured_log.h"
 
-namespace Tav {
+namespace Tav::Testing {
 namespace {
-
-using Testing::SetEnvironment;
 
 class ServerUrlsTest : public testing::Test {
  protected:
@@ -27,7 +25,7 @@ class ServerUrlsTest : public testing::Test {
   }
 
   Deployment deployment;
-  Testing::CapturedLog log;
+  CapturedLog log;
 };
 
 TEST_F(ServerUrlsTest, TakesTheFirstSourceThatHasAValue) {
@@ -46,4 +44,4 @@ TEST_F(ServerUrlsTest, TakesTheFirstSourceThatHasAValue) {
 }
 
 }  // namespace
-}  // namespace Tav
+}  // namespace Tav::Testing

@@ -6,7 +6,7 @@
 #include "storage/storage_views.h"
 #include "support/storage_folder.h"
 
-namespace Tav {
+namespace Tav::Testing {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -34,8 +34,8 @@ class SettingsTest : public testing::Test {
     return Describe(LoadSettings(&storage, product));
   }
 
-  Testing::StorageFolder folder_;
-  Testing::CapturedLog log_;
+  StorageFolder folder_;
+  CapturedLog log_;
 };
 
 TEST_F(SettingsTest, AreTextsWholeNumbersAndInhibitedNames) {
@@ -147,4 +147,4 @@ TEST_F(ConfigManagerTest, AddsWhatItParsesAndLoads) {
 }
 
 }  // namespace
-}  // namespace Tav
+}  // namespace Tav::Testing

@@ -14,16 +14,8 @@
 
 #include "cache/cache_fixture.h"
 
-namespace Tav {
+namespace Tav::Testing {
 namespace {
-
-using Testing::CacheFixture;
-using Testing::CapturedLog;
-using Testing::Chunk;
-using Testing::LoadFrom;
-using Testing::RecordsOf;
-using Testing::Texts;
-using Testing::TextsOf;
 
 class CacheProcessesTest : public CacheFixture {};
 
@@ -228,4 +220,4 @@ TEST_F(CacheProcessesTest, AFullDiskLeavesRecordsInTheList) {
 }
 
 }  // namespace
-}  // namespace Tav
+}  // namespace Tav::Testing
