@@ -13,8 +13,8 @@ std::string ConfigManager::GetString(std::string_view name, std::string_view def
     TAV_DEBUG("Using default value for %s: %s", std::string(name).c_str(), value.c_str());
     return value;
   }
-  TAV_DEBUG("Using server value for %s: %s", found->first.c_str(), found->second.strData.c_str());
-  return found->second.strData;
+  TAV_DEBUG("Using server value for %s: %s", found->first.c_str(), found->second.text.c_str());
+  return found->second.text;
 }
 
 int32_t ConfigManager::GetNumber(std::string_view name, int32_t defaultValue) const {
@@ -23,7 +23,7 @@ int32_t ConfigManager::GetNumber(std::string_view name, int32_t defaultValue) co
     TAV_DEBUG("Using default value for %s: %d", std::string(name).c_str(), defaultValue);
     return defaultValue;
   }
-  const int32_t value = TruncateToInt32(found->second.numData);
+  const int32_t value = TruncateToInt32(found->second.number);
   TAV_DEBUG("Using server value for %s: %d", found->first.c_str(), value);
   return value;
 }

@@ -54,7 +54,7 @@ bool ClientInfo::ShouldCollect() {
     ClientView view(&storage);
     const EnvValue stamp = view.GetValue(kLastQueryKey);
     if (stamp.type == EnvType::Number) {
-      const int64_t last = ToDay(stamp.numData);
+      const int64_t last = ToDay(stamp.number);
       TAV_DEBUG("CI: Comparing client query time stamps. Last stamp = %d, today = %d",
                 static_cast<int>(last), static_cast<int>(today));
       // A day in the future counts as recent.

@@ -125,10 +125,10 @@ void Endpoint::Persist(PersistentStorage* storage) const {
 
 bool Endpoint::IsChanged(PersistentStorage* storage) {
   EnvValue stored = PersistentStorage::ClientView(storage).GetValue(kEndpointKey);
-  if (stored.type != EnvType::String || stored.strData.empty()) {
+  if (stored.type != EnvType::String || stored.text.empty()) {
     return true;
   }
-  id_ = std::move(stored.strData);
+  id_ = std::move(stored.text);
   return false;
 }
 

@@ -24,7 +24,7 @@ PersistentStorage::ProductView ViewOf(PersistentStorage* storage, const ProductI
 // 0 when the key is missing or holds no number.
 int64_t DayOf(const EnvValue& value) {
   return value.type == EnvType::Number
-             ? static_cast<int64_t>(std::clamp(value.numData, -kMaxDay, kMaxDay))
+             ? static_cast<int64_t>(std::clamp(value.number, -kMaxDay, kMaxDay))
              : 0;
 }
 

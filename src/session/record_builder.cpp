@@ -50,10 +50,10 @@ void RecordBuilder::SetSessionEnvironment(const EnvMap* values) {
   for (const auto& [key, value] : *values) {
     switch (value.type) {
       case EnvType::String:
-        SetJsonMember(sessionEnvironment_.Get(), key, MakeJsonString(value.strData));
+        SetJsonMember(sessionEnvironment_.Get(), key, MakeJsonString(value.text));
         break;
       case EnvType::Number:
-        SetJsonMember(sessionEnvironment_.Get(), key, JsonPtr(json_real(value.numData)));
+        SetJsonMember(sessionEnvironment_.Get(), key, JsonPtr(json_real(value.number)));
         break;
       case EnvType::None:
         LogError("SM: SessionEnv - invalid data type %d (key: %s)", static_cast<int>(value.type),
@@ -164,10 +164,10 @@ size_t RecordBuilder::AddProductEnvironment(JsonData& data) const {
   for (const auto& [key, value] : *values) {
     switch (value.type) {
       case EnvType::String:
-        size += data.AddString(key, value.strData);
+        size += data.AddString(key, value.text);
         break;
       case EnvType::Number:
-        size += data.AddReal(key, value.numData);
+        size += data.AddReal(key, value.number);
         break;
       case EnvType::None:
         LogError("SM: AddProductInfo - invalid data type %d (key: %s)",

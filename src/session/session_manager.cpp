@@ -45,8 +45,8 @@ uint32_t SessionEnvironmentSize(const EnvMap* values) {
   size_t size = 0;
   if (values != nullptr) {
     for (const auto& [key, value] : *values) {
-      size += value.type == EnvType::String ? StringPairSize(key, value.strData)
-                                            : RealPairSize(key, value.numData);
+      size += value.type == EnvType::String ? StringPairSize(key, value.text)
+                                            : RealPairSize(key, value.number);
     }
   }
   return static_cast<uint32_t>(size);
@@ -58,8 +58,8 @@ void TraceProductValues(const PendingProductValues* values) {
   }
   for (const auto& [key, pending] : *values) {
     TAV_TRACE("SM: ProdEnv: key: %s, type: %d, val(str): %s, val(num): %f", key.c_str(),
-              static_cast<int>(pending.value.type), pending.value.strData.c_str(),
-              pending.value.numData);
+              static_cast<int>(pending.value.type), pending.value.text.c_str(),
+              pending.value.number);
   }
 }
 

@@ -27,21 +27,6 @@ std::vector<std::string> ElementKeys(const std::string& key, const EnvMap& map) 
 
 }  // namespace
 
-EnvValue ToEnvValue(const json_t* value) {
-  if (json_is_string(value)) {
-    return EnvValue::String(std::string(JsonStringView(value)));
-  }
-  return json_is_number(value) ? EnvValue::Number(json_number_value(value)) : EnvValue();
-}
-
-bool EqualsJson(const EnvValue& stored, const json_t* value) {
-  if (stored.type == EnvType::String) {
-    return json_is_string(value) && JsonStringView(value) == stored.strData;
-  }
-  return json_is_real(value) && stored.type == EnvType::Number &&
-         NearlyEqual(json_real_value(value), stored.numData);
-}
-
 bool UpdateListOrMap(std::string_view key,
                      bool isMap,
                      EnvMap& map,

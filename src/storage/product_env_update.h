@@ -11,12 +11,6 @@
 
 namespace Tav {
 
-// A JSON text or number; anything else becomes a value without type.
-EnvValue ToEnvValue(const json_t* value);
-
-// Texts equal byte for byte, reals nearly equal; a JSON integer never equals.
-bool EqualsJson(const EnvValue& stored, const json_t* value);
-
 // Where the changes of one list or map go, beside the environment itself.
 struct EnvChanges {
   bool afterInit = false;         // a session is running

@@ -18,8 +18,8 @@ int TypeNumber(const EnvValue& value) {
 
 void TraceEntries(const EnvMap& entries) {
   for (const auto& [key, value] : entries) {
-    TAV_DEBUG("    key: %s, type: %d, strData: %s, numData: %f", key.c_str(), TypeNumber(value),
-              value.strData.c_str(), value.numData);
+    TAV_DEBUG("    key: %s, type: %d, text: %s, number: %f", key.c_str(), TypeNumber(value),
+              value.text.c_str(), value.number);
   }
 }
 
@@ -49,7 +49,7 @@ ProductInfo::ProductInfo(std::string name, std::string version, const PendingPro
   }
   EnvValue optOut;
   if (Find(fullEnv_.get(), kOptOutKey, optOut) && optOut.type == EnvType::String) {
-    optOut_ = optOut.strData;
+    optOut_ = optOut.text;
   }
 }
 
@@ -112,8 +112,8 @@ bool ProductInfo::UpdateProductEnv(std::string_view key, const json_t* value, bo
   const bool changed = UpdateListOrMap(key, isMap, Full(), value, changes);
   if (changed && incEnv_ != nullptr) {
     for (const auto& [name, entry] : *incEnv_) {
-      TAV_DEBUG("PI: UpdateProductEnv. key: %s, type: %d, strData: %s, numData: %f", name.c_str(),
-                TypeNumber(entry), entry.strData.c_str(), entry.numData);
+      TAV_DEBUG("PI: UpdateProductEnv. key: %s, type: %d, text: %s, number: %f", name.c_str(),
+                TypeNumber(entry), entry.text.c_str(), entry.number);
     }
   } else if (changed) {
     TAV_DEBUG("PI: UpdateProductEnv didn't get inc. pe");

@@ -29,7 +29,7 @@ void ProductInfo::LoadEnvFromPS(PersistentStorage* storage) {
     EnvValue value = stored.GetValue(key);
     TAV_TRACE("Product: (%s,%s,%s): existing PS: key=%s, type=%d, val(str)=%s, val(num)=%f",
               name_.c_str(), version_.c_str(), platform_.c_str(), key.c_str(), TypeNumber(value),
-              value.strData.c_str(), value.numData);
+              value.text.c_str(), value.number);
     if (value.type != EnvType::None) {
       full.try_emplace(key, std::move(value));
     }
@@ -38,13 +38,13 @@ void ProductInfo::LoadEnvFromPS(PersistentStorage* storage) {
 
 bool ProductInfo::IsChanged(PersistentStorage* storage) {
   const ProductView product(storage, name_, version_, platform_);
-  const std::string pending = product.GetValue(StorageKeys::kPendingOptOut).strData;
+  const std::string pending = product.GetValue(StorageKeys::kPendingOptOut).text;
   if (!pending.empty()) {
     pendingCleared_ = false;
     TAV_DEBUG("PI: Pending PS opt-out status: %s", pending.c_str());
   }
   bool changed = true;
-  if (product.GetValue(StorageKeys::kRegistered).strData.empty()) {
+  if (product.GetValue(StorageKeys::kRegistered).text.empty()) {
     TAV_DEBUG("PI: Changed (not registered)");
   } else {
     changed = fullEnv_ != nullptr && CompareWithStorage(storage, pending);
@@ -55,7 +55,7 @@ bool ProductInfo::IsChanged(PersistentStorage* storage) {
   }
   EnvValue server = product.GetValue(StorageKeys::kServer);
   if (server.type == EnvType::String) {
-    server_ = std::move(server.strData);
+    server_ = std::move(server.text);
   }
   TAV_DEBUG("PI: (%s,%s,%s): %s, incremental: %d", name_.c_str(), version_.c_str(),
             platform_.c_str(), changed ? "changed" : "unchanged", incremental_);
@@ -88,8 +88,8 @@ bool ProductInfo::CollectChanges(PersistentStorage* storage) {
   for (const auto& [key, value] : *fullEnv_) {
     if (!stored.VerifyValue(key, value)) {
       changed = true;
-      TAV_DEBUG("PI: Changed (incremental). Key: %s, type: %d, strData: %s, numData: %f",
-                key.c_str(), TypeNumber(value), value.strData.c_str(), value.numData);
+      TAV_DEBUG("PI: Changed (incremental). Key: %s, type: %d, text: %s, number: %f",
+                key.c_str(), TypeNumber(value), value.text.c_str(), value.number);
       Incremental()[key] = value;
     }
   }
@@ -111,8 +111,8 @@ void ProductInfo::PersistToPS(PersistentStorage* storage) {
     ProductEnvView stored(storage, name_, version_, platform_, false);
     stored.Clear();
     for (const auto& [key, value] : *fullEnv_) {
-      TAV_TRACE("Product: persist to PS: key=%s, type: %d, strData: %s, numData: %f", key.c_str(),
-                TypeNumber(value), value.strData.c_str(), value.numData);
+      TAV_TRACE("Product: persist to PS: key=%s, type: %d, text: %s, number: %f", key.c_str(),
+                TypeNumber(value), value.text.c_str(), value.number);
       stored.SetValue(key, value);
     }
     incremental_ = true;
@@ -142,8 +142,8 @@ void ProductInfo::RewriteStoredEnv() const {
     ProductEnvView stored(&storage, name_, version_, platform_, false);
     stored.Clear();
     for (const auto& [key, value] : *fullEnv_) {
-      TAV_TRACE("PI: persist to PS: key: %s, type: %d, strData: %s, numData: %f", key.c_str(),
-                TypeNumber(value), value.strData.c_str(), value.numData);
+      TAV_TRACE("PI: persist to PS: key: %s, type: %d, text: %s, number: %f", key.c_str(),
+                TypeNumber(value), value.text.c_str(), value.number);
       stored.SetValue(key, value);
     }
   }

@@ -68,16 +68,16 @@ bool PersistentStorage::View::SetValue(const std::string& key, const EnvValue& v
     return false;
   }
   if (value.type == EnvType::String) {
-    return SetValue(key, value.strData);
+    return SetValue(key, value.text);
   }
   const int type = static_cast<int>(value.type);
   if (value.type != EnvType::Number) {
     LogError("PS: SetValue - value data type %d is not supported. Key: %s", type, key.c_str());
     return false;
   }
-  JsonPtr number(json_real(value.numData));
+  JsonPtr number(json_real(value.number));
   if (!number) {
-    LogError("PS: SetValue - double %f cannot be convert to new JSON real. Key: %s", value.numData,
+    LogError("PS: SetValue - double %f cannot be convert to new JSON real. Key: %s", value.number,
              key.c_str());
     return false;
   }
@@ -86,7 +86,7 @@ bool PersistentStorage::View::SetValue(const std::string& key, const EnvValue& v
     LogWarning(
         "PS: SetValue failed with error %d for env data. Key: %s, type: %d, value (str): %s, "
         "value (double): %f",
-        result, key.c_str(), type, value.strData.c_str(), value.numData);
+        result, key.c_str(), type, value.text.c_str(), value.number);
   }
   return result == 0;
 }
@@ -127,9 +127,9 @@ bool PersistentStorage::View::VerifyValue(const std::string& key, const EnvValue
   }
   const json_t* const stored = json_object_get(Node(), key.c_str());
   if (value.type == EnvType::String) {
-    return json_is_string(stored) && JsonStringView(stored) == value.strData;
+    return json_is_string(stored) && JsonStringView(stored) == value.text;
   }
-  return json_is_real(stored) && NearlyEqual(json_real_value(stored), value.numData);
+  return json_is_real(stored) && NearlyEqual(json_real_value(stored), value.number);
 }
 
 bool PersistentStorage::View::GetValue(const std::string& key, const std::string& expected) const {

@@ -23,9 +23,9 @@ constexpr int32_t kProductAdded = 2;
 // A number as JSON writes it, whatever the locale.
 std::string TextOf(const EnvValue& value) {
   if (value.type != EnvType::Number) {
-    return value.strData;
+    return value.text;
   }
-  const JsonPtr number(json_real(value.numData));
+  const JsonPtr number(json_real(value.number));
   char text[64];
   const size_t length = json_dumpb(number.Get(), text, sizeof text, JSON_ENCODE_ANY);
   return std::string(text, length <= sizeof text ? length : 0);

@@ -20,8 +20,8 @@ class SettingsTest : public testing::Test {
     Lines lines;
     for (const auto& [name, value] : settings.values) {
       lines.push_back(value.type == EnvType::Number
-                          ? name + ':' + std::to_string(static_cast<int64_t>(value.numData))
-                          : name + '=' + value.strData);
+                          ? name + ':' + std::to_string(static_cast<int64_t>(value.number))
+                          : name + '=' + value.text);
     }
     lines.insert(lines.end(), settings.inhibitList.begin(), settings.inhibitList.end());
     return lines;

@@ -107,7 +107,7 @@ TEST_F(DurableSessionTest, TheProductEnvironmentIsSentOnceThenOnlyItsChanges) {
   EXPECT_FALSE(Gateway::HasProductEnvironment(1));
   EXPECT_EQ(Gateway::ProductValue(2, "std-Incremental"), "true");
   EXPECT_EQ(Gateway::ProductValue(2, "Edition"), "Ultra");
-  EXPECT_EQ(Stored("Server").strData, "test://");
+  EXPECT_EQ(Stored("Server").text, "test://");
   // A gateway of another name knows nothing of the product.
   Testing::SetEnvironment("TAV_GATEWAY", "TEST://");
   SetProductValue("Edition", "Ultra");
@@ -127,12 +127,12 @@ TEST_F(DurableSessionTest, OptingOutDeletesTheCacheAndIsRememberedUntilItIsSent)
   config_.noImpliedRecords = true;
   SetProductValue("std-OptOut", "true");
   Run({"secret"});
-  EXPECT_EQ(Stored("PendingStdOptOut").strData, "true");
+  EXPECT_EQ(Stored("PendingStdOptOut").text, "true");
   Gateway::refuse = false;
   SetProductValue("std-OptOut", "true");
   Run({"secret"});
   EXPECT_FALSE(Cached(1));
-  EXPECT_EQ(Stored("PendingStdOptOut").strData, "");
+  EXPECT_EQ(Stored("PendingStdOptOut").text, "");
   ASSERT_EQ(Gateway::RecordCount(), 2u);
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "sent", "$e"}));
   EXPECT_EQ(Gateway::ProductValue(1, "std-OptOut"), "true");
@@ -169,7 +169,7 @@ TEST_F(DurableSessionTest, AnUnsentOptOutStaysOutOfTheCache) {
   SetProductValue("std-OptOut", "true");
   Run({});
   EXPECT_FALSE(Cached(1));
-  EXPECT_EQ(Stored("PendingStdOptOut").strData, "true");
+  EXPECT_EQ(Stored("PendingStdOptOut").text, "true");
 }
 
 TEST_F(DurableSessionTest, SettingsOfAnEarlierFetchGovernTheRun) {
@@ -244,11 +244,11 @@ TEST_F(DurableSessionTest, DayStampsTellOfTheLastRun) {
   EXPECT_EQ(manager_->GetLastActiveTime(), today - 3);
   EXPECT_EQ(manager_->GetLastServerAccessTime(), today - 2);
   Stop();
-  EXPECT_EQ(Stored("LastActive", true).numData, static_cast<double>(today));
-  EXPECT_EQ(Stored("LastServerAccess", true).numData, static_cast<double>(today - 2));
+  EXPECT_EQ(Stored("LastActive", true).number, static_cast<double>(today));
+  EXPECT_EQ(Stored("LastServerAccess", true).number, static_cast<double>(today - 2));
   Gateway::refuse = false;
   Run({});
-  EXPECT_EQ(Stored("LastServerAccess", true).numData, static_cast<double>(today));
+  EXPECT_EQ(Stored("LastServerAccess", true).number, static_cast<double>(today));
 }
 
 TEST_F(DurableSessionTest, APersistentIntervalRunsAcrossRuns) {

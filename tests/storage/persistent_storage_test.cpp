@@ -78,7 +78,7 @@ TEST_F(PersistentStorageTest, KeepsWhatEveryViewSaysInTheDocumentedLayout) {
   EXPECT_TRUE(ClientView(&storage_).GetValue("OsName", "W\u00EFndows"));
   const ProductView product(&storage_, "App", "1.0", kPlatform);
   EXPECT_FALSE(product.Added());
-  EXPECT_EQ(product.GetValue("LastActive").numData, 20000.0);
+  EXPECT_EQ(product.GetValue("LastActive").number, 20000.0);
   ProductEnvView values(&storage_, "App", "1.0", kPlatform, false);
   EXPECT_EQ(values.GetKeys(), std::vector<std::string>{"std-OptOut"});
   const InhibitEventView inhibit(&storage_, "App", "1.0", kPlatform);
@@ -94,7 +94,7 @@ TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
   log_.Take();
   EXPECT_EQ(view.GetValue("flag").type, EnvType::None);
   EXPECT_EQ(log_.Take(), std::vector<std::string>{"error: PS: key flag has invalid type 5"});
-  EXPECT_EQ(view.GetValue("three").numData, 3.0);
+  EXPECT_EQ(view.GetValue("three").number, 3.0);
   EXPECT_EQ(view.GetValue("absent").type, EnvType::None);
 
   EXPECT_FALSE(view.VerifyValue("three", EnvValue::Number(3)));
@@ -119,7 +119,7 @@ TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
   EXPECT_EQ(lines[3], lines[2]);
   EXPECT_EQ(lines[4], "warning: PS: SetValue failed with -1 for '\xFF' 'value'");
   EXPECT_EQ(lines[5], "warning: PS: RemoveValue failed with -1");
-  EXPECT_EQ(view.GetValue("real").numData, 3.0);
+  EXPECT_EQ(view.GetValue("real").number, 3.0);
   EXPECT_TRUE(view.RemoveValue("text"));
   EXPECT_EQ(view.GetValue("text").type, EnvType::None);
 }
@@ -247,7 +247,7 @@ TEST_F(PersistentStorageTest, ProductsThatShareTheFileLoseNothingToEachOther) {
           continue;
         }
         ProductView product(&storage, name, "1.0", kPlatform);
-        EXPECT_EQ(product.GetValue("LastActive").numData, round - 1);
+        EXPECT_EQ(product.GetValue("LastActive").number, round - 1);
         product.SetValue("LastActive", EnvValue::Number(round++));
         storage.CloseAndSave();
       }
@@ -260,7 +260,7 @@ TEST_F(PersistentStorageTest, ProductsThatShareTheFileLoseNothingToEachOther) {
   EXPECT_EQ(storage_.GetProducts().size(), size_t{kProducts});
   for (int number = 0; number < kProducts; ++number) {
     const ProductView product(&storage_, "App" + std::to_string(number), "1.0", kPlatform);
-    EXPECT_EQ(product.GetValue("LastActive").numData, kRounds);
+    EXPECT_EQ(product.GetValue("LastActive").number, kRounds);
   }
 }
 

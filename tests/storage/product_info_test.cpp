@@ -32,7 +32,7 @@ Entries Shown(const EnvMap* map) {
   Entries lines;
   for (const auto& [key, value] : *map) {
     const bool isText = value.type == EnvType::String;
-    lines.push_back(key + "=" + (isText ? value.strData : std::to_string(value.numData)));
+    lines.push_back(key + "=" + (isText ? value.text : std::to_string(value.number)));
   }
   return lines;
 }
@@ -89,7 +89,7 @@ class ProductInfoTest : public testing::Test {
   // The product's member as it is stored.
   std::string Stored(const std::string& key) {
     EXPECT_TRUE(storage_.Open(false));
-    std::string text = ProductView(&storage_, "App", "1.0", kPlatform).GetValue(key).strData;
+    std::string text = ProductView(&storage_, "App", "1.0", kPlatform).GetValue(key).text;
     storage_.Close(false);
     return text;
   }
@@ -149,7 +149,7 @@ TEST_F(ProductInfoTest, AKnownProductSendsWhatDiffers) {
 
   ProductInfo other = Product(R"({"a": "2", "b": "2", "c": 3})");
   EXPECT_TRUE(Start(other));
-  EXPECT_NE(log_.Find("PI: Changed (incremental). Key: a, type: 1, strData: 2, numData: 0.0"), "");
+  EXPECT_NE(log_.Find("PI: Changed (incremental). Key: a, type: 1, text: 2, number: 0.0"), "");
   EXPECT_EQ(ToSend(other, true), (Entries{"a=2", "b=2", "c=3.000000"}));
   other.SetServer("https://elsewhere/");
   EXPECT_EQ(ToSend(other, false), (Entries{"a=2", "b=2", "c=3.000000", "gone=kept"}));
@@ -268,7 +268,7 @@ TEST_F(ProductInfoTest, ElementsThatAreOnlyGoneAreForgottenAtOnce) {
   Start(product);
   log_.Take();
   EXPECT_FALSE(product.UpdateProductEnv("k", Json(R"({"b": "2"})").Get(), true));
-  EXPECT_NE(log_.Find("PI: persist to PS: key: k.b, type: 1, strData: 2, numData: 0.0"), "");
+  EXPECT_NE(log_.Find("PI: persist to PS: key: k.b, type: 1, text: 2, number: 0.0"), "");
   EXPECT_EQ(StoredValues(), (Entries{"k.b=2", "kind=x"}));
   EXPECT_EQ(Stored("Server"), kGateway);
   ASSERT_TRUE(storage_.Open(false));

@@ -101,7 +101,7 @@ class StorageDamageTest : public testing::Test {
     const ProductEnvView values(&storage, "App", "1.0", kPlatform, false);
     EXPECT_TRUE(values.GetValue("new", "1"));
     const ProductEnvView settings(&storage, "App", "1.0", kPlatform, true);
-    EXPECT_EQ(settings.GetValue("pause_time").numData, 2.0);
+    EXPECT_EQ(settings.GetValue("pause_time").number, 2.0);
     const PersistentStorage::InhibitEventView inhibit(&storage, "App", "1.0", kPlatform);
     EXPECT_EQ(inhibit.Size(), 1U);
     EXPECT_EQ(inhibit.Get(0), "Secret");

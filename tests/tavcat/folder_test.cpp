@@ -22,7 +22,7 @@ constexpr char kRecord[] =
 EnvValue Number(double value) {
   EnvValue number;
   number.type = EnvType::Number;
-  number.numData = value;
+  number.number = value;
   return number;
 }
 

@@ -104,7 +104,7 @@ int ReadCounter() {
   for (int number = 0; number < kProducts; ++number) {
     ProductEnvView values(&storage, ProductName(number), "1.0", kPlatform, false);
     const ProductView product(&storage, ProductName(number), "1.0", kPlatform);
-    const int own = static_cast<int>(product.GetValue(kCounter).numData);
+    const int own = static_cast<int>(product.GetValue(kCounter).number);
     if (values.Size() != kValues || (number > 0 && own != count)) {
       return -1;
     }
