@@ -11,6 +11,10 @@ namespace Tav {
 
 namespace {
 
+using Access = PersistentStorage::Access;
+using ValuesView = PersistentStorage::ProductEnvView;
+using InhibitView = PersistentStorage::InhibitEventView;
+
 constexpr std::string_view kInhibitMember = "inhibit";
 
 void AddInhibited(std::vector<std::string>& inhibitList, const json_t* value) {
@@ -44,16 +48,6 @@ void ParseValue(EnvMap& values, const char* name, const json_t* value) {
                                                 : TruncateToInt32(json_real_value(value));
   TAV_DEBUG("XM: setting %s to %d", name, number);
   values[name] = EnvValue::Number(number);
-}
-
-PersistentStorage::ProductEnvView ValuesView(PersistentStorage* storage,
-                                             const ProductIdentity& product) {
-  return {storage, product.name, product.version, product.platform, true};
-}
-
-PersistentStorage::InhibitEventView InhibitView(PersistentStorage* storage,
-                                                const ProductIdentity& product) {
-  return {storage, product.name, product.version, product.platform};
 }
 
 }  // namespace
@@ -92,7 +86,7 @@ std::optional<Settings> ParseSettings(std::string_view jsonText) {
 Settings LoadSettings(PersistentStorage* storage, const ProductIdentity& product) {
   TAV_DEBUG("XM: Loading settings from PS");
   Settings settings;
-  PersistentStorage::ProductEnvView values = ValuesView(storage, product);
+  const ValuesView values(storage, product, ValuesView::Section::Settings, Access::Read);
   for (const std::string& name : values.GetKeys()) {
     TAV_DEBUG("XM: loading setting for %s", name.c_str());
     EnvValue value = values.GetValue(name);
@@ -100,7 +94,7 @@ Settings LoadSettings(PersistentStorage* storage, const ProductIdentity& product
       settings.values[name] = std::move(value);
     }
   }
-  const PersistentStorage::InhibitEventView inhibited = InhibitView(storage, product);
+  const InhibitView inhibited(storage, product, Access::Read);
   for (size_t i = 0; i < inhibited.Size(); ++i) {
     settings.inhibitList.push_back(inhibited.Get(i));
   }
@@ -111,12 +105,12 @@ void SaveSettings(PersistentStorage* storage,
                   const ProductIdentity& product,
                   const Settings& settings) {
   TAV_DEBUG("XM: Saving settings");
-  PersistentStorage::ProductEnvView values = ValuesView(storage, product);
+  ValuesView values(storage, product, ValuesView::Section::Settings, Access::Update);
   values.Clear();
   for (const auto& [name, value] : settings.values) {
     values.SetValue(name, value);
   }
-  PersistentStorage::InhibitEventView inhibited = InhibitView(storage, product);
+  InhibitView inhibited(storage, product, Access::Update);
   inhibited.Clear();
   for (const std::string& name : settings.inhibitList) {
     inhibited.Append(name);

@@ -47,7 +47,7 @@ ClientInfo::~ClientInfo() = default;
 
 bool ClientInfo::ShouldCollect() {
   PersistentStorage storage;
-  storage.OpenTimestamps(true);
+  storage.OpenTimestamps(PersistentStorage::Access::Update);
   const int64_t today = CurrentTime() / kSecondsPerDay;
   bool collect = true;
   {
@@ -64,7 +64,7 @@ bool ClientInfo::ShouldCollect() {
       view.SetValue(kLastQueryKey, EnvValue::Number(static_cast<double>(today)));
     }
   }
-  storage.Close(collect);
+  storage.Close(collect ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
   return collect;
 }
 

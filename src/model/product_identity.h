@@ -7,8 +7,8 @@ namespace Tav {
 
 struct ProductIdentity {
   std::string name;
-  std::string version;  // with the host's qualifier
-  std::string platform;
+  std::string version;   // includes the application's qualifier, if any
+  std::string platform;  // a code such as "wntx64"
 };
 
 }  // namespace Tav

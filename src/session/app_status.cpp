@@ -8,14 +8,17 @@
 
 namespace Tav {
 
+namespace {
+
+using Access = PersistentStorage::Access;
+using Changes = PersistentStorage::Changes;
+
+}  // namespace
+
 AppStatus::AppStatus(const LibraryConfig& config, Consent consent)
     : consent_(consent),
       product_(config.productName, config.productVersion, config.productValues.get()),
-      settings_(Identity()) {}
-
-ProductIdentity AppStatus::Identity() const {
-  return {product_.GetName(), product_.GetVersion(), product_.GetPlatform()};
-}
+      settings_(product_.Identity()) {}
 
 void AppStatus::CollectClient() {
   if (consent_.AllowsMachineDescription()) {
@@ -26,7 +29,7 @@ void AppStatus::CollectClient() {
 void AppStatus::Load() {
   TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const StorageCloser closer(storage_);
-  storage_.Open(false);
+  storage_.Open(Access::Read);
   const bool clientChanged = client_.IsChanged(&storage_);
   const bool productChanged = product_.IsChanged(&storage_);
   product_.LoadEnvFromPS(&storage_);
@@ -45,12 +48,12 @@ void AppStatus::Load() {
 void AppStatus::StoreEndpoint() {
   endpoint_.Compute();
   const StorageCloser closer(storage_);
-  storage_.Open(true);
+  storage_.Open(Access::Update);
   const bool missing = endpoint_.IsChanged(&storage_);
   if (missing) {
     endpoint_.Persist(&storage_);
   }
-  storage_.Close(missing);
+  storage_.Close(missing ? Changes::Save : Changes::Discard);
 }
 
 void AppStatus::ComputeEndpoint() {
@@ -81,9 +84,9 @@ bool AppStatus::OnClientComplete() {
   bool changed = false;
   {
     const StorageCloser closer(storage_);
-    storage_.Open(false);
+    storage_.Open(Access::Read);
     changed = client_.IsChanged(&storage_);
-    storage_.Close(false);
+    storage_.Close(Changes::Discard);
   }
   if (!changed && !newServer_) {
     return false;
@@ -109,7 +112,7 @@ void AppStatus::PersistAppStatusChanges() {
   if (changes_.Product() || changes_.Machine()) {
     TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
     const StorageCloser closer(storage_);
-    storage_.Open(true);
+    storage_.Open(Access::Update);
     if (changes_.Product()) {
       product_.PersistToPS(&storage_);
       changes_.OnProductStored();
@@ -129,7 +132,7 @@ void AppStatus::PersistPendingOptOut() {
   }
   TAV_DEBUG("SM: ProcessTermination: writing pending opt-out key to PS");
   const StorageCloser closer(storage_);
-  storage_.Open(true);
+  storage_.Open(Access::Update);
   product_.PersistPendingOptOut(&storage_);
   storage_.CloseAndSave();
 }
@@ -147,7 +150,7 @@ void AppStatus::ClearPendingOptOut() {
     return;
   }
   const StorageCloser closer(storage_);
-  storage_.Open(true);
+  storage_.Open(Access::Update);
   product_.ClearPendingOptOut(&storage_);
   storage_.CloseAndSave();
 }
@@ -159,7 +162,7 @@ void AppStatus::StoreFetchedSettings(const std::string& answer) {
   }
   TAV_DEBUG("SM: Updating PS with new settings");
   const StorageCloser closer(storage_);
-  storage_.Open(true);
+  storage_.Open(Access::Update);
   settings_.SaveToStorage(&storage_, settings);
   storage_.CloseAndSave();
 }

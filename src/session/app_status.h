@@ -10,7 +10,6 @@
 #include "machine/endpoint.h"
 #include "model/handles.h"
 #include "model/library_config.h"
-#include "model/product_identity.h"
 #include "session/consent.h"
 #include "session/unsent_changes.h"
 #include "storage/persistent_storage.h"
@@ -55,7 +54,6 @@ class AppStatus {
   // Stores the settings that the server sent, for the next run.
   void StoreFetchedSettings(const std::string& answer);
 
-  ProductIdentity Identity() const;
   const ProductInfo& Product() const { return product_; }
   const ClientEnv& Client() const { return client_.GetClientEnv(); }
   const ConfigManager& Config() const { return settings_; }

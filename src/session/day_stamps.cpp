@@ -18,7 +18,7 @@ constexpr char kLastActive[] = "LastActive";
 constexpr char kLastConfigAccess[] = "LastConfigAccess";
 
 PersistentStorage::ProductView ViewOf(PersistentStorage* storage, const ProductIdentity& product) {
-  return {storage, product.name, product.version, product.platform};
+  return {storage, product, PersistentStorage::Access::Update};
 }
 
 // 0 when the key is missing or holds no number.
@@ -33,7 +33,7 @@ int64_t DayOf(const EnvValue& value) {
 bool DayStamps::LoadTimestamp(int64_t now) {
   const int64_t today = now / kSecondsPerDay;
   const StorageCloser closer(storage_);
-  storage_.OpenTimestamps(true);
+  storage_.OpenTimestamps(PersistentStorage::Access::Update);
   bool newDay = false;
   {
     PersistentStorage::ProductView view = ViewOf(&storage_, product_);
@@ -51,7 +51,7 @@ bool DayStamps::LoadTimestamp(int64_t now) {
       view.SetValue(kLastConfigAccess, EnvValue::Number(static_cast<double>(today)));
     }
   }
-  storage_.Close(newDay);
+  storage_.Close(newDay ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
   return newDay;
 }
 
@@ -79,14 +79,14 @@ void DayStamps::PersistLastServerAccessTime(int64_t now) {
 
 bool DayStamps::StoreDay(const char* key, int64_t day) {
   const StorageCloser closer(storage_);
-  storage_.OpenTimestamps(true);
+  storage_.OpenTimestamps(PersistentStorage::Access::Update);
   bool stored = false;
   {
     PersistentStorage::ProductView view = ViewOf(&storage_, product_);
     stored =
         view.SetValue(key, EnvValue::Number(static_cast<double>(day))) && !storage_.HadOpenError();
   }
-  storage_.Close(stored);
+  storage_.Close(stored ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
   return stored;
 }
 

@@ -53,7 +53,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       consent_(config_.optOut),
       queue_(queue),
       app_(config_, consent_),
-      stamps_(app_.Identity()),
+      stamps_(app_.Product().Identity()),
       intake_(consent_, app_.Config()),
       builder_(app_.Product(), app_.Client(), consent_),
       delivery_(app_, stamps_, builder_, intake_, consent_),
@@ -102,7 +102,7 @@ void SessionThread::CheckAppStatus() {
     return;
   }
   TAV_DEBUG("SM: Config stamp update. Starting loader");
-  loader_ = CreateConfigLoader(app_.Identity(), config_.hostConfigUrl, config_.deployment);
+  loader_ = CreateConfigLoader(app_.Product().Identity(), config_.hostConfigUrl, config_.deployment);
   if (!loader_->Run()) {
     loader_.reset();
   }

@@ -18,7 +18,7 @@ using namespace StorageKeys;
 constexpr std::string_view kMainFileName = "TavData";
 constexpr std::string_view kTimestampsPrefix = "Ts";
 
-// Made when it is first set and never destroyed, as all process-wide state of the library.
+// Allocated when first set and never freed, so that no destructor runs at process exit.
 constinit std::string* alternateName = nullptr;
 constinit Platform::StaticLock alternateNameLock;
 
@@ -51,7 +51,7 @@ bool HasText(const json_t* object, const char* key, const std::string& text) {
   return json_is_string(value) && JsonStringView(value) == text;
 }
 
-void SetIdentity(json_t* product, const char* key, const std::string& text) {
+void SetIdentityPart(json_t* product, const char* key, const std::string& text) {
   JsonPtr value(json_string(text.c_str()));
   if (!value) {
     LogError("PS: Cannot create json string for '%s'", text.c_str());
@@ -62,9 +62,9 @@ void SetIdentity(json_t* product, const char* key, const std::string& text) {
 
 }  // namespace
 
-std::string PersistentStorage::GetPSFileSpec(bool timestamps) {
+std::string PersistentStorage::GetPSFileSpec(Document document) {
   std::string name = MainFileName();
-  if (timestamps) {
+  if (document == Document::Timestamps) {
     name.insert(0, kTimestampsPrefix);
   }
   TAV_TRACE("PS: PS file: '%s'", name.c_str());
@@ -87,26 +87,19 @@ void PersistentStorage::SetAlternatePSDirectory(std::string_view directory) {
   TAV_DEBUG("PS: Set alternate PS directory to: %s", Platform::PathToUtf8(directory).c_str());
 }
 
-bool PersistentStorage::Open(bool update) {
-  return OpenDocument(false, update);
-}
-
-bool PersistentStorage::OpenTimestamps(bool update) {
-  return OpenDocument(true, update);
-}
-
-bool PersistentStorage::OpenDocument(bool timestamps, bool update) {
+bool PersistentStorage::OpenDocument(Document document, Access access) {
   TAV_TRACE("PS: Opening PS file");
   root_.Reset();
   file_.Close();
   parseError_ = false;
   openError_ = false;
-  const std::string path = GetPSFileSpec(timestamps);
+  const bool update = access == Access::Update;
+  const std::string path = GetPSFileSpec(document);
   if (path.empty()) {
     LogError("PS: Open (update: %d): Could not form PS spec.", update);
     return false;
   }
-  // To look for what was never stored makes no file.
+  // Opening creates a missing file; a read must not.
   if (update || StorageFile::Exists(path)) {
     openError_ = !file_.Open(path);
   }
@@ -122,12 +115,12 @@ bool PersistentStorage::OpenDocument(bool timestamps, bool update) {
   return true;
 }
 
-bool PersistentStorage::Close(bool save) {
+bool PersistentStorage::Close(Changes changes) {
   if (root_) {
     TAV_TRACE("PS: Closing PS file");
   }
   if (file_.IsOpen()) {
-    if (save && root_) {
+    if (changes == Changes::Save && root_) {
       file_.Write(root_.Get());
     }
     file_.Close();
@@ -135,19 +128,14 @@ bool PersistentStorage::Close(bool save) {
   root_.Reset();
   parseError_ = false;
   openError_ = false;
-  productList_.clear();
   return true;
-}
-
-bool PersistentStorage::CloseAndSave() {
-  return Close(true);
 }
 
 json_t* PersistentStorage::Products() const {
   return json_object_get(root_.Get(), kProducts);
 }
 
-int PersistentStorage::FindProduct(const ProductTriple& product) const {
+int PersistentStorage::FindProduct(const ProductIdentity& product) const {
   const json_t* const products = Products();
   size_t index = 0;
   const json_t* element = nullptr;
@@ -163,23 +151,25 @@ int PersistentStorage::FindProduct(const ProductTriple& product) const {
   return -1;
 }
 
-int PersistentStorage::AddProduct(const ProductTriple& product) {
-  JsonPtr added(json_object());
-  SetIdentity(added.Get(), kName, product.name);
-  SetIdentity(added.Get(), kVersion, product.version);
-  SetIdentity(added.Get(), kPlatform, product.platform);
-  json_array_append_new(Products(), added.Release());
-  return static_cast<int>(json_array_size(Products())) - 1;
+json_t* PersistentStorage::ProductAt(int index) const {
+  return index < 0 ? nullptr : json_array_get(Products(), static_cast<size_t>(index));
 }
 
-bool PersistentStorage::RemoveProduct(const std::string& name,
-                                      const std::string& version,
-                                      const std::string& platform) {
+json_t* PersistentStorage::AddProduct(const ProductIdentity& product) {
+  JsonPtr added(json_object());
+  SetIdentityPart(added.Get(), kName, product.name);
+  SetIdentityPart(added.Get(), kVersion, product.version);
+  SetIdentityPart(added.Get(), kPlatform, product.platform);
+  json_t* const element = added.Get();
+  return json_array_append_new(Products(), added.Release()) == 0 ? element : nullptr;
+}
+
+bool PersistentStorage::RemoveProduct(const ProductIdentity& product) {
   if (!root_) {
     LogWarning("PS: PS is not open");
     return false;
   }
-  const int index = FindProduct({name, version, platform});
+  const int index = FindProduct(product);
   if (index < 0) {
     TAV_DEBUG("PS: Product not found for removal");
     return false;
@@ -187,23 +177,23 @@ bool PersistentStorage::RemoveProduct(const std::string& name,
   return json_array_remove(Products(), static_cast<size_t>(index)) == 0;
 }
 
-const std::vector<ProductTriple>& PersistentStorage::GetProducts() {
-  productList_.clear();
+std::vector<ProductIdentity> PersistentStorage::GetProducts() const {
+  std::vector<ProductIdentity> identities;
   const json_t* const products = Products();
   size_t index = 0;
   const json_t* element = nullptr;
   json_array_foreach(products, index, element) {
     if (json_is_object(element)) {
-      productList_.push_back(
+      identities.push_back(
           {Text(element, kName), Text(element, kVersion), Text(element, kPlatform)});
     }
   }
-  return productList_;
+  return identities;
 }
 
 bool PersistentStorage::Destroy() {
-  for (const bool timestamps : {false, true}) {
-    const std::string path = GetPSFileSpec(timestamps);
+  for (const Document document : {Document::Main, Document::Timestamps}) {
+    const std::string path = GetPSFileSpec(document);
     if (path.empty() || !StorageFile::Delete(path)) {
       return false;
     }

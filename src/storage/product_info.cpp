@@ -2,15 +2,21 @@
 
 #include <utility>
 
-#include "storage/product_env_update.h"
-#include "util/json.h"
+#include "platform/clock.h"
+#include "storage/storage_keys.h"
+#include "storage/storage_views.h"
 #include "util/logger.h"
 
 namespace Tav {
 
 namespace {
 
+using Access = PersistentStorage::Access;
+using ProductEnvView = PersistentStorage::ProductEnvView;
+using ProductView = PersistentStorage::ProductView;
+
 constexpr char kPlatformCode[] = "wntx64";
+constexpr int64_t kMillisecondsPerSecond = 1000;
 
 int TypeNumber(const EnvValue& value) {
   return static_cast<int>(value.type);
@@ -18,126 +24,194 @@ int TypeNumber(const EnvValue& value) {
 
 void TraceEntries(const EnvMap& entries) {
   for (const auto& [key, value] : entries) {
-    TAV_DEBUG("    key: %s, type: %d, text: %s, number: %f", key.c_str(), TypeNumber(value),
+    TAV_DEBUG("    key: %s, type: %d, strData: %s, numData: %f", key.c_str(), TypeNumber(value),
               value.text.c_str(), value.number);
   }
 }
 
-bool Find(const EnvMap* map, std::string_view key, EnvValue& value) {
-  const bool found = map != nullptr && map->contains(key);
-  value = found ? map->find(key)->second : EnvValue();
-  return found;
+ProductEnvView ValuesOf(PersistentStorage* storage, const ProductIdentity& product, Access access) {
+  return {storage, product, ProductEnvView::Section::Values, access};
 }
 
 }  // namespace
 
 ProductInfo::ProductInfo(std::string name, std::string version, const PendingProductValues* values)
-    : name_(std::move(name)),
-      version_(std::move(version)),
-      platform_(kPlatformCode),
-      optOut_("false") {
-  if (values != nullptr) {
-    fullEnv_ = std::make_unique<EnvMap>();
-    for (const auto& [key, pending] : *values) {
-      if (pending.payload) {
-        EnvChanges changes;
-        UpdateListOrMap(key, pending.isMap, *fullEnv_, pending.payload.Get(), changes);
-      } else {
-        (*fullEnv_)[key] = pending.value;
-      }
-    }
-  }
-  EnvValue optOut;
-  if (Find(fullEnv_.get(), kOptOutKey, optOut) && optOut.type == EnvType::String) {
-    optOut_ = optOut.text;
+    : identity_{std::move(name), std::move(version), kPlatformCode}, env_(values) {
+  const EnvValue* const optOut = env_.Find(kOptOutKey);
+  if (optOut != nullptr && optOut->type == EnvType::String) {
+    optOut_ = optOut->text;
   }
 }
 
 void ProductInfo::SetServer(std::string url) {
   server_ = std::move(url);
   serverChanged_ = true;
-  incEnv_.reset();
+  env_.DiscardChanges();
 }
 
 bool ProductInfo::FindEnvValue(std::string_view key, EnvValue& value) const {
-  return Find(fullEnv_.get(), key, value);
+  const EnvValue* const found = env_.Find(key);
+  value = found != nullptr ? *found : EnvValue();
+  return found != nullptr;
 }
 
 const EnvMap* ProductInfo::GetEnvData(bool& isIncremental) const {
   TAV_DEBUG("PI: GetEnvData. Current OptOut: %s, Incremental: %d, serverChanged: %d",
-            optOut_.c_str(), incremental_, serverChanged_);
+            optOut_.c_str(), env_.IsIncremental(), serverChanged_);
   if (serverChanged_) {
     TAV_DEBUG("PI: Get full PE because of server changed.");
     isIncremental = false;
-    return fullEnv_.get();
+    return env_.All();
   }
-  isIncremental = incremental_;
-  if (incremental_) {
-    if (incEnv_ != nullptr) {
-      TAV_DEBUG("PI: Get incremental PE.");
-      TraceEntries(*incEnv_);
+  isIncremental = env_.IsIncremental();
+  const EnvMap* const values = isIncremental ? env_.Changes() : env_.All();
+  if (!isIncremental) {
+    TAV_DEBUG("PI: Get full PE.");
+  } else if (values != nullptr) {
+    TAV_DEBUG("PI: Get incremental PE.");
+  }
+  if (values != nullptr) {
+    TraceEntries(*values);
+  }
+  return values;
+}
+
+void ProductInfo::LoadEnvFromPS(PersistentStorage* storage) {
+  const ProductEnvView view = ValuesOf(storage, identity_, Access::Read);
+  EnvMap stored;
+  for (const std::string& key : view.GetKeys()) {
+    EnvValue value = view.GetValue(key);
+    TAV_TRACE("Product: (%s,%s,%s): existing PS: key=%s, type=%d, val(str)=%s, val(num)=%f",
+              GetName().c_str(), GetVersion().c_str(), GetPlatform().c_str(), key.c_str(),
+              TypeNumber(value), value.text.c_str(), value.number);
+    if (value.type != EnvType::None) {
+      stored[key] = std::move(value);
     }
-    return incEnv_.get();
   }
-  TAV_DEBUG("PI: Get full PE.");
-  if (fullEnv_ != nullptr) {
-    TraceEntries(*fullEnv_);
-  }
-  return fullEnv_.get();
+  env_.AddStored(std::move(stored));
 }
 
-EnvMap& ProductInfo::Full() {
-  if (fullEnv_ == nullptr) {
-    fullEnv_ = std::make_unique<EnvMap>();
+bool ProductInfo::IsChanged(PersistentStorage* storage) {
+  const ProductView product(storage, identity_, Access::Read);
+  const std::string pending = product.GetValue(StorageKeys::kPendingOptOut).text;
+  if (!pending.empty()) {
+    pendingCleared_ = false;
+    TAV_DEBUG("PI: Pending PS opt-out status: %s", pending.c_str());
   }
-  return *fullEnv_;
+  bool changed = true;
+  if (product.GetValue(StorageKeys::kRegistered).text.empty()) {
+    TAV_DEBUG("PI: Changed (not registered)");
+  } else {
+    changed = env_.All() != nullptr && CompareWithStorage(storage, pending);
+  }
+  if (changed && !env_.IsIncremental() && optOut_ == "true") {
+    env_.AddChange(kOptOutKey, EnvValue::String("true"));
+    env_.BeginIncremental();
+  }
+  EnvValue server = product.GetValue(StorageKeys::kServer);
+  if (server.type == EnvType::String) {
+    server_ = std::move(server.text);
+  }
+  TAV_DEBUG("PI: (%s,%s,%s): %s, incremental: %d", GetName().c_str(), GetVersion().c_str(),
+            GetPlatform().c_str(), changed ? "changed" : "unchanged", env_.IsIncremental());
+  return changed;
 }
 
-EnvMap& ProductInfo::Incremental() {
-  if (incEnv_ == nullptr) {
-    incEnv_ = std::make_unique<EnvMap>();
+// For a registered product whose application set values.
+bool ProductInfo::CompareWithStorage(PersistentStorage* storage, const std::string& pendingOptOut) {
+  if (CollectChanges(storage)) {
+    return true;
   }
-  return *incEnv_;
+  TAV_DEBUG("PI: Checking pending opt-out. pendingOptOut = %s", pendingOptOut.c_str());
+  if (optOut_ != "false" || pendingOptOut != "true") {
+    return false;
+  }
+  env_.AddChange(kOptOutKey, EnvValue::String("false"));
+  TAV_DEBUG("PI: changed (currently opt-in with a pending opt-out from previous session");
+  return true;
+}
+
+bool ProductInfo::CollectChanges(PersistentStorage* storage) {
+  const ProductEnvView stored = ValuesOf(storage, identity_, Access::Read);
+  if (stored.Size() == 0) {
+    TAV_DEBUG("PI: Changed (PE in PS is empty)");
+    return true;
+  }
+  env_.BeginIncremental();
+  TAV_DEBUG("PI: IsChanged: Collecting incremental changes...");
+  bool changed = false;
+  for (const auto& [key, value] : *env_.All()) {
+    if (!stored.VerifyValue(key, value)) {
+      changed = true;
+      TAV_DEBUG("PI: Changed (incremental). Key: %s, type: %d, strData: %s, numData: %f",
+                key.c_str(), TypeNumber(value), value.text.c_str(), value.number);
+      env_.AddChange(key, value);
+    }
+  }
+  return changed;
+}
+
+void ProductInfo::PersistToPS(PersistentStorage* storage) {
+  TAV_TRACE("PI: persist info to PS (%s,%s,%s)", GetName().c_str(), GetVersion().c_str(),
+            GetPlatform().c_str());
+  ProductView product(storage, identity_, Access::Update);
+  product.SetValue(StorageKeys::kRegistered,
+                   std::to_string(Platform::UnixMilliseconds() / kMillisecondsPerSecond));
+  product.SetValue(StorageKeys::kServer, server_);
+  if (!pendingCleared_) {
+    product.SetValue(StorageKeys::kPendingOptOut, std::string());
+    pendingCleared_ = true;
+  }
+  if (env_.All() != nullptr) {
+    ProductEnvView stored = ValuesOf(storage, identity_, Access::Update);
+    stored.Clear();
+    for (const auto& [key, value] : *env_.All()) {
+      TAV_TRACE("Product: persist to PS: key=%s, type: %d, strData: %s, numData: %f", key.c_str(),
+                TypeNumber(value), value.text.c_str(), value.number);
+      stored.SetValue(key, value);
+    }
+    env_.BeginIncremental();
+  }
+  env_.DiscardChanges();
+  serverChanged_ = false;
+}
+
+void ProductInfo::PersistPendingOptOut(PersistentStorage* storage) {
+  ProductView(storage, identity_, Access::Update).SetValue(StorageKeys::kPendingOptOut, optOut_);
+  pendingCleared_ = false;
+  TAV_DEBUG("PI: Persisted pending opt-out = '%s'", optOut_.c_str());
+}
+
+void ProductInfo::ClearPendingOptOut(PersistentStorage* storage) {
+  ProductView(storage, identity_, Access::Update)
+      .SetValue(StorageKeys::kPendingOptOut, std::string());
+  pendingCleared_ = true;
+  TAV_DEBUG("PI: Cleared pending opt-out status.");
 }
 
 bool ProductInfo::UpdateProductEnv(std::string_view key, const json_t* value, bool isMap) {
   const std::string keyText(key);
   TAV_DEBUG("PI: UpdateProductEnv. Key: %s, isMap: %d", keyText.c_str(), isMap);
-  if (!json_is_object(value)) {
-    return UpdateSingleValue(keyText, value);
-  }
-  EnvChanges changes;
-  changes.afterInit = true;
-  changes.incremental = incremental_ ? &Incremental() : nullptr;
-  const bool changed = UpdateListOrMap(key, isMap, Full(), value, changes);
-  if (changed && incEnv_ != nullptr) {
-    for (const auto& [name, entry] : *incEnv_) {
-      TAV_DEBUG("PI: UpdateProductEnv. key: %s, type: %d, text: %s, number: %f", name.c_str(),
-                TypeNumber(entry), entry.text.c_str(), entry.number);
-    }
-  } else if (changed) {
-    TAV_DEBUG("PI: UpdateProductEnv didn't get inc. pe");
-  }
-  if (changes.erased) {
+  const EnvUpdate update = env_.Update(keyText, value, isMap);
+  if (update == EnvUpdate::OnlyErased) {
     RewriteStoredEnv();
   }
-  return changed;
+  return update == EnvUpdate::Changed;
 }
 
-bool ProductInfo::UpdateSingleValue(const std::string& key, const json_t* value) {
-  EnvMap& full = Full();
-  const auto stored = full.find(key);
-  if (stored != full.end() && EqualsJson(stored->second, value)) {
-    TAV_DEBUG("PI: UpdateProductEnv (simple k/v). NOT changed.");
-    return false;
+void ProductInfo::RewriteStoredEnv() const {
+  PersistentStorage storage;
+  storage.Open(Access::Update);
+  {
+    ProductEnvView stored = ValuesOf(&storage, identity_, Access::Update);
+    stored.Clear();
+    for (const auto& [key, value] : *env_.All()) {
+      TAV_TRACE("PI: persist to PS: key: %s, type: %d, strData: %s, numData: %f", key.c_str(),
+                TypeNumber(value), value.text.c_str(), value.number);
+      stored.SetValue(key, value);
+    }
   }
-  full[key] = ToEnvValue(value);
-  if (incremental_) {
-    Incremental()[key] = ToEnvValue(value);
-    TAV_DEBUG("PI: UpdateProductEnv. Added '%s' to incremental list.", key.c_str());
-  }
-  TAV_DEBUG("PI: UpdateProductEnv (simple k/v). Changed.");
-  return true;
+  storage.CloseAndSave();
 }
 
 }  // namespace Tav

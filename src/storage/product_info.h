@@ -1,20 +1,17 @@
-// The identity of the host's product and its product environment: what the host told about the
-// product, flattened into keys with text or number values (storage/product_env_update.h), which of
-// it must be sent, and what of it the storage remembers.
+// The identity of the application's product and its product environment (storage/product_env.h):
+// decides which values must be sent, and keeps in the storage what was sent.
 //
-// The operations that take a storage work on the main document, which the caller has open, for
-// update where something is written; whether that is saved is the caller's decision. Used by the
-// session thread only.
+// The operations that take a storage need its main document open, for update if they write. The
+// caller decides whether to save. Used by the session thread only.
 #pragma once
 
 #include <jansson.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include "model/env_value.h"
-#include "model/library_config.h"
+#include "model/product_identity.h"
+#include "storage/product_env.h"
 
 namespace Tav {
 
@@ -22,52 +19,53 @@ class PersistentStorage;
 
 class ProductInfo {
  public:
-  // `values` are those collected before initialisation, borrowed for the call; null when the host
-  // set none.
+  // `values` are those set before initialisation, borrowed for the call; null when there are none.
   ProductInfo(std::string name, std::string version, const PendingProductValues* values);
   virtual ~ProductInfo() = default;
   ProductInfo(const ProductInfo&) = delete;
   ProductInfo& operator=(const ProductInfo&) = delete;
 
-  virtual const std::string& GetName() const { return name_; }
-  virtual const std::string& GetVersion() const { return version_; }
-  virtual const std::string& GetPlatform() const { return platform_; }
-  // The server that the product data was last sent to; empty when it never was, and before
-  // IsChanged has looked.
+  const ProductIdentity& Identity() const { return identity_; }
+  virtual const std::string& GetName() const { return identity_.name; }
+  virtual const std::string& GetVersion() const { return identity_.version; }
+  virtual const std::string& GetPlatform() const { return identity_.platform; }
+  // The server that the product data was last sent to. Empty before IsChanged, and when the data
+  // was never sent.
   virtual const std::string& GetServer() const { return server_; }
 
-  // Data goes to another server from now on, which knows nothing: everything is sent again.
+  // Data now goes to another server, which gets the whole environment.
   virtual void SetServer(std::string url);
 
   // False, and a value without type, when the key is not there.
   virtual bool FindEnvValue(std::string_view key, EnvValue& value) const;
 
-  // What to send: everything or only the changes since the last send; null when there is nothing.
-  // Borrowed until the next change.
+  // The values to send: all, or only those that changed since the last PersistToPS. Null when there
+  // is nothing to send. Borrowed until the next change.
   virtual const EnvMap* GetEnvData(bool& isIncremental) const;
 
-  // Takes over the stored values that the host did not set in this run.
+  // Adds the stored values that the application did not set in this run.
   virtual void LoadEnvFromPS(PersistentStorage* storage);
 
-  // Whether the environment has to be sent, asked once at start-up, before LoadEnvFromPS. In full
-  // when the storage does not know the product, else what differs from the stored values; an
-  // opted-out product that would be sent in full sends its opt-out and nothing else. An opt-out
-  // that the last run could not send, and that the user has taken back, counts as a change.
+  // Compares with the stored state and takes over its server and pending opt-out. To be called once
+  // at start-up, before LoadEnvFromPS. True when the environment must be sent: all of it when the
+  // storage does not have the product, else the values that differ. A product that is opted out
+  // sends only its opt-out in place of all values. Opting in again after an opt-out that could not
+  // be sent is a change.
   virtual bool IsChanged(PersistentStorage* storage);
 
-  // What was handed out has been sent: the storage gets all of it, and from here on only changes
-  // are sent.
+  // Stores the environment as sent. From now on only changes are sent.
   virtual void PersistToPS(PersistentStorage* storage);
 
-  // The opt-out as it was at construction could not be sent in this run: the next one shall know.
+  // Stores the opt-out given at construction, which this run could not send, for the next run.
   virtual void PersistPendingOptOut(PersistentStorage* storage);
   virtual void ClearPendingOptOut(PersistentStorage* storage);
-  // False while the storage holds a pending opt-out, as far as this object knows.
+  // False while the storage is known to hold a pending opt-out.
   virtual bool IsPendingOptOutCleared() const { return pendingCleared_; }
 
-  // Takes one change from the host: a single value, or an object holding all elements of a map or
-  // list. True when something is new or different. Elements that are only gone cannot be told to
-  // the server: the stored environment is then written anew at once, so no storage may be open.
+  // Applies a change that the application made: a single value, or an object that holds all
+  // elements of a map or list. True when something is new or different. If elements are only gone,
+  // which a server cannot be told, it rewrites the stored environment at once; so no storage may be
+  // open.
   virtual bool UpdateProductEnv(std::string_view key, const json_t* value, bool isMap);
 
  private:
@@ -75,20 +73,13 @@ class ProductInfo {
 
   bool CompareWithStorage(PersistentStorage* storage, const std::string& pendingOptOut);
   bool CollectChanges(PersistentStorage* storage);
-  bool UpdateSingleValue(const std::string& key, const json_t* value);
   void RewriteStoredEnv() const;
-  EnvMap& Full();
-  EnvMap& Incremental();
 
-  std::string name_;
-  std::string version_;
-  std::string platform_;
+  const ProductIdentity identity_;
+  ProductEnv env_;
   std::string server_;
   bool serverChanged_ = false;
-  std::unique_ptr<EnvMap> fullEnv_;  // null: the host set nothing, and nothing was loaded
-  std::unique_ptr<EnvMap> incEnv_;   // changes since the last send; null when there are none
-  bool incremental_ = false;         // what is stored is the environment without incEnv_
-  std::string optOut_;
+  std::string optOut_ = "false";
   bool pendingCleared_ = true;
 };
 

@@ -21,7 +21,7 @@ std::string CopyOf(const std::string& path) {
   return path + kCopySuffix;
 }
 
-// Null, and the reason in `error`, unless the file holds one JSON value.
+// Null, with the reason in `error`, unless the file holds one JSON value.
 JsonPtr ReadJson(TavFile& file, std::string& error) {
   TavFileInputStream bytes(&file);
   BufferedInputStream buffered(&bytes);
@@ -34,9 +34,9 @@ JsonPtr ReadJson(TavFile& file, std::string& error) {
 }
 
 bool WriteJson(TavFile& file, const json_t* root) {
-  // A file that failed takes no bytes; emptying it would only lose what it holds.
+  // A failed file accepts no bytes; truncating it would only lose its contents.
   if (!file.Failed()) {
-    file.Truncate();  // its failure is the file's, and so the stream's
+    file.Truncate();  // a failure is kept by the file and reported by the stream
   }
   TavFileOutputStream bytes(&file);
   BufferedOutputStream buffered(&bytes);
@@ -62,9 +62,9 @@ bool StorageFile::Exists(const std::string& path) {
 bool StorageFile::Open(std::string path) {
   path_ = std::move(path);
   const bool existed = Exists(path_);
-  mended_ = false;
+  fromCopy_ = false;
   if (file_.OpenForUpdate(path_.c_str(), kLockAttempts)) {
-    // Somebody else may have stored something before the lock was taken.
+    // Another process may have saved before this one got the lock.
     Platform::FileStatus status;
     fresh_ = !existed && Platform::QueryFileStatus(path_.c_str(), status) && status.size == 0 &&
              !TavFile::Exists(CopyOf(path_).c_str());
@@ -87,7 +87,7 @@ JsonPtr StorageFile::Read(bool& damaged) {
   if (damaged) {
     LogWarning("PS: Open: error parsing JSON data for PS: %s", error.c_str());
     root = ReadCopy();
-    mended_ = static_cast<bool>(root);
+    fromCopy_ = static_cast<bool>(root);
   } else if (!HasProducts(root)) {
     TAV_TRACE("PS: Open: Prod array not found");
     root.Reset();
@@ -95,11 +95,11 @@ JsonPtr StorageFile::Read(bool& damaged) {
   return root;
 }
 
-// The lock of the file is that of the copy, too.
+// The file's lock protects the copy, too.
 JsonPtr StorageFile::ReadCopy() const {
   const std::string path = CopyOf(path_);
   TavFile copy;
-  // Opening would make a missing one.
+  // OpenForUpdate would create a missing file.
   if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str())) {
     return JsonPtr();
   }
@@ -114,11 +114,11 @@ JsonPtr StorageFile::ReadCopy() const {
 }
 
 void StorageFile::Write(const json_t* root) {
-  if (!mended_ && !WriteCopy(root)) {
+  if (!fromCopy_ && !WriteCopy(root)) {
     return;
   }
   if (WriteJson(file_, root)) {
-    mended_ = false;
+    fromCopy_ = false;
     TavFile::Delete(CopyOf(path_).c_str());
   }
 }

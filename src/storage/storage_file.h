@@ -1,10 +1,8 @@
-// One storage document on disk: read and written under the lock of its file's first byte, and
-// written so that at every moment either the file or the copy beside it holds a whole document.
+// One storage document on disk. Every access holds the lock of the file's first byte.
 //
-// A save writes the copy, "<name>.new", then the file, then deletes the copy: whoever kills the
-// process leaves an intact file and a part of a copy, or an intact copy and a part of a file. A
-// copy counts only while the file holds no JSON value. docs/storage-format.md tells the whole
-// story.
+// A save writes a copy, "<name>.new", then the file, and then deletes the copy. So at every moment
+// the file or the copy is whole, even if the process is killed. A copy is read only while the file
+// holds no JSON value. docs/storage-format.md has the details.
 //
 // Used by one thread at a time. Every failure is logged here.
 #pragma once
@@ -18,24 +16,24 @@ namespace Tav {
 
 class StorageFile {
  public:
-  // Whether there is a file, or a copy that a save has left.
+  // Whether the file or a copy exists.
   static bool Exists(const std::string& path);
 
-  // Makes the file when it is missing, and takes its lock. Somebody else who holds the lock is
-  // waited for: some 0.2 seconds, many times what a save takes. False when the file is not open.
+  // Creates a missing file and locks it, waiting up to about 0.2 seconds while another holds the
+  // lock. False when the file is not open.
   bool Open(std::string path);
   bool IsOpen() const { return file_.IsOpen(); }
-  // Gives the lock back.
+  // Also releases the lock.
   void Close() { file_.Close(); }
 
-  // The document, once after Open; null when there is none to use. `damaged` tells of the file
-  // itself, whatever the copy could mend: it holds no JSON value.
+  // The document, once after Open; null when there is none. `damaged` is set when the file holds no
+  // JSON value, even if the copy replaces it.
   JsonPtr Read(bool& damaged);
-  // Replaces the document. When the copy cannot be written the file stays as it is; when the file
-  // cannot, the copy stays and the next Read finds it.
+  // Replaces the document. If the copy cannot be written, the file does not change. If the file
+  // cannot be written, the copy stays for the next Read.
   void Write(const json_t* root);
 
-  // The copy first: without its file it would come back. False when something stays.
+  // Deletes the copy first: without its file it would be read again. False when one of them stays.
   static bool Delete(const std::string& path);
 
  private:
@@ -44,8 +42,8 @@ class StorageFile {
 
   std::string path_;
   TavFile file_;
-  bool fresh_ = false;   // Open has made the file, and nothing stands in it
-  bool mended_ = false;  // what was read came from the copy, the only good one until a Write ends
+  bool fresh_ = false;     // Open created the file, and it is empty
+  bool fromCopy_ = false;  // the document was read from the copy, the only whole one until Write
 };
 
 }  // namespace Tav

@@ -7,8 +7,8 @@ namespace Tav {
 
 namespace {
 
-// Null for text that is not UTF-8, and for text that holds a zero: the document could be written,
-// but not read any more.
+// Null for text that is not UTF-8 or contains a zero byte, which could be written but not be read
+// again.
 JsonPtr MakeText(const std::string& text) {
   return text.find('\0') == std::string::npos ? JsonPtr(json_stringn(text.data(), text.size()))
                                               : JsonPtr();
@@ -16,54 +16,45 @@ JsonPtr MakeText(const std::string& text) {
 
 }  // namespace
 
-json_t* PersistentStorage::View::ProductElement(const ProductTriple& product, bool& added) {
-  int index = storage_->FindProduct(product);
-  added = index < 0;
-  if (added) {
-    index = storage_->AddProduct(product);
-  }
-  return json_array_get(storage_->Products(), static_cast<size_t>(index));
-}
-
-void PersistentStorage::View::UseMember(const ProductTriple& product,
+void PersistentStorage::View::UseMember(const ProductIdentity& product,
                                         const char* key,
-                                        json_t* (*make)(),
+                                        json_t* (*create)(),
                                         const char* addedMessage) {
-  bool added = false;
-  json_t* const element = ProductElement(product, added);
-  if (added) {
+  const int index = storage_->FindProduct(product);
+  json_t* element = storage_->ProductAt(index);
+  if (index < 0) {
     TAV_TRACE("Product not found in PS");
+    if (access_ == Access::Read) {
+      return;
+    }
+    element = storage_->AddProduct(product);
   }
   if (!json_is_object(element)) {
     LogWarning("PS: Product is not a map");
     return;
   }
-  JsonPtr fresh(make());
-  const json_t* const member = json_object_get(element, key);
-  if (member == nullptr || json_typeof(member) != json_typeof(fresh.Get())) {
+  json_t* const member = json_object_get(element, key);
+  JsonPtr fresh(create());
+  if (member != nullptr && json_typeof(member) == json_typeof(fresh.Get())) {
+    SetNode(member);
+  } else if (access_ == Access::Update) {
     TAV_TRACE("%s", addedMessage);
     json_object_set_new(element, key, fresh.Release());
+    SetNode(json_object_get(element, key));
   }
-  SetNode(json_object_get(element, key));
 }
 
 EnvValue PersistentStorage::View::GetValue(const std::string& key) const {
-  const json_t* const value = json_object_get(Node(), key.c_str());
-  if (value == nullptr) {
-    return EnvValue();
+  const json_t* const stored = json_object_get(Node(), key.c_str());
+  EnvValue value = ToEnvValue(stored);
+  if (stored != nullptr && value.type == EnvType::None) {
+    LogError("PS: key %s has invalid type %d", key.c_str(), static_cast<int>(json_typeof(stored)));
   }
-  if (json_is_string(value)) {
-    return EnvValue::String(std::string(JsonStringView(value)));
-  }
-  if (json_is_number(value)) {
-    return EnvValue::Number(json_number_value(value));
-  }
-  LogError("PS: key %s has invalid type %d", key.c_str(), static_cast<int>(json_typeof(value)));
-  return EnvValue();
+  return value;
 }
 
 bool PersistentStorage::View::SetValue(const std::string& key, const EnvValue& value) {
-  if (Node() == nullptr) {
+  if (WritableNode() == nullptr) {
     TAV_DEBUG("PS: SetValue called with PS not open");
     return false;
   }
@@ -81,7 +72,7 @@ bool PersistentStorage::View::SetValue(const std::string& key, const EnvValue& v
              key.c_str());
     return false;
   }
-  const int result = json_object_set_new(Node(), key.c_str(), number.Release());
+  const int result = json_object_set_new(WritableNode(), key.c_str(), number.Release());
   if (result != 0) {
     LogWarning(
         "PS: SetValue failed with error %d for env data. Key: %s, type: %d, value (str): %s, "
@@ -92,7 +83,7 @@ bool PersistentStorage::View::SetValue(const std::string& key, const EnvValue& v
 }
 
 bool PersistentStorage::View::SetValue(const std::string& key, const std::string& text) {
-  if (Node() == nullptr) {
+  if (WritableNode() == nullptr) {
     TAV_DEBUG("PS: SetValue called with PS not open");
     return false;
   }
@@ -101,7 +92,7 @@ bool PersistentStorage::View::SetValue(const std::string& key, const std::string
     LogWarning("PS: SetValue string cannot be convert to JSON");
     return false;
   }
-  const int result = json_object_set_new(Node(), key.c_str(), value.Release());
+  const int result = json_object_set_new(WritableNode(), key.c_str(), value.Release());
   if (result != 0) {
     LogWarning("PS: SetValue failed with %d for '%s' '%s'", result, key.c_str(), text.c_str());
   }
@@ -109,11 +100,11 @@ bool PersistentStorage::View::SetValue(const std::string& key, const std::string
 }
 
 bool PersistentStorage::View::RemoveValue(const std::string& key) {
-  if (Node() == nullptr) {
+  if (WritableNode() == nullptr) {
     LogWarning("PS: RemoveValue called with PS not open");
     return false;
   }
-  const int result = json_object_del(Node(), key.c_str());
+  const int result = json_object_del(WritableNode(), key.c_str());
   if (result != 0) {
     LogWarning("PS: RemoveValue failed with %d", result);
   }
@@ -125,11 +116,7 @@ bool PersistentStorage::View::VerifyValue(const std::string& key, const EnvValue
     LogWarning("PS: VerifyValue for key %s called with PS not open", key.c_str());
     return false;
   }
-  const json_t* const stored = json_object_get(Node(), key.c_str());
-  if (value.type == EnvType::String) {
-    return json_is_string(stored) && JsonStringView(stored) == value.text;
-  }
-  return json_is_real(stored) && NearlyEqual(json_real_value(stored), value.number);
+  return EqualsJson(value, json_object_get(Node(), key.c_str()));
 }
 
 bool PersistentStorage::View::GetValue(const std::string& key, const std::string& expected) const {
@@ -141,32 +128,38 @@ bool PersistentStorage::View::GetValue(const std::string& key, const std::string
   return json_is_string(stored) && JsonStringView(stored) == expected;
 }
 
-PersistentStorage::ClientView::ClientView(PersistentStorage* storage) : View(storage) {
-  if (Root() == nullptr) {
+PersistentStorage::ClientView::ClientView(PersistentStorage* storage)
+    : View(storage, Access::Update) {
+  if (!storage->root_) {
     TAV_DEBUG("PS: client view is null");
     return;
   }
-  SetNode(Root());
+  SetNode(storage->root_.Get());
 }
 
 PersistentStorage::ProductView::ProductView(PersistentStorage* storage,
-                                            const std::string& name,
-                                            const std::string& version,
-                                            const std::string& platform)
-    : View(storage) {
-  const char* const n = name.c_str();
-  const char* const v = version.c_str();
-  const char* const p = platform.c_str();
+                                            const ProductIdentity& product,
+                                            Access access)
+    : View(storage, access) {
+  const char* const n = product.name.c_str();
+  const char* const v = product.version.c_str();
+  const char* const p = product.platform.c_str();
   TAV_TRACE("PS: creating Prod view (%s,%s,%s)", n, v, p);
-  if (Root() == nullptr) {
+  if (!storage->root_) {
     LogError("PS: creating Prod view (%s,%s,%s): PS is not open.", n, v, p);
     return;
   }
-  json_t* const element = ProductElement({name, version, platform}, added_);
-  if (added_) {
-    TAV_TRACE("PS: Product not found (%s,%s,%s). Adding it.", n, v, p);
-  } else {
+  const int index = storage->FindProduct(product);
+  json_t* element = storage->ProductAt(index);
+  if (index >= 0) {
     TAV_TRACE("PS: Product found (%s,%s,%s)", n, v, p);
+  } else if (access == Access::Read) {
+    TAV_TRACE("Product not found in PS");
+    return;
+  } else {
+    TAV_TRACE("PS: Product not found (%s,%s,%s). Adding it.", n, v, p);
+    element = storage->AddProduct(product);
+    added_ = true;
   }
   if (!json_is_object(element)) {
     LogError("PS: Prod is not a map");
@@ -176,30 +169,30 @@ PersistentStorage::ProductView::ProductView(PersistentStorage* storage,
 }
 
 PersistentStorage::ProductEnvView::ProductEnvView(PersistentStorage* storage,
-                                                  const std::string& name,
-                                                  const std::string& version,
-                                                  const std::string& platform,
-                                                  bool settings)
-    : View(storage) {
-  TAV_TRACE("PS: Creating PS ProdEnv view for %s %s %s", name.c_str(), version.c_str(),
-            platform.c_str());
-  if (Root() == nullptr) {
-    TAV_DEBUG("PS: Creating ProdEnv view (%s,%s,%s): PS is not open.", name.c_str(),
-              version.c_str(), platform.c_str());
+                                                  const ProductIdentity& product,
+                                                  Section section,
+                                                  Access access)
+    : View(storage, access) {
+  const char* const n = product.name.c_str();
+  const char* const v = product.version.c_str();
+  const char* const p = product.platform.c_str();
+  TAV_TRACE("PS: Creating PS ProdEnv view for %s %s %s", n, v, p);
+  if (!storage->root_) {
+    TAV_DEBUG("PS: Creating ProdEnv view (%s,%s,%s): PS is not open.", n, v, p);
     return;
   }
-  UseMember({name, version, platform}, settings ? StorageKeys::kSettings : StorageKeys::kValues,
+  UseMember(product, section == Section::Settings ? StorageKeys::kSettings : StorageKeys::kValues,
             json_object, "PS: Adding values map to PS");
 }
 
-const std::vector<std::string>& PersistentStorage::ProductEnvView::GetKeys() {
-  keys_.clear();
+std::vector<std::string> PersistentStorage::ProductEnvView::GetKeys() const {
+  std::vector<std::string> keys;
   const char* key = nullptr;
   json_t* value = nullptr;
   json_object_foreach(Node(), key, value) {
-    keys_.emplace_back(key);
+    keys.emplace_back(key);
   }
-  return keys_;
+  return keys;
 }
 
 size_t PersistentStorage::ProductEnvView::Size() const {
@@ -207,23 +200,22 @@ size_t PersistentStorage::ProductEnvView::Size() const {
 }
 
 void PersistentStorage::ProductEnvView::Clear() {
-  json_object_clear(Node());
+  json_object_clear(WritableNode());
 }
 
 PersistentStorage::InhibitEventView::InhibitEventView(PersistentStorage* storage,
-                                                      const std::string& name,
-                                                      const std::string& version,
-                                                      const std::string& platform)
-    : View(storage) {
-  TAV_TRACE("PS: Creating PS Inhibit view for %s %s %s", name.c_str(), version.c_str(),
-            platform.c_str());
-  if (Root() == nullptr) {
-    TAV_DEBUG("PS: Creating Inhibit view (%s,%s,%s): PS is not open.", name.c_str(),
-              version.c_str(), platform.c_str());
+                                                      const ProductIdentity& product,
+                                                      Access access)
+    : View(storage, access) {
+  const char* const n = product.name.c_str();
+  const char* const v = product.version.c_str();
+  const char* const p = product.platform.c_str();
+  TAV_TRACE("PS: Creating PS Inhibit view for %s %s %s", n, v, p);
+  if (!storage->root_) {
+    TAV_DEBUG("PS: Creating Inhibit view (%s,%s,%s): PS is not open.", n, v, p);
     return;
   }
-  UseMember({name, version, platform}, StorageKeys::kInhibit, json_array,
-            "PS: Adding inhibit array to PS");
+  UseMember(product, StorageKeys::kInhibit, json_array, "PS: Adding inhibit array to PS");
 }
 
 size_t PersistentStorage::InhibitEventView::Size() const {
@@ -235,11 +227,11 @@ std::string PersistentStorage::InhibitEventView::Get(size_t index) const {
 }
 
 void PersistentStorage::InhibitEventView::Append(const std::string& name) {
-  json_array_append_new(Node(), MakeText(name).Release());
+  json_array_append_new(WritableNode(), MakeText(name).Release());
 }
 
 void PersistentStorage::InhibitEventView::Clear() {
-  json_array_clear(Node());
+  json_array_clear(WritableNode());
 }
 
 }  // namespace Tav

@@ -1,9 +1,13 @@
 // Typed access to one object or array of an open storage document.
 //
-// A view is made and used while its storage is open. One made on a closed storage, or over an
-// element that has the wrong type, is empty: every operation on it fails softly, and the log says
-// so. Making a view of a product adds the product to the document when it is missing; whether that
-// is written is decided when the storage is closed. Used by the storage's thread.
+// A view is created and used while its storage is open. A view of a product is created for reading
+// or for update. For update, a product and a member that the document lacks are added to it;
+// closing the storage decides whether they are saved. For reading, the document does not change,
+// and a view of something that it lacks is empty.
+//
+// A view is also empty when the storage is closed, or when the document holds something else where
+// an object should be. An empty view has no values and cannot store any; the log says why. A view
+// for reading cannot store any either. Used by the storage's thread.
 #pragma once
 
 #include <string>
@@ -21,42 +25,40 @@ class PersistentStorage::View {
   View(const View&) = delete;
   View& operator=(const View&) = delete;
 
-  // A value without type when the key is missing or holds neither text nor number.
+  // A value without type when the key is missing or holds neither a string nor a number.
   virtual EnvValue GetValue(const std::string& key) const;
-  // Replace what was under the key. False, and nothing changes, for what JSON cannot carry: a
-  // number that is not finite, text or a key that is not UTF-8, a value without type.
+  // Replace the value of the key. False, and nothing changes, for what JSON cannot hold: a number
+  // that is not finite, a text or key that is not UTF-8, a value without type.
   virtual bool SetValue(const std::string& key, const EnvValue& value);
   virtual bool SetValue(const std::string& key, const std::string& text);
   // False also when there is no such key.
   virtual bool RemoveValue(const std::string& key);
-  // Whether the document holds this value: the same text, or a real number nearly equal. An integer
-  // in the document never is; the library writes none.
+  // Whether the document holds this value (model/env_value.h, EqualsJson).
   virtual bool VerifyValue(const std::string& key, const EnvValue& value) const;
   // Whether the document holds this text.
   virtual bool GetValue(const std::string& key, const std::string& expected) const;
 
  protected:
-  explicit View(PersistentStorage* storage) : storage_(storage) {}
+  View(PersistentStorage* storage, Access access) : storage_(storage), access_(access) {}
 
-  // Finds the product, or adds it. Borrowed; null when memory runs out.
-  json_t* ProductElement(const ProductTriple& product, bool& added);
-  // Makes this a view of a member of the product. One that is missing, or of another type than
-  // `make` makes, is replaced by a new one: what damage left there could hold nothing.
-  void UseMember(const ProductTriple& product,
+  // Makes this a view of a member of the product. In a view for update, a member that is missing or
+  // whose type differs from what `create` returns is replaced.
+  void UseMember(const ProductIdentity& product,
                  const char* key,
-                 json_t* (*make)(),
+                 json_t* (*create)(),
                  const char* addedMessage);
-  json_t* Node() const { return node_.Get(); }
   void SetNode(json_t* borrowed) { node_ = JsonPtr::Share(borrowed); }
-  // The document, borrowed; null when the storage is not open.
-  json_t* Root() const { return storage_->root_.Get(); }
+  json_t* Node() const { return node_.Get(); }
+  // The node of a view for update, else null.
+  json_t* WritableNode() const { return access_ == Access::Update ? Node() : nullptr; }
 
  private:
   PersistentStorage* storage_;  // borrowed
-  JsonPtr node_;                // null: empty
+  Access access_;
+  JsonPtr node_;  // null: the view is empty
 };
 
-// The document's top level: the client environment, the endpoint, a time stamp.
+// The top level of the document: the client environment, the endpoint, a time stamp.
 class PersistentStorage::ClientView : public View {
  public:
   explicit ClientView(PersistentStorage* storage);
@@ -65,12 +67,9 @@ class PersistentStorage::ClientView : public View {
 // A product's own values.
 class PersistentStorage::ProductView : public View {
  public:
-  ProductView(PersistentStorage* storage,
-              const std::string& name,
-              const std::string& version,
-              const std::string& platform);
+  ProductView(PersistentStorage* storage, const ProductIdentity& product, Access access);
 
-  // Whether this view added the product.
+  // Whether creating this view added the product.
   bool Added() const { return added_; }
 
  private:
@@ -80,31 +79,26 @@ class PersistentStorage::ProductView : public View {
 // A product's environment, or its settings.
 class PersistentStorage::ProductEnvView : public View {
  public:
-  ProductEnvView(PersistentStorage* storage,
-                 const std::string& name,
-                 const std::string& version,
-                 const std::string& platform,
-                 bool settings);
+  enum class Section { Values, Settings };
 
-  // In the document's order. Borrowed until the next call.
-  virtual const std::vector<std::string>& GetKeys();
+  ProductEnvView(PersistentStorage* storage,
+                 const ProductIdentity& product,
+                 Section section,
+                 Access access);
+
+  // In the document's order.
+  virtual std::vector<std::string> GetKeys() const;
   virtual size_t Size() const;
   virtual void Clear();
-
- private:
-  std::vector<std::string> keys_;
 };
 
 // The names of the events that a product must not send.
 class PersistentStorage::InhibitEventView : public View {
  public:
-  InhibitEventView(PersistentStorage* storage,
-                   const std::string& name,
-                   const std::string& version,
-                   const std::string& platform);
+  InhibitEventView(PersistentStorage* storage, const ProductIdentity& product, Access access);
 
   virtual size_t Size() const;
-  // Empty when out of range, or not a text.
+  // Empty when the index is out of range or the element is not a string.
   virtual std::string Get(size_t index) const;
   virtual void Append(const std::string& name);
   virtual void Clear();

@@ -65,8 +65,9 @@ int32_t Backdoor::OpenStorage(int32_t timestamps, int32_t update) noexcept {
     if (storage_ == nullptr) {
       storage_ = std::make_unique<PersistentStorage>();
     }
-    return YesOrNo(timestamps != 0 ? storage_->OpenTimestamps(update != 0)
-                                   : storage_->Open(update != 0));
+    const auto access =
+        update != 0 ? PersistentStorage::Access::Update : PersistentStorage::Access::Read;
+    return YesOrNo(timestamps != 0 ? storage_->OpenTimestamps(access) : storage_->Open(access));
   });
 }
 
@@ -88,7 +89,8 @@ int32_t Backdoor::CreateProductView(const char* name,
       return kFailed;
     }
     productView_ = std::make_unique<PersistentStorage::ProductView>(
-        storage_.get(), OrEmpty(name), OrEmpty(version), OrEmpty(platform));
+        storage_.get(), ProductIdentity{OrEmpty(name), OrEmpty(version), OrEmpty(platform)},
+        PersistentStorage::Access::Update);
     return productView_->Added() ? kProductAdded : kYes;
   });
 }
@@ -101,8 +103,10 @@ int32_t Backdoor::CreateProductEnvView(const char* name,
     if (storage_ == nullptr) {
       return kFailed;
     }
+    using Section = PersistentStorage::ProductEnvView::Section;
     productEnvView_ = std::make_unique<PersistentStorage::ProductEnvView>(
-        storage_.get(), OrEmpty(name), OrEmpty(version), OrEmpty(platform), settings != 0);
+        storage_.get(), ProductIdentity{OrEmpty(name), OrEmpty(version), OrEmpty(platform)},
+        settings != 0 ? Section::Settings : Section::Values, PersistentStorage::Access::Update);
     return kYes;
   });
 }

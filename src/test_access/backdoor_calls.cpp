@@ -116,13 +116,13 @@ int32_t Backdoor::CallStorage(int32_t operation) noexcept {
         return CountResult(storage_->GetProducts().size());
       case StorageOperation::Close:
         DropViews();
-        return YesOrNo(storage_->Close(false));
+        return YesOrNo(storage_->Close(PersistentStorage::Changes::Discard));
       case StorageOperation::CloseAndSave:
         DropViews();
         return YesOrNo(storage_->CloseAndSave());
       case StorageOperation::Destroy:
         DropViews();
-        storage_->Close(false);
+        storage_->Close(PersistentStorage::Changes::Discard);
         return YesOrNo(storage_->Destroy());
     }
     return kFailed;

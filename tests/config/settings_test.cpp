@@ -69,14 +69,14 @@ TEST_F(SettingsTest, SavedOnesReplaceOlderOnesOfThatProduct) {
   PersistentStorage storage;
   for (const char* const json : {R"({"old": 1, "inhibit": ["gone"]})",
                                  R"({"flush_time": 30, "gateway": "g", "inhibit": ["b", "a"]})"}) {
-    ASSERT_TRUE(storage.Open(true));
+    ASSERT_TRUE(storage.Open(PersistentStorage::Access::Update));
     SaveSettings(&storage, kProduct, *ParseSettings(json));
     storage.CloseAndSave();
   }
-  ASSERT_TRUE(storage.Open(false));
+  ASSERT_TRUE(storage.Open(PersistentStorage::Access::Read));
   EXPECT_EQ(Load(storage, kProduct), (Lines{"flush_time:30", "gateway=g", "b", "a"}));
   EXPECT_EQ(Load(storage, {"App", "2.0", "wntx64"}), Lines{});
-  storage.Close(false);
+  storage.Close(PersistentStorage::Changes::Discard);
 }
 
 TEST_F(SettingsTest, DamageInTheStorageIsLeftOut) {
@@ -85,7 +85,7 @@ TEST_F(SettingsTest, DamageInTheStorageIsLeftOut) {
                          R"( "Settings": {"flush_time": true, "pause_time": 3}}]})");
   PersistentStorage storage;
   EXPECT_EQ(Load(storage, kProduct), Lines{}) << "not open";
-  ASSERT_TRUE(storage.Open(false));
+  ASSERT_TRUE(storage.Open(PersistentStorage::Access::Read));
   EXPECT_EQ(Load(storage, kProduct), (Lines{"pause_time:3", "", "a"}));
   EXPECT_NE(log_.Find("error: PS: key flush_time has invalid type 5"), "");
 }
@@ -136,11 +136,11 @@ TEST_F(ConfigManagerTest, AddsWhatItParsesAndLoads) {
   EXPECT_FALSE(manager_.ParseSettings(settings, "[]"));
   EXPECT_TRUE(manager_.ParseSettings(settings, R"({"flush_time": 9, "inhibit": "y"})"));
   PersistentStorage storage;
-  ASSERT_TRUE(storage.Open(true));
+  ASSERT_TRUE(storage.Open(PersistentStorage::Access::Update));
   manager_.SaveToStorage(&storage, settings);
   EXPECT_EQ(manager_.GetNumber("flush_time", 0), 30) << "its own do not change";
   manager_.LoadFromStorage(&storage);
-  storage.Close(false);
+  storage.Close(PersistentStorage::Changes::Discard);
   EXPECT_FALSE(IsChangedBy(R"({"flush_time": 0, "gateway": 0, "old": 0,
                                "inhibit": ["a", "b", "x", "y"]})"));
   EXPECT_EQ(manager_.GetNumber("flush_time", 0), 9);

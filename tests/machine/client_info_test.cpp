@@ -146,9 +146,9 @@ class ClientInfoTest : public testing::Test {
     return !info.GetClientEnv().empty();
   }
   bool Changed(const ClientInfo& info) {
-    storage_.Open(false);
+    storage_.Open(PersistentStorage::Access::Read);
     const bool changed = info.IsChanged(&storage_);
-    storage_.Close(false);
+    storage_.Close(PersistentStorage::Changes::Discard);
     return changed;
   }
   static bool HasHardware(const ClientInfo& info) {
@@ -203,13 +203,13 @@ TEST_F(ClientInfoTest, IsChangedUntilTheStorageHoldsAllOfIt) {
 
   folder_.Put("TavData", R"({"Products": [], "Stale": "stays"})");
   EXPECT_TRUE(Changed(info));
-  storage_.Open(true);
+  storage_.Open(PersistentStorage::Access::Update);
   info.PersistClientInfo(&storage_);
   storage_.CloseAndSave();
   EXPECT_FALSE(Changed(info));
   EXPECT_NE(folder_.Contents("TavData").find("\"Stale\": \"stays\""), std::string::npos);
 
-  storage_.Open(true);
+  storage_.Open(PersistentStorage::Access::Update);
   ClientView(&storage_).SetValue("Physical Memory", "4 GB");
   storage_.CloseAndSave();
   EXPECT_TRUE(Changed(info));

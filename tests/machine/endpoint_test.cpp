@@ -73,17 +73,18 @@ class EndpointTest : public testing::Test {
   // What the session does at its start.
   std::string Start() {
     Endpoint endpoint;
-    storage_.Open(false);
+    storage_.Open(PersistentStorage::Access::Read);
     const bool changed = endpoint.IsChanged(&storage_);
-    storage_.Close(false);
+    storage_.Close(PersistentStorage::Changes::Discard);
     if (changed) {
       endpoint.Compute();
-      storage_.Open(true);
+      storage_.Open(PersistentStorage::Access::Update);
       const bool still = endpoint.IsChanged(&storage_);
       if (still) {
         endpoint.Persist(&storage_);
       }
-      storage_.Close(still);
+      storage_.Close(still ? PersistentStorage::Changes::Save
+                           : PersistentStorage::Changes::Discard);
     }
     const std::string id = endpoint.GetId();
     endpoint.Compute();
@@ -124,11 +125,11 @@ TEST_F(EndpointTest, AnyStoredTextIsTakenAsItIs) {
 
 TEST_F(EndpointTest, OneThatAnotherProcessStoredMeanwhileWins) {
   Endpoint endpoint;
-  storage_.Open(false);
+  storage_.Open(PersistentStorage::Access::Read);
   ASSERT_TRUE(endpoint.IsChanged(&storage_));
   endpoint.Compute();
   folder_.Put("TavData", R"({"Endpoint": "theirs", "Products": []})");
-  storage_.Open(true);
+  storage_.Open(PersistentStorage::Access::Update);
   EXPECT_FALSE(endpoint.IsChanged(&storage_));
   EXPECT_EQ(endpoint.GetId(), "theirs");
 }

@@ -18,7 +18,15 @@ namespace {
 using Testing::Gateway;
 using Testing::Names;
 
+using Access = PersistentStorage::Access;
+using ProductView = PersistentStorage::ProductView;
+
+using Access = PersistentStorage::Access;
+using ProductView = PersistentStorage::ProductView;
+
+const ProductIdentity kProduct{"Product", "1.0", "wntx64"};
 constexpr int64_t kSecondsPerDay = 86400;
+const ProductIdentity kProduct{"Product", "1.0", "wntx64"};
 
 class DurableSessionTest : public Testing::SessionManagerTest {
  protected:
@@ -37,22 +45,19 @@ class DurableSessionTest : public Testing::SessionManagerTest {
   // What the settings of an earlier fetch look like in the storage.
   void StoreSettings(const EnvMap& settings, const std::vector<std::string>& inhibited = {}) {
     PersistentStorage storage;
-    storage.Open(true);
-    SaveSettings(&storage, {"Product", "1.0", "wntx64"}, {settings, inhibited});
+    storage.Open(Access::Update);
+    SaveSettings(&storage, kProduct, {settings, inhibited});
     storage.CloseAndSave();
   }
   EnvValue Stored(const char* key, bool timestamps = false) {
     PersistentStorage storage;
-    timestamps ? storage.OpenTimestamps(false) : storage.Open(false);
-    const EnvValue value =
-        PersistentStorage::ProductView(&storage, "Product", "1.0", "wntx64").GetValue(key);
-    storage.Close(false);
-    return value;
+    timestamps ? storage.OpenTimestamps(Access::Read) : storage.Open(Access::Read);
+    return ProductView(&storage, kProduct, Access::Read).GetValue(key);
   }
   void StoreStamp(const char* key, int64_t day) {
     PersistentStorage storage;
-    storage.OpenTimestamps(true);
-    PersistentStorage::ProductView(&storage, "Product", "1.0", "wntx64")
+    storage.OpenTimestamps(Access::Update);
+    ProductView(&storage, kProduct, Access::Update)
         .SetValue(key, EnvValue::Number(static_cast<double>(day)));
     storage.CloseAndSave();
   }

@@ -1,55 +1,36 @@
 #include "storage/persistent_storage.h"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cmath>
-#include <string>
 #include <thread>
 #include <vector>
 
-#include "storage/storage_views.h"
-#include "support/storage_folder.h"
+#include "storage/storage_fixture.h"
 
 namespace Tav {
 namespace {
 
 namespace fs = std::filesystem;
 
-using ClientView = PersistentStorage::ClientView;
-using InhibitEventView = PersistentStorage::InhibitEventView;
-using ProductEnvView = PersistentStorage::ProductEnvView;
-using ProductView = PersistentStorage::ProductView;
+using namespace Testing;
+using PersistentStorageTest = StorageTest;
 
-constexpr char kPlatform[] = "wntx64";
-
-class PersistentStorageTest : public testing::Test {
- protected:
-  Testing::StorageFolder folder_;
-  Testing::CapturedLog log_;
-  PersistentStorage storage_;
-};
-
-TEST_F(PersistentStorageTest, KeepsWhatEveryViewSaysInTheDocumentedLayout) {
-  // To look for what is not there makes no file; neither that nor a new file is a fault.
-  ASSERT_TRUE(storage_.Open(false));
-  EXPECT_FALSE(std::filesystem::exists(folder_.Path("TavData")));
-  ASSERT_TRUE(storage_.Open(true));
+TEST_F(PersistentStorageTest, SavesAllViewsInTheDocumentedLayout) {
+  // Reading a missing file does not create it. Neither that nor a new file is an error.
+  ASSERT_TRUE(storage_.Open(Access::Read));
+  EXPECT_FALSE(fs::exists(folder_.Path("TavData")));
+  ASSERT_TRUE(storage_.Open(Access::Update));
   EXPECT_FALSE(storage_.HadParseError() || storage_.HadOpenError());
   EXPECT_EQ(log_.Find("warning: "), "");
   ClientView(&storage_).SetValue("OsName", "W\u00EFndows");
-  {
-    ProductView product(&storage_, "App", "1.0", kPlatform);
-    EXPECT_TRUE(product.Added());
-    EXPECT_TRUE(product.SetValue("Server", "https://x/"));
-    EXPECT_TRUE(product.SetValue("LastActive", EnvValue::Number(20000)));
-    ProductEnvView values(&storage_, "App", "1.0", kPlatform, false);
-    EXPECT_TRUE(values.SetValue("std-OptOut", EnvValue::String("false")));
-    ProductEnvView settings(&storage_, "App", "1.0", kPlatform, true);
-    EXPECT_TRUE(settings.SetValue("pause_time", EnvValue::Number(1)));
-    InhibitEventView inhibit(&storage_, "App", "1.0", kPlatform);
-    inhibit.Append("Secret");
-  }
+  ProductView product(&storage_, app_, Access::Update);
+  EXPECT_TRUE(product.Added());
+  EXPECT_TRUE(product.SetValue("Server", "https://x/"));
+  EXPECT_TRUE(product.SetValue("LastActive", EnvValue::Number(20000)));
+  ProductEnvView(&storage_, app_, Section::Values, Access::Update).SetValue("std-OptOut", "false");
+  ProductEnvView(&storage_, app_, Section::Settings, Access::Update)
+      .SetValue("pause_time", EnvValue::Number(1));
+  InhibitEventView(&storage_, app_, Access::Update).Append("Secret");
   EXPECT_TRUE(storage_.CloseAndSave());
   EXPECT_EQ(folder_.Contents("TavData"), R"({
     "Products": [
@@ -73,23 +54,17 @@ TEST_F(PersistentStorageTest, KeepsWhatEveryViewSaysInTheDocumentedLayout) {
     "OsName": "W\u00EFndows"
 })");
 
-  ASSERT_TRUE(storage_.Open(false));
-  EXPECT_FALSE(storage_.HadParseError() || storage_.HadOpenError());
+  ASSERT_TRUE(storage_.Open(Access::Read));
   EXPECT_TRUE(ClientView(&storage_).GetValue("OsName", "W\u00EFndows"));
-  const ProductView product(&storage_, "App", "1.0", kPlatform);
-  EXPECT_FALSE(product.Added());
-  EXPECT_EQ(product.GetValue("LastActive").number, 20000.0);
-  ProductEnvView values(&storage_, "App", "1.0", kPlatform, false);
-  EXPECT_EQ(values.GetKeys(), std::vector<std::string>{"std-OptOut"});
-  const InhibitEventView inhibit(&storage_, "App", "1.0", kPlatform);
-  ASSERT_EQ(inhibit.Size(), 1U);
-  EXPECT_EQ(inhibit.Get(0), "Secret");
-  EXPECT_EQ(inhibit.Get(1), "");
+  EXPECT_FALSE(ProductView(&storage_, app_, Access::Update).Added());
+  EXPECT_EQ(ProductEnvView(&storage_, app_, Section::Values, Access::Read).GetKeys(),
+            std::vector<std::string>{"std-OptOut"});
+  EXPECT_EQ(InhibitEventView(&storage_, app_, Access::Read).Get(1), "");
 }
 
 TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
   folder_.Put("TavData", R"({"Products": [], "flag": true, "three": 3, "real": 3.0, "text": "a"})");
-  ASSERT_TRUE(storage_.Open(true));
+  ASSERT_TRUE(storage_.Open(Access::Update));
   ClientView view(&storage_);
   log_.Take();
   EXPECT_EQ(view.GetValue("flag").type, EnvType::None);
@@ -126,47 +101,64 @@ TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
 
 TEST_F(PersistentStorageTest, ViewsOfAClosedStorageFailSoftly) {
   ClientView client(&storage_);
-  ProductView product(&storage_, "App", "1.0", kPlatform);
+  ProductView product(&storage_, app_, Access::Update);
   EXPECT_EQ(log_.Take().back(), "error: PS: creating Prod view (App,1.0,wntx64): PS is not open.");
-  ProductEnvView values(&storage_, "App", "1.0", kPlatform, false);
-  InhibitEventView inhibit(&storage_, "App", "1.0", kPlatform);
+  ProductEnvView values(&storage_, app_, Section::Values, Access::Update);
+  InhibitEventView inhibit(&storage_, app_, Access::Update);
   for (PersistentStorage::View* view :
        std::initializer_list<PersistentStorage::View*>{&client, &product, &values, &inhibit}) {
     EXPECT_EQ(view->GetValue("k").type, EnvType::None);
-    EXPECT_FALSE(view->SetValue("k", "v"));
-    EXPECT_FALSE(view->SetValue("k", EnvValue::Number(1)));
+    EXPECT_FALSE(view->SetValue("k", "v") || view->SetValue("k", EnvValue::Number(1)));
     EXPECT_FALSE(view->RemoveValue("k"));
-    EXPECT_FALSE(view->VerifyValue("k", EnvValue::Number(1)));
-    EXPECT_FALSE(view->GetValue("k", "v"));
+    EXPECT_FALSE(view->VerifyValue("k", EnvValue::Number(1)) || view->GetValue("k", "v"));
   }
   values.Clear();
   inhibit.Append("x");
-  EXPECT_EQ(values.Size() + inhibit.Size(), 0U);
-  EXPECT_FALSE(storage_.RemoveProduct("App", "1.0", kPlatform));
-  EXPECT_TRUE(storage_.GetProducts().empty());
+  EXPECT_EQ(values.Size() + inhibit.Size() + storage_.GetProducts().size(), 0U);
+  EXPECT_FALSE(storage_.RemoveProduct(app_));
+}
+
+TEST_F(PersistentStorageTest, ViewsForReadingChangeNothing) {
+  folder_.Put("TavData", R"({"Products": [{"Name": "App", "Version": "1.0",)"
+                         R"( "Platform": "wntx64", "Values": {"k": "v"}, "Inhibit": {}}]})");
+  Change([] {});
+  const std::string before = folder_.Contents("TavData");
+  Change([this] {
+    for (const ProductIdentity& product : {app_, Product("Other")}) {
+      ProductView own(&storage_, product, Access::Read);
+      EXPECT_FALSE(own.Added() || own.SetValue("Server", "s"));
+      ProductEnvView values(&storage_, product, Section::Values, Access::Read);
+      values.Clear();
+      EXPECT_FALSE(values.SetValue("k", "w") || values.RemoveValue("k"));
+      EXPECT_EQ(values.GetKeys().size(), product.name == "App" ? 1U : 0U);
+      const ProductEnvView settings(&storage_, product, Section::Settings, Access::Read);
+      InhibitEventView inhibit(&storage_, product, Access::Read);
+      inhibit.Append("e");
+      EXPECT_EQ(settings.Size() + inhibit.Size(), 0U);
+    }
+  });
+  EXPECT_EQ(folder_.Contents("TavData"), before);
 }
 
 TEST_F(PersistentStorageTest, WritesOnlyWhatWasOpenedForUpdateAndSaved) {
-  ASSERT_TRUE(storage_.Open(true));
-  const ProductView added(&storage_, "App", "1.0", kPlatform);
-  storage_.CloseAndSave();
+  Change([this] { AddProduct("App"); });
   const std::string before = folder_.Contents("TavData");
 
-  ASSERT_TRUE(storage_.Open(false));
-  const ProductView other(&storage_, "App", "2.0", kPlatform);
+  ASSERT_TRUE(storage_.Open(Access::Read));
+  EXPECT_TRUE(ProductView(&storage_, Product("App", "2.0"), Access::Update).Added());
   ASSERT_EQ(storage_.GetProducts().size(), 2U);
   EXPECT_EQ(storage_.GetProducts()[1].version, "2.0");
   storage_.CloseAndSave();
-  ASSERT_TRUE(storage_.Open(true));
-  EXPECT_TRUE(storage_.RemoveProduct("App", "1.0", kPlatform));
-  EXPECT_FALSE(storage_.RemoveProduct("App", "1.0", kPlatform));
-  storage_.Close(false);
+  ASSERT_TRUE(storage_.Open(Access::Update));
+  EXPECT_TRUE(storage_.RemoveProduct(app_));
+  EXPECT_FALSE(storage_.RemoveProduct(app_));
+  storage_.Close(Changes::Discard);
   EXPECT_EQ(folder_.Contents("TavData"), before);
 
-  // A second open drops the first document.
-  ASSERT_TRUE(storage_.Open(true));
-  storage_.RemoveProduct("App", "1.0", kPlatform);
-  ASSERT_TRUE(storage_.OpenTimestamps(true));
+  // A second open discards the first document.
+  ASSERT_TRUE(storage_.Open(Access::Update));
+  storage_.RemoveProduct(app_);
+  ASSERT_TRUE(storage_.OpenTimestamps(Access::Update));
   ClientView(&storage_).SetValue("LastClientQuery", EnvValue::Number(20001));
   storage_.CloseAndSave();
   EXPECT_EQ(folder_.Contents("TavData"), before);
@@ -176,58 +168,48 @@ TEST_F(PersistentStorageTest, WritesOnlyWhatWasOpenedForUpdateAndSaved) {
 TEST_F(PersistentStorageTest, OpensElsewhereOrNotAtAll) {
   const fs::path other = folder_.Base() / u8"\u0416";
   fs::create_directory(other);
-  PersistentStorage::SetAlternatePS(Testing::StorageFolder::Utf8(other) + "/Mine");
-  ASSERT_TRUE(storage_.Open(true));
-  storage_.CloseAndSave();
-  ASSERT_TRUE(storage_.OpenTimestamps(true));
+  PersistentStorage::SetAlternatePS(StorageFolder::Utf8(other) + "/Mine");
+  Change([] {});
+  ASSERT_TRUE(storage_.OpenTimestamps(Access::Update));
   storage_.CloseAndSave();
   EXPECT_TRUE(fs::exists(other / "Mine") && fs::exists(other / "TsMine"));
 
-  PersistentStorage::SetAlternatePSDirectory(Testing::StorageFolder::Utf8(folder_.Base()));
-  ASSERT_TRUE(storage_.Open(true));
-  storage_.CloseAndSave();
+  PersistentStorage::SetAlternatePSDirectory(StorageFolder::Utf8(folder_.Base()));
+  Change([] {});
   EXPECT_TRUE(fs::exists(folder_.Base() / "Mine"));
-  EXPECT_TRUE(storage_.Destroy());
-  EXPECT_FALSE(fs::exists(folder_.Base() / "Mine"));
 
   PersistentStorage::SetAlternatePSDirectory("");
-  Testing::SetEnvironment("LOCALAPPDATA", nullptr);
+  SetEnvironment("LOCALAPPDATA", nullptr);
   ForgetStorageDirectory();
-  EXPECT_FALSE(storage_.Open(true));
+  EXPECT_FALSE(storage_.Open(Access::Update));
   EXPECT_EQ(log_.Take().back(), "error: PS: Open (update: 1): Could not form PS spec.");
   EXPECT_FALSE(storage_.Destroy());
 }
 
-TEST_F(PersistentStorageTest, DestroyStopsAtAFileThatStays) {
-  folder_.Put("TsTavData", "{}");
-  EXPECT_TRUE(storage_.Destroy());
-  EXPECT_FALSE(fs::exists(folder_.Path("TsTavData")));
-
-  folder_.Put("TsTavData", "{}");
-  fs::create_directories(folder_.Path("TavData") / "inside");
-  EXPECT_FALSE(storage_.Destroy());
-  EXPECT_TRUE(fs::exists(folder_.Path("TsTavData")));
-  EXPECT_FALSE(log_.Find("PS: Could not remove PS file '").empty());
-}
-
 // Each storage has a handle and a lock of its own, as those of several processes have.
-TEST_F(PersistentStorageTest, ALockedFileIsEmptyToOthersAndStaysAsItIs) {
+TEST_F(PersistentStorageTest, AFileLockedForLongIsEmptyToOthersAndStaysAsItIs) {
   PersistentStorage holder;
-  ASSERT_TRUE(holder.Open(true));
-  const ProductView held(&holder, "App", "1.0", kPlatform);
-  for (const bool update : {false, true}) {
-    ASSERT_TRUE(storage_.Open(update));
+  ASSERT_TRUE(holder.Open(Access::Update));
+  const ProductView held(&holder, app_, Access::Update);
+  for (const Access access : {Access::Read, Access::Update}) {
+    log_.Take();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Products(access), "");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
     EXPECT_TRUE(storage_.HadOpenError());
     EXPECT_FALSE(storage_.HadParseError());
-    const ProductView added(&storage_, "Other", "1.0", kPlatform);
+    AddProduct("Other");
     storage_.CloseAndSave();
     EXPECT_FALSE(storage_.HadOpenError());
+    int warnings = 0;
+    for (const std::string& line : log_.Take()) {
+      EXPECT_FALSE(line.starts_with("error:")) << line;
+      warnings += line.starts_with("warning: Lock of file failed") ? 1 : 0;
+    }
+    EXPECT_EQ(warnings, 1);
   }
   holder.CloseAndSave();
-  EXPECT_EQ(log_.Find("error:"), "");
-  ASSERT_TRUE(storage_.Open(false));
-  ASSERT_EQ(storage_.GetProducts().size(), 1U);
-  EXPECT_EQ(storage_.GetProducts()[0].name, "App");
+  EXPECT_EQ(Products(), "App,");
 }
 
 TEST_F(PersistentStorageTest, ProductsThatShareTheFileLoseNothingToEachOther) {
@@ -237,16 +219,15 @@ TEST_F(PersistentStorageTest, ProductsThatShareTheFileLoseNothingToEachOther) {
   products.reserve(kProducts);
   for (int number = 0; number < kProducts; ++number) {
     products.emplace_back([number] {
-      const std::string name = "App" + std::to_string(number);
       const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
       PersistentStorage storage;
       for (int round = 1; round <= kRounds && std::chrono::steady_clock::now() < end;) {
-        storage.Open(true);
+        storage.Open(Access::Update);
         if (storage.HadOpenError()) {
           std::this_thread::yield();
           continue;
         }
-        ProductView product(&storage, name, "1.0", kPlatform);
+        ProductView product(&storage, Product("App" + std::to_string(number)), Access::Update);
         EXPECT_EQ(product.GetValue("LastActive").number, round - 1);
         product.SetValue("LastActive", EnvValue::Number(round++));
         storage.CloseAndSave();
@@ -256,10 +237,9 @@ TEST_F(PersistentStorageTest, ProductsThatShareTheFileLoseNothingToEachOther) {
   for (std::thread& product : products) {
     product.join();
   }
-  ASSERT_TRUE(storage_.Open(false));
-  EXPECT_EQ(storage_.GetProducts().size(), size_t{kProducts});
+  ASSERT_TRUE(storage_.Open(Access::Read));
   for (int number = 0; number < kProducts; ++number) {
-    const ProductView product(&storage_, "App" + std::to_string(number), "1.0", kPlatform);
+    const ProductView product(&storage_, Product("App" + std::to_string(number)), Access::Read);
     EXPECT_EQ(product.GetValue("LastActive").number, kRounds);
   }
 }

@@ -1,23 +1,16 @@
 #include "storage/product_info.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
 #include <vector>
 
-#include "platform/clock.h"
-#include "storage/product_env_update.h"
-#include "storage/storage_views.h"
-#include "support/storage_folder.h"
+#include "storage/storage_fixture.h"
+#include "util/time_stamp.h"
 
 namespace Tav {
 namespace {
 
-using ProductEnvView = PersistentStorage::ProductEnvView;
-using ProductView = PersistentStorage::ProductView;
+using namespace Testing;
 using Entries = std::vector<std::string>;
 
-constexpr char kPlatform[] = "wntx64";
 constexpr char kGateway[] = "https://g/";
 
 JsonPtr Json(const std::string& text) {
@@ -37,73 +30,56 @@ Entries Shown(const EnvMap* map) {
   return lines;
 }
 
-// What a host of some run says before initialisation, in JSON: objects are maps.
-PendingProductValues Values(const std::string& json) {
+// Values set before initialisation, from JSON: objects are maps.
+PendingProductValues PendingValues(const std::string& json) {
   const JsonPtr values = Json(json);
   PendingProductValues pending;
   const char* key = nullptr;
   json_t* value = nullptr;
   json_object_foreach(values.Get(), key, value) {
-    if (json_is_object(value)) {
-      pending[key].isMap = true;
-      pending[key].payload = JsonPtr::Share(value);
-    } else {
-      pending[key].value = ToEnvValue(value);
-    }
+    pending[key].value = ToEnvValue(value);
+    pending[key].isMap = json_is_object(value);
+    pending[key].payload = json_is_object(value) ? JsonPtr::Share(value) : JsonPtr();
   }
   return pending;
 }
 
-class ProductInfoTest : public testing::Test {
+class ProductInfoTest : public StorageTest {
  protected:
-  static ProductInfo Product(const std::string& json) {
-    const PendingProductValues values = Values(json);
+  static ProductInfo App(const std::string& json) {
+    const PendingProductValues values = PendingValues(json);
     return ProductInfo("App", "1.0", &values);
   }
 
-  // The start of a run: what IsChanged says, with the stored values loaded.
+  // The start of a run: the result of IsChanged, with the stored values loaded.
   bool Start(ProductInfo& product) {
-    EXPECT_TRUE(storage_.Open(false));
+    EXPECT_TRUE(storage_.Open(Access::Read));
     const bool changed = product.IsChanged(&storage_);
     product.LoadEnvFromPS(&storage_);
-    storage_.CloseAndSave();
     return changed;
-  }
-
-  // Works on the storage and saves.
-  template <typename Work>
-  void Change(const Work& work) {
-    ASSERT_TRUE(storage_.Open(true));
-    work();
-    storage_.CloseAndSave();
   }
 
   // A run that sends everything.
   void RunAndSend(const std::string& json) {
-    ProductInfo product = Product(json);
+    ProductInfo product = App(json);
     Start(product);
     product.SetServer(kGateway);
     Change([&] { product.PersistToPS(&storage_); });
   }
 
-  // The product's member as it is stored.
+  // A stored value of the product itself.
   std::string Stored(const std::string& key) {
-    EXPECT_TRUE(storage_.Open(false));
-    std::string text = ProductView(&storage_, "App", "1.0", kPlatform).GetValue(key).text;
-    storage_.Close(false);
-    return text;
+    EXPECT_TRUE(storage_.Open(Access::Read));
+    return ProductView(&storage_, app_, Access::Read).GetValue(key).text;
   }
 
   Entries StoredValues() {
-    EXPECT_TRUE(storage_.Open(false));
+    EXPECT_TRUE(storage_.Open(Access::Read));
+    const ProductEnvView stored(&storage_, app_, Section::Values, Access::Read);
     EnvMap values;
-    {
-      ProductEnvView stored(&storage_, "App", "1.0", kPlatform, false);
-      for (const std::string& key : stored.GetKeys()) {
-        values[key] = stored.GetValue(key);
-      }
+    for (const std::string& key : stored.GetKeys()) {
+      values[key] = stored.GetValue(key);
     }
-    storage_.Close(false);
     return Shown(&values);
   }
 
@@ -113,14 +89,10 @@ class ProductInfoTest : public testing::Test {
     EXPECT_EQ(isIncremental, expectIncremental);
     return Shown(values);
   }
-
-  Testing::StorageFolder folder_;
-  Testing::CapturedLog log_;
-  PersistentStorage storage_;
 };
 
 TEST_F(ProductInfoTest, AnUnknownProductIsSentInFullAndStored) {
-  ProductInfo product = Product(R"({"std-OptOut": "false", "seats": 5, "lang": {"ui": "en"}})");
+  ProductInfo product = App(R"({"std-OptOut": "false", "seats": 5, "lang": {"ui": "en"}})");
   EXPECT_TRUE(Start(product));
   EXPECT_EQ(log_.Find("PI: Ch"), "PI: Changed (not registered)");
   EXPECT_EQ(log_.Find("PI: (App"), "PI: (App,1.0,wntx64): changed, incremental: 0");
@@ -128,26 +100,25 @@ TEST_F(ProductInfoTest, AnUnknownProductIsSentInFullAndStored) {
   product.SetServer(kGateway);
   const Entries all = {"lang.ui=en", "seats=5.000000", "std-OptOut=false"};
   EXPECT_EQ(ToSend(product, false), all);
-  EXPECT_TRUE(StoredValues().empty());  // looking stores nothing
+  EXPECT_TRUE(StoredValues().empty());  // nothing is stored yet
 
-  const int64_t before = Platform::UnixMilliseconds() / 1000;
+  const int64_t before = CurrentTime();
   Change([&] { product.PersistToPS(&storage_); });
   EXPECT_EQ(StoredValues(), all);
   EXPECT_EQ(Stored("Server"), kGateway);
-  const int64_t registered = std::stoll(Stored("Registered"));
-  EXPECT_GE(registered, before);
-  EXPECT_LE(registered, before + 60);
+  EXPECT_GE(std::stoll(Stored("Registered")), before);
+  EXPECT_LE(std::stoll(Stored("Registered")), CurrentTime());
   EXPECT_EQ(ToSend(product, true), Entries{"null"});
 }
 
 TEST_F(ProductInfoTest, AKnownProductSendsWhatDiffers) {
   RunAndSend(R"({"a": "1", "b": 2, "gone": "kept"})");
-  ProductInfo same = Product(R"({"a": "1", "b": 2.000001})");
+  ProductInfo same = App(R"({"a": "1", "b": 2.000001})");
   EXPECT_FALSE(Start(same));
   EXPECT_EQ(same.GetServer(), kGateway);
   EXPECT_EQ(ToSend(same, true), Entries{"null"});
 
-  ProductInfo other = Product(R"({"a": "2", "b": "2", "c": 3})");
+  ProductInfo other = App(R"({"a": "2", "b": "2", "c": 3})");
   EXPECT_TRUE(Start(other));
   EXPECT_NE(log_.Find("PI: Changed (incremental). Key: a, type: 1, text: 2, number: 0.0"), "");
   EXPECT_EQ(ToSend(other, true), (Entries{"a=2", "b=2", "c=3.000000"}));
@@ -157,7 +128,7 @@ TEST_F(ProductInfoTest, AKnownProductSendsWhatDiffers) {
   EXPECT_EQ(StoredValues(), (Entries{"a=2", "b=2", "c=3.000000", "gone=kept"}));
   EXPECT_EQ(ToSend(other, true), Entries{"null"});
 
-  // Nothing set in this run: nothing can have changed, and what is stored is still there.
+  // An application that sets nothing changes nothing; the stored values stay.
   ProductInfo silent("App", "1.0", nullptr);
   EXPECT_FALSE(Start(silent));
   EXPECT_EQ(ToSend(silent, false), (Entries{"a=2", "b=2", "c=3.000000", "gone=kept"}));
@@ -170,62 +141,58 @@ TEST_F(ProductInfoTest, OddDocumentsCountAsChanged) {
                                members + "}]}");
   };
   put(R"(, "Registered": "1", "Server": 7, "Values": {"n": 3, "x": true})");
-  ProductInfo integer = Product(R"({"n": 3})");
+  ProductInfo integer = App(R"({"n": 3})");
   EXPECT_TRUE(Start(integer));
   EXPECT_EQ(integer.GetServer(), "");
   EXPECT_EQ(ToSend(integer, true), Entries{"n=3.000000"});
   EnvValue value;
   EXPECT_FALSE(integer.FindEnvValue("x", value));
 
-  put(R"(, "Registered": "1", "Values": {})");
-  ProductInfo empty = Product(R"({"n": 3})");
-  EXPECT_TRUE(Start(empty));
-  EXPECT_NE(log_.Find("PI: Changed (PE in PS is empty)"), "");
-  EXPECT_EQ(ToSend(empty, false), Entries{"n=3.000000"});
-
-  for (const char* const members : {R"(, "Registered": "")", R"(, "Registered": 1767225600)"}) {
-    put(members + std::string(R"(, "Values": {"n": 3.0})"));
-    ProductInfo unregistered = Product(R"({"n": 3})");
-    EXPECT_TRUE(Start(unregistered)) << members;
-    EXPECT_EQ(ToSend(unregistered, false), Entries{"n=3.000000"}) << members;
+  for (const char* const members :
+       {R"(, "Registered": "1", "Values": {})", R"(, "Registered": "", "Values": {"n": 3.0})",
+        R"(, "Registered": 1767225600, "Values": {"n": 3.0})"}) {
+    put(members);
+    ProductInfo product = App(R"({"n": 3})");
+    EXPECT_TRUE(Start(product)) << members;
+    EXPECT_EQ(ToSend(product, false), Entries{"n=3.000000"}) << members;
   }
+  EXPECT_NE(log_.Find("PI: Changed (PE in PS is empty)"), "");
 
-  // Unregistered, and the host set nothing either.
+  // Neither registered nor described by its application.
   ProductInfo nothing("New", "1.0", nullptr);
   EXPECT_FALSE(nothing.FindEnvValue("n", value));
-  ASSERT_TRUE(storage_.Open(false));
+  ASSERT_TRUE(storage_.Open(Access::Read));
   EXPECT_TRUE(nothing.IsChanged(&storage_));
   EXPECT_EQ(ToSend(nothing, false), Entries{"null"});
-  storage_.Close(false);
 }
 
 TEST_F(ProductInfoTest, AnOptedOutProductSendsOnlyThat) {
-  ProductInfo unknown = Product(R"({"std-OptOut": "true", "a": "1"})");
+  ProductInfo unknown = App(R"({"std-OptOut": "true", "a": "1"})");
   EXPECT_TRUE(Start(unknown));
   EXPECT_EQ(ToSend(unknown, true), Entries{"std-OptOut=true"});
 
   RunAndSend(R"({"std-OptOut": "true", "a": "1"})");
-  ProductInfo known = Product(R"({"std-OptOut": "true", "a": "2"})");
+  ProductInfo known = App(R"({"std-OptOut": "true", "a": "2"})");
   EXPECT_TRUE(Start(known));
   EXPECT_EQ(ToSend(known, true), Entries{"a=2"});
 }
 
 TEST_F(ProductInfoTest, AnOptOutThatWasNotSentIsTakenBackLater) {
   RunAndSend(R"({"std-OptOut": "false"})");
-  ProductInfo optedOut = Product(R"({"std-OptOut": "true"})");
+  ProductInfo optedOut = App(R"({"std-OptOut": "true"})");
   EXPECT_TRUE(Start(optedOut));
   EXPECT_TRUE(optedOut.IsPendingOptOutCleared());
   Change([&] { optedOut.PersistPendingOptOut(&storage_); });
   EXPECT_FALSE(optedOut.IsPendingOptOutCleared());
   EXPECT_EQ(Stored("PendingStdOptOut"), "true");
 
-  ProductInfo optedIn = Product(R"({"std-OptOut": "false"})");
+  ProductInfo optedIn = App(R"({"std-OptOut": "false"})");
   EXPECT_TRUE(Start(optedIn));
   EXPECT_FALSE(optedIn.IsPendingOptOutCleared());
   EXPECT_EQ(ToSend(optedIn, true), Entries{"std-OptOut=false"});
 
-  // Still opted out: the stored values differ, as in the run before.
-  ProductInfo stillOut = Product(R"({"std-OptOut": "true"})");
+  // Still opted out: the stored value differs as in the run before.
+  ProductInfo stillOut = App(R"({"std-OptOut": "true"})");
   EXPECT_TRUE(Start(stillOut));
   EXPECT_EQ(ToSend(stillOut, true), Entries{"std-OptOut=true"});
   Change([&] { stillOut.ClearPendingOptOut(&storage_); });
@@ -234,7 +201,7 @@ TEST_F(ProductInfoTest, AnOptOutThatWasNotSentIsTakenBackLater) {
 
   Change([&] { optedIn.PersistPendingOptOut(&storage_); });
   EXPECT_EQ(Stored("PendingStdOptOut"), "false");
-  ProductInfo again = Product(R"({"std-OptOut": "false"})");
+  ProductInfo again = App(R"({"std-OptOut": "false"})");
   EXPECT_FALSE(Start(again));
   EXPECT_FALSE(again.IsPendingOptOutCleared());
   Change([&] { again.PersistToPS(&storage_); });
@@ -255,15 +222,15 @@ TEST_F(ProductInfoTest, ChangesOfARunningSessionAreCollected) {
   EXPECT_TRUE(product.UpdateProductEnv("l", Json(R"({"0": "x", "1": "y"})").Get(), false));
   EXPECT_FALSE(product.UpdateProductEnv("l", Json(R"({"0": "x", "1": "y"})").Get(), false));
   EXPECT_EQ(ToSend(product, true), (Entries{"a=1.000000", "l:0=x", "l:1=y"}));
-  // The removal of l:0 travels with the new element, unseen; the stored values stay as they are.
+  // Removing l:0 is part of the same change and not reported; the stored values stay.
   EXPECT_TRUE(product.UpdateProductEnv("l", Json(R"({"1": "y", "2": "z"})").Get(), false));
   EXPECT_EQ(ToSend(product, true), (Entries{"a=1.000000", "l:1=y", "l:2=z"}));
   EXPECT_EQ(StoredValues(), Entries{"a=1.000000"});
 }
 
-TEST_F(ProductInfoTest, ElementsThatAreOnlyGoneAreForgottenAtOnce) {
+TEST_F(ProductInfoTest, ElementsThatAreOnlyGoneAreErasedFromTheStorageAtOnce) {
   RunAndSend(R"({"k": {"a": "1", "b": "2"}, "kind": "x"})");
-  Change([&] { ProductView(&storage_, "Other", "1.0", kPlatform).SetValue("Server", "s"); });
+  Change([&] { AddProduct("Other"); });
   ProductInfo product("App", "1.0", nullptr);
   Start(product);
   log_.Take();
@@ -271,11 +238,9 @@ TEST_F(ProductInfoTest, ElementsThatAreOnlyGoneAreForgottenAtOnce) {
   EXPECT_NE(log_.Find("PI: persist to PS: key: k.b, type: 1, text: 2, number: 0.0"), "");
   EXPECT_EQ(StoredValues(), (Entries{"k.b=2", "kind=x"}));
   EXPECT_EQ(Stored("Server"), kGateway);
-  ASSERT_TRUE(storage_.Open(false));
-  EXPECT_EQ(storage_.GetProducts().size(), 2U);
-  storage_.Close(false);
+  EXPECT_EQ(Products(), "App,Other,");
 
-  // Map and list elements of one key take each other's place.
+  // List elements replace the map elements of the same key.
   EXPECT_TRUE(product.UpdateProductEnv("k", Json(R"({"0": "2"})").Get(), false));
   EXPECT_EQ(log_.Find("PI: Erasing k.b"), "PI: Erasing k.b");
   EXPECT_FALSE(product.UpdateProductEnv("k", Json("{}").Get(), true));

@@ -19,32 +19,29 @@ constexpr char kRecord[] =
     R"({"t":"2026-01-01T10:00:01.001Z","s":"01234567-89ab-cdef-0123-456789abcdef","m":"open",)"
     R"("v":{"size":12.5}}]})";
 
-EnvValue Number(double value) {
-  EnvValue number;
-  number.type = EnvType::Number;
-  number.number = value;
-  return number;
-}
+using Access = PersistentStorage::Access;
+using ProductEnvView = PersistentStorage::ProductEnvView;
+using ProductView = PersistentStorage::ProductView;
 
 using TavcatFolder = Testing::TavcatTest;
 
 TEST_F(TavcatFolder, ShowsTheStorageFiles) {
   PersistentStorage storage;
-  ASSERT_TRUE(storage.Open(true));
+  ASSERT_TRUE(storage.Open(Access::Update));
   PersistentStorage::ClientView(&storage).SetValue("OsName", "Wind\xC3\xB6ws");
-  PersistentStorage::ProductView product(&storage, "Writer", "4.2", "wntx64");
+  const ProductIdentity writer{"Writer", "4.2", "wntx64"};
+  ProductView product(&storage, writer, Access::Update);
   product.SetValue("Registered", "1767225600");
   product.SetValue("PendingStdOptOut", "true");
-  PersistentStorage::ProductEnvView(&storage, "Writer", "4.2", "wntx64", false)
+  ProductEnvView(&storage, writer, ProductEnvView::Section::Values, Access::Update)
       .SetValue("std-OptOut", "false");
-  PersistentStorage::ProductEnvView(&storage, "Writer", "4.2", "wntx64", true)
-      .SetValue("flush_time", Number(120));
-  PersistentStorage::InhibitEventView(&storage, "Writer", "4.2", "wntx64").Append("mouse-moved");
+  ProductEnvView(&storage, writer, ProductEnvView::Section::Settings, Access::Update)
+      .SetValue("flush_time", EnvValue::Number(120));
+  PersistentStorage::InhibitEventView(&storage, writer, Access::Update).Append("mouse-moved");
   storage.CloseAndSave();
-  ASSERT_TRUE(storage.OpenTimestamps(true));
-  PersistentStorage::ClientView(&storage).SetValue("LastClientQuery", Number(20450));
-  PersistentStorage::ProductView(&storage, "Writer", "4.2", "wntx64")
-      .SetValue("LastActive", Number(20454));
+  ASSERT_TRUE(storage.OpenTimestamps(Access::Update));
+  PersistentStorage::ClientView(&storage).SetValue("LastClientQuery", EnvValue::Number(20450));
+  ProductView(&storage, writer, Access::Update).SetValue("LastActive", EnvValue::Number(20454));
   storage.CloseAndSave();
 
   EXPECT_EQ(Run(), 0);
@@ -133,9 +130,9 @@ TEST_F(TavcatFolder, EscapesWhatCouldControlATerminal) {
 TEST_F(TavcatFolder, LeavesFilesInUseAlone) {
   Cache("Writer", {kRecord});
   PersistentStorage storage;
-  ASSERT_TRUE(storage.Open(true));
+  ASSERT_TRUE(storage.Open(Access::Update));
   storage.CloseAndSave();
-  ASSERT_TRUE(storage.Open(true));
+  ASSERT_TRUE(storage.Open(Access::Update));
   TavFile taken;
   const std::string path =
       JoinStoragePath(CacheFileName(CachePrefix("Writer", "1.0", Deployment()), 1));
