@@ -1,13 +1,12 @@
 #include "machine/client_info.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
-#include "machine/client_monitors.h"
-#include "machine/client_os.h"
 #include "machine/client_wmi_job.h"
 #include "platform/clock.h"
-#include "platform/machine.h"
+#include "platform/error.h"
 #include "storage/storage_views.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
@@ -16,27 +15,47 @@ namespace Tav {
 
 namespace {
 
+using Access = PersistentStorage::Access;
+using Changes = PersistentStorage::Changes;
 using ClientView = PersistentStorage::ClientView;
 
 constexpr char kLastQueryKey[] = "LastClientQuery";
 constexpr int64_t kSecondsPerDay = 86400;
 constexpr int64_t kDaysBetweenCollections = 8;
-// Far beyond any day that a clock can show.
-constexpr double kLastDay = 1e9;
-constexpr int64_t kLongestQuery = 60000;  // milliseconds
+constexpr int64_t kMaxQueryMilliseconds = 60000;
+// The position of the offset from UTC in a time stamp.
+constexpr size_t kOffsetPosition = sizeof("2021-03-04T10:11:12.345") - 1;
 
 int64_t ToDay(double number) {
-  return static_cast<int64_t>(std::clamp(number, -kLastDay, kLastDay));
+  constexpr double kMaxDay = 1e9;  // far beyond any day that a clock can show
+  return static_cast<int64_t>(std::clamp(number, -kMaxDay, kMaxDay));
 }
 
-// A part that runs out of memory leaves its own keys out and no others.
+// If memory runs out, only the labels of this part are missing.
 template <typename Part>
 void CollectPart(Part part) {
   try {
     part();
   } catch (...) {
-    // What is missing is sent another time.
+    // The next collection adds what is missing.
   }
+}
+
+std::optional<Platform::OsVersion> FindOsVersion() {
+  std::optional<Platform::OsVersion> version = Platform::QueryOsVersion();
+  if (!version) {
+    TAV_NOTE("Could not find RtlGetVersion function (%08x)", Platform::LastError());
+    version = Platform::QueryShownOsVersion();
+  }
+  return version;
+}
+
+std::string SizeText(long width, long height) {
+  return std::to_string(width) + " x " + std::to_string(height);
+}
+
+std::string MonitorKey(size_t number) {
+  return "Monitors.Monitor" + std::to_string(number) + " Resolution";
 }
 
 }  // namespace
@@ -45,26 +64,22 @@ ClientInfo::ClientInfo(std::unique_ptr<Platform::WmiSource> wmi) : wmi_(std::mov
 
 ClientInfo::~ClientInfo() = default;
 
+// Also marks today as the day of the last collection, so that no other process collects.
 bool ClientInfo::ShouldCollect() {
   PersistentStorage storage;
-  storage.OpenTimestamps(PersistentStorage::Access::Update);
+  storage.OpenTimestamps(Access::Update);
+  ClientView view(&storage);
   const int64_t today = CurrentTime() / kSecondsPerDay;
-  bool collect = true;
-  {
-    ClientView view(&storage);
-    const EnvValue stamp = view.GetValue(kLastQueryKey);
-    if (stamp.type == EnvType::Number) {
-      const int64_t last = ToDay(stamp.number);
-      TAV_DEBUG("CI: Comparing client query time stamps. Last stamp = %d, today = %d",
-                static_cast<int>(last), static_cast<int>(today));
-      // A day in the future counts as recent.
-      collect = today - last >= kDaysBetweenCollections;
-    }
-    if (collect) {
-      view.SetValue(kLastQueryKey, EnvValue::Number(static_cast<double>(today)));
-    }
+  const EnvValue stamp = view.GetValue(kLastQueryKey);
+  if (stamp.type == EnvType::Number) {
+    TAV_DEBUG("CI: Comparing client query time stamps. Last stamp = %d, today = %d",
+              static_cast<int>(ToDay(stamp.number)), static_cast<int>(today));
   }
-  storage.Close(collect ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
+  const bool collect = IsCollectionDue(stamp, today);
+  if (collect) {
+    view.SetValue(kLastQueryKey, EnvValue::Number(static_cast<double>(today)));
+  }
+  storage.Close(collect ? Changes::Save : Changes::Discard);
   return collect;
 }
 
@@ -90,7 +105,7 @@ void ClientInfo::Collect() {
 void ClientInfo::CollectWmi() {
   auto job = std::make_unique<WmiJob>(std::move(wmi_));
   if (job->Start()) {
-    pendingUntil_ = Platform::MonotonicMilliseconds() + kLongestQuery;
+    pendingUntil_ = Platform::MonotonicMilliseconds() + kMaxQueryMilliseconds;
     job_ = std::move(job);
   }
 }
@@ -119,7 +134,7 @@ void ClientInfo::Complete() {
   const std::unique_ptr<WmiJob> job = std::move(job_);
   if (const std::vector<WmiQuery>* const queries = job ? job->Result() : nullptr) {
     CollectPart([&] {
-      // The other way round than they were run.
+      // In the order of the categories, the reverse of the order in which they ran.
       ClientEnv hardware;
       std::for_each(queries->rbegin(), queries->rend(),
                     [&](const WmiQuery& query) { AddWmiKeys(query, hardware); });
@@ -160,6 +175,46 @@ void ClientInfo::LogClientEnv() const {
     text.append(text.empty() ? "" : ", ").append(key).append(": ").append(value);
   }
   LogDebug("CI: Client Env: %s", text.c_str());
+}
+
+bool IsCollectionDue(const EnvValue& lastDay, int64_t today) {
+  return lastDay.type != EnvType::Number ||
+         today - ToDay(lastDay.number) >= kDaysBetweenCollections;
+}
+
+void AddOsKeys(ClientEnv& env) {
+  env["OsName"] = "Windows";
+  if (const std::optional<Platform::OsVersion> version = FindOsVersion()) {
+    env["OsVersion"] = std::to_string(version->major) + "." + std::to_string(version->minor);
+    env["OsBuildNumber"] = std::to_string(version->build);
+  }
+  env["OsLocale"] = MeaningfulLocale(Platform::UserLanguage().value_or("en") + "_" +
+                                     Platform::UserCountry().value_or(""));
+  env["OsArch"] = "x86_64";
+  env["TZ"] = "UTC" + LocalTimeStamp().substr(kOffsetPosition);
+  env["Virtual"] = Platform::HypervisorPresent() ? "Yes" : "No";
+}
+
+void AddMonitorKeys(const Platform::Monitors& monitors, ClientEnv& env) {
+  const bool primaryKnown = monitors.primaryWidth != 0 && monitors.primaryHeight != 0;
+  const std::string primary =
+      primaryKnown ? SizeText(monitors.primaryWidth, monitors.primaryHeight) : std::string();
+  env["Number of Monitors"] = std::to_string(monitors.count);
+  if (primaryKnown) {
+    env["Primary Monitor Resolution"] = primary;
+  }
+  if (monitors.count == 1 && primaryKnown) {
+    env[MonitorKey(1)] = primary;
+    return;
+  }
+  size_t number = 0;
+  for (const Platform::MonitorSize& size : monitors.sizes) {
+    env[MonitorKey(++number)] = SizeText(size.width, size.height);
+  }
+}
+
+std::string MeaningfulLocale(const std::string& name) {
+  return name.empty() || name == "C" || name == "POSIX" || name == "en_" ? "en_US" : name;
 }
 
 }  // namespace Tav

@@ -1,15 +1,18 @@
-// The description of the client machine: collected at most once in eight days, compared with what
-// was sent last, and sent when it differs.
+// The description of the client machine: collected at most once in eight days, compared with the
+// stored one, and sent when it differs.
 //
-// Most of it is there at once. What the system's management service knows takes from tenths of a
-// second to minutes, so that a thread of its own asks; until Finish has taken its answers over, the
-// description counts as not collected. Used by the session thread only.
+// The operating system and the monitors are described at once. The hardware comes from WMI, which
+// is slow, so a thread of its own queries it (machine/client_wmi_job.h). Until Finish or Abandon
+// has completed the description, it counts as not collected. Used by the session thread only.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
-#include "machine/client_env.h"
+#include "machine/client_wmi.h"
+#include "model/env_value.h"
+#include "platform/machine.h"
 #include "platform/wmi.h"
 
 namespace Tav {
@@ -19,32 +22,33 @@ class WmiJob;
 
 class ClientInfo {
  public:
-  // With another source than the system's own for tests.
+  // Tests pass a source of their own.
   explicit ClientInfo(std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource());
-  // Leaves the management service's thread behind if it still runs; never waits.
+  // Never waits: detaches the WMI thread if it still runs.
   virtual ~ClientInfo();
   ClientInfo(const ClientInfo&) = delete;
   ClientInfo& operator=(const ClientInfo&) = delete;
 
-  // Once at start-up: when the last collection is eight days old, collects what is there at once
-  // and starts the thread. Opens the document of time stamps meanwhile; blocks as the disk does.
+  // Collects the description if that is due, and starts the WMI thread. To be called once, at
+  // start-up, while no storage is open. Blocks on the disk.
   virtual void Collect();
-  // Empty when nothing was collected, and until it is complete.
+  // Empty until the description is complete, and when none was collected.
   virtual const ClientEnv& GetClientEnv() const { return clientEnv_; }
-  // Whether the main document, open for reading, lacks any of it. False when nothing was collected,
-  // and until it is complete.
+  // Whether the open main document lacks part of the description. False until it is complete, and
+  // when none was collected.
   virtual bool IsChanged(PersistentStorage* storage) const;
-  // Stores it in the main document, which is open for update. What is not known any more stays.
+  // Stores the description in the main document, which is open for update. Labels that were stored
+  // earlier and are not collected any more stay.
   virtual void PersistClientInfo(PersistentStorage* storage) const;
   virtual void LogClientEnv() const;
 
-  // Whether the management service has not answered yet.
+  // Whether WMI results are still awaited.
   bool Pending() const { return job_ != nullptr; }
-  // Waits for its answers for at most so many milliseconds; 0 only looks. True when nothing is
-  // pending (any more): the description is complete then, if one was to be collected. A service
-  // that has not answered within a minute counts as failed.
+  // Waits at most that long for the WMI queries; 0 only polls. True when nothing is pending (any
+  // more). Queries that take longer than a minute count as failed.
   bool Finish(int milliseconds);
-  // Goes without the answers that have not come; the thread is left behind. Never waits.
+  // Completes the description without results that are still missing. Detaches the WMI thread;
+  // never waits.
   void Abandon();
 
  private:
@@ -54,11 +58,23 @@ class ClientInfo {
   void Complete();
 
   std::unique_ptr<Platform::WmiSource> wmi_;
-  std::unique_ptr<WmiJob> job_;  // null: nothing is pending
-  int64_t pendingUntil_ = 0;     // milliseconds of the monotonic clock
-  ClientEnv found_;              // what was there at once
+  std::unique_ptr<WmiJob> job_;  // null unless pending
+  int64_t pendingUntil_ = 0;     // milliseconds on the monotonic clock
+  ClientEnv found_;              // the incomplete description
   ClientEnv clientEnv_;
   bool collected_ = false;
 };
+
+// Whether a description is due: `lastDay`, a stored value, is eight or more days before `today`, or
+// not a number. A day in the future is not. Days since 1970.
+bool IsCollectionDue(const EnvValue& lastDay, int64_t today);
+
+// Add the labels of the operating system, locale, time zone and processor, or of the monitors.
+// Labels without a known text are left out.
+void AddOsKeys(ClientEnv& env);
+void AddMonitorKeys(const Platform::Monitors& monitors, ClientEnv& env);
+
+// "en_US" in place of a locale name without meaning; any other name unchanged.
+std::string MeaningfulLocale(const std::string& name);
 
 }  // namespace Tav

@@ -1,8 +1,7 @@
-// The questions about the client's hardware to the system's management service, and what becomes of
-// the answers. Nothing here knows on which thread it runs.
+// The hardware part of the client description: the WMI queries, and the labels and texts that their
+// rows become. machine/client_wmi_job.h runs the queries.
 #pragma once
 
-#include <atomic>
 #include <map>
 #include <optional>
 #include <span>
@@ -10,53 +9,45 @@
 #include <string_view>
 #include <vector>
 
-#include "machine/client_env.h"
-#include "machine/deferred_log.h"
-#include "platform/wmi.h"
-
 namespace Tav {
 
-// The subjects of the questions, by number: what queries are made of.
-constexpr int kWmiComputerSystem = 0;
-constexpr int kWmiProcessors = 1;
-constexpr int kWmiDiskDrives = 2;
-constexpr int kWmiVideoCards = 3;
+// The description of the client machine: texts by label, ordered byte-wise. All UTF-8.
+using ClientEnv = std::map<std::string, std::string>;
 
-// What a property of an answer is for.
+enum class WmiCategory : int {
+  ComputerSystem = 0,
+  Processors = 1,
+  DiskDrives = 2,
+  VideoCards = 3,
+};
+
+// A property that is queried, and what becomes of its text.
 struct WmiProperty {
   std::string_view name;
   std::string_view label;
-  // The text is a number of bytes above zero, and is shown with a unit.
+  // The text is a number of bytes above zero and is shown with a unit.
   bool isSize = false;
-  // A text that tells that the whole row is of no interest; empty for none.
+  // A row in which the property has this text is dropped; empty for none.
   std::string_view excluded = {};
 };
 
-// The texts of one row by the names of their properties; empty ones are left out.
+// The texts of one row by property name, without empty ones.
 using WmiRow = std::map<std::string, std::string, std::less<>>;
 
 struct WmiQuery {
-  int category;
+  WmiCategory category;
   std::string text;
-  std::span<const WmiProperty> properties;  // in the order in which they are asked for
-  std::vector<WmiRow> rows;                 // the answer
+  std::span<const WmiProperty> properties;  // in the order of the query's text
+  std::vector<WmiRow> rows;                 // the result
 };
 
-// Nothing, with a message, for a number that is none of the above.
-std::optional<WmiQuery> MakeWmiQuery(int category);
+// Nothing, with a message, for a number without a category.
+std::optional<WmiQuery> MakeWmiQuery(WmiCategory category);
 
-// The four queries in the order in which they are to be run.
+// The queries of all categories, in the order in which they are run.
 std::vector<WmiQuery> MakeWmiQueries();
 
-// Opens the source and fills in the rows of all queries. False when any step failed, or when
-// `abandoned` was set meanwhile: then the rows are of no use. Blocks for as long as the source
-// does.
-bool RunWmiQueries(Platform::WmiSource& source,
-                   std::vector<WmiQuery>& queries,
-                   const std::atomic<bool>& abandoned,
-                   DeferredLog& log);
-
-// Adds the keys of a query's rows; rows that are of no interest are not counted.
+// Adds the labels and texts of a query's rows. Rows that are dropped are not numbered.
 void AddWmiKeys(const WmiQuery& query, ClientEnv& env);
 
 }  // namespace Tav

@@ -1,5 +1,5 @@
-// The questions to the system's management service on a thread of their own, because nobody knows
-// how long the answers take. The owner comes by for them, and may leave the thread behind.
+// Runs the WMI queries on a thread of their own, because they take from tenths of a second to
+// minutes. The owner polls for the result and may detach the thread at any time.
 #pragma once
 
 #include <memory>
@@ -11,25 +11,26 @@
 
 namespace Tav {
 
-// Used by the owner's thread. What the worker touches belongs to the worker and the owner together,
-// and goes with the later of the two. A worker that was left behind neither logs nor makes JSON: it
-// needs nothing of the library but its code, which stays mapped until the thread has ended.
+// Used by one thread, the owner's. Owner and worker share the state; the later of the two frees it.
+// The worker neither logs nor makes JSON: once detached it must not call into the application's log
+// sink. Its code stays mapped until it ends.
 class WmiJob {
  public:
   explicit WmiJob(std::unique_ptr<Platform::WmiSource> source);
-  // Leaves a worker that still runs behind; never waits. It ends with the step that it is in.
+  // Never waits: detaches a worker that still runs, which ends after its current call to the
+  // source.
   ~WmiJob();
   WmiJob(const WmiJob&) = delete;
   WmiJob& operator=(const WmiJob&) = delete;
 
-  // Starts the worker, once. False when the system gave no thread.
+  // Starts the worker; to be called once. False when the system has no thread left.
   bool Start();
 
-  // Waits for the end of the work for at most so many milliseconds, and writes the messages that
-  // have come so far. True when the work has ended.
+  // Waits at most that long for the worker to end, and logs the messages it left so far. True when
+  // it has ended.
   bool Wait(int milliseconds);
 
-  // The queries with their rows; null unless the work has ended, and ended well.
+  // The queries with their rows; null until the worker has ended, and when it failed.
   const std::vector<WmiQuery>* Result() const;
 
  private:

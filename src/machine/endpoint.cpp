@@ -20,7 +20,7 @@ constexpr size_t kAddressLength = 6;
 constexpr std::string_view kExcludedWords[] = {"Bluetooth", "VirtualBox", "VMware", "Infrared",
                                                "IrDA",      "Virtual",    "VPN"};
 
-// The low byte of each unit: the words above are all that it is compared with.
+// Keeps the low byte of each unit, which is enough to find the excluded words.
 std::string Narrow(const std::u16string& text) {
   std::string narrow;
   narrow.reserve(text.size());
@@ -113,7 +113,7 @@ void Endpoint::Compute() {
   if (!address.empty()) {
     id_ = HashedEndpointId(address + Platform::UserName());
   }
-  // A machine that cannot hash needs an identifier, too, and a part of one would be none.
+  // No adapter, or hashing failed. A partial identifier must never be stored.
   if (id_.empty()) {
     id_ = RandomEndpointId();
   }

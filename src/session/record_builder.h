@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "machine/client_env.h"
+#include "machine/client_info.h"
 #include "model/built_record.h"
 #include "model/library_config.h"
 #include "session/breadcrumbs.h"
