@@ -102,7 +102,8 @@ void SessionThread::CheckAppStatus() {
     return;
   }
   TAV_DEBUG("SM: Config stamp update. Starting loader");
-  loader_ = CreateConfigLoader(app_.Product().Identity(), config_.hostConfigUrl, config_.deployment);
+  loader_ =
+      CreateConfigLoader(app_.Product().Identity(), config_.hostConfigUrl, config_.deployment);
   if (!loader_->Run()) {
     loader_.reset();
   }
@@ -118,10 +119,10 @@ void SessionThread::ApplySettings() {
   // A host that asks for no pause after activity gets no batch delay either.
   queue_.SetBatchDelay(std::clamp(limits_.schedule.pauseInterval, 0, 1) * kMaxBatchDelay);
 
-  const bool hasSender = delivery_.Sender().UseGateway(
-      ChooseUrl({}, kGatewayUrlVariable, settings.GetString("gateway", ""), kGatewayUrls,
-                config_.deployment)
-          .url);
+  const bool hasSender = delivery_.Sender().UseGateway(ChooseUrl({}, kGatewayUrlVariable,
+                                                                 settings.GetString("gateway", ""),
+                                                                 kGatewayUrls, config_.deployment)
+                                                           .url);
   if (settings.GetNumber("disabled", 0) != 0) {
     intake_.Disable();
     TAV_DEBUG("SM: Analytics disabled due to settings");

@@ -66,12 +66,11 @@ void Backdoor::SetStorageDirectory(const char* directory) noexcept {
 }
 
 const char* Backdoor::GetStorageFileName(int32_t timestamps) noexcept {
-  return Boundary<const char*>(
-      nullptr, [&] {
-        using Document = PersistentStorage::Document;
-        return ReturnText(PersistentStorage::GetPSFileSpec(timestamps != 0 ? Document::Timestamps
-                                                                           : Document::Main));
-      });
+  return Boundary<const char*>(nullptr, [&] {
+    using Document = PersistentStorage::Document;
+    return ReturnText(
+        PersistentStorage::GetPSFileSpec(timestamps != 0 ? Document::Timestamps : Document::Main));
+  });
 }
 
 void Backdoor::SetSendHook(SendHook hook) noexcept {

@@ -26,7 +26,6 @@ using ProductView = PersistentStorage::ProductView;
 
 const ProductIdentity kProduct{"Product", "1.0", "wntx64"};
 constexpr int64_t kSecondsPerDay = 86400;
-const ProductIdentity kProduct{"Product", "1.0", "wntx64"};
 
 class DurableSessionTest : public Testing::SessionManagerTest {
  protected:
