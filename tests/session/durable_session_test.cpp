@@ -21,9 +21,6 @@ using Testing::Names;
 using Access = PersistentStorage::Access;
 using ProductView = PersistentStorage::ProductView;
 
-using Access = PersistentStorage::Access;
-using ProductView = PersistentStorage::ProductView;
-
 const ProductIdentity kProduct{"Product", "1.0", "wntx64"};
 constexpr int64_t kSecondsPerDay = 86400;
 
