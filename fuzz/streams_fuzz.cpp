@@ -5,7 +5,7 @@
 //
 //   clang++-19 -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all
 //     -Isrc fuzz/streams_fuzz.cpp
-//     src/streams/{stream,memory_stream,buffered_stream,line_stream}.cpp
+//     src/streams/{stream,memory_stream,filter_stream}.cpp
 //     src/streams/{chunk,gzip,base64,json}_stream.cpp -ljansson -lz -o streams_fuzz
 //   mkdir -p corpus && ./streams_fuzz -max_len=8192 -max_total_time=60 corpus fuzz/streams_corpus
 //
@@ -17,11 +17,10 @@
 #include <vector>
 
 #include "streams/base64_stream.h"
-#include "streams/buffered_stream.h"
 #include "streams/chunk_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
-#include "streams/line_stream.h"
 #include "streams/memory_stream.h"
 
 namespace {

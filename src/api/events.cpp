@@ -18,14 +18,9 @@ namespace Tav {
 
 namespace {
 
-constexpr int kMaxContinuationBytes = 3;
 
 constexpr std::string_view kCommandEvent = "std-Cmd";
 constexpr std::string_view kErrorEvent = "std-Error";
-
-bool IsContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
 
 // The standard name, prefixed with the component's. Never cut: the gateway must recognise it.
 std::string StandardName(std::string_view component, std::string_view name) {
@@ -46,13 +41,7 @@ ComponentEventName::ComponentEventName(std::string_view component, std::string_v
     std::memcpy(text_ + size, piece.data(), fitting);
     size += fitting;
   }
-  if (size > kMaxNameLength) {
-    size = kMaxNameLength;
-    for (int i = 0; i < kMaxContinuationBytes && IsContinuation(text_[size]); ++i) {
-      --size;
-    }
-  }
-  text_[size] = '\0';
+  text_[CutUtf8({text_, size}, kMaxNameLength).size()] = '\0';
 }
 
 TavEvent_s* CreateOwnedEvent(HandleKind kind, std::string_view name, const EventOwner& owner) {

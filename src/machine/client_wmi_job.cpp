@@ -1,6 +1,5 @@
 #include "machine/client_wmi_job.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -8,6 +7,8 @@
 #include <utility>
 
 #include "util/logger.h"
+#include "util/text.h"
+#include "util/thread.h"
 
 namespace Tav {
 
@@ -15,8 +16,7 @@ namespace {
 
 // The longest single wait for a row, in milliseconds: a detached worker ends within it.
 constexpr int kMaxRowWait = 250;
-// The longest wait in milliseconds when the system has no event to wait on.
-constexpr int kPollInterval = 100;
+constexpr size_t kMaxTextBytes = 1023;  // of a value
 constexpr size_t kMaxLine = 2048;
 
 void WriteLine(LogLevel level, const char* format, ...) TAV_PRINTF(2, 3);
@@ -109,6 +109,7 @@ std::string ReadValue(Platform::WmiSource& source, const std::string& property, 
   if (!value.supported) {
     log.Add(LogLevel::Debug, "Variant Type not supported: %d", value.type);
   }
+  value.text.resize(CutUtf8(value.text, kMaxTextBytes).size());
   log.Add(LogLevel::Trace, "WMI field value: %s", value.text.c_str());
   return std::move(value.text);
 }
@@ -209,9 +210,8 @@ void WmiJob::Entry(void* argument) {
 }
 
 bool WmiJob::Wait(int milliseconds) {
-  if (!shared_->ended.load(std::memory_order_acquire) &&
-      shared_->endedEvent.Wait(milliseconds) == Platform::WaitResult::Failed) {
-    Platform::SleepMilliseconds(std::min(milliseconds, kPollInterval));
+  if (!shared_->ended.load(std::memory_order_acquire)) {
+    WaitOrPoll(shared_->endedEvent, milliseconds);
   }
   const bool ended = shared_->ended.load(std::memory_order_acquire);
   shared_->log.Write();

@@ -1,14 +1,13 @@
 #include "machine/endpoint.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string_view>
 
 #include "platform/error.h"
-#include "platform/identifiers.h"
 #include "storage/storage_views.h"
 #include "util/hash.h"
 #include "util/logger.h"
+#include "util/text.h"
 
 namespace Tav {
 
@@ -38,10 +37,7 @@ bool IsEligible(const Platform::Adapter& adapter) {
 }
 
 std::string AddressText(const std::vector<uint8_t>& address) {
-  char text[2 * kAddressLength + 1];
-  std::snprintf(text, sizeof text, "%02X%02X%02X%02X%02X%02X", address[0], address[1], address[2],
-                address[3], address[4], address[5]);
-  return text;
+  return HexText(address.data(), address.size(), HexCase::Upper);
 }
 
 std::string GetMacAddress() {
@@ -82,27 +78,16 @@ std::string ChooseHardwareAddress(const std::vector<Platform::Adapter>& adapters
 }
 
 std::string HashedEndpointId(const std::string& text) {
-  constexpr char kDigits[] = "0123456789abcdef";
   uint8_t digest[20];
-  const uint32_t length = HashText(kHashSha1, text, digest, sizeof digest);
+  const uint32_t length = HashText(HashAlgorithm::Sha1, text, digest, sizeof digest);
   if (length == 0) {
     return {};
   }
-  std::string hex;
-  for (uint32_t i = 0; i < length; ++i) {
-    hex += kDigits[digest[i] >> 4];
-    hex += kDigits[digest[i] & 0xF];
-  }
-  return hex.replace(0, kMarker.size(), kMarker);
+  return HexText(digest, length).replace(0, kMarker.size(), kMarker);
 }
 
 std::string RandomEndpointId() {
-  const Platform::Uuid uuid = Platform::NewUuid();
-  char text[41];
-  std::snprintf(text, sizeof text, "XXXX%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
-                uuid.data1, uuid.data2, uuid.data3, uuid.data4[0], uuid.data4[1], uuid.data4[2],
-                uuid.data4[3], uuid.data4[4], uuid.data4[5], uuid.data4[6], uuid.data4[7]);
-  return text;
+  return std::string("XXXX").append(NewUuidText().View());
 }
 
 void Endpoint::Compute() {

@@ -1,11 +1,9 @@
 #include "model/handles.h"
 
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include "model/event_size.h"
-#include "platform/identifiers.h"
 #include "util/arena.h"
 #include "util/logger.h"
 
@@ -25,15 +23,6 @@ void TavEvent_s::operator delete(TavEvent_s* event, std::destroying_delete_t) {
 }
 
 namespace Tav {
-
-SessionId NewSessionId() {
-  const Platform::Uuid uuid = Platform::NewUuid();
-  SessionId id;
-  std::snprintf(id.text, sizeof(id.text), "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
-                uuid.data1, uuid.data2, uuid.data3, uuid.data4[0], uuid.data4[1], uuid.data4[2],
-                uuid.data4[3], uuid.data4[4], uuid.data4[5], uuid.data4[6], uuid.data4[7]);
-  return id;
-}
 
 bool HandleText::Assign(std::string_view text, Arena* arena) {
   Clear();

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "util/json.h"
+#include "util/text.h"
 
 namespace Tav {
 
@@ -39,15 +40,12 @@ inline constexpr bool IsValueKind(HandleKind kind) {
   return kind == HandleKind::Map || kind == HandleKind::List;
 }
 
-// A session's identifier: a random UUID as 8-4-4-4-12 lower-case hexadecimal digits,
-// zero-terminated.
-struct SessionId {
-  char text[37];
-  std::string_view View() const { return {text, 36}; }
-};
+using SessionId = UuidText;
 
-// A new identifier from the operating system. Any thread; does not allocate.
-SessionId NewSessionId();
+// Any thread; does not allocate.
+inline SessionId NewSessionId() {
+  return NewUuidText();
+}
 
 // A short immutable text inside a handle: UTF-8, zero-terminated, without zero bytes inside.
 // Allocated in the handle's arena when it has one, so that it costs the host's thread no heap

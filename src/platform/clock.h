@@ -1,4 +1,4 @@
-// Wall clock, monotonic clock and time zone. Plain readings: no caching, no policy.
+// Wall clock, monotonic clock and time zone: plain readings without caching. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -6,17 +6,17 @@
 
 namespace Tav::Platform {
 
-// Milliseconds since 1970-01-01 UTC. Any thread; costs well under a microsecond.
+// Milliseconds since 1970-01-01 UTC. Costs well under a microsecond.
 int64_t UnixMilliseconds();
 
-// 100-nanosecond units since 1601-01-01 UTC, the system's own file-time count.
+// 100-nanosecond units since 1601-01-01 UTC, as Windows counts file times.
 uint64_t FileTimeUnits();
 
-// Milliseconds from an arbitrary start that never goes backwards.
+// Milliseconds from an arbitrary start. Never goes backwards.
 int64_t MonotonicMilliseconds();
 
 // Minutes to add to local time to get UTC (negative east of Greenwich), daylight saving included.
-// Empty when the system cannot tell. Costs microseconds: callers on a host's thread cache it.
+// Empty if the system cannot tell. Costs microseconds: on a host's thread, cache the result.
 std::optional<int> QueryUtcBiasMinutes();
 
 }  // namespace Tav::Platform

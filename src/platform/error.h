@@ -1,27 +1,31 @@
-// The calling thread's last system error and its text, and the text of the C run-time's errno.
+// The calling thread's last system error and C run-time error (errno), with their texts.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <string>
 
 namespace Tav::Platform {
 
-// GetLastError on Windows; a per-thread word of its own elsewhere.
+// GetLastError and SetLastError on Windows; elsewhere a number kept for each thread.
 uint32_t LastError();
 void SetLastError(uint32_t code);
 
-// The system's message for `code`, trailing white space removed; empty when it has none.
+// The system's message for `code` without trailing white space; empty if it has none.
 std::string ErrorMessage(uint32_t code);
 
-// The C run-time's text for an errno value; strerror without its shared buffer.
+// The C run-time's message for an errno value. Thread-safe, unlike strerror.
 std::string ErrnoMessage(int code);
 
-// Keeps the calling thread's last error and errno over a block: for code that runs between a
-// failure and the caller's question after its reason, such as logging and closing.
+// Restores the calling thread's last error and errno at the end of a scope, so that code such as
+// logging or closing a handle does not overwrite the reason of a failure.
 class ErrorKeeper {
  public:
-  ErrorKeeper();
-  ~ErrorKeeper();
+  ErrorKeeper() : lastError_(LastError()), errno_(errno) {}
+  ~ErrorKeeper() {
+    errno = errno_;
+    SetLastError(lastError_);
+  }
   ErrorKeeper(const ErrorKeeper&) = delete;
   ErrorKeeper& operator=(const ErrorKeeper&) = delete;
 
@@ -30,8 +34,8 @@ class ErrorKeeper {
   int Errno() const { return errno_; }
 
  private:
-  uint32_t lastError_;
-  int errno_;
+  const uint32_t lastError_;
+  const int errno_;
 };
 
 }  // namespace Tav::Platform

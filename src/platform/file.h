@@ -1,7 +1,7 @@
 // Files, directories and paths.
 //
-// Paths are UTF-8; on Windows a path that is not valid UTF-8 is read in the ANSI code page. A
-// function that fails leaves its reason in errno. Child processes inherit no file opened here.
+// Paths are UTF-8. On Windows a path that is not valid UTF-8 is decoded in the ANSI code page. A
+// function that fails leaves the reason in errno. Child processes do not inherit files opened here.
 #pragma once
 
 #include <cerrno>
@@ -14,22 +14,29 @@
 
 namespace Tav::Platform {
 
+// The separator in paths that the library builds. Windows also accepts '/'.
+extern const char kPathSeparator;
+
+// `path` in UTF-8.
+std::string PathToUtf8(std::string_view path);
+
 enum class FileUse {
-  Append,  // written at its end only; created when missing; others may open it too
-  Update,  // read and written at its end; created when missing; others may open it too
-  // Read and written; must exist; nobody else has it open or can open it, and it is gone once it is
-  // closed. On Windows also when the process dies; elsewhere it then stays.
+  Append,  // write-only, at the end; creates a missing file; others may open the file
+  Update,  // read and write, writes at the end; creates a missing file; others may open the file
+  // Read and write; fails if the file is missing or open elsewhere. Nobody else can open the file,
+  // and closing removes it. If the process dies, Windows removes it too; elsewhere it stays.
   Exclusive,
 };
 
 enum class OpenResult {
   Opened,
   Missing,
-  InUse,  // somebody's sharing forbids it: the system's error 32, errno EACCES
+  InUse,  // sharing violation: last error 32, errno EACCES
   Failed,
 };
 
-// One open file. Used by one thread at a time; no function waits for another holder of the file.
+// One open file. Used by one thread at a time. No function waits for another process or thread
+// that uses the file.
 class File {
  public:
   File() = default;
@@ -37,28 +44,28 @@ class File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  // Closes what was open before.
+  // Closes the file that was open before.
   OpenResult Open(const char* path, FileUse use);
   bool IsOpen() const { return descriptor_ >= 0; }
-  // True also when nothing is open. Gives a lock of the first byte back; whatever the result, the
-  // file is not open any more.
+  // Releases the lock, too. Returns true if no file is open. After a failure the file is closed
+  // all the same.
   bool Close();
 
-  // Takes the first byte for this File alone, and goes to the start of the file. False at once when
-  // another File holds it, in this process or another one.
+  // Locks the first byte and seeks to the start of the file. Returns false at once if another File
+  // holds the lock, in this process or another one.
   bool LockFirstByte();
   void UnlockFirstByte();
 
-  // Bytes read: `count` unless the file ends first. -1 on failure.
+  // Returns the bytes read, fewer than `count` only at the end of the file; -1 on failure.
   int64_t Read(void* buffer, size_t count);
-  // Bytes written: fewer than `count` when the disk is full. -1 on failure.
+  // Returns the bytes written, fewer than `count` if the disk is full; -1 on failure.
   int64_t Write(const void* buffer, size_t count);
-  // Leaves the file without contents and goes to its start.
+  // Empties the file and seeks to its start.
   bool Truncate();
 
  private:
-  // False, with errno EBADF, when no file is open: the C run-time of Windows ends a process that
-  // hands it a bad descriptor.
+  // Returns false and sets EBADF if no file is open: the Windows run-time terminates a process that
+  // passes it a bad descriptor.
   bool CheckOpen() const {
     if (!IsOpen()) {
       errno = EBADF;
@@ -68,41 +75,33 @@ class File {
 
   int32_t descriptor_ = -1;
   bool locked_ = false;
-  std::string removeOnClose_;  // where the system does not do it itself
+  std::string removeOnClose_;  // a path, where the system does not remove the file itself
 };
 
-// False also when there is no such file (ENOENT), it is read-only or somebody has it open.
-bool RemoveFile(const char* path);
-// A file or directory.
-bool FileExists(const char* path);
-// The names of the files in a directory, without the directories in it, in no particular order.
-bool ListFiles(const char* directory, std::vector<std::string>& names);
+// fopen. The caller owns the stream; null on failure. Others may open the file.
+std::FILE* OpenFile(const char* path, const char* mode);
 
-// Read without opening the file.
+// Fails if the file is missing (ENOENT), read-only or open.
+bool RemoveFile(const char* path);
+
+// True for a file or a directory.
+bool FileExists(const char* path);
+
 struct FileStatus {
   int64_t size = 0;        // bytes
-  int64_t modifiedAt = 0;  // whole seconds since 1970
+  int64_t modifiedAt = 0;  // seconds since 1970-01-01 UTC
 };
 
-// Also correct for a file that another process has open. False when the status cannot be read;
-// errno is ENOENT when there is no such file.
+// Reads the status without opening the file; correct also while another process writes to it.
 bool QueryFileStatus(const char* path, FileStatus& status);
 
-// Separates the parts of a path. Windows accepts '/' as well.
-extern const char kPathSeparator;
-
-// True when `path` names an existing directory, not a file. May touch the disk or the network.
+// False for a file. May access the disk or the network.
 bool DirectoryExists(const std::string& path);
 
-// Makes one directory, whose parent must exist. False, with the reason in errno, when it could not
-// be made; EEXIST when something of that name is there already.
+// Creates one directory in an existing parent. Sets EEXIST if the name is taken.
 bool MakeDirectory(const std::string& path);
 
-// `path` in UTF-8.
-std::string PathToUtf8(std::string_view path);
-
-// fopen for a UTF-8 path. The caller owns the stream; null on failure. Other processes may open the
-// file at the same time.
-std::FILE* OpenFile(const char* utf8Path, const char* mode);
+// Lists the files in a directory, without its subdirectories, in no particular order.
+bool ListFiles(const char* directory, std::vector<std::string>& names);
 
 }  // namespace Tav::Platform

@@ -1,45 +1,44 @@
-// One HTTP request, step by step: session, connection, request, answer. Each step is a call of its
-// own, so that their order, their messages and what counts as success stay portable code.
+// One HTTP request, step by step: session, connection, request, response. Each step is a separate
+// call, so that the order of the steps, their messages and the meaning of success are portable.
 //
-// Every step blocks the calling thread, at most as long as the time-outs say for each wait in it.
-// A step that fails returns false, zero or an empty handle and leaves the reason in LastError. A
-// step on an empty handle fails; it does not crash. Texts are bytes; each byte stands for the
-// UTF-16 unit of the same value, and no code page is involved.
+// Each step blocks the calling thread; HttpTimeouts bounds each wait. A step that fails returns
+// false or an empty handle and leaves the reason in LastError. A step on an empty handle fails.
+// Texts are bytes: each becomes the UTF-16 unit of the same value, without a code page.
 //
-// A handle belongs to one thread at a time and must be closed before the one it was made from.
-// Redirects of a GET are followed on Windows, handed to the caller as they are elsewhere, where
-// only plain HTTP is spoken: the other side serves native tests and is no product.
+// A handle is used by one thread at a time and is closed before the handle it was made from.
+//
+// Windows follows the redirects of a GET. The POSIX side serves native tests: it speaks plain HTTP
+// and does not follow redirects.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
+#include <utility>
 
 namespace Tav::Platform {
 
-// Milliseconds, each at least 1. All bound one wait, not the request as a whole.
+// Milliseconds, at least 1. Each limit applies to one wait, not to the whole request.
 struct HttpTimeouts {
-  int resolve;   // the look-up of the host's name; unbounded outside Windows
+  int resolve;   // the look-up of the host name; not limited outside Windows
   int connect;   // one attempt to connect
   int send;      // each write
-  int receive;   // each read of the answer's body
-  int response;  // the beginning of the answer, once the request is out
+  int receive;   // each read of the response body
+  int response;  // the status and headers, after the request has been sent
 };
 
-// A URL taken apart.
+// WinHTTP's numbers.
+enum class HttpScheme : int { None = 0, Http = 1, Https = 2 };
+
 struct HttpUrl {
-  int scheme = 0;  // 1 HTTP, 2 HTTPS
-  int port = 0;    // the scheme's own when the URL names none
+  HttpScheme scheme = HttpScheme::None;
+  int port = 0;  // the scheme's default if the URL has none
   std::string host;
   std::string path;
-  std::string extra;  // from the first '?' or '#' on, that character included
+  std::string extra;  // from the first '?' or '#' to the end
 };
 
-constexpr int kHttpScheme = 1;
-constexpr int kHttpsScheme = 2;
-
-// `url` must be shorter than 128 characters. False for another scheme than the two above.
+// `url` has at most 127 characters. Fails for any other scheme than HTTP and HTTPS.
 bool HttpCrackUrl(const std::string& url, HttpUrl* parts);
 
 // Owns one handle of the system's HTTP service, or none.
@@ -50,14 +49,20 @@ class HttpHandle {
 
   explicit operator bool() const { return handle_ != nullptr; }
 
-  // Does nothing when already closed. Keeps the calling thread's last error.
+  // May be called again. Keeps the calling thread's last error.
   void Close();
 
  protected:
   HttpHandle() = default;
   explicit HttpHandle(void* handle) : handle_(handle) {}
-  HttpHandle(HttpHandle&& other) noexcept : handle_(other.handle_) { other.handle_ = nullptr; }
-  HttpHandle& operator=(HttpHandle&& other) noexcept;
+  HttpHandle(HttpHandle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  HttpHandle& operator=(HttpHandle&& other) noexcept {
+    if (this != &other) {
+      Close();
+      handle_ = std::exchange(other.handle_, nullptr);
+    }
+    return *this;
+  }
   ~HttpHandle() { Close(); }
 
   void* handle_ = nullptr;
@@ -70,25 +75,24 @@ class HttpRequest : public HttpHandle {
   HttpRequest& operator=(HttpRequest&&) noexcept = default;
   ~HttpRequest() = default;
 
-  // Replaces the time-outs taken over from the session. Before Send.
+  // Replaces the session's time-outs. Call before Send.
   bool SetTimeouts(const HttpTimeouts& timeouts);
 
-  // Which faults of the server's certificate to overlook; the bits are those of
-  // WINHTTP_OPTION_SECURITY_FLAGS. Before Send.
+  // The certificate faults to ignore, as bits of WINHTTP_OPTION_SECURITY_FLAGS. Call before Send.
   bool SetSecurityFlags(uint32_t flags);
 
-  // Connects where no connection is at hand and writes request and body. `headers` are whole
-  // lines with CR LF between them and none at the end. The body is borrowed until the answer's
-  // beginning has been received; `context` is only handed on to the system.
+  // Connects unless a connection is open, then writes the request. `headers` are lines separated by
+  // CR LF without one at the end. The body is borrowed until ReceiveResponse returns. The system
+  // keeps `context` with the request and does not use it.
   bool Send(const std::string& headers, const void* body, size_t length, const void* context);
 
-  // Waits for the answer's status and headers.
+  // Waits for the response's status and headers.
   bool ReceiveResponse();
 
   bool QueryStatus(uint32_t* status);
 
-  // Waits for `size` bytes of the answer's body and delivers fewer only at its end; `*count` is 0
-  // once there are no more. A read that fails delivers nothing.
+  // Waits for `size` bytes of the body; fewer come only at its end, and `*count` is 0 after it. A
+  // read that fails delivers nothing.
   bool Read(void* buffer, size_t size, size_t* count);
 
  private:
@@ -103,7 +107,7 @@ class HttpConnection : public HttpHandle {
   HttpConnection& operator=(HttpConnection&&) noexcept = default;
   ~HttpConnection() = default;
 
-  // Prepares a request; nothing is sent yet. An empty path asks for "/".
+  // Prepares a request and sends nothing. An empty path requests "/".
   HttpRequest OpenRequest(const char* verb,
                           const std::string& objectPath,
                           const char* acceptedType,
@@ -121,13 +125,13 @@ class HttpSession : public HttpHandle {
   HttpSession& operator=(HttpSession&&) noexcept = default;
   ~HttpSession() = default;
 
-  // A synchronous session that uses no proxy.
+  // A synchronous session without a proxy.
   static HttpSession Open(const char* userAgent);
 
-  // For every request opened from now on. Without it the system's own apply.
+  // For requests opened from now on. The system's defaults apply otherwise.
   bool SetTimeouts(const HttpTimeouts& timeouts);
 
-  // Names the server; the network is first touched by HttpRequest::Send.
+  // Names the server. The first network access is in HttpRequest::Send.
   HttpConnection Connect(const std::string& host, int port) const;
 
  private:

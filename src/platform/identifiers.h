@@ -1,4 +1,4 @@
-// Random identifiers and hashing by the system's own services.
+// Random identifiers and hashes from the system's cryptographic services. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -7,19 +7,20 @@
 
 namespace Tav::Platform {
 
-// A new random UUID, fields in host order as the system's structure has them.
+// The fields are in host byte order.
 struct Uuid {
   uint32_t data1;
   uint16_t data2;
   uint16_t data3;
   uint8_t data4[8];
 };
+
+// A random UUID (version 4).
 Uuid NewUuid();
 
 enum class HashAlgorithm { Sha1, Sha256 };
 
-// Steps of a hash computation, so that a failure can be named. A service that does several of them
-// in one call reports the first.
+// The step that failed. A service that combines several steps reports the first of them.
 enum class HashStep {
   None,
   OpenProvider,
@@ -33,12 +34,12 @@ enum class HashStep {
 };
 
 struct HashResult {
-  uint32_t length = 0;                   // bytes written to the digest; 0 when a step failed
-  HashStep failedStep = HashStep::None;  // the step that failed
-  long status = 0;                       // that step's system status
+  uint32_t length = 0;  // bytes written to the digest; 0 after a failure
+  HashStep failedStep = HashStep::None;
+  long status = 0;  // the system's status of the failed step
 };
 
-// Hashes `size` bytes into `digest`, which has room for `digestSize` bytes.
+// Writes the digest of `size` bytes to `digest`, which has room for `digestSize` bytes.
 HashResult Hash(HashAlgorithm algorithm,
                 const void* data,
                 size_t size,

@@ -1,4 +1,4 @@
-// The machine: operating system, network adapters, user, monitors. Plain readings; any thread.
+// The machine: operating system, user, processor, network adapters and monitors. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -14,43 +14,42 @@ struct OsVersion {
   uint32_t build;
 };
 
-// The version as it is. Empty, with the reason in LastError, when the system does not offer it.
+// The real version. If the system does not offer it: empty, with the reason in LastError.
 std::optional<OsVersion> QueryOsVersion();
-// The version that the system shows to this program, which may be an older one. Empty when it is
-// not told.
+// The version that the system reports to this program, which may be an older one.
 std::optional<OsVersion> QueryShownOsVersion();
 
-// ISO 639 name of the user's language ("en"), ISO 3166 name of the user's country ("US"). Empty
-// when the system does not tell.
+// The ISO 639 name of the user's language ("en") and the ISO 3166 name of the user's country
+// ("US").
 std::optional<std::string> UserLanguage();
 std::optional<std::string> UserCountry();
 
-// Whether the processor says that it is a virtual one. False on processors that cannot say so.
+// In the system's narrow character set; empty if unknown.
+std::string UserName();
+
+// True if the processor reports that it runs under a hypervisor. False if it cannot tell.
 bool HypervisorPresent();
 
 struct Adapter {
-  std::string name;              // the system's own
-  std::string friendlyName;      // what its owner calls it, UTF-8; empty when nobody named it
-  std::u16string description;    // what its maker calls it
-  std::vector<uint8_t> address;  // its hardware address, empty when it has none
+  std::string name;              // the system's name
+  std::string friendlyName;      // the user's name, UTF-8; may be empty
+  std::u16string description;    // the manufacturer's
+  std::vector<uint8_t> address;  // the hardware address; empty if there is none
 };
 
-// Steps of asking for the adapters, so that a failure can be named.
+// The step that failed.
 enum class AdapterStep { None, Size, List };
 
 struct AdapterList {
-  std::vector<Adapter> adapters;  // in the system's order; none after a failure
+  std::vector<Adapter> adapters;  // in the system's order; empty after a failure
   AdapterStep failedStep = AdapterStep::None;
-  uint32_t status = 0;  // that step's system error
+  uint32_t status = 0;  // the system error of the failed step
 };
 
-// Any thread. Asks the system's network service: milliseconds as a rule.
+// Usually takes milliseconds.
 AdapterList QueryAdapters();
 
-// In the system's narrow character set; empty when the system does not tell.
-std::string UserName();
-
-// In pixels, as the host sees them.
+// Pixels, as the process sees them.
 struct MonitorSize {
   long width;
   long height;
@@ -58,14 +57,14 @@ struct MonitorSize {
 
 struct Monitors {
   int count = 0;
-  // Of the primary one; zero when the system does not tell.
+  // The primary monitor; zero if unknown.
   int primaryWidth = 0;
   int primaryHeight = 0;
-  // In the system's order; asked for only when there are several.
+  // In the system's order; empty unless there are several monitors.
   std::vector<MonitorSize> sizes;
 };
 
-// Any thread. Empty where the system has no notion of monitors.
+// Empty on systems without monitors.
 std::optional<Monitors> QueryMonitors();
 
 }  // namespace Tav::Platform

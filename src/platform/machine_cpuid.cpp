@@ -1,4 +1,4 @@
-// What the processor tells, whatever the operating system.
+// Processor queries, the same on every operating system.
 #include "platform/machine.h"
 
 #if defined(__x86_64__) || defined(_M_X64)
@@ -13,7 +13,7 @@ namespace Tav::Platform {
 
 namespace {
 
-// The processor's features, register ECX of leaf 1. Zero where there is no such instruction.
+// Register ECX of leaf 1. Zero on processors without the instruction.
 uint32_t FeatureBits() {
 #if !defined(__x86_64__) && !defined(_M_X64)
   return 0;

@@ -1,4 +1,4 @@
-// The process and the calling thread: identifiers, environment, memory pages.
+// The process: identifiers, environment variables and memory pages. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -11,13 +11,14 @@ int ProcessId();
 int CurrentProcessor();
 long CurrentThreadId();
 
-// The value of an environment variable, or nothing when it is not set; a variable set to nothing
-// gives an empty text. UTF-8 in and out. Keeps the last error.
+// The value of an environment variable, or nothing if it is not set; it may be set to an empty
+// text. UTF-8. Keeps the last error.
 std::optional<std::string> Environment(const char* name);
 
-// Whole pages from the operating system: no heap, no heap lock.
-// `size` zeroed bytes aligned to a page, or null. Costs a system call.
+// `size` zeroed bytes, page-aligned, straight from the system without the heap and its lock; null
+// if memory runs out.
 void* AllocatePages(size_t size);
+// `pages` may be null.
 void FreePages(void* pages, size_t size);
 
 }  // namespace Tav::Platform

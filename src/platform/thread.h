@@ -1,5 +1,4 @@
-// Threads and what they wait on: locks, events, native threads, thread-local slots. Each is one
-// object over the system's primitive.
+// Threads, locks, events and thread-local slots: each class wraps one system object.
 #pragma once
 
 #include <cstddef>
@@ -7,9 +6,8 @@
 
 namespace Tav::Platform {
 
-// A lock for short sections. Not recursive by contract. Satisfies BasicLockable, so that
-// std::lock_guard works with it. A waiter spins only briefly before it sleeps, so that a holder
-// that lost its processor is not spun on for ever. The system's object lies inside this one:
+// A lock for short sections; not recursive. Works with std::lock_guard. A waiter spins briefly and
+// then sleeps, because the holder may have lost its processor. The system's object is a member:
 // taking a free lock touches no other memory and costs tens of nanoseconds.
 class Lock {
  public:
@@ -22,38 +20,12 @@ class Lock {
   void unlock();
 
  private:
-  // Room for the largest of the systems' lock objects.
+  // Large enough for every system's lock.
   alignas(void*) unsigned char storage_[48];
 };
 
-enum class WaitResult : uint32_t { Signalled = 0, TimedOut = 258, Failed = 0xFFFFFFFF };
-
-// An unnamed auto-reset event, initially not signalled: one Set releases exactly one Wait, and a
-// Set that nobody waits for is kept until the next Wait; several Sets in a row count as one. Any
-// thread may call Set and Wait.
-class AutoResetEvent {
- public:
-  AutoResetEvent();
-  ~AutoResetEvent();
-  AutoResetEvent(const AutoResetEvent&) = delete;
-  AutoResetEvent& operator=(const AutoResetEvent&) = delete;
-
-  // False when the system had no event to give; then Set and Wait fail.
-  bool Valid() const { return impl_ != nullptr; }
-  bool Set();
-  // Blocks for at most `milliseconds`, zero only looks. A negative number of milliseconds waits
-  // without limit.
-  WaitResult Wait(int milliseconds);
-
- private:
-  void* impl_;
-};
-
-// Blocks the calling thread for at least that long; zero or less only gives up the processor.
-void SleepMilliseconds(int milliseconds);
-
-// A lock for process-wide variables. Zero-initialised by the loader and usable at once, so that no
-// static object of the library has a construction order. Not recursive. Satisfies BasicLockable.
+// The same for process-wide variables: zero-initialised by the loader and ready to use, so that the
+// library needs no static constructors.
 class StaticLock {
  public:
   constexpr StaticLock() = default;
@@ -67,9 +39,31 @@ class StaticLock {
   alignas(8) unsigned char storage_[40] = {};
 };
 
-// A handle to a thread. Closing it does not end the thread. While the thread runs, the module that
-// holds this code stays mapped: the thread takes its own reference to the module and gives it back
-// with its last instruction, so that a host may unload the library at any time.
+// Windows' numbers.
+enum class WaitResult : uint32_t { Signalled = 0, TimedOut = 258, Failed = 0xFFFFFFFF };
+
+// An auto-reset event, initially not signalled: one Set releases one Wait. A Set without a waiter
+// is kept for the next Wait; further ones are ignored until then. Any thread may call Set and Wait.
+class AutoResetEvent {
+ public:
+  AutoResetEvent();
+  ~AutoResetEvent();
+  AutoResetEvent(const AutoResetEvent&) = delete;
+  AutoResetEvent& operator=(const AutoResetEvent&) = delete;
+
+  // False if the system could not create an event. Set and Wait fail then.
+  bool Valid() const { return impl_ != nullptr; }
+  bool Set();
+  // Zero does not block; a negative time waits without limit.
+  WaitResult Wait(int milliseconds);
+
+ private:
+  void* impl_;
+};
+
+// A native thread. Destroying the object does not end the thread. The thread holds a reference to
+// the module that contains this code until its last instruction, so the module stays mapped when a
+// host unloads it.
 class NativeThread {
  public:
   using Entry = void (*)(void* argument);
@@ -79,12 +73,12 @@ class NativeThread {
   NativeThread(const NativeThread&) = delete;
   NativeThread& operator=(const NativeThread&) = delete;
 
-  // Starts `entry(argument)` on a new thread with the default stack size. On failure returns false
-  // and leaves the reason in errno. `entry` must not throw. Call at most once with success.
+  // Runs `entry(argument)` on a new thread with the default stack size. `entry` must not throw. On
+  // failure the reason is in errno. May succeed once.
   bool Start(Entry entry, void* argument);
 
-  // Waits for the thread's end for at most `milliseconds`; a negative number waits without limit.
-  // May be asked again after any answer. Failed when no thread was started.
+  // Waits for the end of the thread; a negative time waits without limit. May be called repeatedly.
+  // Failed if no thread was started.
   WaitResult Join(int milliseconds);
 
   bool Valid() const { return impl_ != nullptr; }
@@ -93,17 +87,20 @@ class NativeThread {
   void* impl_ = nullptr;
 };
 
-// A slot of the system's thread-local storage; every thread reads null until it sets a value.
-// `thread_local` is not used: under MinGW it goes through an emulation that allocates on each
-// thread's first access. Get keeps the calling thread's last error.
+// Blocks the calling thread for at least that long. Zero or less only yields the processor.
+void SleepMilliseconds(int milliseconds);
+
+// A slot of the system's thread-local storage, null in each thread until set. `thread_local` is
+// avoided: MinGW emulates it and allocates memory at each thread's first access.
 class TlsSlot {
  public:
-  // Reserves the slot. False when the system has none left; then Get returns null.
+  // False if the system has no slot left. Get returns null then.
   bool Acquire();
-  // Gives the slot back. No other thread may be inside Get or Set.
+  // No other thread may be in Get or Set.
   void Release();
   bool Valid() const { return valid_; }
 
+  // Keeps the calling thread's last error.
   void* Get() const;
   void Set(void* value) const;
 

@@ -1,8 +1,8 @@
-// Questions to the system's management service, step by step: connection, query, row, value. Each
-// step is a call of its own, so that their order and their messages stay portable code.
+// Queries to Windows Management Instrumentation, step by step: connection, query, row, value. Each
+// step is a separate call, so that the order of the steps and their messages are portable.
 //
-// A step may take as long as the service wants, up to minutes on a machine that has just started;
-// only Next has a bound of its own. So a source is used on a thread that nobody needs to wait for.
+// A step other than Next may block for minutes on a machine that has just started. Use a source on
+// a thread that nobody has to wait for.
 #pragma once
 
 #include <memory>
@@ -10,28 +10,27 @@
 
 namespace Tav::Platform {
 
-// Steps of opening, so that a failure can be named.
+// The step of Open that failed.
 enum class WmiStep { None, Initialize, CreateLocator, Connect, SetSecurity };
 
 struct WmiOpenResult {
   WmiStep failedStep = WmiStep::None;
-  long status = 0;  // that step's system status
+  long status = 0;  // the system's status of the failed step
 };
 
 struct WmiNextResult {
-  bool timedOut = false;    // neither a row nor the end came in time; ask again
-  long status = 0;          // negative: a failure
-  unsigned long count = 0;  // 1 when there is a row, 0 at the end
+  bool timedOut = false;    // no row yet: call again
+  long status = 0;          // negative on failure
+  unsigned long count = 0;  // 1 with a row, 0 at the end
 };
 
 struct WmiValue {
-  bool supported = true;  // false: the value has a type that has no text
+  bool supported = true;  // false for a type without a text form
   int type = 0;           // the system's number of the type
-  std::string text;       // UTF-8, at most 1023 bytes; empty for no value
+  std::string text;       // UTF-8; empty without a value
 };
 
-// One connection. Open, all other calls and the destructor after Open belong to one thread; one
-// that was never opened may be destroyed anywhere.
+// One connection. From Open on, all calls and the destructor belong to one thread.
 class WmiSource {
  public:
   WmiSource() = default;
@@ -39,17 +38,17 @@ class WmiSource {
   WmiSource(const WmiSource&) = delete;
   WmiSource& operator=(const WmiSource&) = delete;
 
-  // Once. What was opened is closed by the destructor.
+  // Call once. The destructor closes the connection.
   virtual WmiOpenResult Open() = 0;
-  // Starts a query in place of an earlier one. Negative: it failed.
+  // Starts a query; ends the one before. Negative on failure.
   virtual long Execute(const std::string& query) = 0;
-  // Goes to the query's next row.
+  // Moves to the next row.
   virtual WmiNextResult Next(int milliseconds) = 0;
-  // A value of the row. Negative: the row does not have it.
+  // Reads a value of the row. Negative if the row has no such property.
   virtual long Get(const std::string& property, WmiValue& value) = 0;
 };
 
-// Not opened yet. Throws std::bad_alloc. Where there is no such service, a source whose Open fails.
+// Throws std::bad_alloc. On systems without the service, Open of the result fails.
 std::unique_ptr<WmiSource> CreateWmiSource();
 
 }  // namespace Tav::Platform

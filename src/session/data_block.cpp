@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "streams/base64_stream.h"
-#include "streams/buffered_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"

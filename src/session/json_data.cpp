@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "model/event_size.h"
-#include "streams/counter_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"

@@ -151,7 +151,6 @@ bool SessionManager::Ask(ItemCode code,
 
 CommitResult SessionManager::Commit() {
   const std::lock_guard guard(requestLock_);
-  reserved_ = 0;
   const bool asked = Ask(ItemCode::Commit, kCommit, kCommit, kWaitingForAction);
   TAV_DEBUG("SM: Commit. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   return asked ? sessionThread_->Requests().commit : CommitResult::NotSent;

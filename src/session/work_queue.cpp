@@ -157,7 +157,7 @@ void WorkQueue::WaitForItems(int timeoutSeconds) {
 void WorkQueue::WaitAs(Consumer state, int milliseconds) {
   consumer_ = state;
   thread_.Unlock();
-  thread_.Wait(milliseconds, false);
+  thread_.Wait(milliseconds, Thread::WaitFor::Work);
   thread_.Lock();
   consumer_ = Consumer::Busy;
 }

@@ -4,9 +4,9 @@
 
 #include "platform/file.h"
 #include "storage/storage_keys.h"
-#include "streams/buffered_stream.h"
+#include "streams/file_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/json_stream.h"
-#include "streams/tav_file_stream.h"
 #include "util/logger.h"
 
 namespace Tav {

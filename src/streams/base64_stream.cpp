@@ -4,9 +4,10 @@
 #include <array>
 
 namespace Tav {
+
 namespace {
 
-constexpr size_t kErrorTextLimit = 32;
+constexpr size_t kMaxErrorText = 32;
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr uint8_t kBad = 0xFF;
 
@@ -22,7 +23,7 @@ constexpr std::array<uint8_t, 256> kValues = [] {
 }  // namespace
 
 Base64OutputStream::Base64OutputStream(OutputStream* inner)
-    : FallibleOutputStream(inner, kErrorTextLimit) {}
+    : FallibleOutputStream(inner, kMaxErrorText) {}
 
 void Base64OutputStream::WriteGroup() {
   std::fill(held_ + heldCount_, held_ + 3, uint8_t{0});
@@ -63,9 +64,9 @@ void Base64OutputStream::Flush() {
 }
 
 Base64InputStream::Base64InputStream(InputStream* inner)
-    : FallibleInputStream(inner, kErrorTextLimit) {}
+    : FallibleInputStream(inner, kMaxErrorText) {}
 
-// Reads the next four characters: `characters` of them carry data, the rest is padding.
+// Reads four characters. The first `characters` of them are data, the rest is padding.
 bool Base64InputStream::ReadGroup(uint8_t (&sextets)[4], size_t& characters) {
   uint8_t group[4];
   const size_t got = Inner()->Read(group, sizeof(group));

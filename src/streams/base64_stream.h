@@ -1,13 +1,12 @@
-// Base64 text (RFC 4648, standard alphabet, padded with '='). The encoder writes one line without
-// a break, and the decoder accepts none: line breaks and blanks are characters outside the
-// alphabet.
+// Base64 text (RFC 4648, standard alphabet, padded with '='). The encoder writes no line breaks and
+// the decoder rejects them, like every character outside the alphabet.
 #pragma once
 
 #include "streams/stream.h"
 
 namespace Tav {
 
-// Flush completes the text with its padding; a write after it is a failure.
+// Flush completes the text with its padding. A later Write fails.
 class Base64OutputStream : public FallibleOutputStream {
  public:
   explicit Base64OutputStream(OutputStream* inner);
@@ -23,8 +22,8 @@ class Base64OutputStream : public FallibleOutputStream {
   bool finished_ = false;
 };
 
-// Fails with "Bad base-64 character", "Misplaced '=' in base-64" or, when the text ends within a
-// group of four characters, "Incomplete base-64". What was decoded before the failure is delivered.
+// Fails with "Bad base-64 character", "Misplaced '=' in base-64" or, if the text ends within a
+// group of four characters, "Incomplete base-64". Delivers what was decoded before the failure.
 class Base64InputStream : public FallibleInputStream {
  public:
   explicit Base64InputStream(InputStream* inner);

@@ -3,9 +3,10 @@
 #include <algorithm>
 
 namespace Tav {
+
 namespace {
 
-constexpr size_t kErrorTextLimit = 100;
+constexpr size_t kMaxErrorText = 100;
 constexpr size_t kGrowthStep = 65536;
 
 }  // namespace
@@ -22,7 +23,7 @@ void ChunkOutputStream::Write(const void* buffer, size_t count) {
 }
 
 ChunkInputStream::ChunkInputStream(InputStream* inner)
-    : FallibleInputStream(inner, kErrorTextLimit) {}
+    : FallibleInputStream(inner, kMaxErrorText) {}
 
 ChunkResult ChunkInputStream::ReadPayload(std::vector<uint8_t>& payload) {
   while (payload.size() < wanted_) {

@@ -1,13 +1,15 @@
-// Streams over an open C stream, which they borrow and never close.
+// Streams over open files, which they borrow and never close.
 #pragma once
 
 #include <cstdio>
 
 #include "streams/stream.h"
+#include "util/tav_file.h"
 
 namespace Tav {
 
-// Fails with "File read error: " and the C run-time's text.
+// C streams. Failures are "File read error: " or "File write error: " with the C run-time's text.
+
 class FileInputStream : public InputStream {
  public:
   explicit FileInputStream(std::FILE* file);
@@ -21,8 +23,7 @@ class FileInputStream : public InputStream {
   StreamError error_;
 };
 
-// Fails with "File write error: " and the C run-time's text. Flush hands what the C stream holds to
-// the system.
+// Flush also flushes the C stream.
 class FileOutputStream : public OutputStream {
  public:
   explicit FileOutputStream(std::FILE* file);
@@ -35,6 +36,32 @@ class FileOutputStream : public OutputStream {
  private:
   std::FILE* file_;
   StreamError error_;
+};
+
+// Storage files. Failures are those of the file.
+
+class TavFileInputStream : public InputStream {
+ public:
+  explicit TavFileInputStream(TavFile* file) : file_(file) {}
+
+  size_t Read(void* buffer, size_t count) override { return file_->Read(buffer, count); }
+  bool HasError() const override { return file_->Failed(); }
+  const char* ErrorText() const override { return file_->ErrorText(); }
+
+ private:
+  TavFile* file_;
+};
+
+class TavFileOutputStream : public OutputStream {
+ public:
+  explicit TavFileOutputStream(TavFile* file) : file_(file) {}
+
+  void Write(const void* buffer, size_t count) override { file_->Write(buffer, count); }
+  bool HasError() const override { return file_->Failed(); }
+  const char* ErrorText() const override { return file_->ErrorText(); }
+
+ private:
+  TavFile* file_;
 };
 
 }  // namespace Tav

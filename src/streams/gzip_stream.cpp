@@ -4,13 +4,14 @@
 #include <limits>
 
 namespace Tav {
+
 namespace {
 
-constexpr size_t kErrorTextLimit = 32;
+constexpr size_t kMaxErrorText = 32;
 constexpr int kGzipWindowBits = 31;
 constexpr int kMemoryLevel = 9;
 
-// zlib counts in unsigned int.
+// zlib counts bytes in unsigned int.
 uInt ClampCount(size_t count) {
   return static_cast<uInt>(std::min<size_t>(count, std::numeric_limits<uInt>::max()));
 }
@@ -18,7 +19,7 @@ uInt ClampCount(size_t count) {
 }  // namespace
 
 GZipOutputStream::GZipOutputStream(OutputStream* inner)
-    : FallibleOutputStream(inner, kErrorTextLimit) {
+    : FallibleOutputStream(inner, kMaxErrorText) {
   const int result = deflateInit2(&deflate_, Z_BEST_COMPRESSION, Z_DEFLATED, kGzipWindowBits,
                                   kMemoryLevel, Z_DEFAULT_STRATEGY);
   if (result != Z_OK) {
@@ -89,7 +90,7 @@ void GZipOutputStream::Flush() {
   Inner()->Flush();
 }
 
-GZipInputStream::GZipInputStream(InputStream* inner) : FallibleInputStream(inner, kErrorTextLimit) {
+GZipInputStream::GZipInputStream(InputStream* inner) : FallibleInputStream(inner, kMaxErrorText) {
   const int result = inflateInit2(&inflate_, kGzipWindowBits);
   if (result != Z_OK) {
     Fail("GZip init error %d", result);

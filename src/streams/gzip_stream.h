@@ -1,5 +1,5 @@
-// Gzip compression and expansion, one member each way, at the setting that gives the smallest
-// output. zlib's result code is part of the failure text.
+// Gzip compression and expansion of one member, at the setting with the smallest output. The
+// failure text includes zlib's result code.
 #pragma once
 
 #include <zlib.h>
@@ -8,14 +8,13 @@
 
 namespace Tav {
 
-// Compresses what is written to it. Flush completes the member: nothing can be written afterwards,
-// and a stream destroyed before has written an incomplete one.
+// Flush completes the member; a later Write fails. Without Flush the member stays incomplete.
 class GZipOutputStream : public FallibleOutputStream {
  public:
   explicit GZipOutputStream(OutputStream* inner);
   ~GZipOutputStream() override;
 
-  // Completes the member and flushes the stream below. A second call only does the latter.
+  // Also flushes the stream below; a second call does only that.
   void Flush() override;
   void Write(const void* buffer, size_t count) override;
 
@@ -28,18 +27,17 @@ class GZipOutputStream : public FallibleOutputStream {
   uint8_t buffer_[4096];
 };
 
-// Expands one gzip member and ignores what follows it. The input is complete and undamaged exactly
-// when Read has delivered less than it was asked for and HasError is false: a member that ends too
-// early is a failure (zlib's buffer error, -5) as damage is (its data error, -3). A caller that
-// stops before the end of the output asks Complete, which tells whether the checksum was reached
-// and right. How much to expand is for the caller to bound.
+// Expands one gzip member and ignores what follows it. A member that ends early fails with zlib's
+// buffer error (-5), a damaged one with its data error (-3). A Read that delivers less than
+// requested without an error has read the whole member. The caller limits how much it expands.
 class GZipInputStream : public FallibleInputStream {
  public:
   explicit GZipInputStream(InputStream* inner);
   ~GZipInputStream() override;
 
-  // A call that meets a failure delivers nothing, not even what it had expanded before it.
+  // A call that fails delivers nothing, not even the bytes expanded before the failure.
   size_t Read(void* buffer, size_t count) override;
+  // The end of the member was reached and its checksum is correct.
   bool Complete() const { return complete_; }
 
  private:

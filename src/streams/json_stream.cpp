@@ -1,9 +1,10 @@
 #include "streams/json_stream.h"
 
 namespace Tav {
+
 namespace {
 
-constexpr size_t kErrorTextLimit = 100;
+constexpr size_t kMaxErrorText = 100;
 
 size_t ReadForJson(void* buffer, size_t count, void* stream) {
   InputStream* input = static_cast<InputStream*>(stream);
@@ -19,8 +20,7 @@ int WriteForJson(const char* buffer, size_t count, void* stream) {
 
 }  // namespace
 
-JsonInputStream::JsonInputStream(InputStream* inner)
-    : FallibleInputStream(inner, kErrorTextLimit) {}
+JsonInputStream::JsonInputStream(InputStream* inner) : FallibleInputStream(inner, kMaxErrorText) {}
 
 JsonPtr JsonInputStream::ReadValue() {
   if (HasError()) {
@@ -36,7 +36,7 @@ JsonPtr JsonInputStream::ReadValue() {
 }
 
 JsonOutputStream::JsonOutputStream(OutputStream* inner, size_t flags)
-    : FallibleOutputStream(inner, kErrorTextLimit), flags_(flags) {}
+    : FallibleOutputStream(inner, kMaxErrorText), flags_(flags) {}
 
 bool JsonOutputStream::WriteValue(const json_t* value) {
   if (HasError()) {

@@ -1,5 +1,4 @@
-// One JSON value read from, or written to, the stream below. The document's root is an object or an
-// array. Numbers read and print the same whatever locale the host has set.
+// One JSON document, an object or an array. Numbers do not depend on the locale that the host sets.
 #pragma once
 
 #include "streams/stream.h"
@@ -11,10 +10,10 @@ class JsonInputStream : public FallibleInputStream {
  public:
   explicit JsonInputStream(InputStream* inner);
 
-  // Reads the stream below to its end as one value; an object that names a key twice is malformed.
-  // Null after a failure: "Bad JSON value", or the failure of the stream below.
+  // Reads the stream below to its end. An object with a duplicate key is malformed. Null after a
+  // failure: "Bad JSON value" or that of the stream below.
   JsonPtr ReadValue();
-  // The bytes themselves.
+  // The raw bytes.
   size_t Read(void* buffer, size_t count) override { return Inner()->Read(buffer, count); }
 };
 
@@ -24,11 +23,11 @@ class JsonOutputStream : public FallibleOutputStream {
   // storage.
   JsonOutputStream(OutputStream* inner, size_t flags);
 
-  // Writes `value`, which it borrows for the call. False after a failure: "Bad JSON value" (a value
-  // that is neither object nor array, a reference cycle), or the failure of the stream below.
-  // The output comes in many small pieces: a file is best kept behind a buffered stream.
+  // Borrows `value` for the call. False after a failure: "Bad JSON value" (neither an object nor an
+  // array, or a reference cycle) or that of the stream below. Writes many small pieces: put a
+  // buffered stream below if each write is expensive.
   bool WriteValue(const json_t* value);
-  // The bytes themselves.
+  // The raw bytes.
   void Write(const void* buffer, size_t count) override { Inner()->Write(buffer, count); }
 
  private:

@@ -17,7 +17,7 @@ size_t MemoryInputStream::Read(void* buffer, size_t count) {
 }
 
 MemoryOutputStream::~MemoryOutputStream() {
-  // One by one: a chain of unique_ptr that frees itself recurses once per block.
+  // One by one: destroying a chain of unique_ptr would recurse once per block.
   while (first_) {
     first_ = std::move(first_->next);
   }
@@ -50,17 +50,14 @@ void MemoryOutputStream::Write(const void* buffer, size_t count) {
   }
 }
 
-void MemoryOutputStream::CopyTo(uint8_t* destination) const {
+std::vector<uint8_t> MemoryOutputStream::Join() const {
+  std::vector<uint8_t> joined(size_);
+  uint8_t* destination = joined.data();
   for (const Block* block = first_.get(); block != nullptr; block = block->next.get()) {
     const size_t fill = block == last_ ? lastFill_ : kBlockSize;
     std::memcpy(destination, block->bytes, fill);
     destination += fill;
   }
-}
-
-std::vector<uint8_t> MemoryOutputStream::Join() const {
-  std::vector<uint8_t> joined(size_);
-  CopyTo(joined.data());
   return joined;
 }
 

@@ -1,4 +1,4 @@
-// Streams over memory: reading a caller's buffer, and collecting output of unknown length.
+// Streams over memory: one reads a caller's buffer, the other collects output of unknown length.
 #pragma once
 
 #include <memory>
@@ -8,7 +8,7 @@
 
 namespace Tav {
 
-// Reads a buffer that it borrows; the buffer must outlive the stream.
+// Borrows the buffer, which must outlive the stream.
 class MemoryInputStream : public InputStream {
  public:
   MemoryInputStream(const void* data, size_t length)
@@ -23,11 +23,11 @@ class MemoryInputStream : public InputStream {
   size_t position_ = 0;
 };
 
-// Keeps what is written in blocks of 4,096 bytes, so that growing never copies. Fails with "Out of
+// Keeps the output in blocks of 4,096 bytes, so that growing never copies. Fails with "Out of
 // memory" instead of throwing; what was written before stays readable.
 class MemoryOutputStream : public OutputStream {
  public:
-  MemoryOutputStream() : error_(kErrorTextLimit) {}
+  MemoryOutputStream() : error_(kMaxErrorText) {}
   ~MemoryOutputStream() override;
 
   void Write(const void* buffer, size_t count) override;
@@ -36,14 +36,12 @@ class MemoryOutputStream : public OutputStream {
 
   // Bytes written so far.
   size_t Size() const { return size_; }
-  // Copies all Size() bytes to `destination`, which has room for them.
-  void CopyTo(uint8_t* destination) const;
-  // The same as a buffer of its own. Throws std::bad_alloc.
+  // A copy of what was written. Throws std::bad_alloc.
   std::vector<uint8_t> Join() const;
 
  private:
   static constexpr size_t kBlockSize = 4096;
-  static constexpr size_t kErrorTextLimit = 32;
+  static constexpr size_t kMaxErrorText = 32;
 
   struct Block {
     std::unique_ptr<Block> next;

@@ -28,24 +28,4 @@ void OutputStream::WriteByte(uint8_t byte) {
   Write(&byte, 1);
 }
 
-void FallibleInputStream::Fail(const char* format, ...) {
-  if (FilterInputStream::HasError()) {
-    return;
-  }
-  va_list arguments;
-  va_start(arguments, format);
-  error_.SetVa(format, arguments);
-  va_end(arguments);
-}
-
-void FallibleOutputStream::Fail(const char* format, ...) {
-  if (FilterOutputStream::HasError()) {
-    return;
-  }
-  va_list arguments;
-  va_start(arguments, format);
-  error_.SetVa(format, arguments);
-  va_end(arguments);
-}
-
 }  // namespace Tav

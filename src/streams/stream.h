@@ -1,13 +1,12 @@
-// Byte streams: a source or sink at the bottom (memory, a C stream, a storage file) and filters
-// stacked on it (buffering, lines, JSON values, chunks, gzip, base64). Streams live on the stack of
-// the function that uses them, are built bottom up and destroyed top down. They own no file and no
-// other stream.
+// Byte streams: a source or sink at the bottom (memory, a C stream, a storage file) and filters on
+// top of it (buffering, lines, JSON values, chunks, gzip, base64). Streams usually live on the
+// stack of one function, built from the bottom up. They do not own files or other streams.
 //
-// Failures are kept, not thrown: the first one sets a flag and a text, every later call does
-// nothing (Read delivers 0, ReadByte -1), and the owner asks once at the end. A filter reports its
-// own failure or, when it has none, that of the stream below it, so asking the top one is enough.
+// A stream keeps its first failure as a flag and a text and throws nothing. After it every call
+// does nothing (Read returns 0, ReadByte -1), so the owner asks once at the end. A filter reports
+// its own failure or else that of the stream below: asking the top stream is enough.
 //
-// A stream is used by one thread at a time. Bottom streams block as their file does.
+// A stream is used by one thread at a time. It blocks only as its file does.
 #pragma once
 
 #include <cstdarg>
@@ -21,21 +20,21 @@ namespace Tav {
 // The first failure of a stream with its text.
 class StreamError {
  public:
-  // `limit` is the most characters that the text keeps, at most 256.
-  explicit StreamError(size_t limit) : limit_(limit < kMost ? limit : kMost) {}
+  // `limit` is the longest text in characters, at most 256.
+  explicit StreamError(size_t limit) : limit_(limit < kMaxText ? limit : kMaxText) {}
 
   bool Failed() const { return failed_; }
-  // Zero-terminated and empty while there is no failure. Borrowed: lives as long as this object.
+  // Empty without a failure. Valid as long as this object.
   const char* Text() const { return text_; }
-  // Later failures are ignored.
+  // Ignored after the first failure.
   void Set(const char* format, ...) TAV_PRINTF(2, 3);
   void SetVa(const char* format, va_list arguments);
 
  private:
-  static constexpr size_t kMost = 256;
+  static constexpr size_t kMaxText = 256;
   size_t limit_;
   bool failed_ = false;
-  char text_[kMost + 1] = {};
+  char text_[kMaxText + 1] = {};
 };
 
 class InputStream {
@@ -47,10 +46,10 @@ class InputStream {
   virtual void Close() {}
   // The next byte, 0 to 255, or -1 at the end or after a failure.
   virtual int32_t ReadByte();
-  // Delivers `count` bytes unless the stream ends or fails first; returns how many it delivered.
+  // Returns the bytes delivered, fewer than `count` only at the end or after a failure.
   virtual size_t Read(void* buffer, size_t count) = 0;
   virtual bool HasError() const { return false; }
-  // Borrowed: valid until the stream is destroyed.
+  // Valid as long as the stream.
   virtual const char* ErrorText() const { return ""; }
 
  protected:
@@ -68,15 +67,14 @@ class OutputStream {
   virtual void WriteByte(uint8_t byte);
   virtual void Write(const void* buffer, size_t count) = 0;
   virtual bool HasError() const { return false; }
-  // Borrowed: valid until the stream is destroyed.
+  // Valid as long as the stream.
   virtual const char* ErrorText() const { return ""; }
 
  protected:
   OutputStream() = default;
 };
 
-// A filter borrows the stream below it, which must outlive it, and forwards to it whatever it does
-// not do itself.
+// A filter borrows the stream below, which must outlive it, and forwards to it by default.
 class FilterInputStream : public InputStream {
  public:
   void Close() override { inner_->Close(); }
@@ -106,38 +104,32 @@ class FilterOutputStream : public OutputStream {
   OutputStream* inner_;
 };
 
-// Filters that can fail by themselves. When the stream below has already failed, that failure came
-// first and stays the one reported.
-class FallibleInputStream : public FilterInputStream {
+// A filter that can fail itself. If the stream below has failed before, that failure is reported.
+template <typename Filter, typename Stream>
+class FallibleFilter : public Filter {
  public:
-  bool HasError() const override { return error_.Failed() || FilterInputStream::HasError(); }
+  bool HasError() const override { return error_.Failed() || Filter::HasError(); }
   const char* ErrorText() const override {
-    return error_.Failed() ? error_.Text() : FilterInputStream::ErrorText();
+    return error_.Failed() ? error_.Text() : Filter::ErrorText();
   }
 
  protected:
-  FallibleInputStream(InputStream* inner, size_t textLimit)
-      : FilterInputStream(inner), error_(textLimit) {}
-  void Fail(const char* format, ...) TAV_PRINTF(2, 3);
+  FallibleFilter(Stream* inner, size_t maxErrorText) : Filter(inner), error_(maxErrorText) {}
+  void Fail(const char* format, ...) TAV_PRINTF(2, 3) {
+    if (Filter::HasError()) {
+      return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    error_.SetVa(format, arguments);
+    va_end(arguments);
+  }
 
  private:
   StreamError error_;
 };
 
-class FallibleOutputStream : public FilterOutputStream {
- public:
-  bool HasError() const override { return error_.Failed() || FilterOutputStream::HasError(); }
-  const char* ErrorText() const override {
-    return error_.Failed() ? error_.Text() : FilterOutputStream::ErrorText();
-  }
-
- protected:
-  FallibleOutputStream(OutputStream* inner, size_t textLimit)
-      : FilterOutputStream(inner), error_(textLimit) {}
-  void Fail(const char* format, ...) TAV_PRINTF(2, 3);
-
- private:
-  StreamError error_;
-};
+using FallibleInputStream = FallibleFilter<FilterInputStream, InputStream>;
+using FallibleOutputStream = FallibleFilter<FilterOutputStream, OutputStream>;
 
 }  // namespace Tav

@@ -13,7 +13,6 @@
 #include "config/settings.h"
 #include "test_access/backdoor.h"
 #include "transport/data_sender.h"
-#include "transport/test_data_sender.h"
 
 using namespace Tav;
 

@@ -13,14 +13,20 @@ namespace Tav {
 
 namespace {
 
-constexpr size_t kUrlLimit = 128;
+constexpr size_t kMaxUrl = 127;
 constexpr size_t kPieceSize = 256;
 constexpr uint32_t kStatusOk = 200;
-constexpr uint32_t kTimedOut = 12002;  // as the system's own time-outs report themselves
+constexpr uint32_t kTimedOut = 12002;  // the last error after one of the system's own time-outs
 
-// Unknown authority 0x100, wrong usage 0x200, wrong name 0x1000, wrong date 0x2000: a record is
-// worth more delivered through a proxy that re-signs everything than withheld.
-constexpr uint32_t kOverlookedCertificateFaults = 0x3300;
+constexpr Platform::HttpTimeouts kTimeouts{.resolve = 3000,
+                                           .connect = 3000,
+                                           .send = 30000,
+                                           .receive = 30000,
+                                           .response = 30000};
+
+// Unknown authority 0x100, wrong usage 0x200, wrong name 0x1000, wrong date 0x2000: a record that
+// arrives through a proxy with its own certificates is worth more than a record withheld.
+constexpr uint32_t kIgnoredCertificateFaults = 0x3300;
 
 std::string RequestHeaders(bool post, bool closeConnection) {
   std::string headers = std::string("X-SDKVersion: ") + kLibraryVersion;
@@ -42,13 +48,8 @@ void LogOutOfMemory() {
 
 }  // namespace
 
-HttpDataSender::HttpDataSender(std::string url) : url_(std::move(url)) {}
-
-HttpDataSender::~HttpDataSender() = default;
-
-void HttpDataSender::SetTimeouts(const Platform::HttpTimeouts& timeouts) {
-  timeouts_ = timeouts;
-}
+HttpDataSender::HttpDataSender(std::string url, int maxReading)
+    : url_(std::move(url)), maxReading_(maxReading) {}
 
 void HttpDataSender::LimitWaits(int milliseconds) {
   waitLimit_ = std::max(milliseconds, 1);
@@ -56,11 +57,11 @@ void HttpDataSender::LimitWaits(int milliseconds) {
 
 Platform::HttpTimeouts HttpDataSender::Timeouts() const {
   const auto capped = [this](int milliseconds) { return std::min(milliseconds, waitLimit_); };
-  return {.resolve = capped(timeouts_.resolve),
-          .connect = capped(timeouts_.connect),
-          .send = capped(timeouts_.send),
-          .receive = capped(timeouts_.receive),
-          .response = capped(timeouts_.response)};
+  return {.resolve = capped(kTimeouts.resolve),
+          .connect = capped(kTimeouts.connect),
+          .send = capped(kTimeouts.send),
+          .receive = capped(kTimeouts.receive),
+          .response = capped(kTimeouts.response)};
 }
 
 int32_t HttpDataSender::Open() try {
@@ -86,10 +87,10 @@ bool HttpDataSender::OpenSession() {
 }
 
 bool HttpDataSender::CrackUrl() {
-  if (scheme_ != 0) {
+  if (scheme_ != Platform::HttpScheme::None) {
     return true;
   }
-  if (url_.size() >= kUrlLimit) {
+  if (url_.size() > kMaxUrl) {
     LogError("URL too long");
     return false;
   }
@@ -100,7 +101,7 @@ bool HttpDataSender::CrackUrl() {
   }
   TAV_TRACE("Cracked url into '%s', '%s', and '%s'", parts.host.c_str(), parts.path.c_str(),
             parts.extra.c_str());
-  TAV_TRACE("Scheme is %d, port is %d", parts.scheme, parts.port);
+  TAV_TRACE("Scheme is %d, port is %d", static_cast<int>(parts.scheme), parts.port);
   objectPath_ = parts.path + parts.extra;
   host_ = std::move(parts.host);
   port_ = parts.port;
@@ -143,14 +144,14 @@ int32_t HttpDataSender::SendRequest(const void* body, size_t length, bool closeC
 bool HttpDataSender::OpenRequest(const char* verb) {
   TAV_TRACE("Creating HTTP request");
   request_ =
-      connection_.OpenRequest(verb, objectPath_, "text/*", scheme_ == Platform::kHttpsScheme);
+      connection_.OpenRequest(verb, objectPath_, "text/*", scheme_ == Platform::HttpScheme::Https);
   if (!request_) {
     LogError("$Cannot create HTTP request");
     return false;
   }
-  // The session's limits reach only what is opened after they are set; these may be newer.
+  // The session's time-outs were set at Open; the limit may have changed since.
   request_.SetTimeouts(Timeouts());
-  request_.SetSecurityFlags(kOverlookedCertificateFaults);
+  request_.SetSecurityFlags(kIgnoredCertificateFaults);
   return true;
 }
 
@@ -170,7 +171,7 @@ bool HttpDataSender::Exchange(const void* body, size_t length, bool closeConnect
 }
 
 void HttpDataSender::ReadResponse() {
-  const int64_t end = Platform::MonotonicMilliseconds() + std::min(longestReading_, waitLimit_);
+  const int64_t end = Platform::MonotonicMilliseconds() + std::min(maxReading_, waitLimit_);
   char piece[kPieceSize];
   size_t count = 0;
   size_t total = 0;

@@ -1,51 +1,41 @@
-// Sends bodies with HTTP POST and fetches a text with HTTP GET, over plain HTTP or over TLS whose
-// certificate checks are relaxed on purpose.
+// Sends bodies with HTTP POST and fetches a text with HTTP GET, over plain HTTP or TLS. The
+// certificate checks of TLS are relaxed on purpose.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <string>
 
 #include "platform/http.h"
 #include "transport/data_sender.h"
 
 namespace Tav {
 
-// Session and connection stay open from Open to Close, so that the bodies sent between share one
-// TCP connection where the server keeps it.
+// Keeps the session and the connection open from Open to Close, so that all bodies share one TCP
+// connection if the server keeps it.
 class HttpDataSender : public DataSender {
  public:
-  // The limits of each wait unless SetTimeouts says otherwise.
-  static constexpr Platform::HttpTimeouts kTimeouts{.resolve = 3000,
-                                                    .connect = 3000,
-                                                    .send = 30000,
-                                                    .receive = 30000,
-                                                    .response = 30000};
-
-  // An answer is read up to this many bytes, so that a server gone astray cannot fill the host's
-  // memory. The longest real answer, a settings document, takes some kilobytes.
+  // Bytes of a response that are read at most: a faulty server cannot fill the host's memory. The
+  // longest expected response, a settings document, has a few kilobytes.
   static constexpr size_t kMaxResponse = 8 * 1024 * 1024;
 
-  // Milliseconds after which no more of an answer is read, so that a server that sends a little now
-  // and then cannot keep its reader for ever. Looked at before each piece of 256 bytes. No real
-  // answer takes longer: it would come at less than a kilobyte a second.
-  static constexpr int kLongestReading = 60 * 1000;
+  // Milliseconds for reading the body of one response, checked before each piece of 256 bytes: a
+  // server that sends a byte now and then cannot block the reader for ever. It takes less than a
+  // kilobyte a second to exceed this.
+  static constexpr int kMaxReading = 60 * 1000;
 
-  // `url` is looked at by Open. 127 characters at most can be used.
-  explicit HttpDataSender(std::string url);
-  ~HttpDataSender() override;
+  // Uses at most 127 characters of URL; Open checks it.
+  explicit HttpDataSender(std::string url, int maxReading = kMaxReading);
 
-  // Limits for the requests begun from now on.
-  void SetTimeouts(const Platform::HttpTimeouts& timeouts);
-  // For the answers read from now on, instead of kLongestReading.
-  void SetLongestReading(int milliseconds) { longestReading_ = milliseconds; }
-
-  // Posts the body, which is already compressed. 0 exactly when the server answers 200.
+  // Posts the compressed body. 0 only if the server responds with status 200.
   int32_t Send(const void* body, size_t length, bool closeConnection) override;
-  // Touches no network: an unreachable server shows in Send.
+  // Does not access the network: an unreachable server shows in Send.
   int32_t Open() override;
   void Close() override;
-  // The answer's body, whatever its status.
+  // The body of the response, whatever its status.
   std::string Fetch() override;
-  // Also for the reading of an answer as a whole, and for requests of a session opened earlier.
+  // Also limits the reading of a response as a whole.
   void LimitWaits(int milliseconds) override;
 
  private:
@@ -61,16 +51,15 @@ class HttpDataSender : public DataSender {
 
   std::string response_;
   std::string url_;
-  // Each is made from the one before and destroyed first.
+  // Each handle is made from the one before it and destroyed first.
   Platform::HttpSession session_;
   Platform::HttpConnection connection_;
   Platform::HttpRequest request_;
-  int scheme_ = 0;  // 0 until the URL has been taken apart
+  Platform::HttpScheme scheme_ = Platform::HttpScheme::None;  // set once the URL is cracked
   int port_ = 0;
   std::string host_;
   std::string objectPath_;
-  Platform::HttpTimeouts timeouts_ = kTimeouts;
-  int longestReading_ = kLongestReading;
+  const int maxReading_;
   int waitLimit_ = std::numeric_limits<int>::max();
 };
 

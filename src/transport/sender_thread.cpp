@@ -1,60 +1,39 @@
 #include "transport/sender_thread.h"
 
-#include <algorithm>
+#include <mutex>
 #include <utility>
 
 #include "util/logger.h"
 
 namespace Tav {
 
-namespace {
-
-// How often an owner looks for the answer when the system gave no event for it.
-constexpr int kPollMilliseconds = 100;
-
-// Holds the lock that every thread object has.
-class StateLock {
- public:
-  explicit StateLock(Thread* thread) : thread_(thread) { thread_->Lock(); }
-  ~StateLock() { thread_->Unlock(); }
-  StateLock(const StateLock&) = delete;
-  StateLock& operator=(const StateLock&) = delete;
-
- private:
-  Thread* const thread_;
-};
-
-}  // namespace
-
 SenderThread::SenderThread(std::unique_ptr<DataSender> sender) : sender_(std::move(sender)) {}
 
 void SenderThread::Begin(Call call) {
   call_ = std::move(call);
   {
-    const StateLock lock(this);
-    state_ = State::Called;
+    const std::lock_guard guard(stateLock_);
+    state_ = State::Running;
   }
   Signal();
 }
 
-bool SenderThread::Answered() {
-  const StateLock lock(this);
-  return state_ == State::Answered;
+bool SenderThread::Finished() {
+  const std::lock_guard guard(stateLock_);
+  return state_ == State::Finished;
 }
 
-void SenderThread::WaitForAnswer(int milliseconds) {
-  if (news_.Wait(milliseconds) == Platform::WaitResult::Failed) {
-    Platform::SleepMilliseconds(std::min(milliseconds, kPollMilliseconds));
-  }
+void SenderThread::WaitForResult(int milliseconds) {
+  WaitOrPoll(changed_, milliseconds);
 }
 
-SenderThread::Answer SenderThread::TakeAnswer() {
-  return std::exchange(answer_, {});
+SenderThread::Result SenderThread::TakeResult() {
+  return std::exchange(result_, {});
 }
 
 bool SenderThread::Abandon() {
-  const StateLock lock(this);
-  if (state_ == State::Answered) {
+  const std::lock_guard guard(stateLock_);
+  if (state_ == State::Finished) {
     return false;
   }
   state_ = State::Abandoned;
@@ -66,38 +45,38 @@ std::unique_ptr<DataSender> SenderThread::TakeSender() {
 }
 
 void SenderThread::Interrupt() {
-  news_.Set();
+  changed_.Set();
 }
 
 void SenderThread::Main() {
   while (NextCall()) {
     const bool last = call_.operation == Operation::Close;
-    if (!Deliver(Perform())) {
+    if (!Finish(Perform())) {
       break;
     }
     if (last) {
       return;
     }
   }
-  // The sender must be closed where it may have to wait.
+  // Closing may block as well: here, not on the owner's thread.
   sender_->Close();
   sender_.reset();
 }
 
-// False when nobody will call any more.
+// Waits for a call. False if the thread is abandoned.
 bool SenderThread::NextCall() {
   for (;;) {
     {
-      const StateLock lock(this);
-      if (state_ == State::Called || state_ == State::Abandoned) {
-        return state_ == State::Called;
+      const std::lock_guard guard(stateLock_);
+      if (state_ == State::Running || state_ == State::Abandoned) {
+        return state_ == State::Running;
       }
     }
-    Wait(-1, false);
+    Wait(-1, WaitFor::Work);
   }
 }
 
-SenderThread::Answer SenderThread::Perform() try {
+SenderThread::Result SenderThread::Perform() try {
   sender_->LimitWaits(call_.timeLimit);
   switch (call_.operation) {
     case Operation::Open:
@@ -112,22 +91,22 @@ SenderThread::Answer SenderThread::Perform() try {
   }
   return {};
 } catch (...) {
-  // The owner must have its answer, whatever happened here.
+  // The owner waits for a result in any case.
   LogError("Exception in data sender caught");
   return {};
 }
 
-// False when nobody takes the answer.
-bool SenderThread::Deliver(Answer answer) {
+// False if the call has been abandoned.
+bool SenderThread::Finish(Result result) {
   {
-    const StateLock lock(this);
+    const std::lock_guard guard(stateLock_);
     if (state_ == State::Abandoned) {
       return false;
     }
-    answer_ = std::move(answer);
-    state_ = State::Answered;
+    result_ = std::move(result);
+    state_ = State::Finished;
   }
-  news_.Set();
+  changed_.Set();
   return true;
 }
 

@@ -1,4 +1,4 @@
-// The thread on which a ThreadedDataSender has its wrapped sender work.
+// The thread that runs the blocking calls of a ThreadedDataSender.
 #pragma once
 
 #include <cstdint>
@@ -12,38 +12,43 @@
 
 namespace Tav {
 
-// Performs one call at a time and ends with a call of Close, or when it has been abandoned. All it
-// uses is its own, so that it may outlive whoever called.
+// Runs one call at a time on its data sender. Ends after a Close call or when the owner abandons a
+// call. The thread uses only its own objects and so may outlive its owner.
 class SenderThread final : public Thread {
  public:
   enum class Operation { Open, Send, Fetch, Close };
 
   struct Call {
     Operation operation = Operation::Open;
-    int timeLimit = 0;  // milliseconds, for each of its waits
+    int timeLimit = 0;  // milliseconds for each wait of the call
     bool closeConnection = false;
     std::vector<uint8_t> body = {};
   };
 
-  struct Answer {
+  // The default is a failure.
+  struct Result {
     int32_t status = 1;
     std::string text;
   };
 
+  // Called by the owner's thread:
+
   explicit SenderThread(std::unique_ptr<DataSender> sender);
 
-  // These are the owner's. Begin is for a thread that has answered every call before.
+  // Starts a call. The previous call must have finished.
   void Begin(Call call);
-  bool Answered();
-  // Waits for the answer or for Interrupt, for at most so long; may return early.
-  void WaitForAnswer(int milliseconds);
-  Answer TakeAnswer();
-  // Says that nobody waits for the answer any more. False when it is there already.
+  bool Finished();
+  // Waits until the call finishes, Interrupt is called or the time has passed; may return early.
+  void WaitForResult(int milliseconds);
+  // After the call has finished.
+  Result TakeResult();
+  // The thread ends as soon as the running call returns, and closes and destroys its sender. False
+  // if the call has already finished.
   bool Abandon();
-  // The sender as Close has left it, or before Run.
+  // Takes the sender back before Run or after a finished Close call.
   std::unique_ptr<DataSender> TakeSender();
 
-  // Any thread: ends one wait for the answer, the present or the next one.
+  // Any thread: ends the current or the next WaitForResult.
   void Interrupt();
 
  protected:
@@ -51,20 +56,22 @@ class SenderThread final : public Thread {
   void Main() override;
 
  private:
-  enum class State { Idle, Called, Answered, Abandoned };
+  enum class State { Idle, Running, Finished, Abandoned };
 
   bool NextCall();
-  Answer Perform();
-  bool Deliver(Answer answer);
+  Result Perform();
+  bool Finish(Result result);
 
-  State state_ = State::Idle;  // under Lock; says whose the members below are
+  Platform::Lock stateLock_;
+  State state_ = State::Idle;  // guarded by stateLock_
+  // Used by the thread while Running and Abandoned, by the owner otherwise.
   Call call_;
-  Answer answer_;
+  Result result_;
   std::unique_ptr<DataSender> sender_;
-  Platform::AutoResetEvent news_;
+  Platform::AutoResetEvent changed_;
 };
 
-// Owns one reference to a thread.
+// Holds one reference to a thread.
 struct ReleaseSenderThread {
   void operator()(SenderThread* thread) const { thread->Release(); }
 };

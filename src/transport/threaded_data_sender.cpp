@@ -12,10 +12,8 @@ namespace Tav {
 
 namespace {
 
-// Milliseconds. Closing handles takes no network; the system may still be slow about it.
-constexpr int kLongestClose = 3000;
-// For a thread that has done everything to be gone from the system's list of threads.
-constexpr int kLongestEnd = 1000;
+// Milliseconds until the system has ended a thread that has nothing left to do.
+constexpr int kMaxThreadEnd = 1000;
 
 void LogOutOfMemory() {
   LogError("Out of memory in data sender");
@@ -23,8 +21,8 @@ void LogOutOfMemory() {
 
 }  // namespace
 
-ThreadedDataSender::ThreadedDataSender(Factory makeSender, int longestCall)
-    : makeSender_(std::move(makeSender)), longestCall_(longestCall) {}
+ThreadedDataSender::ThreadedDataSender(Factory makeSender, CallLimits limits)
+    : makeSender_(std::move(makeSender)), limits_(limits) {}
 
 ThreadedDataSender::~ThreadedDataSender() {
   ThreadedDataSender::Close();
@@ -32,7 +30,7 @@ ThreadedDataSender::~ThreadedDataSender() {
 
 void ThreadedDataSender::LimitTo(int64_t deadline) {
   deadline_.store(deadline, std::memory_order_relaxed);
-  // A call that starts after this finds the new deadline; one that runs is told.
+  // Later calls read the new deadline; a running one must wake up to see it.
   const std::lock_guard guard(lock_);
   if (thread_) {
     thread_->Interrupt();
@@ -46,7 +44,7 @@ int32_t ThreadedDataSender::Open() {
 int32_t ThreadedDataSender::Send(const void* body, size_t length, bool closeConnection) try {
   SenderThread::Call call{SenderThread::Operation::Send};
   call.closeConnection = closeConnection;
-  // A call given up goes on reading its body after the caller has freed this one.
+  // A copy: an abandoned call still reads its body after the caller has freed this one.
   const auto* const bytes = static_cast<const uint8_t*>(body);
   call.body.assign(bytes, bytes + length);
   return Perform(std::move(call)).status;
@@ -69,16 +67,17 @@ void ThreadedDataSender::Close() {
     return;
   }
   thread_->Begin({SenderThread::Operation::Close});
-  if (Await(Platform::MonotonicMilliseconds() + kLongestClose)) {
+  if (Await(Platform::MonotonicMilliseconds() + limits_.close)) {
     sender_ = thread_->TakeSender();
-    // So that no thread of the library is left when the library has ended.
-    thread_->Wait(TimeLeft(Platform::MonotonicMilliseconds() + kLongestEnd), true);
+    // The library must not end before its threads.
+    thread_->Wait(TimeLeft(Platform::MonotonicMilliseconds() + kMaxThreadEnd),
+                  Thread::WaitFor::End);
   }
   Detach();
 }
 
-SenderThread::Answer ThreadedDataSender::Perform(SenderThread::Call call) {
-  const int64_t end = Platform::MonotonicMilliseconds() + longestCall_;
+SenderThread::Result ThreadedDataSender::Perform(SenderThread::Call call) {
+  const int64_t end = Platform::MonotonicMilliseconds() + limits_.call;
   call.timeLimit = TimeLeft(end);
   if (call.timeLimit == 0) {
     TAV_DEBUG("Data sender has no time left");
@@ -92,7 +91,7 @@ SenderThread::Answer ThreadedDataSender::Perform(SenderThread::Call call) {
     Detach();
     return {};
   }
-  return thread_->TakeAnswer();
+  return thread_->TakeResult();
 }
 
 bool ThreadedDataSender::StartThread() try {
@@ -112,12 +111,12 @@ bool ThreadedDataSender::StartThread() try {
   return false;
 }
 
-// False when the thread has been abandoned: its answer did not come before `end` and the deadline.
+// Waits for the running call until `end` or the deadline. False if it timed out and is abandoned.
 bool ThreadedDataSender::Await(int64_t end) {
-  while (!thread_->Answered()) {
+  while (!thread_->Finished()) {
     const int left = TimeLeft(end);
     if (left > 0) {
-      thread_->WaitForAnswer(left);
+      thread_->WaitForResult(left);
     } else if (thread_->Abandon()) {
       LogWarning("Data sender did not answer in time. Giving it up");
       return false;
@@ -127,12 +126,12 @@ bool ThreadedDataSender::Await(int64_t end) {
 }
 
 void ThreadedDataSender::Detach() {
-  SenderThreadPtr gone;  // outlives the lock: letting go may destroy the thread
+  SenderThreadPtr detached;  // released after the lock: the last reference deletes the thread
   const std::lock_guard guard(lock_);
-  gone.swap(thread_);
+  detached.swap(thread_);
 }
 
-// Milliseconds until `end` or the deadline, whichever comes first; 0 once it has come.
+// Milliseconds until `end` or the deadline, whichever is earlier; 0 after it.
 int ThreadedDataSender::TimeLeft(int64_t end) const {
   const int64_t last = std::min(end, deadline_.load(std::memory_order_relaxed));
   const int64_t now = Platform::MonotonicMilliseconds();

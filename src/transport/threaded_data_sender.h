@@ -1,5 +1,5 @@
-// Lets the calls of another sender be given up. They run on a thread of their own, the thread, so
-// that the caller can stop waiting for a server that accepted a connection and never answers.
+// Runs another data sender's calls on a thread of their own, so that the caller can stop waiting
+// for a server that accepts a connection and never responds.
 #pragma once
 
 #include <atomic>
@@ -15,56 +15,61 @@
 
 namespace Tav {
 
-// Each call returns what the wrapped sender's returns, or fails with status 1 (an empty text) when
-// its time is over, when memory runs out and when no thread can be started. The thread lives from
-// Open, or for a Fetch alone, to Close. The wrapped sender is kept from one thread to the next.
+// Milliseconds that an operation may take without a deadline.
+struct CallLimits {
+  // The HTTP limits bound single waits, not calls: a server that transfers a byte now and then
+  // would block the caller for ever. Ten minutes transfer the largest record at a kilobyte a
+  // second.
+  int call = 10 * 60 * 1000;
+  // Closing handles needs no network, but the system may be slow.
+  int close = 3000;
+};
+
+// Each call returns the wrapped sender's result, or fails with status 1 (an empty text) if it times
+// out, memory runs out or no thread can be started. The thread lives from Open to Close, or for one
+// Fetch. The wrapped sender is kept from one thread to the next.
 //
-// A call is given up with one warning. Its thread then ends by itself as soon as the wrapped
-// sender lets it, closes and destroys that sender on its own thread and knows nothing of this
-// object any more. The body that was being sent may or may not arrive. Send fails from then on;
-// the next Open starts anew, with a new thread and a new wrapped sender.
+// A call that times out is abandoned with one warning; the body that it was sending may or may not
+// arrive. This object detaches from the thread and its sender: the thread ends as soon as the call
+// returns, and closes and destroys the sender. Send fails from then on; the next Open creates a new
+// thread and a new sender.
 //
-// All members but LimitTo belong to one thread at a time, as with every sender.
+// All members but LimitTo are used by one thread at a time, as with every sender.
 class ThreadedDataSender final : public DataSender {
  public:
-  // Makes a sender to be wrapped, at the first Open or Fetch and after each call given up. Called
-  // on the caller's thread, so it must not block; never null; may throw std::bad_alloc.
+  // Creates the sender to wrap, at the first Open or Fetch and after each abandoned call. Runs on
+  // the caller's thread, so it must not block; never returns null; may throw std::bad_alloc.
   using Factory = std::function<std::unique_ptr<DataSender>()>;
 
   static constexpr int64_t kNoDeadline = std::numeric_limits<int64_t>::max();
 
-  // Milliseconds that one call may take without a deadline. The system's HTTP limits bound single
-  // waits, not calls: a peer that moves a byte now and then would otherwise hold the caller for
-  // ever. Ten minutes carry the largest record at a kilobyte a second.
-  static constexpr int kLongestCall = 10 * 60 * 1000;
-
-  explicit ThreadedDataSender(Factory makeSender, int longestCall = kLongestCall);
-  // As Close.
+  explicit ThreadedDataSender(Factory makeSender, CallLimits limits = {});
+  // Closes the sender.
   ~ThreadedDataSender() override;
 
-  // Any thread, at any time in this object's life; does not block. From the moment `deadline`, on
-  // the scale of Platform::MonotonicMilliseconds, a call that is running is given up and later
-  // ones fail at once. The latest deadline counts; kNoDeadline takes it back.
+  // Any thread, at any time; does not block. At `deadline`, on the scale of
+  // Platform::MonotonicMilliseconds, a running call is abandoned; later calls fail at once.
+  // Replaces the deadline set before; kNoDeadline removes it.
   void LimitTo(int64_t deadline);
 
   int32_t Send(const void* body, size_t length, bool closeConnection) override;
   int32_t Open() override;
-  // Waits some seconds at most, and not beyond the deadline, for sender and thread to end.
+  // Waits for the sender and its thread to end, not beyond the deadline.
   void Close() override;
   std::string Fetch() override;
 
  private:
   bool StartThread();
   void Detach();
-  SenderThread::Answer Perform(SenderThread::Call call);
+  SenderThread::Result Perform(SenderThread::Call call);
   bool Await(int64_t end);
   int TimeLeft(int64_t end) const;
 
   const Factory makeSender_;
-  const int longestCall_;
-  std::unique_ptr<DataSender> sender_;  // while no thread has it
+  const CallLimits limits_;
+  std::unique_ptr<DataSender> sender_;  // null while a thread owns it
   std::atomic<int64_t> deadline_{kNoDeadline};
-  Platform::Lock lock_;  // to change the pointer below, and to use it in LimitTo
+  Platform::Lock lock_;  // held to change thread_, and to use it in LimitTo
   SenderThreadPtr thread_;
 };
 

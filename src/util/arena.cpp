@@ -31,7 +31,8 @@ void* JsonAllocate(size_t size) {
   return TaggedAllocate(size, static_cast<Arena*>(currentArena.Get()));
 }
 
-void* Mark(void* memory, uint64_t origin) {
+// Writes the tag and returns the memory after it.
+void* Tag(void* memory, uint64_t origin) {
   return new (memory) uint64_t{origin} + 1;
 }
 
@@ -86,20 +87,20 @@ void* TaggedAllocate(size_t size, Arena* arena) {
   }
   if (arena != nullptr) {
     if (void* const memory = arena->Allocate(total)) {
-      return Mark(memory, kFromArena);
+      return Tag(memory, kFromArena);
     }
   }
   void* const memory = std::malloc(total);
-  return memory == nullptr ? nullptr : Mark(memory, kFromHeap);
+  return memory == nullptr ? nullptr : Tag(memory, kFromHeap);
 }
 
 void TaggedFree(void* memory) {
   if (memory == nullptr) {
     return;
   }
-  uint64_t* const mark = static_cast<uint64_t*>(memory) - 1;
-  if (*mark == kFromHeap) {
-    std::free(mark);
+  uint64_t* const tag = static_cast<uint64_t*>(memory) - 1;
+  if (*tag == kFromHeap) {
+    std::free(tag);
   }
 }
 

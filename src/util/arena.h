@@ -1,29 +1,27 @@
-// Memory that lives as long as one event: a chain of pool blocks, filled front to back and given
-// back all at once. The handle, its texts and its JSON properties all stand in it, so that building
-// an event takes one block from the pool and freeing it gives one back.
+// Memory for one event: a chain of pool blocks, filled from front to back and released all at once.
+// It holds the handle, its texts and its JSON properties, so that an event usually costs one block.
 #pragma once
 
 #include <cstddef>
 
 namespace Tav {
 
-// Belongs to one thread at a time, like the event it serves.
+// Used by one thread at a time, like its event.
 class Arena {
  public:
-  // Takes a first block and places the arena at its start. Null when memory runs out.
+  // Takes the first block; the arena itself is at its start. Null if memory runs out.
   static Arena* Create();
-  // Gives every block back, the one that holds the arena itself included.
+  // Releases all blocks, that of the arena itself included.
   static void Destroy(Arena* arena);
 
-  // `size` bytes aligned to 8, or null when they cannot be had here: more than a block holds, or
-  // memory runs out. Never freed one by one.
+  // `size` bytes aligned to 8. Null if that is more than a block holds or memory runs out.
   void* Allocate(size_t size);
 
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
 
  private:
-  // Stands at the start of every block after the first.
+  // The start of every block after the first.
   struct Extension {
     Extension* next;
   };
@@ -36,16 +34,17 @@ class Arena {
   Extension* extensions_ = nullptr;
 };
 
-// Allocation with a mark in front that says where the memory came from, so that one free function
-// serves both the heap and arenas. Aligned to 8. This is what jansson allocates with, too.
+// Memory with a tag in front that says where it came from, so that one function frees both heap and
+// arena memory. jansson allocates this way.
 //
-// From `arena` when it is not null and has room, else from the heap; null when memory runs out.
+// Aligned to 8. From `arena` if it is not null and has room, else from the heap. Null if memory
+// runs out.
 void* TaggedAllocate(size_t size, Arena* arena);
-// Frees heap memory; memory of an arena waits for the arena. Null is allowed.
+// Frees heap memory; arena memory is released with its arena. Null is allowed.
 void TaggedFree(void* memory);
 
-// While it exists, JSON values made on this thread stand in `arena`. Free of cost when the library
-// holds no thread-local slot (before initialisation): values then come from the heap.
+// While it exists, JSON values created on this thread are allocated from `arena`. Has no effect
+// without a thread-local slot (before initialisation): values then come from the heap.
 class ArenaScope {
  public:
   explicit ArenaScope(Arena* arena);
@@ -57,12 +56,12 @@ class ArenaScope {
   void* previous_ = nullptr;
 };
 
-// Makes jansson allocate through the functions above. Cheap after the first call. Must have run
-// before the first JSON value of the process is made: every creator of values calls it.
+// Makes jansson allocate with the functions above. Must run before the first JSON value of the
+// process is created, so every creator of values calls it. Cheap after the first call.
 void UseArenasForJson();
 
-// Takes and gives back the thread-local slot behind ArenaScope. Only while no other thread is
-// inside the library: at initialisation and, the session thread having ended, at termination.
+// Acquire and release the thread-local slot of ArenaScope: at initialisation and, after the session
+// thread has ended, at termination. No other thread may be inside the library.
 void AcquireArenaSlot();
 void ReleaseArenaSlot();
 

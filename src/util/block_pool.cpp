@@ -7,39 +7,63 @@
 
 #include "platform/process.h"
 #include "platform/thread.h"
-#include "util/poison.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TAV_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TAV_ADDRESS_SANITIZER 1
+#endif
+#endif
+
+#ifdef TAV_ADDRESS_SANITIZER
+#include <sanitizer/asan_interface.h>
+#endif
 
 namespace Tav::BlockPool {
 
 namespace {
 
-// Slabs kept ready after a burst: one being cut, one being drained.
-constexpr size_t kIdleSlabsKept = 2;
+// Idle slabs that keep their memory after a burst: one to cut from next, one in reserve.
+constexpr size_t kMaxIdleWithMemory = 2;
 constexpr size_t kSlabSize = kBlockSize * kBlocksPerSlab;
 
-// A slab's descriptor outlives its memory: a thread may have read `current` just before the slab
-// was used up, and its late addition to `cut` must find a counter, not unmapped memory.
+// Outlives the slab's memory: a thread may read `current` just before the slab is used up and then
+// still add to `cut`.
 struct Slab {
-  // Blocks cut so far. At or above kBlocksPerSlab the slab is used up; it stays there while the
-  // slab is idle, so that a late addition is refused.
+  // Blocks cut so far; the slab is used up at kBlocksPerSlab or above. It keeps that value while
+  // idle, so that a late addition yields no block.
   std::atomic<uint32_t> cut{kBlocksPerSlab};
-  // Blocks still to come back, counted down from the whole slab: it can only reach zero when every
-  // block has been cut.
+  // Blocks not released yet, counted down from kBlocksPerSlab: zero only after every block has been
+  // cut.
   std::atomic<uint32_t> outstanding{0};
   std::byte* memory = nullptr;
   Slab* nextIdle = nullptr;
 };
 
-// The first word of every block in use.
+// The start of every block in use.
 struct BlockHeader {
   Slab* slab;
 };
 
 constinit std::atomic<Slab*> current{nullptr};
-constinit Platform::StaticLock slowPath;  // guards everything below and the change of `current`
+constinit Platform::StaticLock slowPath;  // guards the variables below and changes of `current`
 constinit Slab* idle = nullptr;
 constinit size_t idleWithMemory = 0;
 constinit size_t committed = 0;
+
+// Tell AddressSanitizer which memory is in use; nothing in other builds.
+void Poison([[maybe_unused]] const void* memory, [[maybe_unused]] size_t size) {
+#ifdef TAV_ADDRESS_SANITIZER
+  __asan_poison_memory_region(memory, size);
+#endif
+}
+
+void Unpoison([[maybe_unused]] const void* memory, [[maybe_unused]] size_t size) {
+#ifdef TAV_ADDRESS_SANITIZER
+  __asan_unpoison_memory_region(memory, size);
+#endif
+}
 
 void FreeMemory(Slab& slab) {
   if (slab.memory != nullptr) {
@@ -50,14 +74,15 @@ void FreeMemory(Slab& slab) {
   }
 }
 
-// Puts a fully returned slab aside; beyond the ones kept ready, its memory goes back at once.
+// Adds a slab whose blocks are all released to the idle list. Frees its memory if enough idle slabs
+// have some.
 void MakeIdle(Slab& slab) {
-  if (idleWithMemory < kIdleSlabsKept) {
+  if (idleWithMemory < kMaxIdleWithMemory) {
     ++idleWithMemory;
   } else {
     FreeMemory(slab);
   }
-  // Slabs with memory stand in front, so that they are taken first.
+  // Slabs with memory come first in the list.
   if (slab.memory != nullptr || idle == nullptr) {
     slab.nextIdle = idle;
     idle = &slab;
@@ -89,7 +114,7 @@ void PutBack(Slab& slab) {
   idle = &slab;
 }
 
-// From here on blocks can be cut from `slab`, also by a thread that read it as `current` long ago.
+// Makes all blocks available, also to a thread that read `current` long ago.
 void Reopen(Slab& slab) {
   slab.outstanding.store(kBlocksPerSlab, std::memory_order_relaxed);
   slab.cut.store(0, std::memory_order_release);
@@ -125,7 +150,7 @@ bool Advance(const Slab* seen) {
 void* Acquire() {
   for (;;) {
     Slab* const slab = current.load(std::memory_order_acquire);
-    // Looked at first, because a used-up slab must not be counted on for ever while memory is out.
+    // Checked before the addition: without memory for a new slab the counter would overflow.
     if (slab != nullptr && slab->cut.load(std::memory_order_relaxed) < kBlocksPerSlab) {
       const uint32_t index = slab->cut.fetch_add(1, std::memory_order_acq_rel);
       if (index < kBlocksPerSlab) {

@@ -1,7 +1,7 @@
 #include "util/hash.h"
 
-#include "platform/identifiers.h"
 #include "util/logger.h"
+#include "util/text.h"
 
 namespace Tav {
 
@@ -42,31 +42,27 @@ void LogFailure(const Platform::HashResult& result, const char* text) {
 
 }  // namespace
 
-uint32_t HashText(int algorithm, const std::string& text, uint8_t* digest, uint32_t digestSize) {
-  if (algorithm != kHashSha1 && algorithm != kHashSha256) {
+uint32_t HashText(HashAlgorithm algorithm,
+                  const std::string& text,
+                  uint8_t* digest,
+                  uint32_t digestSize) {
+  if (algorithm != HashAlgorithm::Sha1 && algorithm != HashAlgorithm::Sha256) {
     return 0;
   }
   TAV_DEBUG("UT: Hashing '%s'...", text.c_str());
-  const auto method =
-      algorithm == kHashSha1 ? Platform::HashAlgorithm::Sha1 : Platform::HashAlgorithm::Sha256;
   const Platform::HashResult result =
-      Platform::Hash(method, text.data(), text.size(), digest, digestSize);
+      Platform::Hash(algorithm, text.data(), text.size(), digest, digestSize);
   LogFailure(result, text.c_str());
   return result.length;
 }
 
 std::string HashTextToHex(const std::string& text) {
-  constexpr char kDigits[] = "0123456789abcdef";
   uint8_t digest[64];
-  const uint32_t half = HashText(kHashSha256, text, digest, sizeof digest) / 2;
-  std::string hex;
-  hex.reserve(half * 2);
+  const uint32_t half = HashText(HashAlgorithm::Sha256, text, digest, sizeof digest) / 2;
   for (uint32_t i = 0; i < half; ++i) {
-    const int byte = digest[i] ^ digest[half + i];
-    hex += kDigits[byte >> 4];
-    hex += kDigits[byte & 0xF];
+    digest[i] ^= digest[half + i];
   }
-  return hex;
+  return HexText(digest, half);
 }
 
 }  // namespace Tav

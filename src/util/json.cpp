@@ -9,7 +9,7 @@ namespace Tav {
 
 namespace {
 
-// Text that is ASCII throughout needs no check by the JSON library.
+// ASCII text needs no check by jansson.
 bool IsAscii(std::string_view text) {
   for (const char c : text) {
     if ((static_cast<unsigned char>(c) & 0x80) != 0) {
@@ -28,7 +28,7 @@ std::string Repaired(std::string_view text) {
 
 JsonPtr MakeJsonString(std::string_view text) {
   if (text.empty()) {
-    return JsonPtr(json_stringn_nocheck("", 0));  // jansson takes no null for an empty text
+    return JsonPtr(json_stringn_nocheck("", 0));  // jansson rejects a null pointer
   }
   if (IsAscii(text)) {
     return JsonPtr(json_stringn_nocheck(text.data(), text.size()));

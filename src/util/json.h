@@ -1,5 +1,5 @@
-// Ownership over jansson's reference counts. json_decref stands only
-// here; borrowed json_t pointers are never kept.
+// Ownership of JSON values: the only file that counts jansson's references. Borrowed json_t
+// pointers are never kept.
 #pragma once
 
 #include <jansson.h>
@@ -9,13 +9,13 @@
 
 namespace Tav {
 
-// Owns one reference to a JSON value.
+// Owns one reference to a JSON value, or none.
 class JsonPtr {
  public:
   JsonPtr() = default;
-  // Takes over the caller's reference (the result of a json_* constructor).
+  // Takes over a new reference, such as the result of json_object().
   explicit JsonPtr(json_t* owned) : value_(owned) {}
-  // Takes a reference of its own to a value that somebody else owns.
+  // Adds a reference to a value that has another owner.
   static JsonPtr Share(json_t* borrowed) { return JsonPtr(json_incref(borrowed)); }
 
   JsonPtr(JsonPtr&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
@@ -31,7 +31,7 @@ class JsonPtr {
 
   json_t* Get() const { return value_; }
   explicit operator bool() const { return value_ != nullptr; }
-  // Gives the reference to the caller, for functions that steal one.
+  // Passes the reference to the caller, for functions that steal one.
   json_t* Release() { return std::exchange(value_, nullptr); }
   void Reset(json_t* owned = nullptr) {
     json_decref(value_);
@@ -42,16 +42,15 @@ class JsonPtr {
   json_t* value_ = nullptr;
 };
 
-// A JSON string of `text`. Text that JSON cannot carry (the library's own intake lets a few
-// ill-formed UTF-8 sequences pass) is taken as Latin-1, with a warning, rather than lost. Null only
-// when memory runs out.
+// A JSON string of `text`. JSON rejects a few ill-formed UTF-8 sequences that the library accepts
+// from hosts; such text is taken as Latin-1, with a warning. Null if memory runs out.
 JsonPtr MakeJsonString(std::string_view text);
 
-// Sets `object`[`key`] = `value`, replacing an earlier member; the key is treated as the text
-// above. False when there is no value or memory runs out.
+// Sets `object`[`key`] = `value`. The key is treated like the text above. False without a value or
+// if memory runs out.
 bool SetJsonMember(json_t* object, std::string_view key, JsonPtr value);
 
-// The text of a JSON string; empty for anything else. Valid as long as the value is.
+// The text of a JSON string, valid as long as the value; empty for any other value.
 std::string_view JsonStringView(const json_t* value);
 
 }  // namespace Tav

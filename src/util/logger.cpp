@@ -23,10 +23,10 @@ namespace {
 std::atomic<LogSink> messageSink{nullptr};
 std::atomic<LogSink> lineSink{nullptr};
 std::atomic<std::FILE*> logFile{nullptr};
-// Threads that may hold the log file's stream at this moment; closing waits for them.
+// Threads that may be using the log file; closing waits for them.
 std::atomic<int> logFileWriters{0};
 
-// One line under construction. Every piece is cut to the room that is left.
+// One line. Each piece is cut to the room that is left.
 class Line {
  public:
   void Append(std::string_view piece) {
@@ -40,7 +40,7 @@ class Line {
     const size_t room = kSize - length_;
     const int length = std::vsnprintf(text_ + length_, room, format, arguments);
     if (length < 0) {
-      // A wide text that the run-time cannot convert: the bare format says more than nothing.
+      // The run-time cannot convert a wide text. The format alone is better than nothing.
       Append(format);
     } else {
       length_ += std::min(static_cast<size_t>(length), room - 1);
@@ -87,12 +87,12 @@ void CloseLogFile() {
   if (!file) {
     return;
   }
-  // A thread that was left behind may be inside a write. One that does not come back from it soon
-  // keeps the stream. A pause of one millisecond can take sixteen.
+  // A detached thread may be writing. If it takes long, the stream stays open. A pause of one
+  // millisecond can take sixteen.
   constexpr int kYields = 500;
-  constexpr int kMostWaits = kYields + 60;
+  constexpr int kMaxWaits = kYields + 60;
   for (int i = 0; logFileWriters.load() != 0; ++i) {
-    if (i == kMostWaits) {
+    if (i == kMaxWaits) {
       return;
     }
     Platform::SleepMilliseconds(i < kYields ? 0 : 1);
@@ -124,7 +124,7 @@ const char* LevelText(LogLevel level) {
   }
 }
 
-// Takes off the marker that `format` may begin with.
+// Skips `marker` at the start of the format. False if there is none.
 bool SkipMarker(char marker, const char** format) {
   if (**format != marker) {
     return false;
@@ -185,7 +185,7 @@ void LogMessage(LogLevel level, const char* format, va_list arguments) {
     Emit(toMessageSink, line.Text() + messageStart);
     Emit(toLineSink, line.Text());
   } catch (...) {
-    // Out of memory, or a sink of the host's that throws: the line is lost, nothing else.
+    // Memory ran out or the host's sink threw: only this line is lost.
   }
 }
 

@@ -1,10 +1,10 @@
-// The one diagnostic logger of the process. Silent unless the host or the environment asks for
-// output. Lines are printf-style; a format that begins with '$' gets the last system error
-// appended, one that begins with '*' the C run-time's errno, "$*" both.
+// The diagnostic logger of the process. Silent unless the host or the environment enables it. Lines
+// are printf-style. A format that begins with '$' gets the last system error appended, one that
+// begins with '*' the C run-time's errno, "$*" both.
 //
-// Any thread may log at any time. A line is built on the caller's stack and handed to the sinks on
-// the caller's thread; lines of several threads interleave whole. The message texts are a contract
-// with people's tools: they do not change.
+// Any thread may log at any time. A line is built on the caller's stack and passed to the sinks on
+// the caller's thread; lines of several threads do not mix. Tools depend on the message texts: do
+// not change them.
 #pragma once
 
 #include <atomic>
@@ -26,21 +26,21 @@ namespace Tav {
 
 enum class LogLevel : int { Trace = 1, Debug = 2, Note = 3, Warning = 4, Error = 5, Off = 6 };
 
-// Receives one zero-terminated line without a newline; called on the thread that logs.
+// Receives one zero-terminated line without a newline, on the thread that logs.
 using LogSink = void (*)(const char* line);
 
-// Takes both sinks (each may be null), TAV_LOGFILE and TAV_LOG_LEVEL into account; see
-// docs/integration.md for the rules. Called with no other thread logging.
+// Sets the sinks (each may be null) and the threshold from its arguments, TAV_LOGFILE and
+// TAV_LOG_LEVEL; docs/integration.md has the rules. No other thread may log meanwhile.
 void ConfigureLogger(LogSink messageSink, LogSink lineSink, bool debugMode);
 
-// Closes the log file and detaches the line sink; threshold and message sink stay.
+// Closes the log file and removes the line sink. Keeps the threshold and the message sink.
 void CloseLogger();
 
 namespace Internal {
 extern std::atomic<int> logThreshold;
 }
 
-// One comparison: asked by the macros below before a line's arguments are even evaluated.
+// One comparison. The macros below call it before they evaluate the arguments of a line.
 inline bool LogEnabled(LogLevel level) {
   return static_cast<int>(level) >= Internal::logThreshold.load(std::memory_order_relaxed);
 }
@@ -54,8 +54,8 @@ void LogMessage(LogLevel level, const char* format, va_list arguments);
 
 }  // namespace Tav
 
-// The guarded forms: use these for every line below WARN, so that a line that will not be written
-// costs one comparison. Warnings and errors are rare and call LogWarning and LogError directly.
+// For every line below WARN: a line that is not written costs one comparison. Warnings and errors
+// are rare and call LogWarning and LogError directly.
 #define TAV_TRACE(...)                             \
   do {                                             \
     if (::Tav::LogEnabled(::Tav::LogLevel::Trace)) \

@@ -19,14 +19,14 @@ constexpr char kBaseVariable[] = "LOCALAPPDATA";
 
 struct Directories {
   std::string alternate;
-  std::optional<std::string> found;  // empty text: there is none
+  std::optional<std::string> found;  // an empty text if there is none
 };
 
-// Made on first use and never destroyed, as all process-wide state of the library.
+// Created on first use and never destroyed, like all process-wide state of the library.
 constinit Directories* directories = nullptr;
 constinit Platform::StaticLock guard;
 
-// Called with the lock held.
+// Requires the lock.
 Directories& State() {
   if (directories == nullptr) {
     directories = new Directories;
@@ -41,7 +41,7 @@ std::string Join(std::string directory, std::string_view name) {
   return directory.append(name);
 }
 
-// Another process may make the directory between the question and the attempt.
+// Another process may create the directory between the check and the attempt.
 bool EnsureDirectory(const std::string& path, const char* createdMessage) {
   if (Platform::DirectoryExists(path)) {
     return true;
@@ -94,8 +94,8 @@ std::string GetStorageDirectory() {
       return *state.found;
     }
   }
-  // Not under the lock: the host's sink may ask for something that needs it. Two threads that ask
-  // at once both find the same.
+  // Without the lock, because it logs: the host's log function may call a function that needs the
+  // lock. Two threads that get here at once find the same directory.
   std::string path = FindDirectory();
   const std::lock_guard lock(guard);
   State().found = path;

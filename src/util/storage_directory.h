@@ -1,12 +1,9 @@
-// The per-user folder that holds everything the library keeps on disk: the storage files and the
-// cache. All paths are UTF-8 inside the library.
+// The user's folder with the storage files and the cache. All paths are UTF-8.
 //
-// It is %LOCALAPPDATA%\Quendel\Tav, made when missing, unless an alternate directory is set, which
-// must exist. It is looked up once, on the first question, and remembered until one of the
-// functions below says otherwise: a variable that changes meanwhile does not tear the files of one
-// run apart.
+// By default it is %LOCALAPPDATA%\Quendel\Tav, created if missing. It is determined once, by the
+// first call that needs it, so that a change of the variable does not split the files of one run.
 //
-// Any thread may call these; the first question touches the disk.
+// Any thread may call these functions. The first call accesses the disk.
 #pragma once
 
 #include <string>
@@ -14,19 +11,18 @@
 
 namespace Tav {
 
-// Without a separator at its end unless the alternate directory has one. Empty when there is no
-// such folder and none can be made; the log says why, once.
+// Has no separator at its end unless the alternate directory has one. Empty if the folder is
+// missing and cannot be created; the log says why, once.
 std::string GetStorageDirectory();
 
-// The folder from now on; an empty path goes back to the usual one. The path is UTF-8; one that is
-// not valid UTF-8 is taken in the ANSI code page. Files already open stay where they are.
+// Replaces the default by an existing folder; an empty path restores it. A path that is not valid
+// UTF-8 is decoded in the ANSI code page. Open files are not moved.
 void SetAlternateStorageDirectory(std::string_view path);
 
-// The path of a file in the storage directory; empty when there is no such directory.
+// The path of a file in the storage directory; empty if there is no such directory.
 std::string JoinStoragePath(std::string_view fileName);
 
-// Back to the state before the first question: no alternate directory, the environment is read
-// again.
+// Restores the default and reads the environment again.
 void ForgetStorageDirectory();
 
 }  // namespace Tav

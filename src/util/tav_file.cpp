@@ -7,9 +7,10 @@
 #include "util/logger.h"
 
 namespace Tav {
+
 namespace {
 
-constexpr size_t kErrorTextLimit = 256;
+constexpr size_t kMaxErrorText = 256;
 constexpr int kTruncateAttempts = 5;
 constexpr int kTruncatePauseMilliseconds = 100;
 constexpr int kLockPauseMilliseconds = 20;
@@ -24,7 +25,8 @@ void TavFile::Reset() {
   errorText_.clear();
 }
 
-// Keeps `what`, and errno's text when `what` ends with a colon and a blank.
+// Keeps the first failure: `what`, followed by errno's text if `what` ends with a colon and a
+// blank.
 void TavFile::Fail(const char* what) {
   if (failed_) {
     return;
@@ -35,8 +37,8 @@ void TavFile::Fail(const char* what) {
   if (errorText_.ends_with(": ")) {
     errorText_ += Platform::ErrnoMessage(keeper.Errno());
   }
-  if (errorText_.size() > kErrorTextLimit) {
-    errorText_.resize(kErrorTextLimit);
+  if (errorText_.size() > kMaxErrorText) {
+    errorText_.resize(kMaxErrorText);
   }
 }
 
@@ -50,16 +52,16 @@ bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int lockAttemp
     TAV_DEBUG("*Cannot open file %s", path);
     return false;
   }
-  locked_ = TakeLock(path, lockAttempts);
-  if (!locked_) {
+  if (!LockFile(path, lockAttempts)) {
     Fail("Lock failed: ");
     LogWarning("*Lock of file failed");
     file_.Close();
+    return false;
   }
-  return locked_;
+  return true;
 }
 
-bool TavFile::TakeLock(const char* path, int attempts) {
+bool TavFile::LockFile(const char* path, int attempts) {
   for (int attempt = 1; !file_.LockFirstByte(); ++attempt) {
     if (attempt >= attempts) {
       return false;
@@ -140,7 +142,6 @@ bool TavFile::Truncate() {
 }
 
 bool TavFile::Close() {
-  locked_ = false;
   if (!file_.Close()) {
     Fail("Close error: ");
     return false;

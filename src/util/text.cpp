@@ -1,24 +1,23 @@
 #include "util/text.h"
 
 #include <cmath>
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 
+#include "platform/identifiers.h"
 #include "util/logger.h"
 
 namespace Tav {
 
 namespace {
 
-// What isspace answers in the C locale.
+// isspace in the C locale.
 constexpr bool IsWhiteSpace(char character) {
   return character == ' ' || (character >= '\t' && character <= '\r');
 }
 
-// How many continuation bytes a byte announces; negative for one that may not lead.
+// The number of continuation bytes that a lead byte announces; negative for any other byte.
 constexpr int ContinuationBytes(unsigned char lead) {
   if (lead < 0x80) {
     return 0;
@@ -34,13 +33,23 @@ constexpr bool IsUnreserved(char c) {
          c == '.' || c == '_' || c == '~';
 }
 
-// The nearest int; a size too large for one, or no number at all, does not overflow.
+constexpr bool IsContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+void AppendHex(std::string& text, uint8_t byte, HexCase digits = HexCase::Lower) {
+  const char* const characters = digits == HexCase::Lower ? "0123456789abcdef" : "0123456789ABCDEF";
+  text += characters[byte >> 4];
+  text += characters[byte & 0xF];
+}
+
+// Limited to the range of int; 0 for NaN.
 int ToInt(double value) {
-  constexpr int kMost = std::numeric_limits<int>::max();
-  if (!(value > -static_cast<double>(kMost))) {
-    return std::isnan(value) ? 0 : -kMost;
+  constexpr int kMax = std::numeric_limits<int>::max();
+  if (!(value > -static_cast<double>(kMax))) {
+    return std::isnan(value) ? 0 : -kMax;
   }
-  return value < kMost ? static_cast<int>(value) : kMost;
+  return value < kMax ? static_cast<int>(value) : kMax;
 }
 
 }  // namespace
@@ -78,7 +87,7 @@ bool IsUtf8(std::string_view text) {
       return false;
     }
     for (int i = 0; i < more; ++i) {
-      if ((static_cast<unsigned char>(*at++) & 0xC0) != 0x80) {
+      if (!IsContinuation(*at++)) {
         return false;
       }
     }
@@ -94,6 +103,17 @@ std::string_view TrimView(std::string_view text) {
     text.remove_suffix(1);
   }
   return text;
+}
+
+std::string_view CutUtf8(std::string_view text, size_t maxBytes) {
+  if (text.size() <= maxBytes) {
+    return text;
+  }
+  size_t length = maxBytes;
+  while (length > 0 && IsContinuation(text[length])) {
+    --length;
+  }
+  return text.substr(0, length);
 }
 
 Utf8Text::Utf8Text(const char* text, bool trim) : view_(text ? text : "") {
@@ -112,18 +132,35 @@ std::string ToUtf8String(const char* text, bool trim) {
 }
 
 std::string UrlEncode(std::string_view text) {
-  constexpr char kDigits[] = "0123456789abcdef";
   std::string encoded;
   encoded.reserve(text.size());
   for (const char character : text) {
     if (IsUnreserved(character)) {
       encoded += character;
     } else {
-      const auto byte = static_cast<unsigned char>(character);
-      encoded += {'%', kDigits[byte >> 4], kDigits[byte & 0xF]};
+      encoded += '%';
+      AppendHex(encoded, static_cast<uint8_t>(character));
     }
   }
   return encoded;
+}
+
+std::string HexText(const uint8_t* bytes, size_t count, HexCase digits) {
+  std::string hex;
+  hex.reserve(count * 2);
+  for (size_t i = 0; i < count; ++i) {
+    AppendHex(hex, bytes[i], digits);
+  }
+  return hex;
+}
+
+UuidText NewUuidText() {
+  const Platform::Uuid uuid = Platform::NewUuid();
+  UuidText result;
+  std::snprintf(result.text, sizeof result.text, "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
+                uuid.data1, uuid.data2, uuid.data3, uuid.data4[0], uuid.data4[1], uuid.data4[2],
+                uuid.data4[3], uuid.data4[4], uuid.data4[5], uuid.data4[6], uuid.data4[7]);
+  return result;
 }
 
 std::string FormatSize(double bytes) {

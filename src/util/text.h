@@ -1,25 +1,29 @@
-// Texts on their way in and out: what a host passes is made UTF-8, URLs are escaped, sizes are
-// written for people. White space is the C locale's, whatever locale the host set.
+// Texts: host strings as UTF-8, cutting, URL encoding, hexadecimal digits, UUIDs and sizes. Nothing
+// here depends on the locale that the host sets.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace Tav {
 
-// True when lead bytes are followed by the continuation bytes they announce and nothing else stands
-// above 0x7F. Over-long forms and surrogates pass.
+// True if lead bytes are followed by the continuation bytes they announce and no other byte is
+// above 0x7F. Accepts over-long forms and surrogates.
 bool IsUtf8(std::string_view text);
 
-// The part of `text` without white space at both ends.
+// `text` without the C locale's white space at both ends.
 std::string_view TrimView(std::string_view text);
 
-// A host's text as UTF-8 without a copy where none is needed: borrows the host's bytes, which must
-// outlive this object, when they are UTF-8, and owns a repaired copy when they are not. The repair
-// takes the whole text as Latin-1 and is reported as a WARN.
+// At most `maxBytes` bytes of a UTF-8 text, cut between two characters.
+std::string_view CutUtf8(std::string_view text, size_t maxBytes);
+
+// A host's text as UTF-8, without a copy if possible: borrows the host's bytes, which must outlive
+// this object, if they are UTF-8. Otherwise decodes the whole text as Latin-1 and logs a warning.
 class Utf8Text {
  public:
-  // A null text is taken as empty.
+  // Null is an empty text.
   Utf8Text(const char* text, bool trim);
   Utf8Text(const Utf8Text&) = delete;
   Utf8Text& operator=(const Utf8Text&) = delete;
@@ -34,15 +38,29 @@ class Utf8Text {
 // The same as an owned text.
 std::string ToUtf8String(const char* text, bool trim);
 
-// Takes every byte as a Latin-1 character.
+// Decodes every byte as a Latin-1 character.
 std::string Latin1ToUtf8(std::string_view text);
 
 // Escapes every byte but ASCII letters, digits, '-', '.', '_' and '~' as '%' and two lower-case
 // hexadecimal digits.
 std::string UrlEncode(std::string_view text);
 
-// A number of bytes for people: "2047 Bytes", "2 KB" and so on to TB, rounded to the nearest whole
-// number.
+enum class HexCase { Lower, Upper };
+
+// Two hexadecimal digits for each byte.
+std::string HexText(const uint8_t* bytes, size_t count, HexCase digits = HexCase::Lower);
+
+// A UUID as 8-4-4-4-12 lower-case hexadecimal digits, zero-terminated.
+struct UuidText {
+  char text[37];
+  std::string_view View() const { return {text, sizeof text - 1}; }
+};
+
+// A random UUID. Any thread; does not allocate.
+UuidText NewUuidText();
+
+// A number of bytes for people, rounded to the nearest whole number: "2047 Bytes", "2 KB" and so on
+// up to TB.
 std::string FormatSize(double bytes);
 
 }  // namespace Tav

@@ -8,7 +8,7 @@ namespace Tav {
 
 namespace {
 
-// How often a thread looks for work that the system gave no event for.
+// The pause between two checks for work without an event.
 constexpr int kPollMilliseconds = 100;
 
 constinit std::atomic<int> runningThreads{0};
@@ -36,12 +36,12 @@ Thread::~Thread() {
 bool Thread::Run() {
   TAV_DEBUG("TH: Run. Creating thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   references_.fetch_add(1, std::memory_order_acq_rel);
-  running_.store(1, std::memory_order_release);
+  running_.store(true, std::memory_order_release);
   runningThreads.fetch_add(1, std::memory_order_relaxed);
   if (!native_.Start(&Thread::Entry, this)) {
     LogError("*Failed to create thread");
     references_.fetch_sub(1, std::memory_order_acq_rel);
-    running_.store(0, std::memory_order_release);
+    running_.store(false, std::memory_order_release);
     runningThreads.fetch_sub(1, std::memory_order_relaxed);
     return false;
   }
@@ -57,8 +57,8 @@ void Thread::Entry(void* argument) {
   } catch (...) {
     LogError("TH: Exception in thread caught");
   }
-  thread->running_.store(0, std::memory_order_release);
-  // A host that asked just before the end must not wait for an answer that will never come.
+  thread->running_.store(false, std::memory_order_release);
+  // A host whose request came just before the end must not wait for its answer.
   thread->ready_.Set();
   TAV_DEBUG("TH: Thread entry. No longer running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   thread->Release();
@@ -75,12 +75,14 @@ void Thread::Release() {
   }
 }
 
-void Thread::Wait(int milliseconds, bool join) {
-  if (join) {
-    native_.Join(milliseconds);
-  } else if (work_.Wait(milliseconds) == Platform::WaitResult::Failed) {
-    Platform::SleepMilliseconds(milliseconds < 0 ? kPollMilliseconds
-                                                 : std::min(milliseconds, kPollMilliseconds));
+void Thread::Wait(int milliseconds, WaitFor what) {
+  switch (what) {
+    case WaitFor::Work:
+      WaitOrPoll(work_, milliseconds);
+      break;
+    case WaitFor::End:
+      native_.Join(milliseconds);
+      break;
   }
 }
 
@@ -123,6 +125,13 @@ void Thread::Join(int milliseconds) {
 
 bool Thread::Ended() {
   return !native_.Valid() || native_.Join(0) == Platform::WaitResult::Signalled;
+}
+
+void WaitOrPoll(Platform::AutoResetEvent& event, int milliseconds) {
+  if (event.Wait(milliseconds) == Platform::WaitResult::Failed) {
+    Platform::SleepMilliseconds(milliseconds < 0 ? kPollMilliseconds
+                                                 : std::min(milliseconds, kPollMilliseconds));
+  }
 }
 
 }  // namespace Tav

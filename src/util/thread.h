@@ -1,53 +1,54 @@
-// A worker thread with a work signal, a lock for the derived class's queue, and a ready signal by
-// which it answers hosts that wait. Base of the library's worker threads.
+// The base class of the library's worker threads: a native thread with a work signal, a lock for
+// the derived class's queue, and a ready signal that answers host threads.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 
 #include "platform/thread.h"
 
 namespace Tav {
 
-// Counted by reference: the creator holds one, the running thread another, and whoever lets go last
-// deletes the object. So a creator that has waited long enough may leave while the thread goes on.
+// Counted by reference: the creator holds one reference, the running thread another, and the last
+// Release deletes the object. A creator whose wait times out can therefore detach.
 class Thread {
  public:
+  // What Wait waits for.
+  enum class WaitFor { Work, End };
+
   Thread();
   Thread(const Thread&) = delete;
   Thread& operator=(const Thread&) = delete;
 
-  // Starts the native thread. False, with a message, when it could not be started.
+  // Starts the native thread. On failure logs the reason.
   bool Run();
   // Drops one reference.
   void Release();
 
-  // Guards the derived class's work queue, for moments; nothing waits while holding it.
+  // Guards the derived class's work queue, for short sections only. Never held during a wait.
   void Lock() { lock_.lock(); }
   void Unlock() { lock_.unlock(); }
 
-  // Sets the work event; false when the system refused.
+  // Sets the work event; false if the system refuses.
   bool Signal() { return work_.Set(); }
-  // Waits for the thread's end (`join`) or for the work event; negative: without limit.
-  void Wait(int milliseconds, bool join);
+  // Waits for the work event or for the end of the thread. A negative time waits without limit.
+  void Wait(int milliseconds, WaitFor what);
 
-  // On a host's thread, after it has queued a synchronous request: waits for the answer's signal.
-  // Negative: without limit. The caller reads its answer from the derived object, whatever came.
+  // Called by a host's thread that has queued a synchronous request: waits for the ready event, a
+  // negative time without limit. The caller then reads the answer from the derived object.
   void WaitReady(int milliseconds);
-  // On the session thread: releases one waiting host, or the next one that comes.
+  // Called by this thread: releases one waiting host thread, or the next one that waits.
   void WakeReady();
 
-  // Waits at most so many milliseconds for the thread's end (negative: without limit) without
-  // telling whether it came.
+  // Waits for the end of the thread, a negative time without limit. Does not tell whether it ended.
   void Join(int milliseconds);
 
-  // From Run until the thread's body has returned.
-  bool Running() const { return running_.load(std::memory_order_acquire) != 0; }
-  // Whether the native thread has ended, asked without waiting.
+  // True from Run until the thread's body has returned.
+  bool Running() const { return running_.load(std::memory_order_acquire); }
+  // True if the native thread has ended or was never started.
   bool Ended();
-  // Whether any thread of this class, in the whole process, still runs or will yet let go of its
-  // object. One that outlived the wait for its end counts, although nobody knows it any more.
+  // True while any thread of this class in the process runs or holds its reference, detached ones
+  // included.
   static bool AnyRunning();
 
  protected:
@@ -56,8 +57,7 @@ class Thread {
   // The thread's body.
   virtual void Main() = 0;
 
-  uint32_t reserved_ = 0;  // cleared by Commit, read by nobody
-  // Milliseconds that a host sleeps before it starts to wait, to widen races under test.
+  // Milliseconds that WaitReady sleeps before it waits, to widen races in tests.
   std::atomic<int32_t> waitDelay_{0};
 
  private:
@@ -68,7 +68,11 @@ class Thread {
   Platform::AutoResetEvent ready_;
   Platform::Lock lock_;
   std::atomic<int32_t> references_{1};
-  std::atomic<int32_t> running_{0};
+  std::atomic<bool> running_{false};
 };
+
+// Waits for the event. If the system could not create it, sleeps for at most a tenth of a second
+// instead, so that the caller's loop polls. A negative time waits without limit.
+void WaitOrPoll(Platform::AutoResetEvent& event, int milliseconds);
 
 }  // namespace Tav

@@ -12,12 +12,12 @@ namespace {
 
 constexpr int64_t kMillisecondsPerDay = 86400000;
 constexpr int64_t kBiasLifetimeMilliseconds = 1000;
-// The first and the last moment whose year has at most four digits.
+// The range of years with at most four digits.
 constexpr int64_t kFirstMoment = -62167219200000;
 constexpr int64_t kLastMoment = 253402300799999;
 
-// The offset and the moment it was asked for, in one word so that no lock is needed: the moment's
-// milliseconds in the upper 48 bits, the offset in the lower 16. Zero before the first query.
+// The offset and the moment of its query in one word, so that no lock is needed: milliseconds in
+// the upper 48 bits, the offset in the lower 16. Zero before the first query.
 std::atomic<uint64_t> cachedBias{0};
 
 uint64_t PackBias(int64_t unixMilliseconds, int16_t bias) {
@@ -36,7 +36,7 @@ bool IsFresh(uint64_t packed, int64_t now) {
 int16_t QueryBias(int64_t now) {
   const std::optional<int> bias = Platform::QueryUtcBiasMinutes();
   const auto minutes = static_cast<int16_t>(std::clamp(bias.value_or(0), -32767, 32767));
-  // Stored before the warning, whose own time stamp reads it.
+  // Stored before the warning, because its time stamp reads it.
   cachedBias.store(PackBias(now, minutes), std::memory_order_relaxed);
   if (!bias) {
     LogWarning("Could not get time zone info");
@@ -50,7 +50,7 @@ int16_t CurrentBias(int64_t now) {
     return BiasOf(packed);
   }
   if (packed != 0) {
-    // One thread refreshes; the others go on with the old offset meanwhile.
+    // One thread queries; the others use the old offset until then.
     const uint64_t claimed = PackBias(now, BiasOf(packed));
     if (!cachedBias.compare_exchange_strong(packed, claimed, std::memory_order_relaxed)) {
       return BiasOf(packed);
@@ -65,8 +65,8 @@ struct CivilDate {
   int day;
 };
 
-// Counts in years that begin with March, so that the leap day comes last, and in eras of 400 years,
-// each of which has 146097 days. 719468 days lie between 0000-03-01 and 1970-01-01.
+// Years begin in March, so that the leap day is the last; an era is 400 years, 146097 days. There
+// are 719468 days between 0000-03-01 and 1970-01-01.
 CivilDate CivilFromDays(int64_t daysSince1970) {
   const int64_t days = daysSince1970 + 719468;
   const int64_t era = (days >= 0 ? days : days - 146096) / 146097;

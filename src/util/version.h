@@ -1,10 +1,10 @@
-// The library's own version.
+// The version of the library.
 #pragma once
 
 namespace Tav {
 
-// What TavGetVersion returns, every record carries under "sv", and every request names in its
-// user agent and its X-SDKVersion header.
+// Returned by TavGetVersion, written to every record as "sv", and sent with every request in the
+// user agent and the X-SDKVersion header.
 inline constexpr char kLibraryVersion[] = "2.8.2.1187559";
 
 }  // namespace Tav

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 
 namespace Tav::Platform {
 namespace {
@@ -13,7 +12,7 @@ int64_t StandardLibraryMilliseconds() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
-// One clock in two units, each within a step of the system's clock of the standard library's.
+// One clock in two units; both may differ from the standard library's by one step of the clock.
 TEST(Clock, CountsFromBothEpochs) {
   constexpr int64_t kStep = 20;
   const int64_t before = StandardLibraryMilliseconds();
@@ -37,7 +36,7 @@ TEST(Clock, MonotonicClockAdvancesAndNeverGoesBack) {
   }
 }
 
-TEST(Clock, BiasLiesWithinTheWorldsTimeZones) {
+TEST(Clock, BiasIsThatOfATimeZone) {
   const std::optional<int> bias = QueryUtcBiasMinutes();
   ASSERT_TRUE(bias.has_value());
   EXPECT_GE(*bias, -14 * 60);

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "util/text.h"
 
 namespace Tav::Platform {
 namespace {
@@ -15,13 +16,7 @@ std::string Hex(HashAlgorithm algorithm, const std::string& text) {
   const HashResult result = Hash(algorithm, text.data(), text.size(), digest.data(), 64);
   EXPECT_EQ(result.failedStep, HashStep::None);
   EXPECT_EQ(digest[result.length], 0xEE) << "wrote past the digest";
-  std::string hex;
-  for (uint32_t i = 0; i < result.length; ++i) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", digest[i]);
-    hex += digits;
-  }
-  return hex;
+  return HexText(digest.data(), result.length);
 }
 
 // The examples published with the algorithms.
@@ -35,17 +30,14 @@ TEST(Hash, MatchesThePublishedExamples) {
 }
 
 TEST(Hash, WritesNothingIntoADigestThatIsTooSmall) {
-  uint8_t digest[31];
-  std::memset(digest, 0xEE, sizeof digest);
-  const HashResult result = Hash(HashAlgorithm::Sha256, "abc", 3, digest, sizeof digest);
+  std::vector<uint8_t> digest(31, 0xEE);
+  const HashResult result = Hash(HashAlgorithm::Sha256, "abc", 3, digest.data(), 31);
   EXPECT_EQ(result.failedStep, HashStep::DigestTooLarge);
   EXPECT_EQ(result.length, 0u);
-  for (const uint8_t byte : digest) {
-    EXPECT_EQ(byte, 0xEE);
-  }
+  EXPECT_EQ(digest, std::vector<uint8_t>(31, 0xEE));
 }
 
-TEST(NewUuid, IsRandomAndSaysSo) {
+TEST(NewUuid, IsRandomAndHasVersion4) {
   std::set<std::string> seen;
   for (int i = 0; i < 200; ++i) {
     const Uuid uuid = NewUuid();

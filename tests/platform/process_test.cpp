@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+#include <thread>
+
 #include "platform/error.h"
 #include "platform/set_environment.h"
 
@@ -15,32 +19,27 @@ class EnvironmentTest : public testing::Test {
   ~EnvironmentTest() override { Testing::SetEnvironment(kName, nullptr); }
 };
 
-TEST_F(EnvironmentTest, TellsUnsetFromEmpty) {
+TEST_F(EnvironmentTest, TellsUnsetFromEmptyAndKeepsTheLastError) {
   Testing::SetEnvironment(kName, nullptr);
+  SetLastError(5);
   EXPECT_EQ(Environment(kName), std::nullopt);
+  EXPECT_EQ(LastError(), 5u);
   Testing::SetEnvironment(kName, "");
   EXPECT_EQ(Environment(kName), "");
 }
 
 TEST_F(EnvironmentTest, ReadsUtf8OfAnyLength) {
-  // Every length around the reader's first buffer: the system counts the terminating zero when the
-  // buffer is too small and leaves it out otherwise.
+  // All lengths around the size of the first buffer: Windows counts the terminating zero only if
+  // the buffer is too small.
   for (size_t length = 0; length < 600; ++length) {
     std::string value(length, 'x');
-    value += "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";  // of one and two UTF-16 units
+    value += "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";  // one and two UTF-16 units
     Testing::SetEnvironment(kName, value.c_str());
     ASSERT_EQ(Environment(kName), value) << length;
   }
 }
 
-TEST_F(EnvironmentTest, KeepsTheLastError) {
-  Testing::SetEnvironment(kName, nullptr);
-  SetLastError(5);
-  Environment(kName);
-  EXPECT_EQ(LastError(), 5u);
-}
-
-TEST(Pages, AreAlignedAndEmpty) {
+TEST(AllocatePages, ReturnsAlignedZeroedMemory) {
   constexpr size_t kSize = 100000;
   auto* const pages = static_cast<unsigned char*>(AllocatePages(kSize));
   ASSERT_NE(pages, nullptr);
@@ -52,6 +51,12 @@ TEST(Pages, AreAlignedAndEmpty) {
   FreePages(pages, kSize);
   FreePages(nullptr, kSize);
   EXPECT_EQ(AllocatePages(size_t{1} << 62), nullptr);
+}
+
+TEST(CurrentThreadId, DiffersBetweenThreads) {
+  long elsewhere = CurrentThreadId();
+  std::thread([&] { elsewhere = CurrentThreadId(); }).join();
+  EXPECT_NE(elsewhere, CurrentThreadId());
 }
 
 }  // namespace

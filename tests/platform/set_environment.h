@@ -1,4 +1,4 @@
-// Changes this process's environment, as a host or its surroundings would.
+// Changes the environment of this process.
 #pragma once
 
 namespace Tav::Testing {

@@ -18,7 +18,7 @@
 #include "support/captured_log.h"
 #include "support/records.h"
 #include "support/storage_folder.h"
-#include "transport/test_data_sender.h"
+#include "transport/data_sender.h"
 
 namespace Tav::Testing {
 

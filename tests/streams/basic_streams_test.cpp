@@ -4,11 +4,11 @@
 #include <string>
 
 #include "faulty_streams.h"
-#include "platform/process.h"
-#include "streams/buffered_stream.h"
+#include "platform/file.h"
 #include "streams/file_stream.h"
-#include "streams/line_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/memory_stream.h"
+#include "support/temp_folder.h"
 
 namespace Tav {
 namespace {
@@ -21,7 +21,7 @@ std::string Pattern(size_t length) {
   return text;
 }
 
-TEST(MemoryOutputStream, JoinsWhatWasWrittenInPiecesOfAnySize) {
+TEST(MemoryOutputStream, JoinsPiecesOfAnySize) {
   const std::string text = Pattern(20000);
   for (const size_t piece : {1u, 4096u, 5000u}) {
     MemoryOutputStream stream;
@@ -32,7 +32,7 @@ TEST(MemoryOutputStream, JoinsWhatWasWrittenInPiecesOfAnySize) {
   EXPECT_TRUE(MemoryOutputStream().Join().empty());
 }
 
-TEST(BufferedInputStream, DeliversTheSameBytesWithFewReads) {
+TEST(BufferedInputStream, DeliversTheSameBytesInFewReads) {
   const std::string text = "\xFF" + Pattern(9999);
   MemoryInputStream memory(text.data(), text.size());
   BufferedInputStream stream(&memory);
@@ -40,15 +40,15 @@ TEST(BufferedInputStream, DeliversTheSameBytesWithFewReads) {
   EXPECT_EQ(stream.ReadByte(), 0xFF);
   EXPECT_EQ(ReadAll(stream, 999), text.substr(1));
   EXPECT_EQ(stream.ReadByte(), -1);
-  // Three that brought bytes, and one for each of the three calls that met the end.
+  // Three with bytes, and one for each of the three calls at the end.
   EXPECT_EQ(stream.RefillCount(), 3u + 3u);
 }
 
-TEST(BufferedOutputStream, WritesWhenFullOrFlushedOnly) {
+TEST(BufferedOutputStream, WritesOnlyWhenFullOrFlushed) {
   RecordingOutputStream sink;
   BufferedOutputStream stream(&sink, 16);
   stream.Write("0123456789abcdef", 16);
-  EXPECT_TRUE(sink.writes.empty()) << "a full buffer waits for the byte that needs room";
+  EXPECT_TRUE(sink.writes.empty()) << "written when the next byte needs room";
   stream.WriteByte('g');
   EXPECT_EQ(sink.writes, std::vector<std::string>{"0123456789abcdef"});
   stream.Flush();
@@ -58,7 +58,7 @@ TEST(BufferedOutputStream, WritesWhenFullOrFlushedOnly) {
   RecordingOutputStream broken(4);
   BufferedOutputStream above(&broken, 8);
   above.Write(Pattern(100).data(), 100);
-  EXPECT_EQ(broken.writes.size(), 1u) << "nothing follows a failure";
+  EXPECT_EQ(broken.writes.size(), 1u) << "no writes after a failure";
   EXPECT_STREQ(above.ErrorText(), "broken sink");
 }
 
@@ -90,11 +90,9 @@ TEST(LineInputStream, EndsLinesAtLfAndCrLfOnly) {
 }
 
 TEST(FileStreams, RoundTripAndKeepTheFirstFailure) {
-  // Cases run in processes of their own, several at once.
-  const std::string path =
-      testing::TempDir() + "tav_file_stream_" + std::to_string(Platform::ProcessId());
+  const Testing::TempFolder folder;
   const std::string text = Pattern(9000);
-  std::FILE* file = std::fopen(path.c_str(), "wb");
+  std::FILE* file = Platform::OpenFile(folder.Path("data").c_str(), "wb");
   ASSERT_NE(file, nullptr);
   FileOutputStream output(file);
   output.Write(text.data(), text.size());
@@ -109,7 +107,7 @@ TEST(FileStreams, RoundTripAndKeepTheFirstFailure) {
   EXPECT_EQ(first, writeOnly.ErrorText());
   std::fclose(file);
 
-  file = std::fopen(path.c_str(), "rb");
+  file = Platform::OpenFile(folder.Path("data").c_str(), "rb");
   ASSERT_NE(file, nullptr);
   FileInputStream input(file);
   EXPECT_EQ(ReadAll(input), text);
@@ -119,7 +117,6 @@ TEST(FileStreams, RoundTripAndKeepTheFirstFailure) {
   readOnly.Flush();
   EXPECT_TRUE(std::string(readOnly.ErrorText()).starts_with("File write error: "));
   std::fclose(file);
-  std::remove(path.c_str());
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "faulty_streams.h"
-#include "streams/buffered_stream.h"
 #include "streams/chunk_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/memory_stream.h"
 
 namespace Tav {
@@ -39,7 +39,7 @@ TEST(ChunkOutputStream, KeepsTheFramingWhenThePayloadIsTooLong) {
   EXPECT_EQ(chunks.ReadChunk(read), ChunkResult::End);
 }
 
-// What the chunks of `bytes` hold, in brackets, and then how reading them ended.
+// The payloads of the chunks in brackets, and how reading them ended.
 std::string Chunks(const std::string& bytes) {
   MemoryInputStream memory(bytes.data(), bytes.size());
   BufferedInputStream buffered(&memory, 7);
@@ -55,7 +55,7 @@ std::string Chunks(const std::string& bytes) {
     case ChunkResult::CutShort:
       return seen + "cut after " + std::string(payload.begin(), payload.end());
     case ChunkResult::Failed:
-      EXPECT_EQ(chunks.ReadChunk(payload), ChunkResult::Failed) << "the failure sticks";
+      EXPECT_EQ(chunks.ReadChunk(payload), ChunkResult::Failed) << "the failure is kept";
       return seen + chunks.ErrorText();
     default:
       return seen + "end";
@@ -75,7 +75,7 @@ TEST(ChunkInputStream, NamesEachKindOfDamage) {
   EXPECT_EQ(Chunks(head + "abcd"), "End of chunk mark expected. Found (100)");
 }
 
-TEST(ChunkInputStream, ReportsAFailingSourceAtEveryPlace) {
+TEST(ChunkInputStream, ReportsAFailureOfTheSourceAtEveryOffset) {
   const std::string whole =
       "\x1C\x03\x00\x00"
       "abc\x1D"s;
@@ -88,7 +88,7 @@ TEST(ChunkInputStream, ReportsAFailingSourceAtEveryPlace) {
   }
 }
 
-TEST(ChunkInputStream, TakesNoMoreMemoryThanBytesArrive) {
+TEST(ChunkInputStream, AllocatesAsBytesArrive) {
   const std::string bytes =
       "\x1C\xFF\xFF\xFF"
       "0123456789"s;

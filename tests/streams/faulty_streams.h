@@ -1,4 +1,4 @@
-// Streams that fail on purpose, to stand below the filters under test, and help with driving these.
+// Streams that fail on purpose, to put below a filter under test, and helpers to drive streams.
 #pragma once
 
 #include <algorithm>
@@ -30,7 +30,7 @@ class FailingInputStream : public InputStream {
   bool failed_ = false;
 };
 
-// Records each call of Write and fails with "broken sink" once `room` bytes have come.
+// Records each Write and fails with "broken sink" after `room` bytes.
 class RecordingOutputStream : public OutputStream {
  public:
   explicit RecordingOutputStream(size_t room = SIZE_MAX) : room_(room) {}

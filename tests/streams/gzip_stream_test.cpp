@@ -10,7 +10,7 @@
 namespace Tav {
 namespace {
 
-// Does not compress, so that it crosses the 4,096-byte buffers many times.
+// Incompressible, to fill the 4,096-byte buffers many times.
 std::string Noise(size_t length) {
   std::mt19937 random(20210304);
   std::string noise;
@@ -66,7 +66,7 @@ TEST(GZipOutputStream, WritesOneMemberOfTheBestCompressionInWholeBuffers) {
   EXPECT_EQ(sink.flushes, 1);
   const std::string member = sink.All();
   EXPECT_EQ(member.substr(0, 4), std::string("\x1F\x8B\x08\x00", 4));
-  EXPECT_EQ(member[8], '\x02') << "the header's mark of the slowest, smallest setting";
+  EXPECT_EQ(member[8], '\x02') << "the flag of the setting with the smallest output";
 
   gzip.Flush();
   EXPECT_FALSE(gzip.HasError());
@@ -75,7 +75,7 @@ TEST(GZipOutputStream, WritesOneMemberOfTheBestCompressionInWholeBuffers) {
   EXPECT_EQ(sink.All(), member);
 }
 
-TEST(GZipInputStream, TellsEveryTruncationFromACompleteMember) {
+TEST(GZipInputStream, DetectsEveryTruncation) {
   const std::string text = Noise(300) + std::string(3000, 'z');
   const std::string whole = Compress(text);
   for (size_t length = 0; length < whole.size(); ++length) {
@@ -86,13 +86,13 @@ TEST(GZipInputStream, TellsEveryTruncationFromACompleteMember) {
   }
 }
 
-TEST(GZipInputStream, RejectsWhatIsDamagedOrNoGzip) {
+TEST(GZipInputStream, RejectsDamagedAndForeignData) {
   EXPECT_EQ(Expand("plain text, not a member").error, "GZip inflate error -3");
   std::string damaged = Compress("0123456789");
   damaged[damaged.size() - 6] ^= 1;
   const Expanded expanded = Expand(damaged);
   EXPECT_EQ(expanded.error, "GZip inflate error -3");
-  EXPECT_EQ(expanded.text, "") << "the read that meets the damage delivers nothing";
+  EXPECT_EQ(expanded.text, "") << "the read that finds the damage delivers nothing";
   EXPECT_EQ(Expand(Compress("first") + Compress("second")).text, "first");
 }
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "faulty_streams.h"
-#include "streams/buffered_stream.h"
 #include "streams/chunk_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"
@@ -41,7 +41,7 @@ TEST(JsonInputStream, RejectsWhatIsNotOneValue) {
   EXPECT_FALSE(Parse(std::string(1 << 20, '['))) << "bounded nesting";
 }
 
-TEST(JsonStreams, ReportTheStreamBelowOrAValueThatIsNoDocument) {
+TEST(JsonStreams, ReportTheStreamBelowAndAValueThatIsNoDocument) {
   for (const char* text : {"", "{\"a\":", "{}"}) {
     FailingInputStream source(text);
     JsonInputStream json(&source);
@@ -52,7 +52,7 @@ TEST(JsonStreams, ReportTheStreamBelowOrAValueThatIsNoDocument) {
   JsonOutputStream above(&broken, JSON_COMPACT);
   EXPECT_FALSE(above.WriteValue(Parse("[1,2,3,4,5,6]").Get()));
   EXPECT_STREQ(above.ErrorText(), "broken sink");
-  EXPECT_EQ(broken.All(), "[1,2") << "nothing follows a failure";
+  EXPECT_EQ(broken.All(), "[1,2") << "no writes after a failure";
 
   RecordingOutputStream sink;
   JsonOutputStream json(&sink, JSON_COMPACT);
@@ -76,7 +76,7 @@ TEST(JsonStreams, NumbersIgnoreTheLocale) {
   EXPECT_EQ(text, "{\"n\":1234567.25}");
 }
 
-TEST(StreamStack, RecordsSurviveTheWayThroughACacheFile) {
+TEST(StreamStack, RecordsRoundTripThroughACacheFile) {
   MemoryOutputStream file;
   {
     BufferedOutputStream buffered(&file);

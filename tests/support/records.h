@@ -7,7 +7,7 @@
 #include "model/built_record.h"
 #include "model/event_payload.h"
 #include "model/handles.h"
-#include "streams/buffered_stream.h"
+#include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"

@@ -6,7 +6,7 @@
 #include "api/library.h"
 #include "platform/set_environment.h"
 #include "support/records.h"
-#include "transport/test_data_sender.h"
+#include "transport/data_sender.h"
 
 namespace Tav::Testing {
 

@@ -34,7 +34,7 @@ Answer Request(const char* verb, const std::string& path, const std::string& bod
   Platform::HttpSession session = Platform::HttpSession::Open("test");
   session.SetTimeouts(kTimeouts);
   Platform::HttpConnection connection = session.Connect(url.host, url.port);
-  const bool secure = url.scheme == Platform::kHttpsScheme;
+  const bool secure = url.scheme == Platform::HttpScheme::Https;
   Platform::HttpRequest request = connection.OpenRequest(verb, url.path + path, "*/*", secure);
   if (secure) {
     request.SetSecurityFlags(kTrustAnyCertificate);

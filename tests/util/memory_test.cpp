@@ -45,7 +45,7 @@ TEST(BlockPool, BlocksOfSeveralThreadsNeverOverlap) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(BlockPool, MemoryOfABurstReturnsToTheSystem) {
+TEST(BlockPool, ReturnsTheMemoryOfABurstToTheSystem) {
   constexpr size_t kSlabs = 12;
   std::vector<void*> held;
   for (size_t i = 0; i < kSlabs * BlockPool::kBlocksPerSlab; ++i) {
@@ -56,7 +56,7 @@ TEST(BlockPool, MemoryOfABurstReturnsToTheSystem) {
     BlockPool::Release(block);
   }
   EXPECT_LE(BlockPool::CommittedSlabs(), 4u);
-  // What came back is used again before more is asked for.
+  // Released slabs are used before new ones.
   const size_t before = BlockPool::CommittedSlabs();
   for (size_t i = 0; i < 2 * BlockPool::kBlocksPerSlab; ++i) {
     BlockPool::Release(BlockPool::Acquire());
@@ -74,7 +74,7 @@ TEST(BlockPool, TrimKeepsASlabThatIsInUse) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(Arena, GrowsByBlocksAndRefusesWhatNoBlockHolds) {
+TEST(Arena, GrowsByBlocksAndRejectsWhatNoBlockHolds) {
   Arena* const arena = Arena::Create();
   std::set<char*> seen;
   for (int i = 0; i < 100; ++i) {
@@ -91,7 +91,7 @@ TEST(Arena, GrowsByBlocksAndRefusesWhatNoBlockHolds) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(Arena, JsonMadeInAScopeLivesInTheArenaAndMayGrowOutside) {
+TEST(ArenaScope, JsonOfAScopeMayGrowOutsideOfIt) {
   AcquireArenaSlot();
   Arena* const arena = Arena::Create();
   json_t* object = nullptr;
@@ -100,8 +100,8 @@ TEST(Arena, JsonMadeInAScopeLivesInTheArenaAndMayGrowOutside) {
     object = json_object();
     json_object_set_new(object, "inside", json_string("arena"));
   }
-  // Enough members to make the object's table grow: that part comes from the heap, and freeing the
-  // object must tell the two apart.
+  // Enough members to grow the object's table. The new table is heap memory, and freeing the object
+  // must tell the two apart.
   for (int i = 0; i < 50; ++i) {
     json_object_set_new(object, std::to_string(i).c_str(), json_integer(i));
   }
@@ -120,11 +120,11 @@ TEST(Arena, JsonMadeInAScopeLivesInTheArenaAndMayGrowOutside) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(Json, TextThatJsonCannotCarryIsRepairedNotLost) {
+TEST(Json, TextThatJsonRejectsIsDecodedAsLatin1) {
   EXPECT_EQ(JsonStringView(MakeJsonString("").Get()), "");
   EXPECT_EQ(JsonStringView(MakeJsonString({}).Get()), "");
   EXPECT_EQ(JsonStringView(MakeJsonString("gr\xC3\xBC\xC3\x9F").Get()), "gr\xC3\xBC\xC3\x9F");
-  // An over-long form and a surrogate: well-formed to the intake, not to JSON.
+  // An over-long form and a surrogate: IsUtf8 accepts them, jansson does not.
   EXPECT_EQ(JsonStringView(MakeJsonString("a\xC0\x80").Get()), "a\xC3\x80\xC2\x80");
   JsonPtr object(json_object());
   EXPECT_TRUE(SetJsonMember(object.Get(), "k\xED\xA0\x80", JsonPtr(json_true())));

@@ -4,67 +4,25 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "platform/process.h"
-#include "streams/tav_file_stream.h"
-#include "util/logger.h"
+#include "streams/file_stream.h"
+#include "support/captured_log.h"
+#include "support/temp_folder.h"
 
 namespace Tav {
 namespace {
 
-std::vector<std::string> messages;
-
-std::u8string Digits(int number) {
-  const std::string digits = std::to_string(number);
-  return std::u8string(digits.begin(), digits.end());
-}
-
-// Cases run in processes of their own, several at once, each in a folder of its own
-// whose name the ANSI code page of no system can hold.
 class TavFileTest : public testing::Test {
  protected:
-  TavFileTest() {
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
-    messages.clear();
-    ConfigureLogger([](const char* line) { messages.emplace_back(line); }, nullptr, true);
-  }
-  ~TavFileTest() override {
-    ConfigureLogger(nullptr, nullptr, false);
-    std::filesystem::remove_all(folder_);
-  }
+  std::string Path(const char* name) const { return folder_.Path(name); }
 
-  std::string Path(const char* name) const {
-    const std::u8string path = (folder_ / name).u8string();
-    return std::string(path.begin(), path.end());
-  }
+  bool Logged(const std::string& beginning) const { return !log_.Find(beginning).empty(); }
 
-  void Put(const char* name, const std::string& contents) const {
-    std::ofstream(folder_ / name, std::ios::binary) << contents;
-  }
-
-  std::string Contents(const char* name) const {
-    std::ifstream file(folder_ / name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  }
-
-  const std::filesystem::path folder_ =
-      std::filesystem::temp_directory_path() /
-      (u8"tav_file_t\u00E9st_\u6570\u0416" + Digits(Platform::ProcessId()));
+  const Testing::TempFolder folder_;
+  Testing::CapturedLog log_;
 };
-
-bool Logged(const std::string& beginning) {
-  for (const std::string& message : messages) {
-    if (message.starts_with(beginning)) {
-      return true;
-    }
-  }
-  return false;
-}
 
 std::string ReadWhole(TavFile& file) {
   TavFileInputStream stream(&file);
@@ -77,14 +35,12 @@ TEST_F(TavFileTest, AppendsReadsAndTruncates) {
   for (const char* text : {"one\r\n", "two\n"}) {
     TavFile file;
     ASSERT_TRUE(file.OpenForAppend(path.c_str())) << file.ErrorText();
-    EXPECT_TRUE(file.Locked());
     TavFileOutputStream stream(&file);
     stream.Write(text, std::string(text).size());
     EXPECT_FALSE(stream.HasError());
     EXPECT_TRUE(file.Close());
-    EXPECT_FALSE(file.Locked());
   }
-  EXPECT_EQ(Contents("data"), "one\r\ntwo\n") << "no line end is translated";
+  EXPECT_EQ(folder_.Contents("data"), "one\r\ntwo\n") << "line ends are not translated";
 
   TavFile file;
   ASSERT_TRUE(file.OpenForUpdate(path.c_str()));
@@ -93,10 +49,10 @@ TEST_F(TavFileTest, AppendsReadsAndTruncates) {
   EXPECT_TRUE(file.Truncate());
   EXPECT_TRUE(file.Write("new", 3));
   EXPECT_TRUE(file.Close());
-  EXPECT_EQ(Contents("data"), "new");
+  EXPECT_EQ(folder_.Contents("data"), "new");
 }
 
-TEST_F(TavFileTest, LockOfTheFirstByteKeepsTheSecondOut) {
+TEST_F(TavFileTest, LockExcludesASecondOpen) {
   const std::string path = Path("data");
   TavFile first;
   TavFile second;
@@ -108,11 +64,11 @@ TEST_F(TavFileTest, LockOfTheFirstByteKeepsTheSecondOut) {
   EXPECT_TRUE(second.Failed());
   first.Close();
   EXPECT_TRUE(second.OpenForUpdate(path.c_str()));
-  EXPECT_FALSE(second.Failed()) << "a new open forgets";
+  EXPECT_FALSE(second.Failed()) << "cleared by the new open";
 }
 
-TEST_F(TavFileTest, AtomicOpenKeepsOthersOutAndConsumesTheFile) {
-  Put("cache", "contents");
+TEST_F(TavFileTest, AtomicOpenExcludesOthersAndConsumesTheFile) {
+  folder_.Put("cache", "contents");
   const std::string path = Path("cache");
   TavFile holder;
   TavFile other;
@@ -121,20 +77,20 @@ TEST_F(TavFileTest, AtomicOpenKeepsOthersOutAndConsumesTheFile) {
   EXPECT_TRUE(Logged("warning: Atomic open failed due to file locked"));
   EXPECT_FALSE(other.LastingFailure());
   EXPECT_FALSE(other.OpenForAppend(path.c_str()));
-  EXPECT_TRUE(other.LastingFailure()) << "a plain open only excuses a missing file";
+  EXPECT_TRUE(other.LastingFailure()) << "only a missing file is no lasting failure";
   EXPECT_TRUE(TavFile::Exists(path.c_str()));
   EXPECT_EQ(ReadWhole(holder), "contents");
   EXPECT_TRUE(holder.Close());
   EXPECT_FALSE(TavFile::Exists(path.c_str()));
 
   ASSERT_TRUE(other.OpenForAppend(path.c_str()));
-  EXPECT_FALSE(holder.OpenAtomic(path.c_str())) << "somebody appends to it";
+  EXPECT_FALSE(holder.OpenAtomic(path.c_str())) << "the file is open";
   EXPECT_FALSE(holder.LastingFailure());
   other.Close();
   EXPECT_TRUE(TavFile::Exists(path.c_str()));
 }
 
-TEST_F(TavFileTest, TellsMissingFilesFromLastingFailures) {
+TEST_F(TavFileTest, MissingFileDiffersFromALastingFailure) {
   TavFile file;
   EXPECT_FALSE(file.OpenForUpdate(Path("no such folder/data").c_str()));
   EXPECT_FALSE(file.LastingFailure());
@@ -167,7 +123,7 @@ TEST_F(TavFileTest, KeepsTheFirstFailureOfItsStreams) {
   EXPECT_TRUE(output.HasError());
   EXPECT_EQ(output.ErrorText(), first);
   file.Close();
-  EXPECT_EQ(Contents("data"), "");
+  EXPECT_EQ(folder_.Contents("data"), "");
 
   TavFile closed;
   EXPECT_FALSE(closed.Write("x", 1));
@@ -184,9 +140,9 @@ TEST_F(TavFileTest, ReportsAFullDisk) {
   EXPECT_STREQ(file.ErrorText(), "Write error: No space left on device");
 }
 
-TEST_F(TavFileTest, DeletesWhatNobodyUses) {
+TEST_F(TavFileTest, DeletesFilesThatAreNotInUse) {
   EXPECT_TRUE(TavFile::Delete(Path("no such file").c_str()));
-  Put("data", "x");
+  folder_.Put("data", "x");
   const std::string path = Path("data");
   TavFile file;
   ASSERT_TRUE(file.OpenForAppend(path.c_str()));
@@ -195,18 +151,18 @@ TEST_F(TavFileTest, DeletesWhatNobodyUses) {
   file.Close();
 
   using std::filesystem::perms;
-  std::filesystem::permissions(folder_ / "data", perms::owner_read | perms::group_read);
+  std::filesystem::permissions(folder_.Root() / "data", perms::owner_read | perms::group_read);
   EXPECT_FALSE(TavFile::Delete(path.c_str())) << "read-only";
-  std::filesystem::permissions(folder_ / "data", perms::owner_read | perms::owner_write);
+  std::filesystem::permissions(folder_.Root() / "data", perms::owner_read | perms::owner_write);
   EXPECT_TRUE(TavFile::Delete(path.c_str()));
   EXPECT_FALSE(TavFile::Exists(path.c_str()));
 }
 
 TEST_F(TavFileTest, ListsFilesWithoutFolders) {
-  Put("one", "");
-  std::filesystem::create_directory(folder_ / "folder");
+  folder_.Put("one", "");
+  std::filesystem::create_directory(folder_.Root() / "folder");
   const std::vector<std::string> expected = {"one", "two_\xD0\x96"};
-  std::ofstream(folder_ / u8"two_\u0416") << "x";
+  std::ofstream(folder_.Root() / u8"two_\u0416") << "x";
   std::vector<std::string> names = TavFile::ReadDirectory(Path("").c_str());
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, expected);

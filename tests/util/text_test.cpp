@@ -2,15 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cmath>
 #include <limits>
 #include <random>
+#include <string>
+#include <string_view>
 
 namespace Tav {
 namespace {
 
-TEST(Utf8Check, TakesSequencesByTheirLeadByte) {
+TEST(IsUtf8, ChecksSequencesByTheirLeadByte) {
   for (const char* const valid :
        {"", "plain", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xC0\x80", "\xF7\xBF\xBF\xBF",
         "\xED\xA0\x80", "eight bytes of text and then \xC3\xA9", "\xC3\xA9 eight bytes and more"}) {
@@ -24,7 +25,7 @@ TEST(Utf8Check, TakesSequencesByTheirLeadByte) {
   }
 }
 
-// The rule as a state machine, one byte at a time.
+// The same rule, one byte at a time.
 bool IsUtf8ByteByByte(std::string_view text) {
   int expected = 0;
   for (const char character : text) {
@@ -38,7 +39,7 @@ bool IsUtf8ByteByByte(std::string_view text) {
   return expected == 0;
 }
 
-TEST(Utf8Check, AgreesWithTheRuleAtEveryAlignment) {
+TEST(IsUtf8, AgreesWithASimpleCheckAtEveryAlignment) {
   std::mt19937 random(1);
   const std::string_view pieces[] = {
       "a", "bcdefghi", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "jk", "lmnopqrstuvwxyz"};
@@ -58,7 +59,7 @@ TEST(Utf8Check, AgreesWithTheRuleAtEveryAlignment) {
   EXPECT_LT(valid, 19000);
 }
 
-TEST(HostText, IsTrimmedOfTheCLocalesWhiteSpaceOnly) {
+TEST(Utf8Text, TrimsOnlyTheCLocalesWhiteSpace) {
   EXPECT_EQ(ToUtf8String(" \t\n\v\f\r a b \r\n", true), "a b");
   EXPECT_EQ(ToUtf8String(" a ", false), " a ");
   EXPECT_EQ(ToUtf8String(" \t ", true), "");
@@ -66,20 +67,20 @@ TEST(HostText, IsTrimmedOfTheCLocalesWhiteSpaceOnly) {
   EXPECT_EQ(ToUtf8String("\xC2\xA0x\x1F", true), "\xC2\xA0x\x1F");
 }
 
-TEST(HostText, ThatIsNoUtf8IsTakenAsLatin1) {
-  EXPECT_EQ(ToUtf8String("caf\xE9", false), "caf\xC3\xA9");
+TEST(Utf8Text, DecodesTextThatIsNotUtf8AsLatin1) {
   EXPECT_EQ(ToUtf8String(" \x80\xFF ", true), "\xC2\x80\xC3\xBF");
-  // As a whole: the valid sequence in front of the bad byte is not spared.
+  // The whole text, the valid sequence included.
   EXPECT_EQ(ToUtf8String("\xC3\xA9\xE9", false), "\xC3\x83\xC2\xA9\xC3\xA9");
+  const char host[] = "  caf\xC3\xA9  ";
+  EXPECT_EQ(Utf8Text(host, true).View().data(), host + 2) << "UTF-8 is not copied";
 }
 
-TEST(HostText, IsBorrowedUnlessRepaired) {
-  const char host[] = "  caf\xC3\xA9  ";
-  EXPECT_EQ(Utf8Text(host, true).View().data(), host + 2);
-  const char latin[] = "caf\xE9";
-  const Utf8Text repaired(latin, true);
-  EXPECT_EQ(repaired.View(), "caf\xC3\xA9");
-  EXPECT_NE(repaired.View().data(), latin);
+TEST(CutUtf8, CutsBetweenCharacters) {
+  constexpr std::string_view kText = "a\xC3\xA9\xF0\x9F\x98\x80z";  // of 1, 2, 4 and 1 bytes
+  constexpr size_t kExpected[] = {0, 1, 1, 3, 3, 3, 3, 7, 8, 8};
+  for (size_t most = 0; most < std::size(kExpected); ++most) {
+    EXPECT_EQ(CutUtf8(kText, most), kText.substr(0, kExpected[most])) << most;
+  }
 }
 
 TEST(UrlEncode, EscapesAllButUnreservedCharacters) {
@@ -106,7 +107,26 @@ TEST(FormatSize, ChoosesTheUnitAndRounds) {
   EXPECT_EQ(FormatSize(2199023255552), "2 TB");
 }
 
-TEST(FormatSize, SurvivesNumbersThatAreNoSizes) {
+TEST(HexText, WritesTwoDigitsAByte) {
+  constexpr uint8_t kBytes[] = {0x00, 0x9F, 0xA5};
+  EXPECT_EQ(HexText(kBytes, 3), "009fa5");
+  EXPECT_EQ(HexText(kBytes, 3, HexCase::Upper), "009FA5");
+  EXPECT_EQ(HexText(kBytes, 0), "");
+}
+
+TEST(NewUuidText, GroupsTheDigits) {
+  const UuidText uuid = NewUuidText();
+  const std::string text(uuid.View());
+  ASSERT_EQ(text.size(), 36u);
+  EXPECT_EQ(text, uuid.text);
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+    EXPECT_EQ(std::string_view("0123456789abcdef").find(text[i]) == std::string_view::npos, dash);
+    EXPECT_EQ(text[i] == '-', dash) << text;
+  }
+}
+
+TEST(FormatSize, SurvivesNumbersThatAreNotSizes) {
   EXPECT_EQ(FormatSize(-5), "-5 Bytes");
   EXPECT_EQ(FormatSize(std::numeric_limits<double>::infinity()), "2147483647 TB");
   EXPECT_EQ(FormatSize(std::nan("")), "0 Bytes");

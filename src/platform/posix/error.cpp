@@ -3,13 +3,11 @@
 #include <pthread.h>
 #include <string.h>
 
-#include <cerrno>
-
 namespace Tav::Platform {
 
 namespace {
 
-// The number is kept in place of the pointer that the slot is made for.
+// The slot's pointer holds the number itself.
 pthread_key_t LastErrorKey() {
   static const pthread_key_t key = [] {
     pthread_key_t created{};
@@ -37,13 +35,6 @@ std::string ErrorMessage(uint32_t code) {
 std::string ErrnoMessage(int code) {
   const char* const text = strerrordesc_np(code);
   return text ? text : "Unknown error";
-}
-
-ErrorKeeper::ErrorKeeper() : lastError_(LastError()), errno_(errno) {}
-
-ErrorKeeper::~ErrorKeeper() {
-  errno = errno_;
-  SetLastError(lastError_);
 }
 
 }  // namespace Tav::Platform

@@ -17,9 +17,9 @@ namespace {
 
 constexpr uint32_t kSharingViolation = 32;
 
-// Sharing is what whole-file locks say: everybody who opens a file through here takes a shared one,
-// and who wants it alone an exclusive one. The lock of the first byte is a record lock, which does
-// not see them. Both belong to the open file, not to the process.
+// Emulates the sharing modes of Windows with whole-file locks: each open file holds a shared lock
+// or, for exclusive use, an exclusive one. The lock of the first byte is a record lock, which
+// ignores them. Both belong to the open file, not to the process.
 bool TakeShare(int descriptor, bool exclusive) {
   if (flock(descriptor, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0) {
     return true;
@@ -31,7 +31,7 @@ bool TakeShare(int descriptor, bool exclusive) {
   return false;
 }
 
-// What Windows checks and a privileged user on this side would pass.
+// Windows does not delete a read-only file; a privileged user here could.
 bool Writable(const struct stat& status) {
   return (status.st_mode & 0222) != 0;
 }
@@ -50,7 +50,7 @@ struct CloseDirectory {
 };
 
 constexpr int kFailed = -1;
-constexpr int kRemovedMeanwhile = -2;
+constexpr int kRemoved = -2;
 
 int CloseKeepingErrno(int descriptor, int result = kFailed) {
   const ErrorKeeper keeper;
@@ -73,23 +73,30 @@ int OpenShared(const char* path, FileUse use) {
   if (fstat(descriptor, &status) != 0) {
     return CloseKeepingErrno(descriptor);
   }
-  // Between the open and the lock the file's last exclusive holder may have removed it.
+  // Between open and lock, an exclusive holder may have removed the file.
   if (status.st_nlink == 0) {
     errno = ENOENT;
-    return CloseKeepingErrno(descriptor, kRemovedMeanwhile);
+    return CloseKeepingErrno(descriptor, kRemoved);
   }
   return descriptor;
 }
 
 }  // namespace
 
+const char kPathSeparator = '/';
+
+// There are no code pages here.
+std::string PathToUtf8(std::string_view path) {
+  return std::string(path);
+}
+
 OpenResult File::Open(const char* path, FileUse use) {
   Close();
   SetLastError(0);
-  // A removed file that may be created comes anew with the next attempt.
+  // The next attempt creates a removed file again.
   do {
     descriptor_ = OpenShared(path, use);
-  } while (descriptor_ == kRemovedMeanwhile && use != FileUse::Exclusive);
+  } while (descriptor_ == kRemoved && use != FileUse::Exclusive);
   if (IsOpen()) {
     removeOnClose_ = use == FileUse::Exclusive ? path : "";
     return OpenResult::Opened;
@@ -180,6 +187,14 @@ bool File::Truncate() {
   return ftruncate(descriptor_, 0) == 0 && lseek(descriptor_, 0, SEEK_SET) == 0;
 }
 
+std::FILE* OpenFile(const char* path, const char* mode) {
+  std::FILE* const file = std::fopen(path, mode);
+  if (file) {
+    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
+  }
+  return file;
+}
+
 bool RemoveFile(const char* path) {
   struct stat status{};
   if (lstat(path, &status) != 0) {
@@ -202,6 +217,25 @@ bool FileExists(const char* path) {
   return access(path, F_OK) == 0;
 }
 
+bool QueryFileStatus(const char* path, FileStatus& status) {
+  struct stat found{};
+  if (stat(path, &found) != 0) {
+    return false;
+  }
+  status.size = found.st_size;
+  status.modifiedAt = found.st_mtime;
+  return true;
+}
+
+bool DirectoryExists(const std::string& path) {
+  struct stat status{};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool MakeDirectory(const std::string& path) {
+  return mkdir(path.c_str(), 0777) == 0;
+}
+
 bool ListFiles(const char* directory, std::vector<std::string>& names) {
   names.clear();
   const std::unique_ptr<DIR, CloseDirectory> stream(opendir(directory));
@@ -215,40 +249,6 @@ bool ListFiles(const char* directory, std::vector<std::string>& names) {
     }
   }
   return true;
-}
-
-bool QueryFileStatus(const char* path, FileStatus& status) {
-  struct stat found{};
-  if (stat(path, &found) != 0) {
-    return false;
-  }
-  status.size = found.st_size;
-  status.modifiedAt = found.st_mtime;
-  return true;
-}
-
-const char kPathSeparator = '/';
-
-bool DirectoryExists(const std::string& path) {
-  struct stat status{};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-bool MakeDirectory(const std::string& path) {
-  return mkdir(path.c_str(), 0777) == 0;
-}
-
-// This side has no other code page.
-std::string PathToUtf8(std::string_view path) {
-  return std::string(path);
-}
-
-std::FILE* OpenFile(const char* utf8Path, const char* mode) {
-  std::FILE* const file = std::fopen(utf8Path, mode);
-  if (file) {
-    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
-  }
-  return file;
 }
 
 }  // namespace Tav::Platform

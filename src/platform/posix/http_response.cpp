@@ -10,7 +10,7 @@ namespace Tav::Platform {
 
 namespace {
 
-constexpr size_t kHeadLimit = 64 * 1024;
+constexpr size_t kMaxHead = 64 * 1024;
 
 std::optional<uint64_t> ParseNumber(std::string_view text, int base) {
   uint64_t value = 0;
@@ -56,19 +56,19 @@ bool HttpResponse::ReadStatusLine(Socket* socket, int limit) {
 
 bool HttpResponse::ReadHeaders(Socket* socket, int limit) {
   std::string line;
-  for (size_t total = 0; total < kHeadLimit; total += line.size()) {
+  for (size_t total = 0; total < kMaxHead; total += line.size()) {
     if (!ReadLine(socket, &line, limit)) {
       return false;
     }
     if (line.empty()) {
       return true;
     }
-    TakeHeader(line);
+    ParseHeader(line);
   }
   return FailWith(HttpError::kInvalidServerResponse);
 }
 
-void HttpResponse::TakeHeader(std::string_view line) {
+void HttpResponse::ParseHeader(std::string_view line) {
   const std::string_view name = line.substr(0, line.find(':'));
   std::string_view value = line.substr(std::min(name.size() + 1, line.size()));
   value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
@@ -91,7 +91,7 @@ bool HttpResponse::ReadLine(Socket* socket, std::string* line, int limit) {
     if (!socket->Read(piece, sizeof piece, &count, limit)) {
       return false;
     }
-    if (count == 0 || ahead_.size() > kHeadLimit) {
+    if (count == 0 || ahead_.size() > kMaxHead) {
       return FailWith(HttpError::kInvalidServerResponse);
     }
     ahead_.append(piece, count);
@@ -101,7 +101,7 @@ bool HttpResponse::ReadLine(Socket* socket, std::string* line, int limit) {
   return true;
 }
 
-// Goes to the data of the next chunk; behind the last one `left_` is 0.
+// Moves to the data of the next chunk; after the last one `left_` is 0.
 bool HttpResponse::NextChunk(Socket* socket, int limit) {
   std::string line;
   if (inChunks_ && !ReadLine(socket, &line, limit)) {
@@ -129,11 +129,11 @@ bool HttpResponse::ReadBody(Socket* socket, char* buffer, size_t size, size_t* c
     ended_ = true;
     return true;
   }
-  const size_t most = bounded ? static_cast<size_t>(std::min<uint64_t>(size, left_)) : size;
+  const size_t wanted = bounded ? static_cast<size_t>(std::min<uint64_t>(size, left_)) : size;
   if (!ahead_.empty()) {
-    *count = ahead_.copy(buffer, most);
+    *count = ahead_.copy(buffer, wanted);
     ahead_.erase(0, *count);
-  } else if (!socket->Read(buffer, most, count, limit)) {
+  } else if (!socket->Read(buffer, wanted, count, limit)) {
     return false;
   }
   if (*count == 0) {

@@ -1,5 +1,5 @@
-// Reads one answer of an HTTP/1.1 server off a socket: status, the few headers that decide how
-// long the body is, and the body itself.
+// Reads one HTTP/1.1 response from a socket: the status, the headers that determine the length of
+// the body, and the body.
 #pragma once
 
 #include <cstddef>
@@ -13,17 +13,17 @@ namespace Tav::Platform {
 
 class HttpResponse {
  public:
-  // Skips interim answers. `limit` is milliseconds for each wait, here and below; failures leave
-  // their reason in the last error.
+  // Skips interim responses. `limit` is in milliseconds for each wait, here and below. A failure
+  // sets the last error.
   bool ReadHead(Socket* socket, int limit);
 
-  // 0 until ReadHead has succeeded.
+  // 0 before ReadHead has succeeded.
   uint32_t Status() const { return status_; }
 
-  // Up to `size` bytes of the body; `*count` is 0 at its end.
+  // Reads up to `size` bytes of the body; `*count` is 0 at its end.
   bool ReadBody(Socket* socket, char* buffer, size_t size, size_t* count, int limit);
 
-  // True once the body has ended and the server will take another request on the connection.
+  // True if the body has ended and the connection can carry another request.
   bool Reusable() const { return ended_ && keepAlive_ && ahead_.empty(); }
 
  private:
@@ -31,17 +31,17 @@ class HttpResponse {
 
   bool ReadStatusLine(Socket* socket, int limit);
   bool ReadHeaders(Socket* socket, int limit);
-  void TakeHeader(std::string_view line);
+  void ParseHeader(std::string_view line);
   bool ReadLine(Socket* socket, std::string* line, int limit);
   bool NextChunk(Socket* socket, int limit);
 
   uint32_t status_ = 0;
   Length length_ = Length::None;
-  uint64_t left_ = 0;      // of the body, or of the current chunk
-  bool inChunks_ = false;  // a chunk has begun, so that a line end follows its data
+  uint64_t left_ = 0;      // bytes left of the body or of the current chunk
+  bool inChunks_ = false;  // a chunk has begun: a line end follows its data
   bool keepAlive_ = true;
   bool ended_ = false;
-  std::string ahead_;  // received and not yet consumed
+  std::string ahead_;  // bytes received and not yet consumed
 };
 
 }  // namespace Tav::Platform

@@ -111,7 +111,7 @@ bool Socket::Read(char* data, size_t size, size_t* count, int limit) {
   }
 }
 
-bool Socket::Quiet() const {
+bool Socket::Idle() const {
   char probe = 0;
   return recv(descriptor_, &probe, 1, MSG_PEEK) < 0 && errno == EAGAIN;
 }

@@ -1,5 +1,4 @@
-// A non-blocking TCP socket with a limit on each wait, and the numbers by which WinHTTP names what
-// can go wrong on one.
+// A TCP socket with a limit on each wait, and WinHTTP's error numbers.
 #pragma once
 
 #include <cstddef>
@@ -22,10 +21,10 @@ constexpr uint32_t kInvalidServerResponse = 12152;
 constexpr uint32_t kSecureChannelError = 12157;
 }  // namespace HttpError
 
-// Sets the last error; always false.
+// Sets the last error and returns false.
 bool FailWith(uint32_t error);
 
-// All limits are milliseconds for one wait. Failures leave their reason in the last error.
+// Limits are in milliseconds and apply to one wait. A failure sets the last error.
 class Socket {
  public:
   Socket() = default;
@@ -33,8 +32,8 @@ class Socket {
   Socket& operator=(Socket&& other) noexcept;
   ~Socket() { Close(); }
 
-  // Tries the host's addresses one after the other; closed when none of them accepts. The look-up
-  // of the name is not bounded.
+  // Tries the addresses of the host in turn. Returns a closed socket if none accepts. The look-up
+  // of the name is not limited.
   static Socket Connect(const std::string& host, int port, int limit);
 
   explicit operator bool() const { return descriptor_ >= 0; }
@@ -43,8 +42,8 @@ class Socket {
   bool Write(const char* data, size_t size, int limit);
   // `*count` is 0 at the end of the stream.
   bool Read(char* data, size_t size, size_t* count, int limit);
-  // Whether the other side has sent nothing, its farewell included.
-  bool Quiet() const;
+  // True if the connection is open and nothing has been received.
+  bool Idle() const;
 
  private:
   explicit Socket(int descriptor) : descriptor_(descriptor) {}

@@ -21,7 +21,7 @@ HashResult Failure(HashStep step) {
 
 Uuid NewUuid() {
   Uuid uuid{};
-  // Requests this small are never cut short once the system's pool is filled.
+  // Fails only before the system has seeded its generator.
   while (getrandom(&uuid, sizeof uuid, 0) != static_cast<ssize_t>(sizeof uuid)) {
   }
   uuid.data3 = static_cast<uint16_t>((uuid.data3 & 0x0FFF) | 0x4000);

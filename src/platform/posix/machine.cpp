@@ -26,7 +26,7 @@ bool HasHardwareAddress(const ifaddrs& entry) {
 
 }  // namespace
 
-// The kernel's, of which there is one only.
+// The kernel's version.
 std::optional<OsVersion> QueryOsVersion() {
   utsname system{};
   OsVersion version{};
@@ -41,13 +41,23 @@ std::optional<OsVersion> QueryShownOsVersion() {
   return std::nullopt;
 }
 
-// The language of a process here is no property of the user.
+// A process has a language here, a user has none.
 std::optional<std::string> UserLanguage() {
   return std::nullopt;
 }
 
 std::optional<std::string> UserCountry() {
   return std::nullopt;
+}
+
+std::string UserName() {
+  passwd entry{};
+  passwd* found = nullptr;
+  char buffer[4096];
+  if (getpwuid_r(geteuid(), &entry, buffer, sizeof buffer, &found) != 0 || !found) {
+    return {};
+  }
+  return found->pw_name;
 }
 
 AdapterList QueryAdapters() {
@@ -70,16 +80,6 @@ AdapterList QueryAdapters() {
     adapter.address.assign(link.sll_addr, link.sll_addr + link.sll_halen);
   }
   return list;
-}
-
-std::string UserName() {
-  passwd entry{};
-  passwd* found = nullptr;
-  char buffer[4096];
-  if (getpwuid_r(geteuid(), &entry, buffer, sizeof buffer, &found) != 0 || !found) {
-    return {};
-  }
-  return found->pw_name;
 }
 
 std::optional<Monitors> QueryMonitors() {

@@ -12,7 +12,7 @@ namespace Tav::Platform {
 
 namespace {
 
-// A flag that threads can wait for, on the monotonic clock.
+// A flag with waiters, timed on the monotonic clock.
 class EventState {
  public:
   EventState();
@@ -20,12 +20,13 @@ class EventState {
   EventState(const EventState&) = delete;
   EventState& operator=(const EventState&) = delete;
 
-  // Raises the flag and wakes one waiter.
+  enum class Afterwards { Keep, Lower };
+
+  // Sets the flag and wakes one waiter.
   void Raise();
   bool Raised();
-  // Waits until the flag is raised, at most `milliseconds`, without limit when negative; lowers it
-  // again when `lower` is true.
-  WaitResult Wait(int milliseconds, bool lower);
+  // Waits until the flag is set; a negative time waits without limit.
+  WaitResult Wait(int milliseconds, Afterwards afterwards);
 
  private:
   pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
@@ -72,7 +73,7 @@ bool EventState::Raised() {
   return raised;
 }
 
-WaitResult EventState::Wait(int milliseconds, bool lower) {
+WaitResult EventState::Wait(int milliseconds, Afterwards afterwards) {
   const bool limited = milliseconds >= 0;
   const timespec deadline = DeadlineIn(limited ? milliseconds : 0);
   WaitResult result = WaitResult::Signalled;
@@ -88,7 +89,7 @@ WaitResult EventState::Wait(int milliseconds, bool lower) {
   }
   if (raised_) {
     result = WaitResult::Signalled;
-    raised_ = !lower;
+    raised_ = afterwards == Afterwards::Keep;
   }
   pthread_mutex_unlock(&mutex_);
   return result;
@@ -98,14 +99,7 @@ pthread_mutex_t* Mutex(unsigned char* storage) {
   return std::launder(reinterpret_cast<pthread_mutex_t*>(storage));
 }
 
-static_assert(sizeof(pthread_mutex_t) <= 40);
-
-// A default mutex's initial state is all zero bits on the systems this stand-in runs on.
-pthread_mutex_t* Native(unsigned char* storage) {
-  return std::launder(reinterpret_cast<pthread_mutex_t*>(storage));
-}
-
-// Shared by the thread and its handle; the last of the two deletes it.
+// Shared by the thread and its NativeThread object; the last owner deletes it.
 struct ThreadState {
   ThreadState(NativeThread::Entry entryFunction, void* entryArgument)
       : entry(entryFunction), argument(entryArgument) {}
@@ -151,6 +145,16 @@ void Lock::unlock() {
   pthread_mutex_unlock(Mutex(storage_));
 }
 
+// A default mutex is all zero bits on the systems that run native tests.
+void StaticLock::lock() {
+  static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
+  pthread_mutex_lock(Mutex(storage_));
+}
+
+void StaticLock::unlock() {
+  pthread_mutex_unlock(Mutex(storage_));
+}
+
 AutoResetEvent::AutoResetEvent() : impl_(new(std::nothrow) EventState) {}
 
 AutoResetEvent::~AutoResetEvent() {
@@ -166,25 +170,8 @@ bool AutoResetEvent::Set() {
 }
 
 WaitResult AutoResetEvent::Wait(int milliseconds) {
-  return impl_ ? static_cast<EventState*>(impl_)->Wait(milliseconds, true) : WaitResult::Failed;
-}
-
-void SleepMilliseconds(int milliseconds) {
-  if (milliseconds <= 0) {
-    sched_yield();
-    return;
-  }
-  timespec rest{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
-  while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
-  }
-}
-
-void StaticLock::lock() {
-  pthread_mutex_lock(Native(storage_));
-}
-
-void StaticLock::unlock() {
-  pthread_mutex_unlock(Native(storage_));
+  return impl_ ? static_cast<EventState*>(impl_)->Wait(milliseconds, EventState::Afterwards::Lower)
+               : WaitResult::Failed;
 }
 
 NativeThread::~NativeThread() {
@@ -193,7 +180,7 @@ NativeThread::~NativeThread() {
   }
   auto* const state = static_cast<ThreadState*>(impl_);
   if (state->ended.Raised()) {
-    // Only its last few instructions are left to wait for.
+    // Waits for the thread's last few instructions only.
     pthread_join(state->thread, nullptr);
   } else {
     pthread_detach(state->thread);
@@ -222,8 +209,19 @@ bool NativeThread::Start(Entry entry, void* argument) {
 }
 
 WaitResult NativeThread::Join(int milliseconds) {
-  return impl_ ? static_cast<ThreadState*>(impl_)->ended.Wait(milliseconds, false)
+  return impl_ ? static_cast<ThreadState*>(impl_)->ended.Wait(milliseconds,
+                                                              EventState::Afterwards::Keep)
                : WaitResult::Failed;
+}
+
+void SleepMilliseconds(int milliseconds) {
+  if (milliseconds <= 0) {
+    sched_yield();
+    return;
+  }
+  timespec rest{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
+  while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+  }
 }
 
 bool TlsSlot::Acquire() {

@@ -3,8 +3,6 @@
 #include <string.h>
 #include <windows.h>
 
-#include <cerrno>
-
 namespace Tav::Platform {
 
 uint32_t LastError() {
@@ -17,7 +15,7 @@ void SetLastError(uint32_t code) {
 
 std::string ErrorMessage(uint32_t code) {
   char text[256];
-  // Without FORMAT_MESSAGE_IGNORE_INSERTS the system would look for arguments of texts with "%1".
+  // FORMAT_MESSAGE_IGNORE_INSERTS: there are no arguments for texts with "%1".
   DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                 code, 0, text, sizeof text, nullptr);
   while (length > 0 &&
@@ -31,13 +29,6 @@ std::string ErrnoMessage(int code) {
   char text[128] = "";
   strerror_s(text, sizeof text, code);
   return text;
-}
-
-ErrorKeeper::ErrorKeeper() : lastError_(::GetLastError()), errno_(errno) {}
-
-ErrorKeeper::~ErrorKeeper() {
-  errno = errno_;
-  ::SetLastError(lastError_);
 }
 
 }  // namespace Tav::Platform

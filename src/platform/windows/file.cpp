@@ -19,8 +19,8 @@ namespace Tav::Platform {
 
 namespace {
 
-// The C run-time counts in int.
-constexpr size_t kMostAtOnce = size_t{1} << 30;
+// The C run-time counts bytes in int.
+constexpr size_t kMaxPiece = size_t{1} << 30;
 
 struct OpenFlags {
   int flags;
@@ -47,14 +47,14 @@ bool LockByte(int descriptor, int mode) {
   if (_locking(descriptor, mode, 1) == 0) {
     return true;
   }
-  // Not every C run-time says why.
+  // Not every C run-time sets errno.
   if (errno == 0) {
     errno = EACCES;
   }
   return false;
 }
 
-// A listing of a directory under way.
+// Owns a directory listing.
 class FileSearch {
  public:
   explicit FileSearch(const std::wstring& pattern)
@@ -76,14 +76,24 @@ class FileSearch {
   const intptr_t handle_;
 };
 
-constexpr uint64_t kUnitsPerSecond = 10'000'000;
-constexpr int64_t kSecondsFrom1601To1970 = 11'644'473'600;
-
 uint64_t Join(DWORD high, DWORD low) {
   return (static_cast<uint64_t>(high) << 32) | low;
 }
 
+int64_t ToUnixSeconds(const FILETIME& time) {
+  constexpr uint64_t kUnitsPerSecond = 10'000'000;
+  constexpr int64_t kSecondsFrom1601To1970 = 11'644'473'600;
+  return static_cast<int64_t>(Join(time.dwHighDateTime, time.dwLowDateTime) / kUnitsPerSecond) -
+         kSecondsFrom1601To1970;
+}
+
 }  // namespace
+
+const char kPathSeparator = '\\';
+
+std::string PathToUtf8(std::string_view path) {
+  return ToUtf8(ToWide(path));
+}
 
 OpenResult File::Open(const char* path, FileUse use) {
   Close();
@@ -134,7 +144,7 @@ int64_t File::Read(void* buffer, size_t count) {
   char* const bytes = static_cast<char*>(buffer);
   size_t done = 0;
   while (done < count) {
-    const size_t piece = std::min(count - done, kMostAtOnce);
+    const size_t piece = std::min(count - done, kMaxPiece);
     const int got = _read(descriptor_, bytes + done, static_cast<unsigned>(piece));
     if (got < 0) {
       return -1;
@@ -154,7 +164,7 @@ int64_t File::Write(const void* buffer, size_t count) {
   const char* const bytes = static_cast<const char*>(buffer);
   size_t done = 0;
   while (done < count) {
-    const size_t piece = std::min(count - done, kMostAtOnce);
+    const size_t piece = std::min(count - done, kMaxPiece);
     const int written = _write(descriptor_, bytes + done, static_cast<unsigned>(piece));
     if (written < 0) {
       return -1;
@@ -179,12 +189,44 @@ bool File::Truncate() {
   return _lseeki64(descriptor_, 0, SEEK_SET) == 0;
 }
 
+std::FILE* OpenFile(const char* path, const char* mode) {
+  std::FILE* const file = _wfopen(ToWide(path).c_str(), ToWide(mode).c_str());
+  if (file) {
+    const intptr_t handle = _get_osfhandle(_fileno(file));
+    SetHandleInformation(reinterpret_cast<HANDLE>(handle), HANDLE_FLAG_INHERIT, 0);
+  }
+  return file;
+}
+
 bool RemoveFile(const char* path) {
   return _wremove(ToWide(path).c_str()) == 0;
 }
 
 bool FileExists(const char* path) {
   return _waccess(ToWide(path).c_str(), 0) == 0;
+}
+
+// Not the C run-time's stat: it reads the directory entry, which is not updated while a file is
+// open.
+bool QueryFileStatus(const char* path, FileStatus& status) {
+  WIN32_FILE_ATTRIBUTE_DATA found;
+  if (!GetFileAttributesExW(ToWide(path).c_str(), GetFileExInfoStandard, &found)) {
+    const DWORD reason = GetLastError();
+    errno = reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND ? ENOENT : EACCES;
+    return false;
+  }
+  status.size = static_cast<int64_t>(Join(found.nFileSizeHigh, found.nFileSizeLow));
+  status.modifiedAt = ToUnixSeconds(found.ftLastWriteTime);
+  return true;
+}
+
+bool DirectoryExists(const std::string& path) {
+  const DWORD attributes = GetFileAttributesW(ToWide(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool MakeDirectory(const std::string& path) {
+  return _wmkdir(ToWide(path).c_str()) == 0;
 }
 
 bool ListFiles(const char* directory, std::vector<std::string>& names) {
@@ -199,46 +241,6 @@ bool ListFiles(const char* directory, std::vector<std::string>& names) {
     }
   } while (search.Next());
   return true;
-}
-
-// The C run-time's stat reads the directory's entry, which is behind while a file is open.
-bool QueryFileStatus(const char* path, FileStatus& status) {
-  WIN32_FILE_ATTRIBUTE_DATA found;
-  if (!GetFileAttributesExW(ToWide(path).c_str(), GetFileExInfoStandard, &found)) {
-    const DWORD reason = GetLastError();
-    errno = reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND ? ENOENT : EACCES;
-    return false;
-  }
-  const FILETIME& written = found.ftLastWriteTime;
-  status.size = static_cast<int64_t>(Join(found.nFileSizeHigh, found.nFileSizeLow));
-  status.modifiedAt =
-      static_cast<int64_t>(Join(written.dwHighDateTime, written.dwLowDateTime) / kUnitsPerSecond) -
-      kSecondsFrom1601To1970;
-  return true;
-}
-
-const char kPathSeparator = '\\';
-
-bool DirectoryExists(const std::string& path) {
-  const DWORD attributes = GetFileAttributesW(ToWide(path).c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-bool MakeDirectory(const std::string& path) {
-  return _wmkdir(ToWide(path).c_str()) == 0;
-}
-
-std::string PathToUtf8(std::string_view path) {
-  return ToUtf8(ToWide(path));
-}
-
-std::FILE* OpenFile(const char* utf8Path, const char* mode) {
-  std::FILE* const file = _wfopen(ToWide(utf8Path).c_str(), ToWide(mode).c_str());
-  if (file) {
-    const intptr_t handle = _get_osfhandle(_fileno(file));
-    SetHandleInformation(reinterpret_cast<HANDLE>(handle), HANDLE_FLAG_INHERIT, 0);
-  }
-  return file;
 }
 
 }  // namespace Tav::Platform

@@ -1,7 +1,7 @@
 #include "platform/identifiers.h"
 
 #include <windows.h>
-// After windows.h, which defines what these two build on.
+// These need windows.h.
 #include <bcrypt.h>
 #include <rpc.h>
 
@@ -13,7 +13,7 @@ namespace Tav::Platform {
 
 namespace {
 
-// Closes its handle; both kinds are null when there is none.
+// Owns a handle, or null.
 class Provider {
  public:
   ~Provider() {
@@ -48,7 +48,7 @@ NTSTATUS GetSize(BCRYPT_HANDLE object, const wchar_t* property, DWORD* size) {
                            0);
 }
 
-// A random UUID of version 4 from the system's random numbers.
+// Version 4, from the system's random numbers.
 Uuid RandomUuid() {
   Uuid uuid{};
   BCryptGenRandom(nullptr, reinterpret_cast<PUCHAR>(&uuid), sizeof uuid,
@@ -63,7 +63,7 @@ Uuid RandomUuid() {
 Uuid NewUuid() {
   UUID system;
   const RPC_STATUS status = UuidCreate(&system);
-  // Unique on this machine only is random enough: nothing here is derived from the machine.
+  // RPC_S_UUID_LOCAL_ONLY warns of UUIDs made without a network address; these are random.
   if (status != RPC_S_OK && status != RPC_S_UUID_LOCAL_ONLY) {
     return RandomUuid();
   }
@@ -90,7 +90,7 @@ HashResult Hash(HashAlgorithm algorithm,
   if (Failed(status)) {
     return Failure(HashStep::ObjectLength, status);
   }
-  // Outlives the hash that works in it.
+  // Must outlive the hash, which uses it as its memory.
   const std::unique_ptr<UCHAR[]> object(new (std::nothrow) UCHAR[objectSize]);
   if (!object) {
     return Failure(HashStep::AllocateObject);
@@ -100,7 +100,7 @@ HashResult Hash(HashAlgorithm algorithm,
   if (Failed(status)) {
     return Failure(HashStep::CreateHash, status);
   }
-  // The declaration lacks a const; the data is only read.
+  // The data is only read; the declaration lacks a const.
   status = BCryptHashData(hash.handle, static_cast<PUCHAR>(const_cast<void*>(data)),
                           static_cast<ULONG>(size), 0);
   if (Failed(status)) {

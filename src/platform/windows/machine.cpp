@@ -1,10 +1,10 @@
 #include "platform/machine.h"
 
-// Included first: without it windows.h brings declarations that exclude those of iphlpapi.h.
+// Before windows.h, which otherwise declares what conflicts with iphlpapi.h.
 #include <winsock2.h>
 
 #include <windows.h>
-// After windows.h, which defines what these build on.
+// These need windows.h.
 #include <iphlpapi.h>
 #include <lmcons.h>
 
@@ -28,7 +28,7 @@ std::optional<std::string> UserLocale(LCTYPE type) {
   return text;
 }
 
-constexpr int kAttempts = 3;
+constexpr int kMaxAdapterAttempts = 3;
 
 AdapterList Failure(AdapterStep step, ULONG status) {
   return {{}, step, static_cast<uint32_t>(status)};
@@ -54,11 +54,9 @@ AdapterList ToList(const IP_ADAPTER_ADDRESSES* first) {
   return list;
 }
 
-constexpr wchar_t kLibrary[] = L"user32.dll";
-
 BOOL CALLBACK AddMonitor(HMONITOR, HDC, RECT* area, LPARAM argument) {
   auto& sizes = *reinterpret_cast<std::vector<MonitorSize>*>(argument);
-  // Nothing may be thrown through the system's frames: room for all was made before.
+  // Must not throw through the system's frames: the caller has reserved the memory.
   if (sizes.size() == sizes.capacity()) {
     return FALSE;
   }
@@ -68,7 +66,7 @@ BOOL CALLBACK AddMonitor(HMONITOR, HDC, RECT* area, LPARAM argument) {
 
 }  // namespace
 
-// GetVersionEx shows an older version to programs whose manifest does not name the newest.
+// GetVersionEx reports an older version to programs whose manifest does not name the newest.
 std::optional<OsVersion> QueryOsVersion() {
   const HMODULE system = GetModuleHandleW(L"ntdll.dll");
   const auto getVersion =
@@ -87,7 +85,7 @@ std::optional<OsVersion> QueryShownOsVersion() {
   OSVERSIONINFOA version{};
   version.dwOSVersionInfoSize = sizeof version;
 #if defined(_MSC_VER)
-#pragma warning(suppress : 4996)  // declared deprecated, but all there is without RtlGetVersion
+#pragma warning(suppress : 4996)  // deprecated, and the only choice without RtlGetVersion
 #endif
   if (!GetVersionExA(&version)) {
     return std::nullopt;
@@ -103,14 +101,25 @@ std::optional<std::string> UserCountry() {
   return UserLocale(LOCALE_SISO3166CTRYNAME);
 }
 
+std::string UserName() {
+  decltype(GetUserNameA)* getUserName = nullptr;
+  char name[UNLEN + 1];
+  DWORD size = sizeof name;
+  if (!FindSystemFunction(L"advapi32.dll", "GetUserNameA", getUserName) ||
+      !getUserName(name, &size)) {
+    return {};
+  }
+  return name;
+}
+
 AdapterList QueryAdapters() {
   decltype(GetAdaptersAddresses)* getAddresses = nullptr;
   if (!FindSystemFunction(L"iphlpapi.dll", "GetAdaptersAddresses", getAddresses)) {
     return Failure(AdapterStep::Size, GetLastError());
   }
-  // An adapter that comes between the two calls makes the room too small.
+  // An adapter added between the two calls makes the buffer too small.
   ULONG result = ERROR_BUFFER_OVERFLOW;
-  for (int i = 0; i < kAttempts && result == ERROR_BUFFER_OVERFLOW; ++i) {
+  for (int i = 0; i < kMaxAdapterAttempts && result == ERROR_BUFFER_OVERFLOW; ++i) {
     ULONG size = 0;
     result = getAddresses(AF_UNSPEC, 0, nullptr, nullptr, &size);
     if (result != ERROR_BUFFER_OVERFLOW) {
@@ -125,26 +134,16 @@ AdapterList QueryAdapters() {
   return Failure(AdapterStep::List, result);
 }
 
-std::string UserName() {
-  decltype(GetUserNameA)* getUserName = nullptr;
-  char name[UNLEN + 1];
-  DWORD size = sizeof name;
-  if (!FindSystemFunction(L"advapi32.dll", "GetUserNameA", getUserName) ||
-      !getUserName(name, &size)) {
-    return {};
-  }
-  return name;
-}
-
 std::optional<Monitors> QueryMonitors() {
+  constexpr wchar_t kLibrary[] = L"user32.dll";
+  // For monitors added before the enumeration.
+  constexpr size_t kSpare = 16;
   decltype(GetSystemMetrics)* getMetrics = nullptr;
   decltype(EnumDisplayMonitors)* enumerate = nullptr;
   if (!FindSystemFunction(kLibrary, "GetSystemMetrics", getMetrics) ||
       !FindSystemFunction(kLibrary, "EnumDisplayMonitors", enumerate)) {
     return std::nullopt;
   }
-  // One that is plugged in meanwhile finds room, too.
-  constexpr size_t kSpare = 16;
   Monitors monitors;
   monitors.primaryWidth = getMetrics(SM_CXSCREEN);
   monitors.primaryHeight = getMetrics(SM_CYSCREEN);

@@ -24,7 +24,7 @@ std::optional<std::string> Environment(const char* name) {
   const std::wstring wideName = ToWide(name);
   std::wstring value(128, L'\0');
   for (;;) {
-    // The answer 0 means an empty value as well as a failure; only the last error tells them apart.
+    // The result 0 means an empty value or a failure; the last error tells which.
     ::SetLastError(ERROR_SUCCESS);
     const DWORD length = GetEnvironmentVariableW(wideName.c_str(), value.data(),
                                                  static_cast<DWORD>(value.size() + 1));

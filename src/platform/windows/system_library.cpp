@@ -11,7 +11,7 @@ namespace {
 constexpr UINT kPathCapacity = MAX_PATH;
 constexpr size_t kNameCapacity = 32;
 
-// By its full path: a bare name would be looked for beside the host's program first.
+// By its full path: a bare name is searched for in the program's folder first.
 HMODULE LoadSystemLibrary(const wchar_t* name) {
   wchar_t path[kPathCapacity + kNameCapacity];
   const UINT length = GetSystemDirectoryW(path, kPathCapacity);

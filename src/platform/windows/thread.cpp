@@ -11,23 +11,32 @@ namespace Tav::Platform {
 
 namespace {
 
-// The heap's own locks spin this often: long enough for a section of a few hundred instructions,
-// short enough for a holder that lost its processor.
+// The heap's locks spin as often: enough for a section of a few hundred instructions, little enough
+// if the holder has lost its processor.
 constexpr DWORD kSpinCount = 4000;
 
 CRITICAL_SECTION* Section(unsigned char* storage) {
   return std::launder(reinterpret_cast<CRITICAL_SECTION*>(storage));
 }
 
-DWORD Limit(int milliseconds) {
-  return milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds);
+// SRWLOCK_INIT is all zero bits.
+SRWLOCK* SlimLock(unsigned char* storage) {
+  return std::launder(reinterpret_cast<SRWLOCK*>(storage));
 }
 
-static_assert(sizeof(SRWLOCK) <= 40);
+WaitResult WaitForHandle(HANDLE handle, int milliseconds) {
+  if (!handle) {
+    return WaitResult::Failed;
+  }
+  const DWORD limit = milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds);
+  return static_cast<WaitResult>(WaitForSingleObject(handle, limit));
+}
 
-// An SRWLOCK's initial state is all zero bits.
-SRWLOCK* Native(unsigned char* storage) {
-  return std::launder(reinterpret_cast<SRWLOCK*>(storage));
+void CloseKeepingErrors(HANDLE handle) {
+  if (handle) {
+    const ErrorKeeper keeper;
+    CloseHandle(handle);
+  }
 }
 
 struct StartBlock {
@@ -36,7 +45,7 @@ struct StartBlock {
   HMODULE module;
 };
 
-// A reference to the module that holds this code, the library or a program it is linked into.
+// Takes a reference to the module that contains this code: the library or a test program.
 HMODULE ReferenceOwnModule() {
   HMODULE module = nullptr;
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
@@ -44,8 +53,8 @@ HMODULE ReferenceOwnModule() {
   return module;
 }
 
-// The thread gives its reference to the module back with its last step: after that no instruction
-// of this module may run on it, not even a return.
+// Releasing the module is the thread's last step: no instruction of the module may run after it,
+// not even a return.
 DWORD WINAPI RunThread(void* parameter) {
   const StartBlock start = *static_cast<StartBlock*>(parameter);
   delete static_cast<StartBlock*>(parameter);
@@ -89,13 +98,19 @@ void Lock::unlock() {
   LeaveCriticalSection(Section(storage_));
 }
 
+void StaticLock::lock() {
+  static_assert(sizeof(SRWLOCK) <= sizeof storage_);
+  AcquireSRWLockExclusive(SlimLock(storage_));
+}
+
+void StaticLock::unlock() {
+  ReleaseSRWLockExclusive(SlimLock(storage_));
+}
+
 AutoResetEvent::AutoResetEvent() : impl_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
 
 AutoResetEvent::~AutoResetEvent() {
-  if (impl_) {
-    const ErrorKeeper keeper;
-    CloseHandle(impl_);
-  }
+  CloseKeepingErrors(impl_);
 }
 
 bool AutoResetEvent::Set() {
@@ -103,29 +118,11 @@ bool AutoResetEvent::Set() {
 }
 
 WaitResult AutoResetEvent::Wait(int milliseconds) {
-  if (!impl_) {
-    return WaitResult::Failed;
-  }
-  return static_cast<WaitResult>(WaitForSingleObject(impl_, Limit(milliseconds)));
-}
-
-void SleepMilliseconds(int milliseconds) {
-  Sleep(milliseconds > 0 ? static_cast<DWORD>(milliseconds) : 0);
-}
-
-void StaticLock::lock() {
-  AcquireSRWLockExclusive(Native(storage_));
-}
-
-void StaticLock::unlock() {
-  ReleaseSRWLockExclusive(Native(storage_));
+  return WaitForHandle(impl_, milliseconds);
 }
 
 NativeThread::~NativeThread() {
-  if (impl_) {
-    const ErrorKeeper keeper;
-    CloseHandle(impl_);
-  }
+  CloseKeepingErrors(impl_);
 }
 
 bool NativeThread::Start(Entry entry, void* argument) {
@@ -139,8 +136,8 @@ bool NativeThread::Start(Entry entry, void* argument) {
     return false;
   }
   start->module = ReferenceOwnModule();
-  // Not the C run-time's _beginthreadex: some of its versions count a module reference of their own
-  // that only their own way out of the thread gives back.
+  // Not the C run-time's _beginthreadex: some versions take a module reference of their own, which
+  // only their own thread exit releases.
   impl_ = start->module ? CreateThread(nullptr, 0, RunThread, start, 0, nullptr) : nullptr;
   if (!impl_) {
     const DWORD reason = ::GetLastError();
@@ -156,11 +153,11 @@ bool NativeThread::Start(Entry entry, void* argument) {
 }
 
 WaitResult NativeThread::Join(int milliseconds) {
-  if (!impl_) {
-    return WaitResult::Failed;
-  }
-  const DWORD limit = milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds);
-  return static_cast<WaitResult>(WaitForSingleObject(impl_, limit));
+  return WaitForHandle(impl_, milliseconds);
+}
+
+void SleepMilliseconds(int milliseconds) {
+  Sleep(milliseconds > 0 ? static_cast<DWORD>(milliseconds) : 0);
 }
 
 bool TlsSlot::Acquire() {
@@ -180,7 +177,7 @@ void* TlsSlot::Get() const {
   if (!valid_) {
     return nullptr;
   }
-  // TlsGetValue clears the last error to tell a null value from a failure.
+  // TlsGetValue clears the last error, so that a null value differs from a failure.
   const DWORD lastError = ::GetLastError();
   void* const value = TlsGetValue(index_);
   ::SetLastError(lastError);

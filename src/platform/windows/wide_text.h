@@ -1,4 +1,4 @@
-// Between the library's UTF-8 and the system's UTF-16.
+// Conversion between the library's UTF-8 and the system's UTF-16.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace Tav::Platform {
 
-// Text that is no valid UTF-8 is taken in the ANSI code page.
+// Decodes text that is not valid UTF-8 in the ANSI code page.
 std::wstring ToWide(std::string_view text);
 
 // Unpaired surrogates become U+FFFD.

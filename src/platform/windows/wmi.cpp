@@ -1,7 +1,7 @@
 #include "platform/wmi.h"
 
 #include <windows.h>
-// After windows.h, which defines what these build on.
+// These need windows.h.
 #include <oleauto.h>
 #include <wbemcli.h>
 
@@ -23,9 +23,8 @@ constexpr IID kLocatorInterface = {0xDC12A687,
                                    0x737F,
                                    0x11CF,
                                    {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
-constexpr size_t kLongestText = 1023;
 
-// The functions of COM that are used here.
+// The COM functions that are used here.
 struct ComLibrary {
   bool Load() {
     constexpr wchar_t kCom[] = L"ole32.dll";
@@ -63,7 +62,7 @@ class ComPtr {
       pointer_ = nullptr;
     }
   }
-  // Where a call puts a new reference.
+  // The target for a call that returns a reference.
   Interface** Receive() {
     Reset();
     return &pointer_;
@@ -88,7 +87,7 @@ class ComText {
 
  private:
   const ComLibrary& com_;
-  wchar_t* const text_;  // null when memory ran out, which the calls report
+  wchar_t* const text_;  // null if memory ran out; COM's functions report it
 };
 
 class ComVariant {
@@ -108,19 +107,6 @@ std::string RealText(double number) {
   char text[40];
   std::snprintf(text, sizeof text, "%g", number);
   return text;
-}
-
-// Cut between two characters.
-std::string ShortText(const wchar_t* text) {
-  std::string narrow = ToUtf8(text ? text : L"");
-  if (narrow.size() > kLongestText) {
-    size_t length = kLongestText;
-    while (length > 0 && (static_cast<unsigned char>(narrow[length]) & 0xC0) == 0x80) {
-      --length;
-    }
-    narrow.resize(length);
-  }
-  return narrow;
 }
 
 WmiValue ToValue(const VARIANT& variant) {
@@ -158,7 +144,7 @@ WmiValue ToValue(const VARIANT& variant) {
       value.text = RealText(variant.dblVal);
       break;
     case VT_BSTR:
-      value.text = ShortText(variant.bstrVal);
+      value.text = ToUtf8(variant.bstrVal ? variant.bstrVal : L"");
       break;
     default:
       value.supported = false;
@@ -207,8 +193,7 @@ WmiOpenResult ComWmiSource::Open() {
   if (FAILED(status)) {
     return {WmiStep::CreateLocator, status};
   }
-  // Without the flag a service that does not answer is waited for without limit; with it, for two
-  // minutes.
+  // The flag limits the wait for a service that does not respond to two minutes.
   const ComText name(com_, "ROOT\\CIMV2");
   status =
       locator_->ConnectServer(name.Get(), nullptr, nullptr, nullptr, WBEM_FLAG_CONNECT_USE_MAX_WAIT,

@@ -13,8 +13,8 @@ int64_t Minutes(const SYSTEMTIME& time) {
                               600000000);
 }
 
-// Whatever zone the machine is in, daylight saving or not.
-TEST(ClockOnWindows, BiasLeadsFromUtcToTheSystemsLocalTime) {
+// In any zone, with or without daylight saving.
+TEST(Clock, BiasLeadsFromUtcToTheSystemsLocalTime) {
   SYSTEMTIME utc;
   SYSTEMTIME local;
   SYSTEMTIME utcAgain;

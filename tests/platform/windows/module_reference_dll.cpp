@@ -1,4 +1,4 @@
-// A library with a thread of its own, for the test of what happens when it is unloaded too early.
+// A library with a thread of its own, for the test that unloads it while the thread runs.
 #include "platform/thread.h"
 
 namespace {

@@ -1,37 +1,37 @@
+#include "platform/http.h"
+
 #include <gtest/gtest.h>
 
 #include "platform/error.h"
-#include "platform/http.h"
 
 namespace Tav::Platform {
 namespace {
 
-TEST(HttpSeam, CracksUrls) {
-  struct Case {
+TEST(HttpCrackUrl, SplitsAUrl) {
+  const struct {
     const char* url;
     HttpUrl parts;
+  } cases[] = {
+      {"http://host/", {HttpScheme::Http, 80, "host", "/", ""}},
+      {"HTTPS://Host.name/a/b/", {HttpScheme::Https, 443, "Host.name", "/a/b/", ""}},
+      {"https://host:8443/a?b=c/d#e", {HttpScheme::Https, 8443, "host", "/a", "?b=c/d#e"}},
+      {"http://10.0.0.1:1", {HttpScheme::Http, 1, "10.0.0.1", "", ""}},
   };
-  const Case cases[] = {
-      {"http://host/", {1, 80, "host", "/", ""}},
-      {"HTTPS://Host.name/a/b/", {2, 443, "Host.name", "/a/b/", ""}},
-      {"https://host:8443/a?b=c/d#e", {2, 8443, "host", "/a", "?b=c/d#e"}},
-      {"http://10.0.0.1:1", {1, 1, "10.0.0.1", "", ""}},
-  };
-  for (const Case& expected : cases) {
+  for (const auto& [url, expected] : cases) {
     HttpUrl parts;
-    EXPECT_TRUE(HttpCrackUrl(expected.url, &parts)) << expected.url;
-    EXPECT_EQ(parts.scheme, expected.parts.scheme) << expected.url;
-    EXPECT_EQ(parts.port, expected.parts.port) << expected.url;
-    EXPECT_EQ(parts.host, expected.parts.host) << expected.url;
-    EXPECT_EQ(parts.path, expected.parts.path) << expected.url;
-    EXPECT_EQ(parts.extra, expected.parts.extra) << expected.url;
+    EXPECT_TRUE(HttpCrackUrl(url, &parts)) << url;
+    EXPECT_EQ(parts.scheme, expected.scheme) << url;
+    EXPECT_EQ(parts.port, expected.port) << url;
+    EXPECT_EQ(parts.host, expected.host) << url;
+    EXPECT_EQ(parts.path, expected.path) << url;
+    EXPECT_EQ(parts.extra, expected.extra) << url;
   }
   HttpUrl parts;
   EXPECT_FALSE(HttpCrackUrl("ftp://host/", &parts));
   EXPECT_EQ(LastError(), 12006u);
 }
 
-TEST(HttpSeam, StepsOnEmptyHandlesFailWithTheReason) {
+TEST(HttpHandle, StepOnAnEmptyHandleFailsWithTheReason) {
   SetLastError(0);
   EXPECT_FALSE(HttpSession().Connect("127.0.0.1", 80));
   EXPECT_EQ(LastError(), 6u);
@@ -43,7 +43,7 @@ TEST(HttpSeam, StepsOnEmptyHandlesFailWithTheReason) {
   EXPECT_EQ(LastError(), 6u);
 }
 
-TEST(HttpSeam, ClosingKeepsTheLastError) {
+TEST(HttpHandle, ClosingKeepsTheLastError) {
   HttpSession session = HttpSession::Open("Test/1");
   HttpConnection connection = session.Connect("127.0.0.1", 80);
   HttpRequest request = connection.OpenRequest("GET", "", "text/*", false);

@@ -3,10 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
 #include <string>
 
-#include "platform/process.h"
+#include "support/temp_folder.h"
 
 namespace Tav::Platform {
 namespace {
@@ -18,26 +17,22 @@ void Append(const std::string& path, const char* text) {
   std::fclose(file);
 }
 
-TEST(CFile, OpensPathsBeyondTheAnsiCodePage) {
-  std::filesystem::path path = std::filesystem::temp_directory_path();
-  path /= u8"tav c_file \u00e9\u20ac\u65e5 ";
-  path += std::to_string(ProcessId());
-  std::filesystem::remove(path);
-  const std::u8string utf8 = path.u8string();
-  const std::string name(utf8.begin(), utf8.end());
-  Append(name, "one ");
-  Append(name, "two");
-  ASSERT_TRUE(std::filesystem::exists(path)) << "written under another name";
-  std::FILE* const file = OpenFile(name.c_str(), "r");
+TEST(OpenFile, OpensPathsBeyondTheAnsiCodePage) {
+  const Testing::TempFolder folder;
+  const std::string path = Testing::Utf8(folder.Root() / u8"\u00e9\u20ac\u65e5");
+  Append(path, "one ");
+  Append(path, "two");
+  ASSERT_TRUE(std::filesystem::exists(folder.Root() / u8"\u00e9\u20ac\u65e5"))
+      << "written under another name";
+  std::FILE* const file = OpenFile(path.c_str(), "r");
   ASSERT_NE(file, nullptr);
   char text[20] = "";
   EXPECT_NE(std::fgets(text, sizeof text, file), nullptr);
   EXPECT_STREQ(text, "one two");
   std::fclose(file);
-  std::filesystem::remove(path);
 }
 
-TEST(CFile, SaysWhyItDidNotOpen) {
+TEST(OpenFile, SetsErrnoOnFailure) {
   errno = 0;
   EXPECT_EQ(OpenFile("no such folder/file.txt", "a"), nullptr);
   EXPECT_EQ(errno, ENOENT);

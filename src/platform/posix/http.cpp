@@ -1,5 +1,5 @@
-// Plain HTTP/1.1 over sockets: enough to run the senders natively against a server on loopback.
-// Failures carry the numbers that WinHTTP gives for them.
+// Plain HTTP/1.1 over sockets, enough to run the senders natively against a server on loopback.
+// Failures set WinHTTP's error numbers.
 #include "platform/http.h"
 
 #include <strings.h>
@@ -17,17 +17,18 @@ namespace Tav::Platform {
 
 namespace {
 
-constexpr size_t kUrlLimit = 128;
-constexpr HttpTimeouts kSystemTimeouts{60000, 60000, 30000, 30000, 90000};
+constexpr size_t kMaxUrl = 127;
+constexpr HttpTimeouts kDefaultTimeouts{60000, 60000, 30000, 30000, 90000};
 
+// What a handle points to.
 struct Node {
   virtual ~Node() = default;
 };
 
-// Keeps one connection that is not in use for the next request to the same server.
+// Keeps one idle connection for the next request to the same server.
 struct SessionNode : Node {
   std::string userAgent;
-  HttpTimeouts timeouts = kSystemTimeouts;
+  HttpTimeouts timeouts = kDefaultTimeouts;
   Socket idle;
   std::string idleServer;
 };
@@ -66,13 +67,13 @@ void* HandleOf(std::unique_ptr<Node> node) {
 Socket TakeConnection(const RequestNode& request) {
   const ConnectionNode& connection = *request.connection;
   Socket idle = std::move(connection.session->idle);
-  if (idle && connection.session->idleServer == connection.Server() && idle.Quiet()) {
+  if (idle && connection.session->idleServer == connection.Server() && idle.Idle()) {
     return idle;
   }
   return Socket::Connect(connection.host, connection.port, request.timeouts.connect);
 }
 
-// Headers in WinHTTP's order: its own first.
+// Adds the headers that WinHTTP adds, in its order.
 std::string RequestHead(const RequestNode& request, const std::string& headers, size_t length) {
   const ConnectionNode& connection = *request.connection;
   const bool absolute = request.objectPath.starts_with('/');
@@ -89,7 +90,7 @@ std::string RequestHead(const RequestNode& request, const std::string& headers, 
   return head + headers + "\r\n\r\n";
 }
 
-// Moves a port that stands behind the host into `port`.
+// Moves a port from the end of `host` into `port`.
 bool SplitPort(HttpUrl* parts) {
   const size_t colon = parts->host.rfind(':');
   if (colon != std::string::npos) {
@@ -105,10 +106,10 @@ bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
   HttpUrl result;
   const size_t mark = std::min(url.find("://"), url.size());
   if (mark == 4 && strncasecmp(url.c_str(), "http", 4) == 0) {
-    result.scheme = kHttpScheme;
+    result.scheme = HttpScheme::Http;
     result.port = 80;
   } else if (mark == 5 && strncasecmp(url.c_str(), "https", 5) == 0) {
-    result.scheme = kHttpsScheme;
+    result.scheme = HttpScheme::Https;
     result.port = 443;
   } else {
     return FailWith(HttpError::kUnrecognizedScheme);
@@ -119,19 +120,11 @@ bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
   result.host = url.substr(host, path - host);
   result.path = url.substr(path, extra - path);
   result.extra = url.substr(extra);
-  if (url.size() >= kUrlLimit || !SplitPort(&result)) {
+  if (url.size() > kMaxUrl || !SplitPort(&result)) {
     return FailWith(HttpError::kInvalidUrl);
   }
   *parts = std::move(result);
   return true;
-}
-
-HttpHandle& HttpHandle::operator=(HttpHandle&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = std::exchange(other.handle_, nullptr);
-  }
-  return *this;
 }
 
 void HttpHandle::Close() {

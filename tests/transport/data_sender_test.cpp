@@ -1,23 +1,21 @@
+#include "transport/data_sender.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
-#include "platform/process.h"
 #include "streams/gzip_stream.h"
 #include "streams/memory_stream.h"
 #include "support/captured_log.h"
-#include "transport/data_sender.h"
+#include "support/temp_folder.h"
 #include "transport/http_data_sender.h"
-#include "transport/test_data_sender.h"
 
 namespace Tav {
 namespace {
 
 using Testing::CapturedLog;
-namespace fs = std::filesystem;
 
 std::vector<uint8_t> Gzip(const std::string& text) {
   MemoryOutputStream compressed;
@@ -34,34 +32,21 @@ int32_t SendText(DataSender* sender, const std::string& text) {
 
 class FileDataSenderTest : public testing::Test {
  protected:
-  FileDataSenderTest() {
-    folder = fs::temp_directory_path() / fs::path(u8"tav-sender-\u00E4\u03A9-");
-    // Several of these tests may run at once, each in a process of its own.
-    folder += std::to_string(Platform::ProcessId());
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-  }
-  ~FileDataSenderTest() override { fs::remove_all(folder); }
+  std::string Url(const char* name) const { return "file://" + folder.Path(name); }
 
-  std::string Url(const std::string& name) const {
-    const std::u8string path = (folder / name).u8string();
-    return "file://" + std::string(path.begin(), path.end());
+  // Read in text mode, as it was written.
+  std::string Text(const char* name) const {
+    std::ifstream file(folder.Root() / name);
+    return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
-  std::string Text(const std::string& name) const {
-    std::ifstream stream(folder / name);
-    std::stringstream text;
-    text << stream.rdbuf();
-    return text.str();
-  }
-
-  fs::path folder;
+  const Testing::TempFolder folder;
   CapturedLog log;
 };
 
 TEST_F(FileDataSenderTest, WritesOneExpandedBodyALine) {
-  std::ofstream(folder / "out.json") << "left over";
-  // Opening the sender and sending nothing leaves the file alone.
+  folder.Put("out.json", "left over");
+  // Open and an empty body do not touch the file.
   const auto sender = CreateDataSender("FILE://" + Url("out.json?x=1").substr(7));
   EXPECT_EQ(sender->Open(), 0);
   EXPECT_EQ(sender->Send("", 0, false), 0);
@@ -80,22 +65,22 @@ TEST_F(FileDataSenderTest, WritesOneExpandedBodyALine) {
 TEST_F(FileDataSenderTest, UnwritableFileIsTriedOnceAndNeverFails) {
   const auto sender = CreateDataSender(Url("missing/out.json"));
   EXPECT_EQ(SendText(sender.get(), "1"), 0);
-  fs::create_directories(folder / "missing");
+  std::filesystem::create_directories(folder.Root() / "missing");
   EXPECT_EQ(SendText(sender.get(), "2"), 0);
   EXPECT_EQ(log.Take(), std::vector<std::string>{"Could not create logger file"});
-  EXPECT_FALSE(fs::exists(folder / "missing/out.json"));
+  EXPECT_FALSE(std::filesystem::exists(folder.Root() / "missing/out.json"));
 }
 
 TEST_F(FileDataSenderTest, FetchesTheWholeFile) {
   const std::string text = std::string(5000, 's') + "\nend";
-  std::ofstream(folder / "settings.json") << text;
+  std::ofstream(folder.Root() / "settings.json") << text;
   EXPECT_EQ(CreateDataSender(Url("settings.json?N=a&V=1"))->Fetch(), text);
   EXPECT_EQ(log.Take(), std::vector<std::string>{});
   EXPECT_EQ(CreateDataSender(Url("none.json"))->Fetch(), "");
   EXPECT_EQ(log.Take(), std::vector<std::string>{"Could not open setting file"});
 }
 
-// What the hook was called with; a null pointer shows as "open".
+// The arguments of the hook's calls; "open" for a null pointer.
 std::vector<std::string> hookCalls;
 
 class TestDataSenderTest : public testing::Test {
@@ -112,7 +97,7 @@ class TestDataSenderTest : public testing::Test {
   CapturedLog log;
 };
 
-TEST_F(TestDataSenderTest, HandsExpandedBodiesToTheHook) {
+TEST_F(TestDataSenderTest, PassesExpandedBodiesToTheHook) {
   const auto sender = CreateDataSender("Test://anything");
   EXPECT_EQ(sender->Open(), 41);
   EXPECT_EQ(SendText(sender.get(), "{\"rt\":[]}"), 42);
@@ -128,7 +113,7 @@ TEST_F(TestDataSenderTest, HandsExpandedBodiesToTheHook) {
   EXPECT_EQ(hookCalls.size(), 3u);
 }
 
-TEST(CreateDataSender, TellsSchemesApart) {
+TEST(CreateDataSender, SelectsTheSenderByScheme) {
   const auto isHttp = [](const char* url) {
     return dynamic_cast<HttpDataSender*>(CreateDataSender(url).get()) != nullptr;
   };

@@ -4,6 +4,7 @@
 
 #include <winhttp.h>
 
+#include <string_view>
 #include <utility>
 
 #include "platform/error.h"
@@ -12,7 +13,7 @@ namespace Tav::Platform {
 
 namespace {
 
-// A part of a URL, terminator included: room for any part of a URL that is short enough to crack.
+// Units of one part of a URL, with the terminating zero. No URL that is cracked is longer.
 constexpr DWORD kPartCapacity = 128;
 
 std::wstring Widen(std::string_view bytes) {
@@ -24,7 +25,7 @@ std::wstring Widen(std::string_view bytes) {
   return wide;
 }
 
-// The inverse of Widen. A unit above 255 cannot come out of a URL that Widen made.
+// The inverse of Widen. A URL from Widen has no unit above 255.
 std::string Narrow(const wchar_t* units, DWORD length) {
   std::string bytes;
   bytes.reserve(length);
@@ -34,14 +35,14 @@ std::string Narrow(const wchar_t* units, DWORD length) {
   return bytes;
 }
 
-// WinHttpSetTimeouts' receive time-out leaves the wait for the answer's beginning alone, which has
-// an option of its own with a default of 90 seconds.
+// The receive time-out of WinHttpSetTimeouts does not limit the wait for the response's status and
+// headers. That wait has an option of its own, with a default of 90 seconds.
 bool ApplyTimeouts(HINTERNET handle, const HttpTimeouts& timeouts) {
   DWORD response = static_cast<DWORD>(timeouts.response);
-  bool four = WinHttpSetTimeouts(handle, timeouts.resolve, timeouts.connect, timeouts.send,
-                                 timeouts.receive) != FALSE;
-  bool fifth = WinHttpSetOption(handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response,
-                                sizeof response) != FALSE;
+  const bool four = WinHttpSetTimeouts(handle, timeouts.resolve, timeouts.connect, timeouts.send,
+                                       timeouts.receive) != FALSE;
+  const bool fifth = WinHttpSetOption(handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response,
+                                      sizeof response) != FALSE;
   return four && fifth;
 }
 
@@ -63,20 +64,12 @@ bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
   if (!WinHttpCrackUrl(wide.c_str(), static_cast<DWORD>(wide.size()), 0, &components)) {
     return false;
   }
-  parts->scheme = static_cast<int>(components.nScheme);
+  parts->scheme = static_cast<HttpScheme>(components.nScheme);
   parts->port = components.nPort;
   parts->host = Narrow(host, components.dwHostNameLength);
   parts->path = Narrow(path, components.dwUrlPathLength);
   parts->extra = Narrow(extra, components.dwExtraInfoLength);
   return true;
-}
-
-HttpHandle& HttpHandle::operator=(HttpHandle&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = std::exchange(other.handle_, nullptr);
-  }
-  return *this;
 }
 
 void HttpHandle::Close() {

@@ -1,0 +1,167 @@
+#include "platform/thread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/error.h"
+#include "platform/process.h"
+
+namespace Tav::Platform {
+namespace {
+
+constexpr int kLongEnough = 20000;
+// The monotonic clock advances in steps of up to 16 ms.
+constexpr int64_t kClockStep = 16;
+
+template <typename LockType>
+void IncrementOnFourThreads(LockType& lock) {
+  int count = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int turn = 0; turn < 20000; ++turn) {
+        const std::lock_guard guard(lock);
+        ++count;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(count, 80000);
+}
+
+TEST(Lock, AdmitsOneThreadAtATime) {
+  Lock lock;
+  IncrementOnFourThreads(lock);
+  static constinit StaticLock staticLock;
+  IncrementOnFourThreads(staticLock);
+}
+
+TEST(AutoResetEvent, KeepsOneSetUntilOneWaitTakesIt) {
+  AutoResetEvent event;
+  ASSERT_TRUE(event.Valid());
+  EXPECT_EQ(event.Wait(0), WaitResult::TimedOut);
+  EXPECT_TRUE(event.Set());
+  EXPECT_TRUE(event.Set());
+  EXPECT_EQ(event.Wait(0), WaitResult::Signalled);
+  const int64_t start = MonotonicMilliseconds();
+  EXPECT_EQ(event.Wait(60), WaitResult::TimedOut);
+  EXPECT_GE(MonotonicMilliseconds() - start, 60 - kClockStep);
+}
+
+TEST(AutoResetEvent, EachSetReleasesExactlyOneThread) {
+  AutoResetEvent requests;
+  AutoResetEvent answers;
+  constexpr int kTurns = 1000;
+  std::atomic<int> served{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 2; ++i) {
+    threads.emplace_back([&] {
+      while (requests.Wait(-1) == WaitResult::Signalled) {
+        if (served == kTurns) {
+          requests.Set();  // ends the other thread, too
+          return;
+        }
+        ++served;
+        answers.Set();
+      }
+    });
+  }
+  for (int turn = 1; turn <= kTurns; ++turn) {
+    requests.Set();
+    ASSERT_EQ(answers.Wait(kLongEnough), WaitResult::Signalled);
+    ASSERT_EQ(served, turn);
+  }
+  requests.Set();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+TEST(SleepMilliseconds, LastsAtLeastItsTime) {
+  const int64_t start = MonotonicMilliseconds();
+  SleepMilliseconds(40);
+  EXPECT_GE(MonotonicMilliseconds() - start, 40 - kClockStep);
+  SleepMilliseconds(0);
+  SleepMilliseconds(-1);
+}
+
+struct Held {
+  AutoResetEvent started;
+  AutoResetEvent release;
+  AutoResetEvent left;
+  long threadId = 0;
+};
+
+void StayUntilReleased(void* argument) {
+  auto* const held = static_cast<Held*>(argument);
+  held->threadId = CurrentThreadId();
+  held->started.Set();
+  held->release.Wait(-1);
+  held->left.Set();
+}
+
+TEST(NativeThread, RunsItsEntryOnceAndCanBeJoinedRepeatedly) {
+  Held held;
+  NativeThread thread;
+  EXPECT_FALSE(thread.Valid());
+  EXPECT_EQ(thread.Join(0), WaitResult::Failed);
+  ASSERT_TRUE(thread.Start(StayUntilReleased, &held));
+  EXPECT_TRUE(thread.Valid());
+  ASSERT_EQ(held.started.Wait(kLongEnough), WaitResult::Signalled);
+  EXPECT_NE(held.threadId, CurrentThreadId());
+  errno = 0;
+  EXPECT_FALSE(thread.Start(StayUntilReleased, &held));
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(thread.Join(0), WaitResult::TimedOut);
+  EXPECT_EQ(thread.Join(5), WaitResult::TimedOut);
+  held.release.Set();
+  EXPECT_EQ(thread.Join(-1), WaitResult::Signalled);
+  EXPECT_EQ(thread.Join(0), WaitResult::Signalled);
+}
+
+TEST(NativeThread, OutlivesItsObject) {
+  Held held;
+  {
+    NativeThread thread;
+    ASSERT_TRUE(thread.Start(StayUntilReleased, &held));
+    ASSERT_EQ(held.started.Wait(kLongEnough), WaitResult::Signalled);
+  }
+  held.release.Set();
+  EXPECT_EQ(held.left.Wait(kLongEnough), WaitResult::Signalled);
+}
+
+TEST(TlsSlot, HoldsAValueForEachThread) {
+  TlsSlot slot;
+  EXPECT_EQ(slot.Get(), nullptr);
+  ASSERT_TRUE(slot.Acquire());
+  int here = 0;
+  slot.Set(&here);
+  void* elsewhere = &here;
+  std::thread([&] {
+    elsewhere = slot.Get();
+    slot.Set(&elsewhere);
+  }).join();
+  EXPECT_EQ(elsewhere, nullptr);
+  SetLastError(5);
+  EXPECT_EQ(slot.Get(), &here);
+  EXPECT_EQ(LastError(), 5u);
+  slot.Release();
+  EXPECT_FALSE(slot.Valid());
+  EXPECT_EQ(slot.Get(), nullptr);
+
+  TlsSlot again;
+  ASSERT_TRUE(again.Acquire());
+  EXPECT_EQ(again.Get(), nullptr) << "the value of a released slot";
+  again.Release();
+}
+
+}  // namespace
+}  // namespace Tav::Platform
