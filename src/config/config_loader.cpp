@@ -5,8 +5,8 @@
 
 #include "config/server_urls.h"
 #include "transport/data_sender.h"
+#include "util/format.h"
 #include "util/logger.h"
-#include "util/text.h"
 
 namespace Tav {
 

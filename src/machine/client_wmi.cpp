@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "util/format.h"
 #include "util/logger.h"
 #include "util/text.h"
 

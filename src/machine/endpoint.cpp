@@ -5,9 +5,9 @@
 
 #include "platform/error.h"
 #include "storage/storage_views.h"
+#include "util/format.h"
 #include "util/hash.h"
 #include "util/logger.h"
-#include "util/text.h"
 
 namespace Tav {
 

@@ -1,7 +1,7 @@
 #include "util/hash.h"
 
+#include "util/format.h"
 #include "util/logger.h"
-#include "util/text.h"
 
 namespace Tav {
 

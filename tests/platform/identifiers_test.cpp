@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "util/text.h"
+#include "util/format.h"
 
 namespace Tav::Platform {
 namespace {

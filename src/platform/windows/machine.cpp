@@ -135,7 +135,7 @@ AdapterList QueryAdapters() {
 }
 
 std::optional<Monitors> QueryMonitors() {
-  constexpr wchar_t kLibrary[] = L"user32.dll";
+  static constexpr wchar_t kLibrary[] = L"user32.dll";
   // For monitors added before the enumeration.
   constexpr size_t kSpare = 16;
   decltype(GetSystemMetrics)* getMetrics = nullptr;

@@ -27,8 +27,8 @@ constexpr IID kLocatorInterface = {0xDC12A687,
 // The COM functions that are used here.
 struct ComLibrary {
   bool Load() {
-    constexpr wchar_t kCom[] = L"ole32.dll";
-    constexpr wchar_t kAutomation[] = L"oleaut32.dll";
+    static constexpr wchar_t kCom[] = L"ole32.dll";
+    static constexpr wchar_t kAutomation[] = L"oleaut32.dll";
     return FindSystemFunction(kCom, "CoInitializeEx", initialize) &&
            FindSystemFunction(kCom, "CoUninitialize", uninitialize) &&
            FindSystemFunction(kCom, "CoCreateInstance", createInstance) &&

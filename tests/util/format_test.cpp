@@ -1,0 +1,63 @@
+#include "util/format.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <string_view>
+
+namespace Tav {
+namespace {
+
+TEST(UrlEncode, EscapesAllButUnreservedCharacters) {
+  constexpr char kPlain[] = "AZaz09-._~";
+  EXPECT_EQ(UrlEncode(kPlain), kPlain);
+  EXPECT_EQ(UrlEncode("a b/c?d=e&f+g%"), "a%20b%2fc%3fd%3de%26f%2bg%25");
+  EXPECT_EQ(UrlEncode("\xC3\xA9"), "%c3%a9");
+  EXPECT_EQ(UrlEncode(std::string_view("\0", 1)), "%00");
+  EXPECT_EQ(UrlEncode(""), "");
+}
+
+TEST(FormatSize, ChoosesTheUnitAndRounds) {
+  EXPECT_EQ(FormatSize(0), "0 Bytes");
+  EXPECT_EQ(FormatSize(2047), "2047 Bytes");
+  EXPECT_EQ(FormatSize(2047.9), "2047 Bytes");
+  EXPECT_EQ(FormatSize(2048), "2 KB");
+  EXPECT_EQ(FormatSize(2559), "2 KB");
+  EXPECT_EQ(FormatSize(2560), "3 KB");
+  EXPECT_EQ(FormatSize(2097151), "2048 KB");
+  EXPECT_EQ(FormatSize(2097152), "2 MB");
+  EXPECT_EQ(FormatSize(2147483647), "2048 MB");
+  EXPECT_EQ(FormatSize(2147483648), "2 GB");
+  EXPECT_EQ(FormatSize(2199023255551), "2048 GB");
+  EXPECT_EQ(FormatSize(2199023255552), "2 TB");
+}
+
+TEST(HexText, WritesTwoDigitsAByte) {
+  constexpr uint8_t kBytes[] = {0x00, 0x9F, 0xA5};
+  EXPECT_EQ(HexText(kBytes, 3), "009fa5");
+  EXPECT_EQ(HexText(kBytes, 3, HexCase::Upper), "009FA5");
+  EXPECT_EQ(HexText(kBytes, 0), "");
+}
+
+TEST(NewUuidText, GroupsTheDigits) {
+  const UuidText uuid = NewUuidText();
+  const std::string text(uuid.View());
+  ASSERT_EQ(text.size(), 36u);
+  EXPECT_EQ(text, uuid.text);
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+    EXPECT_EQ(std::string_view("0123456789abcdef").find(text[i]) == std::string_view::npos, dash);
+    EXPECT_EQ(text[i] == '-', dash) << text;
+  }
+}
+
+TEST(FormatSize, SurvivesNumbersThatAreNotSizes) {
+  EXPECT_EQ(FormatSize(-5), "-5 Bytes");
+  EXPECT_EQ(FormatSize(std::numeric_limits<double>::infinity()), "2147483647 TB");
+  EXPECT_EQ(FormatSize(std::nan("")), "0 Bytes");
+}
+
+}  // namespace
+}  // namespace Tav
