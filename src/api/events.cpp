@@ -13,11 +13,11 @@
 #include "model/record_keys.h"
 #include "session/session_manager.h"
 #include "util/logger.h"
+#include "util/text.h"
 
 namespace Tav {
 
 namespace {
-
 
 constexpr std::string_view kCommandEvent = "std-Cmd";
 constexpr std::string_view kErrorEvent = "std-Error";

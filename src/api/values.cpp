@@ -29,8 +29,8 @@ TavValue_s* MakeSingleValue(std::string_view key, const EnvValue& value) {
   UseArenasForJson();
   auto handle = std::make_unique<TavValue_s>(HandleKind::Map);
   handle->name.Assign(key, nullptr);
-  handle->payload = value.type == EnvType::String ? MakeJsonString(value.text)
-                                                  : JsonPtr(json_real(value.number));
+  handle->payload =
+      value.type == EnvType::String ? MakeJsonString(value.text) : JsonPtr(json_real(value.number));
   if (!handle->payload) {
     LogWarning("No json object to add");
     return nullptr;

@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "platform/file.h"
+#include "streams/file_stream.h"
 #include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"
-#include "streams/file_stream.h"
 #include "util/logger.h"
 #include "util/tav_file.h"
 

@@ -7,9 +7,9 @@
 #include "cache/cache_file_name.h"
 #include "cache/cache_file_reader.h"
 #include "platform/file.h"
-#include "streams/filter_stream.h"
 #include "streams/chunk_stream.h"
 #include "streams/file_stream.h"
+#include "streams/filter_stream.h"
 #include "util/logger.h"
 
 namespace Tav {

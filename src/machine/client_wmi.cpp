@@ -7,7 +7,6 @@
 
 #include "util/format.h"
 #include "util/logger.h"
-#include "util/text.h"
 
 namespace Tav {
 

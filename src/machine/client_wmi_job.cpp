@@ -1,5 +1,6 @@
 #include "machine/client_wmi_job.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>

@@ -10,8 +10,8 @@
 #include <new>
 #include <string_view>
 
+#include "util/format.h"
 #include "util/json.h"
-#include "util/text.h"
 
 namespace Tav {
 

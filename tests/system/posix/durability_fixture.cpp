@@ -5,8 +5,8 @@
 #include <iterator>
 #include <vector>
 
-#include "platform/process.h"
 #include "cache/cache_file_reader.h"
+#include "platform/process.h"
 #include "support/records.h"
 
 namespace Tav::Testing {
