@@ -1,13 +1,13 @@
 // The typed value of the product environment, the session environment, a setting and a stored key.
 #pragma once
 
+#include <jansson.h>
+
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
 #include <utility>
-
-struct json_t;
 
 namespace Tav {
 

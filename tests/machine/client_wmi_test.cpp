@@ -6,7 +6,7 @@ namespace Tav {
 namespace {
 
 ClientEnv KeysOf(WmiCategory category, std::vector<WmiRow> rows) {
-  WmiQuery query = MakeWmiQuery(category).value();
+  WmiQuery query = MakeWmiQuery(category).value_or(WmiQuery{});
   query.rows = std::move(rows);
   ClientEnv env;
   AddWmiKeys(query, env);
@@ -21,8 +21,7 @@ TEST(ClientWmi, QueriesThePropertiesOfEachCategory) {
   EXPECT_EQ(order,
             (std::vector<WmiCategory>{WmiCategory::VideoCards, WmiCategory::DiskDrives,
                                       WmiCategory::Processors, WmiCategory::ComputerSystem}));
-  EXPECT_EQ(MakeWmiQuery(WmiCategory::DiskDrives)->text,
-            "SELECT Model,Size,MediaType FROM Win32_DiskDrive");
+  EXPECT_EQ(MakeWmiQueries()[1].text, "SELECT Model,Size,MediaType FROM Win32_DiskDrive");
   EXPECT_FALSE(MakeWmiQuery(WmiCategory{4}) || MakeWmiQuery(WmiCategory{-1}));
 }
 

@@ -58,7 +58,8 @@ class Arrivals {
 void ExpectNoBadRecords();
 
 // Expects that each of these events has arrived exactly once and no other event has, in good
-// records.
+// records. (Records without events may be equal: hosts that start in the same millisecond send the
+// same product values.)
 void ExpectArrived(const Lines& names);
 
 }  // namespace Tav::Testing

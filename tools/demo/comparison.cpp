@@ -210,7 +210,14 @@ Comparison Comparer::Finish() {
       AddFinding("lost", expected.name + ' ' + DumpJson(expected.properties.get()));
     }
   }
-  std::ranges::stable_sort(result_.sessions, {}, &SessionCounts::run);
+  std::multimap<int, SessionCounts> byRun;  // keeps the order of arrival within a run
+  for (SessionCounts& session : result_.sessions) {
+    byRun.emplace(session.run, std::move(session));
+  }
+  result_.sessions.clear();
+  for (auto& [run, session] : byRun) {
+    result_.sessions.push_back(std::move(session));
+  }
   return std::move(result_);
 }
 
