@@ -1,15 +1,14 @@
-// Small stand-ins for two pieces of GCC's C++ run-time, for the DLL built with MinGW alone. The
-// linker takes them in place of the archive members of libstdc++ that define the same functions,
-// and with those it leaves out what nothing else needs: the symbol demangler (47 KB), and the
-// exception classes with their reference-counted strings (56 KB). Should anything else pull those
-// members in, the link fails with duplicate symbols.
+// Replacements for two parts of GCC's C++ run-time, for the MinGW build of the DLL only. They keep
+// the linker from using the archive members of libstdc++ with the same functions, and so leave out
+// the symbol demangler (47 KB) and the exception classes with their reference-counted strings (56
+// KB). If anything else needs those members, the link fails with duplicate symbols.
 #include <cstdlib>
 #include <new>
 
 namespace __gnu_cxx {
 
-// What std::terminate runs. The usual one writes the exception's demangled name to standard error,
-// which a host with windows does not have.
+// Runs at std::terminate. The default writes the demangled name of the exception to standard error,
+// which a host with a user interface does not have.
 void __verbose_terminate_handler();
 void __verbose_terminate_handler() {
   std::abort();
@@ -19,8 +18,7 @@ void __verbose_terminate_handler() {
 
 namespace std {
 
-// A container asked for more than there can be: to the callers, who handle std::bad_alloc, memory
-// has run out.
+// A container is asked for more elements than possible. The callers handle std::bad_alloc.
 void __throw_bad_alloc() {
   throw std::bad_alloc();
 }
@@ -31,7 +29,7 @@ void __throw_length_error(const char*) {
   throw std::bad_alloc();
 }
 
-// Mistakes in the library itself, which no caller handles.
+// Programming errors in the library.
 void __throw_logic_error(const char*) {
   std::abort();
 }

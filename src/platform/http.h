@@ -71,9 +71,6 @@ class HttpHandle {
 class HttpRequest : public HttpHandle {
  public:
   HttpRequest() = default;
-  HttpRequest(HttpRequest&&) noexcept = default;
-  HttpRequest& operator=(HttpRequest&&) noexcept = default;
-  ~HttpRequest() = default;
 
   // Replaces the session's time-outs. Call before Send.
   bool SetTimeouts(const HttpTimeouts& timeouts);
@@ -103,9 +100,6 @@ class HttpRequest : public HttpHandle {
 class HttpConnection : public HttpHandle {
  public:
   HttpConnection() = default;
-  HttpConnection(HttpConnection&&) noexcept = default;
-  HttpConnection& operator=(HttpConnection&&) noexcept = default;
-  ~HttpConnection() = default;
 
   // Prepares a request and sends nothing. An empty path requests "/".
   HttpRequest OpenRequest(const char* verb,
@@ -121,9 +115,6 @@ class HttpConnection : public HttpHandle {
 class HttpSession : public HttpHandle {
  public:
   HttpSession() = default;
-  HttpSession(HttpSession&&) noexcept = default;
-  HttpSession& operator=(HttpSession&&) noexcept = default;
-  ~HttpSession() = default;
 
   // A synchronous session without a proxy.
   static HttpSession Open(const char* userAgent);
