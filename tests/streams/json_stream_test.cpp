@@ -4,9 +4,6 @@
 #include <string>
 
 #include "faulty_streams.h"
-#include "streams/chunk_stream.h"
-#include "streams/filter_stream.h"
-#include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"
 
@@ -74,45 +71,6 @@ TEST(JsonStreams, NumbersIgnoreTheLocale) {
   const std::string text = value ? Print(value.Get(), JSON_COMPACT) : "";
   std::setlocale(LC_ALL, before.c_str());
   EXPECT_EQ(text, "{\"n\":1234567.25}");
-}
-
-TEST(StreamStack, RecordsRoundTripThroughACacheFile) {
-  MemoryOutputStream file;
-  {
-    BufferedOutputStream buffered(&file);
-    ChunkOutputStream chunks(&buffered);
-    for (unsigned i = 0; i < 50; ++i) {
-      MemoryOutputStream record;
-      GZipOutputStream gzip(&record);
-      JsonOutputStream json(&gzip, JSON_COMPACT);
-      const JsonPtr value(json_pack("{s:i, s:s}", "n", i, "t", std::string(i * 100, 'x').c_str()));
-      ASSERT_TRUE(json.WriteValue(value.Get()));
-      json.Flush();
-      const std::vector<uint8_t> bytes = record.Join();
-      chunks.Write(bytes.data(), bytes.size());
-    }
-    chunks.Flush();
-    ASSERT_FALSE(chunks.HasError());
-  }
-  const std::vector<uint8_t> bytes = file.Join();
-  MemoryInputStream memory(bytes.data(), bytes.size());
-  BufferedInputStream buffered(&memory);
-  ChunkInputStream chunks(&buffered);
-  std::vector<uint8_t> payload;
-  unsigned count = 0;
-  for (; chunks.ReadChunk(payload) == ChunkResult::Chunk; ++count) {
-    MemoryInputStream record(payload.data(), payload.size());
-    GZipInputStream gzip(&record);
-    JsonInputStream json(&gzip);
-    const JsonPtr value = json.ReadValue();
-    ASSERT_TRUE(value) << json.ErrorText();
-    EXPECT_EQ(json_integer_value(json_object_get(value.Get(), "n")),
-              static_cast<json_int_t>(count));
-    EXPECT_EQ(json_string_length(json_object_get(value.Get(), "t")), count * 100);
-    EXPECT_TRUE(gzip.Complete());
-  }
-  EXPECT_EQ(count, 50);
-  EXPECT_FALSE(chunks.HasError());
 }
 
 }  // namespace

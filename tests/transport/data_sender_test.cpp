@@ -83,21 +83,12 @@ TEST_F(FileDataSenderTest, FetchesTheWholeFile) {
 // The arguments of the hook's calls; "open" for a null pointer.
 std::vector<std::string> hookCalls;
 
-class TestDataSenderTest : public testing::Test {
- protected:
-  TestDataSenderTest() {
-    hookCalls.clear();
-    TestDataSender::SetHook([](const uint8_t* data, size_t length) -> int32_t {
-      hookCalls.push_back(data ? std::string(data, data + length) : "open");
-      return static_cast<int32_t>(hookCalls.size()) + 40;
-    });
-  }
-  ~TestDataSenderTest() override { TestDataSender::SetHook(nullptr); }
-
+TEST(TestDataSender, PassesExpandedBodiesToTheHook) {
   CapturedLog log;
-};
-
-TEST_F(TestDataSenderTest, PassesExpandedBodiesToTheHook) {
+  TestDataSender::SetHook([](const uint8_t* data, size_t length) -> int32_t {
+    hookCalls.push_back(data ? std::string(data, data + length) : "open");
+    return static_cast<int32_t>(hookCalls.size()) + 40;
+  });
   const auto sender = CreateDataSender("Test://anything");
   EXPECT_EQ(sender->Open(), 41);
   EXPECT_EQ(SendText(sender.get(), "{\"rt\":[]}"), 42);

@@ -123,14 +123,6 @@ class ThreadedDataSenderTest : public testing::Test {
         [this] { return std::make_unique<StagedSender>(stage); }, limits);
   }
 
-  // Ends the next held call from another thread.
-  std::thread AbandonOnArrival() {
-    return std::thread([this] {
-      stage.AwaitArrival();
-      sender->LimitTo(Now());
-    });
-  }
-
   // From memory that is freed when the call has returned.
   int32_t Send(const std::string& text, bool closeConnection = false) {
     const auto body = std::make_unique<char[]>(text.size());
@@ -178,7 +170,7 @@ TEST_F(ThreadedDataSenderTest, CallsRunInOrderOnOneThreadUntilClose) {
   EXPECT_EQ(Warnings(), 0);
 }
 
-TEST_F(ThreadedDataSenderTest, DeadlineFromAnotherThreadEndsTheRunningCallAndLaterOnes) {
+TEST_F(ThreadedDataSenderTest, DeadlineFromAnotherThreadAbandonsTheRunningCall) {
   Make();
   EXPECT_EQ(sender->Open(), 0);
   stage.HoldAt("send");
@@ -192,39 +184,28 @@ TEST_F(ThreadedDataSenderTest, DeadlineFromAnotherThreadEndsTheRunningCallAndLat
   EXPECT_EQ(Send(body), 1);
   host.join();
   EXPECT_EQ(Warnings(), 1);
-
   EXPECT_EQ(Send("later"), 1);
   EXPECT_EQ(sender->Open(), 1);
   EXPECT_EQ(sender->Fetch(), "");
   sender->Close();
-  EXPECT_EQ(Warnings(), 0);
   EXPECT_EQ(stage.Take(), (Calls{"open", "send"}));
 
-  // The detached thread finishes by itself.
+  // The next Open makes a new sender.
+  sender->LimitTo(ThreadedDataSender::kNoDeadline);
+  EXPECT_EQ(Send("not open"), 1);
+  EXPECT_EQ(sender->Open(), 0);
+  EXPECT_EQ(Send("x"), 0);
   sender.reset();
+  EXPECT_EQ(stage.Take(), (Calls{"open", "send", "x", "close", "gone"}));
+  EXPECT_EQ(stage.made, 2);
+  EXPECT_EQ(Warnings(), 0);
+
+  // The detached thread finishes by itself.
   EXPECT_TRUE(Thread::AnyRunning());
   stage.Proceed();
   EXPECT_TRUE(NoThreadIsLeftSoon());
   EXPECT_NE(stage.ThreadId(), std::this_thread::get_id());
   EXPECT_EQ(stage.Take(), (Calls{body, "close", "gone"}));
-  EXPECT_EQ(stage.made, 1);
-}
-
-TEST_F(ThreadedDataSenderTest, OpenAfterAnAbandonedCallMakesANewSender) {
-  Make();
-  EXPECT_EQ(sender->Open(), 0);
-  stage.HoldAt("send");
-  std::thread host = AbandonOnArrival();
-  EXPECT_EQ(Send("slow"), 1);
-  host.join();
-  sender->LimitTo(ThreadedDataSender::kNoDeadline);
-  EXPECT_EQ(Warnings(), 1);
-  EXPECT_EQ(Send("not open"), 1);
-  EXPECT_EQ(sender->Open(), 0);
-  EXPECT_EQ(stage.made, 2);
-  EXPECT_EQ(Send("x"), 0);
-  EXPECT_EQ(stage.Take(), (Calls{"open", "send", "open", "send", "x"}));
-  stage.Proceed();
 }
 
 TEST_F(ThreadedDataSenderTest, CallTimesOutWithoutADeadline) {
@@ -251,7 +232,10 @@ TEST_F(ThreadedDataSenderTest, CloseEndsAtTheDeadline) {
   Make({.close = 60000});
   EXPECT_EQ(sender->Open(), 0);
   stage.HoldAt("close");
-  std::thread host = AbandonOnArrival();
+  std::thread host([this] {
+    stage.AwaitArrival();
+    sender->LimitTo(Now());
+  });
   const int64_t start = Now();
   sender->Close();
   EXPECT_LT(Now() - start, 30000);

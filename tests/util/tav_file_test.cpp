@@ -129,15 +129,13 @@ TEST_F(TavFileTest, KeepsTheFirstFailureOfItsStreams) {
   EXPECT_FALSE(closed.Write("x", 1));
   EXPECT_TRUE(std::string(closed.ErrorText()).starts_with("Write error: "));
   EXPECT_TRUE(Logged("warning: Write to file failed - ("));
-}
 
-TEST_F(TavFileTest, ReportsAFullDisk) {
-  TavFile file;
-  if (!file.OpenForAppend("/dev/full")) {
-    GTEST_SKIP() << "this system has no device that is always full";
+  // Always full, on systems that have it.
+  TavFile full;
+  if (full.OpenForAppend("/dev/full")) {
+    EXPECT_FALSE(full.Write("x", 1));
+    EXPECT_STREQ(full.ErrorText(), "Write error: No space left on device");
   }
-  EXPECT_FALSE(file.Write("x", 1));
-  EXPECT_STREQ(file.ErrorText(), "Write error: No space left on device");
 }
 
 TEST_F(TavFileTest, DeletesFilesThatAreNotInUse) {
