@@ -35,6 +35,8 @@ function(tav_find_googletest)
                         "package googletest (cmake/deps.sh does) or set TAV_BUILD_TESTS=OFF")
   endif()
   add_subdirectory("${TAV_GOOGLETEST_DIR}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL)
+  # Optimising googletest and its debug information would take longer than all tests save by it.
+  target_compile_options(gtest PRIVATE -O0 -g0)
   foreach(library IN ITEMS gtest gtest_main)
     if(NOT TARGET GTest::${library})
       add_library(GTest::${library} ALIAS ${library})

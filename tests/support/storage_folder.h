@@ -17,6 +17,8 @@
 
 namespace Tav::Testing {
 
+inline constexpr char kPlatform[] = "wntx64";  // of the products in tests
+
 class StorageFolder {
  public:
   StorageFolder() {

@@ -8,17 +8,17 @@ namespace Tav::Platform {
 namespace {
 
 constexpr wchar_t kModule[] = L"tav_module_reference.dll";
-constexpr int kLongEnough = 20000;
+constexpr int kUnloadTimeoutMs = 20000;
 
 using StartWork = bool (*)(void (*callback)(void* argument), void* argument);
 
-struct Held {
+struct HeldWork {
   AutoResetEvent started;
   AutoResetEvent release;
 };
 
-void StayUntilReleased(void* argument) {
-  auto* const held = static_cast<Held*>(argument);
+void HoldWork(void* argument) {
+  auto* const held = static_cast<HeldWork*>(argument);
   held->started.Set();
   held->release.Wait(-1);
 }
@@ -41,13 +41,13 @@ TEST(NativeThread, KeepsItsModuleMappedUntilItHasEnded) {
     const auto start =
         reinterpret_cast<StartWork>(reinterpret_cast<void*>(GetProcAddress(module, "StartWork")));
     ASSERT_NE(start, nullptr);
-    Held held;
-    ASSERT_TRUE(start(StayUntilReleased, &held));
-    ASSERT_EQ(held.started.Wait(kLongEnough), WaitResult::Signalled);
+    HeldWork held;
+    ASSERT_TRUE(start(HoldWork, &held));
+    ASSERT_EQ(held.started.Wait(kUnloadTimeoutMs), WaitResult::Signalled);
     ASSERT_TRUE(FreeLibrary(module));
     EXPECT_NE(GetModuleHandleW(kModule), nullptr);
     held.release.Set();
-    ASSERT_TRUE(GoneWithin(kLongEnough)) << "turn " << turn;
+    ASSERT_TRUE(GoneWithin(kUnloadTimeoutMs)) << "turn " << turn;
   }
 }
 
