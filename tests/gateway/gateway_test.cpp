@@ -172,7 +172,7 @@ TEST(Gateway, StopsEvenBeforeItRuns) {
   server.Run();
 }
 
-ServerOptions Options(bool https) {
+ServerOptions OptionsFor(bool https) {
   ServerOptions options;
   options.https = https;
   return options;
@@ -181,7 +181,7 @@ ServerOptions Options(bool https) {
 // Each test runs with HTTP and with HTTPS.
 class GatewayConnections : public testing::TestWithParam<bool> {
  protected:
-  GatewayConnections() : gateway(Options(GetParam())) {}
+  GatewayConnections() : gateway(OptionsFor(GetParam())) {}
 
   // Whether all faults have been taken.
   bool NoFaultsLeft() { return DumpJson(gateway.GetJson("/api/faults").get()) == "[]"; }
