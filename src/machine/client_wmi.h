@@ -21,7 +21,7 @@ enum class WmiCategory : int {
   VideoCards = 3,
 };
 
-// A property that is queried, and what becomes of its text.
+// A queried property, and how its text is shown.
 struct WmiProperty {
   std::string_view name;
   std::string_view label;

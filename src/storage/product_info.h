@@ -46,7 +46,7 @@ class ProductInfo {
   // Adds the stored values that the application did not set in this run.
   virtual void LoadEnvFromPS(PersistentStorage* storage);
 
-  // Compares with the stored state and takes over its server and pending opt-out. To be called once
+  // Compares with the stored state and adopts its server and pending opt-out. To be called once
   // at start-up, before LoadEnvFromPS. True when the environment must be sent: all of it when the
   // storage does not have the product, else the values that differ. A product that is opted out
   // sends only its opt-out in place of all values. Opting in again after an opt-out that could not

@@ -186,7 +186,7 @@ TEST_F(PersistentStorageTest, OpensElsewhereOrNotAtAll) {
   EXPECT_FALSE(storage_.Destroy());
 }
 
-// Each storage has a handle and a lock of its own, as those of several processes have.
+// Each storage has its own handle and lock, as in separate processes.
 TEST_F(PersistentStorageTest, AFileLockedForLongIsEmptyToOthersAndStaysAsItIs) {
   PersistentStorage holder;
   ASSERT_TRUE(holder.Open(Access::Update));
