@@ -37,7 +37,7 @@ void TAV_CALL TavSetLineSink(void* lineSink);
 void TAV_CALL TavAddNumericEventProperty(TavEvent_s* event, const char* name, double value);
 void TAV_CALL TavAddNumericProductInfo(const char* key, double value);
 void TAV_CALL TavAddNumericSessionEnvInfo(const char* key, double value);
-void TAV_CALL TavSetStateFlags(int first, int second);
+void TAV_CALL TavSetStateFlags(int noImpliedRecords, int internalMode);
 int TAV_CALL TavCommit();
 void TAV_CALL TavSetDebugFlags(int enable);
 void TAV_CALL TavAddProductInfoValue(const char* key, TavValue_s* value);

@@ -175,10 +175,10 @@ void TAV_CALL TavSetAuxiliaryString(const char* text) {
   });
 }
 
-void TAV_CALL TavSetStateFlags(int first, int second) {
+void TAV_CALL TavSetStateFlags(int noImpliedRecords, int internalMode) {
   Boundary([&] {
-    GetLibrary().config.noImpliedRecords = first != 0;
-    GetLibrary().deployment.SetInternal(second != 0);
+    GetLibrary().config.noImpliedRecords = noImpliedRecords != 0;
+    GetLibrary().deployment.SetInternal(internalMode != 0);
   });
 }
 

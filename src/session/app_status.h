@@ -10,7 +10,7 @@
 #include "machine/endpoint.h"
 #include "model/handles.h"
 #include "model/library_config.h"
-#include "session/consent.h"
+#include "session/intake.h"
 #include "session/unsent_changes.h"
 #include "storage/persistent_storage.h"
 #include "storage/product_info.h"

@@ -6,11 +6,27 @@
 #include <cstdint>
 
 #include "model/handles.h"
-#include "session/consent.h"
 
 namespace Tav {
 
 class ConfigManager;
+
+// What the user's choice allows. An opted-out product sends its opt-out and nothing else. Fixed for
+// a run.
+class Consent {
+ public:
+  explicit Consent(bool optedOut) : optedOut_(optedOut) {}
+
+  // Events, product values and records from the host.
+  bool AllowsReports() const { return !optedOut_; }
+  bool AllowsMachineDescription() const { return !optedOut_; }
+  // Records on disk. The storage files remember an opt-out until it is sent; the cache is not
+  // needed for it.
+  bool AllowsCache() const { return !optedOut_; }
+
+ private:
+  bool optedOut_;
+};
 
 // Events; 0 or less for no limit.
 struct RateLimits {

@@ -6,7 +6,6 @@
 #include "session/app_status.h"
 #include "session/delivery.h"
 #include "session/intake.h"
-#include "session/request_data.h"
 #include "session/work_queue.h"
 #include "util/thread.h"
 

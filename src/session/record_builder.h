@@ -10,7 +10,7 @@
 #include "model/built_record.h"
 #include "model/library_config.h"
 #include "session/breadcrumbs.h"
-#include "session/consent.h"
+#include "session/intake.h"
 #include "session/json_data.h"
 #include "session/unsent_changes.h"
 #include "session/work_queue.h"

@@ -7,7 +7,7 @@
 
 #include "cache/cache_manager.h"
 #include "model/built_record.h"
-#include "session/consent.h"
+#include "session/intake.h"
 #include "session/send_schedule.h"
 
 namespace Tav {

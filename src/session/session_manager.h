@@ -9,7 +9,6 @@
 #include "model/library_config.h"
 #include "platform/thread.h"
 #include "session/implied_session.h"
-#include "session/request_data.h"
 #include "session/work_queue.h"
 #include "util/thread.h"
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "model/handles.h"
 #include "util/thread.h"
@@ -66,6 +67,16 @@ class WorkList {
   WorkItem* head_ = nullptr;
   WorkItem* tail_ = nullptr;
   int count_ = 0;
+};
+
+enum class CommitResult { Sent, NotSent, CacheWriteFailed };
+
+// What a synchronous request carries. A host writes it before it queues the request and reads it
+// after the answer; in between it belongs to the session thread.
+struct RequestData {
+  CommitResult commit = CommitResult::NotSent;
+  std::string pulledBlock;  // a record as text; kept until a host has taken it
+  std::string pushedBlock;
 };
 
 // How soon the session thread must look at an item.
