@@ -68,7 +68,7 @@ class SenderThread final : public Thread {
   Call call_;
   Result result_;
   std::unique_ptr<DataSender> sender_;
-  Platform::AutoResetEvent changed_;
+  Platform::AutoResetEvent changed_;  // set by Finish and Interrupt
 };
 
 // Holds one reference to a thread.

@@ -24,7 +24,8 @@ namespace Tav::BlockPool {
 
 namespace {
 
-// Idle slabs that keep their memory after a burst: one to cut from next, one in reserve.
+// Idle slabs that keep their memory after a burst: in steady use blocks are cut from one slab while
+// those of another are released.
 constexpr size_t kMaxIdleWithMemory = 2;
 constexpr size_t kSlabSize = kBlockSize * kBlocksPerSlab;
 
