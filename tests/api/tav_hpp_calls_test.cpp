@@ -192,7 +192,7 @@ const Forwarded kForwarded[] = {
          "LogEvent(*)"),
 };
 
-TEST(CppWrapperCalls, EachFunctionCallsItsSlot) {
+TEST(CppWrapperCallsTest, EachFunctionCallsItsSlot) {
   const Host::Table tav(RecordingTable());
   for (const Forwarded& forwarded : kForwarded) {
     calls.clear();
@@ -201,7 +201,7 @@ TEST(CppWrapperCalls, EachFunctionCallsItsSlot) {
   }
 }
 
-TEST(CppWrapperCalls, ObjectsFreeOnceWhatTheyOwn) {
+TEST(CppWrapperCallsTest, ObjectsFreeOnceWhatTheyOwn) {
   const Host::Table tav(RecordingTable());
   {
     const Host::Run run(tav, "P", "1", "1.0", TAV_LANGUAGE_NONE);
@@ -237,7 +237,7 @@ TEST(CppWrapperCalls, ObjectsFreeOnceWhatTheyOwn) {
              "Component.Release(*)", "SessionEnd(*)", "Terminate()"}));
 }
 
-TEST(CppWrapperCalls, WithoutATableNothingHappens) {
+TEST(CppWrapperCallsTest, WithoutATableNothingHappens) {
   const Host::Table tav;
   EXPECT_FALSE(tav);
   for (const Forwarded& forwarded : kForwarded) {
@@ -290,7 +290,7 @@ void PassEverywhere(const Host::Table& tav, std::string_view text) {
   component.NewErrorEvent(text, text).Log();
 }
 
-TEST(CppWrapperCalls, NothingIsAllocated) {
+TEST(CppWrapperCallsTest, NothingIsAllocated) {
   const Host::Table tav(RecordingTable());
   const std::string text(200000, 't');
   recording = false;
@@ -317,7 +317,7 @@ std::vector<size_t> LengthsOfLastTexts() {
   return lengths;
 }
 
-TEST(CppWrapperCalls, CopiesOfOneCallAreCutAtTheLargestBuffer) {
+TEST(CppWrapperCallsTest, CopiesOfOneCallAreCutAtTheLargestBuffer) {
   using Lengths = std::vector<size_t>;
   const Host::Table tav(RecordingTable());
   const std::string text(300000, 't');
@@ -338,7 +338,7 @@ TEST(CppWrapperCalls, CopiesOfOneCallAreCutAtTheLargestBuffer) {
   event.Log();
 }
 
-TEST(CppWrapperCalls, CharactersAreNotSplitByTheCut) {
+TEST(CppWrapperCallsTest, CharactersAreNotSplitByTheCut) {
   const Host::Table tav(RecordingTable());
   // Characters of two, three and four bytes, cut at each of their bytes.
   for (const std::string character : {"\u00FC", "\u20AC", "\U0001F4C4"}) {

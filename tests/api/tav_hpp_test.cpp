@@ -11,7 +11,7 @@
 namespace Tav::Testing {
 namespace {
 
-class CppWrapper : public TableTest {
+class CppWrapperTest : public TableTest {
  protected:
   size_t CountOf(const char* name) const { return EventsNamed(name).size(); }
   Host::Run StartRun() const { return {host_, "Editor", "4.2", "4.2.0.118", TAV_LANGUAGE_EN_US}; }
@@ -28,7 +28,7 @@ class CppWrapper : public TableTest {
   const Host::Table host_{&tav};
 };
 
-TEST_F(CppWrapper, AnEventIsConsumedOnce) {
+TEST_F(CppWrapperTest, AnEventIsConsumedOnce) {
   Start();
   Host::Event event = host_.NewEvent("Once").Add("Text", "t").Add("Number", int64_t{7});
   Host::Event taken(std::move(event));
@@ -48,7 +48,7 @@ TEST_F(CppWrapper, AnEventIsConsumedOnce) {
 }
 
 // The sanitizers find leaks.
-TEST_F(CppWrapper, AnEventThatIsNotLoggedIsNeitherSentNorLeaked) {
+TEST_F(CppWrapperTest, AnEventThatIsNotLoggedIsNeitherSentNorLeaked) {
   {
     const Host::Event beforeTheRun = host_.NewEvent("Early");
   }
@@ -70,7 +70,7 @@ TEST_F(CppWrapper, AnEventThatIsNotLoggedIsNeitherSentNorLeaked) {
   EXPECT_EQ(Events().size(), 5u) << "one event and the marks of two sessions";
 }
 
-TEST_F(CppWrapper, AnEventIsDiscardedAtAnySizeWithOneWarning) {
+TEST_F(CppWrapperTest, AnEventIsDiscardedAtAnySizeWithOneWarning) {
   Start();
   Complaints();
   const std::string text(100000, 'x');
@@ -96,7 +96,7 @@ TEST_F(CppWrapper, AnEventIsDiscardedAtAnySizeWithOneWarning) {
   EXPECT_EQ(CountOf("Discarded") + CountOf("std-Error"), 0u);
 }
 
-TEST_F(CppWrapper, TextsOfEveryTypeAndLengthArriveWhole) {
+TEST_F(CppWrapperTest, TextsOfEveryTypeAndLengthArriveWhole) {
   Start();
   const std::string text = "Opened,not this";
   const std::string longestName(TAV_MAX_NAME_BYTES, 'n');
@@ -133,7 +133,7 @@ TEST_F(CppWrapper, TextsOfEveryTypeAndLengthArriveWhole) {
   EXPECT_EQ(CountOf(longestName.c_str()), 1u);
 }
 
-TEST_F(CppWrapper, OnlyTheRunThatStartedTerminates) {
+TEST_F(CppWrapperTest, OnlyTheRunThatStartedTerminates) {
   {
     const Host::Run refused(host_, "no good name", "4.2", "", TAV_LANGUAGE_NONE);
     EXPECT_FALSE(refused);
@@ -155,7 +155,7 @@ TEST_F(CppWrapper, OnlyTheRunThatStartedTerminates) {
   ExpectNotLogged("TavTerminate called with no manager defined");
 }
 
-TEST_F(CppWrapper, AComponentReportsUnderItsOwnName) {
+TEST_F(CppWrapperTest, AComponentReportsUnderItsOwnName) {
   EXPECT_FALSE(Host::Component(host_, "Early", "1"));
   Complaints();
   const Host::Run run = StartRun();
@@ -178,7 +178,7 @@ TEST_F(CppWrapper, AComponentReportsUnderItsOwnName) {
   EXPECT_EQ(Complaints(), Lines{});
 }
 
-TEST_F(CppWrapper, ListsAndMapsReachTheProductEnvironment) {
+TEST_F(CppWrapperTest, ListsAndMapsReachTheProductEnvironment) {
   Start();
   host_.AddProductInfoList("Plugins", {"Spelling", "Export", "Spelling"});
   host_.AddProductInfoMap("Screen", {{"Vendor", "V"}, {"Width", 1920}});
@@ -201,7 +201,7 @@ TEST_F(CppWrapper, ListsAndMapsReachTheProductEnvironment) {
       << environment;
 }
 
-TEST_F(CppWrapper, PulledDataIsFreedAndMayBePushedBack) {
+TEST_F(CppWrapperTest, PulledDataIsFreedAndMayBePushedBack) {
   const Host::Run run = StartRun();
   while (host_.PullData()) {
   }
@@ -220,7 +220,7 @@ TEST_F(CppWrapper, PulledDataIsFreedAndMayBePushedBack) {
 
 #ifdef TAV_HAS_LOADING
 
-TEST(CppWrapperLibrary, SaysWhyItIsNotLoadedAndDoesNothing) {
+TEST(CppWrapperLibraryTest, SaysWhyItIsNotLoadedAndDoesNothing) {
   Host::Library missing(L"Z:\\no such folder\\tav.dll");
   EXPECT_FALSE(missing);
   EXPECT_STREQ(missing.Error(), "the library cannot be loaded: system error 126");

@@ -143,7 +143,7 @@ Comparison CompareWith(const Texts& arrived, const Texts& reports = {kReport}) {
   return comparison.value_or(Comparison{});
 }
 
-TEST(Comparison, BalancesWhenThreadsMixButKeepTheirOrder) {
+TEST(ComparisonTest, BalancesWhenThreadsMixButKeepTheirOrder) {
   const Comparison found = CompareWith(Good());
   EXPECT_TRUE(found.Balances()) << testing::PrintToString(found.findings);
   EXPECT_EQ(found.reported, 13U);
@@ -155,7 +155,7 @@ TEST(Comparison, BalancesWhenThreadsMixButKeepTheirOrder) {
   EXPECT_EQ(found.byComponent.at("Spell"), (KindCounts{1, 0, 0, 0, 0, 1, 0}));
 }
 
-TEST(Comparison, FindsEachLossAndEachDouble) {
+TEST(ComparisonTest, FindsEachLossAndEachDouble) {
   for (std::size_t entry = kBegin; entry <= kLast; ++entry) {
     Texts arrived = Good();
     arrived.erase(arrived.begin() + static_cast<std::ptrdiff_t>(entry));
@@ -172,7 +172,7 @@ TEST(Comparison, FindsEachLossAndEachDouble) {
   }
 }
 
-TEST(Comparison, FindsEntriesThatAreOutOfOrderOrUnknown) {
+TEST(ComparisonTest, FindsEntriesThatAreOutOfOrderOrUnknown) {
   for (const auto& [first, second] : {std::pair{kOpened, kSave},
                                       {kSave, kPageAgain},
                                       {kTotal, kEnd},
@@ -193,7 +193,7 @@ TEST(Comparison, FindsEntriesThatAreOutOfOrderOrUnknown) {
   }
 }
 
-TEST(Comparison, FindsEachKindOfAlteration) {
+TEST(ComparisonTest, FindsEachKindOfAlteration) {
   const std::string error = kError;
   const auto changed = [](std::string text, const std::string& from, const std::string& to) {
     return text.replace(text.find(from), from.size(), to);
@@ -224,7 +224,7 @@ TEST(Comparison, FindsEachKindOfAlteration) {
   }
 }
 
-TEST(Comparison, ExpectsEachFlushToReportTheCountsSinceTheLast) {
+TEST(ComparisonTest, ExpectsEachFlushToReportTheCountsSinceTheLast) {
   const char* const report = R"({"total": 7, "notes": [
       {"seq": 1, "thread": "user", "session": 1, "kind": "begin"},
       {"seq": 2, "thread": "user", "session": 1, "kind": "count", "name": "Menu", "detail": "Cut"},
@@ -245,7 +245,7 @@ TEST(Comparison, ExpectsEachFlushToReportTheCountsSinceTheLast) {
   EXPECT_EQ(compare("1.0", "2.0").altered, 2U);
 }
 
-TEST(Comparison, KeepsTheRunsOfAHostApart) {
+TEST(ComparisonTest, KeepsTheRunsOfAHostApart) {
   const char* const later = R"({"sitting": 3, "total": 3,
     "settings": [{"call": "AddSessionEnvInfo", "key": "Licence", "value": "Bought"}],
     "notes": [{"seq": 10001, "thread": "user", "session": 10001, "kind": "begin"},
@@ -267,7 +267,7 @@ TEST(Comparison, KeepsTheRunsOfAHostApart) {
   EXPECT_EQ(mixedUp.altered, 1U) << "the session environment is the first run's";
 }
 
-TEST(Comparison, RejectsInconsistentReports) {
+TEST(ComparisonTest, RejectsInconsistentReports) {
   const std::string begin = R"({"seq":1,"session":1,"kind":"begin"})";
   const std::string both = begin + R"(,{"seq":9,"session":1,"kind":"end"})";
   for (const std::string& text : {
@@ -296,7 +296,7 @@ HeaderCheck CheckRecord(const std::string& from = "", const std::string& to = ""
   return CheckHeaders(Documents({kReport}).All(), Documents({text}).All().front());
 }
 
-TEST(RecordHeaders, AreComparedWithTheSettingsOfTheHost) {
+TEST(RecordHeadersTest, AreComparedWithTheSettingsOfTheHost) {
   const HeaderCheck good = CheckRecord();
   EXPECT_TRUE(good.Balances()) << testing::PrintToString(good.findings);
   EXPECT_EQ(good.productValues, 2U);
@@ -316,7 +316,7 @@ TEST(RecordHeaders, AreComparedWithTheSettingsOfTheHost) {
   EXPECT_FALSE(CheckRecord(R"("false")", R"("true")").Balances()) << "no full list in a first run";
 }
 
-TEST(Ledger, BalancesOnlyWithEventsAndGoodRecords) {
+TEST(LedgerTest, BalancesOnlyWithEventsAndGoodRecords) {
   const Comparison good = CompareWith(Good());
   EXPECT_TRUE(Balances(good, {}, {}));
   EXPECT_FALSE(Balances(good, CheckRecord("1.3", "1.4"), {}));
@@ -325,7 +325,7 @@ TEST(Ledger, BalancesOnlyWithEventsAndGoodRecords) {
   EXPECT_FALSE(Balances(Comparison{}, {}, {}));
 }
 
-TEST(RecordExcerpt, CountsTheEventsThatItOmits) {
+TEST(RecordExcerptTest, CountsTheEventsThatItOmits) {
   const std::string excerpt =
       RecordExcerpt(R"({"rt":[{"m":"E0"},{"m":"E1"},{"m":"E2"},{"m":"E3"},{"m":"E4"}],"can":"C"})");
   EXPECT_NE(excerpt.find("\"E2\""), std::string::npos);

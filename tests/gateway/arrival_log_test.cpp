@@ -28,7 +28,7 @@ std::string Shown(const Record& record, bool withColours = false) {
   return text;
 }
 
-TEST(ArrivalLog, ShowsALinePerRecordAndPerEvent) {
+TEST(ArrivalLogTest, ShowsALinePerRecordAndPerEvent) {
   Record record = Read(GoodRecord());
   record.number = 7;
   record.doubleOf = 3;
@@ -47,7 +47,7 @@ TEST(ArrivalLog, ShowsALinePerRecordAndPerEvent) {
           "std-Trace=[2 items]  std-Place=[start]  std-Cmd=[Paste, Copy]\n");
 }
 
-TEST(ArrivalLog, MasksControlCharacters) {
+TEST(ArrivalLogTest, MasksControlCharacters) {
   std::string text = GoodRecord(R"(\u001b[2J\u009b1m)");
   text.replace(text.find("Quendel"), 7, R"(\u0007)");
   const std::string shown = Shown(Read(text));
@@ -55,7 +55,7 @@ TEST(ArrivalLog, MasksControlCharacters) {
   EXPECT_NE(shown.find("label=.[2J.1m  "), std::string::npos) << shown;
 }
 
-TEST(ArrivalLog, ShowsProblemsAndOptionalColours) {
+TEST(ArrivalLogTest, ShowsProblemsAndOptionalColours) {
   const std::string bad = Shown(Read("[]"));
   EXPECT_NE(bad.find("  ?  0 events  2 bytes from 2 bytes  BAD\n"
                      "    ! the record is an array instead of an object\n"),
@@ -65,7 +65,7 @@ TEST(ArrivalLog, ShowsProblemsAndOptionalColours) {
   EXPECT_NE(Shown(Read("[]"), true).find("\x1b[31mBAD\x1b[0m"), std::string::npos);
 }
 
-TEST(ArrivalLog, CutsLongValuesBetweenCharacters) {
+TEST(ArrivalLogTest, CutsLongValuesBetweenCharacters) {
   std::string label;
   for (int i = 0; i < 100; ++i) {
     label += "ü";

@@ -16,7 +16,7 @@ std::vector<Fault> Parse(const std::string& text, std::string& error) {
                : std::vector<Fault>();
 }
 
-TEST(FaultPlan, ReturnsFaultsInOrderAndByCount) {
+TEST(FaultPlanTest, ReturnsFaultsInOrderAndByCount) {
   std::string error;
   const std::vector<Fault> faults =
       Parse(R"([{"kind":"status","status":503,"count":2},{"kind":"hang","store":true},)"
@@ -37,7 +37,7 @@ TEST(FaultPlan, ReturnsFaultsInOrderAndByCount) {
   EXPECT_FALSE(plan.Take());
 }
 
-TEST(FaultPlan, RejectsInvalidFaults) {
+TEST(FaultPlanTest, RejectsInvalidFaults) {
   constexpr std::pair<const char*, const char*> kCases[] = {
       {R"({"kind":"drop","count":3})", ""},
       {"[7]", "a fault must be an object"},

@@ -21,7 +21,7 @@ std::string Dumped(const json_t* object, const char* key) {
   return DumpJson(json_object_get(object, key));
 }
 
-TEST(Gateway, StoresRecordsAndListsThem) {
+TEST(GatewayTest, StoresRecordsAndListsThem) {
   RunningGateway gateway;
   const std::string good = GoodRecord("one");
   EXPECT_EQ(gateway.Post(good), 200);
@@ -54,7 +54,7 @@ TEST(Gateway, StoresRecordsAndListsThem) {
   EXPECT_EQ(gateway.Count("doubled_records"), 0);
 }
 
-TEST(Gateway, ListsEventsByNameAndPage) {
+TEST(GatewayTest, ListsEventsByNameAndPage) {
   RunningGateway gateway;
   for (const char* label : {"one", "two", "three"}) {
     ASSERT_EQ(gateway.Post(GoodRecord(label)), 200);
@@ -79,7 +79,7 @@ TEST(Gateway, ListsEventsByNameAndPage) {
   EXPECT_EQ(client.Post("/api/faults", "[{]", "")->status, 400);
 }
 
-TEST(Gateway, AnswersConfigurationRequestsAndOtherGets) {
+TEST(GatewayTest, AnswersConfigurationRequestsAndOtherGets) {
   ServerOptions options;
   std::optional<std::string> settings = R"({"flush_time":30})";
   options.readSettings = [&] { return settings; };
@@ -97,7 +97,7 @@ TEST(Gateway, AnswersConfigurationRequestsAndOtherGets) {
   EXPECT_EQ(gateway.Count("configuration_requests"), 2);
 }
 
-TEST(Gateway, ServesManyConnectionsAtOnce) {
+TEST(GatewayTest, ServesManyConnectionsAtOnce) {
   std::vector<std::uint64_t> observed;
   ServerOptions options;
   options.events.onRecord = [&](const Record& record) { observed.push_back(record.number); };
@@ -122,7 +122,7 @@ TEST(Gateway, ServesManyConnectionsAtOnce) {
   }
 }
 
-TEST(Gateway, AcceptsBodiesInChunks) {
+TEST(GatewayTest, AcceptsBodiesInChunks) {
   RunningGateway gateway;
   const std::string body = Gzip(GoodRecord());
   const auto answer = gateway.Client().Post(
@@ -140,7 +140,7 @@ TEST(Gateway, AcceptsBodiesInChunks) {
   EXPECT_EQ(Dumped(gateway.GetJson("/api/records/1").get(), "problems"), "[]");
 }
 
-TEST(Gateway, SurvivesIncompleteAndForeignRequests) {
+TEST(GatewayTest, SurvivesIncompleteAndForeignRequests) {
   RunningGateway gateway;
   EXPECT_FALSE(gateway.NewClient()->Post(
       "/", RecordHeaders(), 1000, [](size_t, size_t, httplib::DataSink&) { return false; },
@@ -153,7 +153,7 @@ TEST(Gateway, SurvivesIncompleteAndForeignRequests) {
   EXPECT_EQ(gateway.Count("bad_records"), 2);
 }
 
-TEST(Gateway, RefusesAPortInUse) {
+TEST(GatewayTest, RefusesAPortInUse) {
   RunningGateway gateway;
   ServerOptions options;
   options.port = gateway.Get().Port();
@@ -164,7 +164,7 @@ TEST(Gateway, RefusesAPortInUse) {
                        ": the address is not this machine's, or another program has the port");
 }
 
-TEST(Gateway, StopsEvenBeforeItRuns) {
+TEST(GatewayTest, StopsEvenBeforeItRuns) {
   Server server{ServerOptions{}};
   std::string error;
   ASSERT_TRUE(server.Listen(error)) << error;
@@ -179,9 +179,9 @@ ServerOptions OptionsFor(bool https) {
 }
 
 // Each test runs with HTTP and with HTTPS.
-class GatewayConnections : public testing::TestWithParam<bool> {
+class GatewayConnectionsTest : public testing::TestWithParam<bool> {
  protected:
-  GatewayConnections() : gateway(OptionsFor(GetParam())) {}
+  GatewayConnectionsTest() : gateway(OptionsFor(GetParam())) {}
 
   // Whether all faults have been taken.
   bool NoFaultsLeft() { return DumpJson(gateway.GetJson("/api/faults").get()) == "[]"; }
@@ -189,11 +189,12 @@ class GatewayConnections : public testing::TestWithParam<bool> {
   RunningGateway gateway;
 };
 
-INSTANTIATE_TEST_SUITE_P(OverLoopback, GatewayConnections, testing::Bool(), [](const auto& tested) {
-  return tested.param ? "Https" : "Http";
-});
+INSTANTIATE_TEST_SUITE_P(OverLoopback,
+                         GatewayConnectionsTest,
+                         testing::Bool(),
+                         [](const auto& tested) { return tested.param ? "Https" : "Http"; });
 
-TEST_P(GatewayConnections, OneCarriesAThousandRecords) {
+TEST_P(GatewayConnectionsTest, OneCarriesAThousandRecords) {
   for (int i = 0; i < 1000; ++i) {
     ASSERT_EQ(gateway.Post(GoodRecord(std::to_string(i))), 200) << i;
   }
@@ -204,7 +205,7 @@ TEST_P(GatewayConnections, OneCarriesAThousandRecords) {
   EXPECT_EQ(gateway.Count("connections"), 1);
 }
 
-TEST_P(GatewayConnections, FaultsApplyToTheNextRequestsOnly) {
+TEST_P(GatewayConnectionsTest, FaultsApplyToTheNextRequestsOnly) {
   gateway.PostJson("/api/faults",
                    R"([{"kind":"status","status":500,"count":2},{"kind":"status","status":204},)"
                    R"({"kind":"status","status":503,"store":true},{"kind":"drop"},)"
@@ -223,7 +224,7 @@ TEST_P(GatewayConnections, FaultsApplyToTheNextRequestsOnly) {
   EXPECT_EQ(gateway.Count("connections"), 3);  // each drop closes one
 }
 
-TEST_P(GatewayConnections, HangAndDelayFaultsEndOnReset) {
+TEST_P(GatewayConnectionsTest, HangAndDelayFaultsEndOnReset) {
   for (const char* fault : {R"({"kind":"hang"})", R"({"kind":"delay","milliseconds":600000})"}) {
     gateway.PostJson("/api/faults", fault);
     std::atomic<int> status = -1;
@@ -241,7 +242,7 @@ TEST_P(GatewayConnections, HangAndDelayFaultsEndOnReset) {
   }
 }
 
-TEST_P(GatewayConnections, HangFaultsCanStoreTheRecord) {
+TEST_P(GatewayConnectionsTest, HangFaultsCanStoreTheRecord) {
   gateway.PostJson("/api/faults", R"({"kind":"hang","store":true})");
   std::thread waiting([&] { EXPECT_EQ(gateway.Post(GoodRecord()), 0); });
   EXPECT_TRUE(Eventually([&] { return gateway.Count("records") == 1; }));
@@ -251,7 +252,7 @@ TEST_P(GatewayConnections, HangFaultsCanStoreTheRecord) {
   EXPECT_EQ(gateway.Count("refused"), 0);
 }
 
-TEST_P(GatewayConnections, EndWithTheGateway) {
+TEST_P(GatewayConnectionsTest, EndWithTheGateway) {
   gateway.PostJson("/api/faults", R"([{"kind":"hang"},{"kind":"delay","milliseconds":600000}])");
   std::vector<std::thread> waiting;
   for (int i = 0; i < 2; ++i) {
@@ -265,7 +266,7 @@ TEST_P(GatewayConnections, EndWithTheGateway) {
   }
 }
 
-TEST(Certificate, NamesThisMachineAndIsNewEachTime) {
+TEST(CertificateTest, NamesThisMachineAndIsNewEachTime) {
   std::set<std::uint64_t> serials;
   for (int i = 0; i < 2; ++i) {
     std::string error;

@@ -13,7 +13,7 @@ std::string ErrorFor(const std::vector<const char*>& arguments) {
   return ParseOptions(arguments, error) ? "" : error;
 }
 
-TEST(Options, TakesValuesFromTheNextArgumentOrAfterEquals) {
+TEST(OptionsTest, TakesValuesFromTheNextArgumentOrAfterEquals) {
   std::string error;
   const std::vector<const char*> arguments = {"--port=0", "--port-file", "a=b",  "--https",
                                               "--config", "s.json",      "--log"};
@@ -26,7 +26,7 @@ TEST(Options, TakesValuesFromTheNextArgumentOrAfterEquals) {
   EXPECT_EQ(options->address, "127.0.0.1");
 }
 
-TEST(Options, ExplainsErrors) {
+TEST(OptionsTest, ExplainsErrors) {
   EXPECT_EQ(ErrorFor({"--pot", "1"}), "unknown option --pot");
   EXPECT_EQ(ErrorFor({"--port"}), "--port needs a value");
   EXPECT_EQ(ErrorFor({"--config="}), "--config needs a value");

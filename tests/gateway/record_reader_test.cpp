@@ -9,7 +9,7 @@
 namespace Gateway {
 namespace {
 
-TEST(RecordReader, ReadsAGoodRecordAndKeepsItsText) {
+TEST(RecordReaderTest, ReadsAGoodRecordAndKeepsItsText) {
   const std::string text = GoodRecord();
   for (const bool isGzip : {true, false}) {
     const std::string body = isGzip ? Gzip(text) : text;
@@ -30,7 +30,7 @@ TEST(RecordReader, ReadsAGoodRecordAndKeepsItsText) {
   }
 }
 
-TEST(RecordReader, ExplainsBodiesThatDoNotExpand) {
+TEST(RecordReaderTest, ExplainsBodiesThatDoNotExpand) {
   const std::string body = Gzip(GoodRecord());
   const auto firstProblem = [](std::string damaged, std::size_t limit = kMaxExpandedBytes) {
     const Record record = ReadRecord({"/", GzipHeaders(), std::move(damaged)}, limit);
@@ -49,7 +49,7 @@ TEST(RecordReader, ExplainsBodiesThatDoNotExpand) {
   EXPECT_EQ(firstProblem(body, GoodRecord().size()), "");
 }
 
-TEST(RecordReader, ExplainsTextsThatAreNotRecords) {
+TEST(RecordReaderTest, ExplainsTextsThatAreNotRecords) {
   const auto problems = [](std::string text) {
     return ReadRecord({"/", PlainHeaders(), std::move(text)}).problems;
   };
@@ -65,14 +65,14 @@ TEST(RecordReader, ExplainsTextsThatAreNotRecords) {
             Lines{"the body is gzip and no Content-Encoding says so"});
 }
 
-TEST(RecordReader, ExplainsAVersionThatDiffersFromTheHeader) {
+TEST(RecordReaderTest, ExplainsAVersionThatDiffersFromTheHeader) {
   Headers headers = PlainHeaders();
   headers["x-sdkversion"] = "2.8.2.1";
   EXPECT_EQ(ReadRecord({"/", headers, GoodRecord()}).problems,
             Lines{R"("sv" is "2.8.2.1187559" and X-SDKVersion is "2.8.2.1")"});
 }
 
-TEST(JsonText, IndentsWithoutChangingValues) {
+TEST(JsonTextTest, IndentsWithoutChangingValues) {
   EXPECT_EQ(IndentJson(R"({"b":[1.50,{}],"a":"x,{\"y\":[","c":[]})"),
             "{\n"
             "  \"b\": [\n"
@@ -84,7 +84,7 @@ TEST(JsonText, IndentsWithoutChangingValues) {
             "}");
 }
 
-TEST(JsonText, FindsTheItemsOfTheRootArrayOnly) {
+TEST(JsonTextTest, FindsTheItemsOfTheRootArrayOnly) {
   const std::string text = R"({"a":"\"rt\":[1]","b":{"rt":[2]}, "rt" : [ "]" , {"x":[3]},-4e1 ] })";
   const auto items = FindArrayItems(text, "rt");
   ASSERT_TRUE(items.has_value());
@@ -97,7 +97,7 @@ TEST(JsonText, FindsTheItemsOfTheRootArrayOnly) {
   EXPECT_FALSE(FindArrayItems("{}", "rt").has_value());
 }
 
-TEST(JsonText, ReplacesBytesThatAreNotUtf8) {
+TEST(JsonTextTest, ReplacesBytesThatAreNotUtf8) {
   EXPECT_EQ(QuoteJson("a\xC3\xA9\xFF\xE2\x82\x01"),
             "\"aé\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\\u0001\"");
 }

@@ -38,13 +38,13 @@ void ExpectProblems(const std::vector<Change>& changes) {
   }
 }
 
-TEST(RecordValidator, AcceptsRecordsWithAllKeysAndWithTheRequiredOnes) {
+TEST(RecordValidatorTest, AcceptsRecordsWithAllKeysAndWithTheRequiredOnes) {
   EXPECT_EQ(Check(GoodRecord()), Lines{});
   EXPECT_EQ(Check(R"({"pn":"p","pv":"1","pp":"wntx64","sv":"2.8.2.1","tv":3,"ep":"","pt":{}})"),
             Lines{});
 }
 
-TEST(RecordValidator, ExplainsMissingUnknownAndMisplacedKeys) {
+TEST(RecordValidatorTest, ExplainsMissingUnknownAndMisplacedKeys) {
   ExpectProblems({
       {R"("pn":"Quendel Writer",)", "", R"("pn" is missing)"},
       {R"("pt":{"tags":["beta","lab"]},)", "", R"("pt" is missing)"},
@@ -59,7 +59,7 @@ TEST(RecordValidator, ExplainsMissingUnknownAndMisplacedKeys) {
   });
 }
 
-TEST(RecordValidator, ExplainsValuesOfTheWrongTypeOrForm) {
+TEST(RecordValidatorTest, ExplainsValuesOfTheWrongTypeOrForm) {
   ExpectProblems({
       {R"("tv":3)", R"("tv":3.0)", R"("tv" is 3.0 instead of 3)"},
       {R"("sv":"2.8.2.1187559")", R"("sv":"2.8.2")",
@@ -76,7 +76,7 @@ TEST(RecordValidator, ExplainsValuesOfTheWrongTypeOrForm) {
   });
 }
 
-TEST(RecordValidator, ExplainsBadEvents) {
+TEST(RecordValidatorTest, ExplainsBadEvents) {
   const std::string id = "01234567-89ab-cdef-0123-456789abcdef";
   const std::string upperCaseId = "01234567-89AB-cdef-0123-456789abcdef";
   const std::string marker = R"("g":"$b")";
@@ -100,7 +100,7 @@ TEST(RecordValidator, ExplainsBadEvents) {
   });
 }
 
-TEST(RecordValidator, AcceptsOnlyTimeStampsThatExist) {
+TEST(RecordValidatorTest, AcceptsOnlyTimeStampsThatExist) {
   for (const char* good : {"2024-02-29T00:00:00.000Z", "2000-02-29T23:59:59.999+14:00",
                            "2023-12-31T12:00:00.500-12:00"}) {
     EXPECT_TRUE(IsTimeStamp(good)) << good;
@@ -115,7 +115,7 @@ TEST(RecordValidator, AcceptsOnlyTimeStampsThatExist) {
   }
 }
 
-TEST(RecordValidator, ListsTheFirstProblemsAndCountsTheRest) {
+TEST(RecordValidatorTest, ListsTheFirstProblemsAndCountsTheRest) {
   std::string text = R"({"pn":"p","pv":"1","pp":"w","sv":"2.8.2.1","tv":3,"ep":"","pt":{},"rt":[0)";
   for (int i = 1; i < 25; ++i) {
     text += ",0";
@@ -125,7 +125,7 @@ TEST(RecordValidator, ListsTheFirstProblemsAndCountsTheRest) {
   EXPECT_EQ(problems.back(), "and 5 more");
 }
 
-TEST(RecordValidator, ExplainsBadRequestHeaders) {
+TEST(RecordValidatorTest, ExplainsBadRequestHeaders) {
   const struct {
     const char* name;
     const char* value;

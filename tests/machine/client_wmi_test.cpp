@@ -13,7 +13,7 @@ ClientEnv KeysOf(WmiCategory category, std::vector<WmiRow> rows) {
   return env;
 }
 
-TEST(ClientWmi, QueriesThePropertiesOfEachCategory) {
+TEST(ClientWmiTest, QueriesThePropertiesOfEachCategory) {
   std::vector<WmiCategory> order;
   for (const WmiQuery& query : MakeWmiQueries()) {
     order.push_back(query.category);
@@ -25,7 +25,7 @@ TEST(ClientWmi, QueriesThePropertiesOfEachCategory) {
   EXPECT_FALSE(MakeWmiQuery(WmiCategory{4}) || MakeWmiQuery(WmiCategory{-1}));
 }
 
-TEST(ClientWmi, DroppedRowsAreNotNumbered) {
+TEST(ClientWmiTest, DroppedRowsAreNotNumbered) {
   const WmiRow good{{"Model", "M"}, {"Size", "500107862016"}, {"MediaType", "Fixed"}};
   std::vector<WmiRow> rows(7, good);
   rows[0]["MediaType"] = "Removable Media";

@@ -13,7 +13,7 @@ int64_t StandardLibraryMilliseconds() {
 }
 
 // One clock in two units; both may differ from the standard library's by one step of the clock.
-TEST(Clock, CountsFromBothEpochs) {
+TEST(ClockTest, CountsFromBothEpochs) {
   constexpr int64_t kStep = 20;
   const int64_t before = StandardLibraryMilliseconds();
   const int64_t milliseconds = UnixMilliseconds();
@@ -25,7 +25,7 @@ TEST(Clock, CountsFromBothEpochs) {
   EXPECT_LE(fromFileTime, after + kStep);
 }
 
-TEST(Clock, MonotonicClockAdvancesAndNeverGoesBack) {
+TEST(ClockTest, MonotonicClockAdvancesAndNeverGoesBack) {
   const int64_t start = MonotonicMilliseconds();
   int64_t last = start;
   for (int64_t turn = 0; last - start < 40; ++turn) {
@@ -36,7 +36,7 @@ TEST(Clock, MonotonicClockAdvancesAndNeverGoesBack) {
   }
 }
 
-TEST(Clock, BiasIsThatOfATimeZone) {
+TEST(ClockTest, BiasIsThatOfATimeZone) {
   const std::optional<int> bias = QueryUtcBiasMinutes();
   ASSERT_TRUE(bias.has_value());
   EXPECT_GE(*bias, -14 * 60);

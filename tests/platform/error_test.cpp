@@ -10,7 +10,7 @@
 namespace Tav::Platform {
 namespace {
 
-TEST(LastError, BelongsToItsThread) {
+TEST(LastErrorTest, BelongsToItsThread) {
   // Spins: no call in between may set a last error of its own.
   std::atomic<int> turn{0};
   uint32_t elsewhere = 0;
@@ -30,7 +30,7 @@ TEST(LastError, BelongsToItsThread) {
   EXPECT_EQ(elsewhere, 7u);
 }
 
-TEST(ErrorMessage, HasNoTrailingWhiteSpaceAndNoArguments) {
+TEST(ErrorMessageTest, HasNoTrailingWhiteSpaceAndNoArguments) {
   const std::string text = ErrorMessage(5);
   ASSERT_FALSE(text.empty());
   EXPECT_EQ(std::strchr(" \r\n\t", text.back()), nullptr) << text;
@@ -41,7 +41,7 @@ TEST(ErrorMessage, HasNoTrailingWhiteSpaceAndNoArguments) {
   EXPECT_FALSE(ErrnoMessage(98765).empty());
 }
 
-TEST(ErrorKeeper, RestoresBothErrors) {
+TEST(ErrorKeeperTest, RestoresBothErrors) {
   SetLastError(5);
   errno = EACCES;
   {

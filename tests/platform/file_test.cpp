@@ -17,7 +17,7 @@ void Append(const std::string& path, const char* text) {
   std::fclose(file);
 }
 
-TEST(OpenFile, OpensPathsBeyondTheAnsiCodePage) {
+TEST(OpenFileTest, OpensPathsBeyondTheAnsiCodePage) {
   const Testing::TempFolder folder;
   const std::string path = Testing::Utf8(folder.Root() / u8"\u00e9\u20ac\u65e5");
   Append(path, "one ");
@@ -32,7 +32,7 @@ TEST(OpenFile, OpensPathsBeyondTheAnsiCodePage) {
   std::fclose(file);
 }
 
-TEST(OpenFile, SetsErrnoOnFailure) {
+TEST(OpenFileTest, SetsErrnoOnFailure) {
   errno = 0;
   EXPECT_EQ(OpenFile("no such folder/file.txt", "a"), nullptr);
   EXPECT_EQ(errno, ENOENT);

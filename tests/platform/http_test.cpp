@@ -7,7 +7,7 @@
 namespace Tav::Platform {
 namespace {
 
-TEST(HttpCrackUrl, SplitsAUrl) {
+TEST(HttpCrackUrlTest, SplitsAUrl) {
   const struct {
     const char* url;
     HttpUrl parts;
@@ -31,7 +31,7 @@ TEST(HttpCrackUrl, SplitsAUrl) {
   EXPECT_EQ(LastError(), 12006u);
 }
 
-TEST(HttpHandle, StepOnAnEmptyHandleFailsWithTheReason) {
+TEST(HttpHandleTest, StepOnAnEmptyHandleFailsWithTheReason) {
   SetLastError(0);
   EXPECT_FALSE(HttpSession().Connect("127.0.0.1", 80));
   EXPECT_EQ(LastError(), 6u);
@@ -43,7 +43,7 @@ TEST(HttpHandle, StepOnAnEmptyHandleFailsWithTheReason) {
   EXPECT_EQ(LastError(), 6u);
 }
 
-TEST(HttpHandle, ClosingKeepsTheLastError) {
+TEST(HttpHandleTest, ClosingKeepsTheLastError) {
   HttpSession session = HttpSession::Open("Test/1");
   HttpConnection connection = session.Connect("127.0.0.1", 80);
   HttpRequest request = connection.OpenRequest("GET", "", "text/*", false);

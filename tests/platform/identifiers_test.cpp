@@ -20,7 +20,7 @@ std::string Hex(HashAlgorithm algorithm, const std::string& text) {
 }
 
 // The examples published with the algorithms.
-TEST(Hash, MatchesThePublishedExamples) {
+TEST(HashTest, MatchesThePublishedExamples) {
   EXPECT_EQ(Hex(HashAlgorithm::Sha1, "abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
   EXPECT_EQ(Hex(HashAlgorithm::Sha1, ""), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
   EXPECT_EQ(Hex(HashAlgorithm::Sha256, "abc"),
@@ -29,7 +29,7 @@ TEST(Hash, MatchesThePublishedExamples) {
             "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
 }
 
-TEST(Hash, WritesNothingIntoADigestThatIsTooSmall) {
+TEST(HashTest, WritesNothingIntoADigestThatIsTooSmall) {
   std::vector<uint8_t> digest(31, 0xEE);
   const HashResult result = Hash(HashAlgorithm::Sha256, "abc", 3, digest.data(), 31);
   EXPECT_EQ(result.failedStep, HashStep::DigestTooLarge);
@@ -37,7 +37,7 @@ TEST(Hash, WritesNothingIntoADigestThatIsTooSmall) {
   EXPECT_EQ(digest, std::vector<uint8_t>(31, 0xEE));
 }
 
-TEST(NewUuid, IsRandomAndHasVersion4) {
+TEST(NewUuidTest, IsRandomAndHasVersion4) {
   std::set<std::string> seen;
   for (int i = 0; i < 200; ++i) {
     const Uuid uuid = NewUuid();

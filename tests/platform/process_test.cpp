@@ -39,7 +39,7 @@ TEST_F(EnvironmentTest, ReadsUtf8OfAnyLength) {
   }
 }
 
-TEST(AllocatePages, ReturnsAlignedZeroedMemory) {
+TEST(AllocatePagesTest, ReturnsAlignedZeroedMemory) {
   constexpr size_t kSize = 100000;
   auto* const pages = static_cast<unsigned char*>(AllocatePages(kSize));
   ASSERT_NE(pages, nullptr);
@@ -53,7 +53,7 @@ TEST(AllocatePages, ReturnsAlignedZeroedMemory) {
   EXPECT_EQ(AllocatePages(size_t{1} << 62), nullptr);
 }
 
-TEST(CurrentThreadId, DiffersBetweenThreads) {
+TEST(CurrentThreadIdTest, DiffersBetweenThreads) {
   long elsewhere = CurrentThreadId();
   std::thread([&] { elsewhere = CurrentThreadId(); }).join();
   EXPECT_NE(elsewhere, CurrentThreadId());

@@ -37,14 +37,14 @@ void IncrementOnFourThreads(LockType& lock) {
   EXPECT_EQ(count, 80000);
 }
 
-TEST(Lock, AdmitsOneThreadAtATime) {
+TEST(LockTest, AdmitsOneThreadAtATime) {
   Lock lock;
   IncrementOnFourThreads(lock);
   static constinit StaticLock staticLock;
   IncrementOnFourThreads(staticLock);
 }
 
-TEST(AutoResetEvent, KeepsOneSetUntilOneWaitTakesIt) {
+TEST(AutoResetEventTest, KeepsOneSetUntilOneWaitTakesIt) {
   AutoResetEvent event;
   ASSERT_TRUE(event.Valid());
   EXPECT_EQ(event.Wait(0), WaitResult::TimedOut);
@@ -53,7 +53,7 @@ TEST(AutoResetEvent, KeepsOneSetUntilOneWaitTakesIt) {
   EXPECT_EQ(event.Wait(0), WaitResult::Signalled);
 }
 
-TEST(AutoResetEvent, WaitsAndSleepsLastAtLeastTheirTime) {
+TEST(AutoResetEventTest, WaitsAndSleepsLastAtLeastTheirTime) {
   AutoResetEvent event;
   const int64_t start = MonotonicMilliseconds();
   EXPECT_EQ(event.Wait(60), WaitResult::TimedOut);
@@ -63,7 +63,7 @@ TEST(AutoResetEvent, WaitsAndSleepsLastAtLeastTheirTime) {
   EXPECT_GE(MonotonicMilliseconds() - waited, 40 - kClockStep);
 }
 
-TEST(AutoResetEvent, EachSetReleasesExactlyOneThread) {
+TEST(AutoResetEventTest, EachSetReleasesExactlyOneThread) {
   AutoResetEvent requests;
   AutoResetEvent answers;
   constexpr int kTurns = 1000;
@@ -107,7 +107,7 @@ void StayUntilReleased(void* argument) {
   held->left.Set();
 }
 
-TEST(NativeThread, RunsItsEntryOnceAndCanBeJoinedRepeatedly) {
+TEST(NativeThreadTest, RunsItsEntryOnceAndCanBeJoinedRepeatedly) {
   Held held;
   NativeThread thread;
   EXPECT_FALSE(thread.Valid());
@@ -126,7 +126,7 @@ TEST(NativeThread, RunsItsEntryOnceAndCanBeJoinedRepeatedly) {
   EXPECT_EQ(thread.Join(0), WaitResult::Signalled);
 }
 
-TEST(NativeThread, OutlivesItsObject) {
+TEST(NativeThreadTest, OutlivesItsObject) {
   Held held;
   {
     NativeThread thread;
@@ -137,7 +137,7 @@ TEST(NativeThread, OutlivesItsObject) {
   EXPECT_EQ(held.left.Wait(kLongEnough), WaitResult::Signalled);
 }
 
-TEST(TlsSlot, HoldsAValueForEachThread) {
+TEST(TlsSlotTest, HoldsAValueForEachThread) {
   TlsSlot slot;
   EXPECT_EQ(slot.Get(), nullptr);
   ASSERT_TRUE(slot.Acquire());

@@ -24,7 +24,7 @@ SendSchedule Scheduled(const SendSchedule::Tuning& tuning) {
   return schedule;
 }
 
-TEST(SendSchedule, NothingArmedSleepsADayAndIsDueAtOnce) {
+TEST(SendScheduleTest, NothingArmedSleepsADayAndIsDueAtOnce) {
   SendSchedule schedule = Scheduled(Defaults());
   schedule.SetInitialWaitTime(kNow, 0, 0);
   EXPECT_EQ(schedule.ComputeTimeout(kNow), 86400);
@@ -32,7 +32,7 @@ TEST(SendSchedule, NothingArmedSleepsADayAndIsDueAtOnce) {
   EXPECT_FALSE(schedule.IsDue(true));
 }
 
-TEST(SendSchedule, ActivityHoldsTheSendBackForThePause) {
+TEST(SendScheduleTest, ActivityHoldsTheSendBackForThePause) {
   SendSchedule schedule = Scheduled(Defaults());
   schedule.OnFirstPending(kNow);
   EXPECT_EQ(schedule.ComputeTimeout(kNow), 1);
@@ -44,7 +44,7 @@ TEST(SendSchedule, ActivityHoldsTheSendBackForThePause) {
   EXPECT_EQ(schedule.MemoryFlushTime(), kNow + 360);
 }
 
-TEST(SendSchedule, AfterASendTheIntervalRunsThenTheNextIsDue) {
+TEST(SendScheduleTest, AfterASendTheIntervalRunsThenTheNextIsDue) {
   for (const auto& [interval, wait] : {std::pair{300, 300}, {60, 60}, {1, 1}, {0, 300}}) {
     SendSchedule::Tuning tuning = Defaults();
     tuning.sendInterval = interval;
@@ -61,7 +61,7 @@ TEST(SendSchedule, AfterASendTheIntervalRunsThenTheNextIsDue) {
   }
 }
 
-TEST(SendSchedule, ANegativeIntervalNeverSends) {
+TEST(SendScheduleTest, ANegativeIntervalNeverSends) {
   SendSchedule::Tuning tuning = Defaults();
   tuning.sendInterval = -1;
   SendSchedule schedule = Scheduled(tuning);
@@ -74,7 +74,7 @@ TEST(SendSchedule, ANegativeIntervalNeverSends) {
   EXPECT_FALSE(schedule.IsDue(false));
 }
 
-TEST(SendSchedule, BackOffGrowsWithEachFailureAndEndsWithASuccess) {
+TEST(SendScheduleTest, BackOffGrowsWithEachFailureAndEndsWithASuccess) {
   SendSchedule schedule = Scheduled(Defaults());
   int64_t now = kNow;
   for (const int wait : {300, 1200, 2100, 3000}) {
@@ -95,7 +95,7 @@ TEST(SendSchedule, BackOffGrowsWithEachFailureAndEndsWithASuccess) {
   EXPECT_TRUE(schedule.CheckSendThreshold({1048576, 0}));
 }
 
-TEST(SendSchedule, TheFirstFailureArmsTheFlushAndTheFlushEndsThePause) {
+TEST(SendScheduleTest, TheFirstFailureArmsTheFlushAndTheFlushEndsThePause) {
   SendSchedule schedule = Scheduled(Defaults());
   schedule.OnSendFailure(kNow);
   EXPECT_EQ(schedule.MemoryFlushTime(), kNow + 360);
@@ -110,7 +110,7 @@ TEST(SendSchedule, TheFirstFailureArmsTheFlushAndTheFlushEndsThePause) {
   EXPECT_EQ(schedule.MemoryFlushTime(), 0);
 }
 
-TEST(SendSchedule, AFailureEndsASendNowSoThatActivityDoesNotBreakTheBackOff) {
+TEST(SendScheduleTest, AFailureEndsASendNowSoThatActivityDoesNotBreakTheBackOff) {
   SendSchedule schedule = Scheduled(Defaults());
   schedule.SetInitialWaitTime(kNow, 1, 0);
   EXPECT_TRUE(schedule.IsDue(false));
@@ -123,7 +123,7 @@ TEST(SendSchedule, AFailureEndsASendNowSoThatActivityDoesNotBreakTheBackOff) {
   EXPECT_TRUE(schedule.IsDue(false));
 }
 
-TEST(SendSchedule, AFlushThatFailsIsRepeatedAfterTheFlushIntervalAndNeverAtOnce) {
+TEST(SendScheduleTest, AFlushThatFailsIsRepeatedAfterTheFlushIntervalAndNeverAtOnce) {
   for (const auto& [interval, wait] : {std::pair{360, 360}, {1, 1}, {0, 1}}) {
     SendSchedule::Tuning tuning = Defaults();
     tuning.flushInterval = interval;
@@ -143,7 +143,7 @@ TEST(SendSchedule, AFlushThatFailsIsRepeatedAfterTheFlushIntervalAndNeverAtOnce)
   }
 }
 
-TEST(SendSchedule, TheThresholdCountsMemoryAndCacheAndOverridesTimers) {
+TEST(SendScheduleTest, TheThresholdCountsMemoryAndCacheAndOverridesTimers) {
   SendSchedule schedule = Scheduled(Defaults());
   schedule.OnFirstPending(kNow);
   schedule.OnSent(kNow);
@@ -155,7 +155,7 @@ TEST(SendSchedule, TheThresholdCountsMemoryAndCacheAndOverridesTimers) {
   EXPECT_EQ(schedule.WaitTime() + schedule.PauseTime() + schedule.MemoryFlushTime(), 0);
 }
 
-TEST(SendSchedule, InitialWaitDependsOnCacheAndPersistentInterval) {
+TEST(SendScheduleTest, InitialWaitDependsOnCacheAndPersistentInterval) {
   struct Case {
     bool persistent;
     int cacheSize;

@@ -29,7 +29,7 @@ Decoded Decode(const std::string& text, size_t piece = 64) {
   return {std::move(data), base64.ErrorText()};
 }
 
-TEST(Base64Streams, MatchTheExamplesOfTheStandard) {
+TEST(Base64StreamsTest, MatchTheExamplesOfTheStandard) {
   const struct {
     std::string data, text;
   } kExamples[] = {
@@ -48,7 +48,7 @@ TEST(Base64Streams, MatchTheExamplesOfTheStandard) {
   EXPECT_EQ(Decode(Encode(everyByteAtEveryPlace, 5)).data, everyByteAtEveryPlace);
 }
 
-TEST(Base64InputStream, NamesTheDamageAndDeliversTheBytesBeforeIt) {
+TEST(Base64InputStreamTest, NamesTheDamageAndDeliversTheBytesBeforeIt) {
   for (const char* text : {"Zm9v\n", "Zm9 ", "Zm-v", "Zg==!", "Zm9v\xC3\xA4"}) {
     EXPECT_EQ(Decode(text).error, "Bad base-64 character") << text;
   }
@@ -61,7 +61,7 @@ TEST(Base64InputStream, NamesTheDamageAndDeliversTheBytesBeforeIt) {
   EXPECT_EQ(Decode("Zm9vYm*y").data, "foo");
 }
 
-TEST(Base64Streams, ReportTheStreamBelow) {
+TEST(Base64StreamsTest, ReportTheStreamBelow) {
   for (const char* text : {"", "Zm9vYm", "Zg=="}) {
     FailingInputStream source(text);
     Base64InputStream base64(&source);

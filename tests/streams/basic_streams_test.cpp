@@ -21,7 +21,7 @@ std::string Pattern(size_t length) {
   return text;
 }
 
-TEST(MemoryOutputStream, JoinsPiecesOfAnySize) {
+TEST(MemoryOutputStreamTest, JoinsPiecesOfAnySize) {
   const std::string text = Pattern(20000);
   for (const size_t piece : {1u, 4096u, 5000u}) {
     MemoryOutputStream stream;
@@ -32,7 +32,7 @@ TEST(MemoryOutputStream, JoinsPiecesOfAnySize) {
   EXPECT_TRUE(MemoryOutputStream().Join().empty());
 }
 
-TEST(BufferedInputStream, DeliversTheSameBytesInFewReads) {
+TEST(BufferedInputStreamTest, DeliversTheSameBytesInFewReads) {
   const std::string text = "\xFF" + Pattern(9999);
   MemoryInputStream memory(text.data(), text.size());
   BufferedInputStream stream(&memory);
@@ -44,7 +44,7 @@ TEST(BufferedInputStream, DeliversTheSameBytesInFewReads) {
   EXPECT_EQ(stream.RefillCount(), 3u + 3u);
 }
 
-TEST(BufferedOutputStream, WritesOnlyWhenFullOrFlushed) {
+TEST(BufferedOutputStreamTest, WritesOnlyWhenFullOrFlushed) {
   RecordingOutputStream sink;
   BufferedOutputStream stream(&sink, 16);
   stream.Write("0123456789abcdef", 16);
@@ -73,7 +73,7 @@ std::vector<std::string> Lines(const std::string& text, size_t piece) {
   return lines;
 }
 
-TEST(LineInputStream, EndsLinesAtLfAndCrLfOnly) {
+TEST(LineInputStreamTest, EndsLinesAtLfAndCrLfOnly) {
   using Expected = std::vector<std::string>;
   for (const size_t piece : {1u, 64u}) {
     EXPECT_EQ(Lines("", piece), Expected{});
@@ -89,7 +89,7 @@ TEST(LineInputStream, EndsLinesAtLfAndCrLfOnly) {
   EXPECT_EQ(ReadAll(stream), "second");
 }
 
-TEST(FileStreams, RoundTripAndKeepTheFirstFailure) {
+TEST(FileStreamsTest, RoundTripAndKeepTheFirstFailure) {
   const Testing::TempFolder folder;
   const std::string text = Pattern(9000);
   std::FILE* file = Platform::OpenFile(folder.Path("data").c_str(), "wb");

@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(ChunkOutputStream, FramesOneChunkPerWrite) {
+TEST(ChunkOutputStreamTest, FramesOneChunkPerWrite) {
   RecordingOutputStream sink;
   ChunkOutputStream stream(&sink);
   stream.Write(std::string(300, 'p').data(), 300);
@@ -20,7 +20,7 @@ TEST(ChunkOutputStream, FramesOneChunkPerWrite) {
   EXPECT_EQ(sink.All(), "\x1C\x2C\x01\x00"s + std::string(300, 'p') + "\x1D\x1C\x00\x00\x00\x1D"s);
 }
 
-TEST(ChunkOutputStream, KeepsTheFramingWhenThePayloadIsTooLong) {
+TEST(ChunkOutputStreamTest, KeepsTheFramingWhenThePayloadIsTooLong) {
   const std::string payload(kMaxChunkPayload + 4, 'x');
   MemoryOutputStream sink;
   ChunkOutputStream stream(&sink);
@@ -62,7 +62,7 @@ std::string Chunks(const std::string& bytes) {
   }
 }
 
-TEST(ChunkInputStream, NamesEachKindOfDamage) {
+TEST(ChunkInputStreamTest, NamesEachKindOfDamage) {
   const std::string head = "\x1C\x03\x00\x00"s;
   const std::string whole = head + "abc\x1D";
   EXPECT_EQ(Chunks(""), "end");
@@ -75,7 +75,7 @@ TEST(ChunkInputStream, NamesEachKindOfDamage) {
   EXPECT_EQ(Chunks(head + "abcd"), "End of chunk mark expected. Found (100)");
 }
 
-TEST(ChunkInputStream, ReportsAFailureOfTheSourceAtEveryOffset) {
+TEST(ChunkInputStreamTest, ReportsAFailureOfTheSourceAtEveryOffset) {
   const std::string whole =
       "\x1C\x03\x00\x00"
       "abc\x1D"s;
@@ -88,7 +88,7 @@ TEST(ChunkInputStream, ReportsAFailureOfTheSourceAtEveryOffset) {
   }
 }
 
-TEST(ChunkInputStream, AllocatesAsBytesArrive) {
+TEST(ChunkInputStreamTest, AllocatesAsBytesArrive) {
   const std::string bytes =
       "\x1C\xFF\xFF\xFF"
       "0123456789"s;

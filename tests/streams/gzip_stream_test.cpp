@@ -42,7 +42,7 @@ Expanded Expand(const std::string& bytes, size_t piece = 1024) {
   return {std::move(text), gzip.ErrorText(), gzip.Complete()};
 }
 
-TEST(GZipStreams, RoundTrip) {
+TEST(GZipStreamsTest, RoundTrip) {
   for (const std::string& text : {std::string(), std::string(1 << 20, 'a'), Noise(50000)}) {
     for (const size_t piece : {1u, 700u, 1u << 20}) {
       const Expanded expanded = Expand(Compress(text, piece), piece);
@@ -53,7 +53,7 @@ TEST(GZipStreams, RoundTrip) {
   }
 }
 
-TEST(GZipOutputStream, WritesOneMemberOfTheBestCompressionInWholeBuffers) {
+TEST(GZipOutputStreamTest, WritesOneMemberOfTheBestCompressionInWholeBuffers) {
   RecordingOutputStream sink;
   GZipOutputStream gzip(&sink);
   const std::string noise = Noise(20000);
@@ -75,7 +75,7 @@ TEST(GZipOutputStream, WritesOneMemberOfTheBestCompressionInWholeBuffers) {
   EXPECT_EQ(sink.All(), member);
 }
 
-TEST(GZipInputStream, DetectsEveryTruncation) {
+TEST(GZipInputStreamTest, DetectsEveryTruncation) {
   const std::string text = Noise(300) + std::string(3000, 'z');
   const std::string whole = Compress(text);
   for (size_t length = 0; length < whole.size(); ++length) {
@@ -86,7 +86,7 @@ TEST(GZipInputStream, DetectsEveryTruncation) {
   }
 }
 
-TEST(GZipInputStream, RejectsDamagedAndForeignData) {
+TEST(GZipInputStreamTest, RejectsDamagedAndForeignData) {
   EXPECT_EQ(Expand("plain text, not a member").error, "GZip inflate error -3");
   std::string damaged = Compress("0123456789");
   damaged[damaged.size() - 6] ^= 1;
@@ -96,7 +96,7 @@ TEST(GZipInputStream, RejectsDamagedAndForeignData) {
   EXPECT_EQ(Expand(Compress("first") + Compress("second")).text, "first");
 }
 
-TEST(GZipStreams, ReportTheStreamBelowAndStop) {
+TEST(GZipStreamsTest, ReportTheStreamBelowAndStop) {
   RecordingOutputStream sink(5000);
   GZipOutputStream output(&sink);
   const std::string noise = Noise(50000);

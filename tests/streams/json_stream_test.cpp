@@ -28,7 +28,7 @@ std::string Print(const json_t* value, size_t flags) {
   return sink.All();
 }
 
-TEST(JsonInputStream, RejectsWhatIsNotOneValue) {
+TEST(JsonInputStreamTest, RejectsWhatIsNotOneValue) {
   for (const char* text :
        {"", "{", "{\"a\":1,}", "{} {}", "{\"a\":1,\"a\":2}", "nonsense", "{\"a\":\"\xFF\"}"}) {
     std::string error;
@@ -38,7 +38,7 @@ TEST(JsonInputStream, RejectsWhatIsNotOneValue) {
   EXPECT_FALSE(Parse(std::string(1 << 20, '['))) << "bounded nesting";
 }
 
-TEST(JsonStreams, ReportTheStreamBelowAndAValueThatIsNoDocument) {
+TEST(JsonStreamsTest, ReportTheStreamBelowAndAValueThatIsNoDocument) {
   for (const char* text : {"", "{\"a\":", "{}"}) {
     FailingInputStream source(text);
     JsonInputStream json(&source);
@@ -57,7 +57,7 @@ TEST(JsonStreams, ReportTheStreamBelowAndAValueThatIsNoDocument) {
   EXPECT_STREQ(json.ErrorText(), "Bad JSON value");
 }
 
-TEST(JsonStreams, NumbersIgnoreTheLocale) {
+TEST(JsonStreamsTest, NumbersIgnoreTheLocale) {
   const std::string before = std::setlocale(LC_ALL, nullptr);
   const char* german = nullptr;
   for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "German_Germany.1252", "de-DE"}) {

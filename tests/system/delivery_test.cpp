@@ -10,7 +10,7 @@
 namespace Tav::Testing {
 namespace {
 
-using Delivery = HostTest;
+using DeliveryTest = HostTest;
 
 json_t* Properties(const json_t* arrival) {
   return json_object_get(json_object_get(arrival, "event"), "v");
@@ -20,7 +20,7 @@ double Number(const json_t* arrival, const char* property) {
   return json_number_value(json_object_get(Properties(arrival), property));
 }
 
-TEST_F(Delivery, FourThreadsAtFullSpeedLoseDoubleAndReorderNothing) {
+TEST_F(DeliveryTest, FourThreadsAtFullSpeedLoseDoubleAndReorderNothing) {
   constexpr int kThreads = 4;
   constexpr int kEvents = 25000;
   Initialize();
@@ -58,7 +58,7 @@ TEST_F(Delivery, FourThreadsAtFullSpeedLoseDoubleAndReorderNothing) {
   }
 }
 
-TEST_F(Delivery, EventsOfSeveralSessionsArriveInOrder) {
+TEST_F(DeliveryTest, EventsOfSeveralSessionsArriveInOrder) {
   Initialize();
   TavSession_s* const first = tav_->SessionBegin();
   TavSession_s* const second = tav_->SessionBegin();
@@ -92,7 +92,7 @@ TEST_F(Delivery, EventsOfSeveralSessionsArriveInOrder) {
                              }));
 }
 
-TEST_F(Delivery, TextsOfAllLanguagesArriveAndInvalidUtf8IsRepaired) {
+TEST_F(DeliveryTest, TextsOfAllLanguagesArriveAndInvalidUtf8IsRepaired) {
   Initialize();
   TavEvent_s* const event = tav_->NewEvent("  \xE6\x96\x87\xE6\x9B\xB8  ");
   tav_->AddEventProperty(event, "emoji", " \xF0\x9F\x93\x84 ");
@@ -106,7 +106,7 @@ TEST_F(Delivery, TextsOfAllLanguagesArriveAndInvalidUtf8IsRepaired) {
             "\"latin1\":\"\xC3\xA9t\xC3\xA9\",\"empty\":\"\",\"null\":\"\"}}");
 }
 
-TEST_F(Delivery, RefusedAndDroppedRecordsAreSentAgain) {
+TEST_F(DeliveryTest, RefusedAndDroppedRecordsAreSentAgain) {
   Initialize();
   EXPECT_EQ(tav_->Commit(), 0);
   for (const char* fault :
@@ -121,7 +121,7 @@ TEST_F(Delivery, RefusedAndDroppedRecordsAreSentAgain) {
   ExpectNoBadRecords();
 }
 
-TEST_F(Delivery, TheMachineIsDescribedOnceADay) {
+TEST_F(DeliveryTest, TheMachineIsDescribedOnceADay) {
   std::filesystem::remove(Folder() / "TsTavData");
   const auto descriptions = [] {
     size_t count = 0;

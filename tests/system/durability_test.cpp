@@ -10,7 +10,7 @@
 namespace Tav::Testing {
 namespace {
 
-class Durability : public HostTest {
+class DurabilityTest : public HostTest {
  protected:
   // Each event has a unique name.
   void Report(const std::string& prefix, int count) {
@@ -35,7 +35,7 @@ class Durability : public HostTest {
   Lines reported_;
 };
 
-TEST_F(Durability, EventsOfRunsWithoutAGatewayArriveInALaterRun) {
+TEST_F(DurabilityTest, EventsOfRunsWithoutAGatewayArriveInALaterRun) {
   UseGateway(kNoServer);
   for (const char* run : {"first", "second", "third"}) {
     Initialize();
@@ -51,7 +51,7 @@ TEST_F(Durability, EventsOfRunsWithoutAGatewayArriveInALaterRun) {
   ExpectArrived(reported_);
 }
 
-TEST_F(Durability, TerminationDoesNotWaitForServersThatNeverAnswer) {
+TEST_F(DurabilityTest, TerminationDoesNotWaitForServersThatNeverAnswer) {
   // The terminate time is 3 seconds, the time-out of a request 30.
   constexpr std::chrono::seconds kMaxTerminateTime{15};
   PutSettings(R"({"terminate_time":3.0})");
@@ -76,7 +76,7 @@ TEST_F(Durability, TerminationDoesNotWaitForServersThatNeverAnswer) {
   ResetGateway();  // ends the requests
 }
 
-TEST_F(Durability, OptingOutDeletesTheCacheAndSendsOnlyTheOptOut) {
+TEST_F(DurabilityTest, OptingOutDeletesTheCacheAndSendsOnlyTheOptOut) {
   const auto addSecrets = [this] {
     tav_->AddProductInfo("Place", "secret");
     tav_->AddSessionEnvInfo("Licence", "Trial");
@@ -113,7 +113,7 @@ TEST_F(Durability, OptingOutDeletesTheCacheAndSendsOnlyTheOptOut) {
   EXPECT_EQ(TimesArrived("opted-in%20again"), 1u);
 }
 
-TEST_F(Durability, AnOptedOutRunWithoutAGatewayStoresNoEvent) {
+TEST_F(DurabilityTest, AnOptedOutRunWithoutAGatewayStoresNoEvent) {
   UseGateway(kNoServer);
   tav_->OptOut();
   Initialize();

@@ -12,9 +12,9 @@
 namespace Tav::Testing {
 namespace {
 
-using Lifetime = HostTest;
+using LifetimeTest = HostTest;
 
-TEST_F(Lifetime, TheLibraryCanStartAgainAfterTerminate) {
+TEST_F(LifetimeTest, TheLibraryCanStartAgainAfterTerminate) {
   for (int run = 0; run < 3; ++run) {
     Initialize();
     EXPECT_EQ(tav_->Initialize("Other", "1.0", "", TAV_LANGUAGE_NONE), TAV_ALREADY_INITIALIZED);
@@ -29,7 +29,7 @@ TEST_F(Lifetime, TheLibraryCanStartAgainAfterTerminate) {
 #ifdef _WIN32
 
 // On Windows only: a leak checker would rightly report it.
-TEST_F(Lifetime, AProcessMayEndWithoutTerminate) {
+TEST_F(LifetimeTest, AProcessMayEndWithoutTerminate) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
@@ -42,7 +42,7 @@ TEST_F(Lifetime, AProcessMayEndWithoutTerminate) {
       ::testing::ExitedWithCode(7), "");
 }
 
-TEST_F(Lifetime, TheModuleStaysMappedWhileItsThreadRuns) {
+TEST_F(LifetimeTest, TheModuleStaysMappedWhileItsThreadRuns) {
   const std::string path = ::testing::TempDir() + "tav_unloaded.dll";
   ASSERT_TRUE(CopyFileA(std::getenv("TAV_TEST_LIBRARY"), path.c_str(), FALSE));
   const HMODULE module = LoadLibraryA(path.c_str());

@@ -11,9 +11,9 @@
 namespace Tav::Testing {
 namespace {
 
-using Settings = HostTest;
+using SettingsTest = HostTest;
 
-TEST_F(Settings, ProductValuesAreSentOnceAndWhenTheyChange) {
+TEST_F(SettingsTest, ProductValuesAreSentOnceAndWhenTheyChange) {
   tav_->AddProductInfo("Edition", "Pro");
   tav_->AddNumericProductInfo("Seats", 5);
   tav_->AddProductInfo("my-std-key", "reserved");
@@ -48,7 +48,7 @@ TEST_F(Settings, ProductValuesAreSentOnceAndWhenTheyChange) {
                           }));
 }
 
-TEST_F(Settings, SessionValuesIdentifiersAndTagsEndWithTheRun) {
+TEST_F(SettingsTest, SessionValuesIdentifiersAndTagsEndWithTheRun) {
   tav_->AddSessionEnvInfo("Licence", "Trial");
   tav_->AddNumericSessionEnvInfo("Days", 3);
   tav_->AddSessionEnvInfo("Licence", "Full");
@@ -98,7 +98,7 @@ TEST_F(Settings, SessionValuesIdentifiersAndTagsEndWithTheRun) {
   }
 }
 
-TEST_F(Settings, QueriesReturnTheDaysOfEarlierRunsAndTheEndpoint) {
+TEST_F(SettingsTest, QueriesReturnTheDaysOfEarlierRunsAndTheEndpoint) {
   const auto today = [] { return static_cast<int32_t>(std::time(nullptr) / 86400); };
   const int32_t begin = today();
   tav_->SetSendInterval(0xFFFFFFFF, TAV_UNIT_SECONDS);  // only Commit sends
@@ -122,7 +122,7 @@ TEST_F(Settings, QueriesReturnTheDaysOfEarlierRunsAndTheEndpoint) {
   EXPECT_EQ(Member(Records().front(), "ep"), '"' + std::string(whole) + '"');
 }
 
-TEST_F(Settings, IntervalsPostponeSendingToALaterRun) {
+TEST_F(SettingsTest, IntervalsPostponeSendingToALaterRun) {
   tav_->SetSendInterval(0xFFFFFFFF, TAV_UNIT_SECONDS);  // never
   RunOnce("Never");
   tav_->EnablePersistentInterval();
@@ -135,7 +135,7 @@ TEST_F(Settings, IntervalsPostponeSendingToALaterRun) {
   ExpectArrived({"Never", "NotYet", "Now"});
 }
 
-TEST_F(Settings, DevelopmentModeHasACacheOfItsOwn) {
+TEST_F(SettingsTest, DevelopmentModeHasACacheOfItsOwn) {
   UseGateway(kNoServer);
   tav_->SetDebugFlags(1);
   RunOnce("Development");
@@ -180,7 +180,7 @@ size_t CountReceived(const char* sink, const std::string& end) {
 }
 
 // The last test of the program: EnableDebugLog has an effect until the process ends.
-TEST_F(Settings, SinksReceiveTheLog) {
+TEST_F(SettingsTest, SinksReceiveTheLog) {
   const std::string misuse = "error: Tav: TavLogEvent called with a null event";
   const std::string detail = "TavSetSendInterval: sendInterval = 7 seconds";
   const auto run = [&] {

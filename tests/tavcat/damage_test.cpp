@@ -12,7 +12,7 @@ using Texts = std::vector<std::string>;
 
 constexpr char kFile[] = "TavCache_9A80ECF5_0001";
 
-class TavcatDamage : public TavcatTest {
+class TavcatDamageTest : public TavcatTest {
  protected:
   // The explanations for a file with these contents. A good cache file after it must be shown.
   Texts Explain(const char* name, const std::string& contents) {
@@ -25,7 +25,7 @@ class TavcatDamage : public TavcatTest {
   }
 };
 
-TEST_F(TavcatDamage, BrokenFramingIsExplainedWithItsOffset) {
+TEST_F(TavcatDamageTest, BrokenFramingIsExplainedWithItsOffset) {
   const std::string good = Chunk(Gzip("{}"));  // 27 bytes
   const auto broken = [&good](size_t index, char byte) {
     std::string bytes = good + good;
@@ -63,7 +63,7 @@ TEST_F(TavcatDamage, BrokenFramingIsExplainedWithItsOffset) {
   }
 }
 
-TEST_F(TavcatDamage, ABadPayloadLosesOneRecord) {
+TEST_F(TavcatDamageTest, ABadPayloadLosesOneRecord) {
   const Texts found = Explain(kFile, Chunk("no gzip") + Chunk("") + Chunk(Gzip("{}") + "x") +
                                          Chunk(Gzip("{\"a\":1,\"a\":2}")) + Chunk(Gzip("{}")));
   ASSERT_EQ(found.size(), 4u);
@@ -83,7 +83,7 @@ TEST_F(TavcatDamage, ABadPayloadLosesOneRecord) {
       << problems;
 }
 
-TEST_F(TavcatDamage, EveryTruncationIsFound) {
+TEST_F(TavcatDamageTest, EveryTruncationIsFound) {
   const std::string whole = Chunk(Gzip("{\"a\":1}")) + Chunk(Gzip("{}"));
   const size_t boundary = whole.size() - 27;
   for (size_t length = 1; length < whole.size(); ++length) {
@@ -92,7 +92,7 @@ TEST_F(TavcatDamage, EveryTruncationIsFound) {
   }
 }
 
-TEST_F(TavcatDamage, ABadLineLosesNoOther) {
+TEST_F(TavcatDamageTest, ABadLineLosesNoOther) {
   const Texts found = Explain(kFile, "{\"a\":1}\n{\"a\":1,\"a\":2}\nnonsense\n{\"torn");
   ASSERT_EQ(found.size(), 3u);
   EXPECT_TRUE(found[1].starts_with("the text is not JSON (")) << found[1];
@@ -108,7 +108,7 @@ std::string WithMember(const std::string& member) {
   return WithProduct(R"({"Name": "A", "Version": "1", "Platform": "p", )" + member + "}");
 }
 
-TEST_F(TavcatDamage, StorageFilesFollowTheRulesOfTheLibrary) {
+TEST_F(TavcatDamageTest, StorageFilesFollowTheRulesOfTheLibrary) {
   constexpr char kReplaced[] = "; the library treats it as empty and replaces it";
   const std::string product = R"({"Name": "A", "Version": "1", "Platform": "p"})";
   const struct {
@@ -141,7 +141,7 @@ TEST_F(TavcatDamage, StorageFilesFollowTheRulesOfTheLibrary) {
   }
 }
 
-TEST_F(TavcatDamage, TimesOutOfRangeAreNotConverted) {
+TEST_F(TavcatDamageTest, TimesOutOfRangeAreNotConverted) {
   folder.Put("TsTavData", WithMember(R"("LastActive": 1e300, "LastServerAccess": -1, )"
                                      R"("Registered": "99999999999999999999")"));
   EXPECT_EQ(Run(), 0);
@@ -149,7 +149,7 @@ TEST_F(TavcatDamage, TimesOutOfRangeAreNotConverted) {
   ExpectShown("Registered: \"99999999999999999999\"\n");
 }
 
-TEST_F(TavcatDamage, CopiesAndFoldersOfTheStorageFilesAreExplained) {
+TEST_F(TavcatDamageTest, CopiesAndFoldersOfTheStorageFilesAreExplained) {
   const std::string left =
       "left by an interrupted save, unless a save is in progress; it is used only while the main "
       "file "

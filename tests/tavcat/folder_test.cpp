@@ -23,9 +23,9 @@ using Access = PersistentStorage::Access;
 using ProductEnvView = PersistentStorage::ProductEnvView;
 using ProductView = PersistentStorage::ProductView;
 
-using TavcatFolder = Testing::TavcatTest;
+using TavcatFolderTest = Testing::TavcatTest;
 
-TEST_F(TavcatFolder, ShowsTheStorageFiles) {
+TEST_F(TavcatFolderTest, ShowsTheStorageFiles) {
   PersistentStorage storage;
   ASSERT_TRUE(storage.Open(Access::Update));
   PersistentStorage::ClientView(&storage).SetValue("OsName", "Wind\xC3\xB6ws");
@@ -58,7 +58,7 @@ TEST_F(TavcatFolder, ShowsTheStorageFiles) {
   }
 }
 
-TEST_F(TavcatFolder, ShowsTheCacheRecordByRecord) {
+TEST_F(TavcatFolderTest, ShowsTheCacheRecordByRecord) {
   Cache("Writer", {kRecord, "{}"});
   EXPECT_EQ(Run(), 0);
   const std::string size = std::to_string(Gzip(kRecord).size());
@@ -79,7 +79,7 @@ TEST_F(TavcatFolder, ShowsTheCacheRecordByRecord) {
   EXPECT_EQ(output, std::string(kRecord) + "\n{}\n");
 }
 
-TEST_F(TavcatFolder, ShowsFilesByPrefixAndNumber) {
+TEST_F(TavcatFolderTest, ShowsFilesByPrefixAndNumber) {
   for (const char* name : {"TavCache_9A80ECF5_0010", "TavCache_9A80ECF5_0002",
                            "TavDCache_00000001_0001", "TavCache_0001AAD5_9999"}) {
     folder.Put(name, "");
@@ -104,7 +104,7 @@ TEST_F(TavcatFolder, ShowsFilesByPrefixAndNumber) {
   }
 }
 
-TEST_F(TavcatFolder, ReadsTheOlderLayout) {
+TEST_F(TavcatFolderTest, ReadsTheOlderLayout) {
   folder.Put("TavCache_9A80ECF5_0001", "{ \"pn\" :\t1}\r\n\n[2]");
   EXPECT_EQ(Run(), 0);
   ExpectShown(
@@ -114,7 +114,7 @@ TEST_F(TavcatFolder, ReadsTheOlderLayout) {
   EXPECT_EQ(output, "{ \"pn\" : 1}\n[2]\n");
 }
 
-TEST_F(TavcatFolder, EscapesWhatCouldControlATerminal) {
+TEST_F(TavcatFolderTest, EscapesWhatCouldControlATerminal) {
   const std::string record =
       "{\"a\x7F\":\"\xC2\x9B\xE2\x80\xAE\xC3\xA9\\u001b\",\"pn\":\"\\u001b[2J\",\"pv\":\"\"}";
   Cache("p", {record, "\x1B]0;x\x07\xFF"});
@@ -127,7 +127,7 @@ TEST_F(TavcatFolder, EscapesWhatCouldControlATerminal) {
 }
 
 // Which files in use can be read differs between systems; in use is not damage on any of them.
-TEST_F(TavcatFolder, LeavesFilesInUseAlone) {
+TEST_F(TavcatFolderTest, LeavesFilesInUseAlone) {
   Cache("Writer", {kRecord});
   PersistentStorage storage;
   ASSERT_TRUE(storage.Open(Access::Update));
@@ -150,7 +150,7 @@ TEST_F(TavcatFolder, LeavesFilesInUseAlone) {
   ExpectShown("OsName: \"later\"");
 }
 
-TEST_F(TavcatFolder, RejectsBadArguments) {
+TEST_F(TavcatFolderTest, RejectsBadArguments) {
   const std::string folderName = Folder();
   folder.Put("file", "");
   for (const std::vector<std::string>& arguments :
@@ -169,7 +169,7 @@ TEST_F(TavcatFolder, RejectsBadArguments) {
 }
 
 // The program, with paths that no ANSI code page can represent.
-class TavcatProgram : public Testing::TavcatTest {
+class TavcatProgramTest : public Testing::TavcatTest {
  protected:
   // Runs it with the folder as a quoted argument, or without arguments.
   int RunProgram(bool withFolder) {
@@ -198,7 +198,7 @@ class TavcatProgram : public Testing::TavcatTest {
   }
 };
 
-TEST_F(TavcatProgram, PrintsUtf8AndReturnsTheStatus) {
+TEST_F(TavcatProgramTest, PrintsUtf8AndReturnsTheStatus) {
   const std::string record = "{\"pn\":\"Gr\xC3\xBCn\"}";
   folder.Put("TavCache_9A80ECF5_0001", Chunk(Gzip(record)));
   const auto before = State();
@@ -210,7 +210,7 @@ TEST_F(TavcatProgram, PrintsUtf8AndReturnsTheStatus) {
   EXPECT_EQ(RunProgram(true), 1);
 }
 
-TEST_F(TavcatProgram, UsesTheFolderOfTheUserAndDoesNotCreateIt) {
+TEST_F(TavcatProgramTest, UsesTheFolderOfTheUserAndDoesNotCreateIt) {
 #ifdef _WIN32
   EXPECT_EQ(RunProgram(false), 0);
   ExpectShown("Folder " + Folder() + "\n");

@@ -83,7 +83,7 @@ TEST_F(FileDataSenderTest, FetchesTheWholeFile) {
 // The arguments of the hook's calls; "open" for a null pointer.
 std::vector<std::string> hookCalls;
 
-TEST(TestDataSender, PassesExpandedBodiesToTheHook) {
+TEST(TestDataSenderTest, PassesExpandedBodiesToTheHook) {
   CapturedLog log;
   TestDataSender::SetHook([](const uint8_t* data, size_t length) -> int32_t {
     hookCalls.push_back(data ? std::string(data, data + length) : "open");
@@ -104,7 +104,7 @@ TEST(TestDataSender, PassesExpandedBodiesToTheHook) {
   EXPECT_EQ(hookCalls.size(), 3u);
 }
 
-TEST(CreateDataSender, SelectsTheSenderByScheme) {
+TEST(CreateDataSenderTest, SelectsTheSenderByScheme) {
   const auto isHttp = [](const char* url) {
     return dynamic_cast<HttpDataSender*>(CreateDataSender(url).get()) != nullptr;
   };

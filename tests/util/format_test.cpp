@@ -10,7 +10,7 @@
 namespace Tav {
 namespace {
 
-TEST(UrlEncode, EscapesAllButUnreservedCharacters) {
+TEST(UrlEncodeTest, EscapesAllButUnreservedCharacters) {
   constexpr char kPlain[] = "AZaz09-._~";
   EXPECT_EQ(UrlEncode(kPlain), kPlain);
   EXPECT_EQ(UrlEncode("a b/c?d=e&f+g%"), "a%20b%2fc%3fd%3de%26f%2bg%25");
@@ -19,7 +19,7 @@ TEST(UrlEncode, EscapesAllButUnreservedCharacters) {
   EXPECT_EQ(UrlEncode(""), "");
 }
 
-TEST(FormatSize, ChoosesTheUnitAndRounds) {
+TEST(FormatSizeTest, ChoosesTheUnitAndRounds) {
   const std::pair<double, const char*> cases[] = {
       {0, "0 Bytes"},
       {2047, "2047 Bytes"},
@@ -42,14 +42,14 @@ TEST(FormatSize, ChoosesTheUnitAndRounds) {
   }
 }
 
-TEST(HexText, WritesTwoDigitsAByte) {
+TEST(HexTextTest, WritesTwoDigitsAByte) {
   constexpr uint8_t kBytes[] = {0x00, 0x9F, 0xA5};
   EXPECT_EQ(HexText(kBytes, 3), "009fa5");
   EXPECT_EQ(HexText(kBytes, 3, HexCase::Upper), "009FA5");
   EXPECT_EQ(HexText(kBytes, 0), "");
 }
 
-TEST(NewUuidText, GroupsTheDigits) {
+TEST(NewUuidTextTest, GroupsTheDigits) {
   const UuidText uuid = NewUuidText();
   const std::string text(uuid.View());
   ASSERT_EQ(text.size(), 36u);

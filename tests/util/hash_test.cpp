@@ -10,7 +10,7 @@
 namespace Tav {
 namespace {
 
-TEST(HashText, FillsTheDigestByAlgorithm) {
+TEST(HashTextTest, FillsTheDigestByAlgorithm) {
   Testing::CapturedLog log;
   uint8_t digest[64];
   EXPECT_EQ(HashText(HashAlgorithm::Sha1, "abc", digest, sizeof digest), 20u);
@@ -25,7 +25,7 @@ TEST(HashText, FillsTheDigestByAlgorithm) {
   EXPECT_EQ(log.Take().back(), "warning: Buffer for hashed value of 'abc' is too small.");
 }
 
-TEST(HashTextToHex, FoldsTheDigest) {
+TEST(HashTextToHexTest, FoldsTheDigest) {
   // ba7816bf8f01cfea414140de5dae2223 xor b00361a396177a9cb410ff61f20015ad
   EXPECT_EQ(HashTextToHex("abc"), "0a7b771c1916b576f551bfbfafae378e");
 }

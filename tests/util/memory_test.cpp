@@ -13,7 +13,7 @@
 namespace Tav {
 namespace {
 
-TEST(BlockPool, BlocksOfSeveralThreadsNeverOverlap) {
+TEST(BlockPoolTest, BlocksOfSeveralThreadsNeverOverlap) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 40;
   constexpr size_t kHeld = 200;
@@ -45,7 +45,7 @@ TEST(BlockPool, BlocksOfSeveralThreadsNeverOverlap) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(BlockPool, ReturnsTheMemoryOfABurstToTheSystem) {
+TEST(BlockPoolTest, ReturnsTheMemoryOfABurstToTheSystem) {
   constexpr size_t kSlabs = 12;
   std::vector<void*> held;
   for (size_t i = 0; i < kSlabs * BlockPool::kBlocksPerSlab; ++i) {
@@ -65,7 +65,7 @@ TEST(BlockPool, ReturnsTheMemoryOfABurstToTheSystem) {
   BlockPool::Trim();
 }
 
-TEST(BlockPool, TrimKeepsASlabThatIsInUse) {
+TEST(BlockPoolTest, TrimKeepsASlabThatIsInUse) {
   void* const block = BlockPool::Acquire();
   BlockPool::Trim();
   std::memset(block, 1, BlockPool::kUsableSize);
@@ -74,7 +74,7 @@ TEST(BlockPool, TrimKeepsASlabThatIsInUse) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(Arena, GrowsByBlocksAndRejectsWhatNoBlockHolds) {
+TEST(ArenaTest, GrowsByBlocksAndRejectsWhatNoBlockHolds) {
   Arena* const arena = Arena::Create();
   std::set<char*> seen;
   for (int i = 0; i < 100; ++i) {
@@ -91,7 +91,7 @@ TEST(Arena, GrowsByBlocksAndRejectsWhatNoBlockHolds) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(ArenaScope, JsonOfAScopeMayGrowOutsideOfIt) {
+TEST(ArenaScopeTest, JsonOfAScopeMayGrowOutsideOfIt) {
   AcquireArenaSlot();
   Arena* const arena = Arena::Create();
   json_t* object = nullptr;
@@ -120,7 +120,7 @@ TEST(ArenaScope, JsonOfAScopeMayGrowOutsideOfIt) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(Json, TextThatJsonRejectsIsDecodedAsLatin1) {
+TEST(JsonTest, TextThatJsonRejectsIsDecodedAsLatin1) {
   EXPECT_EQ(JsonStringView(MakeJsonString("").Get()), "");
   EXPECT_EQ(JsonStringView(MakeJsonString({}).Get()), "");
   EXPECT_EQ(JsonStringView(MakeJsonString("gr\xC3\xBC\xC3\x9F").Get()), "gr\xC3\xBC\xC3\x9F");

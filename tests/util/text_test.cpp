@@ -23,7 +23,7 @@ bool IsUtf8ByteByByte(std::string_view text) {
   return expected == 0;
 }
 
-TEST(IsUtf8, AgreesWithASimpleCheckAtEveryAlignment) {
+TEST(IsUtf8Test, AgreesWithASimpleCheckAtEveryAlignment) {
   EXPECT_TRUE(IsUtf8("\xC0\x80\xED\xA0\x80\xF7\xBF\xBF\xBF"))
       << "over-long forms and surrogates pass";
   EXPECT_FALSE(IsUtf8("\xF8\x88\x80\x80\x80"));
@@ -51,7 +51,7 @@ TEST(IsUtf8, AgreesWithASimpleCheckAtEveryAlignment) {
   EXPECT_LT(valid, 19000);
 }
 
-TEST(Utf8Text, TrimsOnlyTheCLocalesWhiteSpace) {
+TEST(Utf8TextTest, TrimsOnlyTheCLocalesWhiteSpace) {
   EXPECT_EQ(ToUtf8String(" \t\n\v\f\r a b \r\n", true), "a b");
   EXPECT_EQ(ToUtf8String(" a ", false), " a ");
   EXPECT_EQ(ToUtf8String(" \t ", true), "");
@@ -59,7 +59,7 @@ TEST(Utf8Text, TrimsOnlyTheCLocalesWhiteSpace) {
   EXPECT_EQ(ToUtf8String("\xC2\xA0x\x1F", true), "\xC2\xA0x\x1F");
 }
 
-TEST(Utf8Text, DecodesTextThatIsNotUtf8AsLatin1) {
+TEST(Utf8TextTest, DecodesTextThatIsNotUtf8AsLatin1) {
   EXPECT_EQ(ToUtf8String(" \x80\xFF ", true), "\xC2\x80\xC3\xBF");
   // The whole text, the valid sequence included.
   EXPECT_EQ(ToUtf8String("\xC3\xA9\xE9", false), "\xC3\x83\xC2\xA9\xC3\xA9");
@@ -67,7 +67,7 @@ TEST(Utf8Text, DecodesTextThatIsNotUtf8AsLatin1) {
   EXPECT_EQ(Utf8Text(host, true).View().data(), host + 2) << "UTF-8 is not copied";
 }
 
-TEST(CutUtf8, CutsBetweenCharacters) {
+TEST(CutUtf8Test, CutsBetweenCharacters) {
   constexpr std::string_view kText = "a\xC3\xA9\xF0\x9F\x98\x80z";  // of 1, 2, 4 and 1 bytes
   constexpr size_t kExpected[] = {0, 1, 1, 3, 3, 3, 3, 7, 8, 8};
   for (size_t most = 0; most < std::size(kExpected); ++most) {

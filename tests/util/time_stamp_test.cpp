@@ -12,7 +12,7 @@
 namespace Tav {
 namespace {
 
-TEST(FormatTimeStamp, ShowsLocalTimeAndItsOffset) {
+TEST(FormatTimeStampTest, ShowsLocalTimeAndItsOffset) {
   constexpr int64_t kMoment = 1614852672345;  // 2021-03-04T10:11:12.345Z
   EXPECT_EQ(FormatTimeStamp({kMoment, 0}), "2021-03-04T10:11:12.345Z");
   EXPECT_EQ(FormatTimeStamp({kMoment, -60}), "2021-03-04T11:11:12.345+01:00");
@@ -22,7 +22,7 @@ TEST(FormatTimeStamp, ShowsLocalTimeAndItsOffset) {
   EXPECT_EQ(FormatTimeStamp({kMoment, 11 * 60}), "2021-03-03T23:11:12.345-11:00");
 }
 
-TEST(FormatTimeStamp, StaysWellFormedAtTheEdges) {
+TEST(FormatTimeStampTest, StaysWellFormedAtTheEdges) {
   EXPECT_EQ(FormatTimeStamp({0, 0}), "1970-01-01T00:00:00.000Z");
   EXPECT_EQ(FormatTimeStamp({1, 60}), "1969-12-31T23:00:00.001-01:00");
   EXPECT_EQ(FormatTimeStamp({253402300799999, 0}), "9999-12-31T23:59:59.999Z");
@@ -32,7 +32,7 @@ TEST(FormatTimeStamp, StaysWellFormedAtTheEdges) {
 }
 
 // Against the standard library's calendar.
-TEST(FormatTimeStamp, KnowsEveryDayUpToTheYear9999) {
+TEST(FormatTimeStampTest, KnowsEveryDayUpToTheYear9999) {
   using std::chrono::days;
   using std::chrono::sys_days;
   const sys_days end = sys_days(std::chrono::year(10000) / 1 / 1);
@@ -48,7 +48,7 @@ TEST(FormatTimeStamp, KnowsEveryDayUpToTheYear9999) {
   }
 }
 
-TEST(CaptureTimeStamp, IsTheCurrentMomentInTheLocalZone) {
+TEST(CaptureTimeStampTest, IsTheCurrentMomentInTheLocalZone) {
   const int64_t before = Platform::UnixMilliseconds();
   const TimeStamp stamp = CaptureTimeStamp();
   const std::string text = LocalTimeStamp();
@@ -61,7 +61,7 @@ TEST(CaptureTimeStamp, IsTheCurrentMomentInTheLocalZone) {
 }
 
 // The standard library's clock may be one step behind.
-TEST(CurrentTime, CountsSecondsFromBothEpochs) {
+TEST(CurrentTimeTest, CountsSecondsFromBothEpochs) {
   const auto before = static_cast<int64_t>(std::time(nullptr)) - 1;
   const int64_t unixSeconds = CurrentTime();
   const double seconds = CurrentTimeSeconds() - 11644473600.0;

@@ -13,7 +13,7 @@ std::optional<int> BiasIn(const char* zone) {
   return QueryUtcBiasMinutes();
 }
 
-TEST(Clock, BiasFollowsTheTimeZone) {
+TEST(ClockTest, BiasFollowsTheTimeZone) {
   EXPECT_EQ(BiasIn("UTC0"), 0);
   EXPECT_EQ(BiasIn("AAA-1"), -60);
   EXPECT_EQ(BiasIn("AAA-5:45"), -345);

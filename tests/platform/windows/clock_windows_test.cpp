@@ -14,7 +14,7 @@ int64_t Minutes(const SYSTEMTIME& time) {
 }
 
 // In any zone, with or without daylight saving.
-TEST(Clock, BiasLeadsFromUtcToTheSystemsLocalTime) {
+TEST(ClockTest, BiasLeadsFromUtcToTheSystemsLocalTime) {
   SYSTEMTIME utc;
   SYSTEMTIME local;
   SYSTEMTIME utcAgain;

@@ -34,7 +34,7 @@ bool GoneWithin(int milliseconds) {
   return true;
 }
 
-TEST(NativeThread, KeepsItsModuleMappedUntilItHasEnded) {
+TEST(NativeThreadTest, KeepsItsModuleMappedUntilItHasEnded) {
   for (int turn = 0; turn < 20; ++turn) {
     const HMODULE module = LoadLibraryW(kModule);
     ASSERT_NE(module, nullptr) << GetLastError();

@@ -11,7 +11,7 @@ namespace Tav::Testing {
 namespace {
 
 // A small file system for the user's folder.
-class FullDisk : public HostProcessTest {
+class FullDiskTest : public HostProcessTest {
  protected:
   void SetUp() override {
     if (mount("tmpfs", Base().c_str(), "tmpfs", 0, "size=64k") != 0) {
@@ -40,7 +40,7 @@ class FullDisk : public HostProcessTest {
   bool mounted_ = false;
 };
 
-TEST_F(FullDisk, RecordsStayInMemoryUntilTheyAreSent) {
+TEST_F(FullDiskTest, RecordsStayInMemoryUntilTheyAreSent) {
   HostProcess host(Host("host"));
   Fill(host);
   host.Send("log 50 20\ncommit");
@@ -55,7 +55,7 @@ TEST_F(FullDisk, RecordsStayInMemoryUntilTheyAreSent) {
   ExpectArrived(host.Accepted());
 }
 
-TEST_F(FullDisk, TerminateLogsWhatIsLost) {
+TEST_F(FullDiskTest, TerminateLogsWhatIsLost) {
   HostProcess host(Host("host"));
   Fill(host);
   host.Send("terminate");

@@ -10,7 +10,7 @@
 namespace Tav::Testing {
 namespace {
 
-class ManyHosts : public HostProcessTest {
+class ManyHostsTest : public HostProcessTest {
  protected:
   static constexpr int kProcesses = 4;
 
@@ -39,13 +39,13 @@ class ManyHosts : public HostProcessTest {
   }
 };
 
-TEST_F(ManyHosts, LoseAndDoubleNothing) {
+TEST_F(ManyHostsTest, LoseAndDoubleNothing) {
   const Lines accepted = RunTogether(true);
   EXPECT_EQ(ReadCache().files, Lines());
   ExpectArrived(accepted);
 }
 
-TEST_F(ManyHosts, ShareTheCacheThatALaterRunDelivers) {
+TEST_F(ManyHostsTest, ShareTheCacheThatALaterRunDelivers) {
   // Everything is stored at once, so that the hosts use the folder at the same time.
   PutSettings(
       R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":1.0,"max_record_size":9000.0})");
@@ -72,9 +72,9 @@ constexpr const char* kMoments[] = {
     "SM: Connecting to server",         // sends
 };
 
-class KilledHosts : public HostProcessTest {
+class KilledHostsTest : public HostProcessTest {
  protected:
-  KilledHosts() {
+  KilledHostsTest() {
     // Everything is stored at once and sent as early as possible.
     PutSettings(R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":1.0,"send_threshold":1.0,)"
                 R"("max_record_size":9000.0,"resend_time":0.0,"resend_delta":0.0})");
@@ -104,7 +104,7 @@ int SerialOf(const std::string& event) {
 
 // Rounds differ in the operation in which the host is killed, how many times it has been done
 // before, how long it has been running, and whether the gateway refuses a record.
-void KilledHosts::RunAndKill(int round) {
+void KilledHostsTest::RunAndKill(int round) {
   const char* const moment = kMoments[round % 4];
   const int variant = round / 4;
   const bool isRefused = variant % 3 == 1;  // the library retries after a second
@@ -126,7 +126,7 @@ void KilledHosts::RunAndKill(int round) {
   CheckCache(host);
 }
 
-void KilledHosts::CheckCache(const HostProcess& host) {
+void KilledHostsTest::CheckCache(const HostProcess& host) {
   const CacheContents cache = ReadCache();
   EXPECT_EQ(cache.faults, Lines());
   onDisk_ += static_cast<int>(cache.events.size());
@@ -149,7 +149,7 @@ void KilledHosts::CheckCache(const HostProcess& host) {
   }
 }
 
-TEST_F(KilledHosts, LoseOnlyWhatWasInMemoryAndDoubleNothing) {
+TEST_F(KilledHostsTest, LoseOnlyWhatWasInMemoryAndDoubleNothing) {
   constexpr int kRounds = 48;
   for (int round = 0; round < kRounds && !HasFailure(); ++round) {
     SCOPED_TRACE("round " + std::to_string(round) + ", killed at " + kMoments[round % 4]);
@@ -166,7 +166,7 @@ TEST_F(KilledHosts, LoseOnlyWhatWasInMemoryAndDoubleNothing) {
 }
 
 // The kills above rarely leave an incomplete chunk, so this test makes one.
-TEST_F(KilledHosts, NothingIsWrittenAfterAnIncompleteChunk) {
+TEST_F(KilledHostsTest, NothingIsWrittenAfterAnIncompleteChunk) {
   Lines kept;
   for (int run = 0; run < 3; ++run) {
     HostProcess host(HostWithoutGateway("run" + std::to_string(run)));
