@@ -63,7 +63,7 @@ std::string ReportText(const DemoReport& report) {
       ++total;
     }
   }
-  return "{\n  " + Member("sitting", report.run) + ",\n  " + Member("product", report.product) +
+  return "{\n  " + Member("run", report.run) + ",\n  " + Member("product", report.product) +
          ",\n  " + Member("product_version", report.productVersion) + ",\n  " +
          Member("full_version", report.fullVersion) + ",\n  " +
          Member("component", report.component) + ",\n  " +

@@ -10,7 +10,7 @@
 namespace DocumentEditor {
 
 struct DemoReport {
-  int run = 0;  // number of the program's run, "sitting" in the report
+  int run = 0;  // number of the program's run
   std::string product;
   std::string productVersion;
   std::string fullVersion;

@@ -61,7 +61,7 @@ void AddProductValues(Settings& settings) {
 void AddSessionEnvironment(Settings& settings, int runNumber) {
   settings.AddSessionEnvInfo("Licence", "Trial");
   settings.AddSessionEnvInfo("Screens", 2);
-  settings.AddSessionEnvInfo("Sitting", runNumber);
+  settings.AddSessionEnvInfo("Run", runNumber);
 }
 
 // The user works while two other threads of the editor report.

@@ -14,7 +14,7 @@ namespace {
 
 // Two threads, a document's session beside the implied one, a plug-in, non-ASCII text.
 constexpr char kReport[] = R"({
-  "sitting": 1, "total": 16, "product": "Foolscap", "product_version": "4.2",
+  "run": 1, "total": 16, "product": "Foolscap", "product_version": "4.2",
   "full_version": "4.2.0.1", "library_version": "2.8", "component": "Spell",
   "component_version": "1.3",
   "settings": [
@@ -246,7 +246,7 @@ TEST(ComparisonTest, ExpectsEachFlushToReportTheCountsSinceTheLast) {
 }
 
 TEST(ComparisonTest, KeepsTheRunsOfAHostApart) {
-  const char* const later = R"({"sitting": 3, "total": 3,
+  const char* const later = R"({"run": 3, "total": 3,
     "settings": [{"call": "AddSessionEnvInfo", "key": "Licence", "value": "Bought"}],
     "notes": [{"seq": 10001, "thread": "user", "session": 10001, "kind": "begin"},
               {"seq": 10002, "thread": "user", "session": 10001, "kind": "event", "name": "Opened"},

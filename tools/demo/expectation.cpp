@@ -144,7 +144,7 @@ void ReportReader::Read(const json_t* report) {
       static_cast<std::size_t>(IntegerMember(report, "total")) != json_array_size(calls)) {
     throw std::runtime_error("the host's report does not have \"total\" entries");
   }
-  run_ = static_cast<int>(IntegerMember(report, "sitting"));
+  run_ = static_cast<int>(IntegerMember(report, "run"));
   firstThread_ = target_.threads.size();
   ReadSettings(json_object_get(report, "settings"));
   // In the order of all threads together: the breadcrumbs of errors depend on it.

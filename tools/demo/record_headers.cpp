@@ -151,7 +151,7 @@ HeaderCheck CheckHeaders(std::span<const json_t* const> reports, const json_t* r
   HeaderCheck check;
   check.productValues = header.ProductValues();
   check.isListMissing = std::any_of(reports.begin(), reports.end(), [](const json_t* report) {
-    return json_integer_value(json_object_get(report, "sitting")) == 1;
+    return json_integer_value(json_object_get(report, "run")) == 1;
   });
   for (std::size_t i = 0; i < json_array_size(records); ++i) {
     const json_t* record = json_object_get(json_array_get(records, i), "record");
