@@ -120,7 +120,7 @@ TEST_F(ProductInfoTest, AKnownProductSendsWhatDiffers) {
 
   ProductInfo other = App(R"({"a": "2", "b": "2", "c": 3})");
   EXPECT_TRUE(Start(other));
-  EXPECT_NE(log_.Find("PI: Changed (incremental). Key: a, type: 1, text: 2, number: 0.0"), "");
+  EXPECT_NE(log_.Find("PI: Changed (incremental). Key: a, type: 1, strData: 2, numData: 0.0"), "");
   EXPECT_EQ(ToSend(other, true), (Entries{"a=2", "b=2", "c=3.000000"}));
   other.SetServer("https://elsewhere/");
   EXPECT_EQ(ToSend(other, false), (Entries{"a=2", "b=2", "c=3.000000", "gone=kept"}));
@@ -235,7 +235,7 @@ TEST_F(ProductInfoTest, ElementsThatAreOnlyGoneAreErasedFromTheStorageAtOnce) {
   Start(product);
   log_.Take();
   EXPECT_FALSE(product.UpdateProductEnv("k", Json(R"({"b": "2"})").Get(), true));
-  EXPECT_NE(log_.Find("PI: persist to PS: key: k.b, type: 1, text: 2, number: 0.0"), "");
+  EXPECT_NE(log_.Find("PI: persist to PS: key: k.b, type: 1, strData: 2, numData: 0.0"), "");
   EXPECT_EQ(StoredValues(), (Entries{"k.b=2", "kind=x"}));
   EXPECT_EQ(Stored("Server"), kGateway);
   EXPECT_EQ(Products(), "App,Other,");
