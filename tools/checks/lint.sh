@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Usage: lint.sh [FILE...]
-# Format, rules of the tree, shell scripts, and clang-tidy over the files given or over all of them.
-# Needs the configured trees build/release (for the library and Windows programs) and build/native
-# (for the tools beside it). All checks run before it fails.
+# Checks the format, the rules of the tree, the shell scripts and, with clang-tidy, the given files or
+# all. Needs the configured trees build/release (for the library and Windows programs) and
+# build/native (for the tools). Runs all checks before it fails.
 set -uo pipefail
 cd "$(dirname "$0")/../.." || exit
 jobs=$(nproc)
@@ -18,7 +18,7 @@ stage() {
   fi
 }
 
-# Files of this tree, new ones included, that exist.
+# Existing files of this tree, new ones included.
 files() {
   git ls-files --cached --others --exclude-standard -- "$@" |
     while IFS= read -r file; do [ ! -e "$file" ] || printf '%s\n' "$file"; done | sort -u
@@ -32,9 +32,14 @@ check_scripts() {
   files '*.sh' run .ci/run | xargs -d '\n' shellcheck
 }
 
-# tidy BUILD-TREE EXTRA-ARGUMENT... : reads file names, skips those the tree does not compile.
+# tidy BUILD-TREE EXTRA-ARGUMENT... : reads file names, skips those the tree does not compile. clang
+# does not know GCC's options for link-time optimisation and cannot read its precompiled headers.
+# Without those, it also reports headers that a source fails to include.
 tidy() {
-  local tree=$1 extra=() argument
+  local tree=build/lint/$1 extra=() argument
+  mkdir -p "$tree"
+  sed -E 's/ -f(fat-lto-objects|lto(=[a-z]+)?)\b//g; s/ -Winvalid-pch\b//; s/ -include [^ ]*cmake_pch\.hxx//' \
+    "build/$1/compile_commands.json" >"$tree/compile_commands.json"
   shift
   for argument in "$@"; do extra+=("--extra-arg-before=$argument"); done
   while IFS= read -r file; do
@@ -42,19 +47,16 @@ tidy() {
   done | xargs -r -d '\n' -P "$jobs" -n 1 tools/checks/tidy_one.sh -p "$tree" "${extra[@]}"
 }
 
-# clang reads the cross compiler's own headers, but not its options for link-time optimisation.
+# With the cross compiler's own headers.
 tidy_windows() {
   local include
-  mkdir -p build/lint
-  sed -E 's/ -f(fat-lto-objects|lto(=[a-z]+)?)\b//g' build/release/compile_commands.json \
-    >build/lint/compile_commands.json
   include=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-libgcc-file-name)")/include/c++
-  tidy build/lint --target=x86_64-w64-windows-gnu -nostdinc++ "-isystem$include" \
+  tidy release --target=x86_64-w64-windows-gnu -nostdinc++ "-isystem$include" \
     "-isystem$include/x86_64-w64-mingw32" "-isystem$include/backward"
 }
-tidy_native() { tidy build/native; }
+tidy_native() { tidy native; }
 
-# choose PATHSPEC...: all matching files, or those of them that were named on the command line.
+# choose PATHSPEC...: all matching files, or those that are also named on the command line.
 choose() {
   if [ ${#named[@]} -eq 0 ]; then
     files "$@"
