@@ -103,10 +103,9 @@ show_cache() {
   for file in "${cache[@]}"; do
     printf '   %s  %d bytes\n' "$file" "$(stat -c %s "$file")"
   done
-  [ -x "$tavcat" ] || return 0
   say "Its contents, as shown by tavcat:"
   # From the first cache file on. sed reads to the end, so that tavcat's own status counts.
-  "$tavcat" --events "$storage" | sed -n '/^Tav[DI]\{0,1\}Cache_/,$p' |
+  "$TAV_WINE" "$tavcat" --events "$storage" | sed -n '/^Tav[DI]\{0,1\}Cache_/,$p' |
     sed -n "1,${max_shown_lines}s/^/   | /p" | fit
 }
 
@@ -148,11 +147,12 @@ second_phase() {
 [ $# -eq 0 ] || die "the demonstration takes no arguments"
 host=$TAV_WINDOWS_BIN/demo_host.exe
 ledger=$TAV_NATIVE_BIN/demo_ledger
-tavcat=$TAV_NATIVE_BIN/tavcat
+tavcat=$TAV_WINDOWS_BIN/tavcat.exe
 need_file "$TAV_LIBRARY" "the library"
 need_file "$host" "the sample host"
 need_file "$TAV_GATEWAY_PROGRAM" "the local gateway"
 need_file "$ledger" "the program that compares"
+need_file "$tavcat" "the program that shows files"
 [ "$(dirname "$TAV_LIBRARY")" = "$TAV_WINDOWS_BIN" ] ||
   die "$TAV_LIBRARY is not in the sample host's folder"
 
