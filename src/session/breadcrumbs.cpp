@@ -9,6 +9,23 @@
 
 namespace Tav {
 
+void Breadcrumbs::Update(TavEvent_s& event) {
+  const std::string_view session = event.sessionId.View();
+  const std::string_view name = event.name.View();
+  if (event.kind == HandleKind::Command) {
+    SaveCommand(session,
+                JsonStringView(json_object_get(event.payload.Get(), Key::kCommandName.data())));
+  } else if (event.kind == HandleKind::Error) {
+    AttachTo(event);
+  } else if (event.kind == HandleKind::Marker) {
+    if (name == Key::kSessionEnd) {
+      Forget(session);
+    } else if (name != Key::kSessionBegin && name != Key::kIdle) {
+      SavePlace(session, name);
+    }
+  }
+}
+
 void Breadcrumbs::SavePlace(std::string_view sessionId, std::string_view place) {
   Save(places_, false, sessionId, place);
 }

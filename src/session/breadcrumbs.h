@@ -10,25 +10,24 @@ struct TavEvent_s;
 
 namespace Tav {
 
-// Used by the session thread only.
+// Session thread only.
 class Breadcrumbs {
  public:
-  // How many places and how many commands each session keeps; 0 or less keeps none.
+  // How many places and how many commands each session keeps; 0 or less for none.
   void SetLength(int length) { length_ = length; }
 
-  void SavePlace(std::string_view sessionId, std::string_view place);
-  void SaveCommand(std::string_view sessionId, std::string_view command);
-
-  // Adds the session's saved places as "std-Place" and its commands as "std-Cmd" to an error event.
-  void AttachTo(TavEvent_s& errorEvent) const;
-
-  // Forgets a session that has ended.
-  void Forget(std::string_view sessionId);
+  // For each event in order: saves a place or a command, attaches the session's lists to an error
+  // as "std-Place" and "std-Cmd", forgets a session that ends.
+  void Update(TavEvent_s& event);
 
  private:
   using Names = std::deque<std::string>;  // oldest first
   using Sessions = std::map<std::string, Names, std::less<>>;
 
+  void SavePlace(std::string_view sessionId, std::string_view place);
+  void SaveCommand(std::string_view sessionId, std::string_view command);
+  void AttachTo(TavEvent_s& errorEvent) const;
+  void Forget(std::string_view sessionId);
   void Save(Sessions& sessions, bool isCommand, std::string_view sessionId, std::string_view name);
   static void Attach(TavEvent_s& event, std::string_view key, const Names& names);
 

@@ -6,6 +6,24 @@
 
 namespace Tav {
 
+void PendingEvents::Append(WorkItemPtr item) {
+  size_ += item->event->estimatedSize;
+  items_.Append(std::move(item));
+}
+
+WorkItemPtr PendingEvents::TakeFirst() {
+  WorkItemPtr item = items_.TakeFirst();
+  if (item != nullptr) {
+    size_ -= item->event->estimatedSize;
+  }
+  return item;
+}
+
+void PendingEvents::Clear() {
+  while (TakeFirst() != nullptr) {
+  }
+}
+
 void EventBatch::BuildRecords(bool all, RecordStore& store) {
   if (pending_.Empty() && !changes_.RecordDue()) {
     return;

@@ -1,11 +1,33 @@
 // Collects accepted events until there are enough for a record, or until records are due.
 #pragma once
 
+#include <cstdint>
+
 #include "session/record_builder.h"
 #include "session/record_store.h"
 #include "session/unsent_changes.h"
+#include "session/work_queue.h"
 
 namespace Tav {
+
+// Accepted events that are in no record yet, in order of arrival.
+class PendingEvents {
+ public:
+  bool Empty() const { return items_.Empty(); }
+  // The sum of the events' estimated sizes, in bytes.
+  int64_t EstimatedSize() const { return size_; }
+  // Borrowed until it is taken; null when empty.
+  const WorkItem* First() const { return items_.First(); }
+
+  void Append(WorkItemPtr item);
+  WorkItemPtr TakeFirst();
+  // Frees everything.
+  void Clear();
+
+ private:
+  WorkList items_;
+  int64_t size_ = 0;
+};
 
 // Session thread only.
 class EventBatch {

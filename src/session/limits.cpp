@@ -5,6 +5,8 @@
 #include "cache/cache_manager.h"
 #include "config/config_manager.h"
 #include "model/library_config.h"
+#include "util/logger.h"
+#include "util/version.h"
 
 namespace Tav {
 
@@ -42,6 +44,33 @@ Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings)
   limits.rate.perMinute = settings.GetNumber("max_event_per_minute", 0);
   limits.rate.perHour = settings.GetNumber("max_event_per_hour", 0);
   return limits;
+}
+
+void LogBanner(const LibraryConfig& config, const Limits& limits, const std::string& gatewayUrl) {
+  TAV_NOTE(
+      "\n    ------------------------------------------"
+      "\n    ANALYTICS SDK VERSION:          %s"
+      "\n    Product name:                   %s"
+      "\n    Product version:                %s"
+      "\n    Gateway URL:                    %s"
+      "\n    Persistent interval enabled:    %d"
+      "\n    Send interval (seconds):        %d"
+      "\n    Send threshold (bytes):         %d"
+      "\n    Max cache files:                %d"
+      "\n    Max memory size (bytes):        %d"
+      "\n    Flush interval (seconds):       %d"
+      "\n    Pause interval (seconds):       %d"
+      "\n    Record size (bytes):            %d"
+      "\n    Max event size (bytes):         %d"
+      "\n    ------------------------------------------",
+      kLibraryVersion, config.productName.c_str(), config.productVersion.c_str(),
+      gatewayUrl.c_str(), limits.schedule.persistentInterval, limits.schedule.sendInterval,
+      limits.schedule.sendThreshold, limits.maxCacheFiles, limits.maxMemorySize,
+      limits.schedule.flushInterval, limits.schedule.pauseInterval, limits.maxRecordSize,
+      config.maxEventSize);
+  TAV_DEBUG("SM: CustID: %s, UserID: %s, ProdCtx: %s, ProdComp: %s\n", config.customerId.c_str(),
+            config.userId.c_str(), config.productContext.c_str(),
+            config.productComponentName.c_str());
 }
 
 }  // namespace Tav

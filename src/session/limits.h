@@ -1,6 +1,8 @@
 // The limits and intervals that govern a run.
 #pragma once
 
+#include <string>
+
 #include "session/intake.h"
 #include "session/send_schedule.h"
 
@@ -22,5 +24,8 @@ struct Limits {
 
 // The host's values where it set any, then the server's, then the built-in defaults.
 Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings);
+
+// Logs the values of the run.
+void LogBanner(const LibraryConfig& config, const Limits& limits, const std::string& gatewayUrl);
 
 }  // namespace Tav

@@ -4,6 +4,7 @@
 
 #include "model/event_size.h"
 #include "model/record_keys.h"
+#include "session/event_batch.h"
 #include "util/arena.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
@@ -22,49 +23,6 @@ size_t SizeIfSet(std::string_view key, const std::string& text) {
 }
 
 }  // namespace
-
-void PendingEvents::Append(WorkItemPtr item) {
-  size_ += item->event->estimatedSize;
-  items_.Append(std::move(item));
-}
-
-WorkItemPtr PendingEvents::TakeFirst() {
-  WorkItemPtr item = items_.TakeFirst();
-  if (item != nullptr) {
-    size_ -= item->event->estimatedSize;
-  }
-  return item;
-}
-
-void PendingEvents::Clear() {
-  while (TakeFirst() != nullptr) {
-  }
-}
-
-void RecordBuilder::SetSessionEnvironment(const EnvMap* values) {
-  sessionEnvironment_.Reset();
-  if (values == nullptr || values->empty()) {
-    return;
-  }
-  sessionEnvironment_.Reset(json_object());
-  for (const auto& [key, value] : *values) {
-    switch (value.type) {
-      case EnvType::String:
-        SetJsonMember(sessionEnvironment_.Get(), key, MakeJsonString(value.text));
-        break;
-      case EnvType::Number:
-        SetJsonMember(sessionEnvironment_.Get(), key, JsonPtr(json_real(value.number)));
-        break;
-      case EnvType::None:
-        LogError("SM: SessionEnv - invalid data type %d (key: %s)", static_cast<int>(value.type),
-                 key.c_str());
-        break;
-    }
-  }
-  if (json_object_size(sessionEnvironment_.Get()) == 0) {
-    sessionEnvironment_.Reset();
-  }
-}
 
 int RecordBuilder::OverheadEstimate() const {
   constexpr size_t kBraces = 10;
@@ -230,7 +188,7 @@ void RecordBuilder::AddEvents(JsonData& data,
 
 void RecordBuilder::AddEvent(JsonData& data, WorkItem& item) {
   TavEvent_s& event = *item.event;
-  UpdateBreadcrumbs(event);
+  breadcrumbs_.Update(event);
   // The entry goes into the event's memory, which lives until the record has been written.
   const ArenaScope scope(event.Memory());
   data.OpenObject({});
@@ -245,23 +203,6 @@ void RecordBuilder::AddEvent(JsonData& data, WorkItem& item) {
     data.AddValue(Key::kSessionEnvironment, JsonPtr::Share(sessionEnvironment_.Get()));
   }
   data.MoveUp();
-}
-
-void RecordBuilder::UpdateBreadcrumbs(TavEvent_s& event) {
-  const std::string_view session = event.sessionId.View();
-  const std::string_view name = event.name.View();
-  if (event.kind == HandleKind::Command) {
-    breadcrumbs_.SaveCommand(
-        session, JsonStringView(json_object_get(event.payload.Get(), Key::kCommandName.data())));
-  } else if (event.kind == HandleKind::Error) {
-    breadcrumbs_.AttachTo(event);
-  } else if (event.kind == HandleKind::Marker) {
-    if (name == Key::kSessionEnd) {
-      breadcrumbs_.Forget(session);
-    } else if (name != Key::kSessionBegin && name != Key::kIdle) {
-      breadcrumbs_.SavePlace(session, name);
-    }
-  }
 }
 
 }  // namespace Tav

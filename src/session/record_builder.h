@@ -2,9 +2,9 @@
 // described in docs/record-format.md.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "machine/client_info.h"
 #include "model/built_record.h"
@@ -28,24 +28,7 @@ struct RecordHeader {
   TagMap tags;
 };
 
-// Accepted events that are in no record yet, in order of arrival.
-class PendingEvents {
- public:
-  bool Empty() const { return items_.Empty(); }
-  // The sum of the events' estimated sizes, in bytes.
-  int64_t EstimatedSize() const { return size_; }
-  // Borrowed until it is taken; null when empty.
-  const WorkItem* First() const { return items_.First(); }
-
-  void Append(WorkItemPtr item);
-  WorkItemPtr TakeFirst();
-  // Frees everything.
-  void Clear();
-
- private:
-  WorkList items_;
-  int64_t size_ = 0;
-};
+class PendingEvents;
 
 // Session thread only.
 class RecordBuilder {
@@ -56,8 +39,8 @@ class RecordBuilder {
 
   void SetHeader(RecordHeader header) { header_ = std::move(header); }
   void SetEndpoint(std::string id) { header_.endpointId = std::move(id); }
-  // Values that every reported event carries under "se"; null or empty for none.
-  void SetSessionEnvironment(const EnvMap* values);
+  // An object that every reported event carries under "se"; null for none.
+  void SetSessionEnvironment(JsonPtr object) { sessionEnvironment_ = std::move(object); }
   void SetMaxRecordSize(int bytes) { maxRecordSize_ = bytes; }
   int MaxRecordSize() const { return maxRecordSize_; }
   // How many places and commands before an error each session keeps; 0 or less for none.
@@ -81,7 +64,6 @@ class RecordBuilder {
   size_t AddClientEnvironment(JsonData& data) const;
   void AddEvents(JsonData& data, PendingEvents& pending, size_t size, WorkList& consumed);
   void AddEvent(JsonData& data, WorkItem& item);
-  void UpdateBreadcrumbs(TavEvent_s& event);
 
   const ProductInfo& product_;
   const ClientEnv& client_;

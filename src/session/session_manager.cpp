@@ -10,6 +10,7 @@
 #include "model/handles.h"
 #include "model/record_keys.h"
 #include "platform/clock.h"
+#include "session/session_environment.h"
 #include "session/session_thread.h"
 #include "util/hash.h"
 #include "util/logger.h"
@@ -39,17 +40,6 @@ void CompleteUserId(LibraryConfig& config) {
     TAV_DEBUG("SM: Customer ID was provided without User ID. Generated default User ID: %s",
               config.userId.c_str());
   }
-}
-
-uint32_t SessionEnvironmentSize(const EnvMap* values) {
-  size_t size = 0;
-  if (values != nullptr) {
-    for (const auto& [key, value] : *values) {
-      size += value.type == EnvType::String ? StringPairSize(key, value.text)
-                                            : RealPairSize(key, value.number);
-    }
-  }
-  return static_cast<uint32_t>(size);
 }
 
 void TraceProductValues(const PendingProductValues* values) {
@@ -189,23 +179,20 @@ std::string SessionManager::GetEndpointInstance() {
 }
 
 long SessionManager::GetLastServerAccessTime() {
-  const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, "GetLastServerAccessTime", kSync, kWaitingForValue);
-  const auto day = static_cast<long>(sessionThread_->Stamps().LastServerAccessTime());
-  TAV_DEBUG(
-      "SM: GetLastServerAccessTime. Waiting done. lastServerAccessTime: %ld, Pid: %d, CpuId: %d, "
-      "Tid: %ld",
-      day, TAV_WHERE);
-  return day;
+  return AskDay("GetLastServerAccessTime", "lastServerAccessTime",
+                &DayStamps::LastServerAccessTime);
 }
 
 long SessionManager::GetLastActiveTime() {
+  return AskDay("GetLastActiveTime", "lastActiveTime", &DayStamps::LastActiveTime);
+}
+
+long SessionManager::AskDay(const char* caller, const char* name, DayStamp stamp) {
   const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, "GetLastActiveTime", kSync, kWaitingForValue);
-  const auto day = static_cast<long>(sessionThread_->Stamps().LastActiveTime());
-  TAV_DEBUG(
-      "SM: GetLastActiveTime. Waiting done. lastActiveTime: %ld, Pid: %d, CpuId: %d, Tid: %ld", day,
-      TAV_WHERE);
+  Ask(ItemCode::Sync, caller, kSync, kWaitingForValue);
+  const auto day = static_cast<long>((sessionThread_->Stamps().*stamp)());
+  TAV_DEBUG("SM: %s. Waiting done. %s: %ld, Pid: %d, CpuId: %d, Tid: %ld", caller, name, day,
+            TAV_WHERE);
   return day;
 }
 

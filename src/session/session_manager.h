@@ -2,6 +2,7 @@
 // items on a queue; the session thread, which this object owns, does all the work.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,6 +15,7 @@
 
 namespace Tav {
 
+class DayStamps;
 class SessionThread;
 
 // The values are TavInitialize's status codes.
@@ -66,6 +68,8 @@ class SessionManager final : public Thread {
  private:
   void Queue(ItemCode code);
   bool Ask(ItemCode code, const char* caller, const char* itemName, const char* waiting);
+  using DayStamp = int64_t (DayStamps::*)() const;
+  long AskDay(const char* caller, const char* name, DayStamp stamp);
 
   const bool noImpliedRecords_;
   bool testFlag_ = false;

@@ -7,10 +7,10 @@
 
 #include "cache/cache_file_name.h"
 #include "config/server_urls.h"
+#include "session/session_environment.h"
 #include "util/logger.h"
 #include "util/storage_directory.h"
 #include "util/time_stamp.h"
-#include "util/version.h"
 
 namespace Tav {
 
@@ -60,7 +60,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       items_(thread, requests_, app_, intake_, delivery_) {
   config_.productValues.reset();
   builder_.SetHeader(HeaderOf(config_));
-  builder_.SetSessionEnvironment(config_.sessionEnvironment.get());
+  builder_.SetSessionEnvironment(MakeSessionEnvironment(config_.sessionEnvironment.get()));
   builder_.SetBreadcrumbLength(config_.savedListLength);
 }
 
@@ -130,34 +130,7 @@ void SessionThread::ApplySettings() {
     intake_.Disable();
     LogWarning("SM: Disabling due to bad dataSender");
   }
-  LogBanner();
-}
-
-void SessionThread::LogBanner() {
-  TAV_NOTE(
-      "\n    ------------------------------------------"
-      "\n    ANALYTICS SDK VERSION:          %s"
-      "\n    Product name:                   %s"
-      "\n    Product version:                %s"
-      "\n    Gateway URL:                    %s"
-      "\n    Persistent interval enabled:    %d"
-      "\n    Send interval (seconds):        %d"
-      "\n    Send threshold (bytes):         %d"
-      "\n    Max cache files:                %d"
-      "\n    Max memory size (bytes):        %d"
-      "\n    Flush interval (seconds):       %d"
-      "\n    Pause interval (seconds):       %d"
-      "\n    Record size (bytes):            %d"
-      "\n    Max event size (bytes):         %d"
-      "\n    ------------------------------------------",
-      kLibraryVersion, config_.productName.c_str(), config_.productVersion.c_str(),
-      delivery_.Sender().GatewayUrl().c_str(), limits_.schedule.persistentInterval,
-      limits_.schedule.sendInterval, limits_.schedule.sendThreshold, limits_.maxCacheFiles,
-      limits_.maxMemorySize, limits_.schedule.flushInterval, limits_.schedule.pauseInterval,
-      limits_.maxRecordSize, config_.maxEventSize);
-  TAV_DEBUG("SM: CustID: %s, UserID: %s, ProdCtx: %s, ProdComp: %s\n", config_.customerId.c_str(),
-            config_.userId.c_str(), config_.productContext.c_str(),
-            config_.productComponentName.c_str());
+  LogBanner(config_, limits_, delivery_.Sender().GatewayUrl());
 }
 
 // A count of cache files that overflowed to a negative number means: as many as there can be.

@@ -42,7 +42,6 @@ class SessionThread {
   void StartUp();
   void CheckAppStatus();
   void ApplySettings();
-  void LogBanner();
   void OpenCache();
 
   // Loop.

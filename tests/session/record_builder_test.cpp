@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "session/data_block.h"
+#include "session/event_batch.h"
+#include "session/session_environment.h"
 #include "support/captured_log.h"
 #include "support/records.h"
 
@@ -101,7 +103,7 @@ TEST_F(RecordBuilderTest, EventMembersDependOnTheKind) {
   EnvMap environment;
   environment["Theme"] = EnvValue::String("dark");
   environment["Scale"] = EnvValue::Number(1.5);
-  builder_.SetSessionEnvironment(&environment);
+  builder_.SetSessionEnvironment(MakeSessionEnvironment(&environment));
   AddEventString(*Add("edit"), "k", "v");
   Add("place", HandleKind::Marker);
   Add("plain");
