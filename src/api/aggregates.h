@@ -42,7 +42,7 @@ class Accumulator {
   AggregateKind kind_;
 };
 
-// How an entry point and its two names are called in messages.
+// The names of an entry point and of its two arguments in messages.
 struct FeedSource {
   const char* entryPoint;
   const char* names;
@@ -69,8 +69,7 @@ class AggregateCollection {
   std::map<std::string, Properties, std::less<>> events_;
 };
 
-// What is fed outside explicit sessions, by component name. The host's own collection has the empty
-// name.
+// The collection of one component, outside explicit sessions. The host's own has the empty name.
 struct ComponentAggregates {
   AggregateCollection collection;
   std::string version;  // as of the component's last feed

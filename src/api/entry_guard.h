@@ -1,5 +1,5 @@
-// What the entry points of the C API share: no exception reaches the host, and arguments are
-// checked in one order with one set of messages.
+// Shared code of the C API's entry points: it keeps exceptions from the host and checks arguments
+// in one order with one set of messages.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,8 @@ class SessionManager;
 
 void LogOutOfMemory();
 
-// Runs an entry point's body and returns its result. The only exception that can be thrown is that
-// memory ran out: it is logged, the call has no further effect, and the result is `fallback`.
+// Runs an entry point's body and returns its result. The only expected exception is std::bad_alloc:
+// it is logged, the call has no further effect, and the result is `fallback`.
 template <typename Result, typename Body>
 Result Boundary(Result fallback, Body&& body) noexcept {
   try {
@@ -61,7 +61,7 @@ void LogDeadHandle(const TavValue_s* handle, const char* entryPoint, const char*
 void LogBadArgument(const char* entryPoint, const char* noun);
 
 // True for a live handle; else false after the ERROR "Tav: <entryPoint> called with a null <noun>"
-// or "... a re-used <noun>". The handle is left alone.
+// or "... a re-used <noun>". Does not change the handle.
 inline bool CheckLive(const TavValue_s* handle, const char* entryPoint, const char* noun) {
   if (handle != nullptr && handle->magic == kHandleLive) [[likely]] {
     return true;
@@ -70,7 +70,7 @@ inline bool CheckLive(const TavValue_s* handle, const char* entryPoint, const ch
   return false;
 }
 
-// `good`; when false, after the ERROR "Tav: <entryPoint> called with a bad <noun>".
+// Returns `good`; if it is false, logs the ERROR "Tav: <entryPoint> called with a bad <noun>".
 inline bool CheckArgument(bool good, const char* entryPoint, const char* noun) {
   if (!good) [[unlikely]] {
     LogBadArgument(entryPoint, noun);

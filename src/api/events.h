@@ -1,4 +1,4 @@
-// How events are made for the host itself, for a session and for a component.
+// Creates events for the host itself, for a session and for a component.
 #pragma once
 
 #include <string_view>
@@ -8,8 +8,8 @@
 
 namespace Tav {
 
-// Where an event belongs. All may be empty: the implied session, no component. The events of a
-// component are outside explicit sessions.
+// The session and the component of an event. An empty session selects the implied session. A
+// component's events are never in explicit sessions.
 struct EventOwner {
   std::string_view sessionId = {};
   std::string_view componentName = {};

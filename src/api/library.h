@@ -1,8 +1,8 @@
-// The library's one process-wide state: what the host has set for the next initialisation, and the
-// session manager while the library is initialised.
+// The library's process-wide state: the host's options for the next initialisation, and the session
+// manager while the library is initialised.
 //
 // No lock guards it. A host must not call TavInitialize or TavTerminate while another thread is in
-// the library; while it runs, the other entry points only read the pointer to the session manager.
+// the library. Between them, most entry points only read the pointer to the session manager.
 #pragma once
 
 #include <atomic>

@@ -45,17 +45,17 @@ class CacheDirectory {
   const std::vector<CacheFile>& Files() const { return files_; }
   // Null when the file is not known. Valid until the list changes.
   const CacheFile* Find(int sequence) const;
-  // The sizes of the known files together, in bytes.
+  // The total size of the known files, in bytes.
   int64_t TotalSize() const;
-  // Adds the file in sequence order, or replaces what was known of it.
+  // Adds the file in sequence order, or replaces its entry.
   void Put(const CacheFile& file);
   void Forget(int sequence);
 
   // Builds the list from the files on disk. Deletes those that nobody has written to after
   // `expiry`, in seconds since 1970.
   Scan ScanFiles(int64_t expiry);
-  // Brings the list up to date with the disk, which other processes change, too. Does not add
-  // files that nobody has written to after `expiry`.
+  // Updates the list from the disk, which other processes change, too. Does not add files that
+  // nobody has written to after `expiry`.
   void Refresh(int64_t expiry);
   // Deletes a file from the disk and the list.
   Deletion Delete(int sequence);

@@ -20,8 +20,8 @@ struct CacheFileContents {
 };
 
 // Appends the records in `input` to `records`: the chunks before the first damage, or all valid
-// lines. Payloads of chunks are not expanded. Throws std::bad_alloc; `records` then has what was
-// read before.
+// lines. Payloads of chunks are not expanded. Throws std::bad_alloc; `records` then has the records
+// read so far.
 CacheFileContents ReadCacheFile(InputStream* input, RecordList& records);
 
 // Calls ReadCacheFile for a file that OpenAtomic has opened, and closes it, which deletes it. Bytes

@@ -27,8 +27,8 @@ class CacheFileWriter {
   CacheFileWriter(const CacheFileWriter&) = delete;
   CacheFileWriter& operator=(const CacheFileWriter&) = delete;
 
-  // Opens the newest file, or begins the next one if it is full. Skips files that others have open
-  // and files that end with a part of a chunk.
+  // Opens the newest file, or creates the next one if it is full. Skips files that others have open
+  // and files that end with an incomplete chunk.
   Opening Open();
   // Writes records until the file is full, closes it, and removes from the list those that are
   // stored whole. False if anything failed; the directory's list is then out of date.
@@ -50,8 +50,8 @@ class CacheFileWriter {
   CacheFile target_;
 };
 
-// Logs the records that are too large for a chunk and takes them out of a list for as long as it
-// exists. The destructor puts them back at the front.
+// Removes the records that are too large for a chunk from a list, and logs them. The destructor
+// puts them back at the front.
 class OversizedRecords {
  public:
   explicit OversizedRecords(RecordList& records);

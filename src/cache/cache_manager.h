@@ -5,7 +5,7 @@
 // for another: a file that another one has open is skipped, a file that another one has consumed is
 // forgotten.
 //
-// A manager is used by one thread at a time and blocks as the disk does. Failures are logged and
+// A manager is used by one thread at a time and waits only for the disk. Failures are logged and
 // counted. Functions that are not const throw std::bad_alloc.
 #pragma once
 
@@ -55,7 +55,7 @@ class CacheManager {
   // cache.
   bool DeleteFile(int sequence);
 
-  // A file could not be opened or deleted, for good. Appends nothing any more, but still loads.
+  // True after a lasting failure to open or delete a file. Append then fails; Load still works.
   bool Disabled() const { return disabled_; }
   const std::string& Prefix() const { return directory_.Prefix(); }
   size_t FileCount() const { return directory_.Files().size(); }

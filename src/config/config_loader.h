@@ -1,4 +1,4 @@
-// Fetches the settings from the configuration server, once, on a thread of its own.
+// Fetches the settings from the configuration server once, on its own thread.
 #pragma once
 
 #include <memory>

@@ -1,5 +1,5 @@
-// Holds the settings and the inhibit list of one product and version: look-ups with the reader's
-// defaults, and the comparison with a new answer of the server. Used by the session thread only.
+// Holds the settings and the inhibit list of one product and version. Looks up settings, with the
+// caller's defaults, and compares them with a new answer of the server. Session thread only.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ class ConfigManager {
   // Adds what the server's answer holds to `settings`, which are the caller's own. False, and no
   // change, if it is not a JSON object.
   virtual bool ParseSettings(Settings& settings, std::string_view jsonText) const;
-  // Whether `settings` differ from the manager's: in a name or in the inhibit list. Another value
+  // Whether the names or the inhibit list of `settings` differ from the manager's. Another value
   // under the same name is no change.
   virtual bool IsChanged(const Settings& settings) const;
   // Replaces what the open storage holds by `settings`. The manager's own do not change.

@@ -1,6 +1,6 @@
 // Chooses the URL of a server: the gateway, which receives the records, or the configuration
-// server. The application, the environment and the settings may each name one; otherwise a built-in
-// URL is taken.
+// server. The application, the environment and the settings may each name one; the default is a
+// built-in URL.
 #pragma once
 
 #include <cstdint>

@@ -2,8 +2,8 @@
 // stored one, and sent when it differs.
 //
 // The operating system and the monitors are described at once. The hardware comes from WMI, which
-// is slow, so a thread of its own queries it (machine/client_wmi_job.h). Until Finish or Abandon
-// has completed the description, it counts as not collected. Used by the session thread only.
+// is slow, so a separate thread queries it (machine/client_wmi_job.h). Until Finish or Abandon has
+// completed the description, it counts as not collected. Used by the session thread only.
 #pragma once
 
 #include <cstdint>
@@ -44,8 +44,8 @@ class ClientInfo {
 
   // Whether WMI results are still awaited.
   bool Pending() const { return job_ != nullptr; }
-  // Waits at most that long for the WMI queries; 0 only polls. True when nothing is pending (any
-  // more). Queries that take longer than a minute count as failed.
+  // Waits at most that long for the WMI queries; 0 only polls. True when nothing is pending.
+  // Queries that take longer than a minute count as failed.
   bool Finish(int milliseconds);
   // Completes the description without results that are still missing. Detaches the WMI thread;
   // never waits.
@@ -66,7 +66,7 @@ class ClientInfo {
 };
 
 // Whether a description is due: `lastDay`, a stored value, is eight or more days before `today`, or
-// not a number. A day in the future is not. Days since 1970.
+// not a number. False for a day in the future. Days since 1970.
 bool IsCollectionDue(const EnvValue& lastDay, int64_t today);
 
 // Add the labels of the operating system, locale, time zone and processor, or of the monitors.

@@ -1,5 +1,5 @@
-// Runs the WMI queries on a thread of their own, because they take from tenths of a second to
-// minutes. The owner polls for the result and may detach the thread at any time.
+// Runs the WMI queries on a separate thread, because they take from tenths of a second to minutes.
+// The owner polls for the result and may detach the thread at any time.
 #pragma once
 
 #include <memory>

@@ -47,8 +47,8 @@ class File {
   // Closes the file that was open before.
   OpenResult Open(const char* path, FileUse use);
   bool IsOpen() const { return descriptor_ >= 0; }
-  // Releases the lock, too. Returns true if no file is open. After a failure the file is closed
-  // all the same.
+  // Also releases the lock. Returns true if no file is open. The file is closed even after a
+  // failure.
   bool Close();
 
   // Locks the first byte and seeks to the start of the file. Returns false at once if another File

@@ -1,8 +1,8 @@
 // Queries to Windows Management Instrumentation, step by step: connection, query, row, value. Each
 // step is a separate call, so that the order of the steps and their messages are portable.
 //
-// A step other than Next may block for minutes on a machine that has just started. Use a source on
-// a thread that nobody has to wait for.
+// Every step except Next may block for minutes on a machine that has just started. Use a source on
+// a thread that no other thread has to wait for.
 #pragma once
 
 #include <memory>
@@ -40,7 +40,7 @@ class WmiSource {
 
   // Call once. The destructor closes the connection.
   virtual WmiOpenResult Open() = 0;
-  // Starts a query; ends the one before. Negative on failure.
+  // Starts a query and ends the previous one. Negative on failure.
   virtual long Execute(const std::string& query) = 0;
   // Moves to the next row.
   virtual WmiNextResult Next(int milliseconds) = 0;

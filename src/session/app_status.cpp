@@ -44,7 +44,7 @@ void AppStatus::Load() {
   }
 }
 
-// If another process has stored an identifier meanwhile, that one counts.
+// Adopts the identifier that another process has stored meanwhile, if any.
 void AppStatus::StoreEndpoint() {
   endpoint_.Compute();
   const StorageCloser closer(storage_);

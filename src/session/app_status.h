@@ -1,5 +1,5 @@
-// What the storage files hold about product, machine and settings, compared with this run: which
-// data the server lacks, the endpoint identifier, the settings of the last fetch.
+// Loads, compares and saves the stored state of the product and the machine: which data the server
+// lacks, the endpoint identifier, and the settings of the last fetch.
 #pragma once
 
 #include <memory>
@@ -18,26 +18,27 @@
 namespace Tav {
 
 // Each operation opens a storage file, does its work and closes it. A file that cannot be read
-// counts as empty; what cannot be written is left to a later run. Both are logged. Session thread
-// only, except EndpointId after a synchronous request.
+// counts as empty; a later run repeats a write that failed. Both are logged. Session thread only,
+// except EndpointId after a synchronous request.
 class AppStatus {
  public:
   // Takes the product's identity and values from the configuration.
   AppStatus(const LibraryConfig& config, Consent consent);
 
-  // Starts the description of the machine, which may take minutes. Not after an opt-out.
+  // Starts to collect the description of the machine, which may take minutes. Does nothing after an
+  // opt-out.
   void CollectClient();
   // Finds what changed since the last run, loads the settings, and makes and stores the endpoint
   // identifier when there is none.
   void Load();
   void ComputeEndpoint();
-  // A server that the product data was never sent to needs all of it.
+  // If the product data was never sent to this server, marks all of it as unsent.
   void UpdateServer(const std::string& gatewayUrl);
 
   // Waits at most `milliseconds` for the description of the machine. True when it has just become
   // complete and must be sent.
   bool FinishClientInfo(int milliseconds);
-  // Completes it without the answers that have not come; never waits.
+  // Completes the description without the missing answers; never waits.
   void AbandonClientInfo();
   bool ClientPending() const { return client_.Pending(); }
   void LogClientEnv() const { client_.LogClientEnv(); }
@@ -45,7 +46,7 @@ class AppStatus {
   // A product value from the host.
   void OnProductEnv(const TavValue_s& value);
 
-  // After a send of all records: stores the changes that they carried.
+  // After all records were sent: stores the changes in them as sent.
   void PersistAppStatusChanges();
   // At the end of a run that could not send its opt-out or opt-in: stores it as pending.
   void PersistPendingOptOut();

@@ -1,4 +1,4 @@
-// What a user did just before an error: the recent places and commands of each session.
+// Breadcrumbs: the recent places and commands of each session, attached to its errors.
 #pragma once
 
 #include <deque>
@@ -13,7 +13,7 @@ namespace Tav {
 // Session thread only.
 class Breadcrumbs {
  public:
-  // How many places and how many commands each session keeps; 0 or less for none.
+  // The maximum of places, and of commands, per session; 0 or less for none.
   void SetLength(int length) { length_ = length; }
 
   // For each event in order: saves a place or a command, attaches the session's lists to an error

@@ -1,4 +1,4 @@
-// A built record as text, for hosts that carry records themselves: its gzip bytes in base64.
+// A built record as text, for hosts that transport records themselves: its gzip bytes in base64.
 #pragma once
 
 #include <memory>
@@ -11,8 +11,8 @@ namespace Tav {
 
 std::string ToDataBlock(const BuiltRecord& record);
 
-// The record that `block` holds, or null and the reason when it holds none: it must be base64, a
-// whole gzip member, and JSON text with an object inside.
+// The record in `block`, or null and the reason. A valid block is the base64 form of one whole gzip
+// member whose text is a JSON object.
 std::unique_ptr<BuiltRecord> FromDataBlock(std::string_view block, std::string& reason);
 
 }  // namespace Tav

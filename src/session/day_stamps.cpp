@@ -10,7 +10,7 @@ namespace Tav {
 namespace {
 
 constexpr int64_t kSecondsPerDay = 86400;
-// Beyond any day that a clock can show; bounds what a damaged file can say.
+// Beyond any day of a clock; limits the numbers in a damaged file.
 constexpr double kMaxDay = 1e9;
 
 constexpr char kLastServerAccess[] = "LastServerAccess";

@@ -1,5 +1,5 @@
-// The days of the last server access, the last activity and the last request for settings, as the
-// storage file of time stamps keeps them for each product.
+// Loads and saves the days of a product's last server access, last activity and last request for
+// settings, in the storage file of time stamps.
 #pragma once
 
 #include <atomic>
@@ -10,14 +10,14 @@
 
 namespace Tav {
 
-// Each operation opens the file, does its work and closes it. The session thread calls all of them
-// but the two getters, which any thread may call.
+// Each operation opens the file, does its work and closes it. Session thread only, except the two
+// getters, which any thread may call.
 class DayStamps {
  public:
   explicit DayStamps(ProductIdentity product) : product_(std::move(product)) {}
 
-  // `now` is in seconds since 1970. True once a day: settings are to be fetched. That day is stored
-  // at once, whatever the fetch brings.
+  // Loads the days. True once a day, when settings must be fetched; stores that day at once, even
+  // if the fetch fails later. `now` is in seconds since 1970.
   bool LoadTimestamp(int64_t now);
   void PersistLastActiveTime(int64_t now);
   void PersistLastServerAccessTime(int64_t now);

@@ -121,7 +121,7 @@ void Delivery::SendAtTermination() {
 }
 
 void Delivery::CacheUnsent() {
-  // After an opt-out only the opt-out can be unsent, and the storage files remember it.
+  // After an opt-out, the only unsent record is the opt-out, which the storage files keep.
   if (store_.InMemory().Empty() || !store_.UsesCache()) {
     return;
   }

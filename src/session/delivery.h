@@ -40,14 +40,14 @@ class Delivery {
   void ProcessEventList(bool all);
   // Builds records and decides whether they are sent now.
   bool IsSendDue(bool suspended);
-  // True when the server has accepted everything, and when there was nothing to send.
+  // True when the server has accepted everything or there was nothing to send.
   bool SendToServer();
   // Writes the records to the cache when the flush interval has passed or memory is full.
   void FlushIfDue();
 
-  // At the end of a run: sends if the schedule allows it, then caches what was not sent, and logs
-  // what could be neither sent nor cached.
+  // At the end of a run: sends if the schedule allows it.
   void SendAtTermination();
+  // After SendAtTermination: caches the unsent records and logs those that could not be cached.
   void CacheUnsent();
 
   SendSchedule& Schedule() { return schedule_; }

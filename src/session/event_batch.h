@@ -1,4 +1,4 @@
-// Collects accepted events until there are enough for a record, or until records are due.
+// Collects accepted events until they fill a record or a record is due.
 #pragma once
 
 #include <cstdint>
@@ -36,7 +36,8 @@ class EventBatch {
   EventBatch(RecordBuilder& builder, UnsentChanges& changes)
       : builder_(builder), changes_(changes) {}
 
-  // After the endpoint is known and before the first event: the size of a record without events.
+  // Estimates the size of a record without events. Call once the endpoint is known, before the
+  // first event.
   void EstimateOverhead() { overheadEstimate_ = builder_.OverheadEstimate(); }
 
   bool Empty() const { return pending_.Empty(); }
@@ -44,8 +45,8 @@ class EventBatch {
   // Frees the events.
   void Clear() { pending_.Clear(); }
 
-  // Appends full records to the store; with `all`, records of everything that is pending, changed
-  // data without events included.
+  // Appends full records to the store; with `all`, records of all pending events and changes, even
+  // of changes without events.
   void BuildRecords(bool all, RecordStore& store);
 
  private:

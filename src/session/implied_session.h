@@ -10,13 +10,13 @@
 
 namespace Tav {
 
-// Any thread, except that End must not run beside Join.
+// Any thread, but End must not run at the same time as Join.
 class ImpliedSession {
  public:
-  // With `reported`, records mark the begin and the end of the session.
+  // With `reported`, markers report the begin and the end of the session.
   ImpliedSession(WorkQueue& queue, bool reported) : queue_(queue), reported_(reported) {}
 
-  // Sets the event's session id; opens the session if need be.
+  // Sets the event's session id; opens the session if necessary.
   void Join(TavEvent_s& event);
   // Ends the session if it is open.
   void End();

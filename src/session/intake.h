@@ -1,5 +1,5 @@
-// Decides which events are accepted: none after an opt-out or when reporting is disabled, none that
-// the server inhibits, and not more than the rate limits allow.
+// Decides which events are accepted. Rejects all events after an opt-out, when reporting is
+// disabled or when a rate limit was reached, and single events that the server inhibits.
 #pragma once
 
 #include <array>
@@ -11,8 +11,7 @@ namespace Tav {
 
 class ConfigManager;
 
-// What the user's choice allows. An opted-out product sends its opt-out and nothing else. Fixed for
-// a run.
+// What the user's choice allows, fixed for a run. An opted-out product sends only its opt-out.
 class Consent {
  public:
   explicit Consent(bool optedOut) : optedOut_(optedOut) {}
@@ -20,8 +19,8 @@ class Consent {
   // Events, product values and records from the host.
   bool AllowsReports() const { return !optedOut_; }
   bool AllowsMachineDescription() const { return !optedOut_; }
-  // Records on disk. The storage files remember an opt-out until it is sent; the cache is not
-  // needed for it.
+  // Records on disk. An opt-out does not need the cache: the storage files keep it until it is
+  // sent.
   bool AllowsCache() const { return !optedOut_; }
 
  private:
@@ -37,7 +36,7 @@ struct RateLimits {
 // Counts events per minute and per hour. Arithmetic on whole seconds since 1970; reads no clock.
 class EventRate {
  public:
-  // Moves the counters on to the minute of `now`.
+  // Advances the counters to the minute of `now`.
   void Roll(int64_t now);
   // Counts one event in the current minute.
   void Count();
@@ -65,12 +64,12 @@ class Intake {
   void Disable() { disabled_ = true; }
   bool Disabled() const { return disabled_; }
 
-  // Once per turn of the session thread, with the current time.
+  // Call in each turn of the session thread, with the current time.
   void Roll(int64_t now) { rate_.Roll(now); }
 
   bool Accepts(const TavEvent_s& event) const;
-  // Counts an accepted event. The event that reaches a limit is kept; it disables the intake, with
-  // a warning.
+  // Counts an accepted event. If it reaches a limit, disables the intake with a warning; the event
+  // itself is kept.
   void Count();
 
  private:

@@ -99,7 +99,7 @@ void ItemHandler::OnCommit() {
 
 void ItemHandler::OnPullData() {
   delivery_.ProcessEventList(true);
-  // A host that had no memory for its block left it here; it goes first.
+  // If the last host had no memory for its block, the block is still here and is returned first.
   if (requests_.pulledBlock.empty()) {
     if (const BuiltRecord* const record = delivery_.Store().Oldest()) {
       requests_.pulledBlock = ToDataBlock(*record);

@@ -1,4 +1,4 @@
-// Handles what host threads put into the queue.
+// Handles the items that host threads put into the queue.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace Tav {
 // Session thread only.
 class ItemHandler {
  public:
-  // Borrows all of them; `thread` is the one that hosts wait for.
+  // Borrows all of them; `thread` signals the answers that host threads wait for.
   ItemHandler(Thread& thread,
               RequestData& requests,
               AppStatus& app,
@@ -22,16 +22,18 @@ class ItemHandler {
               Delivery& delivery)
       : thread_(thread), requests_(requests), app_(app), intake_(intake), delivery_(delivery) {}
 
-  // In order. An item that runs out of memory is dropped with a message; its host is answered.
+  // In order. If memory runs out, drops the item with a message; a host that waits still gets an
+  // answer.
   void ProcessItems(WorkList items, int64_t now);
 
   bool Terminating() const { return terminating_; }
   // Whether a host has suspended sending.
   bool Suspended() const { return suspended_; }
-  // Termination is coming: what is in memory is sent or cached by it.
+  // Whether a host has announced termination. Timed flushes then stop: termination sends or caches
+  // the records.
   bool SuspendedForTermination() const { return suspendedForTermination_; }
 
-  // Puts a pulled record that no host has taken back into the store.
+  // Returns a pulled record to the store if no host has taken it.
   void RestorePulled();
 
  private:

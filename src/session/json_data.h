@@ -13,7 +13,7 @@
 namespace Tav {
 
 // The root is an object. Values go into the current container; opening a container makes it the
-// current one, and MoveUp returns to the one around it. At most four enclosing containers are kept.
+// current one, and MoveUp returns to the enclosing one. At most four enclosing containers are kept.
 // A value that cannot be added is logged and left out. Used by one thread.
 //
 // Every adding operation returns the size estimate of what it added, 0 when nothing was added.

@@ -12,7 +12,7 @@ namespace Tav {
 
 namespace {
 
-// Seconds. No setting makes the host's TavTerminate wait longer.
+// Seconds. Bounds the server's setting for how long TavTerminate waits.
 constexpr int kMaxTerminateTime = 3600;
 
 }  // namespace
@@ -21,7 +21,7 @@ Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings)
   const auto tuned = [&settings](int hostValue, const char* name, int defaultValue) {
     return hostValue == kNotSet ? settings.GetNumber(name, defaultValue) : hostValue;
   };
-  // A size below 1 would allow records without bound, or keep nothing in memory.
+  // A size below 1 would mean unbounded records, or no records in memory.
   const auto tunedSize = [&tuned](int hostValue, const char* name, int defaultValue) {
     const int size = tuned(hostValue, name, defaultValue);
     return size < 1 ? defaultValue : size;

@@ -22,7 +22,7 @@ struct Limits {
   SendSchedule::Tuning schedule;
 };
 
-// The host's values where it set any, then the server's, then the built-in defaults.
+// For each limit: the host's value if it is set, else the server's, else the built-in default.
 Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings);
 
 // Logs the values of the run.

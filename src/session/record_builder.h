@@ -1,5 +1,5 @@
-// Turns pending events into uploaded records: one JSON document each, compressed. The layout is
-// described in docs/record-format.md.
+// Builds records from pending events: one compressed JSON document each. docs/record-format.md
+// describes the layout.
 #pragma once
 
 #include <memory>
@@ -43,16 +43,16 @@ class RecordBuilder {
   void SetSessionEnvironment(JsonPtr object) { sessionEnvironment_ = std::move(object); }
   void SetMaxRecordSize(int bytes) { maxRecordSize_ = bytes; }
   int MaxRecordSize() const { return maxRecordSize_; }
-  // How many places and commands before an error each session keeps; 0 or less for none.
+  // See Breadcrumbs::SetLength.
   void SetBreadcrumbLength(int length) { breadcrumbs_.SetLength(length); }
 
   // The estimated size of what every record carries besides its events.
   int OverheadEstimate() const;
 
-  // One record of as many pending events as fit, oldest first, all of one component, and of the
-  // changes that are in no record yet. The events leave `pending`. Null when there are neither
-  // events nor such changes; null with a warning when the record could not be written: its events
-  // are lost.
+  // Builds one record of as many pending events as fit, oldest first and all of one component, and
+  // of the changes that are in no record yet. Removes the events from `pending`. Null when there
+  // are neither events nor such changes. Null with a warning when the record could not be written;
+  // its events are then lost.
   std::unique_ptr<BuiltRecord> BuildOneJsonRecord(PendingEvents& pending,
                                                   const UnsentChanges& changes);
 

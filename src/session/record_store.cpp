@@ -11,13 +11,13 @@ namespace Tav {
 
 namespace {
 
-// Records that the cache does not take stay in memory, up to this multiple of the size at which
-// they are flushed.
+// Records that cannot be cached stay in memory, up to this multiple of the size at which they are
+// flushed.
 constexpr int kMemoryBoundFactor = 16;
 
-// The marks of a cache file's chunks do not show damage inside a record. A gateway would refuse
-// such a record for ever, and with it all records behind it. Allocates only zlib's state; without
-// memory for it, a record counts as whole.
+// The chunk marks of a cache file do not reveal damage inside a record. A gateway would reject such
+// a record at every attempt, and the records after it would never be sent. If there is no memory
+// for zlib's state, the record counts as whole.
 bool IsDamaged(const BuiltRecord& record) {
   MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
   GZipInputStream gzip(&bytes);

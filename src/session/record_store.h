@@ -1,4 +1,4 @@
-// Records that were built and not yet accepted: in memory, and on disk in the cache.
+// Built records that the server has not accepted yet: in memory, and in the cache on disk.
 #pragma once
 
 #include <cstdint>
@@ -17,20 +17,20 @@ class RecordStore {
  public:
   explicit RecordStore(Consent consent) : consent_(consent) {}
 
-  // Finds the records of earlier runs; after an opt-out it deletes them. Until then, and when this
+  // Finds the records of earlier runs; after an opt-out, deletes them. Before this call, and if it
   // throws, the store works in memory only.
   void OpenCache(std::unique_ptr<CacheManager> cache, bool persistentInterval);
 
   void Append(std::unique_ptr<BuiltRecord> record) { records_.Append(std::move(record)); }
-  // A record from the host. False, and the record is dropped, after an opt-out.
+  // Appends a record from the host. After an opt-out, drops it and returns false.
   bool Push(std::unique_ptr<BuiltRecord> record);
-  // The oldest record, borrowed; loads a cache file when none is in memory. Null when there is
-  // none.
+  // The oldest record, borrowed. Loads a cache file when no record is in memory. Null when the
+  // store is empty.
   const BuiltRecord* Oldest();
   void RemoveOldest() { records_.TakeFirst(); }
 
-  // Moves the records from memory to the cache. Those that the cache does not take stay in memory.
-  // True when none is left, and when the cache must not be used.
+  // Moves the records from memory to the cache. Records that cannot be cached stay in memory. True
+  // when memory is empty or the cache must not be used.
   bool Flush();
   // Drops the oldest records in memory, with a warning, until they take no more than a multiple of
   // `maxMemorySize` bytes.
@@ -46,7 +46,7 @@ class RecordStore {
   bool HasCacheFiles() const { return cache_ != nullptr && cache_->FileCount() != 0; }
   // See CacheManager::OldestTime.
   int64_t OldestCached() const { return cache_ == nullptr ? 0 : cache_->OldestTime(); }
-  // What a send could deliver.
+  // What a send could deliver: leaves out cache files that could not be loaded.
   SendSchedule::Backlog Backlog() const;
 
  private:

@@ -10,10 +10,10 @@ namespace Tav {
 namespace {
 
 constexpr int64_t kLongestTimeout = 86400;
-// The wait after a successful send when the interval itself gives none.
+// The wait after a successful send when the send interval is below 1.
 constexpr int64_t kShortestInterval = 300;
 
-// Settings or a host that ask for no wait at all must not turn a failure into a busy loop.
+// Without a minimum, settings of zero would turn a failure into a busy loop.
 constexpr int kShortestRetry = 1;
 
 using LongLong = long long;  // what "%lld" takes

@@ -1,15 +1,15 @@
-// When records are sent, when they go to the cache, and how a failed send backs off: arithmetic on
-// whole seconds since 1970, 0 meaning not armed. Reads no clock, touches no file, owns no record.
+// Decides when records are sent, when they go to the cache, and how long to wait after a failed
+// send. Times are whole seconds since 1970; 0 means not armed. Reads no clock, uses no file.
 #pragma once
 
 #include <cstdint>
 
 namespace Tav {
 
-// Used by the session thread only, but for the deadline.
+// Session thread only.
 class SendSchedule {
  public:
-  // What the schedule is tuned with; seconds and bytes.
+  // In seconds and bytes.
   struct Tuning {
     bool persistentInterval = false;  // the send interval runs across program runs
     int sendInterval = 300;           // negative: never send
@@ -33,29 +33,28 @@ class SendSchedule {
 
   // Seconds until the earliest armed timer, at most a day.
   int ComputeTimeout(int64_t now) const;
-  // Disarms what has run out.
+  // Disarms the timers that have expired.
   void CheckTimers(int64_t now);
 
-  // The first pending event after none: arms the flush and pause timers, each only when it is not.
+  // The first pending event: arms the flush and pause timers unless they are armed.
   void OnFirstPending(int64_t now);
-  // Product or client data changed: arms both timers anew.
+  // Product or client data changed: restarts both timers.
   void OnAppChanged(int64_t now);
-  // The application data waits alone at start-up.
+  // At start-up, when changed data is all there is to send.
   void ArmPause(int64_t now) { pauseTime_ = now + tuning_.pauseInterval; }
 
-  // True when the threshold is reached, which then overrides every timer. Never while a failure
-  // backs off, nor when nothing is ever sent: the timers are all that brings records to the cache
-  // then.
+  // True when the threshold is reached, which overrides and disarms all timers. False after a
+  // failed send and when the schedule never sends: only the timers then move records to the cache.
   bool CheckSendThreshold(Backlog backlog);
-  // Whether the regular schedule lets records go now.
+  // Whether records are to be sent now.
   bool IsDue(bool suspended) const;
 
   void OnSent(int64_t now);
   void OnSendFailure(int64_t now);
-  // After either of them.
+  // After OnSent or OnSendFailure.
   void OnSendDone();
   void OnFlushed();
-  // Records stay in memory: they are flushed again when the flush interval has passed, not before.
+  // Records stay in memory; the next flush follows after the flush interval, not before.
   void OnFlushFailed(int64_t now);
 
   bool FlushExpired() const { return flushExpired_; }

@@ -20,8 +20,7 @@ namespace Tav {
 namespace {
 
 constexpr int kMillisecondsPerSecond = 1000;
-// Seconds at the end of the terminate time in which nothing is sent: what was not sent goes to
-// disk.
+// Seconds at the end of the terminate time, reserved for writing unsent records to disk.
 constexpr int kTimeToStore = 1;
 
 constexpr char kCommit[] = "Commit";
@@ -31,7 +30,7 @@ constexpr char kSync[] = "Sync";
 constexpr char kWaitingForAction[] = "Waiting. ";
 constexpr char kWaitingForValue[] = "Waiting...";
 
-// Without a user id, a customer's users still differ from another customer's.
+// The default user id distinguishes a customer's users from those of other customers.
 void CompleteUserId(LibraryConfig& config) {
   if (config.customerId.empty()) {
     config.userId.clear();
@@ -100,7 +99,7 @@ void SessionManager::Log(TavEvent_s* event) {
     FreeHandle(event);
     return;
   }
-  if (!Running()) {  // the queue is read no more
+  if (!Running()) {  // nothing reads the queue any more
     FreeHandle(event);
     return;
   }

@@ -1,5 +1,5 @@
-// The library's core while it is initialised, as the C API sees it. Calls from host threads become
-// items on a queue; the session thread, which this object owns, does all the work.
+// The interface of the C API to the initialised library. Calls from host threads become items on a
+// queue; the session thread, which this object owns, does all the work.
 #pragma once
 
 #include <cstdint>
@@ -40,8 +40,8 @@ class SessionManager final : public Thread {
   // earlier items and the request itself, which may include a send. Concurrent requests are served
   // one after another.
   CommitResult Commit();
-  // The oldest record as a data block that the caller frees with std::free; null when there is
-  // none.
+  // Removes the oldest record and returns it as a data block, which the caller frees with
+  // std::free. Null when there is none.
   char* PullData();
   // Takes a data block back; anything else is rejected with a warning.
   void PushData(std::string_view block);
@@ -57,8 +57,8 @@ class SessionManager final : public Thread {
   void SetWaitDelay(int milliseconds);
   void SetTestFlag(bool flag) { testFlag_ = flag; }
 
-  // Ends the implied session and the session thread, and waits at most the terminate time for the
-  // latter. A thread that outlives the wait holds its own reference to this object.
+  // Ends the implied session and the session thread. Waits for the thread for at most the terminate
+  // time; a thread that runs longer holds its own reference to this object.
   void Stop();
 
  protected:

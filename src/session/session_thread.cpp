@@ -16,7 +16,7 @@ namespace Tav {
 
 namespace {
 
-// Seconds between two looks for the description of the machine while it is being collected.
+// Seconds between two checks whether the description of the machine is complete.
 constexpr int kClientInfoPoll = 1;
 
 // Milliseconds.
@@ -24,7 +24,7 @@ constexpr int kMaxBatchDelay = 1000;
 constexpr int64_t kMaxWaitForSettings = 5000;
 constexpr int64_t kMaxWaitForClient = 1000;
 
-// Runs one step of the end. A step that runs out of memory does not stop the later ones.
+// Runs one step of the termination. If it runs out of memory, the later steps still run.
 template <typename Step>
 void Attempt(Step step) {
   try {
@@ -66,7 +66,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
 
 void SessionThread::Run() {
   TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  // Without memory for its start the thread still answers hosts and terminates in order.
+  // If memory runs out here, the thread still answers hosts and terminates in order.
   try {
     StartUp();
   } catch (const std::bad_alloc&) {
@@ -133,7 +133,7 @@ void SessionThread::ApplySettings() {
   LogBanner(config_, limits_, delivery_.Sender().GatewayUrl());
 }
 
-// A count of cache files that overflowed to a negative number means: as many as there can be.
+// The casts turn a count of cache files that overflowed to a negative number into a huge limit.
 void SessionThread::OpenCache() {
   auto cache = std::make_unique<CacheManager>(
       GetStorageDirectory(),
@@ -193,8 +193,8 @@ void SessionThread::ProcessTermination() {
   Attempt([this] { stamps_.PersistLastActiveTime(CurrentTime()); });
 }
 
-// The description of the machine is sent once in several days: it is worth a short wait, but not
-// the time to send.
+// The description is collected once in several days, so a short wait is worthwhile. It must leave
+// time for sending.
 void SessionThread::FinishClientInfo() {
   if (!app_.ClientPending()) {
     return;

@@ -1,4 +1,4 @@
-// What the session thread does from its start to its end. All work behind the queue happens here.
+// The body of the session thread, from start to end: all work after the queue.
 #pragma once
 
 #include <atomic>
@@ -23,7 +23,7 @@ class SessionThread {
   // `config` is complete; `thread` and `queue` are borrowed from the session manager.
   SessionThread(LibraryConfig config, Thread& thread, WorkQueue& queue);
 
-  // The thread's body: returns after the item that terminates.
+  // Returns after it has handled the Term item and completed termination.
   void Run();
 
   // Any thread.
@@ -33,7 +33,7 @@ class SessionThread {
   }
   const DayStamps& Stamps() const { return stamps_; }
 
-  // For the host that has a synchronous request, before it and after the answer.
+  // For a host thread with a synchronous request: before queueing it and after the answer.
   RequestData& Requests() { return requests_; }
   const std::string& EndpointId() const { return app_.EndpointId(); }
 

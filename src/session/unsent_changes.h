@@ -3,7 +3,8 @@
 
 namespace Tav {
 
-// A change is first in no record, then in a record, then stored as sent. Session thread only.
+// A change passes through three states: in no record, in a record, stored as sent. Session thread
+// only.
 class UnsentChanges {
  public:
   // At the start of a run: what differs from the data that earlier runs sent.

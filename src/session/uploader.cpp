@@ -70,8 +70,8 @@ bool Uploader::SendAllRecords() {
   return sent;
 }
 
-// An empty send comes first when all records are in the cache: they are loaded only for a server
-// that answers.
+// When all records are in the cache, sends an empty body first: records are loaded only for a
+// server that answers.
 bool Uploader::SendOnConnection() {
   if (store_.InMemory().Empty() && sender_->Send(nullptr, 0, false) != 0) {
     TAV_NOTE("SM: Sending no records");

@@ -12,7 +12,7 @@
 
 namespace Tav {
 
-// What sending has cost, for a debugger. Sizes in bytes, times in milliseconds.
+// Sizes in bytes and times in milliseconds, to read in a debugger.
 struct SendStatistics {
   int64_t records = 0;
   int64_t bytes = 0;
@@ -28,10 +28,10 @@ struct SendStatistics {
 // Session thread only, except the operations on the deadline.
 class Uploader {
  public:
-  // Borrows the store: what was accepted leaves it.
+  // Borrows the store; removes the records that the server has accepted.
   explicit Uploader(RecordStore& store) : store_(store) {}
 
-  // False when no sender can be made for lack of memory; nothing can be sent then.
+  // False if memory runs out; nothing can be sent then.
   bool UseGateway(std::string url);
   const std::string& GatewayUrl() const { return gatewayUrl_; }
 
@@ -42,7 +42,7 @@ class Uploader {
   // that moment, so that its record can still go to the cache.
   void SetDeadline(int64_t monotonicMilliseconds);
   bool PastDeadline() const;
-  // Milliseconds; 0 when it has passed and when none is set.
+  // Milliseconds; 0 when the deadline has passed or none is set.
   int64_t TimeToDeadline() const;
 
  private:

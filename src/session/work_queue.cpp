@@ -29,7 +29,7 @@ class Locked {
 
 void WorkItemDeleter::operator()(WorkItem* item) const {
   if (item->event != nullptr) {
-    FreeHandle(item->event);  // takes the item along
+    FreeHandle(item->event);  // also frees the item, which is in its memory
     return;
   }
   FreeHandle(item->value);

@@ -10,7 +10,7 @@
 
 namespace Tav {
 
-// What the session thread is asked to do. The numbers appear in log lines.
+// The request in an item. The numbers appear in log lines.
 enum class ItemCode : int {
   Client = 0,
   Event = 1,
@@ -71,8 +71,8 @@ class WorkList {
 
 enum class CommitResult { Sent, NotSent, CacheWriteFailed };
 
-// What a synchronous request carries. A host writes it before it queues the request and reads it
-// after the answer; in between it belongs to the session thread.
+// The arguments and results of synchronous requests. A host writes them before it queues the
+// request and reads them after the answer; in between they belong to the session thread.
 struct RequestData {
   CommitResult commit = CommitResult::NotSent;
   std::string pulledBlock;  // a record as text; kept until a host has taken it

@@ -1,12 +1,12 @@
 // The state that the library keeps between runs: two JSON documents of one layout in the storage
 // directory, shared by all products of a user. docs/storage-format.md describes them.
 //
-// A storage is opened, read or changed through views (storage/storage_views.h), and closed within
-// one short piece of work. Opened for update, it holds the file's lock, and Close can write the
-// document back. If the process is killed meanwhile, the next open finds the old document or the
-// new one, whole. A file that cannot be read opens as an empty document; the log says why, and the
-// next save replaces the file. A file that another storage keeps locked also opens as an empty
-// document, but is never written.
+// A storage is opened, read or changed through views (storage/storage_views.h), and soon closed.
+// While it is open for update, it holds the file's lock, and Close can write the document back. If
+// the process is killed meanwhile, the next open finds the old document or the new one, whole. A
+// file that cannot be read opens as an empty document; the log says why, and the next save replaces
+// the file. A file that another storage keeps locked also opens as an empty document, but is never
+// written.
 //
 // One thread at a time uses a storage. Any number of storages, in any number of processes, may work
 // on the same files. Calls block on the disk; an open waits up to about 0.2 seconds for the lock.

@@ -16,8 +16,8 @@
 
 namespace Tav {
 
-// The effect of a change that the application made. OnlyErased: elements are gone, and nothing is
-// new or different.
+// The effect of a change that the application made. OnlyErased: elements were removed, and nothing
+// is new or different.
 enum class EnvUpdate { Unchanged, Changed, OnlyErased };
 
 class ProductEnv {

@@ -1,5 +1,5 @@
-// The identity of the application's product and its product environment (storage/product_env.h):
-// decides which values must be sent, and keeps in the storage what was sent.
+// The identity of the application's product and its product environment (storage/product_env.h).
+// Decides which values must be sent, and stores the values that were sent.
 //
 // The operations that take a storage need its main document open, for update if they write. The
 // caller decides whether to save. Used by the session thread only.
@@ -63,8 +63,8 @@ class ProductInfo {
   virtual bool IsPendingOptOutCleared() const { return pendingCleared_; }
 
   // Applies a change that the application made: a single value, or an object that holds all
-  // elements of a map or list. True when something is new or different. If elements are only gone,
-  // which a server cannot be told, it rewrites the stored environment at once; so no storage may be
+  // elements of a map or list. True when something is new or different. If elements were only
+  // removed, there is nothing to send: rewrites the stored environment at once. No storage may be
   // open.
   virtual bool UpdateProductEnv(std::string_view key, const json_t* value, bool isMap);
 

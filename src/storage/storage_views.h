@@ -1,9 +1,9 @@
 // Typed access to one object or array of an open storage document.
 //
 // A view is created and used while its storage is open. A view of a product is created for reading
-// or for update. For update, a product and a member that the document lacks are added to it;
-// closing the storage decides whether they are saved. For reading, the document does not change,
-// and a view of something that it lacks is empty.
+// or for update. A view for update adds a missing product or member to the document; Close of the
+// storage decides whether they are saved. A view for reading does not change the document; a view
+// of a missing product or member is empty.
 //
 // A view is also empty when the storage is closed, or when the document holds something else where
 // an object should be. An empty view has no values and cannot store any; the log says why. A view
@@ -27,7 +27,7 @@ class PersistentStorage::View {
 
   // A value without type when the key is missing or holds neither a string nor a number.
   virtual EnvValue GetValue(const std::string& key) const;
-  // Replace the value of the key. False, and nothing changes, for what JSON cannot hold: a number
+  // Replace the value of the key. False, and no change, for values that JSON cannot hold: a number
   // that is not finite, a text or key that is not UTF-8, a value without type.
   virtual bool SetValue(const std::string& key, const EnvValue& value);
   virtual bool SetValue(const std::string& key, const std::string& text);

@@ -109,10 +109,9 @@ struct Backdoor final {
   Backdoor(const Backdoor&) = delete;
   Backdoor& operator=(const Backdoor&) = delete;
 
-  // In slot order, from 0 on. A returned number is 1 or 0 for yes or no, or a count; -1, and a null
-  // text, mean that the operation could not be carried out: a part that it needs is missing, an
-  // argument is not valid, or memory ran out. Null text arguments count as empty. A returned text
-  // is valid until the next call that returns one.
+  // In slot order, from 0 on. A returned number is 1 or 0 for yes or no, or a count. -1 and a null
+  // text mean failure: a part is missing, an argument is not valid, or memory ran out. Null text
+  // arguments count as empty. A returned text is valid until the next call that returns one.
   virtual int32_t CreateClientInfo() noexcept;
   virtual int32_t CreateProductInfo(const char* name, const char* version) noexcept;
   virtual void SetStorageFile(const char* path) noexcept;

@@ -16,8 +16,8 @@ namespace Tav {
 // connection if the server keeps it.
 class HttpDataSender : public DataSender {
  public:
-  // Bytes of a response that are read at most: a faulty server cannot fill the host's memory. The
-  // longest expected response, a settings document, has a few kilobytes.
+  // The maximum of bytes read from a response, so that a faulty server cannot fill the host's
+  // memory. The longest expected response, a settings document, has a few kilobytes.
   static constexpr size_t kMaxResponse = 8 * 1024 * 1024;
 
   // Milliseconds for reading the body of one response, checked before each piece of 256 bytes: a

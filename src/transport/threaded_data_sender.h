@@ -1,5 +1,5 @@
-// Runs another data sender's calls on a thread of their own, so that the caller can stop waiting
-// for a server that accepts a connection and never responds.
+// Runs another data sender's calls on a separate thread, so that the caller can stop waiting for a
+// server that accepts a connection and never responds.
 #pragma once
 
 #include <atomic>

@@ -1,7 +1,7 @@
 // The user's folder with the storage files and the cache. All paths are UTF-8.
 //
-// By default it is %LOCALAPPDATA%\Quendel\Tav, created if missing. It is determined once, by the
-// first call that needs it, so that a change of the variable does not split the files of one run.
+// By default it is %LOCALAPPDATA%\Quendel\Tav, created if missing. The first call that needs it
+// determines the path, so that a later change of the variable does not split the files of one run.
 //
 // Any thread may call these functions. The first call accesses the disk.
 #pragma once

@@ -1,7 +1,7 @@
 // A file of the storage directory: opening with a lock or for exclusive use, and the messages of
 // its failures.
 //
-// Paths are UTF-8. A TavFile is used by one thread at a time. It blocks only as the disk does,
+// Paths are UTF-8. A TavFile is used by one thread at a time. It waits only for the disk,
 // except in Truncate and in an open that waits for the lock.
 #pragma once
 
@@ -48,7 +48,7 @@ class TavFile {
   bool Write(const void* buffer, size_t count);
   // Empties the file. Tries five times, 100 ms apart, while another process uses the contents.
   bool Truncate();
-  // Releases the lock, too. After a failure the file is closed all the same.
+  // Also releases the lock. The file is closed even after a failure.
   bool Close();
 
   // True if the file is gone, also if it did not exist.

@@ -50,7 +50,7 @@ class StorageFolder {
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
-  // Says that the machine was described today. Otherwise a run would send a description, at an
+  // Stores that the machine was described today. Otherwise a run would send a description at an
   // unpredictable moment.
   void PutClientStamp() const {
     const int64_t today = Platform::UnixMilliseconds() / 86'400'000;

@@ -24,7 +24,7 @@ class TableTest : public testing::Test {
   TableTest();
   ~TableTest() override;
 
-  // Initializes the library. On a slow machine, too, nothing is sent before a test asks for it.
+  // Initializes the library. Nothing is sent before a test requests it, even on a slow machine.
   int Initialize(const char* product,
                  const char* version,
                  const char* fullVersion,

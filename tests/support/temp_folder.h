@@ -1,5 +1,5 @@
 // A folder of this process, removed at the end of the test. Tests run in several processes at once,
-// one test at a time in each. Its name does not exist in any ANSI code page.
+// one test at a time in each. No ANSI code page can represent its name.
 #pragma once
 
 #include <filesystem>
