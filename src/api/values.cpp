@@ -94,7 +94,7 @@ void AddHostMapOrList(const char* key, TavValue_s* value) {
     return;
   }
   if (!CheckLive(value, kEntryPoint, "value")) {
-    FreeHandle(value);  // a value that was handed over; nothing else
+    FreeHandle(value);  // a consumed value; nothing else
     return;
   }
   if (CheckArgument(IsValueKind(value->kind), kEntryPoint, "value")) {

@@ -81,7 +81,7 @@ TavValue_s* CreateValue(HandleKind kind) {
 }
 
 void FreeHandle(TavValue_s* handle) {
-  if (handle == nullptr || (handle->magic != kHandleLive && handle->magic != kHandleHandedOver)) {
+  if (handle == nullptr || (handle->magic != kHandleLive && handle->magic != kHandleConsumed)) {
     return;
   }
   if (handle->payload) {

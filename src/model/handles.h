@@ -18,7 +18,7 @@ namespace Tav {
 class Arena;
 
 inline constexpr uint32_t kHandleLive = 0xDEAD123D;
-inline constexpr uint32_t kHandleHandedOver = 0xDEAD123F;
+inline constexpr uint32_t kHandleConsumed = 0xDEAD123F;
 inline constexpr uint32_t kSessionOpen = 0xDEAF123D;
 inline constexpr uint32_t kSessionClosed = 0xDEAF123F;
 
@@ -118,7 +118,7 @@ TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view
 // A map or list value with an empty name and an empty JSON object. Null when memory runs out.
 TavValue_s* CreateValue(HandleKind kind);
 
-// Frees a handle whose magic is live or handed over; leaves anything else alone. Null is allowed.
+// Frees a handle whose magic is live or consumed; leaves anything else alone. Null is allowed.
 void FreeHandle(TavValue_s* handle);
 
 }  // namespace Tav

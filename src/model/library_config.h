@@ -51,7 +51,7 @@ struct Options {
   bool persistentInterval = false;
   int sendInterval = 300;       // seconds
   int sendThreshold = kNotSet;  // bytes
-  int savedListLength = 10;     // recent places and commands kept for error events
+  int breadcrumbLength = 10;    // recent places and commands kept for error events
   Deployment deployment;        // as it is at initialisation
   std::string hostConfigUrl;    // the configuration server; empty: not set
 };

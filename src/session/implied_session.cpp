@@ -39,7 +39,7 @@ void ImpliedSession::End() {
 
 void ImpliedSession::Mark(std::string_view name) {
   if (TavEvent_s* const marker = CreateEvent(HandleKind::Marker, name, id_)) {
-    marker->magic = kHandleHandedOver;
+    marker->magic = kHandleConsumed;
     queue_.AddItem(MakeEventItem(marker), Urgency::Soon);
   }
 }

@@ -9,12 +9,12 @@ namespace Tav {
 
 namespace {
 
-constexpr int64_t kLongestTimeout = 86400;
+constexpr int64_t kMaxTimeout = 86400;
 // The wait after a successful send when the send interval is below 1.
-constexpr int64_t kShortestInterval = 300;
+constexpr int64_t kDefaultInterval = 300;
 
 // Without a minimum, settings of zero would turn a failure into a busy loop.
-constexpr int kShortestRetry = 1;
+constexpr int kMinRetry = 1;
 
 using LongLong = long long;  // what "%lld" takes
 
@@ -70,7 +70,7 @@ void SendSchedule::StartSendingNow() {
 }
 
 int SendSchedule::ComputeTimeout(int64_t now) const {
-  int64_t earliest = now + kLongestTimeout;
+  int64_t earliest = now + kMaxTimeout;
   for (const int64_t timer : {waitTime_, memoryFlushTime_, pauseTime_}) {
     if (timer != 0) {
       earliest = std::min(earliest, timer);
@@ -137,7 +137,7 @@ bool SendSchedule::IsDue(bool suspended) const {
 }
 
 void SendSchedule::OnSent(int64_t now) {
-  waitTime_ = now + (tuning_.sendInterval < 1 ? kShortestInterval : tuning_.sendInterval);
+  waitTime_ = now + (tuning_.sendInterval < 1 ? kDefaultInterval : tuning_.sendInterval);
   sendNow_ = false;
   memoryFlushTime_ = 0;
   flushFailed_ = false;
@@ -146,7 +146,7 @@ void SendSchedule::OnSent(int64_t now) {
 
 void SendSchedule::OnSendFailure(int64_t now) {
   waitTime_ = now + std::max<int64_t>(tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
-                                      kShortestRetry);
+                                      kMinRetry);
   sendNow_ = false;  // it would override the wait at the next activity
   if (memoryFlushTime_ == 0) {
     memoryFlushTime_ = now + tuning_.flushInterval;
@@ -168,7 +168,7 @@ void SendSchedule::OnFlushed() {
 }
 
 void SendSchedule::OnFlushFailed(int64_t now) {
-  memoryFlushTime_ = now + std::max(tuning_.flushInterval, kShortestRetry);
+  memoryFlushTime_ = now + std::max(tuning_.flushInterval, kMinRetry);
   flushExpired_ = false;
   flushFailed_ = true;
 }

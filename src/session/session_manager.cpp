@@ -103,7 +103,7 @@ void SessionManager::Log(TavEvent_s* event) {
     FreeHandle(event);
     return;
   }
-  event->magic = kHandleHandedOver;
+  event->magic = kHandleConsumed;
   if (event->sessionId.Empty()) {
     impliedSession_.Join(*event);
   }
@@ -115,7 +115,7 @@ void SessionManager::Log(TavEvent_s* event) {
 }
 
 void SessionManager::ChangeProductEnv(TavValue_s* value) {
-  value->magic = kHandleHandedOver;
+  value->magic = kHandleConsumed;
   queue_.AddItem(MakeProductItem(value), Urgency::Now);
 }
 

@@ -61,7 +61,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
   config_.productValues.reset();
   builder_.SetHeader(HeaderOf(config_));
   builder_.SetSessionEnvironment(MakeSessionEnvironment(config_.sessionEnvironment.get()));
-  builder_.SetBreadcrumbLength(config_.savedListLength);
+  builder_.SetBreadcrumbLength(config_.breadcrumbLength);
 }
 
 void SessionThread::Run() {

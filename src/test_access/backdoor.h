@@ -143,7 +143,7 @@ struct Backdoor final {
                          int32_t maxMemorySize,
                          int32_t flushInterval,
                          int32_t pauseInterval,
-                         int32_t savedListLength,
+                         int32_t breadcrumbLength,
                          int32_t maxTraceItems) noexcept;
   virtual void SetTestFlag(int32_t flag) noexcept;
   virtual int32_t CallClientInfo(int32_t operation, int32_t milliseconds) noexcept;

@@ -83,7 +83,7 @@ void Backdoor::SetTuning(int32_t maxCacheBytes,
                          int32_t maxMemorySize,
                          int32_t flushInterval,
                          int32_t pauseInterval,
-                         int32_t savedListLength,
+                         int32_t breadcrumbLength,
                          int32_t maxTraceItems) noexcept {
   Library& library = GetLibrary();
   library.config.maxCacheBytes = maxCacheBytes;
@@ -93,7 +93,7 @@ void Backdoor::SetTuning(int32_t maxCacheBytes,
   library.config.maxMemorySize = maxMemorySize;
   library.config.flushInterval = flushInterval;
   library.config.pauseInterval = pauseInterval;
-  library.config.savedListLength = savedListLength;
+  library.config.breadcrumbLength = breadcrumbLength;
   library.maxTraceItems = maxTraceItems;
 }
 

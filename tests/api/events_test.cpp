@@ -28,8 +28,8 @@ TEST_F(EventsTest, EveryMisuseHasItsMessage) {
   tav.AddTraceItem(event, "location", "", "");
   tav.LogEvent(nullptr);
   tav.LogEvent(notAnEvent);
-  event->magic = kHandleHandedOver;
-  error->magic = kHandleHandedOver;
+  event->magic = kHandleConsumed;
+  error->magic = kHandleConsumed;
   tav.AddEventProperty(event, "n", "v");
   tav.AddNumericEventProperty(event, "n", 1);
   tav.AddTraceItem(error, "location", "", "");

@@ -27,8 +27,8 @@ TEST_F(ValuesTest, EveryMisuseHasItsMessage) {
   tav.AddProductInfoValue("Key", reinterpret_cast<TavValue_s*>(event));
   tav.AddProductInfo("my-std-key", "v");
   tav.AddNumericProductInfo("", 1);
-  map->magic = kHandleHandedOver;
-  list->magic = kHandleHandedOver;
+  map->magic = kHandleConsumed;
+  list->magic = kHandleConsumed;
   tav.AddStringValue(map, "n", "v");
   tav.AddNumericValue(map, "n", 1);
   tav.AddListValue(list, "i");

@@ -13,7 +13,7 @@ namespace {
 // No leak checker looks into the pool.
 TEST(HandlesTest, FreeingAnEventReturnsItsMemoryToThePool) {
   const std::string longText(2000, 't');
-  for (const uint32_t magic : {kHandleLive, kHandleHandedOver}) {
+  for (const uint32_t magic : {kHandleLive, kHandleConsumed}) {
     TavEvent_s* const event = CreateEvent(HandleKind::Error, longText.substr(0, 255), "session");
     ASSERT_NE(event, nullptr);
     EXPECT_TRUE(event->componentName.Assign("component", event->Memory()));

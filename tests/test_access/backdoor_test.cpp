@@ -270,7 +270,7 @@ TEST_F(BackdoorTest, NineTuningValuesAndTheTestFlagAreSetForTheNextRun) {
   const LibraryConfig& config = library.config;
   EXPECT_EQ((std::array{config.maxCacheBytes, config.maxRecordSize, config.maxEventSize,
                         config.sendThreshold, config.maxMemorySize, config.flushInterval,
-                        config.pauseInterval, config.savedListLength, library.maxTraceItems}),
+                        config.pauseInterval, config.breadcrumbLength, library.maxTraceItems}),
             (std::array{1, 2, 3, 4, 5, 6, 7, 8, 9}));
   EXPECT_TRUE(library.testFlag);
   Do(kSetTestFlag, 0);
