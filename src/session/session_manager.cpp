@@ -23,13 +23,6 @@ constexpr int kMillisecondsPerSecond = 1000;
 // Seconds at the end of the terminate time, reserved for writing unsent records to disk.
 constexpr int kTimeToStore = 1;
 
-constexpr char kCommit[] = "Commit";
-constexpr char kPullData[] = "PullData";
-constexpr char kPushData[] = "PushData";
-constexpr char kSync[] = "Sync";
-constexpr char kWaitingForAction[] = "Waiting. ";
-constexpr char kWaitingForValue[] = "Waiting...";
-
 // The default user id distinguishes a customer's users from those of other customers.
 void CompleteUserId(LibraryConfig& config) {
   if (config.customerId.empty()) {
@@ -121,17 +114,17 @@ void SessionManager::ChangeProductEnv(TavValue_s* value) {
 
 // Queues a request and waits until it is answered; called with requestLock_ held. False when no
 // answer can come, because memory ran out or the session thread has ended.
-bool SessionManager::Ask(ItemCode code,
-                         const char* caller,
-                         const char* itemName,
-                         const char* waiting) {
-  TAV_DEBUG("SM: %s. Adding %s. Pid: %d, CpuId: %d, Tid: %ld", caller, itemName, TAV_WHERE);
+bool SessionManager::Ask(ItemCode code, const char* caller) {
+  const bool isSync = code == ItemCode::Sync;
+  TAV_DEBUG("SM: %s. Adding %s. Pid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "Sync" : caller,
+            TAV_WHERE);
   WorkItemPtr item = MakeWorkItem(code);
   const bool asked = item != nullptr && Running();
   if (asked) {
     queue_.AddItem(std::move(item), Urgency::Now);
   }
-  TAV_DEBUG("SM: %s. %sPid: %d, CpuId: %d, Tid: %ld", caller, waiting, TAV_WHERE);
+  TAV_DEBUG("SM: %s. Waiting%sPid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "..." : ". ",
+            TAV_WHERE);
   if (asked) {
     WaitReady(-1);
   }
@@ -140,14 +133,14 @@ bool SessionManager::Ask(ItemCode code,
 
 CommitResult SessionManager::Commit() {
   const std::lock_guard guard(requestLock_);
-  const bool asked = Ask(ItemCode::Commit, kCommit, kCommit, kWaitingForAction);
+  const bool asked = Ask(ItemCode::Commit, "Commit");
   TAV_DEBUG("SM: Commit. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   return asked ? sessionThread_->Requests().commit : CommitResult::NotSent;
 }
 
 char* SessionManager::PullData() {
   const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::PullData, kPullData, kPullData, kWaitingForAction);
+  Ask(ItemCode::PullData, "PullData");
   TAV_DEBUG("SM: PullData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   std::string& pulled = sessionThread_->Requests().pulledBlock;
   if (pulled.empty()) {
@@ -164,13 +157,13 @@ char* SessionManager::PullData() {
 void SessionManager::PushData(std::string_view block) {
   const std::lock_guard guard(requestLock_);
   sessionThread_->Requests().pushedBlock = block;
-  Ask(ItemCode::PushData, kPushData, kPushData, kWaitingForAction);
+  Ask(ItemCode::PushData, "PushData");
   TAV_DEBUG("SM: PushData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
 std::string SessionManager::GetEndpointInstance() {
   const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, "GetEndpointInstance", kSync, kWaitingForValue);
+  Ask(ItemCode::Sync, "GetEndpointInstance");
   const std::string& id = sessionThread_->EndpointId();
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",
             id.c_str(), TAV_WHERE);
@@ -188,7 +181,7 @@ long SessionManager::GetLastActiveTime() {
 
 long SessionManager::AskDay(const char* caller, const char* name, DayStamp stamp) {
   const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, caller, kSync, kWaitingForValue);
+  Ask(ItemCode::Sync, caller);
   const auto day = static_cast<long>((sessionThread_->Stamps().*stamp)());
   TAV_DEBUG("SM: %s. Waiting done. %s: %ld, Pid: %d, CpuId: %d, Tid: %ld", caller, name, day,
             TAV_WHERE);

@@ -67,7 +67,7 @@ class SessionManager final : public Thread {
 
  private:
   void Queue(ItemCode code);
-  bool Ask(ItemCode code, const char* caller, const char* itemName, const char* waiting);
+  bool Ask(ItemCode code, const char* caller);
   using DayStamp = int64_t (DayStamps::*)() const;
   long AskDay(const char* caller, const char* name, DayStamp stamp);
 
