@@ -21,8 +21,7 @@ class SessionThread;
 // The values are TavInitialize's status codes.
 enum class InitResult { Started = 0, NoThread = 4 };
 
-// All operations may be called on any host thread. None builds records, touches files or talks to
-// the network.
+// Any host thread. No operation builds records, touches files or talks to the network.
 class SessionManager final : public Thread {
  public:
   explicit SessionManager(LibraryConfig config);
