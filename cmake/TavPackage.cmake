@@ -28,5 +28,5 @@ install(FILES
 install(FILES "$<TARGET_FILE:tav>" DESTINATION bin)
 install(DIRECTORY include/tav DESTINATION include FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 install(DIRECTORY docs/ DESTINATION share/doc/tav FILES_MATCHING PATTERN "*.md")
-install(FILES CHANGELOG.md DESTINATION share/doc/tav)
+install(FILES CHANGELOG.md LICENSE DESTINATION share/doc/tav)
 install(FILES examples/minimal/host.c DESTINATION share/doc/tav/examples/minimal)
