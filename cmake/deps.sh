@@ -22,7 +22,7 @@ packages_of() {
       echo cmake ninja-build googletest g++ \
         libjansson-dev zlib1g-dev libssl-dev libcpp-httplib-dev
       ;;
-    sanitize) echo clang-19 libclang-rt-19-dev llvm-19 ;; # llvm-19: names in reports
+    sanitize) echo clang-19 libclang-rt-19-dev lld-19 llvm-19 ;; # llvm-19: names in reports
     wine) echo wine wine64 libgnutls30 ;;
     lint) echo clang-format-19 clang-tidy-19 shellcheck ;;
     *)
