@@ -1,10 +1,10 @@
-# Compiler settings: what holds for every translation unit (googletest's too) is set for the whole
-# tree, what holds for this project's code alone stands in the interface target tav_warnings.
+# Compiler settings. Those for every translation unit, googletest's included, are set for the whole
+# tree; the interface target tav_warnings has those for this project's code only.
 
 add_library(tav_warnings INTERFACE)
 
 if(MSVC)
-  # /utf-8: the sources are UTF-8. /Gy /Gw: let the linker drop what nothing refers to.
+  # /utf-8: the sources are UTF-8. /Gy /Gw: let the linker remove unreferenced code and data.
   add_compile_options(/utf-8 /permissive- /Zc:__cplusplus /Gy /Gw)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "MSVC")
     add_compile_options(/Zc:preprocessor) # clang-cl always has the standard's preprocessor
@@ -21,8 +21,8 @@ set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
 add_compile_options(-ffunction-sections -fdata-sections)
-# No path of the building machine enters the product: two checkouts give the same bytes. Debuggers
-# want the real paths in the other builds.
+# The product contains no path of the build machine, so that two checkouts give the same bytes. Other
+# builds keep the paths for debuggers.
 foreach(mapping IN ITEMS "${CMAKE_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=build")
   add_compile_options("$<$<CONFIG:Release>:-ffile-prefix-map=${mapping}>")
 endforeach()
@@ -33,7 +33,7 @@ target_compile_options(tav_warnings INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  # Extensions that only GCC-like compilers know would stop the code from building with MSVC.
+  # MSVC rejects extensions of GCC.
   target_compile_options(tav_warnings INTERFACE -Wgnu -Wno-gnu-zero-variadic-macro-arguments)
 endif()
 if(TAV_WERROR)
@@ -41,12 +41,12 @@ if(TAV_WERROR)
 endif()
 
 if(TAV_SANITIZE STREQUAL "trap")
-  # MinGW has no sanitizer run-time: undefined behaviour stops the program by an illegal
-  # instruction instead of a report.
+  # MinGW has no sanitizer run-time: undefined behaviour ends the program with an illegal
+  # instruction, without a report.
   add_compile_options(-fsanitize=undefined -fsanitize-undefined-trap-on-error
                       -fstack-protector-strong)
   add_compile_definitions(_GLIBCXX_ASSERTIONS)
-  # A C program gets the stack checks' run-time only when its link asks for it.
+  # Without this option the link of a C program omits the run-time of the stack checks.
   add_link_options(-fstack-protector-strong)
 elseif(TAV_SANITIZE)
   add_compile_options(-fsanitize=${TAV_SANITIZE} -fno-sanitize-recover=all

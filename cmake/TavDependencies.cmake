@@ -1,18 +1,18 @@
-# zlib and jansson, the library's only dependencies: static for Windows, so that the DLL carries
-# them inside; the system's packages in native builds.
+# zlib and jansson, the library's only dependencies: linked statically into the DLL for Windows, the
+# system's packages in native builds.
 
 if(WIN32)
   set(ZLIB_USE_STATIC_LIBS ON)
 endif()
 find_package(ZLIB REQUIRED)
 
-# Debian's native package of jansson brings no CMake configuration, vcpkg and a build from source do.
+# Debian's native package of jansson has no CMake configuration; vcpkg and a build from source do.
 find_package(jansson CONFIG QUIET)
 if(NOT TARGET jansson::jansson)
   find_path(JANSSON_INCLUDE_DIR jansson.h)
   find_library(JANSSON_LIBRARY jansson)
   if(NOT JANSSON_INCLUDE_DIR OR NOT JANSSON_LIBRARY)
-    message(FATAL_ERROR "jansson not found; cmake/deps.sh installs what the build needs")
+    message(FATAL_ERROR "jansson not found; cmake/deps.sh installs it")
   endif()
   add_library(jansson::jansson UNKNOWN IMPORTED)
   set_target_properties(jansson::jansson PROPERTIES

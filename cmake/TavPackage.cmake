@@ -1,12 +1,12 @@
-# What `cmake --install <build tree> --prefix <folder>` lays out for hosts: the DLL, the headers, the
-# documents, and a CMake package that finds them wherever the folder is moved to.
+# `cmake --install <build tree> --prefix <folder>` installs for hosts the DLL, the headers, the
+# documents, and a CMake package that finds them. The folder can be moved.
 #
 #   bin/tav.dll   include/tav/   lib/cmake/tav/   share/doc/tav/
 include(CMakePackageConfigHelpers)
 
 set(package_folder lib/cmake/tav)
 
-# Only what a host needs from CMake: no import library, since the DLL is loaded at run time.
+# No import library: hosts load the DLL at run time.
 add_library(tav_package INTERFACE)
 set_target_properties(tav_package PROPERTIES EXPORT_NAME tav)
 target_include_directories(tav_package INTERFACE $<INSTALL_INTERFACE:include>)

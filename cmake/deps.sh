@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Usage: cmake/deps.sh GROUP...
-# Installs what a part of the work needs on Debian 12 and nothing that is there already.
+# Installs the missing ones of the packages that a group needs on Debian 12.
 #   cross     the MinGW-w64 compiler, zlib for it, and jansson built for it into build/deps/mingw
 #   native    GCC and the libraries of the local gateway and of native builds
 #   sanitize  clang and its sanitizers
@@ -56,8 +56,8 @@ install_packages() {
     2> >(grep -v '^debconf: delaying package configuration' >&2)
 }
 
-# Debian has jansson for MinGW as source only. The lists are read into a folder of our own, so that
-# the machine's apt set-up stays as it is; apt checks signatures and hashes as always.
+# Debian has no package of jansson for MinGW, only the sources. apt reads the source lists into a
+# separate folder, which leaves the machine's configuration unchanged, and checks signatures as usual.
 fetch_jansson() {
   local work=$1 options
   mkdir -p "$work/sources.list.d" "$work/lists/partial"
@@ -76,7 +76,7 @@ fetch_jansson() {
 
 build_jansson() {
   local stamp work source
-  # A change to how it is built or to the compiler makes it be built again.
+  # A change of this script, the toolchain file or the compiler causes a rebuild.
   stamp=$(cat "$0" "$root/cmake/mingw-w64.cmake" | sha256sum | cut -c1-16)
   stamp+=" $(x86_64-w64-mingw32-gcc-posix --version | head -n 1)"
   [ "$(cat "$prefix/.stamp" 2>/dev/null)" != "$stamp" ] || return 0
@@ -85,7 +85,7 @@ build_jansson() {
   say "building jansson for Windows"
   mkdir -p "$root/build/deps"
   work=$(mktemp -d "$root/build/deps/jansson.XXXXXX")
-  # shellcheck disable=SC2064 # the folder of now is meant
+  # shellcheck disable=SC2064 # expands now, on purpose
   trap "rm -rf '$work'" EXIT
   fetch_jansson "$work"
   source=$(find "$work" -maxdepth 1 -type d -name 'jansson-*')

@@ -1,5 +1,5 @@
-# Cross build for 64-bit Windows with the MinGW-w64 compiler, posix thread model: googletest needs
-# std::mutex, which the win32 model lacks, and one model throughout keeps the libraries compatible.
+# Cross build for 64-bit Windows with MinGW-w64 and the posix thread model. googletest needs
+# std::mutex, which the win32 model lacks, and all libraries must use the same model.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -7,11 +7,11 @@ set(triplet x86_64-w64-mingw32)
 set(CMAKE_C_COMPILER ${triplet}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
 set(CMAKE_RC_COMPILER ${triplet}-windres)
-# The compiler's own ar and ranlib know its link-time optimisation objects; the bare ones do not.
+# The ar and ranlib without "gcc" in their names cannot read objects for link-time optimisation.
 set(CMAKE_AR ${triplet}-gcc-ar-posix CACHE FILEPATH "")
 set(CMAKE_RANLIB ${triplet}-gcc-ranlib-posix CACHE FILEPATH "")
 
-# Where cmake/deps.sh puts the libraries that Debian has no MinGW package for.
+# cmake/deps.sh installs here the libraries that Debian does not package for MinGW.
 set(TAV_DEPS_PREFIX "${CMAKE_CURRENT_LIST_DIR}/../build/deps/mingw"
     CACHE PATH "Prefix of the libraries built for MinGW")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TAV_DEPS_PREFIX)
@@ -22,9 +22,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Nothing but what Windows ships may be needed at run time.
+# At run time, only DLLs that Windows ships may be needed.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
 
-# Programs run through a script that keeps them in the project's own Wine prefix.
+# Runs programs in the project's own Wine prefix.
 set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tools/wine/run.sh")

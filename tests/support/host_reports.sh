@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Usage: host_reports.sh [--status N] EXPECTED -- COMMAND [ARGUMENT...]
-# Runs a host with the local gateway of TAV_TEST_GATEWAY and an empty folder for what the library
-# keeps on disk, and compares all events that have arrived when it has ended with the file EXPECTED.
-# Fails when they differ, when a record is bad or doubled, and when the host's status is not N (0).
+# Runs a host with the local gateway at TAV_TEST_GATEWAY and an empty storage folder, and compares all
+# events that arrived with the file EXPECTED. Fails if they differ, if a record is bad or doubled, or
+# if the host's exit status is not N (default 0).
 #
 # A line of EXPECTED is
 #     COUNT COMPONENT EVENT
-# COMPONENT is NAME/VERSION, or - for events of no component. EVENT is the event as it stands in the
-# record, without time stamp and session; a * in it is anything. The order of lines does not count.
-# Empty lines and lines that begin with # are left out.
+# COMPONENT is NAME/VERSION, or - for events without a component. EVENT is the event as in the record,
+# without time stamp and session; a * matches any text. The order of lines does not matter. Empty
+# lines and lines that begin with # are ignored.
 set -u
 wantedStatus=0
 if [ "${1:-}" = --status ]; then
@@ -30,7 +30,7 @@ trap 'exit 143' TERM INT
 export TAV_GATEWAY=$TAV_TEST_GATEWAY TAV_CONFIGURATOR=${TAV_TEST_GATEWAY}configserver/
 export LOCALAPPDATA=$folder
 
-# Wine sets LOCALAPPDATA itself, in every process that is not started by another one of Windows.
+# Wine overwrites LOCALAPPDATA, except in processes that a Windows process starts.
 windows_path() {
   local path=Z:$1
   printf '%s' "${path//\//\\}"
@@ -46,12 +46,12 @@ run_host() {
 run_host "$@"
 status=$?
 [ $status = "$wantedStatus" ] || complain "the host's status is $status, not $wantedStatus"
-# Where the host has not kept anything, it was not this folder that it was told.
-[ -d "$folder/Quendel/Tav" ] || complain "the host has left nothing in its storage folder"
+# Without files here, the host used another storage folder.
+[ -d "$folder/Quendel/Tav" ] || complain "the host wrote nothing to its storage folder"
 
 address=${TAV_TEST_GATEWAY#http://}
 address=${address%/}
-# The body of the gateway's answer.
+# Prints the body of the gateway's answer.
 ask() {
   exec 3<>"/dev/tcp/${address%:*}/${address#*:}" || exit 2
   printf 'GET /api/%s HTTP/1.0\r\n\r\n' "$1" >&3

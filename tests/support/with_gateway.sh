@@ -27,7 +27,7 @@ finish() {
 trap finish EXIT
 trap 'exit 143' TERM INT
 
-# The port file appears when the gateway listens; ten seconds are ample on a busy machine.
+# The port file appears when the gateway listens. Waits up to ten seconds, enough for a busy machine.
 for _ in $(seq 500); do
   [ -s "$folder/port" ] && break
   kill -0 "$pid" 2>/dev/null || break

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Usage: dll.sh TAV.DLL
-# Checks what a finished tav.dll shows to the outside: one export, imports that Windows ships, the
-# version resource, its size, and no time stamp.
+# Checks a finished tav.dll from the outside: its one export, imports of DLLs that Windows ships, the
+# version resource, the size, and that it has no time stamp.
 set -euo pipefail
 dll=${1:?usage: dll.sh TAV.DLL}
 root=$(cd "$(dirname "$0")/../.." && pwd)
 triplet=x86_64-w64-mingw32
-size_limit=460000 # zlib, jansson and the part of the C++ run-time that is used take half of it
-# Every 64-bit Windows since 7 has these.
+size_limit=460000 # bytes; half of it is zlib, jansson and parts of the C++ run-time
+# In every 64-bit Windows since 7.
 shipped='advapi32 bcrypt iphlpapi kernel32 msvcrt ntdll ole32 oleaut32 rpcrt4 user32 winhttp'
 
 failed=0
@@ -27,7 +27,7 @@ for name in $imports; do
   [[ " $shipped " == *" $name "* ]] || fail "imports $name.dll"
 done
 
-# The version stands in three places, which must agree.
+# CMakeLists.txt, version.h and the version resource must agree.
 version=$(sed -nE 's/^ *VERSION ([0-9.]+)$/\1/p' "$root/CMakeLists.txt")
 [ -n "$version" ] || fail "no version found in CMakeLists.txt"
 grep -qF "\"$version\"" "$root/src/util/version.h" || fail "src/util/version.h does not say $version"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Usage: reproducible.sh TAV.DLL
-# Builds the release DLL once more, from a copy of the sources in another folder, and compares.
+# Builds the release DLL again from a copy of the sources in another folder and compares the bytes.
 set -euo pipefail
 first=$(realpath "${1:?usage: reproducible.sh TAV.DLL}")
 cd "$(dirname "$0")/../.."
@@ -18,7 +18,7 @@ cmake --preset release -DTAV_DEPS_PREFIX="$deps" -DTAV_BUILD_TESTS=OFF >log 2>&1
   exit 1
 }
 if ! cmp "$first" build/release/bin/tav.dll; then
-  echo "reproducible.sh: the same sources gave another DLL in another folder" >&2
+  echo "reproducible.sh: the same sources give a different DLL in another folder" >&2
   exit 1
 fi
-echo "   built twice, the same bytes: sha256 $(sha256sum <"$first" | cut -d' ' -f1)"
+echo "   built twice with the same bytes: sha256 $(sha256sum <"$first" | cut -d' ' -f1)"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Usage: tidy_one.sh CLANG-TIDY-OPTION... FILE
-# clang-tidy without its count of suppressed warnings, which is noise.
+# Runs clang-tidy on one file and omits its count of suppressed warnings.
 set -uo pipefail
 output=$(clang-tidy-19 -quiet --warnings-as-errors='*' "$@" 2>&1)
 status=$?
