@@ -102,11 +102,16 @@ std::string FileDataSender::Fetch() try {
   BufferedInputStream buffered(&file);
   std::string text;
   char piece[1024];
-  while (const size_t count = buffered.Read(piece, sizeof piece)) {
+  for (size_t count = 1; count > 0 && text.size() <= kMaxResponse;) {
+    count = buffered.Read(piece, sizeof piece);
     text.append(piece, count);
   }
   if (buffered.HasError()) {
     TAV_DEBUG("Could not read setting file - %s", buffered.ErrorText());
+  }
+  if (text.size() > kMaxResponse) {
+    LogWarning("Setting file is too long. Stopped reading it");
+    return {};
   }
   return text;
 } catch (const std::bad_alloc&) {

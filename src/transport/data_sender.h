@@ -13,6 +13,10 @@ namespace Tav {
 
 class DataSender {
  public:
+  // The maximum of bytes read from a destination, so that a faulty one cannot fill the host's
+  // memory. The longest expected text, a settings document, has a few kilobytes.
+  static constexpr size_t kMaxResponse = 256 * 1024;
+
   virtual ~DataSender() = default;
   DataSender(const DataSender&) = delete;
   DataSender& operator=(const DataSender&) = delete;
@@ -27,7 +31,8 @@ class DataSender {
   // Releases what Open acquired. The sender may be opened again.
   virtual void Close() {}
 
-  // The destination's text; empty if there is none or the fetch failed. Opens and closes by itself.
+  // The destination's text; empty if there is none, it is longer than kMaxResponse or the fetch
+  // failed. Opens and closes by itself.
   virtual std::string Fetch() { return {}; }
 
   // Limits each wait of later operations, at least 1 millisecond. Replaces the limit set before.

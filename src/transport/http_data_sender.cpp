@@ -176,17 +176,18 @@ void HttpDataSender::ReadResponse() {
   size_t count = 0;
   size_t total = 0;
   do {
-    if (!ReadPiece(piece, std::min(sizeof piece, kMaxResponse - total), &count, end)) {
+    if (!ReadPiece(piece, std::min(sizeof piece, kMaxResponse + 1 - total), &count, end)) {
       LogError("$Error reading http response data");
       break;
     }
     response_.append(piece, count);
     total += count;
-  } while (count > 0 && total < kMaxResponse);
+  } while (count > 0 && total <= kMaxResponse);
   if (total > 0) {
     TAV_TRACE("Read %d bytes from server", static_cast<int>(total));
   }
-  if (total == kMaxResponse) {
+  if (total > kMaxResponse) {
+    response_ = {};
     LogWarning("Response from HTTP is too long. Stopped reading it");
   }
 }

@@ -16,10 +16,6 @@ namespace Tav {
 // connection if the server keeps it.
 class HttpDataSender : public DataSender {
  public:
-  // The maximum of bytes read from a response, so that a faulty server cannot fill the host's
-  // memory. The longest expected response, a settings document, has a few kilobytes.
-  static constexpr size_t kMaxResponse = 8 * 1024 * 1024;
-
   // Milliseconds for reading the body of one response, checked before each piece of 256 bytes: a
   // server that sends a byte now and then cannot block the reader for ever. It takes less than a
   // kilobyte a second to exceed this.
@@ -33,7 +29,7 @@ class HttpDataSender : public DataSender {
   // Does not access the network: an unreachable server shows in Send.
   int32_t Open() override;
   void Close() override;
-  // The body of the response, whatever its status.
+  // The body of the response, whatever its status; empty if it is longer than kMaxResponse.
   std::string Fetch() override;
   // Also limits the reading of a response as a whole.
   void LimitWaits(int milliseconds) override;

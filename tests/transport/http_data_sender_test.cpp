@@ -250,11 +250,19 @@ TEST_F(HttpDataSenderTest, FailedReadKeepsStatusAndWhatCame) {
   EXPECT_EQ(log.Find("Read "), "Read 256 bytes from server");
 }
 
-TEST_F(HttpDataSenderTest, EndlessResponseIsCut) {
-  server.EnqueueStatus("200 OK", std::string(HttpDataSender::kMaxResponse + 1000000, 'e'));
+TEST_F(HttpDataSenderTest, ResponseThatIsTooLongIsNotUsed) {
+  constexpr size_t kMost = 262144;
+  for (const size_t length : {kMost, kMost + 1, kMost + 1000000}) {
+    server.EnqueueStatus("200 OK", std::string(length, 'e'));
+  }
+  server.EnqueueStatus("200 OK", std::string(kMost + 1000000, 'e'));
   HttpDataSender sender(server.Url());
-  EXPECT_EQ(sender.Fetch().size(), HttpDataSender::kMaxResponse);
+  EXPECT_EQ(sender.Fetch().size(), kMost);
+  EXPECT_EQ(log.Find("warning"), "");
+  EXPECT_EQ(sender.Fetch().size(), 0u);
+  EXPECT_EQ(sender.Fetch().size(), 0u);
   EXPECT_EQ(log.Find("warning"), "warning: Response from HTTP is too long. Stopped reading it");
+  EXPECT_EQ(Post(&sender, "x"), 0) << "the status counts";
 }
 
 }  // namespace
