@@ -30,7 +30,7 @@ int64_t DayOf(const EnvValue& value) {
 
 }  // namespace
 
-bool DayStamps::LoadTimestamp(int64_t now) {
+bool DayStamps::LoadTimestamp(int64_t now, bool mayFetch) {
   const int64_t today = now / kSecondsPerDay;
   const StorageCloser closer(storage_);
   storage_.OpenTimestamps(PersistentStorage::Access::Update);
@@ -46,7 +46,7 @@ bool DayStamps::LoadTimestamp(int64_t now) {
     const EnvValue stamp = view.GetValue(kLastConfigAccess);
     TAV_TRACE("SM: LoadTimestamp - Comparing Config stamps. Old=%ld, today=%ld",
               static_cast<long>(DayOf(stamp)), static_cast<long>(today));
-    newDay = stamp.type != EnvType::Number || DayOf(stamp) != today;
+    newDay = mayFetch && (stamp.type != EnvType::Number || DayOf(stamp) != today);
     if (newDay) {
       view.SetValue(kLastConfigAccess, EnvValue::Number(static_cast<double>(today)));
     }

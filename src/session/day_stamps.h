@@ -16,9 +16,9 @@ class DayStamps {
  public:
   explicit DayStamps(ProductIdentity product) : product_(std::move(product)) {}
 
-  // Loads the days. True once a day, when settings must be fetched; stores that day at once, even
-  // if the fetch fails later. `now` is in seconds since 1970.
-  bool LoadTimestamp(int64_t now);
+  // Loads the days. With `mayFetch`, true once a day, when settings must be fetched; stores that
+  // day at once, even if the fetch fails later. `now` is in seconds since 1970.
+  bool LoadTimestamp(int64_t now, bool mayFetch);
   void PersistLastActiveTime(int64_t now);
   void PersistLastServerAccessTime(int64_t now);
 

@@ -19,6 +19,7 @@ class Consent {
   // Events, product values and records from the host.
   bool AllowsReports() const { return !optedOut_; }
   bool AllowsMachineDescription() const { return !optedOut_; }
+  bool AllowsSettingsRequest() const { return !optedOut_; }
   // Records on disk. An opt-out does not need the cache: the storage files keep it until it is
   // sent.
   bool AllowsCache() const { return !optedOut_; }

@@ -97,7 +97,12 @@ void SessionThread::CheckAppStatus() {
   ApplySettings();
   app_.UpdateServer(delivery_.Sender().GatewayUrl());
   TAV_DEBUG("SM: Loading PS timestamps...");
-  if (!stamps_.LoadTimestamp(CurrentTime())) {
+  const bool newDay = stamps_.LoadTimestamp(CurrentTime(), consent_.AllowsSettingsRequest());
+  if (!consent_.AllowsSettingsRequest()) {
+    TAV_DEBUG("SM: In opt-out mode. Not requesting settings");
+    return;
+  }
+  if (!newDay) {
     TAV_DEBUG("SM: Config stamp unchanged");
     return;
   }
