@@ -1,10 +1,22 @@
 #include "config/config_manager.h"
 
+#include <algorithm>
 #include <optional>
 
+#include "config/gateway_url.h"
 #include "util/logger.h"
 
 namespace Tav {
+
+namespace {
+
+// Numbers are compared as they are used.
+bool IsSameValue(const EnvValue& a, const EnvValue& b) {
+  return a.type == b.type && a.text == b.text &&
+         TruncateToInt32(a.number) == TruncateToInt32(b.number);
+}
+
+}  // namespace
 
 std::string ConfigManager::GetString(std::string_view name, std::string_view defaultValue) const {
   const auto found = settings_.values.find(name);
@@ -30,6 +42,7 @@ int32_t ConfigManager::GetNumber(std::string_view name, int32_t defaultValue) co
 
 void ConfigManager::LoadFromStorage(PersistentStorage* storage) {
   MergeSettings(settings_, LoadSettings(storage, product_));
+  IndexInhibitList();
 }
 
 bool ConfigManager::ParseSettings(Settings& settings, std::string_view jsonText) const {
@@ -46,7 +59,8 @@ bool ConfigManager::IsChanged(const Settings& settings) const {
     return true;
   }
   for (const auto& [name, value] : settings.values) {
-    if (!settings_.values.contains(name)) {
+    const auto found = settings_.values.find(name);
+    if (found == settings_.values.end() || !IsSameValue(value, found->second)) {
       return true;
     }
   }
@@ -58,13 +72,45 @@ void ConfigManager::SaveToStorage(PersistentStorage* storage, const Settings& se
 }
 
 bool ConfigManager::IsInhibited(std::string_view eventName) const {
-  for (const std::string& entry : settings_.inhibitList) {
-    if (entry == eventName) {
-      TAV_DEBUG("XM: Found '%s' in inhibit list", entry.c_str());
-      return true;
-    }
+  const auto found = inhibited_.find(eventName);
+  if (found == inhibited_.end()) {
+    return false;
   }
-  return false;
+  TAV_DEBUG("XM: Found '%s' in inhibit list", std::string(*found).c_str());
+  return true;
+}
+
+int32_t ConfigManager::GetNumberInRange(const NumberSetting& setting) const {
+  const int32_t value = GetNumber(setting.name, setting.defaultValue);
+  const int32_t used = std::clamp(value, setting.min, setting.max);
+  if (used != value) {
+    LogWarning("XM: %s is out of range: %d. Using %d", setting.name, value, used);
+  }
+  return used;
+}
+
+void ConfigManager::RefuseGateway(Settings& settings, std::string_view gatewayInForce) const {
+  const auto gateway = settings.values.find(Setting::kGateway);
+  if (gateway == settings.values.end()) {
+    return;
+  }
+  const EnvValue& value = gateway->second;
+  const std::string url =
+      value.type == EnvType::String ? value.text : std::to_string(TruncateToInt32(value.number));
+  if (url.empty() || AcceptsGateway(url, gatewayInForce)) {
+    return;
+  }
+  const auto own = settings_.values.find(Setting::kGateway);
+  if (own == settings_.values.end()) {
+    settings.values.erase(gateway);
+  } else {
+    gateway->second = own->second;
+  }
+}
+
+void ConfigManager::IndexInhibitList() {
+  inhibited_.clear();
+  inhibited_.insert(settings_.inhibitList.begin(), settings_.inhibitList.end());
 }
 
 }  // namespace Tav

@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "config/settings.h"
+#include "config/settings_table.h"
 #include "model/product_identity.h"
 
 namespace Tav {
@@ -15,7 +17,9 @@ namespace Tav {
 class ConfigManager {
  public:
   explicit ConfigManager(ProductIdentity product, Settings settings = {})
-      : product_(std::move(product)), settings_(std::move(settings)) {}
+      : product_(std::move(product)), settings_(std::move(settings)) {
+    IndexInhibitList();
+  }
   virtual ~ConfigManager() = default;
   ConfigManager(const ConfigManager&) = delete;
   ConfigManager& operator=(const ConfigManager&) = delete;
@@ -29,16 +33,24 @@ class ConfigManager {
   // Adds what the server's answer holds to `settings`, which are the caller's own. False, and no
   // change, if it is not a JSON object.
   virtual bool ParseSettings(Settings& settings, std::string_view jsonText) const;
-  // Whether the names or the inhibit list of `settings` differ from the manager's. Another value
-  // under the same name is no change.
+  // Whether the names, the values or the inhibit list of `settings` differ from the manager's.
   virtual bool IsChanged(const Settings& settings) const;
   // Replaces what the open storage holds by `settings`. The manager's own do not change.
   virtual void SaveToStorage(PersistentStorage* storage, const Settings& settings) const;
   virtual bool IsInhibited(std::string_view eventName) const;
 
+  // A value out of the setting's range is replaced by the nearest in it, with a warning.
+  int32_t GetNumberInRange(const NumberSetting& setting) const;
+  // If `settings`, a new answer, name a gateway that must not be used (AcceptsGateway), puts the
+  // manager's own in its place, if there is one.
+  void RefuseGateway(Settings& settings, std::string_view gatewayInForce) const;
+
  private:
+  void IndexInhibitList();
+
   const ProductIdentity product_;
   Settings settings_;
+  std::unordered_set<std::string_view> inhibited_;  // borrowed from the inhibit list
 };
 
 }  // namespace Tav

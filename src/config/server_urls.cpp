@@ -1,8 +1,8 @@
 #include "config/server_urls.h"
 
-#include <optional>
 #include <utility>
 
+#include "config/gateway_url.h"
 #include "platform/process.h"
 #include "util/logger.h"
 
@@ -42,6 +42,15 @@ const BuiltInUrls kGatewayUrls = {
     .development = "https://" TAV_GATEWAY_HOST_DEVELOPMENT "/tavgateway/",
 };
 
+namespace {
+
+// Empty when the variable is not set.
+std::string FromEnvironment(const char* variable) {
+  return Platform::Environment(variable).value_or("");
+}
+
+}  // namespace
+
 ChosenUrl ChooseUrl(const std::string& hostUrl,
                     const char* environmentVariable,
                     const std::string& serverValue,
@@ -50,9 +59,8 @@ ChosenUrl ChooseUrl(const std::string& hostUrl,
   if (!hostUrl.empty()) {
     return {hostUrl, UrlSource::Host};
   }
-  std::optional<std::string> fromEnvironment = Platform::Environment(environmentVariable);
-  if (fromEnvironment && !fromEnvironment->empty()) {
-    return {*std::move(fromEnvironment), UrlSource::Environment};
+  if (std::string url = FromEnvironment(environmentVariable); !url.empty()) {
+    return {std::move(url), UrlSource::Environment};
   }
   if (!serverValue.empty()) {
     TAV_NOTE("Using config URL %s", serverValue.c_str());
@@ -70,6 +78,14 @@ ChosenUrl ChooseUrl(const std::string& hostUrl,
   }
   TAV_NOTE("Using external URL %s", builtIn.external);
   return {builtIn.external, UrlSource::External};
+}
+
+ChosenUrl ChooseGateway(const std::string& setting, const Deployment& deployment) {
+  // Without the setting, a built-in URL would be in force.
+  const bool usable = setting.empty() || !FromEnvironment(kGatewayUrlVariable).empty() ||
+                      AcceptsGateway(setting, kGatewayUrls.external);
+  return ChooseUrl({}, kGatewayUrlVariable, usable ? setting : std::string(), kGatewayUrls,
+                   deployment);
 }
 
 }  // namespace Tav

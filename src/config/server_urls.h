@@ -46,4 +46,8 @@ ChosenUrl ChooseUrl(const std::string& hostUrl,
                     const BuiltInUrls& builtIn,
                     const Deployment& deployment);
 
+// The gateway. `setting` is the server's, which an earlier version of the library may have stored
+// without a check: a refused one is left out, with a warning. Any thread.
+ChosenUrl ChooseGateway(const std::string& setting, const Deployment& deployment);
+
 }  // namespace Tav

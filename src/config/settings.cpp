@@ -16,9 +16,40 @@ using ValuesView = PersistentStorage::ProductEnvView;
 using InhibitView = PersistentStorage::InhibitEventView;
 
 constexpr std::string_view kInhibitMember = "inhibit";
+constexpr size_t kMaxInhibited = 10000;
+// Of nested arrays and objects in an answer. jansson recurses once for each.
+constexpr int kMaxDepth = 64;
 
-void AddInhibited(std::vector<std::string>& inhibitList, const json_t* value) {
-  if (json_is_string(value)) {
+// Whether arrays and objects nest deeper than the maximum. Of text that is not JSON, any result.
+bool IsTooDeep(std::string_view json) {
+  int depth = 0;
+  bool inText = false;
+  for (size_t i = 0; i < json.size(); ++i) {
+    const char character = json[i];
+    if (character == '"') {
+      inText = !inText;
+    } else if (inText) {
+      i += character == '\\' ? 1 : 0;
+    } else if (character == '{' || character == '[') {
+      if (++depth > kMaxDepth) {
+        return true;
+      }
+    } else if (character == '}' || character == ']') {
+      --depth;
+    }
+  }
+  return false;
+}
+
+JsonPtr ParseAnswer(std::string_view text) {
+  return IsTooDeep(text)
+             ? JsonPtr()
+             : JsonPtr(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, nullptr));
+}
+
+// Counts the names beyond the maximum without keeping them.
+void AddInhibited(std::vector<std::string>& inhibitList, size_t& count, const json_t* value) {
+  if (json_is_string(value) && ++count <= kMaxInhibited) {
     TAV_DEBUG("XM: adding inhibit of %s", json_string_value(value));
     inhibitList.emplace_back(JsonStringView(value));
   }
@@ -26,11 +57,16 @@ void AddInhibited(std::vector<std::string>& inhibitList, const json_t* value) {
 
 // A text or an array of texts; everything else is ignored.
 void ParseInhibited(std::vector<std::string>& inhibitList, const json_t* value) {
-  AddInhibited(inhibitList, value);
+  size_t count = 0;
+  AddInhibited(inhibitList, count, value);
   size_t index = 0;
   const json_t* element = nullptr;
   json_array_foreach(value, index, element) {
-    AddInhibited(inhibitList, element);
+    AddInhibited(inhibitList, count, element);
+  }
+  if (count > kMaxInhibited) {
+    LogWarning("XM: The inhibit list has %d names. Using the first %d", static_cast<int>(count),
+               static_cast<int>(kMaxInhibited));
   }
 }
 
@@ -62,7 +98,7 @@ void MergeSettings(Settings& settings, Settings other) {
 
 std::optional<Settings> ParseSettings(std::string_view jsonText) {
   TAV_DEBUG("XM: Parsing config settings");
-  const JsonPtr root(json_loadb(jsonText.data(), jsonText.size(), JSON_REJECT_DUPLICATES, nullptr));
+  const JsonPtr root = ParseAnswer(jsonText);
   if (!root) {
     LogWarning("Cannot parse json data from server");
     return std::nullopt;

@@ -23,8 +23,9 @@ struct Settings {
 // Adds `other` to `settings`. A value in `other` replaces one of the same name.
 void MergeSettings(Settings& settings, Settings other);
 
-// The settings in a server's answer; none if it is not a JSON object. A member that is neither text
-// nor number is logged and left out.
+// The settings in a server's answer; none if it is not a JSON object or nests deeper than 64
+// levels. A member that is neither text nor number is logged and left out, as are the names in an
+// inhibit list after the first 10,000.
 std::optional<Settings> ParseSettings(std::string_view jsonText);
 
 // What the open storage holds for the product. A member that is neither text nor number is left

@@ -155,9 +155,13 @@ void AppStatus::ClearPendingOptOut() {
   storage_.CloseAndSave();
 }
 
-void AppStatus::StoreFetchedSettings(const std::string& answer) {
+void AppStatus::StoreFetchedSettings(const std::string& answer, const std::string& gatewayInForce) {
   Settings settings;
-  if (!settings_.ParseSettings(settings, answer) || !settings_.IsChanged(settings)) {
+  if (!settings_.ParseSettings(settings, answer)) {
+    return;
+  }
+  settings_.RefuseGateway(settings, gatewayInForce);
+  if (!settings_.IsChanged(settings)) {
     return;
   }
   TAV_DEBUG("SM: Updating PS with new settings");

@@ -52,8 +52,9 @@ class AppStatus {
   void PersistPendingOptOut();
   // At the start of an opted-out run: removes the pending opt-out that an earlier run stored.
   void ClearOldOptOut();
-  // Stores the settings that the server sent, for the next run.
-  void StoreFetchedSettings(const std::string& answer);
+  // Stores the settings that the server sent, for the next run. A gateway that must not be used,
+  // see AcceptsGateway, is not stored.
+  void StoreFetchedSettings(const std::string& answer, const std::string& gatewayInForce);
 
   const ProductInfo& Product() const { return product_; }
   const ClientEnv& Client() const { return client_.GetClientEnv(); }

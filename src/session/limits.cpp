@@ -1,7 +1,5 @@
 #include "session/limits.h"
 
-#include <algorithm>
-
 #include "cache/cache_manager.h"
 #include "config/config_manager.h"
 #include "model/library_config.h"
@@ -10,39 +8,31 @@
 
 namespace Tav {
 
-namespace {
-
-// Seconds. Bounds the server's setting for how long TavTerminate waits.
-constexpr int kMaxTerminateTime = 3600;
-
-}  // namespace
-
 Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings) {
-  const auto tuned = [&settings](int hostValue, const char* name, int defaultValue) {
-    return hostValue == kNotSet ? settings.GetNumber(name, defaultValue) : hostValue;
+  const auto tuned = [&settings](int hostValue, const NumberSetting& setting) {
+    return hostValue == kNotSet ? settings.GetNumberInRange(setting) : hostValue;
   };
-  // A size below 1 would mean unbounded records, or no records in memory.
-  const auto tunedSize = [&tuned](int hostValue, const char* name, int defaultValue) {
-    const int size = tuned(hostValue, name, defaultValue);
-    return size < 1 ? defaultValue : size;
+  // A size below 1 would mean unbounded records, or no records in memory. It counts as not set.
+  const auto tunedSize = [&tuned](int hostValue, const NumberSetting& setting) {
+    return tuned(hostValue < 1 ? kNotSet : hostValue, setting);
   };
   Limits limits;
   limits.schedule.persistentInterval = config.persistentInterval;
   limits.schedule.sendInterval = config.sendInterval;
-  limits.schedule.flushInterval = tuned(config.flushInterval, "flush_time", 360);
-  limits.schedule.pauseInterval = tuned(config.pauseInterval, "pause_time", 1);
-  limits.maxRecordSize = tunedSize(config.maxRecordSize, "max_record_size", 511800);
-  limits.maxMemorySize = tunedSize(config.maxMemorySize, "max_memory_size", 2097152);
-  limits.maxCacheFiles = tuned(config.cacheSize, "max_cache_size", 50);
+  limits.schedule.flushInterval = tuned(config.flushInterval, Setting::kFlushTime);
+  limits.schedule.pauseInterval = tuned(config.pauseInterval, Setting::kPauseTime);
+  limits.maxRecordSize = tunedSize(config.maxRecordSize, Setting::kMaxRecordSize);
+  limits.maxMemorySize = tunedSize(config.maxMemorySize, Setting::kMaxMemorySize);
+  limits.maxCacheFiles = tuned(config.cacheSize, Setting::kMaxCacheSize);
   limits.maxCacheBytes = config.maxCacheBytes < 1
                              ? static_cast<int>(CacheManager::kDefaultMaxFileSize)
                              : config.maxCacheBytes;
-  limits.schedule.sendThreshold = tuned(config.sendThreshold, "send_threshold", 1048576);
-  limits.terminateTime = std::clamp(settings.GetNumber("terminate_time", 10), 0, kMaxTerminateTime);
-  limits.schedule.resendTime = settings.GetNumber("resend_time", 300);
-  limits.schedule.resendDelta = settings.GetNumber("resend_delta", 900);
-  limits.rate.perMinute = settings.GetNumber("max_event_per_minute", 0);
-  limits.rate.perHour = settings.GetNumber("max_event_per_hour", 0);
+  limits.schedule.sendThreshold = tuned(config.sendThreshold, Setting::kSendThreshold);
+  limits.terminateTime = settings.GetNumberInRange(Setting::kTerminateTime);
+  limits.schedule.resendTime = settings.GetNumberInRange(Setting::kResendTime);
+  limits.schedule.resendDelta = settings.GetNumberInRange(Setting::kResendDelta);
+  limits.rate.perMinute = settings.GetNumberInRange(Setting::kMaxEventsPerMinute);
+  limits.rate.perHour = settings.GetNumberInRange(Setting::kMaxEventsPerHour);
   return limits;
 }
 

@@ -22,7 +22,8 @@ struct Limits {
   SendSchedule::Tuning schedule;
 };
 
-// For each limit: the host's value if it is set, else the server's, else the built-in default.
+// For each limit: the host's value if it is set, else the server's within its range, else the
+// built-in default.
 Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings);
 
 // Logs the values of the run.

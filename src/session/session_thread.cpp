@@ -124,11 +124,9 @@ void SessionThread::ApplySettings() {
   // A host that asks for no pause after activity gets no batch delay either.
   queue_.SetBatchDelay(std::clamp(limits_.schedule.pauseInterval, 0, 1) * kMaxBatchDelay);
 
-  const bool hasSender = delivery_.Sender().UseGateway(ChooseUrl({}, kGatewayUrlVariable,
-                                                                 settings.GetString("gateway", ""),
-                                                                 kGatewayUrls, config_.deployment)
-                                                           .url);
-  if (settings.GetNumber("disabled", 0) != 0) {
+  const bool hasSender = delivery_.Sender().UseGateway(
+      ChooseGateway(settings.GetString(Setting::kGateway, ""), config_.deployment).url);
+  if (settings.GetNumberInRange(Setting::kDisabled) != 0) {
     intake_.Disable();
     TAV_DEBUG("SM: Analytics disabled due to settings");
   } else if (!hasSender) {
@@ -224,7 +222,7 @@ void SessionThread::ApplyFetchedSettings() {
     TAV_DEBUG("SM: No settings retrieved");
   } else {
     TAV_DEBUG("SM: Settings retrieved from server");
-    app_.StoreFetchedSettings(loader_->Answer());
+    app_.StoreFetchedSettings(loader_->Answer(), delivery_.Sender().GatewayUrl());
   }
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "config/config_loader.h"
+#include "config/settings_table.h"
 #include "model/library_config.h"
 #include "session/app_status.h"
 #include "session/day_stamps.h"
@@ -56,7 +57,7 @@ class SessionThread {
   LibraryConfig config_;
   const Consent consent_;
   WorkQueue& queue_;
-  std::atomic<int> terminateTime_{10};
+  std::atomic<int> terminateTime_{Setting::kTerminateTime.defaultValue};
   AppStatus app_;
   DayStamps stamps_;
   Intake intake_;

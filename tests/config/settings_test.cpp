@@ -123,8 +123,11 @@ TEST_F(ConfigManagerTest, LooksUpWithTheReadersDefault) {
   }
 }
 
-TEST_F(ConfigManagerTest, OnlyNamesAndTheInhibitListMakeAChange) {
-  EXPECT_FALSE(IsChangedBy(R"({"gateway": 5, "flush_time": 31, "inhibit": ["a", "b"]})"));
+TEST_F(ConfigManagerTest, NamesValuesAndTheInhibitListMakeAChange) {
+  EXPECT_FALSE(IsChangedBy(R"({"gateway": "g", "flush_time": 30.9, "inhibit": ["a", "b"]})"));
+  EXPECT_TRUE(IsChangedBy(R"({"gateway": "G", "flush_time": 30, "inhibit": ["a", "b"]})"));
+  EXPECT_TRUE(IsChangedBy(R"({"gateway": "g", "flush_time": 31, "inhibit": ["a", "b"]})"));
+  EXPECT_TRUE(IsChangedBy(R"({"gateway": "g", "flush_time": "30", "inhibit": ["a", "b"]})"));
   EXPECT_TRUE(IsChangedBy(R"({"flush_time": 30, "inhibit": ["a", "b"]})"));
   EXPECT_TRUE(IsChangedBy(R"({"flush_time": 30, "pause_time": 1, "inhibit": ["a", "b"]})"));
   EXPECT_TRUE(IsChangedBy(R"({"flush_time": 30, "gateway": "g", "inhibit": ["b", "a"]})"));
@@ -141,9 +144,10 @@ TEST_F(ConfigManagerTest, AddsWhatItParsesAndLoads) {
   EXPECT_EQ(manager_.GetNumber("flush_time", 0), 30) << "its own do not change";
   manager_.LoadFromStorage(&storage);
   storage.Close(PersistentStorage::Changes::Discard);
-  EXPECT_FALSE(IsChangedBy(R"({"flush_time": 0, "gateway": 0, "old": 0,
+  EXPECT_FALSE(IsChangedBy(R"({"flush_time": 9, "gateway": "g", "old": 2,
                                "inhibit": ["a", "b", "x", "y"]})"));
   EXPECT_EQ(manager_.GetNumber("flush_time", 0), 9);
+  EXPECT_TRUE(manager_.IsInhibited("a") && manager_.IsInhibited("y"));
 }
 
 }  // namespace

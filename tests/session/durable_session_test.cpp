@@ -290,7 +290,7 @@ TEST_F(DurableSessionTest, ACacheThatFailsDropsNothingAndTheNextCommitTells) {
 }
 
 TEST_F(DurableSessionTest, WithoutACacheMemoryIsBoundedAndTheEndSaysWhatIsLost) {
-  StoreSettings({{"max_memory_size", EnvValue::Number(-1)}});  // makes no sense: the default
+  StoreSettings({{"max_memory_size", EnvValue::Number(-1)}});  // out of range
   BlockCache();
   Gateway::refuse = true;
   Start();
