@@ -354,9 +354,9 @@ typedef struct TavEntryTable {
   // Before, end explicit sessions and log open events: an event that is logged later is lost.
   // Not to overlap any other call.
   // Blocks for the time of one request, as a rule; for the terminate time at most, which is 10
-  // seconds unless the server's setting "terminate_time" says otherwise. A thread that then still
-  // waits for the network ends later, and the DLL stays mapped until it has: FreeLibrary is safe
-  // directly after Terminate.
+  // seconds unless the server's setting "terminate_time", 2 to 30, says otherwise. A thread that
+  // then still waits for the network ends later, and the DLL stays mapped until it has: FreeLibrary
+  // is safe directly after Terminate.
   // Not running: DEBUG "TavTerminate called with no manager defined"; resets the settings.
   void(TAV_CALL* Terminate)(void);
 
@@ -652,8 +652,9 @@ typedef struct TavEntryTable {
   void(TAV_CALL* AddTag)(int category, const char* tag);
 
   // Slot 59. Setting. Opts the user out for the coming run. Product values set before Initialize
-  // are discarded, and nothing but the opt-out itself is sent, whatever the host reports. For a
-  // user who has opted out, call it before each Initialize.
+  // are discarded, and nothing but the opt-out itself is sent, whatever the host reports. No other
+  // request is made: the settings are not requested either. For a user who has opted out, call it
+  // before each Initialize.
   void(TAV_CALL* OptOut)(void);
 
   // Slot 60. A new command event: the user ran `command`, a name. Consumed by LogEvent.
