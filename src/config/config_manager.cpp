@@ -1,6 +1,8 @@
 #include "config/config_manager.h"
 
 #include <algorithm>
+#include <bit>
+#include <functional>
 #include <optional>
 
 #include "config/gateway_url.h"
@@ -72,11 +74,11 @@ void ConfigManager::SaveToStorage(PersistentStorage* storage, const Settings& se
 }
 
 bool ConfigManager::IsInhibited(std::string_view eventName) const {
-  const auto found = inhibited_.find(eventName);
-  if (found == inhibited_.end()) {
+  const size_t position = inhibitSlots_[InhibitSlot(eventName)];
+  if (position == 0) {
     return false;
   }
-  TAV_DEBUG("XM: Found '%s' in inhibit list", std::string(*found).c_str());
+  TAV_DEBUG("XM: Found '%s' in inhibit list", settings_.inhibitList[position - 1].c_str());
   return true;
 }
 
@@ -109,8 +111,21 @@ void ConfigManager::RefuseGateway(Settings& settings, std::string_view gatewayIn
 }
 
 void ConfigManager::IndexInhibitList() {
-  inhibited_.clear();
-  inhibited_.insert(settings_.inhibitList.begin(), settings_.inhibitList.end());
+  const std::vector<std::string>& names = settings_.inhibitList;
+  inhibitSlots_.assign(std::bit_ceil(2 * names.size() + 1), 0);
+  for (size_t i = 0; i < names.size(); ++i) {
+    inhibitSlots_[InhibitSlot(names[i])] = i + 1;
+  }
+}
+
+// The slot that holds the name, else the free one that it would get.
+size_t ConfigManager::InhibitSlot(std::string_view name) const {
+  const size_t mask = inhibitSlots_.size() - 1;
+  size_t slot = std::hash<std::string_view>()(name) & mask;
+  while (inhibitSlots_[slot] != 0 && settings_.inhibitList[inhibitSlots_[slot] - 1] != name) {
+    slot = (slot + 1) & mask;
+  }
+  return slot;
 }
 
 }  // namespace Tav

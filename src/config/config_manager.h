@@ -2,11 +2,12 @@
 // caller's defaults, and compares them with a new answer of the server. Session thread only.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "config/settings.h"
 #include "config/settings_table.h"
@@ -47,10 +48,13 @@ class ConfigManager {
 
  private:
   void IndexInhibitList();
+  size_t InhibitSlot(std::string_view name) const;
 
   const ProductIdentity product_;
   Settings settings_;
-  std::unordered_set<std::string_view> inhibited_;  // borrowed from the inhibit list
+  // A hash table of the inhibit list: positions, counted from 1. 0 is a free slot; at least half of
+  // the slots are free, and their number is a power of two.
+  std::vector<size_t> inhibitSlots_;
 };
 
 }  // namespace Tav
