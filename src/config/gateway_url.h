@@ -19,9 +19,9 @@ struct WebUrl {
 // path, short or octal IPv4 addresses, empty labels, an empty port.
 std::optional<WebUrl> ParseWebUrl(std::string_view url);
 
-// Whether records may go to `gateway`, a setting: by https, or by http to this machine or if
-// `gatewayInForce`, the URL used without the setting, is http too. At most 127 characters. If not,
-// logs a warning that names it.
+// Whether records may go to `gateway`, a setting: by https, or by http to this machine, or by http
+// if they already go to `gatewayInForce` by http. At most 127 characters. If not, logs a warning
+// that names it.
 bool AcceptsGateway(std::string_view gateway, std::string_view gatewayInForce);
 
 // A URL for the log: "***" for user and password, "\x0a" for bytes that are not printable ASCII,

@@ -1,5 +1,7 @@
 #include "config/server_urls.h"
 
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "config/gateway_url.h"
@@ -80,10 +82,14 @@ ChosenUrl ChooseUrl(const std::string& hostUrl,
   return {builtIn.external, UrlSource::External};
 }
 
-ChosenUrl ChooseGateway(const std::string& setting, const Deployment& deployment) {
-  // Without the setting, a built-in URL would be in force.
+ChosenUrl ChooseGateway(const std::string& setting,
+                        const std::string& lastGateway,
+                        const Deployment& deployment) {
+  // Clear text that stayed on this machine is no reason to send it over the network.
+  const std::optional<WebUrl> last = ParseWebUrl(lastGateway);
+  const std::string_view inForce = last && !last->loopback ? lastGateway : std::string_view();
   const bool usable = setting.empty() || !FromEnvironment(kGatewayUrlVariable).empty() ||
-                      AcceptsGateway(setting, kGatewayUrls.external);
+                      AcceptsGateway(setting, inForce);
   return ChooseUrl({}, kGatewayUrlVariable, usable ? setting : std::string(), kGatewayUrls,
                    deployment);
 }

@@ -47,7 +47,10 @@ ChosenUrl ChooseUrl(const std::string& hostUrl,
                     const Deployment& deployment);
 
 // The gateway. `setting` is the server's, which an earlier version of the library may have stored
-// without a check: a refused one is left out, with a warning. Any thread.
-ChosenUrl ChooseGateway(const std::string& setting, const Deployment& deployment);
+// without a check: one that must not be used (AcceptsGateway) is left out, with a warning.
+// `lastGateway` is the one that received the product's data last, empty for none. Any thread.
+ChosenUrl ChooseGateway(const std::string& setting,
+                        const std::string& lastGateway,
+                        const Deployment& deployment);
 
 }  // namespace Tav

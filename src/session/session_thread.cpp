@@ -124,8 +124,10 @@ void SessionThread::ApplySettings() {
   // A host that asks for no pause after activity gets no batch delay either.
   queue_.SetBatchDelay(std::clamp(limits_.schedule.pauseInterval, 0, 1) * kMaxBatchDelay);
 
-  const bool hasSender = delivery_.Sender().UseGateway(
-      ChooseGateway(settings.GetString(Setting::kGateway, ""), config_.deployment).url);
+  const bool hasSender =
+      delivery_.Sender().UseGateway(ChooseGateway(settings.GetString(Setting::kGateway, ""),
+                                                  app_.Product().GetServer(), config_.deployment)
+                                        .url);
   if (settings.GetNumberInRange(Setting::kDisabled) != 0) {
     intake_.Disable();
     TAV_DEBUG("SM: Analytics disabled due to settings");

@@ -43,5 +43,23 @@ TEST_F(ServerUrlsTest, TakesTheFirstSourceThatHasAValue) {
   EXPECT_EQ(Choose("", ""), "external 6 Using external URL external");
 }
 
+TEST_F(ServerUrlsTest, AGatewayOfTheSettingsMustBeAccepted) {
+  const auto chosen = [this](const char* setting, const char* last) {
+    return ChooseGateway(setting, last, deployment).source;
+  };
+  EXPECT_EQ(chosen("https://g/", ""), UrlSource::Server);
+  EXPECT_EQ(chosen("http://localhost/", ""), UrlSource::Server);
+  EXPECT_EQ(chosen("http://g/", "http://before/"), UrlSource::Server);
+  EXPECT_EQ(log.Find("warning"), "");
+  EXPECT_EQ(chosen("http://g/", "http://localhost/"), UrlSource::External);
+  EXPECT_EQ(chosen("http://g/", "https://before/"), UrlSource::External);
+  EXPECT_EQ(chosen("file:///x", "file:///x"), UrlSource::External);
+  EXPECT_NE(log.Find("warning: XM: Refused gateway 'http://g/'"), "");
+  log.Take();
+  SetEnvironment(kGatewayUrlVariable, "file:///y");
+  EXPECT_EQ(chosen("file:///x", ""), UrlSource::Environment);
+  EXPECT_EQ(log.Take(), std::vector<std::string>()) << "the setting is not used";
+}
+
 }  // namespace
 }  // namespace Tav::Testing
