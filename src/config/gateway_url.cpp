@@ -1,6 +1,7 @@
 #include "config/gateway_url.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "util/format.h"
