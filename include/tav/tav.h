@@ -467,10 +467,10 @@ typedef struct TavEntryTable {
   // wraps.
   void(TAV_CALL* SetCacheSize)(int megabytes);
 
-  // Slot 23. Setting, for one Initialize, which clears it even if it fails. The function that
-  // receives each log line with its time stamp, in place of the file of TAV_LOGFILE; null removes
-  // it. `lineSink` is the TavSinkPointer of a TavSink. While running: applies to the next
-  // Initialize.
+  // Slot 23. Setting, for one Initialize, which clears it even if it fails, except with
+  // TAV_ALREADY_INITIALIZED. The function that receives each log line with its time stamp, in place
+  // of the file of TAV_LOGFILE; null removes it. `lineSink` is the TavSinkPointer of a TavSink.
+  // While running: applies to the first Initialize after Terminate.
   void(TAV_CALL* SetLineSink)(void* lineSink);
 
   // Slot 24. As AddEventProperty, with a number. A number that is not finite is left out: WARN "No
@@ -543,9 +543,11 @@ typedef struct TavEntryTable {
   // DLL is loaded. Any thread, at any time.
   const char*(TAV_CALL* GetVersion)(void);
 
-  // Slot 39. Waits. Takes the oldest record that is ready to be sent out of the library, for a host
-  // that transfers records itself. Returns a gzip-compressed record as base64 text, to be freed by
-  // FreeData, or null if there is none. The library no longer has the record.
+  // Slot 39. Waits. Takes one record out of the library, for a host that transfers records itself.
+  // Builds records of everything reported so far and takes the oldest record in memory. Records on
+  // disk follow, oldest first, when memory has none: they may be older than those taken before.
+  // Returns a gzip-compressed record as base64 text, to be freed by FreeData, or null if there is
+  // none. The library no longer has the record.
   // Not running: null.
   char*(TAV_CALL* PullData)(void);
 
