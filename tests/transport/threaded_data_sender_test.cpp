@@ -245,34 +245,35 @@ TEST_F(ThreadedDataSenderTest, CloseEndsAtTheDeadline) {
 }
 
 TEST_F(ThreadedDataSenderTest, DeadlineMayComeAtAnyMoment) {
-  constexpr int kRounds = 500;
+  constexpr int kRounds = 100;
+  // The deadline comes before Open, after Close, or between.
+  const auto pause = [](int steps) {
+    for (; steps > 0; --steps) {
+      std::this_thread::yield();
+    }
+  };
   Make();
-  std::atomic<int> round{0};
-  std::atomic<int> limited{0};
+  // Events, because on a loaded machine a thread that spins keeps the others from going on.
+  Platform::AutoResetEvent begun;
+  Platform::AutoResetEvent limited;
   std::thread host([&] {
     for (int i = 1; i <= kRounds; ++i) {
-      while (round < i) {
-        std::this_thread::yield();
-      }
-      // From before Open until after Close.
-      for (int steps = i % 50; steps > 0; --steps) {
-        std::this_thread::yield();
-      }
+      begun.Wait(-1);
+      pause(i % 10);
       sender->LimitTo(Now());
-      limited = i;
+      limited.Set();
     }
   });
   int delivered = 0;
   for (int i = 1; i <= kRounds; ++i) {
     sender->LimitTo(ThreadedDataSender::kNoDeadline);
-    round = i;
+    begun.Set();
+    pause(i / 10);
     if (sender->Open() == 0) {
       delivered += Send("x") == 0 ? 1 : 0;
     }
     sender->Close();
-    while (limited < i) {
-      std::this_thread::yield();
-    }
+    limited.Wait(-1);
   }
   host.join();
   const auto warnings = Warnings();
