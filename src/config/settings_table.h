@@ -17,12 +17,12 @@ namespace Setting {
 
 inline constexpr int32_t kSecondsOfADay = 86400;
 
-// Flags.
-inline constexpr NumberSetting kDisabled{"disabled", 0, 1, 0};
-// Seconds.
-inline constexpr NumberSetting kFlushTime{"flush_time", 0, kSecondsOfADay, 360};
+// A flag without a range: any number but 0 disables reporting.
+inline constexpr char kDisabled[] = "disabled";
+// Seconds. The minima keep a server that fails, or a disk, from being used without a pause.
+inline constexpr NumberSetting kFlushTime{"flush_time", 1, kSecondsOfADay, 360};
 inline constexpr NumberSetting kPauseTime{"pause_time", 0, kSecondsOfADay, 1};
-inline constexpr NumberSetting kResendTime{"resend_time", 0, kSecondsOfADay, 300};
+inline constexpr NumberSetting kResendTime{"resend_time", 10, kSecondsOfADay, 300};
 inline constexpr NumberSetting kResendDelta{"resend_delta", 0, kSecondsOfADay, 900};
 inline constexpr NumberSetting kTerminateTime{"terminate_time", 2, 30, 10};
 // Bytes. The maxima also keep multiples of them within 32 bits: 16 times the memory stays in memory

@@ -128,7 +128,7 @@ void SessionThread::ApplySettings() {
       delivery_.Sender().UseGateway(ChooseGateway(settings.GetString(Setting::kGateway, ""),
                                                   app_.Product().GetServer(), config_.deployment)
                                         .url);
-  if (settings.GetNumberInRange(Setting::kDisabled) != 0) {
+  if (settings.GetNumber(Setting::kDisabled, 0) != 0) {
     intake_.Disable();
     TAV_DEBUG("SM: Analytics disabled due to settings");
   } else if (!hasSender) {

@@ -183,7 +183,7 @@ TEST_F(DurableSessionTest, SettingsOfAnEarlierFetchGovernTheRun) {
   Run({"one", "secret", "two"});
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "two", "$e"}));
 
-  StoreSettings({{"disabled", EnvValue::Number(1)}});
+  StoreSettings({{"disabled", EnvValue::Number(-1)}});
   Start();
   Log("one");
   EXPECT_EQ(manager_->Commit(), CommitResult::NotSent);
