@@ -16,6 +16,8 @@ namespace {
 constexpr size_t kMaxUrl = 127;
 constexpr size_t kPieceSize = 256;
 constexpr uint32_t kStatusOk = 200;
+constexpr uint32_t kFirstRedirection = 300;
+constexpr uint32_t kFirstClientError = 400;
 constexpr uint32_t kTimedOut = 12002;  // the last error after one of the system's own time-outs
 
 constexpr Platform::HttpTimeouts kTimeouts{.resolve = 3000,
@@ -138,6 +140,9 @@ int32_t HttpDataSender::SendRequest(const void* body, size_t length, bool closeC
     LogWarning("Response from HTTP is not OK. Got %d instead", static_cast<int>(status));
   }
   ReadResponse();
+  if (status >= kFirstRedirection && status < kFirstClientError) {
+    response_ = {};  // the page of whoever redirects
+  }
   return status == kStatusOk ? 0 : 1;
 }
 

@@ -28,12 +28,13 @@ class HttpDataSender : public DataSender {
   // Uses at most 127 characters of URL; Open checks it.
   explicit HttpDataSender(std::string url, int maxReading = kMaxReading);
 
-  // Posts the compressed body. 0 only if the server responds with status 200.
+  // Posts the compressed body. 0 only if the server itself responds with status 200: redirections
+  // are not followed.
   int32_t Send(const void* body, size_t length, bool closeConnection) override;
   // Does not access the network: an unreachable server shows in Send.
   int32_t Open() override;
   void Close() override;
-  // The body of the response, whatever its status.
+  // The body of the response, whatever its status; empty for a redirection (3xx).
   std::string Fetch() override;
   // Also limits the reading of a response as a whole.
   void LimitWaits(int milliseconds) override;

@@ -46,6 +46,15 @@ bool ApplyTimeouts(HINTERNET handle, const HttpTimeouts& timeouts) {
   return four && fifth;
 }
 
+// By default WinHTTP follows the redirection of a POST with a GET. A status 200 for that says
+// nothing about the body.
+bool DisableAutomaticRequests(HINTERNET request) {
+  DWORD features =
+      WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION | WINHTTP_DISABLE_COOKIES;
+  return WinHttpSetOption(request, WINHTTP_OPTION_DISABLE_FEATURE, &features, sizeof features) !=
+         FALSE;
+}
+
 }  // namespace
 
 bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
@@ -100,9 +109,14 @@ HttpRequest HttpConnection::OpenRequest(const char* verb,
                                         bool secure) const {
   const std::wstring accepted = Widen(acceptedType);
   const wchar_t* acceptedTypes[] = {accepted.c_str(), nullptr};
-  return HttpRequest(WinHttpOpenRequest(handle_, Widen(verb).c_str(), Widen(objectPath).c_str(),
-                                        nullptr, WINHTTP_NO_REFERER, acceptedTypes,
-                                        secure ? WINHTTP_FLAG_SECURE : 0));
+  const HINTERNET handle =
+      WinHttpOpenRequest(handle_, Widen(verb).c_str(), Widen(objectPath).c_str(), nullptr,
+                         WINHTTP_NO_REFERER, acceptedTypes, secure ? WINHTTP_FLAG_SECURE : 0);
+  HttpRequest request(handle);
+  if (request && !DisableAutomaticRequests(handle)) {
+    request.Close();
+  }
+  return request;
 }
 
 bool HttpRequest::SetTimeouts(const HttpTimeouts& timeouts) {
