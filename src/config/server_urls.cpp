@@ -42,6 +42,18 @@ const BuiltInUrls kGatewayUrls = {
     .development = "https://" TAV_GATEWAY_HOST_DEVELOPMENT "/tavgateway/",
 };
 
+namespace {
+
+std::optional<std::string> FromEnvironment([[maybe_unused]] const char* environmentVariable) {
+#ifdef TAV_NO_ENVIRONMENT_OVERRIDES
+  return std::nullopt;
+#else
+  return Platform::Environment(environmentVariable);
+#endif
+}
+
+}  // namespace
+
 ChosenUrl ChooseUrl(const std::string& hostUrl,
                     const char* environmentVariable,
                     const std::string& serverValue,
@@ -50,7 +62,7 @@ ChosenUrl ChooseUrl(const std::string& hostUrl,
   if (!hostUrl.empty()) {
     return {hostUrl, UrlSource::Host};
   }
-  std::optional<std::string> fromEnvironment = Platform::Environment(environmentVariable);
+  std::optional<std::string> fromEnvironment = FromEnvironment(environmentVariable);
   if (fromEnvironment && !fromEnvironment->empty()) {
     return {*std::move(fromEnvironment), UrlSource::Environment};
   }

@@ -116,7 +116,8 @@ class HttpSession : public HttpHandle {
  public:
   HttpSession() = default;
 
-  // A synchronous session without a proxy.
+  // A synchronous session. Without a proxy, except in a build with TAV_SYSTEM_PROXY: that one uses
+  // the proxy settings of Windows.
   static HttpSession Open(const char* userAgent);
 
   // For requests opened from now on. The system's defaults apply otherwise.

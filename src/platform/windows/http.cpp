@@ -16,6 +16,12 @@ namespace {
 // Units of one part of a URL, with the terminating zero. No URL that is cracked is longer.
 constexpr DWORD kPartCapacity = 128;
 
+#ifdef TAV_SYSTEM_PROXY
+constexpr DWORD kAccessType = WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY;
+#else
+constexpr DWORD kAccessType = WINHTTP_ACCESS_TYPE_NO_PROXY;
+#endif
+
 std::wstring Widen(std::string_view bytes) {
   std::wstring wide;
   wide.reserve(bytes.size());
@@ -90,8 +96,8 @@ void HttpHandle::Close() {
 }
 
 HttpSession HttpSession::Open(const char* userAgent) {
-  return HttpSession(WinHttpOpen(Widen(userAgent).c_str(), WINHTTP_ACCESS_TYPE_NO_PROXY,
-                                 WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
+  return HttpSession(WinHttpOpen(Widen(userAgent).c_str(), kAccessType, WINHTTP_NO_PROXY_NAME,
+                                 WINHTTP_NO_PROXY_BYPASS, 0));
 }
 
 bool HttpSession::SetTimeouts(const HttpTimeouts& timeouts) {
