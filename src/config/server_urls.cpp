@@ -47,8 +47,12 @@ const BuiltInUrls kGatewayUrls = {
 namespace {
 
 // Empty when the variable is not set.
-std::string FromEnvironment(const char* variable) {
+std::string FromEnvironment([[maybe_unused]] const char* variable) {
+#ifdef TAV_NO_ENVIRONMENT_OVERRIDES
+  return {};
+#else
   return Platform::Environment(variable).value_or("");
+#endif
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ struct BuiltInUrls {
 extern const BuiltInUrls kConfigurationUrls;
 extern const BuiltInUrls kGatewayUrls;
 
-// Environment variables that override the built-in URLs and the settings.
+// Environment variables that override the built-in URLs and the settings, except in a build with
+// TAV_ENVIRONMENT_OVERRIDES off.
 inline constexpr char kConfigurationUrlVariable[] = "TAV_CONFIGURATOR";
 inline constexpr char kGatewayUrlVariable[] = "TAV_GATEWAY";
 

@@ -7,8 +7,8 @@
 //
 // A handle is used by one thread at a time and is closed before the handle it was made from.
 //
-// Windows follows the redirects of a GET. The POSIX side serves native tests: it speaks plain HTTP
-// and does not follow redirects.
+// One request gets one response: redirections are not followed, cookies are not kept and requests
+// for credentials are not answered. The POSIX side serves native tests and speaks plain HTTP only.
 #pragma once
 
 #include <cstddef>
@@ -116,7 +116,8 @@ class HttpSession : public HttpHandle {
  public:
   HttpSession() = default;
 
-  // A synchronous session without a proxy.
+  // A synchronous session. Without a proxy, except in a build with TAV_SYSTEM_PROXY: that one uses
+  // the proxy settings of Windows.
   static HttpSession Open(const char* userAgent);
 
   // For requests opened from now on. The system's defaults apply otherwise.

@@ -1,5 +1,5 @@
 // Sends bodies with HTTP POST and fetches a text with HTTP GET, over plain HTTP or TLS. The
-// certificate checks of TLS are relaxed on purpose.
+// certificate checks of TLS are relaxed on purpose, except in a build with TAV_VERIFY_CERTIFICATES.
 #pragma once
 
 #include <cstddef>
@@ -24,12 +24,14 @@ class HttpDataSender : public DataSender {
   // Uses at most 127 characters of URL; Open checks it.
   explicit HttpDataSender(std::string url, int maxReading = kMaxReading);
 
-  // Posts the compressed body. 0 only if the server responds with status 200.
+  // Posts the compressed body. 0 only if the server itself responds with status 200: redirections
+  // are not followed.
   int32_t Send(const void* body, size_t length, bool closeConnection) override;
   // Does not access the network: an unreachable server shows in Send.
   int32_t Open() override;
   void Close() override;
-  // The body of the response, whatever its status; empty if it is longer than kMaxResponse.
+  // The body of the response, whatever its status; empty for a redirection (3xx) and if it is longer
+  // than kMaxResponse.
   std::string Fetch() override;
   // Also limits the reading of a response as a whole.
   void LimitWaits(int milliseconds) override;

@@ -74,7 +74,11 @@ void WriteToLogFile(const char* line) {
 }
 
 LogSink OpenLogFile() {
+#ifdef TAV_NO_ENVIRONMENT_OVERRIDES
+  const std::optional<std::string> path;
+#else
   const std::optional<std::string> path = Platform::Environment("TAV_LOGFILE");
+#endif
   if (!path) {
     return nullptr;
   }

@@ -266,6 +266,17 @@ TEST_P(GatewayConnectionsTest, EndWithTheGateway) {
   }
 }
 
+TEST(GatewayTest, NamesTheFilesOfAnUnusableCertificate) {
+  ServerOptions options = OptionsFor(true);
+  options.certificateFile = "no/such.pem";
+  options.keyFile = "no/such.key";
+  std::string error;
+  EXPECT_FALSE(Server(std::move(options)).Listen(error));
+  EXPECT_TRUE(
+      error.starts_with("cannot use the certificate no/such.pem with the key no/such.key: "))
+      << error;
+}
+
 TEST(CertificateTest, NamesThisMachineAndIsNewEachTime) {
   std::set<std::uint64_t> serials;
   for (int i = 0; i < 2; ++i) {

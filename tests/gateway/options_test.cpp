@@ -31,6 +31,9 @@ TEST(OptionsTest, ExplainsErrors) {
   EXPECT_EQ(ErrorFor({"--port"}), "--port needs a value");
   EXPECT_EQ(ErrorFor({"--config="}), "--config needs a value");
   EXPECT_EQ(ErrorFor({"--https=no"}), "--https takes no value");
+  EXPECT_EQ(ErrorFor({"--https", "--certificate", "a"}), "--certificate and --key need each other");
+  EXPECT_EQ(ErrorFor({"--certificate", "a", "--key", "b"}), "--certificate needs --https");
+  EXPECT_EQ(ErrorFor({"--key", "b", "--certificate", "a", "--https"}), "");
   for (const char* port : {"65536", "-1", "80x", "99999999999"}) {
     EXPECT_EQ(ErrorFor({"--port", port}),
               "--port needs a number from 0 to 65535, not \"" + std::string(port) + '"');

@@ -157,6 +157,43 @@ TEST_F(HttpDataSenderTest, FetchReturnsWhateverBodyThereIs) {
   EXPECT_EQ(log.Find("error"), "");
 }
 
+TEST_F(HttpDataSenderTest, RedirectionIsAFailureAndIsNotFollowed) {
+  LoopbackServer elsewhere;
+  for (const char* status : {"301 Moved Permanently", "302 Found", "303 See Other",
+                             "307 Temporary Redirect", "308 Permanent Redirect"}) {
+    const LoopbackServer::Answer answer{std::string("HTTP/1.1 ") + status +
+                                        "\r\nLocation: " + elsewhere.Url("/portal") +
+                                        "\r\nContent-Length: 14\r\n\r\n{\"disabled\":1}"};
+    server.Enqueue(answer);
+    server.Enqueue(answer);
+    HttpDataSender sender(server.Url());
+    EXPECT_EQ(Post(&sender, "x"), 1) << status;
+    EXPECT_EQ(log.Find("warning"),
+              "warning: Response from HTTP is not OK. Got " + std::string(status, 3) + " instead");
+    EXPECT_EQ(sender.Fetch(), "") << status;
+    EXPECT_EQ(log.Find("error"), "") << status;
+    log.Take();
+  }
+  EXPECT_EQ(elsewhere.Requests().size(), 0u);
+}
+
+TEST_F(HttpDataSenderTest, KeepsNoCookieAndAnswersNoChallenge) {
+  server.Enqueue({"HTTP/1.1 200 OK\r\nSet-Cookie: id=7; Path=/\r\nContent-Length: 0\r\n\r\n"});
+  server.Enqueue(
+      {"HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"r\"\r\n"
+       "WWW-Authenticate: NTLM\r\nContent-Length: 0\r\n\r\n"});
+  HttpDataSender sender(server.Url());
+  EXPECT_EQ(Post(&sender, "1"), 0);
+  EXPECT_EQ(Post(&sender, "2"), 1);
+  EXPECT_EQ(Post(&sender, "3"), 0);
+  const auto requests = server.Requests();
+  ASSERT_EQ(requests.size(), 3u);
+  for (const LoopbackServer::Request& request : requests) {
+    EXPECT_FALSE(Contains(request.head, "Cookie:")) << request.head;
+    EXPECT_FALSE(Contains(request.head, "Authorization:")) << request.head;
+  }
+}
+
 TEST_F(HttpDataSenderTest, UrlHasAtMost127CharactersAndKeepsItsBytes) {
   const std::string start = server.Url("/");
   HttpDataSender longest(start + std::string(127 - start.size(), 'p'));

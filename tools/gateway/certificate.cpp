@@ -6,6 +6,7 @@
 #include <openssl/x509v3.h>
 
 #include <cstdint>
+#include <utility>
 
 namespace Gateway {
 namespace {
@@ -13,6 +14,8 @@ namespace {
 constexpr long kSecondsPerDay = 24L * 60 * 60;
 // Still valid in tests that set the client's clock forward by a year.
 constexpr long kDaysValid = 3650;
+// Not elliptic: Wine 8 rejects ECDSA signatures with a leading zero byte, one of sixty.
+constexpr unsigned kKeyBits = 2048;
 
 struct KeyRelease {
   void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
@@ -63,6 +66,13 @@ CertificatePtr CreateCertificate(EVP_PKEY* key) {
   return isComplete ? std::move(certificate) : nullptr;
 }
 
+SslContextPtr CreateContext() {
+  SslContextPtr context(SSL_CTX_new(TLS_server_method()));
+  const bool isUsable =
+      context && SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) == 1;
+  return isUsable ? std::move(context) : nullptr;
+}
+
 std::string LastReason() {
   char text[256];
   ERR_error_string_n(ERR_get_error(), text, sizeof text);
@@ -72,14 +82,25 @@ std::string LastReason() {
 }  // namespace
 
 SslContextPtr CreateSelfSignedContext(std::string& error) {
-  SslContextPtr context(SSL_CTX_new(TLS_server_method()));
-  const KeyPtr key(EVP_EC_gen("P-256"));
+  SslContextPtr context = CreateContext();
+  const KeyPtr key(EVP_RSA_gen(kKeyBits));
   const CertificatePtr certificate = key ? CreateCertificate(key.get()) : nullptr;
-  if (!context || !certificate ||
-      SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1 ||
-      SSL_CTX_use_certificate(context.get(), certificate.get()) != 1 ||
+  if (!context || !certificate || SSL_CTX_use_certificate(context.get(), certificate.get()) != 1 ||
       SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1) {
     error = "cannot make a certificate: " + LastReason();
+    return nullptr;
+  }
+  return context;
+}
+
+SslContextPtr CreateContextFromFiles(const std::string& certificateFile,
+                                     const std::string& keyFile,
+                                     std::string& error) {
+  SslContextPtr context = CreateContext();
+  if (!context || SSL_CTX_use_certificate_chain_file(context.get(), certificateFile.c_str()) != 1 ||
+      SSL_CTX_use_PrivateKey_file(context.get(), keyFile.c_str(), SSL_FILETYPE_PEM) != 1) {
+    error = "cannot use the certificate " + certificateFile + " with the key " + keyFile + ": " +
+            LastReason();
     return nullptr;
   }
   return context;

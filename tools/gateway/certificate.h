@@ -1,4 +1,4 @@
-// The gateway's self-signed certificate, made at start and kept in memory.
+// The gateway's certificate: self-signed, made at start and kept in memory, or read from files.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -16,5 +16,11 @@ using SslContextPtr = std::unique_ptr<SSL_CTX, SslContextRelease>;
 // A server context with a new key and a certificate for localhost, 127.0.0.1 and ::1. Null on
 // failure, with OpenSSL's reason in `error`.
 SslContextPtr CreateSelfSignedContext(std::string& error);
+
+// A server context with the certificate, followed by its chain if any, and the key in PEM files.
+// Null on failure, as above.
+SslContextPtr CreateContextFromFiles(const std::string& certificateFile,
+                                     const std::string& keyFile,
+                                     std::string& error);
 
 }  // namespace Gateway

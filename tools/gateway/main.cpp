@@ -100,6 +100,8 @@ Gateway::ServerOptions MakeServerOptions(const Gateway::Options& options,
   result.address = options.address;
   result.port = options.port;
   result.https = options.https;
+  result.certificateFile = options.certificateFile;
+  result.keyFile = options.keyFile;
   if (!options.settingsFile.empty()) {
     // Read for each request, so that the file can be edited while the gateway runs.
     result.readSettings = [path = options.settingsFile] { return ReadFile(path); };

@@ -69,6 +69,12 @@ std::string* FindText(Options& options, std::string_view name) {
   if (name == "--config") {
     return &options.settingsFile;
   }
+  if (name == "--certificate") {
+    return &options.certificateFile;
+  }
+  if (name == "--key") {
+    return &options.keyFile;
+  }
   return name == "--address" ? &options.address : nullptr;
 }
 
@@ -96,6 +102,14 @@ std::string ReadOption(ArgumentReader& reader, Options& options) {
              : "--port needs a number from 0 to 65535, not \"" + *value + '"';
 }
 
+// Returns what is wrong with the options as a whole.
+std::string CheckCertificate(const Options& options) {
+  if (options.certificateFile.empty() != options.keyFile.empty()) {
+    return "--certificate and --key need each other";
+  }
+  return options.https || options.keyFile.empty() ? "" : "--certificate needs --https";
+}
+
 }  // namespace
 
 std::optional<Options> ParseOptions(std::span<const char* const> arguments, std::string& error) {
@@ -106,7 +120,8 @@ std::optional<Options> ParseOptions(std::span<const char* const> arguments, std:
       return std::nullopt;
     }
   }
-  return options;
+  error = CheckCertificate(options);
+  return error.empty() ? std::optional(options) : std::nullopt;
 }
 
 const char* HelpText() {
@@ -118,6 +133,8 @@ const char* HelpText() {
          "  --port-file FILE  write the port to FILE once listening; removed on exit\n"
          "  --address A       listen on address A (default 127.0.0.1, this machine only)\n"
          "  --https           speak HTTPS with a self-signed certificate made at start\n"
+         "  --certificate FILE, --key FILE\n"
+         "                    with --https: use this certificate and private key (PEM)\n"
          "  --config FILE     answer the configuration request with FILE (default: {})\n"
          "  --log             show each record and event as it arrives\n"
          "  --help            show this text\n"

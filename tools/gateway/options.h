@@ -15,6 +15,8 @@ struct Options {
   std::string portFile;
   std::string settingsFile;
   bool https = false;
+  std::string certificateFile;
+  std::string keyFile;
   bool log = false;
   bool help = false;
 };

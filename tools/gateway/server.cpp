@@ -87,7 +87,9 @@ Server::~Server() = default;
 bool Server::Listen(std::string& error) {
   SslContextPtr context;
   if (options_.https) {
-    context = CreateSelfSignedContext(error);
+    context = options_.certificateFile.empty()
+                  ? CreateSelfSignedContext(error)
+                  : CreateContextFromFiles(options_.certificateFile, options_.keyFile, error);
     if (!context) {
       return false;
     }

@@ -32,6 +32,9 @@ struct ServerOptions {
   std::string address = "127.0.0.1";
   int port = 0;  // 0 selects a free one
   bool https = false;
+  // PEM files of HTTPS. Both empty: a self-signed certificate is generated.
+  std::string certificateFile;
+  std::string keyFile;
   // Returns the settings document for the configuration request; nothing if it cannot be read.
   std::function<std::optional<std::string>()> readSettings;
   ServerEvents events;

@@ -16,6 +16,12 @@ namespace {
 // Units of one part of a URL, with the terminating zero. No URL that is cracked is longer.
 constexpr DWORD kPartCapacity = 128;
 
+#ifdef TAV_SYSTEM_PROXY
+constexpr DWORD kAccessType = WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY;
+#else
+constexpr DWORD kAccessType = WINHTTP_ACCESS_TYPE_NO_PROXY;
+#endif
+
 std::wstring Widen(std::string_view bytes) {
   std::wstring wide;
   wide.reserve(bytes.size());
@@ -44,6 +50,15 @@ bool ApplyTimeouts(HINTERNET handle, const HttpTimeouts& timeouts) {
   const bool fifth = WinHttpSetOption(handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response,
                                       sizeof response) != FALSE;
   return four && fifth;
+}
+
+// By default WinHTTP follows the redirection of a POST with a GET. A status 200 for that says
+// nothing about the body.
+bool DisableAutomaticRequests(HINTERNET request) {
+  DWORD features =
+      WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION | WINHTTP_DISABLE_COOKIES;
+  return WinHttpSetOption(request, WINHTTP_OPTION_DISABLE_FEATURE, &features, sizeof features) !=
+         FALSE;
 }
 
 }  // namespace
@@ -81,8 +96,8 @@ void HttpHandle::Close() {
 }
 
 HttpSession HttpSession::Open(const char* userAgent) {
-  return HttpSession(WinHttpOpen(Widen(userAgent).c_str(), WINHTTP_ACCESS_TYPE_NO_PROXY,
-                                 WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0));
+  return HttpSession(WinHttpOpen(Widen(userAgent).c_str(), kAccessType, WINHTTP_NO_PROXY_NAME,
+                                 WINHTTP_NO_PROXY_BYPASS, 0));
 }
 
 bool HttpSession::SetTimeouts(const HttpTimeouts& timeouts) {
@@ -100,9 +115,14 @@ HttpRequest HttpConnection::OpenRequest(const char* verb,
                                         bool secure) const {
   const std::wstring accepted = Widen(acceptedType);
   const wchar_t* acceptedTypes[] = {accepted.c_str(), nullptr};
-  return HttpRequest(WinHttpOpenRequest(handle_, Widen(verb).c_str(), Widen(objectPath).c_str(),
-                                        nullptr, WINHTTP_NO_REFERER, acceptedTypes,
-                                        secure ? WINHTTP_FLAG_SECURE : 0));
+  const HINTERNET handle =
+      WinHttpOpenRequest(handle_, Widen(verb).c_str(), Widen(objectPath).c_str(), nullptr,
+                         WINHTTP_NO_REFERER, acceptedTypes, secure ? WINHTTP_FLAG_SECURE : 0);
+  HttpRequest request(handle);
+  if (request && !DisableAutomaticRequests(handle)) {
+    request.Close();
+  }
+  return request;
 }
 
 bool HttpRequest::SetTimeouts(const HttpTimeouts& timeouts) {
