@@ -178,12 +178,12 @@ void TAV_CALL TavSetAuxiliaryString(const char* text) {
 void TAV_CALL TavSetStateFlags(int noImpliedRecords, int internalMode) {
   Boundary([&] {
     GetLibrary().config.noImpliedRecords = noImpliedRecords != 0;
-    GetLibrary().deployment.SetInternal(internalMode != 0);
+    GetLibrary().deployment.internal = internalMode != 0;
   });
 }
 
 void TAV_CALL TavSetDebugFlags(int enable) {
-  Boundary([&] { GetLibrary().deployment.SetDevelopment(enable != 0); });
+  Boundary([&] { GetLibrary().deployment.debugFlags = enable != 0; });
 }
 
 void TAV_CALL TavEnablePersistentInterval() {
