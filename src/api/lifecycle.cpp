@@ -90,6 +90,7 @@ int Initialize(const char* productName,
   }
   ConfigureLogger(reinterpret_cast<LogSink>(library.messageSink),
                   reinterpret_cast<LogSink>(library.lineSink), library.deployment.debugLog);
+  HideProfileFolder();
   library.lineSink = nullptr;
 
   std::string name = ToUtf8String(productName, true);

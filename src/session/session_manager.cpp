@@ -13,6 +13,7 @@
 #include "session/session_environment.h"
 #include "session/session_thread.h"
 #include "util/hash.h"
+#include "util/log_text.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -30,7 +31,7 @@ void CompleteUserId(LibraryConfig& config) {
   } else if (config.userId.empty()) {
     config.userId = HashTextToHex(config.customerId);
     TAV_DEBUG("SM: Customer ID was provided without User ID. Generated default User ID: %s",
-              config.userId.c_str());
+              Masked(config.userId).Text());
   }
 }
 
