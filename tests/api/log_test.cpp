@@ -1,9 +1,14 @@
-// What the log contains.
+// What the log contains, and what a host's sink may do: it may wait for a lock that another thread
+// holds while it calls the library.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -122,6 +127,116 @@ TEST_F(LogTest, PathsDoNotNameTheUser) {
     hidden += line.find("%USERPROFILE%") != std::string::npos ? 1 : 0;
   }
   EXPECT_GE(hidden, 2);
+}
+
+// The logging thread: at each of its log lines it waits in its sink until the other thread has done
+// a round of calls, and only then takes the host's lock. So the other thread's calls must not need
+// anything that the logging thread holds while it logs.
+class SinkLockTest : public TableTest {
+ protected:
+  static constexpr auto kBound = std::chrono::seconds(20);  // of a wait that should be short
+
+  SinkLockTest() {
+    logger_ = std::thread::id();
+    roundWanted_ = false;
+    stop_ = false;
+    rounds_ = 0;
+    gaveUp_ = false;
+    stuck_.clear();
+    tav.SetMessageSink(TavSinkPointer(Receive));
+  }
+
+  // Runs `calls` on a thread whose sink waits, while another one repeats `round` holding the host's
+  // lock or not.
+  void Run(const std::function<void()>& calls, const std::function<void()>& round, bool holdLock) {
+    std::thread other([&] {
+      while (!stop_) {
+        std::unique_lock held(hostLock_, std::defer_lock);
+        if (holdLock) {
+          held.lock();
+        }
+        if (roundWanted_) {
+          round();
+          roundWanted_ = false;
+          ++rounds_;
+        }
+        held = {};
+        std::this_thread::yield();
+      }
+    });
+    std::thread logger([&] {
+      logger_ = std::this_thread::get_id();
+      calls();
+      logger_ = std::thread::id();
+    });
+    logger.join();
+    stop_ = true;
+    other.join();
+    EXPECT_EQ(stuck_, "") << "another thread could not call the library during this line";
+    EXPECT_GT(rounds_, 0);
+  }
+
+ private:
+  static void TAV_CALL Receive(const char* line) {
+    const auto end = std::chrono::steady_clock::now() + kBound;
+    if (logger_ == std::this_thread::get_id() && !gaveUp_) {
+      roundWanted_ = true;
+      while (roundWanted_ && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+      }
+      if (roundWanted_) {
+        stuck_ = line;
+        gaveUp_ = true;
+      }
+    }
+    if (!gaveUp_ && hostLock_.try_lock_until(end)) {
+      hostLock_.unlock();
+    }
+  }
+
+  static inline std::recursive_timed_mutex hostLock_;
+  static inline std::atomic<std::thread::id> logger_;
+  static inline std::atomic<bool> roundWanted_;
+  static inline std::atomic<bool> stop_;
+  static inline std::atomic<int> rounds_;
+  static inline std::atomic<bool> gaveUp_;
+  static inline std::string stuck_;  // the line at which the logging thread gave up
+};
+
+TEST_F(SinkLockTest, AHostMayReportWhileItHoldsALockThatItsSinkTakes) {
+  const auto report = [this] {
+    tav.LogEvent(tav.NewEvent("Event"));
+    tav.LogPlace("Place");
+    tav.LogIdle();
+    tav.AddProductInfo("Edition", "Pro");
+    TavSession_s* const session = tav.SessionBegin();
+    tav.LogEvent(tav.SessionNewEvent(session, "InSession"));
+    tav.SessionEnd(session);
+    tav.LogEvent(tav.NewCommandEvent("Command"));
+    tav.Suspend();
+    tav.Resume();
+  };
+  Start();
+  Run(report, report, true);
+  Stop();
+  EXPECT_EQ(NamesIn(TextAt(EventsNamed("Event").at(0).Get(), "s")).front(), "$b");
+}
+
+// The calls wait for the session thread, whose lines go to the sink, too: a host must not hold the
+// lock while it makes them.
+TEST_F(SinkLockTest, ARequestIsAnsweredWhileAnotherThreadIsInItsSink) {
+  const auto request = [this] {
+    char endpoint[64];
+    tav.GetEndpointIdentifier(endpoint, sizeof endpoint);
+    tav.GetLastActiveTime();
+    tav.LogEvent(tav.NewEvent("Event"));
+    tav.FreeData(tav.PullData());
+    tav.PushData("");
+    EXPECT_EQ(tav.Commit(), 0);
+  };
+  Start();
+  Run(request, request, false);
+  Stop();
 }
 
 }  // namespace
