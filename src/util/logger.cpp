@@ -1,6 +1,8 @@
 #include "util/logger.h"
 
 #include <cstdio>
+#include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -225,5 +227,17 @@ void LogError(const char* format, ...) {
 }
 
 #undef TAV_FORWARD_TO_LOG_MESSAGE
+
+void LogException(const char* module, const char* outOfMemory) {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    LogError("%s%s", module, outOfMemory);
+  } catch (const std::exception& exception) {
+    LogError("%sUnexpected exception: %s", module, exception.what());
+  } catch (...) {
+    LogError("%sUnexpected exception", module);
+  }
+}
 
 }  // namespace Tav

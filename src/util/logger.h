@@ -63,6 +63,11 @@ void LogWarning(const char* format, ...) TAV_PRINTF(1, 2);
 void LogError(const char* format, ...) TAV_PRINTF(1, 2);
 void LogMessage(LogLevel level, const char* format, va_list arguments);
 
+// Logs the exception that is being handled, as an error: `module` and `outOfMemory` for
+// std::bad_alloc, the only expected one. Any other is a defect of the library or its run-time, and
+// the line has its text.
+void LogException(const char* module, const char* outOfMemory = "Out of memory");
+
 // Writes a message of several lines: keeps the control characters, so the caller must pass texts
 // from outside through EscapeControls.
 void LogBlock(LogLevel level, const char* format, ...) TAV_PRINTF(2, 3);

@@ -7,11 +7,13 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "api/entry_guard.h"
 #include "platform/identifiers.h"
 #include "platform/machine.h"
 #include "platform/process.h"
@@ -127,6 +129,18 @@ TEST_F(LogTest, PathsDoNotNameTheUser) {
     hidden += line.find("%USERPROFILE%") != std::string::npos ? 1 : 0;
   }
   EXPECT_GE(hidden, 2);
+}
+
+TEST_F(LogTest, NoExceptionLeavesAnEntryPoint) {
+  Start();
+  EXPECT_EQ(Boundary(7, []() -> int { throw std::out_of_range("index"); }), 7);
+  Boundary([] { throw std::bad_alloc(); });
+  Boundary([] { throw 5; });
+  Stop();
+  Lines errors = TakeLines();
+  std::erase_if(errors, [](const std::string& line) { return !line.starts_with("error: "); });
+  EXPECT_EQ(errors, (Lines{"error: Tav: Unexpected exception: index", "error: Tav: Out of memory",
+                           "error: Tav: Unexpected exception"}));
 }
 
 // The logging thread: at each of its log lines it waits in its sink until the other thread has done

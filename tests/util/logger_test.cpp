@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -229,6 +230,21 @@ TEST_F(LoggerTest, CutsBetweenCharactersAndBetweenEscapes) {
     EXPECT_EQ(line.substr(line.rfind('x', line.size() - test.kept.size() - 1) + 1), test.kept)
         << test.text;
   }
+}
+
+TEST_F(LoggerTest, TellsExpectedExceptionsFromDefects) {
+  ThresholdWith(KeepMessage, nullptr, false, nullptr);
+  const auto logged = [](auto exception) {
+    try {
+      throw exception;
+    } catch (...) {
+      LogException("SM: ");
+    }
+    return messages.back();
+  };
+  EXPECT_EQ(logged(std::bad_alloc()), "error: SM: Out of memory");
+  EXPECT_EQ(logged(std::out_of_range("index\n7")), "error: SM: Unexpected exception: index\\x0a7");
+  EXPECT_EQ(logged(7), "error: SM: Unexpected exception");
 }
 
 TEST_F(LoggerTest, WritesTheLogFileAtOnceAndAppends) {
