@@ -211,12 +211,17 @@ typedef struct TavSession_s TavSession_s;
 // Gives the library's own tests access to its parts. Not for hosts. See docs/test-access.md.
 typedef struct Backdoor Backdoor;
 
-// A function of the host that receives lines of the log. `line` is valid during the call, has at
-// most 2047 bytes and no newline at its end. It is UTF-8 if the strings of the host are.
+// A function of the host that receives lines of the log. `line` is valid during the call and has at
+// most 2047 bytes. It is UTF-8 if the strings of the host are. Control characters in names and
+// texts are escaped ("\x0a"); only the start banner and one line after it have newlines of their
+// own.
 //
 // The library calls a sink on the thread that logs, which may be any thread of the host or of the
 // library, several at once. A sink must be thread-safe, should be quick, must not call the library,
-// and must remain callable until the process ends.
+// and must remain callable until the process ends. It may wait for a lock of the host, because the
+// library holds none of its own meanwhile. But a thread must not hold that lock in a call that
+// waits (Commit, the queries, PullData, PushData, Terminate): the answer comes from a thread of the
+// library, whose lines go to the sink, too.
 typedef void(TAV_CALL* TavSink)(const char* line);
 
 // Converts a sink for SetMessageSink and SetLineSink, whose slots take a void pointer. ISO C has no
@@ -445,8 +450,8 @@ typedef struct TavEntryTable {
   void(TAV_CALL* SetAuxiliaryString)(const char* text);
 
   // Slot 19. Setting, which persists for the process and cannot be undone. The default level of the
-  // log becomes DEBUG (TAV_LOG_LEVEL, if set, decides), and the development servers are used unless
-  // a gateway is chosen otherwise. While running: applies from the next Initialize.
+  // log becomes DEBUG (TAV_LOG_LEVEL, if set, decides), and all later runs are in development mode,
+  // see SetDebugFlags. While running: applies from the next Initialize.
   void(TAV_CALL* EnableDebugLog)(void);
 
   // Slot 20. Setting, which persists beyond Terminate. The function that receives each log line
@@ -506,8 +511,8 @@ typedef struct TavEntryTable {
 
   // Slot 29. Setting, not to be made while the library runs. `enable` not 0: development mode.
   // Records on disk are kept apart from those of other modes, and the development servers are used
-  // unless a gateway is chosen otherwise. Initialize sets the choice of servers again, as
-  // EnableDebugLog says.
+  // unless a gateway is chosen otherwise. 0 takes this request back, but not that of
+  // EnableDebugLog.
   void(TAV_CALL* SetDebugFlags)(int enable);
 
   // Slot 30. As AddProductInfo, with a map or a list, which it consumes unless it is refused.

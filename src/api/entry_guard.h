@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "model/handles.h"
+#include "util/logger.h"
 #include "util/text.h"
 
 namespace Tav {
@@ -15,14 +16,14 @@ class SessionManager;
 
 void LogOutOfMemory();
 
-// Runs an entry point's body and returns its result. The only expected exception is std::bad_alloc:
-// it is logged, the call has no further effect, and the result is `fallback`.
+// Runs an entry point's body and returns its result. An exception is logged, the call has no
+// further effect, and the result is `fallback`.
 template <typename Result, typename Body>
 Result Boundary(Result fallback, Body&& body) noexcept {
   try {
     return std::forward<Body>(body)();
   } catch (...) {
-    LogOutOfMemory();
+    LogException("Tav: ");
     return fallback;
   }
 }
@@ -32,7 +33,7 @@ void Boundary(Body&& body) noexcept {
   try {
     std::forward<Body>(body)();
   } catch (...) {
-    LogOutOfMemory();
+    LogException("Tav: ");
   }
 }
 

@@ -24,7 +24,6 @@ struct Library {
   std::atomic<SessionManager*> sessionManager{nullptr};  // null: not initialised
   Deployment deployment;  // copied to the configuration by TavInitialize
   bool optOutRequested = false;
-  bool debugLogRequested = false;
   void* messageSink = nullptr;
   void* lineSink = nullptr;
   std::string versionQualifier;
@@ -43,8 +42,7 @@ Library& GetLibrary();
 // Null when the library is not initialised.
 SessionManager* Manager();
 
-// Back to the initial state. The debug-log request, the message sink and the selection of the
-// development servers survive a termination.
+// Back to the initial state. The debug-log request and the message sink survive a termination.
 void ResetLibrary();
 
 }  // namespace Tav

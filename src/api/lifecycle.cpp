@@ -89,9 +89,9 @@ int Initialize(const char* productName,
     return TAV_ALREADY_INITIALIZED;
   }
   ConfigureLogger(reinterpret_cast<LogSink>(library.messageSink),
-                  reinterpret_cast<LogSink>(library.lineSink), library.debugLogRequested);
+                  reinterpret_cast<LogSink>(library.lineSink), library.deployment.debugLog);
+  HideProfileFolder();
   library.lineSink = nullptr;
-  library.deployment.SetDevelopmentServers(library.debugLogRequested);
 
   std::string name = ToUtf8String(productName, true);
   std::string version = ToUtf8String(productVersion, true);
@@ -177,9 +177,7 @@ void TAV_CALL TavOptOut() {
 }
 
 void TAV_CALL TavEnableDebugLog() {
-  Library& library = GetLibrary();
-  library.debugLogRequested = true;
-  library.deployment.SetDevelopmentServers(true);
+  GetLibrary().deployment.debugLog = true;
 }
 
 void TAV_CALL TavSetMessageSink(void* messageSink) {

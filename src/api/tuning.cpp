@@ -12,6 +12,7 @@
 #include "api/library.h"
 #include "platform/file.h"
 #include "util/hash.h"
+#include "util/log_text.h"
 #include "util/logger.h"
 
 using namespace Tav;
@@ -38,20 +39,26 @@ uint32_t SecondsPer(int unit) {
   }
 }
 
-// The name trimmed; empty, after a warning, when it is not valid.
-std::string TakeName(const char* name, const char* entryPoint) {
-  std::string text = ToUtf8String(name, true);
+void LogBadName(const char* entryPoint, const char* name) {
+  LogWarning("Tav: %s failed because of bad input name: %s", entryPoint, name);
+}
+
+// The identifier trimmed; empty, after a warning that masks it, when it is not valid.
+std::string TakeIdentifier(const char* id, const char* entryPoint) {
+  std::string text = ToUtf8String(id, true);
   if (!IsValidName(text)) {
-    LogWarning("Tav: %s failed because of bad input name: %s", entryPoint, OrEmpty(name));
+    LogBadName(entryPoint, Masked(OrEmpty(id)).Text());
     text.clear();
   }
   return text;
 }
 
 void SetName(std::string& field, const char* name, const char* entryPoint) {
-  std::string text = TakeName(name, entryPoint);
-  if (!text.empty()) {
+  std::string text = ToUtf8String(name, true);
+  if (IsValidName(text)) {
     field = std::move(text);
+  } else {
+    LogBadName(entryPoint, OrEmpty(name));
   }
 }
 
@@ -145,12 +152,17 @@ void TAV_CALL TavSetCacheDirectory(const char* directory) {
 }
 
 void TAV_CALL TavSetCustomerIdentifier(const char* id) {
-  Boundary([&] { SetName(GetLibrary().config.customerId, id, "TavSetCustomerIdentifier"); });
+  Boundary([&] {
+    std::string text = TakeIdentifier(id, "TavSetCustomerIdentifier");
+    if (!text.empty()) {
+      GetLibrary().config.customerId = std::move(text);
+    }
+  });
 }
 
 void TAV_CALL TavSetUserIdentifier(const char* id) {
   Boundary([&] {
-    const std::string text = TakeName(id, "TavSetUserIdentifier");
+    const std::string text = TakeIdentifier(id, "TavSetUserIdentifier");
     if (!text.empty()) {
       GetLibrary().config.userId = HashTextToHex(text);
     }
@@ -178,12 +190,12 @@ void TAV_CALL TavSetAuxiliaryString(const char* text) {
 void TAV_CALL TavSetStateFlags(int noImpliedRecords, int internalMode) {
   Boundary([&] {
     GetLibrary().config.noImpliedRecords = noImpliedRecords != 0;
-    GetLibrary().deployment.SetInternal(internalMode != 0);
+    GetLibrary().deployment.internal = internalMode != 0;
   });
 }
 
 void TAV_CALL TavSetDebugFlags(int enable) {
-  Boundary([&] { GetLibrary().deployment.SetDevelopment(enable != 0); });
+  Boundary([&] { GetLibrary().deployment.debugFlags = enable != 0; });
 }
 
 void TAV_CALL TavEnablePersistentInterval() {

@@ -38,7 +38,7 @@ std::string CachePrefix(std::string_view product,
                         std::string_view version,
                         const Deployment& deployment) {
   char text[32];
-  std::snprintf(text, sizeof text, "Tav%sCache_%08X_", StageLetter(deployment.CacheFiles()),
+  std::snprintf(text, sizeof text, "Tav%sCache_%08X_", StageLetter(deployment.Selected()),
                 HashOf(std::string(product).append(version)));
   return text;
 }

@@ -1,6 +1,5 @@
 #include "config/config_loader.h"
 
-#include <new>
 #include <utility>
 
 #include "config/server_urls.h"
@@ -18,8 +17,8 @@ void ConfigLoader::Main() try {
     answer_ = sender->Fetch();
   }
   TAV_TRACE("CL: Config loader is done");
-} catch (const std::bad_alloc&) {
-  LogError("CL: Out of memory in config loader");
+} catch (...) {
+  LogException("CL: ", "Out of memory in config loader");
 }
 
 ConfigLoaderPtr CreateConfigLoader(const ProductIdentity& product,

@@ -72,7 +72,7 @@ ChosenUrl ChooseUrl(const std::string& hostUrl,
     TAV_NOTE("Using config URL %s", serverValue.c_str());
     return {serverValue, UrlSource::Server};
   }
-  switch (deployment.Servers()) {
+  switch (deployment.Selected()) {
     case Stage::Development:
       TAV_NOTE("Using development URL %s", builtIn.development);
       return {builtIn.development, UrlSource::Development};

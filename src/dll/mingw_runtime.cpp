@@ -3,7 +3,23 @@
 // the symbol demangler (47 KB) and the exception classes with their reference-counted strings (56
 // KB). If anything else needs those members, the link fails with duplicate symbols.
 #include <cstdlib>
+#include <exception>
 #include <new>
+
+namespace {
+
+// Stands for std::logic_error and the classes derived from it.
+class LogicFailure final : public std::exception {
+ public:
+  // `text` is a literal of the run-time.
+  explicit LogicFailure(const char* text) : text_(text) {}
+  const char* what() const noexcept override { return text_; }
+
+ private:
+  const char* text_;
+};
+
+}  // namespace
 
 namespace __gnu_cxx {
 
@@ -29,18 +45,20 @@ void __throw_length_error(const char*) {
   throw std::bad_alloc();
 }
 
-// Programming errors in the library.
-void __throw_logic_error(const char*) {
-  std::abort();
+// Defects of the library. They must not end the host, so they are exceptions: the C API and the
+// threads log them.
+void __throw_logic_error(const char* text) {
+  throw LogicFailure(text);
 }
-void __throw_invalid_argument(const char*) {
-  std::abort();
+void __throw_invalid_argument(const char* text) {
+  throw LogicFailure(text);
 }
-void __throw_out_of_range(const char*) {
-  std::abort();
+void __throw_out_of_range(const char* text) {
+  throw LogicFailure(text);
 }
-void __throw_out_of_range_fmt(const char*, ...) {
-  std::abort();
+// The text has its conversions instead of the numbers.
+void __throw_out_of_range_fmt(const char* format, ...) {
+  throw LogicFailure(format);
 }
 
 }  // namespace std

@@ -7,6 +7,7 @@
 #include "storage/storage_views.h"
 #include "util/format.h"
 #include "util/hash.h"
+#include "util/log_text.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -62,9 +63,9 @@ std::string GetMacAddress() {
 std::string ChooseHardwareAddress(const std::vector<Platform::Adapter>& adapters) {
   std::string smallest;
   for (const Platform::Adapter& adapter : adapters) {
-    TAV_TRACE("Checking adapter %s", adapter.name.c_str());
+    TAV_TRACE("Checking adapter %s", Masked(adapter.name).Text());
     if (!adapter.friendlyName.empty()) {
-      TAV_TRACE("Adapter name is %s", adapter.friendlyName.c_str());
+      TAV_TRACE("Adapter name is %s", Masked(adapter.friendlyName).Text());
     }
     if (!IsEligible(adapter)) {
       continue;

@@ -2,11 +2,27 @@
 
 #include <cstring>
 #include <mutex>
+#include <string_view>
+#include <utility>
 
 #include "model/record_keys.h"
 #include "util/logger.h"
 
 namespace Tav {
+
+namespace {
+
+// Null when memory runs out.
+WorkItemPtr MakeMarker(std::string_view name, const char* sessionId) {
+  TavEvent_s* const marker = CreateEvent(HandleKind::Marker, name, sessionId);
+  if (marker == nullptr) {
+    return nullptr;
+  }
+  marker->magic = kHandleConsumed;
+  return MakeEventItem(marker);
+}
+
+}  // namespace
 
 void ImpliedSession::Join(TavEvent_s& event) {
   if (!open_.load(std::memory_order_acquire)) {
@@ -15,33 +31,31 @@ void ImpliedSession::Join(TavEvent_s& event) {
   event.sessionId.Assign(id_, event.Memory());
 }
 
+// Whatever may log is done before the lock is taken or after it is released. If another thread
+// opens the session meanwhile, the marker made here is freed.
 void ImpliedSession::Open() {
-  const std::lock_guard guard(lock_);
-  if (open_.load(std::memory_order_relaxed)) {
-    return;
-  }
   const SessionId id = NewSessionId();
-  std::memcpy(id_, id.text, sizeof(id.text));
-  if (reported_) {
-    TAV_DEBUG("SM: Implied start record. Session ID: %s", id_);
-    Mark(Key::kSessionBegin);
+  WorkItemPtr marker = reported_ ? MakeMarker(Key::kSessionBegin, id.text) : nullptr;
+  {
+    const std::lock_guard guard(lock_);
+    if (open_.load(std::memory_order_relaxed)) {
+      return;
+    }
+    std::memcpy(id_, id.text, sizeof(id.text));
+    queue_.AddItem(std::move(marker), Urgency::Soon);
+    open_.store(true, std::memory_order_release);
   }
-  open_.store(true, std::memory_order_release);
+  if (reported_) {
+    TAV_DEBUG("SM: Implied start record. Session ID: %s", id.text);
+  }
 }
 
 void ImpliedSession::End() {
   if (open_.load(std::memory_order_acquire) && reported_) {
     TAV_DEBUG("SM: Implied stop record. Session ID: %s", id_);
-    Mark(Key::kSessionEnd);
+    queue_.AddItem(MakeMarker(Key::kSessionEnd, id_), Urgency::Soon);
   }
   open_.store(false, std::memory_order_release);
-}
-
-void ImpliedSession::Mark(std::string_view name) {
-  if (TavEvent_s* const marker = CreateEvent(HandleKind::Marker, name, id_)) {
-    marker->magic = kHandleConsumed;
-    queue_.AddItem(MakeEventItem(marker), Urgency::Soon);
-  }
 }
 
 }  // namespace Tav

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <string_view>
 
 #include "model/handles.h"
 #include "platform/thread.h"
@@ -23,11 +22,10 @@ class ImpliedSession {
 
  private:
   void Open();
-  void Mark(std::string_view name);
 
   WorkQueue& queue_;
   const bool reported_;
-  Platform::Lock lock_;            // held to open the session
+  Platform::Lock lock_;            // held to open the session; nothing is logged meanwhile
   std::atomic<bool> open_{false};  // the id below is complete and does not change
   char id_[40] = {};
 };

@@ -16,10 +16,17 @@ void ItemHandler::ProcessItems(WorkList items, int64_t now) {
       ProcessItem(std::move(item), now);
     } catch (const std::bad_alloc&) {
       LogError("SM: Out of memory while handling item code (%d)", static_cast<int>(code));
-      if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData) {
-        thread_.WakeReady();
-      }
+      AnswerFailed(code);
+    } catch (...) {
+      LogException("SM: ");
+      AnswerFailed(code);
     }
+  }
+}
+
+void ItemHandler::AnswerFailed(ItemCode code) {
+  if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData) {
+    thread_.WakeReady();
   }
 }
 

@@ -22,8 +22,8 @@ class ItemHandler {
               Delivery& delivery)
       : thread_(thread), requests_(requests), app_(app), intake_(intake), delivery_(delivery) {}
 
-  // In order. If memory runs out, drops the item with a message; a host that waits still gets an
-  // answer.
+  // In order. An item whose handling throws is dropped with a message; a host that waits still gets
+  // an answer.
   void ProcessItems(WorkList items, int64_t now);
 
   bool Terminating() const { return terminating_; }
@@ -38,6 +38,7 @@ class ItemHandler {
 
  private:
   void ProcessItem(WorkItemPtr item, int64_t now);
+  void AnswerFailed(ItemCode code);
   void OnEvent(WorkItemPtr item, int64_t now);
   void OnCommit();
   void OnPullData();

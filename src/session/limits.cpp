@@ -3,6 +3,7 @@
 #include "cache/cache_manager.h"
 #include "config/config_manager.h"
 #include "model/library_config.h"
+#include "util/log_text.h"
 #include "util/logger.h"
 #include "util/version.h"
 
@@ -37,30 +38,35 @@ Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings)
 }
 
 void LogBanner(const LibraryConfig& config, const Limits& limits, const std::string& gatewayUrl) {
-  TAV_NOTE(
-      "\n    ------------------------------------------"
-      "\n    ANALYTICS SDK VERSION:          %s"
-      "\n    Product name:                   %s"
-      "\n    Product version:                %s"
-      "\n    Gateway URL:                    %s"
-      "\n    Persistent interval enabled:    %d"
-      "\n    Send interval (seconds):        %d"
-      "\n    Send threshold (bytes):         %d"
-      "\n    Max cache files:                %d"
-      "\n    Max memory size (bytes):        %d"
-      "\n    Flush interval (seconds):       %d"
-      "\n    Pause interval (seconds):       %d"
-      "\n    Record size (bytes):            %d"
-      "\n    Max event size (bytes):         %d"
-      "\n    ------------------------------------------",
-      kLibraryVersion, config.productName.c_str(), config.productVersion.c_str(),
-      gatewayUrl.c_str(), limits.schedule.persistentInterval, limits.schedule.sendInterval,
-      limits.schedule.sendThreshold, limits.maxCacheFiles, limits.maxMemorySize,
-      limits.schedule.flushInterval, limits.schedule.pauseInterval, limits.maxRecordSize,
-      config.maxEventSize);
-  TAV_DEBUG("SM: CustID: %s, UserID: %s, ProdCtx: %s, ProdComp: %s\n", config.customerId.c_str(),
-            config.userId.c_str(), config.productContext.c_str(),
-            config.productComponentName.c_str());
+  if (!LogEnabled(LogLevel::Note)) {
+    return;
+  }
+  LogBlock(LogLevel::Note,
+           "\n    ------------------------------------------"
+           "\n    ANALYTICS SDK VERSION:          %s"
+           "\n    Product name:                   %s"
+           "\n    Product version:                %s"
+           "\n    Gateway URL:                    %s"
+           "\n    Persistent interval enabled:    %d"
+           "\n    Send interval (seconds):        %d"
+           "\n    Send threshold (bytes):         %d"
+           "\n    Max cache files:                %d"
+           "\n    Max memory size (bytes):        %d"
+           "\n    Flush interval (seconds):       %d"
+           "\n    Pause interval (seconds):       %d"
+           "\n    Record size (bytes):            %d"
+           "\n    Max event size (bytes):         %d"
+           "\n    ------------------------------------------",
+           kLibraryVersion, EscapeControls(config.productName).c_str(),
+           EscapeControls(config.productVersion).c_str(), EscapeControls(gatewayUrl).c_str(),
+           limits.schedule.persistentInterval, limits.schedule.sendInterval,
+           limits.schedule.sendThreshold, limits.maxCacheFiles, limits.maxMemorySize,
+           limits.schedule.flushInterval, limits.schedule.pauseInterval, limits.maxRecordSize,
+           config.maxEventSize);
+  LogBlock(LogLevel::Debug, "SM: CustID: %s, UserID: %s, ProdCtx: %s, ProdComp: %s\n",
+           Masked(config.customerId).Text(), Masked(config.userId).Text(),
+           EscapeControls(config.productContext).c_str(),
+           EscapeControls(config.productComponentName).c_str());
 }
 
 }  // namespace Tav

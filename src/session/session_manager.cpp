@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "model/event_size.h"
@@ -13,6 +14,7 @@
 #include "session/session_environment.h"
 #include "session/session_thread.h"
 #include "util/hash.h"
+#include "util/log_text.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -30,7 +32,7 @@ void CompleteUserId(LibraryConfig& config) {
   } else if (config.userId.empty()) {
     config.userId = HashTextToHex(config.customerId);
     TAV_DEBUG("SM: Customer ID was provided without User ID. Generated default User ID: %s",
-              config.userId.c_str());
+              Masked(config.userId).Text());
   }
 }
 
@@ -112,59 +114,75 @@ void SessionManager::ChangeProductEnv(TavValue_s* value) {
   queue_.AddItem(MakeProductItem(value), Urgency::Now);
 }
 
-// Queues a request and waits until it is answered; called with requestLock_ held. False when no
-// answer can come, because memory ran out or the session thread has ended.
-bool SessionManager::Ask(ItemCode code, const char* caller) {
+// Queues a request and waits until it is answered. `prepare` writes its arguments and `take` reads
+// its answer. From the one to the other it is this request's turn, and nothing is logged: the
+// host's sink may wait for a thread that waits for its turn. False when no answer can come, because
+// memory ran out or the session thread has ended.
+template <typename Prepare, typename Take>
+bool SessionManager::Ask(ItemCode code, const char* caller, Prepare prepare, Take take) {
   const bool isSync = code == ItemCode::Sync;
   TAV_DEBUG("SM: %s. Adding %s. Pid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "Sync" : caller,
             TAV_WHERE);
   WorkItemPtr item = MakeWorkItem(code);
-  const bool asked = item != nullptr && Running();
-  if (asked) {
-    queue_.AddItem(std::move(item), Urgency::Now);
-  }
   TAV_DEBUG("SM: %s. Waiting%sPid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "..." : ". ",
             TAV_WHERE);
-  if (asked) {
-    WaitReady(-1);
+  if (item != nullptr) {
+    LogWaitReady(-1);
   }
-  return asked;
+  std::optional<Platform::WaitResult> answered;
+  {
+    const std::lock_guard turn(requestLock_);
+    if (item != nullptr && Running()) {
+      prepare();
+      queue_.AddItem(std::move(item), Urgency::Now);
+      answered = AwaitReady(-1);
+    }
+    take();
+  }
+  if (answered) {
+    LogReady(*answered);
+  }
+  return answered.has_value();
+}
+
+template <typename Take>
+bool SessionManager::Ask(ItemCode code, const char* caller, Take take) {
+  return Ask(code, caller, [] {}, take);
 }
 
 CommitResult SessionManager::Commit() {
-  const std::lock_guard guard(requestLock_);
-  const bool asked = Ask(ItemCode::Commit, "Commit");
+  CommitResult result = CommitResult::NotSent;
+  const bool asked =
+      Ask(ItemCode::Commit, "Commit", [&] { result = sessionThread_->Requests().commit; });
   TAV_DEBUG("SM: Commit. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  return asked ? sessionThread_->Requests().commit : CommitResult::NotSent;
+  return asked ? result : CommitResult::NotSent;
 }
 
+// Without memory for the copy, the block stays for the next caller.
 char* SessionManager::PullData() {
-  const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::PullData, "PullData");
+  char* block = nullptr;
+  Ask(ItemCode::PullData, "PullData", [&] {
+    std::string& pulled = sessionThread_->Requests().pulledBlock;
+    block = pulled.empty() ? nullptr : static_cast<char*>(std::malloc(pulled.size() + 1));
+    if (block != nullptr) {
+      std::memcpy(block, pulled.c_str(), pulled.size() + 1);
+      pulled.clear();
+    }
+  });
   TAV_DEBUG("SM: PullData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  std::string& pulled = sessionThread_->Requests().pulledBlock;
-  if (pulled.empty()) {
-    return nullptr;
-  }
-  auto* const block = static_cast<char*>(std::malloc(pulled.size() + 1));
-  if (block != nullptr) {
-    std::memcpy(block, pulled.c_str(), pulled.size() + 1);
-    pulled.clear();
-  }
   return block;
 }
 
 void SessionManager::PushData(std::string_view block) {
-  const std::lock_guard guard(requestLock_);
-  sessionThread_->Requests().pushedBlock = block;
-  Ask(ItemCode::PushData, "PushData");
+  Ask(
+      ItemCode::PushData, "PushData", [&] { sessionThread_->Requests().pushedBlock = block; },
+      [] {});
   TAV_DEBUG("SM: PushData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
 std::string SessionManager::GetEndpointInstance() {
-  const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, "GetEndpointInstance");
-  const std::string& id = sessionThread_->EndpointId();
+  std::string id;
+  Ask(ItemCode::Sync, "GetEndpointInstance", [&] { id = sessionThread_->EndpointId(); });
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",
             id.c_str(), TAV_WHERE);
   return id;
@@ -180,9 +198,9 @@ long SessionManager::GetLastActiveTime() {
 }
 
 long SessionManager::AskDay(const char* caller, const char* name, DayStamp stamp) {
-  const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, caller);
-  const auto day = static_cast<long>((sessionThread_->Stamps().*stamp)());
+  long day = 0;
+  Ask(ItemCode::Sync, caller,
+      [&] { day = static_cast<long>((sessionThread_->Stamps().*stamp)()); });
   TAV_DEBUG("SM: %s. Waiting done. %s: %ld, Pid: %d, CpuId: %d, Tid: %ld", caller, name, day,
             TAV_WHERE);
   return day;

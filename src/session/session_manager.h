@@ -66,7 +66,10 @@ class SessionManager final : public Thread {
 
  private:
   void Queue(ItemCode code);
-  bool Ask(ItemCode code, const char* caller);
+  template <typename Prepare, typename Take>
+  bool Ask(ItemCode code, const char* caller, Prepare prepare, Take take);
+  template <typename Take>
+  bool Ask(ItemCode code, const char* caller, Take take);
   using DayStamp = int64_t (DayStamps::*)() const;
   long AskDay(const char* caller, const char* name, DayStamp stamp);
 
@@ -75,7 +78,7 @@ class SessionManager final : public Thread {
   WorkQueue queue_;
   ImpliedSession impliedSession_;
   WorkItemPtr termItem_;        // made at the start, so that the end needs no memory
-  Platform::Lock requestLock_;  // one synchronous request at a time
+  Platform::Lock requestLock_;  // one synchronous request at a time; nothing is logged meanwhile
   std::unique_ptr<SessionThread> sessionThread_;
 };
 

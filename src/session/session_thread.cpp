@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <new>
 #include <utility>
 
 #include "cache/cache_file_name.h"
@@ -24,13 +23,16 @@ constexpr int kMaxBatchDelay = 1000;
 constexpr int64_t kMaxWaitForSettings = 5000;
 constexpr int64_t kMaxWaitForClient = 1000;
 
-// Runs one step of the termination. If it runs out of memory, the later steps still run.
+// Seconds. After a turn that threw, the next one waits at least this long: the reason may persist.
+constexpr int kPauseAfterFailure = 1;
+
+// Runs one step of the termination. If it throws, the later steps still run.
 template <typename Step>
 void Attempt(Step step) {
   try {
     step();
-  } catch (const std::bad_alloc&) {
-    LogError("SM: Out of memory");
+  } catch (...) {
+    LogException("SM: ");
   }
 }
 
@@ -66,11 +68,11 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
 
 void SessionThread::Run() {
   TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  // If memory runs out here, the thread still answers hosts and terminates in order.
+  // After a failed start the thread still answers hosts and terminates in order.
   try {
     StartUp();
-  } catch (const std::bad_alloc&) {
-    LogError("SM: Out of memory");
+  } catch (...) {
+    LogException("SM: ");
     intake_.Disable();
   }
   ProcessData();
@@ -153,18 +155,21 @@ void SessionThread::ProcessData() {
   TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const RecordStore& store = delivery_.Store();
   delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
+  int minTimeout = 0;
   while (!items_.Terminating()) {
-    // Running out of memory for one record or event must not end the thread.
+    // What fails for one record or event must not end the thread.
     try {
-      ProcessTurn();
-    } catch (const std::bad_alloc&) {
-      LogError("SM: Out of memory");
+      ProcessTurn(minTimeout);
+      minTimeout = 0;
+    } catch (...) {
+      LogException("SM: ");
+      minTimeout = kPauseAfterFailure;
     }
   }
   TAV_DEBUG("SM: ProcessData got terminating. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
-void SessionThread::ProcessTurn() {
+void SessionThread::ProcessTurn(int minTimeout) {
   const int64_t now = CurrentTime();
   intake_.Roll(now);
   int timeout = delivery_.Schedule().ComputeTimeout(now);
@@ -172,7 +177,7 @@ void SessionThread::ProcessTurn() {
     timeout = std::min(timeout, kClientInfoPoll);
   }
   delivery_.Schedule().CheckTimers(now);
-  items_.ProcessItems(queue_.TakeItems(timeout), CurrentTime());
+  items_.ProcessItems(queue_.TakeItems(std::max(timeout, minTimeout)), CurrentTime());
   if (items_.Terminating()) {
     return;
   }

@@ -47,7 +47,7 @@ class SessionThread {
 
   // Loop.
   void ProcessData();
-  void ProcessTurn();
+  void ProcessTurn(int minTimeout);  // seconds
 
   // End.
   void ProcessTermination();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <mutex>
-#include <new>
 #include <utility>
 
 #include "platform/clock.h"
@@ -31,7 +30,8 @@ bool Uploader::UseGateway(std::string url) try {
     sender_->LimitTo(deadline);
   }
   return true;
-} catch (const std::bad_alloc&) {
+} catch (...) {
+  LogException("SM: ");
   return false;
 }
 
@@ -59,8 +59,8 @@ bool Uploader::SendAllRecords() {
   if (sender_->Open() == 0) {
     try {
       sent = SendOnConnection();
-    } catch (const std::bad_alloc&) {
-      LogError("SM: Out of memory");
+    } catch (...) {
+      LogException("SM: ");
     }
   } else {
     LogWarning("SM: Send data to server: Server connection failed");

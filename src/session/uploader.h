@@ -31,7 +31,7 @@ class Uploader {
   // Borrows the store; removes the records that the server has accepted.
   explicit Uploader(RecordStore& store) : store_(store) {}
 
-  // False if memory runs out; nothing can be sent then.
+  // False, after a message, if memory runs out; nothing can be sent then.
   bool UseGateway(std::string url);
   const std::string& GatewayUrl() const { return gatewayUrl_; }
 

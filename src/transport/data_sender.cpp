@@ -90,6 +90,8 @@ void FileDataSender::Write(const void* body, size_t length) try {
   }
 } catch (const std::bad_alloc&) {
   TAV_DEBUG("Could not write logger file - out of memory");
+} catch (...) {
+  LogException("");
 }
 
 std::string FileDataSender::Fetch() try {
@@ -117,6 +119,9 @@ std::string FileDataSender::Fetch() try {
 } catch (const std::bad_alloc&) {
   TAV_DEBUG("Could not read setting file - out of memory");
   return {};
+} catch (...) {
+  LogException("");
+  return {};
 }
 
 }  // namespace
@@ -139,8 +144,8 @@ int32_t TestDataSender::Send(const void* body, size_t length, bool) try {
   // Not the data of an empty vector: it may be null, which means Open.
   const uint8_t nothing = 0;
   return testHook(expanded.empty() ? &nothing : expanded.data(), expanded.size());
-} catch (const std::bad_alloc&) {
-  LogError("Out of memory while expanding a body");
+} catch (...) {
+  LogException("", "Out of memory while expanding a body");
   return 1;
 }
 

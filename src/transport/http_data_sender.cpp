@@ -1,7 +1,6 @@
 #include "transport/http_data_sender.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "platform/clock.h"
@@ -48,8 +47,9 @@ std::string RequestHeaders(bool post, bool closeConnection) {
   return headers;
 }
 
-void LogOutOfMemory() {
-  LogError("Out of memory in HTTP request");
+// Logs the exception that is being handled.
+void LogFailure() {
+  LogException("", "Out of memory in HTTP request");
 }
 
 }  // namespace
@@ -72,8 +72,8 @@ Platform::HttpTimeouts HttpDataSender::Timeouts() const {
 
 int32_t HttpDataSender::Open() try {
   return OpenSession() && CrackUrl() && OpenConnection() ? 0 : 1;
-} catch (const std::bad_alloc&) {
-  LogOutOfMemory();
+} catch (...) {
+  LogFailure();
   return 1;
 }
 
@@ -213,8 +213,8 @@ int32_t HttpDataSender::Send(const void* body, size_t length, bool closeConnecti
   const int32_t result = SendRequest(body, length, closeConnection);
   response_ = {};
   return result;
-} catch (const std::bad_alloc&) {
-  LogOutOfMemory();
+} catch (...) {
+  LogFailure();
   response_ = {};
   return 1;
 }
@@ -226,8 +226,8 @@ std::string HttpDataSender::Fetch() try {
   SendRequest(nullptr, 0, true);
   Close();
   return std::exchange(response_, {});
-} catch (const std::bad_alloc&) {
-  LogOutOfMemory();
+} catch (...) {
+  LogFailure();
   response_ = {};
   Close();
   return {};

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <mutex>
-#include <new>
 #include <utility>
 
 #include "platform/clock.h"
@@ -15,8 +14,9 @@ namespace {
 // Milliseconds until the system has ended a thread that has nothing left to do.
 constexpr int kMaxThreadEnd = 1000;
 
-void LogOutOfMemory() {
-  LogError("Out of memory in data sender");
+// Logs the exception that is being handled.
+void LogFailure() {
+  LogException("", "Out of memory in data sender");
 }
 
 }  // namespace
@@ -48,8 +48,8 @@ int32_t ThreadedDataSender::Send(const void* body, size_t length, bool closeConn
   const auto* const bytes = static_cast<const uint8_t*>(body);
   call.body.assign(bytes, bytes + length);
   return Perform(std::move(call)).status;
-} catch (const std::bad_alloc&) {
-  LogOutOfMemory();
+} catch (...) {
+  LogFailure();
   return 1;
 }
 
@@ -106,8 +106,8 @@ bool ThreadedDataSender::StartThread() try {
   const std::lock_guard guard(lock_);
   thread_ = std::move(thread);
   return true;
-} catch (const std::bad_alloc&) {
-  LogOutOfMemory();
+} catch (...) {
+  LogFailure();
   return false;
 }
 

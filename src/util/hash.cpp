@@ -1,12 +1,14 @@
 #include "util/hash.h"
 
 #include "util/format.h"
+#include "util/log_text.h"
 #include "util/logger.h"
 
 namespace Tav {
 
 namespace {
 
+// `text` is masked: identifiers are hashed.
 void LogFailure(const Platform::HashResult& result, const char* text) {
   using Platform::HashStep;
   switch (result.failedStep) {
@@ -49,10 +51,10 @@ uint32_t HashText(HashAlgorithm algorithm,
   if (algorithm != HashAlgorithm::Sha1 && algorithm != HashAlgorithm::Sha256) {
     return 0;
   }
-  TAV_DEBUG("UT: Hashing '%s'...", text.c_str());
+  TAV_DEBUG("UT: Hashing '%s'...", Masked(text).Text());
   const Platform::HashResult result =
       Platform::Hash(algorithm, text.data(), text.size(), digest, digestSize);
-  LogFailure(result, text.c_str());
+  LogFailure(result, Masked(text).Text());
   return result.length;
 }
 

@@ -1,15 +1,17 @@
 #include "util/logger.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/thread.h"
+#include "util/log_line.h"
 #include "util/time_stamp.h"
 
 namespace Tav {
@@ -26,42 +28,14 @@ std::atomic<std::FILE*> logFile{nullptr};
 // Threads that may be using the log file; closing waits for them.
 std::atomic<int> logFileWriters{0};
 
-// One line. Each piece is cut to the room that is left.
-class Line {
- public:
-  void Append(std::string_view piece) {
-    const size_t length = std::min(piece.size(), kSize - 1 - length_);
-    std::memcpy(text_ + length_, piece.data(), length);
-    length_ += length;
-    text_[length_] = '\0';
-  }
-
-  void AppendArguments(const char* format, va_list arguments) {
-    const size_t room = kSize - length_;
-    const int length = std::vsnprintf(text_ + length_, room, format, arguments);
-    if (length < 0) {
-      // The run-time cannot convert a wide text. The format alone is better than nothing.
-      Append(format);
-    } else {
-      length_ += std::min(static_cast<size_t>(length), room - 1);
-    }
-  }
-
-  void AppendFormat(const char* format, ...) TAV_PRINTF(2, 3) {
-    va_list arguments;
-    va_start(arguments, format);
-    AppendArguments(format, arguments);
-    va_end(arguments);
-  }
-
-  size_t Length() const { return length_; }
-  const char* Text() const { return text_; }
-
- private:
-  static constexpr size_t kSize = 2048;
-  size_t length_ = 0;
-  char text_[kSize];
+// The user's profile folder, whose name is usually the user's. A path that was replaced is kept,
+// because another thread may be reading it.
+struct HiddenFolder {
+  std::string path;  // empty: none is hidden
+  const HiddenFolder* replaced;
 };
+std::atomic<const HiddenFolder*> hiddenFolder{nullptr};
+constexpr std::string_view kHiddenFolderName = "%USERPROFILE%";
 
 void WriteToLogFile(const char* line) {
   logFileWriters.fetch_add(1);
@@ -155,12 +129,28 @@ void ConfigureLogger(LogSink newMessageSink, LogSink newLineSink, bool debugMode
   Internal::logThreshold.store(static_cast<int>(threshold));
 }
 
+void HideProfileFolder() {
+  constexpr size_t kMinSize = 4;  // more than a drive
+  std::string path = Platform::Environment("USERPROFILE").value_or("");
+  if (path.size() < kMinSize) {
+    path.clear();
+  }
+  const HiddenFolder* const hidden = hiddenFolder.load(std::memory_order_acquire);
+  if (path != (hidden == nullptr ? std::string() : hidden->path)) {
+    hiddenFolder.store(new HiddenFolder{std::move(path), hidden}, std::memory_order_release);
+  }
+}
+
 void CloseLogger() {
   lineSink.store(nullptr);
   CloseLogFile();
 }
 
-void LogMessage(LogLevel level, const char* format, va_list arguments) {
+namespace {
+
+enum class Controls { Escape, Keep };
+
+void WriteLine(LogLevel level, Controls controls, const char* format, va_list arguments) {
   if (!LogEnabled(level)) {
     return;
   }
@@ -173,7 +163,7 @@ void LogMessage(LogLevel level, const char* format, va_list arguments) {
   try {
     const uint32_t systemError = SkipMarker('$', &format) ? keeper.LastErrorCode() : 0;
     const int runTimeError = SkipMarker('*', &format) ? keeper.Errno() : 0;
-    Line line;
+    LogLine line;
     char stamp[kTimeStampTextSize];
     line.Append({stamp, FormatTimeStamp(CaptureTimeStamp(), stamp)});
     line.Append(" ");
@@ -186,11 +176,32 @@ void LogMessage(LogLevel level, const char* format, va_list arguments) {
     if (runTimeError != 0) {
       line.AppendFormat(" - (%d) %s", runTimeError, Platform::ErrnoMessage(runTimeError).c_str());
     }
+    const HiddenFolder* const hidden = hiddenFolder.load(std::memory_order_acquire);
+    if (hidden != nullptr && !hidden->path.empty()) {
+      line.Replace(messageStart, hidden->path, kHiddenFolderName);
+    }
+    if (controls == Controls::Escape) {
+      line.Escape(messageStart);
+    }
+    line.DropCutCharacter();
     Emit(toMessageSink, line.Text() + messageStart);
     Emit(toLineSink, line.Text());
   } catch (...) {
     // Memory ran out or the host's sink threw: only this line is lost.
   }
+}
+
+}  // namespace
+
+void LogMessage(LogLevel level, const char* format, va_list arguments) {
+  WriteLine(level, Controls::Escape, format, arguments);
+}
+
+void LogBlock(LogLevel level, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  WriteLine(level, Controls::Keep, format, arguments);
+  va_end(arguments);
 }
 
 #define TAV_FORWARD_TO_LOG_MESSAGE(level) \
@@ -220,5 +231,17 @@ void LogError(const char* format, ...) {
 }
 
 #undef TAV_FORWARD_TO_LOG_MESSAGE
+
+void LogException(const char* module, const char* outOfMemory) {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    LogError("%s%s", module, outOfMemory);
+  } catch (const std::exception& exception) {
+    LogError("%sUnexpected exception: %s", module, exception.what());
+  } catch (...) {
+    LogError("%sUnexpected exception", module);
+  }
+}
 
 }  // namespace Tav

@@ -5,6 +5,13 @@
 // Any thread may log at any time. A line is built on the caller's stack and passed to the sinks on
 // the caller's thread; lines of several threads do not mix. Tools depend on the message texts: do
 // not change them.
+//
+// A sink is the host's code and may wait for a lock that another thread holds while it calls the
+// library. So no line is logged while a lock of the library is held.
+//
+// Names and texts from outside may contain control characters. They are escaped, so that none can
+// forge a line or drive a terminal. Texts that identify a user or a machine are not logged: see
+// Masked in util/log_text.h.
 #pragma once
 
 #include <atomic>
@@ -33,6 +40,10 @@ using LogSink = void (*)(const char* line);
 // TAV_LOG_LEVEL; docs/integration.md has the rules. No other thread may log meanwhile.
 void ConfigureLogger(LogSink messageSink, LogSink lineSink, bool debugMode);
 
+// From now on the path of the user's profile folder, whose name is usually the user's, appears in
+// lines as "%USERPROFILE%".
+void HideProfileFolder();
+
 // Closes the log file and removes the line sink. Keeps the threshold and the message sink.
 void CloseLogger();
 
@@ -51,6 +62,15 @@ void LogNote(const char* format, ...) TAV_PRINTF(1, 2);
 void LogWarning(const char* format, ...) TAV_PRINTF(1, 2);
 void LogError(const char* format, ...) TAV_PRINTF(1, 2);
 void LogMessage(LogLevel level, const char* format, va_list arguments);
+
+// Logs the exception that is being handled, as an error: `module` and `outOfMemory` for
+// std::bad_alloc, the only expected one. Any other is a defect of the library or its run-time, and
+// the line has its text.
+void LogException(const char* module, const char* outOfMemory = "Out of memory");
+
+// Writes a message of several lines: keeps the control characters, so the caller must pass texts
+// from outside through EscapeControls.
+void LogBlock(LogLevel level, const char* format, ...) TAV_PRINTF(2, 3);
 
 }  // namespace Tav
 

@@ -87,15 +87,29 @@ void Thread::Wait(int milliseconds, WaitFor what) {
 }
 
 void Thread::WaitReady(int milliseconds) {
+  LogWaitReady(milliseconds);
+  LogReady(AwaitReady(milliseconds));
+}
+
+void Thread::LogWaitReady(int milliseconds) const {
   const int32_t delay = waitDelay_.load(std::memory_order_relaxed);
   if (delay > 0) {
     TAV_TRACE("TH: WaitReady with waitDelay %d ms. Sleeping... Pid: %d, CpuId: %d, Tid: %ld", delay,
               TAV_WHERE);
-    Platform::SleepMilliseconds(delay);
   }
   TAV_DEBUG("TH: WaitReady. Waiting for %ld ms. Pid: %d, CpuId: %d, Tid: %ld", long{milliseconds},
             TAV_WHERE);
-  const Platform::WaitResult result = ready_.Wait(milliseconds);
+}
+
+Platform::WaitResult Thread::AwaitReady(int milliseconds) {
+  const int32_t delay = waitDelay_.load(std::memory_order_relaxed);
+  if (delay > 0) {
+    Platform::SleepMilliseconds(delay);
+  }
+  return ready_.Wait(milliseconds);
+}
+
+void Thread::LogReady(Platform::WaitResult result) {
   switch (result) {
     case Platform::WaitResult::Signalled:
       TAV_DEBUG("TH: WaitReady. Waiting done. Pid: %d, CpuId: %d, Tid: %ld, sts: %d", TAV_WHERE,

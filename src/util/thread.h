@@ -37,6 +37,11 @@ class Thread {
   // Called by a host's thread that has queued a synchronous request: waits for the ready event, a
   // negative time without limit. The caller then reads the answer from the derived object.
   void WaitReady(int milliseconds);
+  // The steps of WaitReady. A caller that takes turns with other threads does so for the second
+  // one, which logs nothing.
+  void LogWaitReady(int milliseconds) const;
+  Platform::WaitResult AwaitReady(int milliseconds);
+  static void LogReady(Platform::WaitResult result);
   // Called by this thread: releases one waiting host thread, or the next one that waits.
   void WakeReady();
 

@@ -1,4 +1,8 @@
+#include <filesystem>
+#include <string>
+
 #include "api/library.h"
+#include "platform/set_environment.h"
 #include "support/records.h"
 #include "support/table_fixture.h"
 
@@ -16,6 +20,18 @@ class TuningTest : public TableTest {
     }
     const size_t value = banner.find_first_not_of(' ', start + label.size());
     return banner.substr(value, banner.find('\n', value) - value);
+  }
+
+  // The names of the cache files up to the product's hash.
+  Lines CacheFiles() const {
+    Lines kinds;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.Path(""))) {
+      const std::string name = entry.path().filename().string();
+      if (name.find("Cache_") != std::string::npos) {
+        kinds.push_back(name.substr(0, name.find('_')));
+      }
+    }
+    return kinds;
   }
 };
 
@@ -76,8 +92,8 @@ TEST_F(TuningTest, IdentifiersAndTagsStandInEveryRecord) {
   tav.AddTag(9, "tag");
   tav.AddTag(9, " ");
   const std::string failed = " failed because of bad input name: ";
-  EXPECT_EQ(Complaints(), (Lines{"warning: Tav: TavSetCustomerIdentifier" + failed,
-                                 "warning: Tav: TavSetUserIdentifier" + failed,
+  EXPECT_EQ(Complaints(), (Lines{"warning: Tav: TavSetCustomerIdentifier" + failed + "[0 bytes]",
+                                 "warning: Tav: TavSetUserIdentifier" + failed + "[0 bytes]",
                                  "warning: Tav: TavSetProductContext" + failed + "  ",
                                  "warning: Tav: TavSetProductComponentName" + failed + tooLong,
                                  "error: Tag category not supported: 0",
@@ -109,7 +125,9 @@ TEST_F(TuningTest, TheCacheDirectoryMustExist) {
   folder_.Put("file", "x");
   tav.SetCacheDirectory(existing.c_str());
   EXPECT_EQ(Complaints(), Lines{});
-  ExpectLogged("Set cache directory to: " + existing);
+  // The log may name the user's profile folder instead of its path.
+  EXPECT_TRUE(LineWith("Set cache directory to: ")
+                  .ends_with(StorageFolder::Utf8(folder_.Base().filename())));
   tav.SetCacheDirectory(nullptr);
   tav.SetCacheDirectory("");
   tav.SetCacheDirectory((existing + "/missing").c_str());
@@ -121,35 +139,56 @@ TEST_F(TuningTest, TheCacheDirectoryMustExist) {
   EXPECT_EQ(GetLibrary().config.cacheDirectory, existing);
 }
 
-TEST_F(TuningTest, FlagsChooseServersAndMarkers) {
+TEST_F(TuningTest, FlagsChooseTheDeploymentAndMarkers) {
   const Deployment& deployment = GetLibrary().deployment;
-  EXPECT_EQ(deployment.Servers(), Stage::Production);
+  EXPECT_EQ(deployment.Selected(), Stage::Production);
   tav.SetStateFlags(1, 1);
-  EXPECT_EQ(deployment.Servers(), Stage::Internal);
-  EXPECT_EQ(deployment.CacheFiles(), Stage::Internal);
+  EXPECT_EQ(deployment.Selected(), Stage::Internal);
   tav.SetDebugFlags(1);
-  EXPECT_EQ(deployment.Servers(), Stage::Development);
-  EXPECT_EQ(deployment.CacheFiles(), Stage::Development);
-  // A start sets the development servers anew, from the request for a debug log.
+  EXPECT_EQ(deployment.Selected(), Stage::Development);
+  tav.SetDebugFlags(0);
+  EXPECT_EQ(deployment.Selected(), Stage::Internal);
+  tav.SetDebugFlags(1);
   Start();
-  EXPECT_EQ(deployment.Servers(), Stage::Internal);
+  EXPECT_EQ(deployment.Selected(), Stage::Development);
   tav.LogPlace("Place");
   tav.LogEvent(tav.NewEvent("Event"));
   Stop();
   EXPECT_EQ(Events().size(), 1u);  // no session begin and end, no place
   EXPECT_NE(LineWith("CM: prefix = 'TavDCache_"), "");
-  EXPECT_EQ(deployment.Servers(), Stage::Production);
-  EXPECT_EQ(deployment.CacheFiles(), Stage::Production);
+  EXPECT_EQ(deployment.Selected(), Stage::Production);
 
   tav.EnableDebugLog();
-  tav.SetStateFlags(0, 0);
-  EXPECT_EQ(deployment.Servers(), Stage::Development);
-  EXPECT_EQ(deployment.CacheFiles(), Stage::Production);
+  tav.SetDebugFlags(1);
+  tav.SetDebugFlags(0);
+  EXPECT_EQ(deployment.Selected(), Stage::Development) << "takes back only its own request";
   Start();
   tav.LogPlace("Place");
   Stop();
   EXPECT_EQ(EventsNamed("Place").size(), 1u);
-  EXPECT_EQ(deployment.Servers(), Stage::Development);
+  EXPECT_EQ(deployment.Selected(), Stage::Development);
+}
+
+// Otherwise production's records would be sent to the development servers.
+TEST_F(TuningTest, ARunWithADebugLogLeavesProductionsCacheAlone) {
+  SetEnvironment("TAV_GATEWAY", "http://127.0.0.1:1/");
+  Start();
+  tav.LogEvent(tav.NewEvent("Production"));
+  Stop();
+  SetEnvironment("TAV_GATEWAY", "test://");
+  ASSERT_EQ(CacheFiles(), (Lines{"TavCache"}));
+  tav.EnableDebugLog();
+  Start();
+  tav.LogEvent(tav.NewEvent("Trial"));
+  Stop();
+  EXPECT_EQ(CacheFiles(), (Lines{"TavCache"}));
+  EXPECT_TRUE(EventsNamed("Production").empty());
+  EXPECT_EQ(EventsNamed("Trial").size(), 1u);
+  GetLibrary().deployment = Deployment();
+  Start();
+  Stop();
+  EXPECT_EQ(CacheFiles(), Lines{});
+  EXPECT_EQ(EventsNamed("Production").size(), 1u);
 }
 
 TEST_F(TuningTest, TheSessionEnvironmentIsAttachedToEvents) {

@@ -12,11 +12,9 @@ TEST(CacheFileNameTest, PrefixDependsOnProductAndDeployment) {
   Deployment deployment;
   EXPECT_EQ(CachePrefix("p1", "v", deployment), "TavCache_0001AAD5_");
   EXPECT_EQ(CachePrefix("\xC3\xA9", "1", deployment), "TavCache_FFFF10AB_") << "bytes are signed";
-  deployment.SetDevelopmentServers(true);
-  EXPECT_EQ(CachePrefix("p1", "v", deployment), "TavCache_0001AAD5_");
-  deployment.SetInternal(true);
+  deployment.internal = true;
   EXPECT_EQ(CachePrefix("p1", "v", deployment), "TavICache_0001AAD5_");
-  deployment.SetDevelopment(true);
+  deployment.debugLog = true;
   EXPECT_EQ(CachePrefix("p1", "v", deployment), "TavDCache_0001AAD5_");
 }
 

@@ -30,16 +30,16 @@ class ServerUrlsTest : public testing::Test {
 
 TEST_F(ServerUrlsTest, TakesTheFirstSourceThatHasAValue) {
   SetEnvironment(kGatewayUrlVariable, "environment");
-  deployment.SetDevelopment(true);
-  deployment.SetInternal(true);
+  deployment.debugFlags = true;
+  deployment.internal = true;
   EXPECT_EQ(Choose("host", "server"), "host 1");
   EXPECT_EQ(Choose("", "server"), "environment 2");
   SetEnvironment(kGatewayUrlVariable, "");
   EXPECT_EQ(Choose("", "server"), "server 3 Using config URL server");
   EXPECT_EQ(Choose("", ""), "development 4 Using development URL development");
-  deployment.SetDevelopment(false);
+  deployment.debugFlags = false;
   EXPECT_EQ(Choose("", ""), "internal 5 Using internal URL internal");
-  deployment.SetInternal(false);
+  deployment.internal = false;
   EXPECT_EQ(Choose("", ""), "external 6 Using external URL external");
 }
 

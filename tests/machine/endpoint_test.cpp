@@ -74,6 +74,16 @@ TEST_F(EndpointTest, UsesTheSmallestAddressOfThePermanentAdapters) {
   }
 }
 
+TEST_F(EndpointTest, TheLogNamesNoAdapter) {
+  Platform::Adapter adapter = MakeAdapter(u"Wired", {0x9A, 1, 2, 3, 4, 5});
+  adapter.name = "{4D36E972}";
+  adapter.friendlyName = "Jane's network";
+  CapturedLog log;
+  ChooseHardwareAddress({adapter});
+  EXPECT_EQ(log.Take(), (std::vector<std::string>{"Checking adapter [10 bytes]",
+                                                  "Adapter name is [14 bytes]"}));
+}
+
 TEST_F(EndpointTest, IsADigestOrARandomIdentifier) {
   EXPECT_EQ(HashedEndpointId("abc"), "02X93e364706816aba3e25717850c26c9cd0d89d");
   const std::string random = RandomEndpointId();

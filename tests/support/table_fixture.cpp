@@ -42,8 +42,7 @@ TableTest::~TableTest() {
   tav.Terminate();
   tav.SetMessageSink(nullptr);
   tav.SetLineSink(nullptr);
-  // These outlive Terminate, but must not affect the next test.
-  GetLibrary().debugLogRequested = false;
+  // A request for a debug log outlives Terminate, but must not affect the next test.
   GetLibrary().deployment = Deployment();
   SetEnvironment("TAV_GATEWAY", nullptr);
   SetEnvironment("TAV_CONFIGURATOR", nullptr);

@@ -179,10 +179,10 @@ size_t CountReceived(const char* sink, const std::string& end) {
   }));
 }
 
-// The last test of the program: EnableDebugLog has an effect until the process ends.
+const std::string misuse = "error: Tav: TavLogEvent called with a null event";
+const std::string detail = "TavSetSendInterval: sendInterval = 7 seconds";
+
 TEST_F(SettingsTest, SinksReceiveTheLog) {
-  const std::string misuse = "error: Tav: TavLogEvent called with a null event";
-  const std::string detail = "TavSetSendInterval: sendInterval = 7 seconds";
   const auto run = [&] {
     ForgetReceived();
     Initialize();
@@ -202,13 +202,33 @@ TEST_F(SettingsTest, SinksReceiveTheLog) {
   EXPECT_EQ(CountReceived("line", ""), 0u);
   EXPECT_EQ(CountReceived("message", misuse), 1u);
   EXPECT_EQ(CountReceived("message", detail), 0u);
-  tav_->EnableDebugLog();
-  run();
-  EXPECT_EQ(CountReceived("message", detail), 1u);
   // The message sink stays until it is removed.
   tav_->SetMessageSink(nullptr);
   run();
   EXPECT_EQ(CountReceived("message", misuse), 0u);
+}
+
+// The last test of the program: EnableDebugLog has an effect until the process ends. A run with it
+// is a trial: it neither consumes production's records nor sends them.
+TEST_F(SettingsTest, ADebugLogMeansDevelopmentMode) {
+  UseGateway(kNoServer);
+  RunOnce("Production");
+  EXPECT_EQ(CacheFiles(), (Lines{"TavCache"}));
+  UseGateway(GatewayUrl());
+  ForgetReceived();
+  tav_->SetMessageSink(TavSinkPointer(OnMessage));
+  tav_->EnableDebugLog();
+  tav_->SetDebugFlags(0);  // takes back only its own request
+  for (const char* const event : {"Trial", "AnotherTrial"}) {
+    Initialize();
+    tav_->SetSendInterval(7, TAV_UNIT_SECONDS);
+    tav_->LogEvent(tav_->NewEvent(event));
+    Stop();
+  }
+  tav_->SetMessageSink(nullptr);
+  EXPECT_EQ(CountReceived("message", detail), 2u);
+  EXPECT_EQ(CacheFiles(), (Lines{"TavCache"}));
+  ExpectArrived({"Trial", "AnotherTrial"});
 }
 
 }  // namespace

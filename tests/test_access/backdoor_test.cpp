@@ -334,6 +334,11 @@ TEST_F(BackdoorTest, TheConfigurationAddressIsTheFirstThatIsThere) {
   tav.SetDebugFlags(1);
   EXPECT_EQ(compose("", "", ""), "development");
   tav.SetDebugFlags(0);
+  EXPECT_EQ(compose("", "", ""), "internal");
+  tav.EnableDebugLog();
+  EXPECT_EQ(compose("", "", ""), "development");
+  tav.SetDebugFlags(0);
+  EXPECT_EQ(compose("", "", ""), "development") << "takes back only its own request";
   // The address stays when the object that composed it is freed.
   const auto* const kept =
       Get<const char*>(kComposeConfigUrl, "kept", kNone, kNone, kNone, kNone, kNone);

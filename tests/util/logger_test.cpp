@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -15,6 +16,7 @@
 #include "platform/error.h"
 #include "platform/set_environment.h"
 #include "support/temp_folder.h"
+#include "util/log_text.h"
 
 namespace Tav {
 namespace {
@@ -179,6 +181,70 @@ TEST_F(LoggerTest, CutsALineToItsBuffer) {
   LogError("$%s", std::string(2047 - used - 8, 'x').c_str());
   EXPECT_EQ(lines.back().size(), 2047u);
   EXPECT_EQ(lines.back().substr(2047 - 9), "x - (0000");
+}
+
+TEST_F(LoggerTest, ATextCannotForgeALineOrDriveATerminal) {
+  UseLogFile();
+  ConfigureLogger(KeepMessage, nullptr, false);
+  LogError("PS: %s (%d)", "x\n2026-03-04T10:11:12.345Z error: forged\r\t", 7);
+  EXPECT_EQ(messages.back(),
+            "error: PS: x\\x0a2026-03-04T10:11:12.345Z error: forged\\x0d\\x09 (7)");
+  LogError("%s",
+           "\x1b[2J\x7f \xC2\x9B"
+           "1m \xC2\x80 \xC2\xA0 \xC3\x9F \xE2\x82\xAC \\ \xC2");
+  EXPECT_EQ(messages.back(),
+            "error: \\x1b[2J\\x7f \\xc2\\x9b"
+            "1m \\xc2\\x80 \xC2\xA0 \xC3\x9F \xE2\x82\xAC \\ \xC2");
+  // The lines of a block are the library's own.
+  LogBlock(LogLevel::Error, "\n    Product: %s\n", EscapeControls("a\nb").c_str());
+  EXPECT_EQ(messages.back(), "error: \n    Product: a\\x0ab\n");
+  CloseLogger();
+  EXPECT_EQ(LogFileLines().size(), 5u) << "one line for each message, three for the block";
+}
+
+TEST_F(LoggerTest, CutsBetweenCharactersAndBetweenEscapes) {
+  ThresholdWith(nullptr, KeepLine, false, nullptr);
+  LogError("%s", "");
+  const size_t room = 2047 - lines.back().size();
+  const struct {
+    size_t plain;  // bytes before the text
+    std::string text;
+    std::string kept;
+  } cases[] = {
+      {room - 4, "\n", "\\x0a"},
+      {room - 3, "\n", ""},
+      {room - 1, "\n", ""},
+      {room - 6, "\xC2\x9Bm", "\\xc2"},
+      {room - 2, "\xE2\x82\xAC", ""},
+      {room - 3,
+       "\xE2\x82\xAC"
+       "m",
+       "\xE2\x82\xAC"},
+      {room - 1, "\xC3\xA9", ""},
+      {room - 3, "\xF0\x9F\x98\x80", ""},
+      {room - 2, "\x82\x82", "\x82\x82"},  // no lead byte: nothing to complete
+  };
+  for (const auto& test : cases) {
+    LogError("%s%s", std::string(test.plain, 'x').c_str(), test.text.c_str());
+    const std::string& line = lines.back();
+    EXPECT_EQ(line.substr(line.rfind('x', line.size() - test.kept.size() - 1) + 1), test.kept)
+        << test.text;
+  }
+}
+
+TEST_F(LoggerTest, TellsExpectedExceptionsFromDefects) {
+  ThresholdWith(KeepMessage, nullptr, false, nullptr);
+  const auto logged = [](auto exception) {
+    try {
+      throw exception;
+    } catch (...) {
+      LogException("SM: ");
+    }
+    return messages.back();
+  };
+  EXPECT_EQ(logged(std::bad_alloc()), "error: SM: Out of memory");
+  EXPECT_EQ(logged(std::out_of_range("index\n7")), "error: SM: Unexpected exception: index\\x0a7");
+  EXPECT_EQ(logged(7), "error: SM: Unexpected exception");
 }
 
 TEST_F(LoggerTest, WritesTheLogFileAtOnceAndAppends) {
