@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "model/handles.h"
+#include "platform/process.h"
 #include "util/text.h"
 
 namespace Tav {
@@ -17,8 +18,14 @@ void LogOutOfMemory();
 
 // Runs an entry point's body and returns its result. The only expected exception is std::bad_alloc:
 // it is logged, the call has no further effect, and the result is `fallback`.
+//
+// Once the process ends, nothing is done or logged, and the result is `fallback`: the system has
+// killed the session thread, which may have held the lock of the queue, the heap or the log file.
 template <typename Result, typename Body>
 Result Boundary(Result fallback, Body&& body) noexcept {
+  if (Platform::ProcessEnding()) [[unlikely]] {
+    return fallback;
+  }
   try {
     return std::forward<Body>(body)();
   } catch (...) {
@@ -29,6 +36,9 @@ Result Boundary(Result fallback, Body&& body) noexcept {
 
 template <typename Body>
 void Boundary(Body&& body) noexcept {
+  if (Platform::ProcessEnding()) [[unlikely]] {
+    return;
+  }
   try {
     std::forward<Body>(body)();
   } catch (...) {

@@ -113,8 +113,12 @@ void SessionManager::ChangeProductEnv(TavValue_s* value) {
 }
 
 // Queues a request and waits until it is answered; called with requestLock_ held. False when no
-// answer can come, because memory ran out or the session thread has ended.
+// answer can come, because memory ran out or the session thread has ended. If it was killed, takes
+// no lock that it may have held, the log file's included.
 bool SessionManager::Ask(ItemCode code, const char* caller) {
+  if (Killed()) {
+    return false;
+  }
   const bool isSync = code == ItemCode::Sync;
   TAV_DEBUG("SM: %s. Adding %s. Pid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "Sync" : caller,
             TAV_WHERE);
@@ -125,22 +129,24 @@ bool SessionManager::Ask(ItemCode code, const char* caller) {
   }
   TAV_DEBUG("SM: %s. Waiting%sPid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "..." : ". ",
             TAV_WHERE);
-  if (asked) {
-    WaitReady(-1);
-  }
-  return asked;
+  return asked && WaitReady(-1);
 }
 
 CommitResult SessionManager::Commit() {
   const std::lock_guard guard(requestLock_);
-  const bool asked = Ask(ItemCode::Commit, "Commit");
+  sessionThread_->Requests().commit = CommitResult::NotSent;
+  if (!Ask(ItemCode::Commit, "Commit") && Killed()) {
+    return CommitResult::NotSent;
+  }
   TAV_DEBUG("SM: Commit. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  return asked ? sessionThread_->Requests().commit : CommitResult::NotSent;
+  return sessionThread_->Requests().commit;
 }
 
 char* SessionManager::PullData() {
   const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::PullData, "PullData");
+  if (!Ask(ItemCode::PullData, "PullData") && Killed()) {
+    return nullptr;
+  }
   TAV_DEBUG("SM: PullData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   std::string& pulled = sessionThread_->Requests().pulledBlock;
   if (pulled.empty()) {
@@ -156,14 +162,21 @@ char* SessionManager::PullData() {
 
 void SessionManager::PushData(std::string_view block) {
   const std::lock_guard guard(requestLock_);
+  if (Killed()) {
+    return;
+  }
   sessionThread_->Requests().pushedBlock = block;
-  Ask(ItemCode::PushData, "PushData");
+  if (!Ask(ItemCode::PushData, "PushData") && Killed()) {
+    return;
+  }
   TAV_DEBUG("SM: PushData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
 std::string SessionManager::GetEndpointInstance() {
   const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, "GetEndpointInstance");
+  if (!Ask(ItemCode::Sync, "GetEndpointInstance") && Killed()) {
+    return {};
+  }
   const std::string& id = sessionThread_->EndpointId();
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",
             id.c_str(), TAV_WHERE);
@@ -181,7 +194,9 @@ long SessionManager::GetLastActiveTime() {
 
 long SessionManager::AskDay(const char* caller, const char* name, DayStamp stamp) {
   const std::lock_guard guard(requestLock_);
-  Ask(ItemCode::Sync, caller);
+  if (!Ask(ItemCode::Sync, caller) && Killed()) {
+    return -1;
+  }
   const auto day = static_cast<long>((sessionThread_->Stamps().*stamp)());
   TAV_DEBUG("SM: %s. Waiting done. %s: %ld, Pid: %d, CpuId: %d, Tid: %ld", caller, name, day,
             TAV_WHERE);

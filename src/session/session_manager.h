@@ -36,8 +36,8 @@ class SessionManager final : public Thread {
   void ChangeProductEnv(TavValue_s* value);
 
   // Synchronous requests. Each waits, without limit, until the session thread has handled all
-  // earlier items and the request itself, which may include a send. Concurrent requests are served
-  // one after another.
+  // earlier items and the request itself, which may include a send, or has ended. Concurrent
+  // requests are served one after another. If the thread was killed: not sent, null, empty, -1.
   CommitResult Commit();
   // Removes the oldest record and returns it as a data block, which the caller frees with
   // std::free. Null when there is none.

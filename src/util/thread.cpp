@@ -86,7 +86,7 @@ void Thread::Wait(int milliseconds, WaitFor what) {
   }
 }
 
-void Thread::WaitReady(int milliseconds) {
+bool Thread::WaitReady(int milliseconds) {
   const int32_t delay = waitDelay_.load(std::memory_order_relaxed);
   if (delay > 0) {
     TAV_TRACE("TH: WaitReady with waitDelay %d ms. Sleeping... Pid: %d, CpuId: %d, Tid: %ld", delay,
@@ -95,12 +95,14 @@ void Thread::WaitReady(int milliseconds) {
   }
   TAV_DEBUG("TH: WaitReady. Waiting for %ld ms. Pid: %d, CpuId: %d, Tid: %ld", long{milliseconds},
             TAV_WHERE);
-  const Platform::WaitResult result = ready_.Wait(milliseconds);
+  const Platform::WaitResult result = native_.WaitForEvent(ready_, milliseconds);
   switch (result) {
     case Platform::WaitResult::Signalled:
       TAV_DEBUG("TH: WaitReady. Waiting done. Pid: %d, CpuId: %d, Tid: %ld, sts: %d", TAV_WHERE,
                 static_cast<int>(result));
       break;
+    case Platform::WaitResult::ThreadEnded:
+      return false;  // not logged: the thread may have been killed while it wrote a line
     case Platform::WaitResult::TimedOut:
       LogError("TH: WaitReady. ***ERROR*** timed out. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
       break;
@@ -108,6 +110,7 @@ void Thread::WaitReady(int milliseconds) {
       LogError("TH: WaitReady error: %d", static_cast<int>(result));
       break;
   }
+  return true;
 }
 
 void Thread::WakeReady() {

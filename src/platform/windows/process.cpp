@@ -2,10 +2,41 @@
 
 #include <windows.h>
 
+#include <atomic>
+
 #include "platform/error.h"
 #include "platform/windows/wide_text.h"
 
 namespace Tav::Platform {
+
+namespace {
+
+using ShutdownQuery = BOOLEAN(WINAPI*)();
+
+constinit std::atomic<ShutdownQuery> isShutdownInProgress{nullptr};
+
+BOOLEAN WINAPI AnswerNo() {
+  return FALSE;
+}
+
+// Found at run time because not every tool chain has an import library for ntdll.dll, which every
+// process has loaded.
+ShutdownQuery FindShutdownQuery() {
+  const ErrorKeeper keeper;
+  const HMODULE module = GetModuleHandleW(L"ntdll.dll");
+  const FARPROC found = module ? GetProcAddress(module, "RtlDllShutdownInProgress") : nullptr;
+  const auto query =
+      found ? reinterpret_cast<ShutdownQuery>(reinterpret_cast<void (*)()>(found)) : AnswerNo;
+  isShutdownInProgress.store(query, std::memory_order_relaxed);
+  return query;
+}
+
+}  // namespace
+
+bool ProcessEnding() {
+  const ShutdownQuery query = isShutdownInProgress.load(std::memory_order_relaxed);
+  return (query ? query : FindShutdownQuery())() != FALSE;
+}
 
 int ProcessId() {
   return static_cast<int>(GetCurrentProcessId());
