@@ -94,10 +94,17 @@
 //
 // Numbers. Must be finite.
 //
+// The end of the process. In ExitProcess, which also follows a return from main, Windows first ends
+// all other threads and then runs the static destructors of DLLs. (Those of the program itself run
+// before.) From then on no slot does, logs or waits for anything: slots that make something return
+// null, Initialize TAV_NO_SESSION_THREAD, Commit 1 and the queries what they return when the
+// library does not run. Terminate before that.
+//
 // Handles. TavEvent_s, TavValue_s and TavSession_s are opaque. The caller owns a handle from the
 // slot that makes it until the slot that consumes it, which is the only way to free it. A handle
-// may pass from thread to thread. A slot that makes something returns null only if memory runs out.
-// Every slot refuses a null handle without harm, so a host need not check for null.
+// may pass from thread to thread. A slot that makes something returns null only if memory runs out
+// or the process ends. Every slot refuses a null handle without harm, so a host need not check for
+// null.
 //
 // Refused handles. A slot that takes an event, a map, a list or a value checks it in this order.
 // The first check that fails is logged, and the slot then does nothing: the handle is neither freed
@@ -106,12 +113,17 @@
 //   "Tav: TavXyz called with a re-used event"   consumed before, or not a handle
 //   "Tav: TavXyz called with a bad event"       a handle of another kind
 //   "Tav: TavXyz called with a bad name"        an argument that must be a name is none
-// A handle is recognised by a mark in its memory, which does not catch every mistake: never use a
-// handle after the call that consumed it, nor one that this library did not make.
+// A handle is recognised by a mark in its memory. The memory of a consumed value is used again only
+// after 32 other values have been consumed; that of a consumed event may be gone soon after
+// LogEvent. So the check does not catch every mistake: never use a handle after the call that
+// consumed it, nor one that this library did not make.
 //
-// Sessions. A slot that takes a session logs "Tav: TavXyz called with an invalid session" for null.
-// Other pointers must be live sessions: only SessionEnd, SessionLogPlace and SessionLogIdle check
-// the mark and log the same message.
+// Sessions. A slot that takes a session looks the pointer up among the live sessions before it uses
+// it. For any other pointer (null, a session that has ended, another handle) it logs "Tav: TavXyz
+// called with an invalid session" and reports, counts and frees nothing. Only SessionNewEvent,
+// SessionNewCommandEvent and SessionNewErrorEvent then go on: they return an event without a
+// session, which joins the implied session when it is logged. An ended session is recognised until
+// 32 others have ended after it.
 //
 // Errors. Only Initialize returns a status. Other misuse is logged and the call is ignored. No call
 // throws or aborts the process. The log levels are TRACE, DEBUG, NOTE, WARN and ERROR; a message
@@ -338,6 +350,8 @@ typedef struct TavEntryTable {
   // unreachable gateway shows in the log.
   // Not to overlap any other call. Does not wait for anything: reads environment variables, opens
   // the log file if one is wanted, starts one thread.
+  // A host that calls CoInitializeSecurity must do so before: a run that describes the machine
+  // queries WMI, and Windows then sets the COM security of the process to its default.
   // Errors:
   //   TAV_ALREADY_INITIALIZED  "Tav: Oops, TavInitialize has already been called"
   //   TAV_BAD_PRODUCT          "Tav: TavInitialize called with a bad product/version"
@@ -403,12 +417,12 @@ typedef struct TavEntryTable {
   TavSession_s*(TAV_CALL* SessionBegin)(void);
 
   // Slot 9. Flushes the session's counters and aggregates, records the session's end and frees it.
-  // Any pointer but null is freed, even if it is refused: pass each session once. Events of the
-  // session may still be logged afterwards.
+  // Events of the session may still be logged afterwards. A live session whose mark was overwritten
+  // is refused like any other invalid session, but freed.
   // Not running: logs the error and frees the session; its counters and aggregates are lost.
   void(TAV_CALL* SessionEnd)(TavSession_s* session);
 
-  // Slot 10. As NewEvent, for an event of `session`. For null, the event belongs to no session.
+  // Slot 10. As NewEvent, for an event of `session`.
   // Errors: "Tav: TavSessionNewEvent called with an invalid event" for a bad name; then as
   // NewEvent.
   TavEvent_s*(TAV_CALL* SessionNewEvent)(TavSession_s* session, const char* name);
@@ -517,8 +531,7 @@ typedef struct TavEntryTable {
 
   // Slot 30. As AddProductInfo, with a map or a list, which it consumes unless it is refused.
   // Errors: "Tav: TavAddProductInfoValue failed because of bad input key: %s", checked first; the
-  // value remains the caller's. A re-used value may be freed while the library still uses it: never
-  // pass a value twice.
+  // value remains the caller's.
   void(TAV_CALL* AddProductInfoValue)(const char* key, TavValue_s* value);
 
   // Slots 31 and 32. A new empty map; a new empty list. Consumed by AddProductInfoValue.
@@ -615,7 +628,7 @@ typedef struct TavEntryTable {
                                         double value);
 
   // Slot 51. As FlushAggregates, with the collection of `session`, as events of the session. Null
-  // is ignored silently.
+  // is ignored silently; any other invalid session is reported.
   void(TAV_CALL* SessionFlushAggregates)(TavSession_s* session);
 
   // Slot 52. Setting. The directory for what the library keeps on disk, in place of
@@ -668,7 +681,7 @@ typedef struct TavEntryTable {
   // Errors: "Tav: Invalid command name"; then as NewEvent.
   TavEvent_s*(TAV_CALL* NewCommandEvent)(const char* command);
 
-  // Slot 61. As NewCommandEvent, for an event of `session`. For null, it belongs to no session.
+  // Slot 61. As NewCommandEvent, for an event of `session`.
   TavEvent_s*(TAV_CALL* SessionNewCommandEvent)(TavSession_s* session, const char* command);
 
   // Slot 62. A new error event. `errorCode` is a text that is not empty, `errorMessage` a text. The
@@ -676,7 +689,7 @@ typedef struct TavEntryTable {
   // Errors: "Tav: Empty error code"; then as NewEvent.
   TavEvent_s*(TAV_CALL* NewErrorEvent)(const char* errorCode, const char* errorMessage);
 
-  // Slot 63. As NewErrorEvent, for an event of `session`. For null, it belongs to no session.
+  // Slot 63. As NewErrorEvent, for an event of `session`.
   TavEvent_s*(TAV_CALL* SessionNewErrorEvent)(TavSession_s* session,
                                               const char* errorCode,
                                               const char* errorMessage);

@@ -101,6 +101,14 @@ void AggregateCollection::Flush(const EventOwner& owner) const {
   }
 }
 
+void FlushAggregatesOf(TavSession_s& session) {
+  if (session.aggregates == nullptr) {
+    return;
+  }
+  const std::unique_ptr<AggregateCollection> flushed = std::move(session.aggregates);
+  flushed->Flush({.sessionId = session.id.View()});
+}
+
 ComponentAggregates& GlobalAggregatesOf(std::string_view component) {
   auto& global = GetLibrary().aggregates;
   if (global == nullptr) {
@@ -182,10 +190,8 @@ void TAV_CALL TavFlushAggregates() {
 
 void TAV_CALL TavSessionFlushAggregates(TavSession_s* session) {
   Boundary([&] {
-    if (session == nullptr || session->aggregates == nullptr) {
-      return;
+    if (session != nullptr && CheckSession(session, "TavSessionFlushAggregates")) {
+      FlushAggregatesOf(*session);
     }
-    const std::unique_ptr<AggregateCollection> flushed = std::move(session->aggregates);
-    flushed->Flush({.sessionId = session->id.View()});
   });
 }

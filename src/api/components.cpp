@@ -33,17 +33,19 @@ bool TAV_CALL IsVersionSupported(TavComponent_s*, int version) {
 }
 
 void TAV_CALL Release(TavComponent_s* self) {
-  if (self == nullptr || self->magic != TAV_COMPONENT_MAGIC) {
-    return;
-  }
-  // Volatile, so that the store into memory about to be freed is made: a second release sees it.
-  *const_cast<volatile uint64_t*>(&self->magic) = 0;
-  std::free(self->name);
-  std::free(self->version);
-  delete self;
+  Boundary([&] {
+    if (self == nullptr || self->magic != TAV_COMPONENT_MAGIC) {
+      return;
+    }
+    // Volatile, so that the store into memory about to be freed is made: a second release sees it.
+    *const_cast<volatile uint64_t*>(&self->magic) = 0;
+    std::free(self->name);
+    std::free(self->version);
+    delete self;
+  });
 }
 
-void TAV_CALL SetComponentName(TavComponent_s* self, const char* name, const char* version) {
+void SetNames(TavComponent_s* self, const char* name, const char* version) {
   if (self->name != nullptr) {
     LogError("Component name already set");
     return;
@@ -60,7 +62,11 @@ void TAV_CALL SetComponentName(TavComponent_s* self, const char* name, const cha
   self->version = versionCopy;
 }
 
-TavEvent_s* TAV_CALL NewEvent(TavComponent_s* self, const char* name) {
+void TAV_CALL SetComponentName(TavComponent_s* self, const char* name, const char* version) {
+  Boundary([&] { SetNames(self, name, version); });
+}
+
+TavEvent_s* MakeEvent(TavComponent_s* self, const char* name) {
   if (self->name == nullptr) {
     return TavNewEvent(name);
   }
@@ -72,6 +78,10 @@ TavEvent_s* TAV_CALL NewEvent(TavComponent_s* self, const char* name) {
   }
   SetComponent(*event, OwnerOf(*self));
   return event;
+}
+
+TavEvent_s* TAV_CALL NewEvent(TavComponent_s* self, const char* name) {
+  return Boundary<TavEvent_s*>(nullptr, [&] { return MakeEvent(self, name); });
 }
 
 void TAV_CALL AddEventProperty(TavComponent_s*,

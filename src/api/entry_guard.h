@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "model/handles.h"
+#include "platform/process.h"
 #include "util/logger.h"
 #include "util/text.h"
 
@@ -18,8 +19,14 @@ void LogOutOfMemory();
 
 // Runs an entry point's body and returns its result. An exception is logged, the call has no
 // further effect, and the result is `fallback`.
+//
+// Once the process ends, nothing is done or logged, and the result is `fallback`: the system has
+// killed the session thread, which may have held the lock of the queue, the heap or the log file.
 template <typename Result, typename Body>
 Result Boundary(Result fallback, Body&& body) noexcept {
+  if (Platform::ProcessEnding()) [[unlikely]] {
+    return fallback;
+  }
   try {
     return std::forward<Body>(body)();
   } catch (...) {
@@ -30,6 +37,9 @@ Result Boundary(Result fallback, Body&& body) noexcept {
 
 template <typename Body>
 void Boundary(Body&& body) noexcept {
+  if (Platform::ProcessEnding()) [[unlikely]] {
+    return;
+  }
   try {
     std::forward<Body>(body)();
   } catch (...) {

@@ -135,7 +135,10 @@ int Initialize(const char* productName,
 
 void Terminate() {
   Library& library = GetLibrary();
-  if (SessionManager* const manager = Manager()) {
+  if (SessionManager* const manager = Manager(); manager != nullptr && manager->Killed()) {
+    // Its locks may be held for ever and its data half changed, so it is not even freed.
+    library.sessionManager.store(nullptr, std::memory_order_release);
+  } else if (manager != nullptr) {
     TAV_DEBUG("TavTerminate. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
     manager->SuspendForTermination();
     TavFlushAggregates();

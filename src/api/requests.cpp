@@ -52,11 +52,11 @@ int TAV_CALL TavCommit() {
 }
 
 void TAV_CALL TavGetEndpointIdentifier(char* buffer, size_t bufferSize) {
+  if (buffer == nullptr || bufferSize == 0) {
+    return;
+  }
+  buffer[0] = '\0';
   Boundary([&] {
-    if (buffer == nullptr || bufferSize == 0) {
-      return;
-    }
-    buffer[0] = '\0';
     SessionManager* const manager = Manager();
     if (manager == nullptr) {
       return;
@@ -94,7 +94,7 @@ void TAV_CALL TavPushData(const char* data) {
 }
 
 void TAV_CALL TavFreeData(void* data) {
-  std::free(data);
+  Boundary([&] { std::free(data); });
 }
 
 const char* TAV_CALL TavGetVersion() {

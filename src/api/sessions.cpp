@@ -6,6 +6,7 @@
 #include "api/library.h"
 #include "model/record_keys.h"
 #include "session/session_manager.h"
+#include "util/handle_pool.h"
 #include "util/logger.h"
 
 using namespace Tav;
@@ -19,6 +20,9 @@ TavSession_s::~TavSession_s() {
 
 namespace {
 
+// The record of each live session. Pointers from hosts are looked up here before they are used.
+constinit HandlePool<TavSession_s> sessions;
+
 bool Check(bool isGood, const char* entryPoint) {
   if (!isGood) {
     LogError("Tav: %s called with an invalid session", entryPoint);
@@ -27,7 +31,7 @@ bool Check(bool isGood, const char* entryPoint) {
 }
 
 bool CheckOpen(const TavSession_s* session, const char* entryPoint) {
-  return Check(session != nullptr && session->magic == kSessionOpen, entryPoint);
+  return Check(sessions.IsLive(session) && session->magic == kSessionOpen, entryPoint);
 }
 
 bool CheckPlace(std::string_view place, const char* entryPoint) {
@@ -53,15 +57,38 @@ void LogPlace(std::string_view place, std::string_view sessionId, const char* en
   }
 }
 
+struct FreeSession {
+  void operator()(TavSession_s* session) const {
+    session->~TavSession_s();
+    sessions.Release(session);
+  }
+};
+
+TavSession_s* BeginSession() {
+  void* const memory = sessions.Acquire();
+  if (memory == nullptr) {
+    LogOutOfMemory();
+    return nullptr;
+  }
+  auto* const session = ::new (memory) TavSession_s;
+  if (SessionManager* const manager = RequireManager("TavSessionBegin")) {
+    LogMarker(*manager, Key::kSessionBegin, session->id.View());
+  }
+  return session;
+}
+
 void EndSession(TavSession_s* session) {
   constexpr char kEntryPoint[] = "TavSessionEnd";
-  // Freed whatever the checks say.
-  const std::unique_ptr<TavSession_s> owned(session);
-  if (!CheckOpen(session, kEntryPoint)) {
+  if (!Check(sessions.Claim(session), kEntryPoint)) {
+    return;
+  }
+  // A live session is freed whatever the other checks say.
+  const std::unique_ptr<TavSession_s, FreeSession> owned(session);
+  if (!Check(session->magic == kSessionOpen, kEntryPoint)) {
     return;
   }
   if (SessionManager* const manager = RequireManager(kEntryPoint)) {
-    TavSessionFlushAggregates(session);
+    FlushAggregatesOf(*session);
     LogMarker(*manager, Key::kSessionEnd, session->id.View());
   }
 }
@@ -71,23 +98,21 @@ void EndSession(TavSession_s* session) {
 namespace Tav {
 
 bool CheckSession(const TavSession_s* session, const char* entryPoint) {
-  return Check(session != nullptr, entryPoint);
+  return Check(sessions.IsLive(session), entryPoint);
 }
 
 std::string_view SessionIdOf(const TavSession_s* session, const char* entryPoint) {
   return CheckSession(session, entryPoint) ? session->id.View() : std::string_view();
 }
 
+size_t LiveSessions() {
+  return sessions.LiveCount();
+}
+
 }  // namespace Tav
 
 TavSession_s* TAV_CALL TavSessionBegin() {
-  return Boundary<TavSession_s*>(nullptr, [] {
-    auto* const session = new TavSession_s;
-    if (SessionManager* const manager = RequireManager("TavSessionBegin")) {
-      LogMarker(*manager, Key::kSessionBegin, session->id.View());
-    }
-    return session;
-  });
+  return Boundary<TavSession_s*>(nullptr, [] { return BeginSession(); });
 }
 
 void TAV_CALL TavSessionEnd(TavSession_s* session) {

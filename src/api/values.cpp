@@ -27,15 +27,15 @@ PendingProductValues& Pending() {
 // A handle of kind map whose payload is the single value itself.
 TavValue_s* MakeSingleValue(std::string_view key, const EnvValue& value) {
   UseArenasForJson();
-  auto handle = std::make_unique<TavValue_s>(HandleKind::Map);
-  handle->name.Assign(key, nullptr);
-  handle->payload =
-      value.type == EnvType::String ? MakeJsonString(value.text) : JsonPtr(json_real(value.number));
-  if (!handle->payload) {
+  TavValue_s* const handle =
+      CreateSingleValue(value.type == EnvType::String ? MakeJsonString(value.text)
+                                                      : JsonPtr(json_real(value.number)));
+  if (handle == nullptr) {
     LogWarning("No json object to add");
     return nullptr;
   }
-  return handle.release();
+  handle->name.Assign(key, nullptr);
+  return handle;
 }
 
 // Passes the value to the running session manager, or keeps it for the next initialisation.
@@ -93,11 +93,9 @@ void AddHostMapOrList(const char* key, TavValue_s* value) {
     LogError("Tav: TavAddProductInfoValue failed because of bad input key: %s", OrEmpty(key));
     return;
   }
-  if (!CheckLive(value, kEntryPoint, "value")) {
-    FreeHandle(value);  // a consumed value; nothing else
-    return;
-  }
-  if (CheckArgument(IsValueKind(value->kind), kEntryPoint, "value")) {
+  // A consumed value is left alone: the queue may still own it.
+  if (CheckLive(value, kEntryPoint, "value") &&
+      CheckArgument(IsValueKind(value->kind), kEntryPoint, "value")) {
     AddMapOrList(keyText.View(), value);
   }
 }

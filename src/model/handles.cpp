@@ -5,7 +5,14 @@
 
 #include "model/event_size.h"
 #include "util/arena.h"
+#include "util/handle_pool.h"
 #include "util/logger.h"
+
+namespace {
+
+constinit Tav::HandlePool<TavValue_s> values;
+
+}  // namespace
 
 // Arena::Allocate aligns to 8.
 static_assert(alignof(TavEvent_s) <= 8);
@@ -13,7 +20,11 @@ static_assert(alignof(TavEvent_s) <= 8);
 TavValue_s::~TavValue_s() {
   // Volatile, because a store into an object at the end of its life is otherwise optimised away,
   // and a stale handle could no longer be told from a live one.
-  *const_cast<volatile uint32_t*>(&magic) = 0;
+  static_cast<volatile std::atomic<uint32_t>&>(magic).store(0, std::memory_order_relaxed);
+}
+
+void TavValue_s::operator delete(void* value) {
+  values.Release(value);
 }
 
 void TavEvent_s::operator delete(TavEvent_s* event, std::destroying_delete_t) {
@@ -23,6 +34,20 @@ void TavEvent_s::operator delete(TavEvent_s* event, std::destroying_delete_t) {
 }
 
 namespace Tav {
+
+namespace {
+
+TavValue_s* MakeValue(HandleKind kind, JsonPtr payload) {
+  void* const memory = payload ? values.Acquire() : nullptr;
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  auto* const value = ::new (memory) TavValue_s(kind);
+  value->payload = std::move(payload);
+  return value;
+}
+
+}  // namespace
 
 bool HandleText::Assign(std::string_view text, Arena* arena) {
   Clear();
@@ -58,7 +83,7 @@ TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view
     Arena::Destroy(arena);
     return nullptr;
   }
-  auto* const event = new (memory) TavEvent_s(kind, arena);
+  auto* const event = ::new (memory) TavEvent_s(kind, arena);
   if (!event->name.Assign(name, arena) || !event->sessionId.Assign(sessionId, arena)) {
     delete event;
     return nullptr;
@@ -69,15 +94,15 @@ TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view
 
 TavValue_s* CreateValue(HandleKind kind) {
   UseArenasForJson();
-  JsonPtr members(json_object());
-  if (!members) {
-    return nullptr;
-  }
-  auto* const value = new (std::nothrow) TavValue_s(kind);
-  if (value != nullptr) {
-    value->payload = std::move(members);
-  }
-  return value;
+  return MakeValue(kind, JsonPtr(json_object()));
+}
+
+TavValue_s* CreateSingleValue(JsonPtr payload) {
+  return MakeValue(HandleKind::Map, std::move(payload));
+}
+
+size_t LiveValues() {
+  return values.LiveCount();
 }
 
 void FreeHandle(TavValue_s* handle) {

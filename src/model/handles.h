@@ -1,10 +1,12 @@
 // The objects behind the opaque event and value handles that the host holds.
 //
-// A handle is recognised by its magic word, not by a registry: live while the host owns it, handed
-// over once the session manager owns it, zero when destroyed. Reading the magic of a freed handle
-// is the accepted price; a host must not reuse handles.
+// A handle is recognised by its magic word: live while the host owns it, handed over once the
+// session manager owns it, zero when destroyed. The magic of a freed value stays readable: values
+// are in a HandlePool. That of a freed event does until its pool block is used again or returned to
+// the system; a host must not reuse events.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -80,7 +82,12 @@ struct TavValue_s {
   TavValue_s(const TavValue_s&) = delete;
   TavValue_s& operator=(const TavValue_s&) = delete;
 
-  uint32_t magic = Tav::kHandleLive;
+  // Made by Tav::CreateValue and Tav::CreateSingleValue only.
+  static void* operator new(size_t) = delete;
+  static void operator delete(void* value);
+
+  // Atomic because a host may pass a spent value while the session thread destroys it.
+  std::atomic<uint32_t> magic{Tav::kHandleLive};
   Tav::JsonPtr payload;  // members or properties; null until an event's first property
   Tav::HandleKind kind;
   Tav::HandleText name;
@@ -117,6 +124,13 @@ TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view
 
 // A map or list value with an empty name and an empty JSON object. Null when memory runs out.
 TavValue_s* CreateValue(HandleKind kind);
+
+// A handle of kind map whose payload is a single value itself. Null without a payload or when
+// memory runs out.
+TavValue_s* CreateSingleValue(JsonPtr payload);
+
+// The values that exist, for tests: no leak checker looks into the pool.
+size_t LiveValues();
 
 // Frees a handle whose magic is live or consumed; leaves anything else alone. Null is allowed.
 void FreeHandle(TavValue_s* handle);

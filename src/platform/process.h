@@ -11,6 +11,12 @@ int ProcessId();
 int CurrentProcessor();
 long CurrentThreadId();
 
+// True once the system has killed the process's other threads because the process ends, while DLLs
+// still run their static destructors. A lock that a killed thread held is never released. Costs a
+// few nanoseconds and keeps the last error. Always false where exit runs them before it stops the
+// threads.
+bool ProcessEnding();
+
 // The value of an environment variable, or nothing if it is not set; it may be set to an empty
 // text. UTF-8. Keeps the last error.
 std::optional<std::string> Environment(const char* name);

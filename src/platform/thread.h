@@ -40,7 +40,12 @@ class StaticLock {
 };
 
 // Windows' numbers.
-enum class WaitResult : uint32_t { Signalled = 0, TimedOut = 258, Failed = 0xFFFFFFFF };
+enum class WaitResult : uint32_t {
+  Signalled = 0,
+  ThreadEnded = 1,  // of WaitForEvent only
+  TimedOut = 258,
+  Failed = 0xFFFFFFFF
+};
 
 // An auto-reset event, initially not signalled: one Set releases one Wait. A Set without a waiter
 // is kept for the next Wait; further ones are ignored until then. Any thread may call Set and Wait.
@@ -58,6 +63,8 @@ class AutoResetEvent {
   WaitResult Wait(int milliseconds);
 
  private:
+  friend class NativeThread;
+
   void* impl_;
 };
 
@@ -80,6 +87,11 @@ class NativeThread {
   // Waits for the end of the thread; a negative time waits without limit. May be called repeatedly.
   // Failed if no thread was started.
   WaitResult Join(int milliseconds);
+
+  // Waits for the event, or for the end of the thread by whatever means: then ThreadEnded, unless
+  // the event is set. A negative time waits without limit. Threads that wait at the same time must
+  // wait for the same event. If no thread was started, waits for the event only.
+  WaitResult WaitForEvent(AutoResetEvent& event, int milliseconds);
 
   bool Valid() const { return impl_ != nullptr; }
 

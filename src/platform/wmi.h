@@ -3,6 +3,9 @@
 //
 // Every step except Next may block for minutes on a machine that has just started. Use a source on
 // a thread that no other thread has to wait for.
+//
+// Open connects to another process. If the host has not called CoInitializeSecurity by then, COM
+// sets the security of the process to its default, for good. No setting of a proxy prevents that.
 #pragma once
 
 #include <memory>

@@ -1,5 +1,6 @@
 #include "session/breadcrumbs.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "model/handles.h"
@@ -13,60 +14,69 @@ void Breadcrumbs::Update(TavEvent_s& event) {
   const std::string_view session = event.sessionId.View();
   const std::string_view name = event.name.View();
   if (event.kind == HandleKind::Command) {
-    SaveCommand(session,
-                JsonStringView(json_object_get(event.payload.Get(), Key::kCommandName.data())));
+    Save(Crumb::Command, session,
+         JsonStringView(json_object_get(event.payload.Get(), Key::kCommandName.data())));
   } else if (event.kind == HandleKind::Error) {
     AttachTo(event);
   } else if (event.kind == HandleKind::Marker) {
     if (name == Key::kSessionEnd) {
-      Forget(session);
+      const auto ended = sessions_.find(session);
+      if (ended != sessions_.end()) {
+        sessions_.erase(ended);
+      }
     } else if (name != Key::kSessionBegin && name != Key::kIdle) {
-      SavePlace(session, name);
+      Save(Crumb::Place, session, name);
     }
   }
 }
 
-void Breadcrumbs::SavePlace(std::string_view sessionId, std::string_view place) {
-  Save(places_, false, sessionId, place);
-}
-
-void Breadcrumbs::SaveCommand(std::string_view sessionId, std::string_view command) {
-  Save(commands_, true, sessionId, command);
-}
-
-void Breadcrumbs::Save(Sessions& sessions,
-                       bool isCommand,
-                       std::string_view sessionId,
-                       std::string_view name) {
+void Breadcrumbs::Save(Crumb crumb, std::string_view sessionId, std::string_view name) {
   if (sessionId.empty() || name.empty() || length_ <= 0) {
     return;
   }
-  auto found = sessions.find(sessionId);
-  if (found == sessions.end()) {
-    found = sessions.emplace(std::string(sessionId), Names()).first;
-  }
-  Names& names = found->second;
+  const bool isCommand = crumb == Crumb::Command;
+  Trail& trail = TrailOf(sessionId);
+  Names& names = isCommand ? trail.commands : trail.places;
   names.emplace_back(name);
   if (names.size() > static_cast<size_t>(length_)) {
     names.pop_front();
   }
-  TAV_TRACE("SM: SaveList: %s: %s, sessID: %s", isCommand ? "Command" : "Place",
-            names.back().c_str(), found->first.c_str());
+  TAV_TRACE("SM: SaveList: %s: %s, sessID: %.*s", isCommand ? "Command" : "Place",
+            names.back().c_str(), static_cast<int>(sessionId.size()), sessionId.data());
 }
 
-void Breadcrumbs::AttachTo(TavEvent_s& errorEvent) const {
-  if (length_ <= 0) {
+Breadcrumbs::Trail& Breadcrumbs::TrailOf(std::string_view sessionId) {
+  auto found = sessions_.find(sessionId);
+  if (found == sessions_.end()) {
+    if (sessions_.size() >= kMaxSessions) {
+      ForgetLeastRecentlyUsed();
+    }
+    found = sessions_.emplace(std::string(sessionId), Trail()).first;
+  }
+  found->second.lastUse = ++uses_;
+  return found->second;
+}
+
+void Breadcrumbs::ForgetLeastRecentlyUsed() {
+  sessions_.erase(std::min_element(
+      sessions_.begin(), sessions_.end(),
+      [](const auto& a, const auto& b) { return a.second.lastUse < b.second.lastUse; }));
+}
+
+void Breadcrumbs::AttachTo(TavEvent_s& errorEvent) {
+  const auto found = sessions_.find(errorEvent.sessionId.View());
+  if (length_ <= 0 || found == sessions_.end()) {
     return;
   }
-  const auto places = places_.find(errorEvent.sessionId.View());
-  if (places != places_.end()) {
+  Trail& trail = found->second;
+  trail.lastUse = ++uses_;
+  if (!trail.places.empty()) {
     TAV_DEBUG("SM: Attaching saved places to error event...");
-    Attach(errorEvent, Key::kPlaces, places->second);
+    Attach(errorEvent, Key::kPlaces, trail.places);
   }
-  const auto commands = commands_.find(errorEvent.sessionId.View());
-  if (commands != commands_.end()) {
+  if (!trail.commands.empty()) {
     TAV_DEBUG("SM: Attaching saved commands to error event...");
-    Attach(errorEvent, Key::kCommands, commands->second);
+    Attach(errorEvent, Key::kCommands, trail.commands);
   }
 }
 
@@ -82,15 +92,6 @@ void Breadcrumbs::Attach(TavEvent_s& event, std::string_view key, const Names& n
   }
   if (!SetJsonMember(event.payload.Get(), key, std::move(list))) {
     LogWarning("Failed to add object to json map");
-  }
-}
-
-void Breadcrumbs::Forget(std::string_view sessionId) {
-  for (Sessions* sessions : {&places_, &commands_}) {
-    const auto found = sessions->find(sessionId);
-    if (found != sessions->end()) {
-      sessions->erase(found);
-    }
   }
 }
 

@@ -1,6 +1,8 @@
 // Breadcrumbs: the recent places and commands of each session, attached to its errors.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <string>
@@ -13,6 +15,11 @@ namespace Tav {
 // Session thread only.
 class Breadcrumbs {
  public:
+  // Sessions remembered at most. The end of a session is not reported when markers are switched
+  // off, so sessions must also be forgotten without it: the one that was not used for the longest
+  // time goes first.
+  static constexpr size_t kMaxSessions = 256;
+
   // The maximum of places, and of commands, per session; 0 or less for none.
   void SetLength(int length) { length_ = length; }
 
@@ -22,18 +29,23 @@ class Breadcrumbs {
 
  private:
   using Names = std::deque<std::string>;  // oldest first
-  using Sessions = std::map<std::string, Names, std::less<>>;
+  struct Trail {
+    Names places;
+    Names commands;
+    uint64_t lastUse = 0;  // a value of uses_
+  };
 
-  void SavePlace(std::string_view sessionId, std::string_view place);
-  void SaveCommand(std::string_view sessionId, std::string_view command);
-  void AttachTo(TavEvent_s& errorEvent) const;
-  void Forget(std::string_view sessionId);
-  void Save(Sessions& sessions, bool isCommand, std::string_view sessionId, std::string_view name);
+  enum class Crumb { Place, Command };
+
+  void Save(Crumb crumb, std::string_view sessionId, std::string_view name);
+  Trail& TrailOf(std::string_view sessionId);
+  void ForgetLeastRecentlyUsed();
+  void AttachTo(TavEvent_s& errorEvent);
   static void Attach(TavEvent_s& event, std::string_view key, const Names& names);
 
   int length_ = 0;
-  Sessions places_;
-  Sessions commands_;
+  uint64_t uses_ = 0;
+  std::map<std::string, Trail, std::less<>> sessions_;
 };
 
 }  // namespace Tav

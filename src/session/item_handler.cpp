@@ -91,7 +91,6 @@ void ItemHandler::OnEvent(WorkItemPtr item, int64_t now) {
 
 void ItemHandler::OnCommit() {
   TAV_DEBUG("SM: Commit. Processing event list. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  requests_.commit = CommitResult::NotSent;
   delivery_.ProcessEventList(true);
   if (delivery_.SendToServer()) {
     requests_.commit = CommitResult::Sent;

@@ -116,10 +116,15 @@ void SessionManager::ChangeProductEnv(TavValue_s* value) {
 
 // Queues a request and waits until it is answered. `prepare` writes its arguments and `take` reads
 // its answer. From the one to the other it is this request's turn, and nothing is logged: the
-// host's sink may wait for a thread that waits for its turn. False when no answer can come, because
-// memory ran out or the session thread has ended.
+// host's sink may wait for a thread that waits for its turn.
 template <typename Prepare, typename Take>
-bool SessionManager::Ask(ItemCode code, const char* caller, Prepare prepare, Take take) {
+SessionManager::Answer SessionManager::Ask(ItemCode code,
+                                           const char* caller,
+                                           Prepare prepare,
+                                           Take take) {
+  if (Killed()) {
+    return Answer::Killed;
+  }
   const bool isSync = code == ItemCode::Sync;
   TAV_DEBUG("SM: %s. Adding %s. Pid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "Sync" : caller,
             TAV_WHERE);
@@ -129,39 +134,48 @@ bool SessionManager::Ask(ItemCode code, const char* caller, Prepare prepare, Tak
   if (item != nullptr) {
     LogWaitReady(-1);
   }
-  std::optional<Platform::WaitResult> answered;
+  std::optional<Platform::WaitResult> result;
   {
     const std::lock_guard turn(requestLock_);
     if (item != nullptr && Running()) {
       prepare();
       queue_.AddItem(std::move(item), Urgency::Now);
-      answered = AwaitReady(-1);
+      result = AwaitReady(-1);
+      if (*result == Platform::WaitResult::ThreadEnded && Killed()) {
+        return Answer::Killed;
+      }
     }
     take();
   }
-  if (answered) {
-    LogReady(*answered);
+  if (!result) {
+    return Answer::None;
   }
-  return answered.has_value();
+  LogReady(*result);
+  return Answer::Given;
 }
 
 template <typename Take>
-bool SessionManager::Ask(ItemCode code, const char* caller, Take take) {
+SessionManager::Answer SessionManager::Ask(ItemCode code, const char* caller, Take take) {
   return Ask(code, caller, [] {}, take);
 }
 
 CommitResult SessionManager::Commit() {
   CommitResult result = CommitResult::NotSent;
-  const bool asked =
-      Ask(ItemCode::Commit, "Commit", [&] { result = sessionThread_->Requests().commit; });
+  RequestData& requests = sessionThread_->Requests();
+  const Answer answer = Ask(
+      ItemCode::Commit, "Commit", [&] { requests.commit = CommitResult::NotSent; },
+      [&] { result = requests.commit; });
+  if (answer == Answer::Killed) {
+    return CommitResult::NotSent;
+  }
   TAV_DEBUG("SM: Commit. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  return asked ? result : CommitResult::NotSent;
+  return answer == Answer::Given ? result : CommitResult::NotSent;
 }
 
 // Without memory for the copy, the block stays for the next caller.
 char* SessionManager::PullData() {
   char* block = nullptr;
-  Ask(ItemCode::PullData, "PullData", [&] {
+  const Answer answer = Ask(ItemCode::PullData, "PullData", [&] {
     std::string& pulled = sessionThread_->Requests().pulledBlock;
     block = pulled.empty() ? nullptr : static_cast<char*>(std::malloc(pulled.size() + 1));
     if (block != nullptr) {
@@ -169,20 +183,29 @@ char* SessionManager::PullData() {
       pulled.clear();
     }
   });
+  if (answer == Answer::Killed) {
+    return nullptr;
+  }
   TAV_DEBUG("SM: PullData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   return block;
 }
 
 void SessionManager::PushData(std::string_view block) {
-  Ask(
+  const Answer answer = Ask(
       ItemCode::PushData, "PushData", [&] { sessionThread_->Requests().pushedBlock = block; },
       [] {});
+  if (answer == Answer::Killed) {
+    return;
+  }
   TAV_DEBUG("SM: PushData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
 std::string SessionManager::GetEndpointInstance() {
   std::string id;
-  Ask(ItemCode::Sync, "GetEndpointInstance", [&] { id = sessionThread_->EndpointId(); });
+  if (Ask(ItemCode::Sync, "GetEndpointInstance", [&] { id = sessionThread_->EndpointId(); }) ==
+      Answer::Killed) {
+    return {};
+  }
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",
             id.c_str(), TAV_WHERE);
   return id;
@@ -199,8 +222,11 @@ long SessionManager::GetLastActiveTime() {
 
 long SessionManager::AskDay(const char* caller, const char* name, DayStamp stamp) {
   long day = 0;
-  Ask(ItemCode::Sync, caller,
-      [&] { day = static_cast<long>((sessionThread_->Stamps().*stamp)()); });
+  if (Ask(ItemCode::Sync, caller, [&] {
+        day = static_cast<long>((sessionThread_->Stamps().*stamp)());
+      }) == Answer::Killed) {
+    return -1;
+  }
   TAV_DEBUG("SM: %s. Waiting done. %s: %ld, Pid: %d, CpuId: %d, Tid: %ld", caller, name, day,
             TAV_WHERE);
   return day;

@@ -36,8 +36,8 @@ class SessionManager final : public Thread {
   void ChangeProductEnv(TavValue_s* value);
 
   // Synchronous requests. Each waits, without limit, until the session thread has handled all
-  // earlier items and the request itself, which may include a send. Concurrent requests are served
-  // one after another.
+  // earlier items and the request itself, which may include a send, or has ended. Concurrent
+  // requests are served one after another. If the thread was killed: not sent, null, empty, -1.
   CommitResult Commit();
   // Removes the oldest record and returns it as a data block, which the caller frees with
   // std::free. Null when there is none.
@@ -65,11 +65,15 @@ class SessionManager final : public Thread {
   void Main() override;
 
  private:
+  // None: memory ran out, or the session thread has ended. Killed: it may have held any lock, that
+  // of the log file included, so the caller does nothing more.
+  enum class Answer { Given, None, Killed };
+
   void Queue(ItemCode code);
   template <typename Prepare, typename Take>
-  bool Ask(ItemCode code, const char* caller, Prepare prepare, Take take);
+  Answer Ask(ItemCode code, const char* caller, Prepare prepare, Take take);
   template <typename Take>
-  bool Ask(ItemCode code, const char* caller, Take take);
+  Answer Ask(ItemCode code, const char* caller, Take take);
   using DayStamp = int64_t (DayStamps::*)() const;
   long AskDay(const char* caller, const char* name, DayStamp stamp);
 

@@ -86,9 +86,11 @@ void Thread::Wait(int milliseconds, WaitFor what) {
   }
 }
 
-void Thread::WaitReady(int milliseconds) {
+bool Thread::WaitReady(int milliseconds) {
   LogWaitReady(milliseconds);
-  LogReady(AwaitReady(milliseconds));
+  const Platform::WaitResult result = AwaitReady(milliseconds);
+  LogReady(result);
+  return result != Platform::WaitResult::ThreadEnded;
 }
 
 void Thread::LogWaitReady(int milliseconds) const {
@@ -106,7 +108,7 @@ Platform::WaitResult Thread::AwaitReady(int milliseconds) {
   if (delay > 0) {
     Platform::SleepMilliseconds(delay);
   }
-  return ready_.Wait(milliseconds);
+  return native_.WaitForEvent(ready_, milliseconds);
 }
 
 void Thread::LogReady(Platform::WaitResult result) {
@@ -115,6 +117,8 @@ void Thread::LogReady(Platform::WaitResult result) {
       TAV_DEBUG("TH: WaitReady. Waiting done. Pid: %d, CpuId: %d, Tid: %ld, sts: %d", TAV_WHERE,
                 static_cast<int>(result));
       break;
+    case Platform::WaitResult::ThreadEnded:
+      break;  // not logged: the thread may have been killed while it wrote a line
     case Platform::WaitResult::TimedOut:
       LogError("TH: WaitReady. ***ERROR*** timed out. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
       break;

@@ -35,8 +35,9 @@ class Thread {
   void Wait(int milliseconds, WaitFor what);
 
   // Called by a host's thread that has queued a synchronous request: waits for the ready event, a
-  // negative time without limit. The caller then reads the answer from the derived object.
-  void WaitReady(int milliseconds);
+  // negative time without limit. The caller then reads the answer from the derived object. False
+  // if the thread has ended without setting the event: there is no answer.
+  bool WaitReady(int milliseconds);
   // The steps of WaitReady. A caller that takes turns with other threads does so for the second
   // one, which logs nothing.
   void LogWaitReady(int milliseconds) const;
@@ -52,6 +53,9 @@ class Thread {
   bool Running() const { return running_.load(std::memory_order_acquire); }
   // True if the native thread has ended or was never started.
   bool Ended();
+  // True if the native thread has ended in the middle of its body, which only its end from outside
+  // can do. It may have held any lock.
+  bool Killed() { return native_.Valid() && Ended() && Running(); }
   // True while any thread of this class in the process runs or holds its reference, detached ones
   // included.
   static bool AnyRunning();

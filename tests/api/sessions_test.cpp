@@ -76,7 +76,8 @@ TEST_F(SessionsTest, InvalidSessionsAreReportedAndStillFreed) {
   for (TavSession_s* const invalid : {session, static_cast<TavSession_s*>(nullptr)}) {
     tav.SessionLogPlace(invalid, "place");
     tav.SessionLogIdle(invalid);
-    tav.SessionEnd(invalid);  // a leak checker tells whether it frees
+    tav.SessionEnd(invalid);
+    EXPECT_EQ(LiveSessions(), 0u);
     EXPECT_EQ(Complaints(), (Lines{"error: Tav: TavSessionLogPlace called with an invalid session",
                                    "error: Tav: TavSessionLogIdle called with an invalid session",
                                    "error: Tav: TavSessionEnd called with an invalid session"}));
@@ -84,6 +85,60 @@ TEST_F(SessionsTest, InvalidSessionsAreReportedAndStillFreed) {
   Stop();
   EXPECT_TRUE(EventsNamed("place").empty() && EventsNamed("$e").empty() &&
               EventsNamed("menu").empty());
+}
+
+TEST_F(SessionsTest, AnEndedSessionIsReportedAndLeftAlone) {
+  Start();
+  TavSession_s* const ended = tav.SessionBegin();
+  TavSession_s* const open = tav.SessionBegin();
+  tav.SessionEnd(ended);
+  TavSession_s* const later = tav.SessionBegin();
+  tav.SessionLogPlace(ended, "place");
+  tav.SessionLogIdle(ended);
+  tav.SessionIncrementCounter(ended, "menu", "open");
+  tav.SessionAggregateValue(ended, "load", "cpu", 1);
+  tav.SessionFlushAggregates(ended);
+  tav.LogEvent(tav.SessionNewEvent(ended, "event"));
+  tav.LogEvent(tav.SessionNewCommandEvent(ended, "command"));
+  tav.LogEvent(tav.SessionNewErrorEvent(ended, "code", ""));
+  tav.SessionEnd(ended);
+  Lines expected;
+  for (const char* const slot :
+       {"LogPlace", "LogIdle", "IncrementCounter", "AggregateValue", "FlushAggregates", "NewEvent",
+        "NewCommandEvent", "NewErrorEvent", "End"}) {
+    expected.push_back(std::string("error: Tav: TavSession") + slot +
+                       " called with an invalid session");
+  }
+  EXPECT_EQ(Complaints(), expected);
+  EXPECT_EQ(LiveSessions(), 2u);
+  tav.SessionEnd(later);
+  tav.SessionEnd(open);
+  EXPECT_EQ(Complaints(), Lines{});
+  EXPECT_EQ(LiveSessions(), 0u);
+  Stop();
+  EXPECT_EQ(EventsNamed("$b").size(), 4u);
+  EXPECT_EQ(EventsNamed("$e").size(), 4u);
+  EXPECT_EQ(EventsNamed("place").size() + EventsNamed("menu").size(), 0u);
+  EXPECT_EQ(EventsNamed("event").size(), 1u);
+}
+
+TEST_F(SessionsTest, WhatIsNoSessionIsNotEndedAsOne) {
+  Start();
+  TavEvent_s* const event = tav.NewEvent("event");
+  TavValue_s* const value = tav.NewMapValue();
+  TavSession_s* const session = tav.SessionBegin();
+  for (void* const pointer :
+       {static_cast<void*>(event), static_cast<void*>(value), static_cast<void*>(&session->id)}) {
+    tav.SessionEnd(static_cast<TavSession_s*>(pointer));
+    EXPECT_EQ(Complaints(), Lines{"error: Tav: TavSessionEnd called with an invalid session"});
+  }
+  tav.AddStringValue(value, "n", "v");
+  tav.AddProductInfoValue("Key", value);
+  tav.LogEvent(event);
+  tav.SessionEnd(session);
+  Stop();
+  EXPECT_EQ(Complaints(), Lines{});
+  EXPECT_EQ(EventsNamed("event").size(), 1u);
 }
 
 TEST_F(SessionsTest, EventsOfANullSessionBelongToTheImpliedOne) {

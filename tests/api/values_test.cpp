@@ -1,4 +1,6 @@
+#include <atomic>
 #include <string>
+#include <utility>
 
 #include "model/handles.h"
 #include "support/records.h"
@@ -8,6 +10,32 @@ namespace Tav::Testing {
 namespace {
 
 using ValuesTest = TableTest;
+
+// Stops the session thread in front of all values that are handed over after Initialize.
+class ClosedGate {
+ public:
+  explicit ClosedGate(const TavEntryTable& tav) {
+    open = false;
+    tav.SetLineSink(TavSinkPointer(Receive));
+  }
+  ~ClosedGate() { Open(); }
+  ClosedGate(const ClosedGate&) = delete;
+  ClosedGate& operator=(const ClosedGate&) = delete;
+
+  static void Open() {
+    open = true;
+    open.notify_all();
+  }
+
+ private:
+  static void TAV_CALL Receive(const char* line) {
+    if (std::string_view(line).ends_with(" SM: Client")) {
+      open.wait(false);
+    }
+  }
+
+  static inline std::atomic<bool> open{true};
+};
 
 TEST_F(ValuesTest, EveryMisuseHasItsMessage) {
   TavValue_s* const map = tav.NewMapValue();
@@ -32,9 +60,9 @@ TEST_F(ValuesTest, EveryMisuseHasItsMessage) {
   tav.AddStringValue(map, "n", "v");
   tav.AddNumericValue(map, "n", 1);
   tav.AddListValue(list, "i");
-  // Frees both, as a leak checker sees.
   tav.AddProductInfoValue("Key", map);
   tav.AddProductInfoValue("Key", list);
+  EXPECT_EQ(LiveValues(), 2u);
   EXPECT_EQ(Complaints(),
             (Lines{"error: Tav: TavAddStringValue called with a null map",
                    "error: Tav: TavAddStringValue called with a bad map",
@@ -56,6 +84,35 @@ TEST_F(ValuesTest, EveryMisuseHasItsMessage) {
                    "error: Tav: TavAddProductInfoValue called with a re-used value",
                    "error: Tav: TavAddProductInfoValue called with a re-used value"}));
   FreeHandle(event);
+  FreeHandle(map);
+  FreeHandle(list);
+}
+
+TEST_F(ValuesTest, AValueHandedOverTwiceIsSentOnce) {
+  ClosedGate gate(tav);
+  Start();
+  TavValue_s* const list = tav.NewListValue();
+  tav.AddListValue(list, "a");
+  tav.AddProductInfoValue("List", list);
+  const std::string reused = "error: Tav: TavAddProductInfoValue called with a re-used value";
+  tav.AddProductInfoValue("List", list);
+  EXPECT_EQ(Complaints(), Lines{reused});
+  EXPECT_EQ(LiveValues(), 1u) << "the queue owns the value";
+  gate.Open();
+  EXPECT_EQ(tav.Commit(), 0);
+  EXPECT_EQ(LiveValues(), 0u);
+  ASSERT_EQ(Records().size(), 1u);
+  const JsonPtr record = std::move(Records().back());
+  EXPECT_NE(json_object_get(json_object_get(record.Get(), "pe"), "List:a"), nullptr);
+
+  // A value that the session thread has freed is recognised, and is no later value.
+  TavValue_s* const next = tav.NewListValue();
+  tav.AddProductInfoValue("List", list);
+  tav.AddListValue(list, "b");
+  EXPECT_EQ(Complaints(),
+            (Lines{reused, "error: Tav: TavAddListValue called with a re-used list"}));
+  EXPECT_EQ(LiveValues(), 1u);
+  FreeHandle(next);
 }
 
 // A list is an object with its items as keys; of a known product only what changed is sent.

@@ -12,6 +12,12 @@
 #include "platform/error.h"
 #include "platform/process.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <pthread.h>
+#endif
+
 namespace Tav::Platform {
 namespace {
 
@@ -135,6 +141,39 @@ TEST(NativeThreadTest, OutlivesItsObject) {
   }
   held.release.Set();
   EXPECT_EQ(held.left.Wait(kLongEnough), WaitResult::Signalled);
+}
+
+void ExitInTheMiddle(void* argument) {
+  StayUntilReleased(argument);
+#ifdef _WIN32
+  ExitThread(0);
+#else
+  pthread_exit(nullptr);
+#endif
+}
+
+TEST(NativeThreadTest, AWaitForAnEventEndsWithTheThread) {
+  AutoResetEvent event;
+  NativeThread none;
+  EXPECT_EQ(none.WaitForEvent(event, 0), WaitResult::TimedOut);
+  Held held;
+  NativeThread thread;
+  ASSERT_TRUE(thread.Start(ExitInTheMiddle, &held));
+  EXPECT_EQ(thread.WaitForEvent(event, 5), WaitResult::TimedOut);
+  event.Set();
+  EXPECT_EQ(thread.WaitForEvent(event, -1), WaitResult::Signalled);
+  std::vector<std::thread> hosts;
+  for (int i = 0; i < 3; ++i) {
+    hosts.emplace_back([&] { EXPECT_EQ(thread.WaitForEvent(event, -1), WaitResult::ThreadEnded); });
+  }
+  held.release.Set();
+  for (std::thread& host : hosts) {
+    host.join();
+  }
+  EXPECT_EQ(thread.Join(0), WaitResult::Signalled);
+  event.Set();
+  EXPECT_EQ(thread.WaitForEvent(event, -1), WaitResult::Signalled);
+  EXPECT_FALSE(ProcessEnding());
 }
 
 TEST(TlsSlotTest, HoldsAValueForEachThread) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <set>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "util/arena.h"
 #include "util/block_pool.h"
+#include "util/handle_pool.h"
 #include "util/json.h"
 
 namespace Tav {
@@ -72,6 +74,62 @@ TEST(BlockPoolTest, TrimKeepsASlabThatIsInUse) {
   BlockPool::Release(block);
   BlockPool::Trim();
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
+}
+
+struct Pooled {
+  uint64_t words[3];
+};
+
+TEST(HandlePoolTest, SpentObjectsRestAndMemoryStaysBounded) {
+  static constinit HandlePool<Pooled> pool;
+  std::vector<void*> held;
+  for (int i = 0; i < 100; ++i) {
+    held.push_back(pool.Acquire());
+  }
+  EXPECT_EQ(std::set<void*>(held.begin(), held.end()).size(), 100u);
+  for (int i = 0; i < 10000; ++i) {
+    void* const spent = held.back();
+    held.pop_back();
+    static_cast<Pooled*>(spent)->words[0] = 7;
+    pool.Release(spent);
+    for (size_t rest = 0; rest < pool.kMinSpent - 1; ++rest) {
+      void* const other = pool.Acquire();
+      ASSERT_NE(other, spent);
+      pool.Release(other);
+    }
+    ASSERT_FALSE(pool.IsLive(spent));
+    ASSERT_EQ(static_cast<Pooled*>(spent)->words[0], 7u);
+    held.push_back(pool.Acquire());
+  }
+  EXPECT_LE(pool.Capacity(), 256u);
+  EXPECT_EQ(pool.LiveCount(), 100u);
+  for (void* const object : held) {
+    EXPECT_TRUE(pool.IsLive(object));
+    EXPECT_FALSE(pool.IsLive(static_cast<char*>(object) + 1));
+    pool.Release(object);
+  }
+  EXPECT_FALSE(pool.IsLive(nullptr) || pool.IsLive(&held) || pool.Claim(held[0]));
+}
+
+TEST(HandlePoolTest, OneOfManyThreadsClaimsAnObject) {
+  static constinit HandlePool<Pooled> pool;
+  for (int round = 0; round < 200; ++round) {
+    void* const object = pool.Acquire();
+    std::atomic<int> claims{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+      threads.emplace_back([&] {
+        claims += pool.Claim(object) ? 1 : 0;
+        pool.Release(pool.Acquire());
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    ASSERT_EQ(claims, 1);
+    pool.Release(object);
+  }
+  EXPECT_EQ(pool.LiveCount(), 0u);
 }
 
 TEST(ArenaTest, GrowsByBlocksAndRejectsWhatNoBlockHolds) {

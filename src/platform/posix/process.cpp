@@ -20,6 +20,10 @@ long CurrentThreadId() {
   return static_cast<long>(gettid());
 }
 
+bool ProcessEnding() {
+  return false;
+}
+
 std::optional<std::string> Environment(const char* name) {
   const char* const value = std::getenv(name);
   if (!value) {

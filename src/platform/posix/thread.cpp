@@ -22,16 +22,23 @@ class EventState {
 
   enum class Afterwards { Keep, Lower };
 
-  // Sets the flag and wakes one waiter.
+  // Sets the flag and wakes one waiter; wakes all waiters of the follower.
   void Raise();
-  bool Raised();
-  // Waits until the flag is set; a negative time waits without limit.
-  WaitResult Wait(int milliseconds, Afterwards afterwards);
+  bool Raised() const { return raised_.load(std::memory_order_acquire); }
+  // Waits until the flag is set; a negative time waits without limit. Ends with ThreadEnded when
+  // `end` is raised, whose follower must be this object.
+  WaitResult Wait(int milliseconds, Afterwards afterwards, const EventState* end = nullptr);
+
+  // Between the two calls, which may nest, `follower` is the follower.
+  void AddFollower(EventState& follower);
+  void RemoveFollower();
 
  private:
   pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
   pthread_cond_t condition_;
-  bool raised_ = false;
+  std::atomic<bool> raised_{false};  // changed with the mutex held
+  EventState* follower_ = nullptr;
+  int follows_ = 0;
 };
 
 timespec DeadlineIn(int milliseconds) {
@@ -61,24 +68,39 @@ EventState::~EventState() {
 
 void EventState::Raise() {
   pthread_mutex_lock(&mutex_);
-  raised_ = true;
+  raised_.store(true, std::memory_order_release);
   pthread_cond_signal(&condition_);
+  if (follows_ > 0) {
+    pthread_mutex_lock(&follower_->mutex_);
+    pthread_cond_broadcast(&follower_->condition_);
+    pthread_mutex_unlock(&follower_->mutex_);
+  }
   pthread_mutex_unlock(&mutex_);
 }
 
-bool EventState::Raised() {
+void EventState::AddFollower(EventState& follower) {
   pthread_mutex_lock(&mutex_);
-  const bool raised = raised_;
+  follower_ = &follower;
+  ++follows_;
   pthread_mutex_unlock(&mutex_);
-  return raised;
 }
 
-WaitResult EventState::Wait(int milliseconds, Afterwards afterwards) {
+void EventState::RemoveFollower() {
+  pthread_mutex_lock(&mutex_);
+  --follows_;
+  pthread_mutex_unlock(&mutex_);
+}
+
+WaitResult EventState::Wait(int milliseconds, Afterwards afterwards, const EventState* end) {
   const bool limited = milliseconds >= 0;
   const timespec deadline = DeadlineIn(limited ? milliseconds : 0);
   WaitResult result = WaitResult::Signalled;
   pthread_mutex_lock(&mutex_);
-  while (!raised_ && result == WaitResult::Signalled) {
+  while (!Raised() && result == WaitResult::Signalled) {
+    if (end && end->Raised()) {
+      result = WaitResult::ThreadEnded;
+      break;
+    }
     const int code = limited ? pthread_cond_timedwait(&condition_, &mutex_, &deadline)
                              : pthread_cond_wait(&condition_, &mutex_);
     if (code == ETIMEDOUT) {
@@ -87,9 +109,9 @@ WaitResult EventState::Wait(int milliseconds, Afterwards afterwards) {
       result = WaitResult::Failed;
     }
   }
-  if (raised_) {
+  if (Raised()) {
     result = WaitResult::Signalled;
-    raised_ = afterwards == Afterwards::Keep;
+    raised_.store(afterwards == Afterwards::Keep, std::memory_order_release);
   }
   pthread_mutex_unlock(&mutex_);
   return result;
@@ -117,11 +139,19 @@ struct ThreadState {
   }
 };
 
+// Reports the end of the thread, also when pthread_exit ends it.
+struct EndOfThread {
+  ~EndOfThread() {
+    state->ended.Raise();
+    state->Release();
+  }
+
+  ThreadState* const state;
+};
+
 void* RunThread(void* parameter) {
-  auto* const state = static_cast<ThreadState*>(parameter);
-  state->entry(state->argument);
-  state->ended.Raise();
-  state->Release();
+  const EndOfThread end{static_cast<ThreadState*>(parameter)};
+  end.state->entry(end.state->argument);
   return nullptr;
 }
 
@@ -212,6 +242,18 @@ WaitResult NativeThread::Join(int milliseconds) {
   return impl_ ? static_cast<ThreadState*>(impl_)->ended.Wait(milliseconds,
                                                               EventState::Afterwards::Keep)
                : WaitResult::Failed;
+}
+
+WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) {
+  if (!impl_ || !event.impl_) {
+    return event.Wait(milliseconds);
+  }
+  EventState& ended = static_cast<ThreadState*>(impl_)->ended;
+  auto* const awaited = static_cast<EventState*>(event.impl_);
+  ended.AddFollower(*awaited);
+  const WaitResult result = awaited->Wait(milliseconds, EventState::Afterwards::Lower, &ended);
+  ended.RemoveFollower();
+  return result;
 }
 
 void SleepMilliseconds(int milliseconds) {

@@ -2,10 +2,42 @@
 
 #include <windows.h>
 
+#include <atomic>
+
 #include "platform/error.h"
 #include "platform/windows/wide_text.h"
 
 namespace Tav::Platform {
+
+namespace {
+
+using ShutdownQuery = BOOLEAN(WINAPI*)();
+
+BOOLEAN WINAPI FindShutdownQuery();
+
+constinit std::atomic<ShutdownQuery> isShutdownInProgress{FindShutdownQuery};
+
+BOOLEAN WINAPI AnswerNo() {
+  return FALSE;
+}
+
+// The first answer. The function is found at run time because not every tool chain has an import
+// library for ntdll.dll, which every process has loaded.
+BOOLEAN WINAPI FindShutdownQuery() {
+  const ErrorKeeper keeper;
+  const HMODULE module = GetModuleHandleW(L"ntdll.dll");
+  const FARPROC found = module ? GetProcAddress(module, "RtlDllShutdownInProgress") : nullptr;
+  const auto query =
+      found ? reinterpret_cast<ShutdownQuery>(reinterpret_cast<void (*)()>(found)) : AnswerNo;
+  isShutdownInProgress.store(query, std::memory_order_relaxed);
+  return query();
+}
+
+}  // namespace
+
+bool ProcessEnding() {
+  return isShutdownInProgress.load(std::memory_order_relaxed)() != FALSE;
+}
 
 int ProcessId() {
   return static_cast<int>(GetCurrentProcessId());

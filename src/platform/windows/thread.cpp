@@ -24,12 +24,13 @@ SRWLOCK* SlimLock(unsigned char* storage) {
   return std::launder(reinterpret_cast<SRWLOCK*>(storage));
 }
 
+DWORD Limit(int milliseconds) {
+  return milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds);
+}
+
 WaitResult WaitForHandle(HANDLE handle, int milliseconds) {
-  if (!handle) {
-    return WaitResult::Failed;
-  }
-  const DWORD limit = milliseconds < 0 ? INFINITE : static_cast<DWORD>(milliseconds);
-  return static_cast<WaitResult>(WaitForSingleObject(handle, limit));
+  return handle ? static_cast<WaitResult>(WaitForSingleObject(handle, Limit(milliseconds)))
+                : WaitResult::Failed;
 }
 
 void CloseKeepingErrors(HANDLE handle) {
@@ -154,6 +155,15 @@ bool NativeThread::Start(Entry entry, void* argument) {
 
 WaitResult NativeThread::Join(int milliseconds) {
   return WaitForHandle(impl_, milliseconds);
+}
+
+WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) {
+  if (!impl_ || !event.impl_) {
+    return WaitForHandle(event.impl_, milliseconds);
+  }
+  // Of two signalled objects the first is reported.
+  const HANDLE handles[] = {event.impl_, impl_};
+  return static_cast<WaitResult>(WaitForMultipleObjects(2, handles, FALSE, Limit(milliseconds)));
 }
 
 void SleepMilliseconds(int milliseconds) {
