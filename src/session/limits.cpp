@@ -5,6 +5,7 @@
 #include "cache/cache_manager.h"
 #include "config/config_manager.h"
 #include "model/library_config.h"
+#include "streams/stream.h"
 #include "util/logger.h"
 #include "util/version.h"
 
@@ -14,6 +15,10 @@ namespace {
 
 // Seconds. Bounds the server's setting for how long TavTerminate waits.
 constexpr int kMaxTerminateTime = 3600;
+
+// A text of more than kMaxTextSize bytes counts as damaged. The estimate of a text leaves out what
+// escapes add: up to five bytes for each.
+constexpr int kMaxRecordSize = static_cast<int>(kMaxTextSize / 8);
 
 }  // namespace
 
@@ -31,7 +36,8 @@ Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings)
   limits.schedule.sendInterval = config.sendInterval;
   limits.schedule.flushInterval = tuned(config.flushInterval, "flush_time", 360);
   limits.schedule.pauseInterval = tuned(config.pauseInterval, "pause_time", 1);
-  limits.maxRecordSize = tunedSize(config.maxRecordSize, "max_record_size", 511800);
+  limits.maxRecordSize =
+      std::min(tunedSize(config.maxRecordSize, "max_record_size", 511800), kMaxRecordSize);
   limits.maxMemorySize = tunedSize(config.maxMemorySize, "max_memory_size", 2097152);
   limits.maxCacheFiles = tuned(config.cacheSize, "max_cache_size", 50);
   limits.maxCacheBytes = config.maxCacheBytes < 1

@@ -128,5 +128,13 @@ TEST_F(CacheFileReaderTest, SkipsBadLines) {
   EXPECT_EQ(Expand(records[1]), "{\"b\":2}");
 }
 
+TEST_F(CacheFileReaderTest, SkipsLinesOfMoreThan16Megabytes) {
+  const std::string large = "{\"a\":\"" + std::string(16 << 20, 'a') + "\"}\n";
+  const Texts records = Load("{\"a\":1}\n" + large + "{\"b\":2}\n",
+                             {"Error reading json data: Bad JSON value"}, large.size());
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(Expand(records[1]), "{\"b\":2}");
+}
+
 }  // namespace
 }  // namespace Tav::Testing

@@ -83,6 +83,19 @@ TEST_F(TavcatDamageTest, ABadPayloadLosesOneRecord) {
       << problems;
 }
 
+TEST_F(TavcatDamageTest, ARecordOfMoreThan16MegabytesIsNotShown) {
+  const std::string large = "{\"a\":\"" + std::string(16 << 20, 'a') + "\"}";
+  EXPECT_EQ(
+      Explain(kFile, Chunk(Gzip(large))),
+      Texts{"the payload is not a complete gzip member: the body expands to more than 16777216 "
+            "bytes"});
+  const Texts found = Explain(kFile, "{}\n" + large + "\n{\"b\":2}");
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_TRUE(found[0].starts_with("the text is not JSON (too large: 16777224 bytes, 1 brackets"))
+      << found[0].substr(0, 100);
+  ExpectShown("\n3 records in the cache;");
+}
+
 TEST_F(TavcatDamageTest, EveryTruncationIsFound) {
   const std::string whole = Chunk(Gzip("{\"a\":1}")) + Chunk(Gzip("{}"));
   const size_t boundary = whole.size() - 27;

@@ -12,7 +12,6 @@ namespace {
 
 constexpr char kLineLayoutBegin = '{';
 constexpr size_t kHeadSize = 4;  // the mark and the length
-constexpr size_t kMaxExpandedBytes = 256 * 1024 * 1024;
 // How much is shown of a text that is not JSON.
 constexpr size_t kMaxExcerpt = 200;
 
@@ -83,7 +82,7 @@ void ShowRecord(const std::string& heading, std::string_view text, Report& repor
 }
 
 void ShowPayload(const std::string& place, std::string_view payload, Report& report) {
-  const Gateway::Expansion expanded = Gateway::ExpandGzip(payload, kMaxExpandedBytes);
+  const Gateway::Expansion expanded = Gateway::ExpandGzip(payload, Tav::kMaxTextSize);
   const std::string heading = place + ": " + std::to_string(payload.size()) + " bytes, expanded " +
                               std::to_string(expanded.text.size());
   if (expanded.error.empty()) {
