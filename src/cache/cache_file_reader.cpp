@@ -156,16 +156,12 @@ CacheFileContents ReadCacheFile(InputStream* input, RecordList& records) {
   return contents;
 }
 
-CacheFileContents ConsumeCacheFile(TavFile& file, const std::string& path, RecordList& records) {
+CacheFileContents ReadOpenCacheFile(TavFile& file, const std::string& path, RecordList& records) {
   Platform::FileStatus status;
   Platform::QueryFileStatus(path.c_str(), status);
   TavFileInputStream input(&file);
   CacheFileContents contents = ReadCacheFile(&input, records);
   ReportLoss(path, status.size, contents);
-  if (!file.Close()) {
-    LogWarning("*CM: Cannot close loaded cache file '%s'", path.c_str());
-    ++contents.errors;
-  }
   return contents;
 }
 

@@ -34,9 +34,10 @@ class DurableSessionTest : public Testing::SessionManagerTest {
         CacheFileName(CachePrefix("Product", "1.0", Deployment()), sequence).c_str());
   }
   bool Cached(int sequence) const { return std::filesystem::exists(CachePath(sequence)); }
-  // Puts directories in the place of the files that the cache would write to: it tries 64 in a row.
+  // Puts directories in the place of the files that the cache would write to: each of its first ten
+  // attempts tries 64 of them.
   void BlockCache() const {
-    for (int sequence = 1; sequence <= 64; ++sequence) {
+    for (int sequence = 1; sequence <= 640; ++sequence) {
       std::filesystem::create_directory(CachePath(sequence));
     }
   }

@@ -14,6 +14,8 @@
 namespace Tav {
 namespace {
 
+constexpr bool kPathSeparatorIsSlash = std::filesystem::path::preferred_separator == '/';
+
 class TavFileTest : public testing::Test {
  protected:
   std::string Path(const char* name) const { return folder_.Path(name); }
@@ -67,7 +69,7 @@ TEST_F(TavFileTest, LockExcludesASecondOpen) {
   EXPECT_FALSE(second.Failed()) << "cleared by the new open";
 }
 
-TEST_F(TavFileTest, AtomicOpenExcludesOthersAndConsumesTheFile) {
+TEST_F(TavFileTest, AtomicOpenExcludesOthersUntilTheFileIsClosedOrDiscarded) {
   folder_.Put("cache", "contents");
   const std::string path = Path("cache");
   TavFile holder;
@@ -81,7 +83,13 @@ TEST_F(TavFileTest, AtomicOpenExcludesOthersAndConsumesTheFile) {
   EXPECT_TRUE(TavFile::Exists(path.c_str()));
   EXPECT_EQ(ReadWhole(holder), "contents");
   EXPECT_TRUE(holder.Close());
+  EXPECT_EQ(folder_.Contents("cache"), "contents");
+
+  ASSERT_TRUE(holder.OpenAtomic(path.c_str()));
+  EXPECT_TRUE(holder.Discard());
+  EXPECT_TRUE(holder.Close());
   EXPECT_FALSE(TavFile::Exists(path.c_str()));
+  EXPECT_FALSE(holder.Discard()) << "no file is open";
 
   ASSERT_TRUE(other.OpenForAppend(path.c_str()));
   EXPECT_FALSE(holder.OpenAtomic(path.c_str())) << "the file is open";
@@ -107,6 +115,53 @@ TEST_F(TavFileTest, MissingFileDiffersFromALastingFailure) {
   EXPECT_FALSE(file.OpenForAppend(Path("").c_str())) << "a folder";
   EXPECT_TRUE(file.LastingFailure());
   EXPECT_FALSE(file.Missing());
+}
+
+// Wine does not show symbolic links as such, and neither system lets every user create them.
+TEST_F(TavFileTest, OpensNeitherLinksNorFilesWithSeveralNames) {
+  namespace fs = std::filesystem;
+  folder_.Put("victim", "precious");
+  std::error_code error;
+  for (const char* kind : {"hard link", "link", "dangling link"}) {
+    SCOPED_TRACE(kind);
+    const fs::path link = folder_.Root() / "data";
+    const std::string path = Path("data");
+    const std::string warning =
+        "warning: SF: File '" + path + "' is a link or has several names. Not opened";
+    if (kind[0] == 'h') {
+      fs::create_hard_link(folder_.Root() / "victim", link, error);
+    } else if (kPathSeparatorIsSlash) {
+      fs::create_symlink(kind[0] == 'l' ? "victim" : "created", link, error);
+    } else {
+      continue;
+    }
+    ASSERT_FALSE(error) << error.message();
+    const auto victim = fs::last_write_time(folder_.Root() / "victim");
+    for (const auto open :
+         {+[](TavFile& file, const char* name) { return file.OpenAtomic(name); },
+          +[](TavFile& file, const char* name) { return file.OpenForAppend(name); },
+          +[](TavFile& file, const char* name) { return file.OpenForUpdate(name, 5); }}) {
+      log_.Take();
+      TavFile file;
+      EXPECT_FALSE(open(file, path.c_str()));
+      EXPECT_FALSE(file.IsOpen() || file.Missing());
+      EXPECT_TRUE(file.LastingFailure());
+      EXPECT_TRUE(Logged(warning));
+    }
+    EXPECT_TRUE(TavFile::Exists(path.c_str()));
+    EXPECT_TRUE(TavFile::Delete(path.c_str())) << "deletes the link";
+    EXPECT_FALSE(fs::exists(fs::symlink_status(link)));
+    EXPECT_EQ(folder_.Contents("victim"), "precious");
+    EXPECT_EQ(fs::last_write_time(folder_.Root() / "victim"), victim);
+    EXPECT_FALSE(fs::exists(folder_.Root() / "created"));
+  }
+  TavFile file;
+  EXPECT_TRUE(file.OpenForUpdate(Path("victim").c_str())) << "it has one name again";
+  file.Close();
+  if (kPathSeparatorIsSlash) {
+    fs::create_directory_symlink(folder_.Root(), folder_.Root() / "folder");
+    EXPECT_TRUE(file.OpenForUpdate(Path("folder/victim").c_str())) << "folders may be links";
+  }
 }
 
 TEST_F(TavFileTest, KeepsTheFirstFailureOfItsStreams) {
