@@ -96,7 +96,7 @@ void ReadChunks(const Bytes& bytes, size_t bufferSize) {
     writer.Write(payload.data(), payload.size());
     Expand(payload, 1024);
   }
-  Require(chunks.HasError() == (result == ChunkResult::Failed),
+  Require(chunks.HasError() == (result == ChunkResult::Failed || result == ChunkResult::NoEndMark),
           "an error if and only if reading failed");
   Require(payload.size() <= bytes.size(), "a payload is not larger than the input");
   const Bytes same = rewritten.Join();

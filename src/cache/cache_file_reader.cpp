@@ -49,6 +49,12 @@ void ReadChunks(InputStream* input, RecordList& records, CacheFileContents& cont
         contents.readBytes += ChunkSize(record->bytes.size());
         records.Append(std::move(record));
         break;
+      case ChunkResult::NoEndMark:
+        LogWarning("CM: Error reading chunk data: %s", chunks.ErrorText());
+        ++contents.errors;
+        contents.readBytes += ChunkSize(record->bytes.size()) - 1;
+        records.Append(std::move(record));
+        return;
       case ChunkResult::End:
         return;
       case ChunkResult::CutShort:

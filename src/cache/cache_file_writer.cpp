@@ -128,9 +128,9 @@ bool CacheFileWriter::Write(RecordList& records) {
   if (!complete) {
     LogWarning("CM: Cannot write to cache file '%s': %s", path_.c_str(), file_.ErrorText());
   }
-  // A new file with a part of a chunk only. Nobody writes behind that, so nobody else's records are
-  // in it.
-  if (begin == 0 && target_.wholeSize == 0 && target_.size > 0) {
+  // A new file without a record. Nobody writes behind a part of a chunk, so nobody else's records
+  // are in it.
+  if (begin == 0 && stored == 0 && target_.wholeSize == 0 && target_.size > 0) {
     TavFile::Delete(path_.c_str());
   }
   for (; stored > 0; --stored) {
@@ -161,8 +161,9 @@ size_t CacheFileWriter::WriteChunks(const RecordList& records) {
   return count;
 }
 
-// The number of records that are whole in the file after a failed write, which began at `begin`;
-// corrects the sizes in `target_`. Needs the lock: nobody else can write to the file.
+// The number of records that are whole in the file after a failed write, which began at `begin`.
+// The last one may lack its end mark. Corrects the sizes in `target_`. Needs the lock: nobody else
+// can write to the file.
 size_t CacheFileWriter::CountStored(int64_t begin, const RecordList& records) {
   target_.size = begin;
   target_.wholeSize = begin;
@@ -175,11 +176,11 @@ size_t CacheFileWriter::CountStored(int64_t begin, const RecordList& records) {
   for (const BuiltRecord* record = records.First(); record != nullptr;
        record = record->next.get()) {
     const int64_t end = target_.wholeSize + ChunkSize(record->bytes.size());
+    count += end - 1 <= status.size ? 1 : 0;
     if (end > status.size) {
       break;
     }
     target_.wholeSize = end;
-    ++count;
   }
   return count;
 }

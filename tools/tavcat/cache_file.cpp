@@ -93,8 +93,8 @@ void ShowPayload(const std::string& place, std::string_view payload, Report& rep
   report.Damage(2, "the payload is not a complete gzip member: " + expanded.error);
 }
 
-// What is wrong with the framing of the chunk at the start of `rest`; empty if nothing is.
-// `payload` is then its content.
+// What is wrong with the framing of the chunk at the start of `rest`; empty if nothing is, or if
+// only the end mark is missing at the end of the file. `payload` is then its content.
 std::string FramingFault(std::string_view rest, std::string_view& payload) {
   if (rest[0] != kBeginMark) {
     return "begins with " + Hex(rest[0]) + " instead of the mark 0x1C";
@@ -112,7 +112,7 @@ std::string FramingFault(std::string_view rest, std::string_view& payload) {
            " of " + std::to_string(length) + " bytes are there";
   }
   if (rest.size() == kHeadSize + length) {
-    return "torn: the file ends before the end mark";
+    return "";
   }
   const char end = rest[kHeadSize + length];
   return end == kEndMark ? "" : "ends with " + Hex(end) + " instead of the mark 0x1D";
@@ -131,6 +131,9 @@ void ShowChunks(std::string_view bytes, Report& report) {
       return;
     }
     ShowPayload(place, payload, report);
+    if (rest.size() == kHeadSize + payload.size()) {
+      report.Damage(2, "torn: the file ends before the end mark; the record is whole");
+    }
     offset += payload.size() + Tav::kChunkOverhead;
   }
 }

@@ -242,6 +242,14 @@ TEST_F(CacheProcessesTest, AFullDiskLeavesRecordsInTheList) {
     EXPECT_FALSE(cache.Disabled());
   }
   {
+    const FileSizeLimit limit(3004);
+    RecordList two = RecordsOf({a, b});
+    EXPECT_FALSE(cache.Append(two));
+    EXPECT_EQ(TextsOf(two), Texts{b}) << "only the end mark is missing";
+    EXPECT_EQ(Contents(2), Chunk(a).substr(0, 3004));
+    std::filesystem::remove(PathOf(2));
+  }
+  {
     const FileSizeLimit limit(1000);
     for (int i = 0; i < 3; ++i) {
       EXPECT_FALSE(cache.Append(records));
