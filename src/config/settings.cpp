@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "storage/storage_views.h"
+#include "streams/json_stream.h"
+#include "streams/memory_stream.h"
 #include "util/json.h"
 #include "util/logger.h"
 
@@ -62,7 +64,9 @@ void MergeSettings(Settings& settings, Settings other) {
 
 std::optional<Settings> ParseSettings(std::string_view jsonText) {
   TAV_DEBUG("XM: Parsing config settings");
-  const JsonPtr root(json_loadb(jsonText.data(), jsonText.size(), JSON_REJECT_DUPLICATES, nullptr));
+  MemoryInputStream text(jsonText.data(), jsonText.size());
+  JsonInputStream json(&text);
+  const JsonPtr root = json.ReadValue();
   if (!root) {
     LogWarning("Cannot parse json data from server");
     return std::nullopt;
