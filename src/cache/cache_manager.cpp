@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "cache/cache_file_reader.h"
 #include "cache/cache_file_writer.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 #include "util/logger.h"
 #include "util/tav_file.h"
 
@@ -113,10 +115,7 @@ void CacheManager::EnforceLimit() {
         directory_.Forget(oldest);
         break;
       case CacheDirectory::Deletion::Failed:
-        LogWarning("*CM: Cannot delete cache file '%s'. It is passed over",
-                   directory_.PathOf(oldest).c_str());
-        CountErrors();
-        directory_.PassOver(oldest);
+        PassOver(oldest, "delete");
         break;
     }
   }
@@ -140,33 +139,24 @@ void CacheManager::LoadOldest(RecordList& records) {
   }
 }
 
+// A file is full after the record that reaches its limit. A larger one is not the cache's own and
+// could take any amount of memory.
+int64_t CacheManager::MaxLoadSize() const {
+  return std::max(maxFileSize_, kDefaultMaxFileSize) + ChunkSize(kMaxChunkPayload);
+}
+
 // True if the file had a record.
 bool CacheManager::LoadFile(int sequence, RecordList& records) {
-  const std::string path = directory_.PathOf(sequence);
-  TAV_DEBUG("CM: Opening cache file for read '%s'", path.c_str());
   TavFile file;
-  if (!file.OpenAtomic(path.c_str())) {
-    if (file.Missing()) {
-      TAV_DEBUG("CM: Cache file '%s' was consumed elsewhere", path.c_str());
-      directory_.Forget(sequence);
-      return false;
-    }
-    LogWarning("CM: Could not open cache file '%s' to load. Cache disabled: %d", path.c_str(),
-               disabled_ ? 1 : 0);
-    CountErrors();
-    if (file.Unusable()) {
-      directory_.PassOver(sequence);
-    }
+  if (!OpenToLoad(sequence, file)) {
     return false;
   }
+  const std::string path = directory_.PathOf(sequence);
   RecordList found;
   const CacheFileContents contents = ReadOpenCacheFile(file, path, found);
   CountErrors(contents.errors);
   if (!file.Discard()) {
-    LogWarning("*CM: Cannot delete loaded cache file '%s'. It is passed over", path.c_str());
-    CountErrors();
-    directory_.PassOver(sequence);
-    return false;
+    return PassOver(sequence, "delete");
   }
   directory_.Forget(sequence);
   records.AppendAll(std::move(found));
@@ -175,6 +165,40 @@ bool CacheManager::LoadFile(int sequence, RecordList& records) {
     CountErrors();
   }
   return contents.readBytes > 0;
+}
+
+bool CacheManager::OpenToLoad(int sequence, TavFile& file) {
+  const std::string path = directory_.PathOf(sequence);
+  TAV_DEBUG("CM: Opening cache file for read '%s'", path.c_str());
+  if (file.OpenAtomic(path.c_str())) {
+    Platform::FileStatus status;
+    if (Platform::QueryFileStatus(path.c_str(), status) && status.size > MaxLoadSize()) {
+      errno = EFBIG;
+      return PassOver(sequence, "load");
+    }
+    return true;
+  }
+  if (file.Missing()) {
+    TAV_DEBUG("CM: Cache file '%s' was consumed elsewhere", path.c_str());
+    directory_.Forget(sequence);
+    return false;
+  }
+  LogWarning("CM: Could not open cache file '%s' to load. Cache disabled: %d", path.c_str(),
+             disabled_ ? 1 : 0);
+  CountErrors();
+  if (file.Unusable()) {
+    directory_.PassOver(sequence);
+  }
+  return false;
+}
+
+// Returns false. The reason is in errno.
+bool CacheManager::PassOver(int sequence, const char* cannot) {
+  LogWarning("*CM: Cannot %s cache file '%s'. It is passed over", cannot,
+             directory_.PathOf(sequence).c_str());
+  CountErrors();
+  directory_.PassOver(sequence);
+  return false;
 }
 
 void CacheManager::SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {

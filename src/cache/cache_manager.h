@@ -19,6 +19,8 @@
 
 namespace Tav {
 
+class TavFile;
+
 class CacheManager {
  public:
   static constexpr uint32_t kDefaultMaxFiles = 50;
@@ -41,8 +43,8 @@ class CacheManager {
   // when the list is empty.
   virtual bool Append(RecordList& records);
   // Moves all cached records to the end of the list, oldest first, and deletes their files. A file
-  // that another manager has open is skipped. If memory runs out, the file that was being read
-  // stays, and none of its records is in the list.
+  // that another manager has open is skipped, one that is much too large is passed over. If memory
+  // runs out, the file that was being read stays, and none of its records is in the list.
   virtual void Load(RecordList& records);
   virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize);
   // Deletes the files, whatever their age. A file that another manager has open stays.
@@ -78,7 +80,10 @@ class CacheManager {
   int64_t Expiry() const;
   bool AppendToOneFile(RecordList& records);
   void EnforceLimit();
+  int64_t MaxLoadSize() const;
   bool LoadFile(int sequence, RecordList& records);
+  bool OpenToLoad(int sequence, TavFile& file);
+  bool PassOver(int sequence, const char* cannot);
   CacheDirectory::Deletion TryToDelete(int sequence);
 
   CacheDirectory directory_;

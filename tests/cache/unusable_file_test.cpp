@@ -86,6 +86,23 @@ TEST_F(UnusableFileTest, PassesOverFilesWithSeveralNames) {
   EXPECT_EQ(LoadFrom(cache), Texts{"of another process"});
 }
 
+TEST_F(UnusableFileTest, PassesOverAFileThatIsTooLargeToLoad) {
+  constexpr size_t kMost = 1048576 + 0xFFFFFF + 5;
+  const CapturedLog log;
+  for (const int sequence : {1, 2}) {
+    Put(sequence, Chunk("one"));
+    std::filesystem::resize_file(PathOf(sequence), kMost + (sequence == 1 ? 1 : 0));
+  }
+  Put(3, Chunk("two"));
+  CacheManager cache = Manager();
+  EXPECT_EQ(LoadFrom(cache), (Texts{"one", "two"}));
+  EXPECT_EQ(log.Find("warning: CM: Cannot load"), "warning: CM: Cannot load cache file '" +
+                                                      PathText(1) +
+                                                      "'. It is passed over - (27) File too large");
+  EXPECT_EQ(Names(), Texts{Name(1)});
+  EXPECT_EQ(cache.TotalSize(), 0);
+}
+
 #if TAV_TEST_FAILS_ALLOCATIONS
 TEST_F(UnusableFileTest, AFileWhoseLoadRunsOutOfMemoryStays) {
   const std::string large(200000, 'x');
