@@ -121,7 +121,7 @@ std::string PathToUtf8(std::string_view path) {
 OpenResult File::Open(const char* path, FileUse use) {
   Close();
   const std::wstring wide = ToWide(path);
-  const HANDLE handle = OpenHandle(wide.c_str(), use);
+  HANDLE handle = OpenHandle(wide.c_str(), use);
   if (handle == INVALID_HANDLE_VALUE) {
     const DWORD error = GetLastError();
     errno = ErrnoOf(error);
@@ -151,7 +151,7 @@ bool File::Discard() {
     return false;
   }
   FILE_DISPOSITION_INFO disposition = {TRUE};
-  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
+  auto* const handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
   if (!SetFileInformationByHandle(handle, FileDispositionInfo, &disposition, sizeof disposition)) {
     errno = EACCES;
     return false;
