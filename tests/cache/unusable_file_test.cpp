@@ -5,6 +5,7 @@
 #include <new>
 
 #include "cache/cache_fixture.h"
+#include "util/tav_file.h"
 
 // Sanitizers replace operator new themselves.
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
@@ -101,6 +102,23 @@ TEST_F(UnusableFileTest, PassesOverAFileThatIsTooLargeToLoad) {
                                                       "'. It is passed over - (27) File too large");
   EXPECT_EQ(Names(), Texts{Name(1)});
   EXPECT_EQ(cache.TotalSize(), 0);
+}
+
+// On Windows its name stays taken until the last handle is closed.
+TEST_F(UnusableFileTest, AFileThatIsBeingDeletedIsNotInTheWay) {
+  Put(1, Chunk("old"));
+  CacheManager cache = Manager();
+  cache.ScanFiles(false);
+  TavFile holder;
+  ASSERT_TRUE(holder.OpenAtomic(PathText(1).c_str()));
+  ASSERT_TRUE(holder.Discard());
+  EXPECT_EQ(LoadFrom(cache), Texts{});
+  Store(cache, {"new"});
+  EXPECT_FALSE(cache.Disabled());
+  holder.Close();
+  EXPECT_EQ(LoadFrom(cache), Texts{"new"});
+  Store(cache, {"newer"});
+  EXPECT_EQ(Names(), Texts{Name(1)});
 }
 
 #if TAV_TEST_FAILS_ALLOCATIONS
