@@ -6,7 +6,8 @@
 //   clang++-19 -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all
 //     -Isrc fuzz/streams_fuzz.cpp
 //     src/streams/{stream,memory_stream,filter_stream}.cpp
-//     src/streams/{chunk,gzip,base64,json}_stream.cpp -ljansson -lz -o streams_fuzz
+//     src/streams/{chunk,gzip,base64,json}_stream.cpp
+//     src/streams/json_check.cpp -ljansson -lz -o streams_fuzz
 //   mkdir -p corpus && ./streams_fuzz -max_len=8192 -max_total_time=60 corpus fuzz/streams_corpus
 //
 // New inputs are stored in ./corpus; fuzz/streams_corpus has small hand-made ones. To replay files,
@@ -20,6 +21,7 @@
 #include "streams/chunk_stream.h"
 #include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
+#include "streams/json_check.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"
 
@@ -75,6 +77,16 @@ void ReadJson(InputStream& stream) {
   Require(same && json_equal(same.Get(), value.Get()), "a value that was written reads the same");
 }
 
+void CheckText(const Bytes& bytes) {
+  MemoryInputStream memory(bytes.data(), bytes.size());
+  BufferedInputStream buffered(&memory);
+  const bool good = CheckJson(buffered) != JsonShape::Malformed;
+  const JsonPtr value(
+      json_loadb(reinterpret_cast<const char*>(bytes.data()), bytes.size(), 0, nullptr));
+  Require(good == static_cast<bool>(value) || bytes.size() >= 1000,
+          "the check of a text agrees with the parser, but for very long numbers");
+}
+
 void Expand(const Bytes& bytes, size_t piece) {
   MemoryInputStream memory(bytes.data(), bytes.size());
   GZipInputStream gzip(&memory);
@@ -96,7 +108,7 @@ void ReadChunks(const Bytes& bytes, size_t bufferSize) {
     writer.Write(payload.data(), payload.size());
     Expand(payload, 1024);
   }
-  Require(chunks.HasError() == (result == ChunkResult::Failed),
+  Require(chunks.HasError() == (result == ChunkResult::Failed || result == ChunkResult::NoEndMark),
           "an error if and only if reading failed");
   Require(payload.size() <= bytes.size(), "a payload is not larger than the input");
   const Bytes same = rewritten.Join();
@@ -148,5 +160,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   DecodeBase64(bytes, piece);
   Expand(bytes, piece);
   ReadLines(bytes);
+  CheckText(bytes);
   return 0;
 }

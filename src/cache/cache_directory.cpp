@@ -29,16 +29,15 @@ Deletion DeleteFile(const std::string& path) {
   if (TavFile::Delete(path.c_str())) {
     return Deletion::Deleted;
   }
-  // An exclusive open tells "in use" from "cannot be deleted". If it succeeds, closing the file
-  // deletes it.
+  // An exclusive open tells "in use" from "cannot be deleted".
   const int reason = errno;
   TavFile file;
   const bool opened = file.OpenAtomic(path.c_str());
-  if (opened ? file.Close() : file.Missing()) {
+  if (opened ? file.Discard() && file.Close() : file.Missing()) {
     return Deletion::Deleted;
   }
   errno = reason;
-  return opened || file.LastingFailure() ? Deletion::Failed : Deletion::InUse;
+  return opened || file.Unusable() ? Deletion::Failed : Deletion::InUse;
 }
 
 void DeleteAged(const std::string& path, Scan& scan) {
@@ -105,8 +104,18 @@ void CacheDirectory::Forget(int sequence) {
   std::erase_if(files_, [sequence](const CacheFile& file) { return file.sequence == sequence; });
 }
 
+void CacheDirectory::PassOver(int sequence) {
+  passedOver_.push_back(sequence);
+  Forget(sequence);
+}
+
+bool CacheDirectory::IsPassedOver(int sequence) const {
+  return std::ranges::find(passedOver_, sequence) != passedOver_.end();
+}
+
 CacheDirectory::Scan CacheDirectory::ScanFiles(int64_t expiry) {
   files_.clear();
+  passedOver_.clear();
   Scan scan;
   for (const int sequence : ListSequences()) {
     const std::string path = PathOf(sequence);
@@ -135,10 +144,15 @@ CacheDirectory::Scan CacheDirectory::ScanFiles(int64_t expiry) {
 // Old files that could not be deleted at the start are not added; files that become old while the
 // process runs stay in the list.
 void CacheDirectory::Refresh(int64_t expiry) {
+  // A name that is free again may be given to a new file.
+  std::erase_if(passedOver_, [this](int sequence) {
+    Platform::FileStatus status;
+    return !Platform::QueryFileStatus(PathOf(sequence).c_str(), status) && errno == ENOENT;
+  });
   std::vector<CacheFile> found;
   for (const int sequence : ListSequences()) {
     Platform::FileStatus status;
-    if (!Platform::QueryFileStatus(PathOf(sequence).c_str(), status)) {
+    if (IsPassedOver(sequence) || !Platform::QueryFileStatus(PathOf(sequence).c_str(), status)) {
       continue;
     }
     const CacheFile* const known = Find(sequence);

@@ -1,5 +1,8 @@
 // The cache files of one product: their paths in the storage directory, and a list of the known
 // files, oldest first.
+//
+// A file that cannot be opened or deleted for a reason of its own is passed over: it leaves the
+// list and no function but Delete touches it again while its name exists.
 #pragma once
 
 #include <cstdint>
@@ -50,6 +53,8 @@ class CacheDirectory {
   // Adds the file in sequence order, or replaces its entry.
   void Put(const CacheFile& file);
   void Forget(int sequence);
+  void PassOver(int sequence);
+  bool IsPassedOver(int sequence) const;
 
   // Builds the list from the files on disk. Deletes those that nobody has written to after
   // `expiry`, in seconds since 1970.
@@ -64,6 +69,7 @@ class CacheDirectory {
   const std::string path_;
   const std::string prefix_;
   std::vector<CacheFile> files_;
+  std::vector<int> passedOver_;
 };
 
 // For log messages and results: INT32_MAX for a larger number.

@@ -49,6 +49,12 @@ void ReadChunks(InputStream* input, RecordList& records, CacheFileContents& cont
         contents.readBytes += ChunkSize(record->bytes.size());
         records.Append(std::move(record));
         break;
+      case ChunkResult::NoEndMark:
+        LogWarning("CM: Error reading chunk data: %s", chunks.ErrorText());
+        ++contents.errors;
+        contents.readBytes += ChunkSize(record->bytes.size()) - 1;
+        records.Append(std::move(record));
+        return;
       case ChunkResult::End:
         return;
       case ChunkResult::CutShort:
@@ -156,16 +162,12 @@ CacheFileContents ReadCacheFile(InputStream* input, RecordList& records) {
   return contents;
 }
 
-CacheFileContents ConsumeCacheFile(TavFile& file, const std::string& path, RecordList& records) {
+CacheFileContents ReadOpenCacheFile(TavFile& file, const std::string& path, RecordList& records) {
   Platform::FileStatus status;
   Platform::QueryFileStatus(path.c_str(), status);
   TavFileInputStream input(&file);
   CacheFileContents contents = ReadCacheFile(&input, records);
   ReportLoss(path, status.size, contents);
-  if (!file.Close()) {
-    LogWarning("*CM: Cannot close loaded cache file '%s'", path.c_str());
-    ++contents.errors;
-  }
   return contents;
 }
 

@@ -20,13 +20,13 @@ struct CacheFileContents {
 };
 
 // Appends the records in `input` to `records`: the chunks before the first damage, or all valid
-// lines. Payloads of chunks are not expanded. Throws std::bad_alloc; `records` then has the records
-// read so far.
+// lines. Payloads of chunks are not expanded. A last payload that is whole but lacks its end mark
+// becomes a record, too. Throws std::bad_alloc; `records` then has the records read so far.
 CacheFileContents ReadCacheFile(InputStream* input, RecordList& records);
 
-// Calls ReadCacheFile for a file that OpenAtomic has opened, and closes it, which deletes it. Bytes
-// that could not be read are then lost; that is logged and counted as an error.
-CacheFileContents ConsumeCacheFile(TavFile& file, const std::string& path, RecordList& records);
+// Calls ReadCacheFile for a file that OpenAtomic has opened, and leaves it open. Bytes that could
+// not be read are logged and counted as an error.
+CacheFileContents ReadOpenCacheFile(TavFile& file, const std::string& path, RecordList& records);
 
 // The length of the whole chunks at the beginning of `input`, in bytes. Logs nothing. Throws
 // std::bad_alloc.

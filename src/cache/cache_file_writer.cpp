@@ -6,6 +6,7 @@
 
 #include "cache/cache_file_name.h"
 #include "cache/cache_file_reader.h"
+#include "platform/error.h"
 #include "platform/file.h"
 #include "streams/chunk_stream.h"
 #include "streams/file_stream.h"
@@ -16,26 +17,12 @@ namespace Tav {
 
 namespace {
 
-// Files in a row that others may have open. Far more than processes of one product run at once.
+// Files in a row that may turn out to be unusable. Far more than processes of one product run at
+// once.
 constexpr int kMaxAttempts = 64;
 // Files in a row that could not even be made. More than one, since another process may consume a
 // file between the failed open and the check whether it exists.
 constexpr int kMaxImpossible = 3;
-
-// A crash during an append leaves a part of a chunk, behind which nothing can be read. So the end
-// of a file that others wrote is checked before the first chunk is added.
-bool EndsWithWholeChunk(const std::string& path, int64_t size) {
-  TavFile file;
-  if (!file.OpenForUpdate(path.c_str())) {
-    return false;
-  }
-  TavFileInputStream input(&file);
-  const bool whole = WholeChunkBytes(&input) == size;
-  if (!whole) {
-    TAV_DEBUG("CM: Cache file '%s' does not end with a whole record", path.c_str());
-  }
-  return whole;
-}
 
 }  // namespace
 
@@ -47,7 +34,11 @@ CacheFileWriter::Opening CacheFileWriter::Open() {
   }
   int reason = 0;
   int impossible = 0;
-  for (int i = 0; i < kMaxAttempts && impossible < kMaxImpossible; ++i, ++sequence) {
+  for (int i = 0; i < kMaxAttempts && impossible < kMaxImpossible; ++sequence) {
+    if (directory_.IsPassedOver(sequence)) {
+      continue;
+    }
+    ++i;
     if (sequence > kMaxCacheSequence) {
       LogWarning("CM: No cache file number is left");
       return Opening::NotNow;
@@ -59,11 +50,10 @@ CacheFileWriter::Opening CacheFileWriter::Open() {
     reason = errno;
     impossible += attempt == Attempt::Impossible ? 1 : 0;
   }
-  const bool diskFull = reason == ENOSPC;
+  const bool never = impossible == kMaxImpossible && reason != ENOSPC;
   errno = reason;
-  LogWarning("*CM: Cannot open cache file '%s'. Disabling cache: %d", path_.c_str(),
-             diskFull ? 0 : 1);
-  return diskFull ? Opening::NotNow : Opening::Never;
+  LogWarning("*CM: Cannot open cache file '%s'. Disabling cache: %d", path_.c_str(), never ? 1 : 0);
+  return never ? Opening::Never : Opening::NotNow;
 }
 
 // Completes `target_` when the file is open and a chunk may be added at its end.
@@ -72,17 +62,19 @@ CacheFileWriter::Attempt CacheFileWriter::TryToOpen(int sequence) {
   TAV_DEBUG("CM: Formed cache file name '%s'", path_.c_str());
   target_ = {sequence, 0, CacheFile::kUnknown};
   Platform::FileStatus before;
-  const bool exists = Platform::QueryFileStatus(path_.c_str(), before);
+  const bool isNew = !Platform::QueryFileStatus(path_.c_str(), before) && errno == ENOENT;
   if (before.size > 0) {
     const CacheFile* const known = directory_.Find(sequence);
     const bool whole = known != nullptr && known->wholeSize == before.size;
-    if (before.size >= maxFileSize_ || (!whole && !EndsWithWholeChunk(path_, before.size))) {
+    if (before.size >= maxFileSize_ || (!whole && !EndsWithWholeChunk(before.size))) {
       return Attempt::Skipped;
     }
   }
   if (!file_.OpenForAppend(path_.c_str())) {
-    return exists || !(file_.LastingFailure() || file_.Missing()) ? Attempt::Skipped
-                                                                  : Attempt::Impossible;
+    if (isNew && (file_.Unusable() || file_.Missing())) {
+      return Attempt::Impossible;
+    }
+    return Skip(file_);
   }
   // The lock keeps others from writing now, but one may have written before it was taken.
   Platform::FileStatus now;
@@ -92,6 +84,33 @@ CacheFileWriter::Attempt CacheFileWriter::TryToOpen(int sequence) {
   }
   target_.size = now.size;
   return Attempt::Opened;
+}
+
+// A crash during an append leaves a part of a chunk, behind which nothing can be read. So the end
+// of a file that others wrote is checked before the first chunk is added.
+bool CacheFileWriter::EndsWithWholeChunk(int64_t size) {
+  TavFile file;
+  if (!file.OpenForUpdate(path_.c_str())) {
+    Skip(file);
+    return false;
+  }
+  TavFileInputStream input(&file);
+  const bool whole = WholeChunkBytes(&input) == size;
+  if (!whole) {
+    TAV_DEBUG("CM: Cache file '%s' does not end with a whole record", path_.c_str());
+  }
+  return whole;
+}
+
+// For a file that exists and could not be opened. Keeps errno.
+CacheFileWriter::Attempt CacheFileWriter::Skip(const TavFile& file) {
+  if (file.Unusable()) {
+    const Platform::ErrorKeeper keeper;
+    LogWarning("*CM: Cannot append to cache file '%s'. It is passed over", path_.c_str());
+    directory_.PassOver(target_.sequence);
+    ++passedOver_;
+  }
+  return Attempt::Skipped;
 }
 
 bool CacheFileWriter::Write(RecordList& records) {
@@ -109,9 +128,9 @@ bool CacheFileWriter::Write(RecordList& records) {
   if (!complete) {
     LogWarning("CM: Cannot write to cache file '%s': %s", path_.c_str(), file_.ErrorText());
   }
-  // A new file with a part of a chunk only. Nobody writes behind that, so nobody else's records are
-  // in it.
-  if (begin == 0 && target_.wholeSize == 0 && target_.size > 0) {
+  // A new file without a record. Nobody writes behind a part of a chunk, so nobody else's records
+  // are in it.
+  if (begin == 0 && stored == 0 && target_.wholeSize == 0 && target_.size > 0) {
     TavFile::Delete(path_.c_str());
   }
   for (; stored > 0; --stored) {
@@ -142,8 +161,9 @@ size_t CacheFileWriter::WriteChunks(const RecordList& records) {
   return count;
 }
 
-// The number of records that are whole in the file after a failed write, which began at `begin`;
-// corrects the sizes in `target_`. Needs the lock: nobody else can write to the file.
+// The number of records that are whole in the file after a failed write, which began at `begin`.
+// The last one may lack its end mark. Corrects the sizes in `target_`. Needs the lock: nobody else
+// can write to the file.
 size_t CacheFileWriter::CountStored(int64_t begin, const RecordList& records) {
   target_.size = begin;
   target_.wholeSize = begin;
@@ -156,11 +176,11 @@ size_t CacheFileWriter::CountStored(int64_t begin, const RecordList& records) {
   for (const BuiltRecord* record = records.First(); record != nullptr;
        record = record->next.get()) {
     const int64_t end = target_.wholeSize + ChunkSize(record->bytes.size());
+    count += end - 1 <= status.size ? 1 : 0;
     if (end > status.size) {
       break;
     }
     target_.wholeSize = end;
-    ++count;
   }
   return count;
 }

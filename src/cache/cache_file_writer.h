@@ -16,8 +16,8 @@ class CacheFileWriter {
  public:
   enum class Opening {
     Opened,
-    NotNow,  // the disk is full, or no sequence number is left
-    Never,   // no file can be opened or created
+    NotNow,  // the disk is full, no sequence number is left, or no file could be used
+    Never,   // no file can be created
   };
 
   // Borrows `directory`, whose list must be up to date. A file of `maxFileSize` bytes or more is
@@ -28,18 +28,22 @@ class CacheFileWriter {
   CacheFileWriter& operator=(const CacheFileWriter&) = delete;
 
   // Opens the newest file, or creates the next one if it is full. Skips files that others have open
-  // and files that end with an incomplete chunk.
+  // and files that end with an incomplete chunk. Passes over files that cannot be opened at all.
   Opening Open();
   // Writes records until the file is full, closes it, and removes from the list those that are
   // stored whole. False if anything failed; the directory's list is then out of date.
   bool Write(RecordList& records);
   // Of the opened file.
   int Sequence() const { return target_.sequence; }
+  // How many files Open has passed over.
+  uint32_t PassedOver() const { return passedOver_; }
 
  private:
   enum class Attempt { Opened, Skipped, Impossible };
 
   Attempt TryToOpen(int sequence);
+  bool EndsWithWholeChunk(int64_t size);
+  Attempt Skip(const TavFile& file);
   size_t WriteChunks(const RecordList& records);
   size_t CountStored(int64_t begin, const RecordList& records);
 
@@ -48,6 +52,7 @@ class CacheFileWriter {
   TavFile file_;
   std::string path_;
   CacheFile target_;
+  uint32_t passedOver_ = 0;
 };
 
 // Removes the records that are too large for a chunk from a list, and logs them. The destructor

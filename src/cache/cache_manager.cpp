@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "cache/cache_file_reader.h"
 #include "cache/cache_file_writer.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 #include "util/logger.h"
 #include "util/tav_file.h"
 
@@ -73,6 +75,7 @@ bool CacheManager::AppendToOneFile(RecordList& records) {
   directory_.Refresh(Expiry());
   CacheFileWriter writer(directory_, maxFileSize_);
   const CacheFileWriter::Opening opening = writer.Open();
+  CountErrors(writer.PassedOver());
   if (opening != CacheFileWriter::Opening::Opened) {
     disabled_ = opening == CacheFileWriter::Opening::Never;
     CountErrors();
@@ -101,12 +104,19 @@ void CacheManager::EnforceLimit() {
   if (directory_.TotalSize() >= limit) {
     directory_.Refresh(Expiry());
   }
-  while (FileCount() > 1 && directory_.TotalSize() >= limit && !disabled_) {
+  while (FileCount() > 1 && directory_.TotalSize() >= limit) {
     LogWarning("CM: Cache is full (%d, %d)", TotalSize(), limit);
     const int oldest = GetFileSequence(0);
-    if (!DeleteFile(oldest)) {
-      // Another manager has it open. If it does not consume the file, the next refresh finds it.
-      directory_.Forget(oldest);
+    switch (TryToDelete(oldest)) {
+      case CacheDirectory::Deletion::Deleted:
+        break;
+      case CacheDirectory::Deletion::InUse:
+        // If another manager does not consume it, the next refresh finds it.
+        directory_.Forget(oldest);
+        break;
+      case CacheDirectory::Deletion::Failed:
+        PassOver(oldest, "delete");
+        break;
     }
   }
 }
@@ -129,27 +139,66 @@ void CacheManager::LoadOldest(RecordList& records) {
   }
 }
 
+// A file is full after the record that reaches its limit. A larger one is not the cache's own and
+// could take any amount of memory.
+int64_t CacheManager::MaxLoadSize() const {
+  return std::max(maxFileSize_, kDefaultMaxFileSize) + ChunkSize(kMaxChunkPayload);
+}
+
 // True if the file had a record.
 bool CacheManager::LoadFile(int sequence, RecordList& records) {
-  const std::string path = directory_.PathOf(sequence);
-  TAV_DEBUG("CM: Opening cache file for read '%s'", path.c_str());
   TavFile file;
-  if (!file.OpenAtomic(path.c_str())) {
-    if (file.Missing()) {
-      TAV_DEBUG("CM: Cache file '%s' was consumed elsewhere", path.c_str());
-      directory_.Forget(sequence);
-      return false;
-    }
-    disabled_ = disabled_ || file.LastingFailure();
-    LogWarning("CM: Could not open cache file '%s' to load. Cache disabled: %d", path.c_str(),
-               disabled_ ? 1 : 0);
-    CountErrors();
+  if (!OpenToLoad(sequence, file)) {
     return false;
   }
-  const CacheFileContents contents = ConsumeCacheFile(file, path, records);
+  const std::string path = directory_.PathOf(sequence);
+  RecordList found;
+  const CacheFileContents contents = ReadOpenCacheFile(file, path, found);
   CountErrors(contents.errors);
+  if (!file.Discard()) {
+    return PassOver(sequence, "delete");
+  }
   directory_.Forget(sequence);
+  records.AppendAll(std::move(found));
+  if (!file.Close()) {
+    LogWarning("*CM: Cannot close loaded cache file '%s'", path.c_str());
+    CountErrors();
+  }
   return contents.readBytes > 0;
+}
+
+bool CacheManager::OpenToLoad(int sequence, TavFile& file) {
+  const std::string path = directory_.PathOf(sequence);
+  TAV_DEBUG("CM: Opening cache file for read '%s'", path.c_str());
+  if (file.OpenAtomic(path.c_str())) {
+    Platform::FileStatus status;
+    if (Platform::QueryFileStatus(path.c_str(), status) && status.size > MaxLoadSize()) {
+      errno = EFBIG;
+      return PassOver(sequence, "load");
+    }
+    return true;
+  }
+  if (file.Missing()) {
+    TAV_DEBUG("CM: Cache file '%s' was consumed elsewhere", path.c_str());
+    directory_.Forget(sequence);
+    return false;
+  }
+  LogWarning("CM: Could not open cache file '%s' to load. Cache disabled: %d", path.c_str(),
+             disabled_ ? 1 : 0);
+  CountErrors();
+  if (file.Unusable()) {
+    directory_.PassOver(sequence);
+  }
+  return false;
+}
+
+// Returns false. The reason is in errno.
+bool CacheManager::PassOver(int sequence, const char* cannot) {
+  LogWarning("*CM: Cannot %s cache file '%s'. It is passed over", cannot,
+             directory_.PathOf(sequence).c_str());
+  CountErrors();
+  directory_.PassOver(sequence);
+  return false;
 }
 
 void CacheManager::SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
@@ -169,22 +218,25 @@ int CacheManager::GetFileSequence(size_t index) const {
   return index < FileCount() ? directory_.Files()[index].sequence : 0;
 }
 
-bool CacheManager::DeleteFile(int sequence) {
+CacheDirectory::Deletion CacheManager::TryToDelete(int sequence) {
   const std::string path = directory_.PathOf(sequence);
   TAV_DEBUG("CM: Deleting cache file %s", path.c_str());
-  switch (directory_.Delete(sequence)) {
-    case CacheDirectory::Deletion::Deleted:
-      return true;
-    case CacheDirectory::Deletion::InUse:
-      TAV_DEBUG("CM: Cache file %s is in use and stays", path.c_str());
-      return false;
-    case CacheDirectory::Deletion::Failed:
-      break;
+  const CacheDirectory::Deletion deletion = directory_.Delete(sequence);
+  if (deletion == CacheDirectory::Deletion::InUse) {
+    TAV_DEBUG("CM: Cache file %s is in use and stays", path.c_str());
   }
-  disabled_ = true;
-  LogWarning("*CM: Cannot delete cache file %s. Cache disabled now.", path.c_str());
-  CountErrors();
-  return false;
+  return deletion;
+}
+
+bool CacheManager::DeleteFile(int sequence) {
+  const CacheDirectory::Deletion deletion = TryToDelete(sequence);
+  if (deletion == CacheDirectory::Deletion::Failed) {
+    disabled_ = true;
+    LogWarning("*CM: Cannot delete cache file %s. Cache disabled now.",
+               directory_.PathOf(sequence).c_str());
+    CountErrors();
+  }
+  return deletion == CacheDirectory::Deletion::Deleted;
 }
 
 uint32_t CacheManager::ErrorCount() {

@@ -3,7 +3,8 @@
 //
 // Several managers, in one process or several, may use the files of one product at once. None waits
 // for another: a file that another one has open is skipped, a file that another one has consumed is
-// forgotten.
+// forgotten. A file that cannot be opened at all is passed over from then on: it is not tried
+// again, not counted and in nobody's way.
 //
 // A manager is used by one thread at a time and waits only for the disk. Failures are logged and
 // counted. Functions that are not const throw std::bad_alloc.
@@ -17,6 +18,8 @@
 #include "model/built_record.h"
 
 namespace Tav {
+
+class TavFile;
 
 class CacheManager {
  public:
@@ -40,7 +43,8 @@ class CacheManager {
   // when the list is empty.
   virtual bool Append(RecordList& records);
   // Moves all cached records to the end of the list, oldest first, and deletes their files. A file
-  // that another manager has open is skipped.
+  // that another manager has open is skipped, one that is much too large is passed over. If memory
+  // runs out, the file that was being read stays, and none of its records is in the list.
   virtual void Load(RecordList& records);
   virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize);
   // Deletes the files, whatever their age. A file that another manager has open stays.
@@ -55,11 +59,12 @@ class CacheManager {
   // cache.
   bool DeleteFile(int sequence);
 
-  // True after a lasting failure to open or delete a file. Append then fails; Load still works.
+  // True when no file can be created, or after DeleteFile or DeleteAll have failed to delete a
+  // file. Append then fails; Load still works.
   bool Disabled() const { return disabled_; }
   const std::string& Prefix() const { return directory_.Prefix(); }
   size_t FileCount() const { return directory_.Files().size(); }
-  // Of all known files, in bytes, at most INT32_MAX.
+  // Of all known files, without those passed over, in bytes, at most INT32_MAX.
   int TotalSize() const { return ToInt(directory_.TotalSize()); }
   // When the oldest file that the last scan kept was last written to; 0 for none, or if that scan
   // did not note it.
@@ -75,7 +80,11 @@ class CacheManager {
   int64_t Expiry() const;
   bool AppendToOneFile(RecordList& records);
   void EnforceLimit();
+  int64_t MaxLoadSize() const;
   bool LoadFile(int sequence, RecordList& records);
+  bool OpenToLoad(int sequence, TavFile& file);
+  bool PassOver(int sequence, const char* cannot);
+  CacheDirectory::Deletion TryToDelete(int sequence);
 
   CacheDirectory directory_;
   const Clock clock_;

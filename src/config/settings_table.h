@@ -28,7 +28,7 @@ inline constexpr NumberSetting kTerminateTime{"terminate_time", 2, 30, 10};
 // Bytes. The maxima also keep multiples of them within 32 bits: 16 times the memory stays in memory
 // when the cache fails, and a cache file has a mebibyte.
 inline constexpr NumberSetting kSendThreshold{"send_threshold", 1, 1 << 30, 1 << 20};
-inline constexpr NumberSetting kMaxRecordSize{"max_record_size", 4096, 16 << 20, 511800};
+inline constexpr NumberSetting kMaxRecordSize{"max_record_size", 4096, 2 << 20, 511800};
 inline constexpr NumberSetting kMaxMemorySize{"max_memory_size", 16384, 64 << 20, 2 << 20};
 // Files.
 inline constexpr NumberSetting kMaxCacheSize{"max_cache_size", 1, 2047, 50};

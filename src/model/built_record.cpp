@@ -38,6 +38,12 @@ void RecordList::Append(std::unique_ptr<BuiltRecord> record) {
   tail_ = last;
 }
 
+void RecordList::AppendAll(RecordList&& others) noexcept {
+  while (std::unique_ptr<BuiltRecord> record = others.TakeFirst()) {
+    Append(std::move(record));
+  }
+}
+
 std::unique_ptr<BuiltRecord> RecordList::TakeFirst() {
   std::unique_ptr<BuiltRecord> first = std::move(head_);
   if (first != nullptr) {

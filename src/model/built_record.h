@@ -31,6 +31,8 @@ class RecordList {
   int64_t Bytes() const { return bytes_; }
 
   void Append(std::unique_ptr<BuiltRecord> record);
+  // Leaves `others` empty.
+  void AppendAll(RecordList&& others) noexcept;
   // Null when empty.
   std::unique_ptr<BuiltRecord> TakeFirst();
   void Clear();

@@ -2,6 +2,9 @@
 //
 // Paths are UTF-8. On Windows a path that is not valid UTF-8 is decoded in the ANSI code page. A
 // function that fails leaves the reason in errno. Child processes do not inherit files opened here.
+//
+// No function but OpenFile follows a link in the last part of a path: others may be able to write
+// to the folder. Links among the folders of a path are followed.
 #pragma once
 
 #include <cerrno>
@@ -23,15 +26,15 @@ std::string PathToUtf8(std::string_view path);
 enum class FileUse {
   Append,  // write-only, at the end; creates a missing file; others may open the file
   Update,  // read and write, writes at the end; creates a missing file; others may open the file
-  // Read and write; fails if the file is missing or open elsewhere. Nobody else can open the file,
-  // and closing removes it. If the process dies, Windows removes it too; elsewhere it stays.
+  // Read and write; fails if the file is missing or open elsewhere. Nobody else can open the file.
   Exclusive,
 };
 
 enum class OpenResult {
   Opened,
   Missing,
-  InUse,  // sharing violation: last error 32, errno EACCES
+  InUse,    // sharing violation: last error 32, errno EACCES
+  Refused,  // a link, another reparse point or a file with several names; errno EACCES
   Failed,
 };
 
@@ -50,6 +53,9 @@ class File {
   // Also releases the lock. Returns true if no file is open. The file is closed even after a
   // failure.
   bool Close();
+  // Removes the file, at the latest when it is closed. For exclusive use only. If the process dies
+  // before this call, the file stays.
+  bool Discard();
 
   // Locks the first byte and seeks to the start of the file. Returns false at once if another File
   // holds the lock, in this process or another one.
@@ -75,16 +81,17 @@ class File {
 
   int32_t descriptor_ = -1;
   bool locked_ = false;
-  std::string removeOnClose_;  // a path, where the system does not remove the file itself
+  std::string path_;  // for Discard, where the system needs it
 };
 
 // fopen. The caller owns the stream; null on failure. Others may open the file.
 std::FILE* OpenFile(const char* path, const char* mode);
 
-// Fails if the file is missing (ENOENT), read-only or open.
+// Fails if the file is missing (ENOENT), read-only or open. Of a link, removes the link itself; of
+// a file with several names, this one.
 bool RemoveFile(const char* path);
 
-// True for a file or a directory.
+// True for a file, a directory or a link.
 bool FileExists(const char* path);
 
 struct FileStatus {
@@ -92,7 +99,8 @@ struct FileStatus {
   int64_t modifiedAt = 0;  // seconds since 1970-01-01 UTC
 };
 
-// Reads the status without opening the file; correct also while another process writes to it.
+// Reads the status without opening the file; correct also while another process writes to it. Of a
+// link, the status of the link itself.
 bool QueryFileStatus(const char* path, FileStatus& status);
 
 // False for a file. May access the disk or the network.

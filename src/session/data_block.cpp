@@ -5,7 +5,7 @@
 #include "streams/base64_stream.h"
 #include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
-#include "streams/json_stream.h"
+#include "streams/json_check.h"
 #include "streams/memory_stream.h"
 
 namespace Tav {
@@ -28,18 +28,18 @@ std::unique_ptr<BuiltRecord> Decode(std::string_view block, std::string& reason)
 bool HoldsJsonObject(const BuiltRecord& record, std::string& reason) {
   MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
   GZipInputStream gzip(&bytes);
-  BufferedInputStream buffered(&gzip);
-  JsonInputStream json(&buffered);
-  const JsonPtr value = json.ReadValue();
-  if (!value || !gzip.Complete()) {
-    reason = json.HasError() ? json.ErrorText() : "Incomplete gzip data";
-    return false;
-  }
-  if (!json_is_object(value.Get())) {
+  BufferedInputStream text(&gzip);
+  const JsonShape shape = CheckJson(text);
+  if (text.HasError()) {
+    reason = text.ErrorText();
+  } else if (shape == JsonShape::Malformed) {
+    reason = "Bad JSON value";
+  } else if (!gzip.Complete()) {
+    reason = "Incomplete gzip data";
+  } else if (shape != JsonShape::Object) {
     reason = "Not a JSON object";
-    return false;
   }
-  return true;
+  return reason.empty();
 }
 
 }  // namespace
@@ -54,6 +54,7 @@ std::string ToDataBlock(const BuiltRecord& record) {
 }
 
 std::unique_ptr<BuiltRecord> FromDataBlock(std::string_view block, std::string& reason) {
+  reason.clear();
   std::unique_ptr<BuiltRecord> record = Decode(block, reason);
   if (record == nullptr || !HoldsJsonObject(*record, reason)) {
     return nullptr;

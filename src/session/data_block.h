@@ -12,7 +12,7 @@ namespace Tav {
 std::string ToDataBlock(const BuiltRecord& record);
 
 // The record in `block`, or null and the reason. A valid block is the base64 form of one whole gzip
-// member whose text is a JSON object.
+// member whose text is a JSON object of at most kMaxTextSize bytes. Expands it without keeping it.
 std::unique_ptr<BuiltRecord> FromDataBlock(std::string_view block, std::string& reason);
 
 }  // namespace Tav

@@ -1,13 +1,25 @@
 #include "session/limits.h"
 
+#include <algorithm>
+
 #include "cache/cache_manager.h"
 #include "config/config_manager.h"
 #include "model/library_config.h"
+#include "streams/stream.h"
 #include "util/log_text.h"
 #include "util/logger.h"
 #include "util/version.h"
 
 namespace Tav {
+
+namespace {
+
+// A text of more than kMaxTextSize bytes counts as damaged. The estimate of a text leaves out what
+// escapes add: up to five bytes for each. The host is bound by this, too.
+constexpr int kMaxRecordSize = static_cast<int>(kMaxTextSize / 8);
+static_assert(Setting::kMaxRecordSize.max == kMaxRecordSize);
+
+}  // namespace
 
 Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings) {
   const auto tuned = [&settings](int hostValue, const NumberSetting& setting) {
@@ -22,7 +34,8 @@ Limits ResolveLimits(const LibraryConfig& config, const ConfigManager& settings)
   limits.schedule.sendInterval = config.sendInterval;
   limits.schedule.flushInterval = tuned(config.flushInterval, Setting::kFlushTime);
   limits.schedule.pauseInterval = tuned(config.pauseInterval, Setting::kPauseTime);
-  limits.maxRecordSize = tunedSize(config.maxRecordSize, Setting::kMaxRecordSize);
+  limits.maxRecordSize =
+      std::min(tunedSize(config.maxRecordSize, Setting::kMaxRecordSize), kMaxRecordSize);
   limits.maxMemorySize = tunedSize(config.maxMemorySize, Setting::kMaxMemorySize);
   limits.maxCacheFiles = tuned(config.cacheSize, Setting::kMaxCacheSize);
   limits.maxCacheBytes = config.maxCacheBytes < 1

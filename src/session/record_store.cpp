@@ -16,8 +16,9 @@ namespace {
 constexpr int kMemoryBoundFactor = 16;
 
 // The chunk marks of a cache file do not reveal damage inside a record. A gateway would reject such
-// a record at every attempt, and the records after it would never be sent. If there is no memory
-// for zlib's state, the record counts as whole.
+// a record at every attempt, and the records after it would never be sent. The same goes for a text
+// of more than kMaxTextSize bytes. If there is no memory for zlib's state, the record counts as
+// whole.
 bool IsDamaged(const BuiltRecord& record) {
   MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
   GZipInputStream gzip(&bytes);

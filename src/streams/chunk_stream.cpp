@@ -67,11 +67,12 @@ ChunkResult ChunkInputStream::ReadChunk(std::vector<uint8_t>& payload) {
     return result;
   }
   const int32_t end = Inner()->ReadByte();
-  if (end != kChunkEnd) {
-    Fail("End of chunk mark expected. Found (%d)", end);
-    return ChunkResult::Failed;
+  if (end == kChunkEnd) {
+    return ChunkResult::Chunk;
   }
-  return ChunkResult::Chunk;
+  const bool ended = end < 0 && !HasError();
+  Fail("End of chunk mark expected. Found (%d)", end);
+  return ended ? ChunkResult::NoEndMark : ChunkResult::Failed;
 }
 
 }  // namespace Tav

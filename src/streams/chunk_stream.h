@@ -25,10 +25,11 @@ class ChunkOutputStream : public FilterOutputStream {
 };
 
 enum class ChunkResult {
-  Chunk,     // a complete chunk
-  End,       // the stream ended after a complete chunk
-  CutShort,  // the stream ended within a payload; there is no error text
-  Failed,    // the framing is damaged or the stream below failed; see ErrorText
+  Chunk,      // a complete chunk
+  End,        // the stream ended after a complete chunk
+  NoEndMark,  // a whole payload, but the stream ended before its end mark; see ErrorText
+  CutShort,   // the stream ended within a payload; there is no error text
+  Failed,     // the framing is damaged or the stream below failed; see ErrorText
 };
 
 class ChunkInputStream : public FallibleInputStream {

@@ -120,6 +120,11 @@ size_t GZipInputStream::Read(void* buffer, size_t count) {
     inflate_.avail_out = piece;
     const int result = inflate(&inflate_, Z_NO_FLUSH);
     wanted -= piece - inflate_.avail_out;
+    expanded_ += piece - inflate_.avail_out;
+    if (expanded_ > kMaxTextSize) {
+      Fail("GZip text beyond %d bytes", static_cast<int>(kMaxTextSize));
+      return 0;
+    }
     complete_ = result == Z_STREAM_END;
     if (result != Z_OK && !complete_) {
       Fail("GZip inflate error %d", result);

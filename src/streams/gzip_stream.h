@@ -29,7 +29,8 @@ class GZipOutputStream : public FallibleOutputStream {
 
 // Expands one gzip member and ignores what follows it. A member that ends early fails with zlib's
 // buffer error (-5), a damaged one with its data error (-3). A Read that delivers less than
-// requested without an error has read the whole member. The caller limits how much it expands.
+// requested without an error has read the whole member. A text of more than kMaxTextSize bytes
+// fails.
 class GZipInputStream : public FallibleInputStream {
  public:
   explicit GZipInputStream(InputStream* inner);
@@ -42,6 +43,7 @@ class GZipInputStream : public FallibleInputStream {
 
  private:
   z_stream inflate_ = {};
+  size_t expanded_ = 0;
   bool started_ = false;
   bool complete_ = false;
   uint8_t buffer_[4096];

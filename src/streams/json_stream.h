@@ -8,10 +8,15 @@ namespace Tav {
 
 class JsonInputStream : public FallibleInputStream {
  public:
+  // The value of "[{},{},..." takes about 80 times the memory of its text. No record of the default
+  // size has this many.
+  static constexpr size_t kMaxSeparators = size_t{1} << 19;
+
   explicit JsonInputStream(InputStream* inner);
 
-  // Reads the stream below to its end. An object with a duplicate key is malformed. Null after a
-  // failure: "Bad JSON value" or that of the stream below.
+  // Reads the stream below to its end. Null after a failure: "Bad JSON value" or that of the stream
+  // below. Also malformed are an object with a duplicate key, a text of more than kMaxTextSize
+  // bytes, and a text with more than kMaxSeparators brackets and commas.
   JsonPtr ReadValue();
   // The raw bytes.
   size_t Read(void* buffer, size_t count) override { return Inner()->Read(buffer, count); }

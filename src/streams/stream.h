@@ -17,6 +17,10 @@
 
 namespace Tav {
 
+// The longest text, in bytes, that is expanded or parsed. A longer one is damaged: records and
+// storage files are far smaller, and 400 KB of gzip can hold 400 MB.
+inline constexpr size_t kMaxTextSize = size_t{16} << 20;
+
 // The first failure of a stream with its text.
 class StreamError {
  public:

@@ -23,8 +23,8 @@ constexpr size_t kSchemeLength = 7;
 
 TestDataSender::Hook testHook = nullptr;
 
-// Expands the gzip member `body` into `output`, up to the first damage, which is logged. Does not
-// flush.
+// Expands the gzip member `body` into `output`, up to the first damage or kMaxTextSize bytes;
+// either is logged. Does not flush.
 void ExpandBody(const void* body, size_t length, OutputStream* output) {
   MemoryInputStream compressed(body, length);
   GZipInputStream expanded(&compressed);
@@ -107,6 +107,10 @@ std::string FileDataSender::Fetch() try {
   for (size_t count = 1; count > 0 && text.size() <= kMaxResponse;) {
     count = buffered.Read(piece, sizeof piece);
     text.append(piece, count);
+    if (text.size() > kMaxTextSize) {
+      TAV_DEBUG("Could not read setting file - more than %d bytes", static_cast<int>(kMaxTextSize));
+      return {};
+    }
   }
   if (buffered.HasError()) {
     TAV_DEBUG("Could not read setting file - %s", buffered.ErrorText());

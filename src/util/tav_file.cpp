@@ -21,6 +21,7 @@ void TavFile::Reset() {
   Close();
   lastingFailure_ = false;
   missing_ = false;
+  unusable_ = false;
   failed_ = false;
   errorText_.clear();
 }
@@ -42,11 +43,22 @@ void TavFile::Fail(const char* what) {
   }
 }
 
-bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int lockAttempts) {
+Platform::OpenResult TavFile::Open(const char* path, Platform::FileUse use) {
+  using Platform::OpenResult;
   Reset();
-  const Platform::OpenResult result = file_.Open(path, use);
-  if (result != Platform::OpenResult::Opened) {
-    missing_ = result == Platform::OpenResult::Missing;
+  const OpenResult result = file_.Open(path, use);
+  missing_ = result == OpenResult::Missing;
+  unusable_ = result == OpenResult::Refused ||
+              (result == OpenResult::Failed && errno != EMFILE && errno != ENOMEM);
+  if (result == OpenResult::Refused) {
+    LogWarning("SF: File '%s' is a link or has several names. Not opened", path);
+    errno = EACCES;
+  }
+  return result;
+}
+
+bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int lockAttempts) {
+  if (Open(path, use) != Platform::OpenResult::Opened) {
     lastingFailure_ = !missing_;
     Fail("Open failed: ");
     TAV_DEBUG("*Cannot open file %s", path);
@@ -83,8 +95,7 @@ bool TavFile::OpenForUpdate(const char* path, int lockAttempts) {
 }
 
 bool TavFile::OpenAtomic(const char* path) {
-  Reset();
-  switch (file_.Open(path, Platform::FileUse::Exclusive)) {
+  switch (Open(path, Platform::FileUse::Exclusive)) {
     case Platform::OpenResult::Opened:
       return true;
     case Platform::OpenResult::InUse:
@@ -92,8 +103,7 @@ bool TavFile::OpenAtomic(const char* path) {
       LogWarning("Atomic open failed due to file locked");
       return false;
     case Platform::OpenResult::Missing:
-      missing_ = true;
-      break;
+    case Platform::OpenResult::Refused:
     case Platform::OpenResult::Failed:
       break;
   }
@@ -101,6 +111,10 @@ bool TavFile::OpenAtomic(const char* path) {
   Fail("Atomic open failed: ");
   LogWarning("*Open of file failed");
   return false;
+}
+
+bool TavFile::Discard() {
+  return file_.Discard();
 }
 
 size_t TavFile::Read(void* buffer, size_t count) {

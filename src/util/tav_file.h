@@ -20,15 +20,19 @@ class TavFile {
   TavFile(const TavFile&) = delete;
   TavFile& operator=(const TavFile&) = delete;
 
-  // Each open closes the file that was open before, clears its failures and returns success.
+  // Each open closes the file that was open before, clears its failures and returns success. A link
+  // or a file with several names is not opened, which is logged.
   //
   // The first two create a missing file and lock its first byte. They fail while another TavFile,
   // in this process or another one, holds the lock.
   bool OpenForAppend(const char* path);
   // Tries to lock `lockAttempts` times, 20 ms apart.
   bool OpenForUpdate(const char* path, int lockAttempts = 1);
-  // Takes an existing file for exclusive use: nobody else can open it, and Close removes it.
+  // Takes an existing file for exclusive use: nobody else can open it.
   bool OpenAtomic(const char* path);
+  // Removes a file that OpenAtomic opened, at the latest when it is closed. Without this call the
+  // file stays, also if the process dies.
+  bool Discard();
 
   bool IsOpen() const { return file_.IsOpen(); }
   // The last open failed for a reason that will persist: any but a missing file or, for OpenAtomic,
@@ -36,6 +40,9 @@ class TavFile {
   bool LastingFailure() const { return lastingFailure_; }
   // The last open failed because the file does not exist.
   bool Missing() const { return missing_; }
+  // The last open failed for a reason of the file itself: it is neither missing nor in use, and the
+  // process is not out of memory or descriptors.
+  bool Unusable() const { return unusable_; }
 
   // True after the first failure since the last open. Read and Write do nothing then.
   bool Failed() const { return failed_; }
@@ -60,12 +67,14 @@ class TavFile {
  private:
   void Reset();
   void Fail(const char* what);
+  Platform::OpenResult Open(const char* path, Platform::FileUse use);
   bool OpenLocked(const char* path, Platform::FileUse use, int lockAttempts);
   bool LockFile(const char* path, int attempts);
 
   Platform::File file_;
   bool lastingFailure_ = false;
   bool missing_ = false;
+  bool unusable_ = false;
   bool failed_ = false;
   std::string errorText_;
 };

@@ -1,5 +1,8 @@
 #include <memory>
 
+#include "streams/base64_stream.h"
+#include "streams/gzip_stream.h"
+#include "streams/memory_stream.h"
 #include "support/records.h"
 #include "support/table_fixture.h"
 
@@ -66,6 +69,40 @@ TEST_F(RequestsTest, APulledRecordIsTheHostsUntilItIsPushedBack) {
   Stop();
   EXPECT_EQ(EventsNamed("Carried").size(), 1u);
   EXPECT_EQ(Complaints(), Lines{});
+}
+
+// The base64 form of a gzip member.
+std::string Block(const std::string& text) {
+  MemoryOutputStream block;
+  Base64OutputStream base64(&block);
+  GZipOutputStream gzip(&base64);
+  gzip.Write(text.data(), text.size());
+  gzip.Flush();
+  const std::vector<uint8_t> bytes = block.Join();
+  return std::string(bytes.begin(), bytes.end());
+}
+
+TEST_F(RequestsTest, APushedRecordMustExpandToOneObjectOf16MegabytesAtMost) {
+  const auto rejection = [this](const std::string& block) {
+    tav.PushData(block.c_str());
+    const Lines complaints = Complaints();
+    return complaints.size() == 1 ? complaints[0]
+                                  : std::to_string(complaints.size()) + " complaints";
+  };
+  const std::string start = "warning: SM: PushData: rejecting data that is no record (";
+  Start();
+  const std::string most = "{\"rt\":[]" + std::string((16 << 20) - 9, ' ');
+  EXPECT_EQ(rejection(Block(most + " }")), start + "GZip text beyond 16777216 bytes)");
+  EXPECT_EQ(rejection(Block("[{}]")), start + "Not a JSON object)");
+  EXPECT_EQ(rejection(Block("{\"a\":}")), start + "Bad JSON value)");
+  EXPECT_EQ(rejection(Block(std::string(3000, '['))), start + "Bad JSON value)");
+  std::string cut = Block("{}");
+  cut.resize(cut.size() - 4);
+  EXPECT_EQ(rejection(cut), start + "GZip inflate error -5)");
+  EXPECT_EQ(rejection("!"), start + "Bad base-64 character)");
+  EXPECT_EQ(rejection(Block(most + "}")), "0 complaints");
+  EXPECT_EQ(tav.Commit(), 0);
+  EXPECT_EQ(Records().size(), 2u);
 }
 
 }  // namespace

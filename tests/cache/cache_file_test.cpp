@@ -84,7 +84,7 @@ TEST_F(CacheFileReaderTest, ReadsTheChunksBeforeTheDamage) {
   EXPECT_EQ(Load(two.substr(0, 13), {cut + "3 and got 1"}, 5), one);
   EXPECT_EQ(Load(two.substr(0, 12), {cut + "3 and got 0"}, 4), one);
   EXPECT_EQ(Load(Chunk("one") + "\x1C\xFF\xFF\xFFxyz", {cut + "16777215 and got 3"}, 7), one);
-  EXPECT_EQ(Load(two.substr(0, 15), {framing + "End of chunk mark expected. Found (-1)"}, 7), one);
+  EXPECT_EQ(Load(two.substr(0, 15), {framing + "End of chunk mark expected. Found (-1)"}), both);
   EXPECT_EQ(Load(wrongLength, {framing + "End of chunk mark expected. Found (28)"}, 18), one);
   EXPECT_EQ(Load(two + std::string(100, '\0'),
                  {framing + "Beginning of chunk mark expected. Found (0x00)"}, 100),
@@ -101,11 +101,15 @@ TEST_F(CacheFileReaderTest, ReadsTheChunksBeforeTheDamage) {
   EXPECT_EQ(log.Find("warning"), "");
 }
 
-TEST_F(CacheFileReaderTest, ReadsTheWholeChunksOfATruncatedFile) {
+TEST_F(CacheFileReaderTest, ReadsTheWholePayloadsOfATruncatedFile) {
   const std::string whole = Chunk("one") + Chunk(std::string(300, 'x')) + Chunk("");
   for (size_t length = 1; length < whole.size(); ++length) {
     Put(1, whole.substr(0, length));
-    EXPECT_EQ(LoadAll().size(), length < 8 ? 0u : length < 313 ? 1u : 2u) << length;
+    EXPECT_EQ(LoadAll().size(), length < 7     ? 0u
+                                : length < 312 ? 1u
+                                : length < 317 ? 2u
+                                               : 3u)
+        << length;
   }
 }
 
@@ -123,6 +127,14 @@ TEST_F(CacheFileReaderTest, SkipsBadLines) {
                              {warning, warning, warning}, 14 + 9 + 6);
   ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(Expand(records[0]), "{\"a\":1}");
+  EXPECT_EQ(Expand(records[1]), "{\"b\":2}");
+}
+
+TEST_F(CacheFileReaderTest, SkipsLinesOfMoreThan16Megabytes) {
+  const std::string large = "{\"a\":\"" + std::string(16 << 20, 'a') + "\"}\n";
+  const Texts records = Load("{\"a\":1}\n" + large + "{\"b\":2}\n",
+                             {"Error reading json data: Bad JSON value"}, large.size());
+  ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(Expand(records[1]), "{\"b\":2}");
 }
 

@@ -10,6 +10,9 @@
 #include "config/config_manager.h"
 #include "session/session_fixture.h"
 #include "storage/storage_views.h"
+#include "streams/chunk_stream.h"
+#include "streams/gzip_stream.h"
+#include "streams/memory_stream.h"
 #include "util/time_stamp.h"
 
 namespace Tav {
@@ -31,9 +34,10 @@ class DurableSessionTest : public Testing::SessionManagerTest {
         CacheFileName(CachePrefix("Product", "1.0", Deployment()), sequence).c_str());
   }
   bool Cached(int sequence) const { return std::filesystem::exists(CachePath(sequence)); }
-  // Puts directories in the place of the files that the cache would write to: it tries 64 in a row.
+  // Puts directories in the place of the files that the cache would write to: each of its first ten
+  // attempts tries 64 of them.
   void BlockCache() const {
-    for (int sequence = 1; sequence <= 64; ++sequence) {
+    for (int sequence = 1; sequence <= 640; ++sequence) {
       std::filesystem::create_directory(CachePath(sequence));
     }
   }
@@ -192,6 +196,14 @@ TEST_F(DurableSessionTest, SettingsOfAnEarlierFetchGovernTheRun) {
   EXPECT_EQ(Gateway::Events().size(), 4u);
 }
 
+// A larger record could count as damaged when it is loaded from the cache.
+TEST_F(DurableSessionTest, TheServerCannotAskForRecordsOfAnySize) {
+  StoreSettings({{"max_record_size", EnvValue::Number(1e9)}});
+  Run({});
+  EXPECT_NE(log_.Find("\n    -----").find("Record size (bytes):            2097152\n"),
+            std::string::npos);
+}
+
 TEST_F(DurableSessionTest, SettingsAreFetchedOnceADayForTheNextRun) {
   ServeSettings(R"({"inhibit": ["secret"], "flush_time": 20})");
   Run({"secret"});
@@ -330,6 +342,33 @@ TEST_F(DurableSessionTest, ADamagedRecordDoesNotBlockThoseBehindIt) {
   Run({});
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "two", "$e"}));
   EXPECT_NE(log_.Find("warning: SM: Dropped a damaged record of "), "");
+}
+
+TEST_F(DurableSessionTest, ARecordThatExpandsBeyondTheBoundIsDropped) {
+  MemoryOutputStream file;
+  ChunkOutputStream chunks(&file);
+  MemoryOutputStream bomb;
+  GZipOutputStream gzip(&bomb);
+  const std::string blanks(1 << 20, ' ');
+  gzip.Write("{\"rt\":[]", 8);
+  for (int i = 0; i < 17; ++i) {
+    gzip.Write(blanks.data(), blanks.size());
+  }
+  gzip.Write("}", 1);
+  gzip.Flush();
+  const std::vector<uint8_t> payload = bomb.Join();
+  chunks.Write(payload.data(), payload.size());
+  const std::vector<uint8_t> bytes = file.Join();
+  std::ofstream(CachePath(1), std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
+  Run({"one"});
+  EXPECT_EQ(Gateway::RecordCount(), 1u);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "$e"}));
+  EXPECT_EQ(log_.Find("warning: SM: Dropped a damaged record of "),
+            "warning: SM: Dropped a damaged record of " + std::to_string(payload.size()) +
+                " bytes from the cache");
+  EXPECT_FALSE(Cached(1));
 }
 
 TEST_F(DurableSessionTest, PulledRecordsComeFromTheCacheAndAnOptedOutProductTakesNoneBack) {

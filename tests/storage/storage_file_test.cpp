@@ -262,5 +262,30 @@ TEST_F(StorageFileTest, AFileThatCannotBeOpenedIsReportedAtOnceAndStays) {
   EXPECT_TRUE(fs::is_directory(folder_.Path("TavData")));
 }
 
+TEST_F(StorageFileTest, AFileWithSeveralNamesIsReportedAndStays) {
+  const std::string document = DocumentOf("Victim");
+  folder_.Put("victim", document);
+  for (const char* const name : {"TavData", "TavData.new"}) {
+    fs::create_hard_link(folder_.Path("victim"), folder_.Path(name));
+  }
+  for (const Access access : {Access::Read, Access::Update}) {
+    EXPECT_EQ(Products(access), "");
+    EXPECT_TRUE(storage_.HadOpenError());
+    EXPECT_EQ(log_.Find("error: "), "error: PS: Cannot open PS file");
+    log_.Take();
+  }
+  AddProduct("App");
+  storage_.CloseAndSave();
+  EXPECT_EQ(folder_.Contents("victim"), document);
+
+  fs::remove(folder_.Path("TavData"));
+  folder_.Put("TavData", "");
+  EXPECT_EQ(Products(Access::Update), "") << "the copy is not read";
+  AddProduct("App");
+  storage_.CloseAndSave();
+  EXPECT_EQ(folder_.Contents("victim"), document);
+  EXPECT_EQ(folder_.Contents("TavData"), "") << "without a copy the file is not touched";
+}
+
 }  // namespace
 }  // namespace Tav

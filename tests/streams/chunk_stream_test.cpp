@@ -50,8 +50,10 @@ std::string Chunks(const std::string& bytes) {
   while ((result = chunks.ReadChunk(payload)) == ChunkResult::Chunk) {
     seen += '[' + std::string(payload.begin(), payload.end()) + ']';
   }
-  EXPECT_EQ(chunks.HasError(), result == ChunkResult::Failed);
+  EXPECT_EQ(chunks.HasError(), result == ChunkResult::Failed || result == ChunkResult::NoEndMark);
   switch (result) {
+    case ChunkResult::NoEndMark:
+      return seen + std::string(payload.begin(), payload.end()) + ": " + chunks.ErrorText();
     case ChunkResult::CutShort:
       return seen + "cut after " + std::string(payload.begin(), payload.end());
     case ChunkResult::Failed:
@@ -71,7 +73,7 @@ TEST(ChunkInputStreamTest, NamesEachKindOfDamage) {
   EXPECT_EQ(Chunks("\x1C"), "Chunk size expected. Found (-1,-1,-1)");
   EXPECT_EQ(Chunks("\x1C\xFF\x01"), "Chunk size expected. Found (255,1,-1)");
   EXPECT_EQ(Chunks(head + "ab"), "cut after ab");
-  EXPECT_EQ(Chunks(head + "abc"), "End of chunk mark expected. Found (-1)");
+  EXPECT_EQ(Chunks(head + "abc"), "abc: End of chunk mark expected. Found (-1)");
   EXPECT_EQ(Chunks(head + "abcd"), "End of chunk mark expected. Found (100)");
 }
 

@@ -96,6 +96,17 @@ TEST(GZipInputStreamTest, RejectsDamagedAndForeignData) {
   EXPECT_EQ(Expand(Compress("first") + Compress("second")).text, "first");
 }
 
+TEST(GZipInputStreamTest, RejectsTextsOfMoreThan16Megabytes) {
+  const std::string most(16 << 20, 'z');
+  EXPECT_TRUE(Expand(Compress(most, most.size())).complete);
+  for (const size_t piece : {size_t{700}, 2 * most.size()}) {
+    const Expanded expanded = Expand(Compress(most + 'z', most.size()), piece);
+    EXPECT_EQ(expanded.error, "GZip text beyond 16777216 bytes");
+    EXPECT_FALSE(expanded.complete);
+    EXPECT_LE(expanded.text.size(), most.size());
+  }
+}
+
 TEST(GZipStreamsTest, ReportTheStreamBelowAndStop) {
   RecordingOutputStream sink(5000);
   GZipOutputStream output(&sink);

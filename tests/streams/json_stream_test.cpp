@@ -38,6 +38,19 @@ TEST(JsonInputStreamTest, RejectsWhatIsNotOneValue) {
   EXPECT_FALSE(Parse(std::string(1 << 20, '['))) << "bounded nesting";
 }
 
+TEST(JsonInputStreamTest, RejectsTextsThatAreTooLarge) {
+  const std::string blanks((16 << 20) - 2, ' ');
+  EXPECT_TRUE(Parse("{" + blanks + "}"));
+  EXPECT_FALSE(Parse("{ " + blanks + "}"));
+  EXPECT_FALSE(Parse("{}" + blanks + " ")) << "white space after the value counts, too";
+  std::string zeros = "[0";
+  for (int i = 1; i < 1 << 19; ++i) {
+    zeros += ",0";
+  }
+  EXPECT_TRUE(Parse(zeros + "]"));
+  EXPECT_FALSE(Parse(zeros + ",0]"));
+}
+
 TEST(JsonStreamsTest, ReportTheStreamBelowAndAValueThatIsNoDocument) {
   for (const char* text : {"", "{\"a\":", "{}"}) {
     FailingInputStream source(text);

@@ -42,9 +42,7 @@ TEST_F(TavcatDamageTest, BrokenFramingIsExplainedWithItsOffset) {
       {good + good.substr(0, 20),
        "chunk 2 at offset 27 torn: the file ends within the payload, of which 16 of 22 bytes are "
        "there; nothing from here on can be read, 20 bytes"},
-      {good + good.substr(0, 26),
-       "chunk 2 at offset 27 torn: the file ends before the end mark; nothing from here on can be "
-       "read, 26 bytes"},
+      {good + good.substr(0, 26), "torn: the file ends before the end mark; the record is whole"},
       {broken(26, 'x'),
        "chunk 1 at offset 0 ends with 0x78 instead of the mark 0x1D; nothing from here on can be "
        "read, 54 bytes"},
@@ -81,6 +79,19 @@ TEST_F(TavcatDamageTest, ABadPayloadLosesOneRecord) {
   EXPECT_EQ(output, "{}\n{\"pn\":\"behind\"}\n");
   EXPECT_TRUE(problems.starts_with("tavcat: TavCache_9A80ECF5_0001: the payload is not"))
       << problems;
+}
+
+TEST_F(TavcatDamageTest, ARecordOfMoreThan16MegabytesIsNotShown) {
+  const std::string large = "{\"a\":\"" + std::string(16 << 20, 'a') + "\"}";
+  EXPECT_EQ(
+      Explain(kFile, Chunk(Gzip(large))),
+      Texts{"the payload is not a complete gzip member: the body expands to more than 16777216 "
+            "bytes"});
+  const Texts found = Explain(kFile, "{}\n" + large + "\n{\"b\":2}");
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_TRUE(found[0].starts_with("the text is not JSON (too large: 16777224 bytes, 1 brackets"))
+      << found[0].substr(0, 100);
+  ExpectShown("\n3 records in the cache;");
 }
 
 TEST_F(TavcatDamageTest, EveryTruncationIsFound) {

@@ -62,6 +62,20 @@ TEST_F(FileDataSenderTest, WritesOneExpandedBodyALine) {
   EXPECT_EQ(log.Take(), std::vector<std::string>{"Gzip expand failed - GZip inflate error -3"});
 }
 
+TEST_F(FileDataSenderTest, StopsAt16Megabytes) {
+  const std::string large((16 << 20) + 5000, 'b');
+  const auto sender = CreateDataSender(Url("out.json"));
+  EXPECT_EQ(SendText(sender.get(), large), 0);
+  EXPECT_EQ(SendText(sender.get(), "next"), 0);
+  EXPECT_TRUE(Text("out.json") == large.substr(0, 16 << 20) + "\nnext\n");
+  EXPECT_EQ(log.Take(),
+            std::vector<std::string>{"Gzip expand failed - GZip text beyond 16777216 bytes"});
+  folder.Put("settings.json", large);
+  EXPECT_EQ(CreateDataSender(Url("settings.json"))->Fetch(), "");
+  EXPECT_EQ(log.Take(),
+            std::vector<std::string>{"Could not read setting file - more than 16777216 bytes"});
+}
+
 TEST_F(FileDataSenderTest, UnwritableFileIsTriedOnceAndNeverFails) {
   const auto sender = CreateDataSender(Url("missing/out.json"));
   EXPECT_EQ(SendText(sender.get(), "1"), 0);

@@ -20,6 +20,25 @@ class TavFileTest : public testing::Test {
 
   bool Logged(const std::string& beginning) const { return !log_.Find(beginning).empty(); }
 
+  // Each way to open it fails; deleting it removes this name only.
+  void ExpectNotOpened(const char* name) {
+    const std::string path = Path(name);
+    for (int way = 0; way < 3; ++way) {
+      log_.Take();
+      TavFile file;
+      EXPECT_FALSE(way == 0   ? file.OpenAtomic(path.c_str())
+                   : way == 1 ? file.OpenForAppend(path.c_str())
+                              : file.OpenForUpdate(path.c_str(), 5));
+      EXPECT_FALSE(file.IsOpen() || file.Missing());
+      EXPECT_TRUE(file.LastingFailure());
+      EXPECT_TRUE(
+          Logged("warning: SF: File '" + path + "' is a link or has several names. Not opened"));
+    }
+    EXPECT_TRUE(TavFile::Exists(path.c_str()));
+    EXPECT_TRUE(TavFile::Delete(path.c_str()));
+    EXPECT_FALSE(TavFile::Exists(path.c_str()));
+  }
+
   const Testing::TempFolder folder_;
   Testing::CapturedLog log_;
 };
@@ -67,7 +86,7 @@ TEST_F(TavFileTest, LockExcludesASecondOpen) {
   EXPECT_FALSE(second.Failed()) << "cleared by the new open";
 }
 
-TEST_F(TavFileTest, AtomicOpenExcludesOthersAndConsumesTheFile) {
+TEST_F(TavFileTest, AtomicOpenExcludesOthersUntilTheFileIsClosedOrDiscarded) {
   folder_.Put("cache", "contents");
   const std::string path = Path("cache");
   TavFile holder;
@@ -81,7 +100,13 @@ TEST_F(TavFileTest, AtomicOpenExcludesOthersAndConsumesTheFile) {
   EXPECT_TRUE(TavFile::Exists(path.c_str()));
   EXPECT_EQ(ReadWhole(holder), "contents");
   EXPECT_TRUE(holder.Close());
+  EXPECT_EQ(folder_.Contents("cache"), "contents");
+
+  ASSERT_TRUE(holder.OpenAtomic(path.c_str()));
+  EXPECT_TRUE(holder.Discard());
+  EXPECT_TRUE(holder.Close());
   EXPECT_FALSE(TavFile::Exists(path.c_str()));
+  EXPECT_FALSE(holder.Discard()) << "no file is open";
 
   ASSERT_TRUE(other.OpenForAppend(path.c_str()));
   EXPECT_FALSE(holder.OpenAtomic(path.c_str())) << "the file is open";
@@ -107,6 +132,34 @@ TEST_F(TavFileTest, MissingFileDiffersFromALastingFailure) {
   EXPECT_FALSE(file.OpenForAppend(Path("").c_str())) << "a folder";
   EXPECT_TRUE(file.LastingFailure());
   EXPECT_FALSE(file.Missing());
+}
+
+TEST_F(TavFileTest, AFileWithSeveralNamesIsNotOpened) {
+  folder_.Put("victim", "precious");
+  std::filesystem::create_hard_link(folder_.Root() / "victim", folder_.Root() / "data");
+  ExpectNotOpened("data");
+  EXPECT_EQ(folder_.Contents("victim"), "precious");
+  TavFile file;
+  EXPECT_TRUE(file.OpenForUpdate(Path("victim").c_str())) << "it has one name again";
+}
+
+TEST_F(TavFileTest, ALinkIsNotFollowed) {
+  namespace fs = std::filesystem;
+  folder_.Put("victim", "precious");
+  for (const char* target : {"victim", "created"}) {
+    std::error_code error;
+    fs::create_symlink(target, folder_.Root() / "data", error);
+    if (error && fs::path::preferred_separator != '/') {
+      GTEST_SKIP() << "not every run-time and user can create links: " << error.message();
+    }
+    ASSERT_FALSE(error);
+    ExpectNotOpened("data");
+  }
+  EXPECT_EQ(folder_.Contents("victim"), "precious");
+  EXPECT_FALSE(fs::exists(folder_.Root() / "created")) << "through the dangling link";
+  fs::create_directory_symlink(folder_.Root(), folder_.Root() / "folder");
+  TavFile file;
+  EXPECT_TRUE(file.OpenForUpdate(Path("folder/victim").c_str())) << "folders may be links";
 }
 
 TEST_F(TavFileTest, KeepsTheFirstFailureOfItsStreams) {

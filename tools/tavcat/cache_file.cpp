@@ -12,7 +12,6 @@ namespace {
 
 constexpr char kLineLayoutBegin = '{';
 constexpr size_t kHeadSize = 4;  // the mark and the length
-constexpr size_t kMaxExpandedBytes = 256 * 1024 * 1024;
 // How much is shown of a text that is not JSON.
 constexpr size_t kMaxExcerpt = 200;
 
@@ -83,7 +82,7 @@ void ShowRecord(const std::string& heading, std::string_view text, Report& repor
 }
 
 void ShowPayload(const std::string& place, std::string_view payload, Report& report) {
-  const Gateway::Expansion expanded = Gateway::ExpandGzip(payload, kMaxExpandedBytes);
+  const Gateway::Expansion expanded = Gateway::ExpandGzip(payload, Tav::kMaxTextSize);
   const std::string heading = place + ": " + std::to_string(payload.size()) + " bytes, expanded " +
                               std::to_string(expanded.text.size());
   if (expanded.error.empty()) {
@@ -94,8 +93,8 @@ void ShowPayload(const std::string& place, std::string_view payload, Report& rep
   report.Damage(2, "the payload is not a complete gzip member: " + expanded.error);
 }
 
-// What is wrong with the framing of the chunk at the start of `rest`; empty if nothing is.
-// `payload` is then its content.
+// What is wrong with the framing of the chunk at the start of `rest`; empty if nothing is, or if
+// only the end mark is missing at the end of the file. `payload` is then its content.
 std::string FramingFault(std::string_view rest, std::string_view& payload) {
   if (rest[0] != kBeginMark) {
     return "begins with " + Hex(rest[0]) + " instead of the mark 0x1C";
@@ -113,7 +112,7 @@ std::string FramingFault(std::string_view rest, std::string_view& payload) {
            " of " + std::to_string(length) + " bytes are there";
   }
   if (rest.size() == kHeadSize + length) {
-    return "torn: the file ends before the end mark";
+    return "";
   }
   const char end = rest[kHeadSize + length];
   return end == kEndMark ? "" : "ends with " + Hex(end) + " instead of the mark 0x1D";
@@ -132,6 +131,9 @@ void ShowChunks(std::string_view bytes, Report& report) {
       return;
     }
     ShowPayload(place, payload, report);
+    if (rest.size() == kHeadSize + payload.size()) {
+      report.Damage(2, "torn: the file ends before the end mark; the record is whole");
+    }
     offset += payload.size() + Tav::kChunkOverhead;
   }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "streams/json_stream.h"
 #include "util/text.h"
 #include "util/time_stamp.h"
 
@@ -91,6 +92,14 @@ std::string Escape(std::string_view text) {
 }
 
 Tav::JsonPtr ParseJson(std::string_view text, std::string& error) {
+  const auto separators =
+      std::ranges::count_if(text, [](char c) { return c == ',' || c == '[' || c == '{'; });
+  if (text.size() > Tav::kMaxTextSize ||
+      static_cast<size_t>(separators) > Tav::JsonInputStream::kMaxSeparators) {
+    error = "too large: " + std::to_string(text.size()) + " bytes, " + std::to_string(separators) +
+            " brackets and commas";
+    return Tav::JsonPtr();
+  }
   json_error_t reason;
   Tav::JsonPtr value(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &reason));
   if (!value) {

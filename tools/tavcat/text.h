@@ -22,7 +22,7 @@ std::string DateText(double day);
 // same in JSON, and bytes that are not UTF-8 as \xXX.
 std::string Escape(std::string_view text);
 
-// Null, with the reason in `error`, for invalid JSON; duplicate keys are invalid.
+// Null, with the reason in `error`, for what the library's JsonInputStream rejects.
 Tav::JsonPtr ParseJson(std::string_view text, std::string& error);
 // Compact JSON text.
 std::string JsonText(const json_t* value);

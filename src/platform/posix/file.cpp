@@ -51,6 +51,7 @@ struct CloseDirectory {
 
 constexpr int kFailed = -1;
 constexpr int kRemoved = -2;
+constexpr int kRefused = -3;
 
 int CloseKeepingErrno(int descriptor, int result = kFailed) {
   const ErrorKeeper keeper;
@@ -60,11 +61,13 @@ int CloseKeepingErrno(int descriptor, int result = kFailed) {
 
 int OpenShared(const char* path, FileUse use) {
   const bool exclusive = use == FileUse::Exclusive;
-  int flags = O_CLOEXEC | (use == FileUse::Append ? O_WRONLY : O_RDWR);
+  int flags = O_CLOEXEC | O_NOFOLLOW | (use == FileUse::Append ? O_WRONLY : O_RDWR);
   flags |= exclusive ? 0 : O_CREAT | O_APPEND;
   const int descriptor = open(path, flags, 0666);
   if (descriptor < 0) {
-    return kFailed;
+    const bool link = errno == ELOOP;
+    errno = link ? EACCES : errno;
+    return link ? kRefused : kFailed;
   }
   if (!TakeShare(descriptor, exclusive)) {
     return CloseKeepingErrno(descriptor);
@@ -77,6 +80,10 @@ int OpenShared(const char* path, FileUse use) {
   if (status.st_nlink == 0) {
     errno = ENOENT;
     return CloseKeepingErrno(descriptor, kRemoved);
+  }
+  if (status.st_nlink > 1) {
+    errno = EACCES;
+    return CloseKeepingErrno(descriptor, kRefused);
   }
   return descriptor;
 }
@@ -98,8 +105,11 @@ OpenResult File::Open(const char* path, FileUse use) {
     descriptor_ = OpenShared(path, use);
   } while (descriptor_ == kRemoved && use != FileUse::Exclusive);
   if (IsOpen()) {
-    removeOnClose_ = use == FileUse::Exclusive ? path : "";
+    path_ = path;
     return OpenResult::Opened;
+  }
+  if (descriptor_ == kRefused) {
+    return OpenResult::Refused;
   }
   if (errno == ENOENT) {
     return OpenResult::Missing;
@@ -112,13 +122,13 @@ bool File::Close() {
     return true;
   }
   UnlockFirstByte();
-  if (!removeOnClose_.empty()) {
-    unlink(removeOnClose_.c_str());
-    removeOnClose_.clear();
-  }
   const int descriptor = descriptor_;
   descriptor_ = -1;
   return close(descriptor) == 0;
+}
+
+bool File::Discard() {
+  return CheckOpen() && unlink(path_.c_str()) == 0;
 }
 
 bool File::LockFirstByte() {
@@ -200,6 +210,9 @@ bool RemoveFile(const char* path) {
   if (lstat(path, &status) != 0) {
     return false;
   }
+  if (S_ISLNK(status.st_mode)) {
+    return unlink(path) == 0;
+  }
   if (!S_ISREG(status.st_mode) || !Writable(status)) {
     errno = EACCES;
     return false;
@@ -214,12 +227,13 @@ bool RemoveFile(const char* path) {
 }
 
 bool FileExists(const char* path) {
-  return access(path, F_OK) == 0;
+  struct stat status{};
+  return lstat(path, &status) == 0;
 }
 
 bool QueryFileStatus(const char* path, FileStatus& status) {
   struct stat found{};
-  if (stat(path, &found) != 0) {
+  if (lstat(path, &found) != 0) {
     return false;
   }
   status.size = found.st_size;
@@ -244,7 +258,8 @@ bool ListFiles(const char* directory, std::vector<std::string>& names) {
   }
   while (const dirent* const entry = readdir(stream.get())) {
     struct stat status{};
-    if (fstatat(dirfd(stream.get()), entry->d_name, &status, 0) == 0 && !S_ISDIR(status.st_mode)) {
+    if (fstatat(dirfd(stream.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        !S_ISDIR(status.st_mode)) {
       names.emplace_back(entry->d_name);
     }
   }

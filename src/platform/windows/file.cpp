@@ -4,11 +4,8 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <io.h>
-#include <share.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <sys/locking.h>
-#include <sys/stat.h>
 #include <windows.h>
 
 #include <algorithm>
@@ -22,20 +19,46 @@ namespace {
 // The C run-time counts bytes in int.
 constexpr size_t kMaxPiece = size_t{1} << 30;
 
-struct OpenFlags {
-  int flags;
-  int sharing;
-};
+// A link is opened itself, not what it points to.
+HANDLE OpenHandle(const wchar_t* path, FileUse use) {
+  const bool exclusive = use == FileUse::Exclusive;
+  const DWORD access = FILE_READ_ATTRIBUTES | GENERIC_WRITE |
+                       (use == FileUse::Append ? 0 : GENERIC_READ) | (exclusive ? DELETE : 0);
+  return CreateFileW(path, access, exclusive ? 0 : FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                     exclusive ? OPEN_EXISTING : OPEN_ALWAYS,
+                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+}
 
-OpenFlags FlagsFor(FileUse use) {
-  constexpr int kShared = _O_BINARY | _O_NOINHERIT | _O_CREAT | _O_APPEND;
-  switch (use) {
-    case FileUse::Append:
-      return {kShared | _O_WRONLY, _SH_DENYNO};
-    case FileUse::Update:
-      return {kShared | _O_RDWR, _SH_DENYNO};
+// Whether nothing but the file's one name leads to its contents.
+bool HasOneName(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION found;
+  return GetFileInformationByHandle(handle, &found) &&
+         (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 && found.nNumberOfLinks <= 1;
+}
+
+// What the C run-time makes of the errors of an open.
+int ErrnoOf(DWORD error) {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_DRIVE:
+    case ERROR_BAD_NETPATH:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_FILENAME_EXCED_RANGE:
+      return ENOENT;
+    case ERROR_TOO_MANY_OPEN_FILES:
+      return EMFILE;
+    case ERROR_NOT_ENOUGH_MEMORY:
+      return ENOMEM;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+      return ENOSPC;
+    case ERROR_INVALID_NAME:
+    case ERROR_INVALID_PARAMETER:
+      return EINVAL;
     default:
-      return {_O_BINARY | _O_NOINHERIT | _O_RDWR | _O_TEMPORARY, _SH_DENYRW};
+      return EACCES;
   }
 }
 
@@ -97,19 +120,43 @@ std::string PathToUtf8(std::string_view path) {
 
 OpenResult File::Open(const char* path, FileUse use) {
   Close();
-  const OpenFlags open = FlagsFor(use);
-  const errno_t error =
-      _wsopen_s(&descriptor_, ToWide(path).c_str(), open.flags, open.sharing, _S_IREAD | _S_IWRITE);
-  if (error == 0) {
-    return OpenResult::Opened;
+  const std::wstring wide = ToWide(path);
+  HANDLE handle = OpenHandle(wide.c_str(), use);
+  if (handle == INVALID_HANDLE_VALUE) {
+    const DWORD error = GetLastError();
+    errno = ErrnoOf(error);
+    if (errno == ENOENT) {
+      return OpenResult::Missing;
+    }
+    return error == ERROR_SHARING_VIOLATION ? OpenResult::InUse : OpenResult::Failed;
   }
-  const unsigned long systemError = _doserrno;
-  descriptor_ = -1;
-  errno = error;
-  if (error == ENOENT) {
-    return OpenResult::Missing;
+  if (!HasOneName(handle)) {
+    CloseHandle(handle);
+    errno = EACCES;
+    return OpenResult::Refused;
   }
-  return systemError == ERROR_SHARING_VIOLATION ? OpenResult::InUse : OpenResult::Failed;
+  constexpr int kShared = _O_BINARY | _O_NOINHERIT | _O_APPEND;
+  descriptor_ = _open_osfhandle(reinterpret_cast<intptr_t>(handle),
+                                use == FileUse::Exclusive ? _O_BINARY | _O_NOINHERIT : kShared);
+  if (descriptor_ < 0) {
+    CloseHandle(handle);
+    errno = EMFILE;
+    return OpenResult::Failed;
+  }
+  return OpenResult::Opened;
+}
+
+bool File::Discard() {
+  if (!CheckOpen()) {
+    return false;
+  }
+  FILE_DISPOSITION_INFO disposition = {TRUE};
+  auto* const handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
+  if (!SetFileInformationByHandle(handle, FileDispositionInfo, &disposition, sizeof disposition)) {
+    errno = EACCES;
+    return false;
+  }
+  return true;
 }
 
 bool File::Close() {

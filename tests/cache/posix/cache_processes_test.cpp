@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "cache/cache_fixture.h"
+#include "util/tav_file.h"
 
 namespace Tav::Testing {
 namespace {
@@ -146,21 +147,62 @@ TEST_F(CacheProcessesTest, AKilledProcessLosesNothingItHasStored) {
   }
 }
 
-TEST_F(CacheProcessesTest, AFileThatCannotBeOpenedDisablesTheCacheAndStays) {
-  ASSERT_EQ(mknod(PathText(1).c_str(), S_IFSOCK | 0600, 0), 0);
+// Sockets stand for files that can be neither opened nor deleted.
+TEST_F(CacheProcessesTest, AFileThatCannotBeOpenedIsPassedOver) {
   const CapturedLog log;
+  ASSERT_EQ(mknod(PathText(1).c_str(), S_IFSOCK | 0600, 0), 0);
+  Put(2, Chunk("good"));
   CacheManager cache = Manager();
-  RecordList records = RecordsOf({"good"});
-  EXPECT_TRUE(cache.Append(records)) << "the next number is free";
-  EXPECT_EQ(Names(), (Texts{Name(1), Name(2)}));
-  EXPECT_FALSE(cache.Disabled());
-  cache.Load(records);
-  EXPECT_EQ(TextsOf(records), Texts{"good"});
-  EXPECT_TRUE(cache.Disabled());
+  const uint32_t errors = CacheManager::ErrorCount();
+  for (int i = 0; i < 2; ++i) {
+    RecordList records;
+    cache.LoadOldest(records);
+    EXPECT_EQ(TextsOf(records), i == 0 ? Texts{"good"} : Texts{});
+  }
   EXPECT_EQ(log.Find("warning: CM:"), "warning: CM: Could not open cache file '" + PathText(1) +
-                                          "' to load. Cache disabled: 1");
-  EXPECT_FALSE(cache.Append(records));
-  EXPECT_EQ(Names(), Texts{Name(1)});
+                                          "' to load. Cache disabled: 0");
+  EXPECT_EQ(CacheManager::ErrorCount(), errors + 1) << "tried once";
+  EXPECT_FALSE(cache.Disabled());
+
+  Store(cache, {"new"});
+  EXPECT_EQ(Names(), (Texts{Name(1), Name(2)}));
+  ASSERT_EQ(mknod(PathText(3).c_str(), S_IFSOCK | 0600, 0), 0);
+  Store(cache, {"newer"});
+  Store(cache, {"newest"});
+  EXPECT_EQ(Contents(4), Chunk("newer") + Chunk("newest"));
+  EXPECT_EQ(CacheManager::ErrorCount(), errors + 2);
+  EXPECT_EQ(LoadFrom(cache), (Texts{"new", "newer", "newest"}));
+}
+
+TEST_F(CacheProcessesTest, AFullCachePassesOverAFileThatCannotBeDeleted) {
+  const CapturedLog log;
+  ASSERT_EQ(mknod(PathText(1).c_str(), S_IFSOCK | 0600, 0), 0);
+  const std::string full(20, 'f');
+  Put(2, Chunk(full));
+  CacheManager cache = Manager();
+  cache.SetLimits(2, 25);
+  Store(cache, {"a" + full, "b" + full});
+  EXPECT_EQ(log.Find("warning: CM: Cannot"), "warning: CM: Cannot delete cache file '" +
+                                                 PathText(1) +
+                                                 "'. It is passed over - (13) Permission denied");
+  EXPECT_FALSE(cache.Disabled());
+  EXPECT_EQ(Names(), (Texts{Name(1), Name(4)}));
+  Store(cache, {"c" + full});
+  EXPECT_EQ(Names(), (Texts{Name(1), Name(5)}));
+}
+
+TEST_F(CacheProcessesTest, AProcessKilledWhileItLoadsLosesNothing) {
+  Put(1, Chunk("one"));
+  const Child child = StartChild([&](int pipe) {
+    TavFile file;
+    WriteLine(pipe, file.OpenAtomic(PathText(1).c_str()) ? "open" : "failed");
+    pause();
+  });
+  EXPECT_EQ(ReadLine(child), "open");
+  EXPECT_EQ(LoadAll(), Texts{}) << "in use";
+  kill(child.id, SIGKILL);
+  WaitFor(child);
+  EXPECT_EQ(LoadAll(), Texts{"one"});
 }
 
 // No file of this process grows beyond `size`, as if the disk were full.
@@ -198,6 +240,14 @@ TEST_F(CacheProcessesTest, AFullDiskLeavesRecordsInTheList) {
         log.Find("warning: CM: Cannot write to cache file '" + PathText(1) + "': Write error"), "");
     EXPECT_EQ(cache.TotalSize(), 6500) << "with the torn record";
     EXPECT_FALSE(cache.Disabled());
+  }
+  {
+    const FileSizeLimit limit(3004);
+    RecordList two = RecordsOf({a, b});
+    EXPECT_FALSE(cache.Append(two));
+    EXPECT_EQ(TextsOf(two), Texts{b}) << "only the end mark is missing";
+    EXPECT_EQ(Contents(2), Chunk(a).substr(0, 3004));
+    std::filesystem::remove(PathOf(2));
   }
   {
     const FileSizeLimit limit(1000);
