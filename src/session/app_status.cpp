@@ -70,8 +70,22 @@ void AppStatus::UpdateServer(const std::string& gatewayUrl) {
   product_.SetServer(gatewayUrl);
   newServer_ = true;
   changes_.OnProductChanged();
-  changes_.OnMachineChanged();
+  if (HasClientInfo()) {
+    changes_.OnMachineChanged();
+  }
   TAV_DEBUG("SM: App changed. Sending product and client information due to server change");
+}
+
+// A description that is still being collected is sent when it is complete.
+bool AppStatus::HasClientInfo() {
+  if (client_.Pending()) {
+    return false;
+  }
+  const StorageCloser closer(storage_);
+  storage_.Open(Access::Read);
+  client_.UseStored(&storage_);
+  storage_.Close(Changes::Discard);
+  return !client_.GetClientEnv().empty();
 }
 
 bool AppStatus::FinishClientInfo(int milliseconds) {
@@ -116,8 +130,15 @@ void AppStatus::PersistAppStatusChanges() {
   }
 }
 
+// A new server is stored when it also has the description of the machine. Otherwise a run that ends
+// before the description is complete would leave that server without one.
+bool AppStatus::MayStoreProduct() const {
+  const bool lacksMachine = client_.Pending() || changes_.MachineUnsent();
+  return changes_.ProductAccepted() && !(newServer_ && lacksMachine);
+}
+
 void AppStatus::PersistAccepted() {
-  const bool storeProduct = changes_.ProductAccepted();
+  const bool storeProduct = MayStoreProduct();
   if (!storeProduct && !changes_.MachineAccepted()) {
     return;
   }

@@ -35,7 +35,8 @@ class AppStatus {
   // identifier when there is none.
   void Load();
   void ComputeEndpoint();
-  // If the product data was never sent to this server, marks all of it as unsent.
+  // If the product data was never sent to this server, marks all of it as unsent, and the stored
+  // description of the machine unless a new one is being collected.
   void UpdateServer(const std::string& gatewayUrl);
 
   // Waits at most `milliseconds` for the description of the machine. True when it has just become
@@ -70,6 +71,8 @@ class AppStatus {
  private:
   void ClearPendingOptOut();
   void StoreEndpoint();
+  bool HasClientInfo();
+  bool MayStoreProduct() const;
   bool OnClientComplete();
 
   const Consent consent_;

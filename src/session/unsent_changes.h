@@ -134,6 +134,7 @@ class UnsentChanges {
   bool ProductAccepted() const { return product_.IsAccepted(); }
   bool MachineAccepted() const { return machine_.IsAccepted(); }
   bool ProductUnsent() const { return product_.IsUnsent(); }
+  bool MachineUnsent() const { return machine_.IsUnsent(); }
   // Whether a change was in no record yet. A record is then built even without events.
   bool RecordDue() const { return product_.IsNew() || machine_.IsNew(); }
   // At the end of a run: whether no product data was sent although some had changed.

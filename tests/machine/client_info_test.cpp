@@ -31,6 +31,10 @@ class ClientInfoTest : public StorageTest {
     folder_.Put("TsTavData",
                 R"({"Products": [], "LastClientQuery": )" + std::to_string(day) + ".0}");
   }
+  int64_t Stamp() {
+    storage_.OpenTimestamps(Access::Read);
+    return static_cast<int64_t>(ClientView(&storage_).GetValue("LastClientQuery").number);
+  }
   bool Changed(const ClientInfo& info) {
     storage_.Open(Access::Read);
     return info.IsChanged(&storage_);
@@ -65,10 +69,63 @@ TEST_F(ClientInfoTest, CollectsOnceAndStoresTheDay) {
     EXPECT_EQ(Changed(info), due);
     EXPECT_EQ(folder_.Contents("TsTavData") != stamps, due);
   }
-  storage_.OpenTimestamps(Access::Read);
-  const EnvValue day = ClientView(&storage_).GetValue("LastClientQuery");
-  EXPECT_GE(day.number, static_cast<double>(before));
-  EXPECT_LE(day.number, static_cast<double>(Today()));
+  EXPECT_GE(Stamp(), before);
+  EXPECT_LE(Stamp(), Today());
+}
+
+TEST_F(ClientInfoTest, TheDayIsStoredWhenTheDescriptionIsComplete) {
+  const int64_t today = Today();
+  // Machines without WMI have nothing to wait for.
+  script_->failedStep = WmiStep::Connect;
+  PutStamp(today - 8);
+  ClientInfo failed(Source());
+  failed.Collect();
+  EXPECT_EQ(Stamp(), today - 8);
+  ASSERT_TRUE(failed.Finish(kMaxWait));
+  EXPECT_EQ(Stamp(), today);
+  ASSERT_EQ(script_->entered.Wait(kMaxWait), WaitResult::Signalled);
+  ASSERT_EQ(script_->destroyed.Wait(kMaxWait), WaitResult::Signalled);
+
+  // An abandoned collection is due again tomorrow, unless another process has completed one.
+  script_->stuck = true;
+  for (const int64_t others : {today - 8, today - 1}) {
+    PutStamp(today - 8);
+    ClientInfo abandoned(Source());
+    abandoned.Collect();
+    PutStamp(others);
+    abandoned.Abandon();
+    EXPECT_EQ(Stamp(), others == today - 8 ? today - 7 : others);
+    ASSERT_EQ(script_->entered.Wait(kMaxWait), WaitResult::Signalled);
+    script_->release.Set();
+    ASSERT_EQ(script_->destroyed.Wait(kMaxWait), WaitResult::Signalled);
+  }
+}
+
+TEST_F(ClientInfoTest, StoringADescriptionWithoutHardwareMakesTheNextCompleteOneDiffer) {
+  ClientInfo complete(Source());
+  complete.Collect();
+  ASSERT_TRUE(complete.Finish(kMaxWait));
+  Change([&] { complete.PersistClientInfo(&storage_); });
+  Change([&] { ClientView(&storage_).SetValue("Physical Memory Speed", "other data"); });
+
+  script_->failedStep = WmiStep::Connect;
+  PutStamp(0);
+  ClientInfo partial(Source());
+  partial.Collect();
+  ASSERT_TRUE(partial.Finish(kMaxWait));
+  EXPECT_FALSE(Changed(partial));
+  Change([&] { partial.PersistClientInfo(&storage_); });
+  EXPECT_FALSE(Changed(partial));
+  EXPECT_TRUE(Changed(complete));
+
+  ClientInfo stored(Source());
+  storage_.Open(Access::Read);
+  stored.UseStored(&storage_);
+  EXPECT_TRUE(Has(stored, "OsName"));
+  EXPECT_TRUE(Has(stored, "Physical Memory Speed"));
+  EXPECT_FALSE(Has(stored, "Physical Memory"));
+  EXPECT_FALSE(Has(stored, "Processors.Processor1 Name"));
+  EXPECT_FALSE(Has(stored, "Video Cards.Video Card1 Name"));
 }
 
 TEST_F(ClientInfoTest, IsChangedUntilTheStorageHoldsAllOfIt) {
