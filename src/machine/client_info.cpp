@@ -20,8 +20,13 @@ using Changes = PersistentStorage::Changes;
 using ClientView = PersistentStorage::ClientView;
 
 constexpr char kLastQueryKey[] = "LastClientQuery";
+// The one text of the main document that is no part of the description.
+constexpr char kEndpointKey[] = "Endpoint";
 constexpr int64_t kSecondsPerDay = 86400;
 constexpr int64_t kDaysBetweenCollections = 8;
+// A description without answers from WMI is repeated the next day: WMI may be slow because the
+// machine has just started, or the run was short.
+constexpr int64_t kDaysBeforeRetry = 1;
 constexpr int64_t kMaxQueryMilliseconds = 60000;
 // The position of the offset from UTC in a time stamp.
 constexpr size_t kOffsetPosition = sizeof("2021-03-04T10:11:12.345") - 1;
@@ -64,23 +69,31 @@ ClientInfo::ClientInfo(std::unique_ptr<Platform::WmiSource> wmi) : wmi_(std::mov
 
 ClientInfo::~ClientInfo() = default;
 
-// Also marks today as the day of the last collection, so that no other process collects.
 bool ClientInfo::ShouldCollect() {
   PersistentStorage storage;
-  storage.OpenTimestamps(Access::Update);
-  ClientView view(&storage);
+  storage.OpenTimestamps(Access::Read);
   const int64_t today = CurrentTime() / kSecondsPerDay;
-  const EnvValue stamp = view.GetValue(kLastQueryKey);
+  const EnvValue stamp = ClientView(&storage).GetValue(kLastQueryKey);
   if (stamp.type == EnvType::Number) {
     TAV_DEBUG("CI: Comparing client query time stamps. Last stamp = %d, today = %d",
               static_cast<int>(ToDay(stamp.number)), static_cast<int>(today));
   }
-  const bool collect = IsCollectionDue(stamp, today);
-  if (collect) {
-    view.SetValue(kLastQueryKey, EnvValue::Number(static_cast<double>(today)));
+  return IsCollectionDue(stamp, today);
+}
+
+// `answered`: WMI gave results, or has failed, which is final on machines without it. Otherwise the
+// stamp makes a collection due tomorrow, unless another process has completed one meanwhile.
+void ClientInfo::StampDay(bool answered) {
+  PersistentStorage storage;
+  storage.OpenTimestamps(Access::Update);
+  ClientView view(&storage);
+  const int64_t today = CurrentTime() / kSecondsPerDay;
+  const int64_t day = answered ? today : today + kDaysBeforeRetry - kDaysBetweenCollections;
+  const bool stamp = answered || IsCollectionDue(view.GetValue(kLastQueryKey), today);
+  if (stamp) {
+    view.SetValue(kLastQueryKey, EnvValue::Number(static_cast<double>(day)));
   }
-  storage.Close(collect ? Changes::Save : Changes::Discard);
-  return collect;
+  storage.Close(stamp ? Changes::Save : Changes::Discard);
 }
 
 void ClientInfo::Collect() {
@@ -98,7 +111,7 @@ void ClientInfo::Collect() {
   TAV_DEBUG("CI: Collecting misc. WMI data via COM");
   CollectPart([this] { CollectWmi(); });
   if (!Pending()) {
-    Complete();
+    Complete(false);  // no thread for WMI
   }
 }
 
@@ -115,24 +128,25 @@ bool ClientInfo::Finish(int milliseconds) {
     return true;
   }
   const int64_t left = std::max(pendingUntil_ - Platform::MonotonicMilliseconds(), int64_t{0});
-  if (!job_->Wait(static_cast<int>(std::clamp(int64_t{milliseconds}, int64_t{0}, left))) &&
-      left > 0) {
+  const bool answered =
+      job_->Wait(static_cast<int>(std::clamp(int64_t{milliseconds}, int64_t{0}, left)));
+  if (!answered && left > 0) {
     return false;
   }
-  Complete();
+  Complete(answered);
   return true;
 }
 
 void ClientInfo::Abandon() {
   if (Pending()) {
-    job_->Wait(0);
-    Complete();
+    Complete(job_->Wait(0));
   }
 }
 
-void ClientInfo::Complete() {
+void ClientInfo::Complete(bool answered) {
   const std::unique_ptr<WmiJob> job = std::move(job_);
   if (const std::vector<WmiQuery>* const queries = job ? job->Result() : nullptr) {
+    hardwareKnown_ = true;
     CollectPart([&] {
       // In the order of the categories, the reverse of the order in which they ran.
       ClientEnv hardware;
@@ -145,6 +159,15 @@ void ClientInfo::Complete() {
   }
   clientEnv_.swap(found_);
   collected_ = true;
+  CollectPart([&] { StampDay(answered); });
+}
+
+void ClientInfo::UseStored(PersistentStorage* storage) {
+  if (collected_) {
+    return;
+  }
+  clientEnv_ = ClientView(storage).Texts();
+  clientEnv_.erase(kEndpointKey);
 }
 
 bool ClientInfo::IsChanged(PersistentStorage* storage) const {
@@ -160,7 +183,17 @@ bool ClientInfo::IsChanged(PersistentStorage* storage) const {
 
 void ClientInfo::PersistClientInfo(PersistentStorage* storage) const {
   TAV_DEBUG("CI: PersistClientInfo. Number of keys = %d", static_cast<int>(clientEnv_.size()));
+  if (!collected_) {
+    return;  // it came from the document
+  }
   ClientView view(storage);
+  if (!hardwareKnown_) {
+    for (const auto& [key, value] : view.Texts()) {
+      if (IsWmiLabel(key)) {
+        view.RemoveValue(key);
+      }
+    }
+  }
   for (const auto& [key, value] : clientEnv_) {
     view.SetValue(key, value);
   }

@@ -3,7 +3,10 @@
 //
 // The operating system and the monitors are described at once. The hardware comes from WMI, which
 // is slow, so a separate thread queries it (machine/client_wmi_job.h). Until Finish or Abandon has
-// completed the description, it counts as not collected. Used by the session thread only.
+// completed the description, it counts as not collected, and the day of the collection is not
+// stored: after a process that ends early, the next one collects. If WMI has not answered by then,
+// the next collection is due tomorrow; if it has failed, in eight days. Used by the session thread
+// only.
 #pragma once
 
 #include <cstdint>
@@ -32,30 +35,37 @@ class ClientInfo {
   // Collects the description if that is due, and starts the WMI thread. To be called once, at
   // start-up, while no storage is open. Blocks on the disk.
   virtual void Collect();
-  // Empty until the description is complete, and when none was collected.
+  // Without a description, uses the one that the open main document holds. Not while results are
+  // pending.
+  void UseStored(PersistentStorage* storage);
+  // Empty until the description is complete, and when none was collected and UseStored found none.
   virtual const ClientEnv& GetClientEnv() const { return clientEnv_; }
   // Whether the open main document lacks part of the description. False until it is complete, and
   // when none was collected.
   virtual bool IsChanged(PersistentStorage* storage) const;
-  // Stores the description in the main document, which is open for update. Labels that were stored
-  // earlier and are not collected any more stay.
+  // Stores a collected description in the main document, which is open for update. Labels that were
+  // stored earlier and are not collected any more stay, except those of the hardware when WMI gave
+  // no results: the server now has a description without them, so the next one with them must
+  // differ from the stored one.
   virtual void PersistClientInfo(PersistentStorage* storage) const;
   virtual void LogClientEnv() const;
 
   // Whether WMI results are still awaited.
   bool Pending() const { return job_ != nullptr; }
   // Waits at most that long for the WMI queries; 0 only polls. True when nothing is pending.
-  // Queries that take longer than a minute count as failed.
+  // Queries that take longer than a minute are abandoned. The time stamps must not be open for
+  // update.
   bool Finish(int milliseconds);
   // Completes the description without results that are still missing. Detaches the WMI thread;
-  // never waits.
+  // does not wait for it.
   void Abandon();
 
  private:
   static bool ShouldCollect();
+  static void StampDay(bool answered);
 
   void CollectWmi();
-  void Complete();
+  void Complete(bool answered);
 
   std::unique_ptr<Platform::WmiSource> wmi_;
   std::unique_ptr<WmiJob> job_;  // null unless pending
@@ -63,6 +73,7 @@ class ClientInfo {
   ClientEnv found_;              // the incomplete description
   ClientEnv clientEnv_;
   bool collected_ = false;
+  bool hardwareKnown_ = false;  // the collected description has the results of WMI
 };
 
 // Whether a description is due: `lastDay`, a stored value, is eight or more days before `today`, or

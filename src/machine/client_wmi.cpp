@@ -128,4 +128,13 @@ void AddWmiKeys(const WmiQuery& query, ClientEnv& env) {
   }
 }
 
+bool IsWmiLabel(std::string_view label) {
+  return std::any_of(std::begin(kCategories), std::end(kCategories), [&](const Category& each) {
+    return each.labelPrefix.empty()
+               ? std::any_of(each.properties.begin(), each.properties.end(),
+                             [&](const WmiProperty& property) { return property.label == label; })
+               : label.starts_with(each.labelPrefix);
+  });
+}
+
 }  // namespace Tav

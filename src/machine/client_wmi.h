@@ -50,4 +50,7 @@ std::vector<WmiQuery> MakeWmiQueries();
 // Adds the labels and texts of a query's rows. Rows that are dropped are not numbered.
 void AddWmiKeys(const WmiQuery& query, ClientEnv& env);
 
+// Whether AddWmiKeys could have added the label.
+bool IsWmiLabel(std::string_view label);
+
 }  // namespace Tav

@@ -7,8 +7,15 @@
 
 namespace Tav {
 
+// The data that a record carries besides events: the number of the latest change in it, 0 for none.
+struct CarriedData {
+  uint64_t product = 0;
+  uint64_t machine = 0;
+};
+
 struct BuiltRecord {
   std::vector<uint8_t> bytes;  // one gzip member holding one JSON document
+  CarriedData carried;         // nothing in a record from another run or from the host
   std::unique_ptr<BuiltRecord> next;
 
   int Size() const { return static_cast<int>(bytes.size()); }

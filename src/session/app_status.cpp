@@ -15,9 +15,12 @@ using Changes = PersistentStorage::Changes;
 
 }  // namespace
 
-AppStatus::AppStatus(const LibraryConfig& config, Consent consent)
+AppStatus::AppStatus(const LibraryConfig& config,
+                     Consent consent,
+                     std::unique_ptr<Platform::WmiSource> wmi)
     : consent_(consent),
       product_(config.productName, config.productVersion, config.productValues.get()),
+      client_(std::move(wmi)),
       settings_(product_.Identity()) {}
 
 void AppStatus::CollectClient() {
@@ -66,8 +69,23 @@ void AppStatus::UpdateServer(const std::string& gatewayUrl) {
   }
   product_.SetServer(gatewayUrl);
   newServer_ = true;
-  changes_.OnServerChanged();
+  changes_.OnProductChanged();
+  if (HasClientInfo()) {
+    changes_.OnMachineChanged();
+  }
   TAV_DEBUG("SM: App changed. Sending product and client information due to server change");
+}
+
+// A description that is still being collected is sent when it is complete.
+bool AppStatus::HasClientInfo() {
+  if (client_.Pending()) {
+    return false;
+  }
+  const StorageCloser closer(storage_);
+  storage_.Open(Access::Read);
+  client_.UseStored(&storage_);
+  storage_.Close(Changes::Discard);
+  return !client_.GetClientEnv().empty();
 }
 
 bool AppStatus::FinishClientInfo(int milliseconds) {
@@ -106,24 +124,36 @@ void AppStatus::OnProductEnv(const TavValue_s& value) {
 }
 
 void AppStatus::PersistAppStatusChanges() {
-  if (changes_.RecordDue()) {
-    return;  // the last change is in no record yet
+  PersistAccepted();
+  if (!changes_.ProductUnsent()) {
+    ClearPendingOptOut();
   }
-  if (changes_.Product() || changes_.Machine()) {
-    TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
-    const StorageCloser closer(storage_);
-    storage_.Open(Access::Update);
-    if (changes_.Product()) {
-      product_.PersistToPS(&storage_);
-      changes_.OnProductStored();
-    }
-    if (changes_.Machine()) {
-      client_.PersistClientInfo(&storage_);
-      changes_.OnMachineStored();
-    }
-    storage_.CloseAndSave();
+}
+
+// A new server is stored when it also has the description of the machine. Otherwise a run that ends
+// before the description is complete would leave that server without one.
+bool AppStatus::MayStoreProduct() const {
+  const bool lacksMachine = client_.Pending() || changes_.MachineUnsent();
+  return changes_.ProductAccepted() && !(newServer_ && lacksMachine);
+}
+
+void AppStatus::PersistAccepted() {
+  const bool storeProduct = MayStoreProduct();
+  if (!storeProduct && !changes_.MachineAccepted()) {
+    return;
   }
-  ClearPendingOptOut();
+  TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
+  const StorageCloser closer(storage_);
+  storage_.Open(Access::Update);
+  if (storeProduct) {
+    product_.PersistToPS(&storage_);
+    changes_.OnProductStored();
+  }
+  if (changes_.MachineAccepted()) {
+    client_.PersistClientInfo(&storage_);
+    changes_.OnMachineStored();
+  }
+  storage_.CloseAndSave();
 }
 
 void AppStatus::PersistPendingOptOut() {

@@ -22,8 +22,11 @@ namespace Tav {
 // except EndpointId after a synchronous request.
 class AppStatus {
  public:
-  // Takes the product's identity and values from the configuration.
-  AppStatus(const LibraryConfig& config, Consent consent);
+  // Takes the product's identity and values from the configuration. Tests pass a source of their
+  // own.
+  AppStatus(const LibraryConfig& config,
+            Consent consent,
+            std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource());
 
   // Starts to collect the description of the machine, which may take minutes. Does nothing after an
   // opt-out.
@@ -32,7 +35,8 @@ class AppStatus {
   // identifier when there is none.
   void Load();
   void ComputeEndpoint();
-  // If the product data was never sent to this server, marks all of it as unsent.
+  // If the product data was never sent to this server, marks all of it as unsent, and the stored
+  // description of the machine unless a new one is being collected.
   void UpdateServer(const std::string& gatewayUrl);
 
   // Waits at most `milliseconds` for the description of the machine. True when it has just become
@@ -46,8 +50,11 @@ class AppStatus {
   // A product value from the host.
   void OnProductEnv(const TavValue_s& value);
 
-  // After all records were sent: stores the changes in them as sent.
+  // After all records were sent: stores the changes in them as sent, and clears a pending opt-out
+  // unless the server lacks product data.
   void PersistAppStatusChanges();
+  // After some records were sent: stores the changes in those that the server accepted as sent.
+  void PersistAccepted();
   // At the end of a run that could not send its opt-out or opt-in: stores it as pending.
   void PersistPendingOptOut();
   // At the start of an opted-out run: removes the pending opt-out that an earlier run stored.
@@ -65,6 +72,8 @@ class AppStatus {
  private:
   void ClearPendingOptOut();
   void StoreEndpoint();
+  bool HasClientInfo();
+  bool MayStoreProduct() const;
   bool OnClientComplete();
 
   const Consent consent_;

@@ -67,6 +67,7 @@ bool Delivery::SendToServer() {
     stamps_.PersistLastServerAccessTime(now);
     schedule_.OnSent(now);
   } else {
+    app_.PersistAccepted();
     schedule_.OnSendFailure(now);
   }
   schedule_.OnSendDone();

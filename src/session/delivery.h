@@ -27,7 +27,7 @@ class Delivery {
       : app_(app),
         stamps_(stamps),
         intake_(intake),
-        store_(consent),
+        store_(consent, app.Changes()),
         batch_(builder, app.Changes()),
         uploader_(store_) {}
 

@@ -33,7 +33,7 @@ void EventBatch::BuildRecords(bool all, RecordStore& store) {
       return;
     }
     if (std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_, changes_)) {
-      changes_.OnRecordBuilt();
+      changes_.OnRecordBuilt(record->carried);
       store.Append(std::move(record));
       TAV_TRACE("SM: ProcessEventList: jsonRec added: totalMemoryUsed = %d",
                 static_cast<int>(store.InMemory().Bytes()));

@@ -109,7 +109,7 @@ void ItemHandler::OnPullData() {
   if (requests_.pulledBlock.empty()) {
     if (const BuiltRecord* const record = delivery_.Store().Oldest()) {
       requests_.pulledBlock = ToDataBlock(*record);
-      delivery_.Store().RemoveOldest();
+      delivery_.Store().RemovePulled();
     }
   }
   TAV_DEBUG("SM: Record pulled. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);

@@ -50,7 +50,8 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pe
   JsonData data;
   componentName_.clear();
   componentVersion_.clear();
-  const size_t headerSize = BeginData(data, changes);
+  const CarriedData carried = changes.ForRecord(!pending.Empty());
+  const size_t headerSize = BeginData(data, carried);
   if (pending.Empty()) {
     TAV_DEBUG("SM: No events added");
   } else {
@@ -66,21 +67,21 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pe
   std::unique_ptr<BuiltRecord> record = data.Serialize();
   if (record == nullptr) {
     LogWarning("SM: Oops, could not convert json object to a string");
+    return nullptr;
   }
+  record->carried = carried;
   return record;
 }
 
-size_t RecordBuilder::BeginData(JsonData& data, const UnsentChanges& changes) const {
+size_t RecordBuilder::BeginData(JsonData& data, const CarriedData& carried) const {
   size_t size = AddIdentity(data) + AddTags(data);
-  if (changes.RecordDue()) {
-    if (changes.Product()) {
-      TAV_TRACE("SM: BeginData: Adding product data");
-      size += AddProductEnvironment(data);
-    }
-    if (changes.Machine() && consent_.AllowsMachineDescription()) {
-      TAV_TRACE("SM: BeginData: Adding client data");
-      size += AddClientEnvironment(data);
-    }
+  if (carried.product != 0) {
+    TAV_TRACE("SM: BeginData: Adding product data");
+    size += AddProductEnvironment(data);
+  }
+  if (carried.machine != 0 && consent_.AllowsMachineDescription()) {
+    TAV_TRACE("SM: BeginData: Adding client data");
+    size += AddClientEnvironment(data);
   }
   return size;
 }
@@ -144,7 +145,6 @@ size_t RecordBuilder::AddProductEnvironment(JsonData& data) const {
   return size;
 }
 
-// After a server change this may run before the description is complete.
 size_t RecordBuilder::AddClientEnvironment(JsonData& data) const {
   if (client_.empty()) {
     return 0;

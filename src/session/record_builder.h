@@ -50,14 +50,14 @@ class RecordBuilder {
   int OverheadEstimate() const;
 
   // Builds one record of as many pending events as fit, oldest first and all of one component, and
-  // of the changes that are in no record yet. Removes the events from `pending`. Null when there
-  // are neither events nor such changes. Null with a warning when the record could not be written;
-  // its events are then lost.
+  // of the changes that it has to carry. Removes the events from `pending`. Null when there are
+  // neither events nor a change that is in no record yet. Null with a warning when the record could
+  // not be written; its events are then lost.
   std::unique_ptr<BuiltRecord> BuildOneJsonRecord(PendingEvents& pending,
                                                   const UnsentChanges& changes);
 
  private:
-  size_t BeginData(JsonData& data, const UnsentChanges& changes) const;
+  size_t BeginData(JsonData& data, const CarriedData& carried) const;
   size_t AddIdentity(JsonData& data) const;
   size_t AddTags(JsonData& data) const;
   size_t AddProductEnvironment(JsonData& data) const;

@@ -75,17 +75,20 @@ bool RecordStore::LoadCacheRecords() {
     }
     unloadable_ = 0;
     TAV_DEBUG("SM: Found cache records");
-    DropDamagedRecords();
+    CheckLoadedRecords();
   } while (records_.Empty());
   return true;
 }
 
-void RecordStore::DropDamagedRecords() {
+// Drops damaged records, and finds out which data the others carry.
+void RecordStore::CheckLoadedRecords() {
   for (size_t count = records_.Count(); count > 0; --count) {
     std::unique_ptr<BuiltRecord> record = records_.TakeFirst();
     if (IsDamaged(*record)) {
       LogWarning("SM: Dropped a damaged record of %d bytes from the cache", record->Size());
     } else {
+      record->carried = copies_.DataOf(*record);
+      changes_.OnLoaded(record->carried);
       records_.Append(std::move(record));
     }
   }
@@ -96,11 +99,20 @@ bool RecordStore::Flush() {
     return true;
   }
   TAV_DEBUG("SM: Flushing records to cache");
-  if (cache_ != nullptr && cache_->Append(records_)) {
-    return true;
+  copies_.Note(records_);
+  const bool stored = cache_ != nullptr && cache_->Append(records_);
+  changes_.OnFlushed(CarriedInMemory());
+  flushFailed_ = flushFailed_ || !stored;
+  return stored;
+}
+
+CarriedData RecordStore::CarriedInMemory() const {
+  CarriedData latest;
+  for (const BuiltRecord* record = records_.First(); record; record = record->next.get()) {
+    latest.product = std::max(latest.product, record->carried.product);
+    latest.machine = std::max(latest.machine, record->carried.machine);
   }
-  flushFailed_ = true;
-  return false;
+  return latest;
 }
 
 void RecordStore::BoundMemory(int maxMemorySize) {
@@ -108,7 +120,9 @@ void RecordStore::BoundMemory(int maxMemorySize) {
   int count = 0;
   int64_t bytes = 0;
   while (records_.Bytes() > bound && !records_.Empty()) {
-    bytes += records_.TakeFirst()->Size();
+    const std::unique_ptr<BuiltRecord> dropped = records_.TakeFirst();
+    changes_.OnLost(dropped->carried);
+    bytes += dropped->Size();
     ++count;
   }
   if (count > 0) {

@@ -7,15 +7,18 @@
 
 #include "cache/cache_manager.h"
 #include "model/built_record.h"
+#include "session/cached_copies.h"
 #include "session/intake.h"
 #include "session/send_schedule.h"
+#include "session/unsent_changes.h"
 
 namespace Tav {
 
 // Session thread only. Blocks as the disk does.
 class RecordStore {
  public:
-  explicit RecordStore(Consent consent) : consent_(consent) {}
+  // Borrows `changes`, which learn what becomes of the records.
+  RecordStore(Consent consent, UnsentChanges& changes) : consent_(consent), changes_(changes) {}
 
   // Finds the records of earlier runs; after an opt-out, deletes them. Before this call, and if it
   // throws, the store works in memory only.
@@ -27,7 +30,9 @@ class RecordStore {
   // The oldest record, borrowed. Loads a cache file when no record is in memory. Null when the
   // store is empty.
   const BuiltRecord* Oldest();
-  void RemoveOldest() { records_.TakeFirst(); }
+  // Remove the oldest record in memory: the server has accepted it, or the host has it now.
+  void RemoveAccepted() { changes_.OnAccepted(records_.TakeFirst()->carried); }
+  void RemovePulled() { changes_.OnLost(records_.TakeFirst()->carried); }
 
   // Moves the records from memory to the cache. Records that cannot be cached stay in memory. True
   // when memory is empty or the cache must not be used.
@@ -51,10 +56,13 @@ class RecordStore {
 
  private:
   bool LoadCacheRecords();
-  void DropDamagedRecords();
+  void CheckLoadedRecords();
+  CarriedData CarriedInMemory() const;
 
   const Consent consent_;
+  UnsentChanges& changes_;
   RecordList records_;
+  CachedCopies copies_;
   std::unique_ptr<CacheManager> cache_;  // null until it is opened
   int64_t unloadable_ = 0;               // bytes of cache files that the last load could not open
   bool flushFailed_ = false;

@@ -1,42 +1,148 @@
 // Which data about the product and the machine the server does not have yet.
 #pragma once
 
+#include <cstdint>
+
+#include "model/built_record.h"
+
 namespace Tav {
 
-// A change passes through three states: in no record, in a record, stored as sent. Session thread
-// only.
+// One kind of data. A change is sent when the server has accepted the very record that carries it;
+// a change that the application makes after that record was built is another one.
+class UnsentData {
+ public:
+  void OnChanged() {
+    ++change_;
+    state_ = State::New;
+    cached_ = false;
+  }
+  void OnRecordBuilt(uint64_t carried) {
+    if (carried == change_ && IsMissing()) {
+      state_ = State::InMemory;
+    }
+  }
+  // The server has accepted a record that carries this, 0 for nothing.
+  void OnAccepted(uint64_t carried) {
+    if (IsUnsent() && carried == change_) {
+      state_ = State::Accepted;
+    } else if (state_ == State::OnDisk) {
+      state_ = State::Missing;
+    }
+    cached_ = false;
+  }
+  // The record is gone.
+  void OnLost(uint64_t carried) {
+    if (state_ == State::InMemory && carried == change_) {
+      state_ = State::Missing;
+    }
+  }
+  // A record that carries this came back from the cache.
+  void OnLoaded(uint64_t carried) {
+    if (carried == change_ && (state_ == State::Missing || state_ == State::OnDisk)) {
+      state_ = State::InMemory;
+    }
+  }
+  // Records moved to the cache; those that are left in memory carry `inMemory`. The cache may lose
+  // a record, or another process may send it. Therefore one more copy is made at once, and another
+  // one only when the server accepts records again: the disk must not fill with copies.
+  void OnFlushed(uint64_t inMemory) {
+    if (state_ == State::InMemory && inMemory != change_) {
+      state_ = cached_ ? State::OnDisk : State::Missing;
+      cached_ = true;
+    }
+  }
+  void OnStored() { state_ = State::Sent; }
+
+  bool IsNew() const { return state_ == State::New; }
+  // Whether no record carries the data, or only one that is gone from memory.
+  bool IsMissing() const { return state_ == State::New || state_ == State::Missing; }
+  bool IsAccepted() const { return state_ == State::Accepted; }
+  bool IsUnsent() const { return state_ != State::Sent && state_ != State::Accepted; }
+  // The number of the latest change, above 0 when there was one.
+  uint64_t Change() const { return change_; }
+
+ private:
+  enum class State {
+    Sent,      // and stored as sent
+    New,       // in no record yet
+    InMemory,  // in a record in memory
+    Missing,   // in no record in memory any more
+    OnDisk,    // cached repeatedly
+    Accepted,  // not stored as sent yet
+  };
+
+  State state_ = State::Sent;
+  uint64_t change_ = 0;
+  bool cached_ = false;  // since the change, or the last record that the server accepted
+};
+
+// Session thread only.
 class UnsentChanges {
  public:
   // At the start of a run: what differs from the data that earlier runs sent.
   void OnCompared(bool product, bool machine) {
-    product_ = product;
-    machine_ = machine;
-    recordDue_ = product || machine;
+    if (product) {
+      OnProductChanged();
+    }
+    if (machine) {
+      OnMachineChanged();
+    }
   }
-  void OnProductChanged() { product_ = recordDue_ = true; }
-  void OnMachineChanged() { machine_ = recordDue_ = true; }
-  // The new server has no data at all.
-  void OnServerChanged() { product_ = machine_ = recordDue_ = true; }
-  // A record that carries all changes was built.
-  void OnRecordBuilt() { recordDue_ = false; }
-  // The storage files hold the data as sent.
+  void OnProductChanged() { product_.OnChanged(); }
+  void OnMachineChanged() { machine_.OnChanged(); }
+
+  // What the next record has to carry. New data has a record of its own if there are no events;
+  // data whose record is gone waits for a record that is built anyway.
+  CarriedData ForRecord(bool withEvents) const {
+    if (!withEvents && !RecordDue()) {
+      return {};
+    }
+    return {product_.IsMissing() ? product_.Change() : 0,
+            machine_.IsMissing() ? machine_.Change() : 0};
+  }
+  void OnRecordBuilt(const CarriedData& carried) {
+    product_.OnRecordBuilt(carried.product);
+    machine_.OnRecordBuilt(carried.machine);
+  }
+  // For each record that the server has accepted.
+  void OnAccepted(const CarriedData& carried) {
+    product_.OnAccepted(carried.product);
+    machine_.OnAccepted(carried.machine);
+  }
+  // For each record that was pulled or dropped.
+  void OnLost(const CarriedData& carried) {
+    product_.OnLost(carried.product);
+    machine_.OnLost(carried.machine);
+  }
+  // For each record that was loaded from the cache.
+  void OnLoaded(const CarriedData& carried) {
+    product_.OnLoaded(carried.product);
+    machine_.OnLoaded(carried.machine);
+  }
+  // After a flush to the cache; `inMemory` is what the records carry that could not be cached.
+  void OnFlushed(const CarriedData& inMemory) {
+    product_.OnFlushed(inMemory.product);
+    machine_.OnFlushed(inMemory.machine);
+  }
+  // The storage files hold the accepted data as sent.
   void OnProductStored() {
-    product_ = false;
+    product_.OnStored();
     productStored_ = true;
   }
-  void OnMachineStored() { machine_ = false; }
+  void OnMachineStored() { machine_.OnStored(); }
 
-  bool Product() const { return product_; }
-  bool Machine() const { return machine_; }
-  // Whether a change is in no record yet. A record is then built even without events.
-  bool RecordDue() const { return recordDue_; }
+  bool ProductAccepted() const { return product_.IsAccepted(); }
+  bool MachineAccepted() const { return machine_.IsAccepted(); }
+  bool ProductUnsent() const { return product_.IsUnsent(); }
+  bool MachineUnsent() const { return machine_.IsUnsent(); }
+  // Whether a change was in no record yet. A record is then built even without events.
+  bool RecordDue() const { return product_.IsNew() || machine_.IsNew(); }
   // At the end of a run: whether no product data was sent although some had changed.
-  bool ProductNeverSent() const { return product_ && !productStored_; }
+  bool ProductNeverSent() const { return product_.IsUnsent() && !productStored_; }
 
  private:
-  bool product_ = false;
-  bool machine_ = false;
-  bool recordDue_ = false;
+  UnsentData product_;
+  UnsentData machine_;
   bool productStored_ = false;
 };
 

@@ -105,7 +105,7 @@ bool Uploader::SendRecord(const BuiltRecord& record) {
     LogWarning("SM: SendRecord: Send of record failed");
     return false;
   }
-  store_.RemoveOldest();
+  store_.RemoveAccepted();
   TAV_TRACE("SM: SendRecord: Record sent");
   return true;
 }

@@ -199,16 +199,20 @@ bool ProductInfo::UpdateProductEnv(std::string_view key, const json_t* value, bo
   return update == EnvUpdate::Changed;
 }
 
+// Values that were not sent yet are not stored.
 void ProductInfo::RewriteStoredEnv() const {
   PersistentStorage storage;
   storage.Open(Access::Update);
   {
     ProductEnvView stored = ValuesOf(&storage, identity_, Access::Update);
-    stored.Clear();
-    for (const auto& [key, value] : *env_.All()) {
+    for (const std::string& key : stored.GetKeys()) {
+      if (env_.Find(key) == nullptr) {
+        stored.RemoveValue(key);
+        continue;
+      }
+      const EnvValue value = stored.GetValue(key);
       TAV_TRACE("PI: persist to PS: key: %s, type: %d, strData: %s, numData: %f", key.c_str(),
                 TypeNumber(value), value.text.c_str(), value.number);
-      stored.SetValue(key, value);
     }
   }
   storage.CloseAndSave();

@@ -64,8 +64,8 @@ class ProductInfo {
 
   // Applies a change that the application made: a single value, or an object that holds all
   // elements of a map or list. True when something is new or different. If elements were only
-  // removed, there is nothing to send: rewrites the stored environment at once. No storage may be
-  // open.
+  // removed, there is nothing to send: removes them from the stored environment at once. No storage
+  // may be open.
   virtual bool UpdateProductEnv(std::string_view key, const json_t* value, bool isMap);
 
  private:

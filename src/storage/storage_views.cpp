@@ -137,6 +137,18 @@ PersistentStorage::ClientView::ClientView(PersistentStorage* storage)
   SetNode(storage->root_.Get());
 }
 
+std::map<std::string, std::string> PersistentStorage::ClientView::Texts() const {
+  std::map<std::string, std::string> texts;
+  const char* key = nullptr;
+  json_t* value = nullptr;
+  json_object_foreach(Node(), key, value) {
+    if (json_is_string(value)) {
+      texts.emplace(key, JsonStringView(value));
+    }
+  }
+  return texts;
+}
+
 PersistentStorage::ProductView::ProductView(PersistentStorage* storage,
                                             const ProductIdentity& product,
                                             Access access)

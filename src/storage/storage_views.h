@@ -10,6 +10,7 @@
 // for reading cannot store any either. Used by the storage's thread.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,9 @@ class PersistentStorage::View {
 class PersistentStorage::ClientView : public View {
  public:
   explicit ClientView(PersistentStorage* storage);
+
+  // All members that are strings.
+  std::map<std::string, std::string> Texts() const;
 };
 
 // A product's own values.

@@ -5,6 +5,7 @@
 
 #include "platform/thread.h"
 #include "storage/storage_fixture.h"
+#include "support/fake_wmi.h"
 #include "util/time_stamp.h"
 
 namespace Tav {
@@ -15,70 +16,6 @@ using Platform::WaitResult;
 using Platform::WmiStep;
 
 constexpr int kMaxWait = 10000;  // milliseconds
-
-// A WMI source that answers as the test's script says, and reports when it is destroyed.
-class FakeWmi final : public Platform::WmiSource {
- public:
-  // Shared by the test and the source. Set before the source is used.
-  struct Script {
-    Platform::WmiStep failedStep = Platform::WmiStep::None;
-    std::string failedQuery;                          // the class whose query fails
-    std::map<std::string, std::vector<WmiRow>> rows;  // by class
-    int timeOuts = 0;                                 // before each row
-    bool silent = false;                              // Next always times out
-    bool stuck = false;                               // Open waits for `release`
-    Platform::AutoResetEvent entered;                 // set by Open
-    Platform::AutoResetEvent release;
-    Platform::AutoResetEvent destroyed;
-  };
-
-  explicit FakeWmi(std::shared_ptr<Script> script) : script_(std::move(script)) {}
-  ~FakeWmi() override { script_->destroyed.Set(); }
-
-  Platform::WmiOpenResult Open() override {
-    script_->entered.Set();
-    if (script_->stuck) {
-      script_->release.Wait(-1);
-    }
-    const bool fails = script_->failedStep != Platform::WmiStep::None;
-    return {script_->failedStep, fails ? -5 : 0};
-  }
-
-  long Execute(const std::string& query) override {
-    const std::string wmiClass = query.substr(query.rfind(' ') + 1);
-    rows_ = script_->rows[wmiClass];
-    row_ = -1;
-    return wmiClass == script_->failedQuery ? -7 : 0;
-  }
-
-  Platform::WmiNextResult Next(int) override {
-    if (script_->silent || timeOuts_++ < script_->timeOuts) {
-      Platform::SleepMilliseconds(1);
-      return {true, 0x40004, 0};
-    }
-    timeOuts_ = 0;
-    const bool found = ++row_ < static_cast<int>(rows_.size());
-    return {false, found ? 0 : 1, found ? 1U : 0U};
-  }
-
-  long Get(const std::string& property, Platform::WmiValue& value) override {
-    const WmiRow& row = rows_[static_cast<size_t>(row_)];
-    const auto found = row.find(property);
-    if (found == row.end()) {
-      return -9;
-    }
-    value.supported = found->second != "array";
-    value.type = 0x2000;
-    value.text = value.supported ? found->second : "";
-    return 0;
-  }
-
- private:
-  const std::shared_ptr<Script> script_;
-  std::vector<WmiRow> rows_;
-  int row_ = -1;
-  int timeOuts_ = 0;
-};
 
 class ClientInfoTest : public StorageTest {
  protected:
@@ -93,6 +30,10 @@ class ClientInfoTest : public StorageTest {
   void PutStamp(int64_t day) {
     folder_.Put("TsTavData",
                 R"({"Products": [], "LastClientQuery": )" + std::to_string(day) + ".0}");
+  }
+  int64_t Stamp() {
+    storage_.OpenTimestamps(Access::Read);
+    return static_cast<int64_t>(ClientView(&storage_).GetValue("LastClientQuery").number);
   }
   bool Changed(const ClientInfo& info) {
     storage_.Open(Access::Read);
@@ -128,10 +69,63 @@ TEST_F(ClientInfoTest, CollectsOnceAndStoresTheDay) {
     EXPECT_EQ(Changed(info), due);
     EXPECT_EQ(folder_.Contents("TsTavData") != stamps, due);
   }
-  storage_.OpenTimestamps(Access::Read);
-  const EnvValue day = ClientView(&storage_).GetValue("LastClientQuery");
-  EXPECT_GE(day.number, static_cast<double>(before));
-  EXPECT_LE(day.number, static_cast<double>(Today()));
+  EXPECT_GE(Stamp(), before);
+  EXPECT_LE(Stamp(), Today());
+}
+
+TEST_F(ClientInfoTest, TheDayIsStoredWhenTheDescriptionIsComplete) {
+  const int64_t today = Today();
+  // Machines without WMI have nothing to wait for.
+  script_->failedStep = WmiStep::Connect;
+  PutStamp(today - 8);
+  ClientInfo failed(Source());
+  failed.Collect();
+  EXPECT_EQ(Stamp(), today - 8);
+  ASSERT_TRUE(failed.Finish(kMaxWait));
+  EXPECT_EQ(Stamp(), today);
+  ASSERT_EQ(script_->entered.Wait(kMaxWait), WaitResult::Signalled);
+  ASSERT_EQ(script_->destroyed.Wait(kMaxWait), WaitResult::Signalled);
+
+  // An abandoned collection is due again tomorrow, unless another process has completed one.
+  script_->stuck = true;
+  for (const int64_t others : {today - 8, today - 1}) {
+    PutStamp(today - 8);
+    ClientInfo abandoned(Source());
+    abandoned.Collect();
+    PutStamp(others);
+    abandoned.Abandon();
+    EXPECT_EQ(Stamp(), others == today - 8 ? today - 7 : others);
+    ASSERT_EQ(script_->entered.Wait(kMaxWait), WaitResult::Signalled);
+    script_->release.Set();
+    ASSERT_EQ(script_->destroyed.Wait(kMaxWait), WaitResult::Signalled);
+  }
+}
+
+TEST_F(ClientInfoTest, StoringADescriptionWithoutHardwareMakesTheNextCompleteOneDiffer) {
+  ClientInfo complete(Source());
+  complete.Collect();
+  ASSERT_TRUE(complete.Finish(kMaxWait));
+  Change([&] { complete.PersistClientInfo(&storage_); });
+  Change([&] { ClientView(&storage_).SetValue("Physical Memory Speed", "other data"); });
+
+  script_->failedStep = WmiStep::Connect;
+  PutStamp(0);
+  ClientInfo partial(Source());
+  partial.Collect();
+  ASSERT_TRUE(partial.Finish(kMaxWait));
+  EXPECT_FALSE(Changed(partial));
+  Change([&] { partial.PersistClientInfo(&storage_); });
+  EXPECT_FALSE(Changed(partial));
+  EXPECT_TRUE(Changed(complete));
+
+  ClientInfo stored(Source());
+  storage_.Open(Access::Read);
+  stored.UseStored(&storage_);
+  EXPECT_TRUE(Has(stored, "OsName"));
+  EXPECT_TRUE(Has(stored, "Physical Memory Speed"));
+  EXPECT_FALSE(Has(stored, "Physical Memory"));
+  EXPECT_FALSE(Has(stored, "Processors.Processor1 Name"));
+  EXPECT_FALSE(Has(stored, "Video Cards.Video Card1 Name"));
 }
 
 TEST_F(ClientInfoTest, IsChangedUntilTheStorageHoldsAllOfIt) {

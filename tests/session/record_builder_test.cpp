@@ -45,7 +45,7 @@ class RecordBuilderTest : public testing::Test {
     if (record == nullptr) {
       return JsonPtr();
     }
-    changes_.OnRecordBuilt();
+    changes_.OnRecordBuilt(record->carried);
     return Expand(*record);
   }
   // The `index`-th event of a record.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
@@ -46,6 +47,7 @@ class Gateway {
     Records().clear();
     refuse = false;
     silent = false;
+    capacity = SIZE_MAX;
     TestDataSender::SetHook(&Receive);
   }
   ~Gateway() {
@@ -92,7 +94,8 @@ class Gateway {
   }
 
   static inline std::atomic<bool> refuse{false};
-  static inline std::atomic<bool> silent{false};  // takes records and does not answer
+  static inline std::atomic<bool> silent{false};         // takes records and does not answer
+  static inline std::atomic<size_t> capacity{SIZE_MAX};  // refuses more records than that
 
  private:
   static int32_t Receive(const uint8_t* data, size_t length) {
@@ -103,6 +106,9 @@ class Gateway {
       return refuse ? 1 : 0;
     }
     const std::lock_guard guard(mutex);
+    if (Records().size() >= capacity) {
+      return 1;
+    }
     Records().emplace_back(json_loadb(reinterpret_cast<const char*>(data), length, 0, nullptr));
     return 0;
   }

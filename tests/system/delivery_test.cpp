@@ -124,17 +124,23 @@ TEST_F(DeliveryTest, RefusedAndDroppedRecordsAreSentAgain) {
 TEST_F(DeliveryTest, TheMachineIsDescribedOnceADay) {
   std::filesystem::remove(Folder() / "TsTavData");
   const auto descriptions = [] {
-    size_t count = 0;
+    Lines found;
     for (const JsonPtr& record : Records()) {
-      count += Member(record, "ce").empty() ? 0 : 1;
+      found.push_back(Member(record, "ce"));
     }
-    return count;
+    std::erase(found, "");
+    return found;
   };
   Initialize();
-  EXPECT_TRUE(Eventually([&] { return tav_->Commit() == 0 && descriptions() != 0; }));
+  EXPECT_TRUE(Eventually([&] { return tav_->Commit() == 0 && !descriptions().empty(); }));
   Stop();
   RunOnce("Later");
-  EXPECT_EQ(descriptions(), 1u);
+  EXPECT_EQ(descriptions().size(), 1u);
+  // Another server has none.
+  UseGateway(GatewayUrl() + "moved/");
+  RunOnce("Moved");
+  ASSERT_EQ(descriptions().size(), 2u);
+  EXPECT_EQ(descriptions()[0], descriptions()[1]);
 }
 
 }  // namespace

@@ -48,6 +48,25 @@ TEST_F(SettingsTest, ProductValuesAreSentOnceAndWhenTheyChange) {
                           }));
 }
 
+TEST_F(SettingsTest, AProductValueWhoseRecordWasPulledGoesWithTheNextRecord) {
+  Initialize();
+  EXPECT_EQ(tav_->Commit(), 0);
+  tav_->Suspend();
+  tav_->AddProductInfo("Edition", "Pro");
+  char* const pulled = tav_->PullData();
+  EXPECT_NE(pulled, nullptr);
+  tav_->FreeData(pulled);
+  EXPECT_EQ(tav_->PullData(), nullptr);
+  for (const char* const event : {"First", "Second"}) {
+    tav_->LogEvent(tav_->NewEvent(event));
+    EXPECT_EQ(tav_->Commit(), 0);
+  }
+  const std::vector<JsonPtr> records = Records();
+  ASSERT_EQ(records.size(), 3u);
+  EXPECT_EQ(Member(records[1], "pe"), R"({"Edition":"Pro","std-Incremental":"true"})");
+  EXPECT_EQ(Member(records[2], "pe"), "");
+}
+
 TEST_F(SettingsTest, SessionValuesIdentifiersAndTagsEndWithTheRun) {
   tav_->AddSessionEnvInfo("Licence", "Trial");
   tav_->AddNumericSessionEnvInfo("Days", 3);

@@ -1,0 +1,80 @@
+// The session thread's parts, used on the thread of a test, with hardware data of its own.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "cache/cache_file_name.h"
+#include "session/delivery.h"
+#include "session/session_fixture.h"
+#include "support/fake_wmi.h"
+#include "util/time_stamp.h"
+
+namespace Tav::Testing {
+
+using WmiScript = std::shared_ptr<FakeWmi::Script>;
+
+inline constexpr char kEdition[] = "Edition";  // a product value
+
+// A machine with so many bytes of memory.
+inline WmiScript Wmi(const char* memory) {
+  auto script = std::make_shared<FakeWmi::Script>();
+  script->rows = {{"Win32_ComputerSystem", {{{"TotalPhysicalMemory", memory}}}}};
+  return script;
+}
+
+struct SessionParts {
+  SessionParts(LibraryConfig& config, const WmiScript& wmi, const char* gateway = "test://")
+      : app(config, consent, std::make_unique<FakeWmi>(wmi)) {
+    app.CollectClient();
+    app.Load();
+    Limits limits = ResolveLimits(config, app.Config());
+    builder.SetMaxRecordSize(limits.maxRecordSize);
+    delivery.SetLimits(limits);
+    EXPECT_TRUE(delivery.Sender().UseGateway(gateway));
+    app.UpdateServer(gateway);
+    delivery.Store().OpenCache(
+        std::make_unique<CacheManager>(GetStorageDirectory(),
+                                       CachePrefix("Product", "1.0", Deployment())),
+        false);
+  }
+
+  void Log(std::string_view name) {
+    delivery.Add(MakeEventItem(Testing::Event(name)), CurrentTime());
+  }
+  void Change(const char* key, JsonPtr json) {
+    TavValue_s* const value = CreateValue(HandleKind::Map);
+    value->name.Assign(key, nullptr);
+    value->payload = std::move(json);
+    const WorkItemPtr item = MakeProductItem(value);
+    app.OnProductEnv(*item->value);
+  }
+  void Change(const char* edition) { Change(kEdition, MakeJsonString(edition)); }
+  bool Send() {
+    delivery.ProcessEventList(true);
+    return delivery.SendToServer();
+  }
+  // A flush that the timer asks for.
+  void Flush() {
+    delivery.ProcessEventList(true);
+    delivery.CacheUnsent();
+  }
+  // The end of a run.
+  void Terminate() {
+    app.AbandonClientInfo();
+    delivery.ProcessEventList(true);
+    delivery.SendAtTermination();
+    delivery.CacheUnsent();
+  }
+
+  const Consent consent{false};
+  AppStatus app;
+  DayStamps stamps{app.Product().Identity()};
+  Intake intake{consent, app.Config()};
+  RecordBuilder builder{app.Product(), app.Client(), consent};
+  Delivery delivery{app, stamps, builder, intake, consent};
+};
+
+}  // namespace Tav::Testing
