@@ -60,14 +60,19 @@ std::string MonitorKey(size_t number) {
 
 }  // namespace
 
-ClientInfo::ClientInfo(std::unique_ptr<Platform::WmiSource> wmi) : wmi_(std::move(wmi)) {}
+ClientInfo::ClientInfo(std::unique_ptr<Platform::WmiSource> wmi,
+                       std::optional<StorageLocation> location)
+    : location_(std::move(location)), wmi_(std::move(wmi)) {}
 
 ClientInfo::~ClientInfo() = default;
 
 // Also marks today as the day of the last collection, so that no other process collects.
-bool ClientInfo::ShouldCollect() {
-  PersistentStorage storage;
+ClientInfo::Due ClientInfo::ShouldCollect() const {
+  PersistentStorage storage(location_);
   storage.OpenTimestamps(Access::Update);
+  if (storage.WasLocked()) {
+    return Due::Locked;
+  }
   ClientView view(&storage);
   const int64_t today = CurrentTime() / kSecondsPerDay;
   const EnvValue stamp = view.GetValue(kLastQueryKey);
@@ -80,12 +85,12 @@ bool ClientInfo::ShouldCollect() {
     view.SetValue(kLastQueryKey, EnvValue::Number(static_cast<double>(today)));
   }
   storage.Close(collect ? Changes::Save : Changes::Discard);
-  return collect;
+  return collect ? Due::Yes : Due::No;
 }
 
-void ClientInfo::Collect() {
-  if (!ShouldCollect()) {
-    return;
+bool ClientInfo::Collect() {
+  if (const Due due = ShouldCollect(); due != Due::Yes) {
+    return due != Due::Locked;
   }
   TAV_DEBUG("CI: Collecting OS info");
   CollectPart([this] { AddOsKeys(found_); });
@@ -100,6 +105,7 @@ void ClientInfo::Collect() {
   if (!Pending()) {
     Complete();
   }
+  return true;
 }
 
 void ClientInfo::CollectWmi() {

@@ -8,12 +8,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "machine/client_wmi.h"
 #include "model/env_value.h"
 #include "platform/machine.h"
 #include "platform/wmi.h"
+#include "util/storage_directory.h"
 
 namespace Tav {
 
@@ -22,16 +24,18 @@ class WmiJob;
 
 class ClientInfo {
  public:
-  // Tests pass a source of their own.
-  explicit ClientInfo(std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource());
+  // Tests pass a source of their own. Without a location, the process-wide one is used.
+  explicit ClientInfo(std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource(),
+                      std::optional<StorageLocation> location = {});
   // Never waits: detaches the WMI thread if it still runs.
   virtual ~ClientInfo();
   ClientInfo(const ClientInfo&) = delete;
   ClientInfo& operator=(const ClientInfo&) = delete;
 
-  // Collects the description if that is due, and starts the WMI thread. To be called once, at
-  // start-up, while no storage is open. Blocks on the disk.
-  virtual void Collect();
+  // Collects the description if that is due, and starts the WMI thread. To be called while no
+  // storage is open, once, and again if the result is false: then another process has the time
+  // stamps locked, and nothing was collected. Blocks on the disk.
+  virtual bool Collect();
   // Empty until the description is complete, and when none was collected.
   virtual const ClientEnv& GetClientEnv() const { return clientEnv_; }
   // Whether the open main document lacks part of the description. False until it is complete, and
@@ -52,11 +56,13 @@ class ClientInfo {
   void Abandon();
 
  private:
-  static bool ShouldCollect();
+  enum class Due { No, Yes, Locked };
 
+  Due ShouldCollect() const;
   void CollectWmi();
   void Complete();
 
+  const std::optional<StorageLocation> location_;
   std::unique_ptr<Platform::WmiSource> wmi_;
   std::unique_ptr<WmiJob> job_;  // null unless pending
   int64_t pendingUntil_ = 0;     // milliseconds on the monotonic clock

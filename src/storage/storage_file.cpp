@@ -14,7 +14,7 @@ namespace Tav {
 namespace {
 
 constexpr size_t kStorageJsonFlags = JSON_INDENT(4) | JSON_ENSURE_ASCII;
-constexpr int kLockAttempts = 10;
+constexpr int kMillisecondsPerAttempt = 20;
 constexpr char kCopySuffix[] = ".new";
 
 std::string CopyOf(const std::string& path) {
@@ -59,11 +59,22 @@ bool StorageFile::Exists(const std::string& path) {
   return TavFile::Exists(path.c_str()) || TavFile::Exists(CopyOf(path).c_str());
 }
 
-bool StorageFile::Open(std::string path) {
+// Opening would create a missing file.
+bool StorageFile::IsLocked(const std::string& path) {
+  if (!TavFile::Exists(path.c_str())) {
+    return false;
+  }
+  Platform::File file;
+  const Platform::OpenResult result = file.Open(path.c_str(), Platform::FileUse::Update);
+  return result == Platform::OpenResult::InUse ||
+         (result == Platform::OpenResult::Opened && !file.LockFirstByte());
+}
+
+bool StorageFile::Open(std::string path, int lockWait) {
   path_ = std::move(path);
   const bool existed = Exists(path_);
   fromCopy_ = false;
-  if (file_.OpenForUpdate(path_.c_str(), kLockAttempts)) {
+  if (file_.OpenForUpdate(path_.c_str(), lockWait / kMillisecondsPerAttempt)) {
     // Another process may have saved before this one got the lock.
     Platform::FileStatus status;
     fresh_ = !existed && Platform::QueryFileStatus(path_.c_str(), status) && status.size == 0 &&

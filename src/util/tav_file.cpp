@@ -21,6 +21,7 @@ void TavFile::Reset() {
   Close();
   lastingFailure_ = false;
   missing_ = false;
+  inUse_ = false;
   failed_ = false;
   errorText_.clear();
 }
@@ -42,28 +43,17 @@ void TavFile::Fail(const char* what) {
   }
 }
 
-bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int lockAttempts) {
+bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int attempts) {
   Reset();
-  const Platform::OpenResult result = file_.Open(path, use);
-  if (result != Platform::OpenResult::Opened) {
-    missing_ = result == Platform::OpenResult::Missing;
-    lastingFailure_ = !missing_;
-    Fail("Open failed: ");
-    TAV_DEBUG("*Cannot open file %s", path);
-    return false;
-  }
-  if (!LockFile(path, lockAttempts)) {
-    Fail("Lock failed: ");
-    LogWarning("*Lock of file failed");
-    file_.Close();
-    return false;
-  }
-  return true;
-}
-
-bool TavFile::LockFile(const char* path, int attempts) {
-  for (int attempt = 1; !file_.LockFirstByte(); ++attempt) {
-    if (attempt >= attempts) {
+  for (int attempt = 1; !TryOpenLocked(path, use); ++attempt) {
+    if (!inUse_ || attempt >= attempts) {
+      Fail(file_.IsOpen() ? "Lock failed: " : "Open failed: ");
+      if (file_.IsOpen()) {
+        LogWarning("*Lock of file failed");
+      } else {
+        TAV_DEBUG("*Cannot open file %s", path);
+      }
+      file_.Close();
       return false;
     }
     if (attempt == 1) {
@@ -72,6 +62,19 @@ bool TavFile::LockFile(const char* path, int attempts) {
     Platform::SleepMilliseconds(kLockPauseMilliseconds);
   }
   return true;
+}
+
+// Keeps a file that it could open but not lock, for the next attempt.
+bool TavFile::TryOpenLocked(const char* path, Platform::FileUse use) {
+  if (!file_.IsOpen()) {
+    const Platform::OpenResult result = file_.Open(path, use);
+    missing_ = result == Platform::OpenResult::Missing;
+    lastingFailure_ = result != Platform::OpenResult::Opened && !missing_;
+    inUse_ = result == Platform::OpenResult::InUse;
+  }
+  const bool locked = file_.IsOpen() && file_.LockFirstByte();
+  inUse_ = !locked && (inUse_ || file_.IsOpen());
+  return locked;
 }
 
 bool TavFile::OpenForAppend(const char* path) {

@@ -25,8 +25,8 @@ class TavFile {
   // The first two create a missing file and lock its first byte. They fail while another TavFile,
   // in this process or another one, holds the lock.
   bool OpenForAppend(const char* path);
-  // Tries to lock `lockAttempts` times, 20 ms apart.
-  bool OpenForUpdate(const char* path, int lockAttempts = 1);
+  // Tries `attempts` times, 20 ms apart, while the file is locked or open without sharing.
+  bool OpenForUpdate(const char* path, int attempts = 1);
   // Takes an existing file for exclusive use: nobody else can open it, and Close removes it.
   bool OpenAtomic(const char* path);
 
@@ -36,6 +36,9 @@ class TavFile {
   bool LastingFailure() const { return lastingFailure_; }
   // The last open failed because the file does not exist.
   bool Missing() const { return missing_; }
+  // The last open failed because another one, here or in another process, has the file locked or
+  // open without sharing.
+  bool InUse() const { return inUse_; }
 
   // True after the first failure since the last open. Read and Write do nothing then.
   bool Failed() const { return failed_; }
@@ -60,12 +63,13 @@ class TavFile {
  private:
   void Reset();
   void Fail(const char* what);
-  bool OpenLocked(const char* path, Platform::FileUse use, int lockAttempts);
-  bool LockFile(const char* path, int attempts);
+  bool OpenLocked(const char* path, Platform::FileUse use, int attempts);
+  bool TryOpenLocked(const char* path, Platform::FileUse use);
 
   Platform::File file_;
   bool lastingFailure_ = false;
   bool missing_ = false;
+  bool inUse_ = false;
   bool failed_ = false;
   std::string errorText_;
 };
