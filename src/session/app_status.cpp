@@ -17,19 +17,35 @@ using Changes = PersistentStorage::Changes;
 
 AppStatus::AppStatus(const LibraryConfig& config, Consent consent)
     : consent_(consent),
-      product_(config.productName, config.productVersion, config.productValues.get()),
-      settings_(product_.Identity()) {}
+      product_(config.productName,
+               config.productVersion,
+               config.productValues.get(),
+               config.storage),
+      client_(Platform::CreateWmiSource(), config.storage),
+      settings_(product_.Identity()),
+      collectionDue_(consent.AllowsMachineDescription()),
+      storage_(config.storage) {}
 
 void AppStatus::CollectClient() {
-  if (consent_.AllowsMachineDescription()) {
-    client_.Collect();
+  if (collectionDue_) {
+    collectionDue_ = !client_.Collect();
   }
 }
 
-void AppStatus::Load() {
+bool AppStatus::CollectClientLate() {
+  CollectClient();
+  return !collectionDue_ && !client_.Pending() && OnClientComplete();
+}
+
+bool AppStatus::Load(int lockWait) {
   TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const StorageCloser closer(storage_);
+  storage_.SetLockWait(lockWait);
   storage_.Open(Access::Read);
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
+  if (storage_.WasLocked()) {
+    return false;
+  }
   const bool clientChanged = client_.IsChanged(&storage_);
   const bool productChanged = product_.IsChanged(&storage_);
   product_.LoadEnvFromPS(&storage_);
@@ -40,20 +56,33 @@ void AppStatus::Load() {
   TAV_DEBUG("SM: App changed: %d (prodEnv: %d, cli: %d, ep: %d)", changes_.RecordDue(),
             productChanged, clientChanged, newEndpoint);
   if (newEndpoint) {
-    StoreEndpoint();
+    endpoint_.Compute();
+    endpointUnsaved_ = !StoreEndpoint(endpoint_);
   }
+  return true;
 }
 
-// Adopts the identifier that another process has stored meanwhile, if any.
-void AppStatus::StoreEndpoint() {
-  endpoint_.Compute();
+// False when the file is locked. What `work` returns says whether the document is saved.
+template <typename Work>
+bool AppStatus::Update(Work work) {
   const StorageCloser closer(storage_);
   storage_.Open(Access::Update);
-  const bool missing = endpoint_.IsChanged(&storage_);
-  if (missing) {
-    endpoint_.Persist(&storage_);
+  if (storage_.WasLocked()) {
+    return false;
   }
-  storage_.Close(missing ? Changes::Save : Changes::Discard);
+  storage_.Close(work() ? Changes::Save : Changes::Discard);
+  return true;
+}
+
+// `found` adopts the identifier that another process has stored meanwhile, if any.
+bool AppStatus::StoreEndpoint(Endpoint& found) {
+  return Update([&] {
+    const bool missing = found.IsChanged(&storage_);
+    if (missing) {
+      endpoint_.Persist(&storage_);
+    }
+    return missing;
+  });
 }
 
 void AppStatus::ComputeEndpoint() {
@@ -92,6 +121,7 @@ bool AppStatus::OnClientComplete() {
     return false;
   }
   changes_.OnMachineChanged();
+  sentUnsaved_ = false;
   return true;
 }
 
@@ -102,6 +132,7 @@ void AppStatus::OnProductEnv(const TavValue_s& value) {
     return;
   }
   changes_.OnProductChanged();
+  sentUnsaved_ = false;
   TAV_DEBUG("SM: OnProductEnv. Changed: added new: %s", value.name.CString());
 }
 
@@ -109,10 +140,16 @@ void AppStatus::PersistAppStatusChanges() {
   if (changes_.RecordDue()) {
     return;  // the last change is in no record yet
   }
-  if (changes_.Product() || changes_.Machine()) {
-    TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
-    const StorageCloser closer(storage_);
-    storage_.Open(Access::Update);
+  StoreSentChanges();
+  ClearPendingOptOut();
+}
+
+void AppStatus::StoreSentChanges() {
+  if (!changes_.Product() && !changes_.Machine()) {
+    return;
+  }
+  TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
+  sentUnsaved_ = !Update([this] {
     if (changes_.Product()) {
       product_.PersistToPS(&storage_);
       changes_.OnProductStored();
@@ -121,20 +158,19 @@ void AppStatus::PersistAppStatusChanges() {
       client_.PersistClientInfo(&storage_);
       changes_.OnMachineStored();
     }
-    storage_.CloseAndSave();
-  }
-  ClearPendingOptOut();
+    return true;
+  });
 }
 
 void AppStatus::PersistPendingOptOut() {
-  if (!changes_.ProductNeverSent()) {
+  if (!changes_.ProductNeverSent() || sentUnsaved_) {
     return;
   }
   TAV_DEBUG("SM: ProcessTermination: writing pending opt-out key to PS");
-  const StorageCloser closer(storage_);
-  storage_.Open(Access::Update);
-  product_.PersistPendingOptOut(&storage_);
-  storage_.CloseAndSave();
+  optOutUnsaved_ = !Update([this] {
+    product_.PersistPendingOptOut(&storage_);
+    return true;
+  });
 }
 
 void AppStatus::ClearOldOptOut() {
@@ -149,22 +185,52 @@ void AppStatus::ClearPendingOptOut() {
   if (product_.IsPendingOptOutCleared()) {
     return;
   }
-  const StorageCloser closer(storage_);
-  storage_.Open(Access::Update);
-  product_.ClearPendingOptOut(&storage_);
-  storage_.CloseAndSave();
+  clearingUnsaved_ = !Update([this] {
+    product_.ClearPendingOptOut(&storage_);
+    return true;
+  });
 }
 
-void AppStatus::StoreFetchedSettings(const std::string& answer) {
+bool AppStatus::Unsaved() const {
+  return endpointUnsaved_ || sentUnsaved_ || clearingUnsaved_ || optOutUnsaved_ || RewriteDue();
+}
+
+void AppStatus::StoreUnsaved(int lockWait) {
+  storage_.SetLockWait(lockWait);
+  if (endpointUnsaved_) {
+    // The records of this run have the identifier already.
+    Endpoint stored;
+    endpointUnsaved_ = !StoreEndpoint(stored);
+  }
+  if (sentUnsaved_) {
+    StoreSentChanges();
+  }
+  if (clearingUnsaved_) {
+    ClearPendingOptOut();
+  }
+  if (optOutUnsaved_) {
+    PersistPendingOptOut();
+  }
+  if (RewriteDue()) {
+    product_.RewriteStoredEnv();
+  }
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
+}
+
+void AppStatus::StoreFetchedSettings(const std::string& answer, int lockWait) {
   Settings settings;
   if (!settings_.ParseSettings(settings, answer) || !settings_.IsChanged(settings)) {
     return;
   }
   TAV_DEBUG("SM: Updating PS with new settings");
-  const StorageCloser closer(storage_);
-  storage_.Open(Access::Update);
-  settings_.SaveToStorage(&storage_, settings);
-  storage_.CloseAndSave();
+  storage_.SetLockWait(lockWait);
+  if (!Update([&] {
+        settings_.SaveToStorage(&storage_, settings);
+        return true;
+      })) {
+    LogWarning("SM: The storage file is locked. Dropped the settings until the next request");
+  }
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
 }
 
 }  // namespace Tav

@@ -164,7 +164,7 @@ void SessionManager::PushData(std::string_view block) {
 std::string SessionManager::GetEndpointInstance() {
   const std::lock_guard guard(requestLock_);
   Ask(ItemCode::Sync, "GetEndpointInstance");
-  const std::string& id = sessionThread_->EndpointId();
+  const std::string& id = sessionThread_->Requests().endpointId;
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",
             id.c_str(), TAV_WHERE);
   return id;

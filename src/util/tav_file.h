@@ -36,8 +36,8 @@ class TavFile {
   bool LastingFailure() const { return lastingFailure_; }
   // The last open failed because the file does not exist.
   bool Missing() const { return missing_; }
-  // The last open failed because another one, here or in another process, has the file locked or
-  // open without sharing.
+  // The last OpenForAppend or OpenForUpdate failed because another program, or another part of this
+  // one, has the file locked or open without sharing.
   bool InUse() const { return inUse_; }
 
   // True after the first failure since the last open. Read and Write do nothing then.
