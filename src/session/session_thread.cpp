@@ -143,7 +143,9 @@ bool SessionThread::CheckAppStatus(int lockWait) {
 void SessionThread::LoadTimestamps(int lockWait) {
   TAV_DEBUG("SM: Loading PS timestamps...");
   if (!stamps_.LoadTimestamp(CurrentTime(), lockWait)) {
-    TAV_DEBUG("SM: Config stamp unchanged");
+    if (stamps_.Loaded()) {
+      TAV_DEBUG("SM: Config stamp unchanged");
+    }
     return;
   }
   TAV_DEBUG("SM: Config stamp update. Starting loader");

@@ -1,5 +1,6 @@
 #include "storage/storage_file.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "platform/file.h"
@@ -15,6 +16,7 @@ namespace {
 
 constexpr size_t kStorageJsonFlags = JSON_INDENT(4) | JSON_ENSURE_ASCII;
 constexpr int kMillisecondsPerAttempt = 20;
+constexpr int kCopyAttempts = StorageFile::kDefaultLockWait / kMillisecondsPerAttempt;
 constexpr char kCopySuffix[] = ".new";
 
 std::string CopyOf(const std::string& path) {
@@ -67,7 +69,7 @@ bool StorageFile::IsLocked(const std::string& path) {
   Platform::File file;
   const Platform::OpenResult result = file.Open(path.c_str(), Platform::FileUse::Update);
   return result == Platform::OpenResult::InUse ||
-         (result == Platform::OpenResult::Opened && !file.LockFirstByte());
+         (result == Platform::OpenResult::Opened && !file.LockFirstByte() && errno == EACCES);
 }
 
 bool StorageFile::Open(std::string path, int lockWait) {
@@ -111,7 +113,7 @@ JsonPtr StorageFile::ReadCopy() const {
   const std::string path = CopyOf(path_);
   TavFile copy;
   // OpenForUpdate would create a missing file.
-  if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str())) {
+  if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str(), kCopyAttempts)) {
     return JsonPtr();
   }
   std::string error;
@@ -137,7 +139,7 @@ void StorageFile::Write(const json_t* root) {
 bool StorageFile::WriteCopy(const json_t* root) const {
   const std::string path = CopyOf(path_);
   TavFile copy;
-  if (!copy.OpenForUpdate(path.c_str())) {
+  if (!copy.OpenForUpdate(path.c_str(), kCopyAttempts)) {
     LogError("PS: %s", copy.ErrorText());
     return false;
   }

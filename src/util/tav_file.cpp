@@ -72,8 +72,11 @@ bool TavFile::TryOpenLocked(const char* path, Platform::FileUse use) {
     lastingFailure_ = result != Platform::OpenResult::Opened && !missing_;
     inUse_ = result == Platform::OpenResult::InUse;
   }
-  const bool locked = file_.IsOpen() && file_.LockFirstByte();
-  inUse_ = !locked && (inUse_ || file_.IsOpen());
+  if (!file_.IsOpen()) {
+    return false;
+  }
+  const bool locked = file_.LockFirstByte();
+  inUse_ = !locked && errno == EACCES;
   return locked;
 }
 
