@@ -1,5 +1,6 @@
 // Other programs hold the storage files: at the start, during the run, until its end.
-#include <cstdlib>
+#include <algorithm>
+#include <atomic>
 #include <ctime>
 #include <fstream>
 #include <memory>
@@ -75,7 +76,15 @@ TEST_F(LockedStorageTest, AProductThatIsSwitchedOffSendsNothing) {
   EXPECT_TRUE(CacheFiles().empty());
 }
 
+std::atomic<int> stillLocked{0};
+
+void TAV_CALL CountStillLocked(const char* line) {
+  stillLocked +=
+      std::string(line).starts_with("warning: SM: The storage file is still locked.") ? 1 : 0;
+}
+
 TEST_F(LockedStorageTest, ARunThatNeverReadsItsSettingsCachesEverything) {
+  tav_->SetMessageSink(TavSinkPointer(CountStillLocked));
   PutSettings(R"({"flush_time":10.0})");
   HeldFile held(MainFile());
   Initialize();
@@ -84,6 +93,8 @@ TEST_F(LockedStorageTest, ARunThatNeverReadsItsSettingsCachesEverything) {
   EXPECT_EQ(tav_->Commit(), 1);
   Log("two");
   Stop();
+  tav_->SetMessageSink(nullptr);
+  EXPECT_EQ(stillLocked.exchange(0), 1);
   EXPECT_EQ(GatewayCount("requests"), 0);
   EXPECT_FALSE(CacheFiles().empty());
   held.Release();
