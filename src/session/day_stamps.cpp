@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "storage/storage_views.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -45,11 +44,7 @@ bool DayStamps::LoadTimestamp(int64_t now, int lockWait) {
   bool newDay = false;
   {
     PersistentStorage::ProductView view = ViewOf(&storage_, product_);
-    for (Stamp* const stamp : {&serverAccess_, &active_}) {
-      if (!stamp->unsaved) {
-        stamp->day.store(DayOf(view.GetValue(stamp->key)), std::memory_order_relaxed);
-      }
-    }
+    LoadDays(view);
     TAV_DEBUG("SM: LoadTimestamp - lastServerAccessTime = %ld, lastActiveTime = %ld",
               static_cast<long>(LastServerAccessTime()), static_cast<long>(LastActiveTime()));
     const EnvValue stamp = view.GetValue(kLastConfigAccess);
@@ -62,6 +57,22 @@ bool DayStamps::LoadTimestamp(int64_t now, int lockWait) {
   }
   storage_.Close(newDay ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
   return newDay;
+}
+
+void DayStamps::LoadDays() {
+  using Access = PersistentStorage::Access;
+  const StorageCloser closer(storage_);
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
+  storage_.OpenTimestamps(Access::Read);
+  LoadDays(PersistentStorage::ProductView(&storage_, product_, Access::Read));
+}
+
+void DayStamps::LoadDays(const PersistentStorage::ProductView& view) {
+  for (Stamp* const stamp : {&serverAccess_, &active_}) {
+    if (!stamp->unsaved) {
+      stamp->day.store(DayOf(view.GetValue(stamp->key)), std::memory_order_relaxed);
+    }
+  }
 }
 
 void DayStamps::PersistLastActiveTime(int64_t now) {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "model/product_identity.h"
-#include "storage/persistent_storage.h"
+#include "storage/storage_views.h"
 
 namespace Tav {
 
@@ -23,6 +23,8 @@ class DayStamps {
   // and stores the others. True once a day, when settings must be fetched; stores that day at once,
   // even if the fetch fails later. `now` is in seconds since 1970.
   bool LoadTimestamp(int64_t now, int lockWait);
+  // Loads the days alone, for the host's queries before LoadTimestamp.
+  void LoadDays();
   // False before LoadTimestamp has opened the file.
   bool Loaded() const { return loaded_; }
   void PersistLastActiveTime(int64_t now);
@@ -51,6 +53,7 @@ class DayStamps {
 
   void Persist(Stamp& stamp, int64_t now);
   bool Open(int lockWait);
+  void LoadDays(const PersistentStorage::ProductView& view);
 
   const ProductIdentity product_;
   PersistentStorage storage_;

@@ -22,6 +22,13 @@ class LockedStorageTest : public HostTest {
     tav_->SetSendInterval(0xFFFFFFFF, TAV_UNIT_SECONDS);
     Initialize();
   }
+  void PutDays() const {
+    std::ofstream(Timestamps(), std::ios::binary)
+        << R"({"Products":[{"Name":"System.Test","Version":"1.0","Platform":"wntx64",)"
+        << R"("LastActive":20000.0,"LastServerAccess":20001.0}],"LastClientQuery":)" << Today()
+        << ".0}";
+  }
+  static int32_t Today() { return static_cast<int32_t>(std::time(nullptr) / 86400); }
   void Log(const char* name) { tav_->LogEvent(tav_->NewEvent(name)); }
 
   // Empty until the settings have been read.
@@ -62,11 +69,13 @@ TEST_F(LockedStorageTest, StoredSettingsApplyToWhatWasReportedBeforeTheyCouldBeR
 }
 
 TEST_F(LockedStorageTest, AProductThatIsSwitchedOffSendsNothing) {
+  PutDays();
   PutSettings(R"({"disabled":1.0})");
   HeldFile held(MainFile());
   Initialize();
   Log("one");
   EXPECT_EQ(tav_->Commit(), 1);
+  EXPECT_EQ(tav_->GetLastActiveTime(), 20000);
   held.Release();
   EXPECT_TRUE(Eventually([this] { return !Endpoint().empty(); }));
   Log("two");
@@ -124,12 +133,8 @@ TEST_F(LockedStorageTest, WhatWasSentWhileTheFileWasLockedIsNotSentAgain) {
 }
 
 TEST_F(LockedStorageTest, DaysAreLoadedAndStoredAsSoonAsTheFileOpens) {
-  const auto today = [] { return static_cast<int32_t>(std::time(nullptr) / 86400); };
-  const int32_t begin = today();
-  std::ofstream(Timestamps(), std::ios::binary)
-      << R"({"Products":[{"Name":"System.Test","Version":"1.0","Platform":"wntx64",)"
-      << R"("LastActive":20000.0,"LastServerAccess":20001.0}],"LastClientQuery":)" << begin
-      << ".0}";
+  const int32_t begin = Today();
+  PutDays();
   {
     HeldFile held(Timestamps());
     InitializeUnsent();
