@@ -94,8 +94,8 @@ std::string GetStorageDirectory(const StorageLocation& location) {
   }
   {
     const std::lock_guard lock(guard);
-    if (State().found) {
-      return *State().found;
+    if (const std::optional<std::string>& found = State().found) {
+      return *found;
     }
   }
   // Without the lock, because it logs: the host's log function may call a function that needs the
