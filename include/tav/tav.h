@@ -549,7 +549,8 @@ typedef struct TavEntryTable {
 
   // Slot 36. Waits. Copies the anonymous identifier of this machine and user to `buffer`, cut to
   // `bufferSize` bytes including the terminating zero. `buffer` must have at least one byte. An
-  // identifier made by the library has 40 characters.
+  // identifier made by the library has 40 characters. It is empty while another program keeps the
+  // storage file locked.
   // Not running: copies the empty string.
   void(TAV_CALL* GetEndpointIdentifier)(char* buffer, size_t bufferSize);
 
@@ -633,7 +634,7 @@ typedef struct TavEntryTable {
 
   // Slot 52. Setting. The directory for what the library keeps on disk, in place of
   // %LOCALAPPDATA%\Quendel\Tav. It must exist. Separators are '/' and '\'. The call looks the
-  // directory up.
+  // directory up. The run writes nowhere else, even if its thread outlives Terminate.
   // Errors:
   //   WARN "TavSetCacheDirectory: directory is NULL or empty"
   //   WARN "TavSetCacheDirectory: directory does not exist"
@@ -660,7 +661,8 @@ typedef struct TavEntryTable {
   void(TAV_CALL* SetSendThreshold)(int megabytes);
 
   // Slots 56 and 57. Wait. The day of the last successful send; the day on which the product last
-  // ran before this run. In days (not seconds) since 1970-01-01 UTC, 0 if there was none.
+  // ran before this run. In days (not seconds) since 1970-01-01 UTC, 0 if there was none or another
+  // program keeps the file with the days locked.
   // Not running: -1.
   int32_t(TAV_CALL* GetLastServerAccessTime)(void);
   int32_t(TAV_CALL* GetLastActiveTime)(void);

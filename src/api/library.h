@@ -29,7 +29,6 @@ struct Library {
   std::string versionQualifier;
   std::unique_ptr<GlobalAggregates> aggregates;  // null until first use
   bool testFlag = false;
-  bool ownStorageDirectory = false;  // the current run uses a directory that the host has set
   int maxTraceItems = kDefaultMaxTraceItems;
 
   Library();

@@ -115,10 +115,7 @@ int Initialize(const char* productName,
   library.config.productVersion = std::move(version);
   library.config.optOut = optOut;
   library.config.deployment = library.deployment;
-  if (!library.config.cacheDirectory.empty()) {
-    PersistentStorage::SetAlternatePSDirectory(library.config.cacheDirectory);
-    library.ownStorageDirectory = true;
-  }
+  library.config.storage = PersistentStorage::LocationOfRun(library.config.cacheDirectory);
   TAV_DEBUG(
       "TavInitialize. Name: %s, Ver: %s, FullVer: %s, Lang: %d, Optout: %d, Pid: %d, CpuId: %d, "
       "Tid: %ld",
@@ -149,11 +146,6 @@ void Terminate() {
     TAV_DEBUG("TavTerminate called with no manager defined");
   }
   ReleaseEventMemory();
-  // The folder was chosen for this initialisation, like everything that is reset below. A session
-  // thread that is still running may write there.
-  if (std::exchange(library.ownStorageDirectory, false) && !Thread::AnyRunning()) {
-    PersistentStorage::SetAlternatePSDirectory({});
-  }
   ResetLibrary();
   CloseLogger();
 }

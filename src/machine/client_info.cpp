@@ -65,26 +65,31 @@ std::string MonitorKey(size_t number) {
 
 }  // namespace
 
-ClientInfo::ClientInfo(std::unique_ptr<Platform::WmiSource> wmi) : wmi_(std::move(wmi)) {}
+ClientInfo::ClientInfo(std::unique_ptr<Platform::WmiSource> wmi,
+                       std::optional<StorageLocation> location)
+    : location_(std::move(location)), wmi_(std::move(wmi)) {}
 
 ClientInfo::~ClientInfo() = default;
 
-bool ClientInfo::ShouldCollect() {
-  PersistentStorage storage;
+ClientInfo::Due ClientInfo::ShouldCollect() const {
+  PersistentStorage storage(location_);
   storage.OpenTimestamps(Access::Read);
+  if (storage.WasLocked()) {
+    return Due::Locked;
+  }
   const int64_t today = CurrentTime() / kSecondsPerDay;
   const EnvValue stamp = ClientView(&storage).GetValue(kLastQueryKey);
   if (stamp.type == EnvType::Number) {
     TAV_DEBUG("CI: Comparing client query time stamps. Last stamp = %d, today = %d",
               static_cast<int>(ToDay(stamp.number)), static_cast<int>(today));
   }
-  return IsCollectionDue(stamp, today);
+  return IsCollectionDue(stamp, today) ? Due::Yes : Due::No;
 }
 
 // `answered`: WMI gave results, or has failed, which is final on machines without it. Otherwise the
 // stamp makes a collection due tomorrow, unless another process has completed one meanwhile.
-void ClientInfo::StampDay(bool answered) {
-  PersistentStorage storage;
+void ClientInfo::StampDay(bool answered) const {
+  PersistentStorage storage(location_);
   storage.OpenTimestamps(Access::Update);
   ClientView view(&storage);
   const int64_t today = CurrentTime() / kSecondsPerDay;
@@ -96,9 +101,9 @@ void ClientInfo::StampDay(bool answered) {
   storage.Close(stamp ? Changes::Save : Changes::Discard);
 }
 
-void ClientInfo::Collect() {
-  if (!ShouldCollect()) {
-    return;
+bool ClientInfo::Collect() {
+  if (const Due due = ShouldCollect(); due != Due::Yes) {
+    return due != Due::Locked;
   }
   TAV_DEBUG("CI: Collecting OS info");
   CollectPart([this] { AddOsKeys(found_); });
@@ -113,6 +118,7 @@ void ClientInfo::Collect() {
   if (!Pending()) {
     Complete(false);  // no thread for WMI
   }
+  return true;
 }
 
 void ClientInfo::CollectWmi() {

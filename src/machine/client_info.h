@@ -11,12 +11,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "machine/client_wmi.h"
 #include "model/env_value.h"
 #include "platform/machine.h"
 #include "platform/wmi.h"
+#include "util/storage_directory.h"
 
 namespace Tav {
 
@@ -25,16 +27,18 @@ class WmiJob;
 
 class ClientInfo {
  public:
-  // Tests pass a source of their own.
-  explicit ClientInfo(std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource());
+  // Tests pass a source of their own. Without a location, the process-wide one is used.
+  explicit ClientInfo(std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource(),
+                      std::optional<StorageLocation> location = {});
   // Never waits: detaches the WMI thread if it still runs.
   virtual ~ClientInfo();
   ClientInfo(const ClientInfo&) = delete;
   ClientInfo& operator=(const ClientInfo&) = delete;
 
-  // Collects the description if that is due, and starts the WMI thread. To be called once, at
-  // start-up, while no storage is open. Blocks on the disk.
-  virtual void Collect();
+  // Collects the description if that is due, and starts the WMI thread. To be called while no
+  // storage is open, once, and again if the result is false: then another process has the time
+  // stamps locked, and nothing was collected. Blocks on the disk.
+  virtual bool Collect();
   // Without a description, uses the one that the open main document holds. Not while results are
   // pending.
   void UseStored(PersistentStorage* storage);
@@ -61,12 +65,14 @@ class ClientInfo {
   void Abandon();
 
  private:
-  static bool ShouldCollect();
-  static void StampDay(bool answered);
+  enum class Due { No, Yes, Locked };
 
+  Due ShouldCollect() const;
+  void StampDay(bool answered) const;
   void CollectWmi();
   void Complete(bool answered);
 
+  const std::optional<StorageLocation> location_;
   std::unique_ptr<Platform::WmiSource> wmi_;
   std::unique_ptr<WmiJob> job_;  // null unless pending
   int64_t pendingUntil_ = 0;     // milliseconds on the monotonic clock

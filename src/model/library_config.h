@@ -11,6 +11,7 @@
 #include "model/env_value.h"
 #include "model/event_size.h"
 #include "util/json.h"
+#include "util/storage_directory.h"
 
 namespace Tav {
 
@@ -40,6 +41,7 @@ struct Options {
   bool optOut = false;
   std::string auxiliaryString;
   std::string cacheDirectory;
+  StorageLocation storage;        // of this run
   bool noImpliedRecords = false;  // the state flag: no session begin, end, place and idle markers
   int cacheSize = kNotSet;        // cache files of about a megabyte each
   int maxCacheBytes = kNotSet;    // bytes per cache file

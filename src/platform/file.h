@@ -58,7 +58,8 @@ class File {
   bool Discard();
 
   // Locks the first byte and seeks to the start of the file. Returns false at once if another File
-  // holds the lock, in this process or another one.
+  // holds the lock, in this process or another one: errno is EACCES. It is another one where the
+  // file system has no locks.
   bool LockFirstByte();
   void UnlockFirstByte();
 

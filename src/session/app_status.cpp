@@ -19,20 +19,35 @@ AppStatus::AppStatus(const LibraryConfig& config,
                      Consent consent,
                      std::unique_ptr<Platform::WmiSource> wmi)
     : consent_(consent),
-      product_(config.productName, config.productVersion, config.productValues.get()),
-      client_(std::move(wmi)),
-      settings_(product_.Identity()) {}
+      product_(config.productName,
+               config.productVersion,
+               config.productValues.get(),
+               config.storage),
+      client_(std::move(wmi), config.storage),
+      settings_(product_.Identity()),
+      collectionDue_(consent.AllowsMachineDescription()),
+      storage_(config.storage) {}
 
 void AppStatus::CollectClient() {
-  if (consent_.AllowsMachineDescription()) {
-    client_.Collect();
+  if (collectionDue_) {
+    collectionDue_ = !client_.Collect();
   }
 }
 
-void AppStatus::Load() {
+bool AppStatus::CollectClientLate() {
+  CollectClient();
+  return !collectionDue_ && !client_.Pending() && OnClientComplete();
+}
+
+bool AppStatus::Load(int lockWait) {
   TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const StorageCloser closer(storage_);
+  storage_.SetLockWait(lockWait);
   storage_.Open(Access::Read);
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
+  if (storage_.WasLocked()) {
+    return false;
+  }
   const bool clientChanged = client_.IsChanged(&storage_);
   const bool productChanged = product_.IsChanged(&storage_);
   product_.LoadEnvFromPS(&storage_);
@@ -43,20 +58,33 @@ void AppStatus::Load() {
   TAV_DEBUG("SM: App changed: %d (prodEnv: %d, cli: %d, ep: %d)", changes_.RecordDue(),
             productChanged, clientChanged, newEndpoint);
   if (newEndpoint) {
-    StoreEndpoint();
+    endpoint_.Compute();
+    endpointUnsaved_ = !StoreEndpoint(endpoint_);
   }
+  return true;
 }
 
-// Adopts the identifier that another process has stored meanwhile, if any.
-void AppStatus::StoreEndpoint() {
-  endpoint_.Compute();
+// False when the file is locked. What `work` returns says whether the document is saved.
+template <typename Work>
+bool AppStatus::Update(Work work) {
   const StorageCloser closer(storage_);
   storage_.Open(Access::Update);
-  const bool missing = endpoint_.IsChanged(&storage_);
-  if (missing) {
-    endpoint_.Persist(&storage_);
+  if (storage_.WasLocked()) {
+    return false;
   }
-  storage_.Close(missing ? Changes::Save : Changes::Discard);
+  storage_.Close(work() ? Changes::Save : Changes::Discard);
+  return true;
+}
+
+// `found` adopts the identifier that another process has stored meanwhile, if any.
+bool AppStatus::StoreEndpoint(Endpoint& found) {
+  return Update([&] {
+    const bool missing = found.IsChanged(&storage_);
+    if (missing) {
+      endpoint_.Persist(&storage_);
+    }
+    return missing;
+  });
 }
 
 void AppStatus::ComputeEndpoint() {
@@ -138,22 +166,23 @@ bool AppStatus::MayStoreProduct() const {
 }
 
 void AppStatus::PersistAccepted() {
+  sentUnsaved_ = false;
   const bool storeProduct = MayStoreProduct();
   if (!storeProduct && !changes_.MachineAccepted()) {
     return;
   }
   TAV_DEBUG("SM: PersistAppStatusChanges: Persisting information");
-  const StorageCloser closer(storage_);
-  storage_.Open(Access::Update);
-  if (storeProduct) {
-    product_.PersistToPS(&storage_);
-    changes_.OnProductStored();
-  }
-  if (changes_.MachineAccepted()) {
-    client_.PersistClientInfo(&storage_);
-    changes_.OnMachineStored();
-  }
-  storage_.CloseAndSave();
+  sentUnsaved_ = !Update([this, storeProduct] {
+    if (storeProduct) {
+      product_.PersistToPS(&storage_);
+      changes_.OnProductStored();
+    }
+    if (changes_.MachineAccepted()) {
+      client_.PersistClientInfo(&storage_);
+      changes_.OnMachineStored();
+    }
+    return true;
+  });
 }
 
 void AppStatus::PersistPendingOptOut() {
@@ -161,10 +190,10 @@ void AppStatus::PersistPendingOptOut() {
     return;
   }
   TAV_DEBUG("SM: ProcessTermination: writing pending opt-out key to PS");
-  const StorageCloser closer(storage_);
-  storage_.Open(Access::Update);
-  product_.PersistPendingOptOut(&storage_);
-  storage_.CloseAndSave();
+  optOutUnsaved_ = !Update([this] {
+    product_.PersistPendingOptOut(&storage_);
+    return true;
+  });
 }
 
 void AppStatus::ClearOldOptOut() {
@@ -179,13 +208,42 @@ void AppStatus::ClearPendingOptOut() {
   if (product_.IsPendingOptOutCleared()) {
     return;
   }
-  const StorageCloser closer(storage_);
-  storage_.Open(Access::Update);
-  product_.ClearPendingOptOut(&storage_);
-  storage_.CloseAndSave();
+  clearingUnsaved_ = !Update([this] {
+    product_.ClearPendingOptOut(&storage_);
+    return true;
+  });
 }
 
-void AppStatus::StoreFetchedSettings(const std::string& answer, const std::string& gatewayInForce) {
+bool AppStatus::Unsaved() const {
+  return endpointUnsaved_ || sentUnsaved_ || clearingUnsaved_ || optOutUnsaved_ ||
+         product_.RewriteDue();
+}
+
+void AppStatus::StoreUnsaved(int lockWait) {
+  storage_.SetLockWait(lockWait);
+  if (endpointUnsaved_) {
+    // The records of this run have the identifier already.
+    Endpoint stored;
+    endpointUnsaved_ = !StoreEndpoint(stored);
+  }
+  if (sentUnsaved_) {
+    PersistAccepted();
+  }
+  if (clearingUnsaved_) {
+    ClearPendingOptOut();
+  }
+  if (optOutUnsaved_) {
+    PersistPendingOptOut();
+  }
+  if (product_.RewriteDue()) {
+    product_.RewriteStoredEnv();
+  }
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
+}
+
+void AppStatus::StoreFetchedSettings(const std::string& answer,
+                                     const std::string& gatewayInForce,
+                                     int lockWait) {
   Settings settings;
   if (!settings_.ParseSettings(settings, answer)) {
     return;
@@ -195,10 +253,14 @@ void AppStatus::StoreFetchedSettings(const std::string& answer, const std::strin
     return;
   }
   TAV_DEBUG("SM: Updating PS with new settings");
-  const StorageCloser closer(storage_);
-  storage_.Open(Access::Update);
-  settings_.SaveToStorage(&storage_, settings);
-  storage_.CloseAndSave();
+  storage_.SetLockWait(lockWait);
+  if (!Update([&] {
+        settings_.SaveToStorage(&storage_, settings);
+        return true;
+      })) {
+    LogWarning("SM: The storage file is locked. Dropped the settings until the next request");
+  }
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
 }
 
 }  // namespace Tav

@@ -18,8 +18,8 @@
 namespace Tav {
 
 // Each operation opens a storage file, does its work and closes it. A file that cannot be read
-// counts as empty; a later run repeats a write that failed. Both are logged. Session thread only,
-// except EndpointId after a synchronous request.
+// counts as empty; a later run repeats a write that failed. Both are logged. What cannot be stored
+// because another process has the file locked waits for StoreUnsaved. Session thread only.
 class AppStatus {
  public:
   // Takes the product's identity and values from the configuration. Tests pass a source of their
@@ -29,11 +29,19 @@ class AppStatus {
             std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource());
 
   // Starts to collect the description of the machine, which may take minutes. Does nothing after an
-  // opt-out.
+  // opt-out. If the time stamps are locked, the collection stays due.
   void CollectClient();
+  bool CollectionDue() const { return collectionDue_; }
+  // As CollectClient, after Load. True when the description has become complete and must be sent.
+  bool CollectClientLate();
   // Finds what changed since the last run, loads the settings, and makes and stores the endpoint
-  // identifier when there is none.
-  void Load();
+  // identifier when there is none. Waits at most `lockWait` milliseconds for the file. False, and
+  // no change, while another process has it locked.
+  bool Load(int lockWait);
+  // Whether another process has the file locked at this moment.
+  bool Locked() const { return storage_.IsLocked(PersistentStorage::Document::Main); }
+  // In place of Load: the run reports only what changes in it.
+  void AssumeNothingChanged() { product_.SendOnlyChanges(); }
   void ComputeEndpoint();
   // If the product data was never sent to this server, marks all of it as unsent, and the stored
   // description of the machine unless a new one is being collected.
@@ -60,8 +68,16 @@ class AppStatus {
   // At the start of an opted-out run: removes the pending opt-out that an earlier run stored.
   void ClearOldOptOut();
   // Stores the settings that the server sent, for the next run. A gateway that must not be used,
-  // see AcceptsGateway, is not stored.
-  void StoreFetchedSettings(const std::string& answer, const std::string& gatewayInForce);
+  // see AcceptsGateway, is not stored. Waits at most `lockWait` milliseconds for the file; drops
+  // the settings with a warning if it stays locked.
+  void StoreFetchedSettings(const std::string& answer,
+                            const std::string& gatewayInForce,
+                            int lockWait);
+
+  // Whether something waits to be stored because the file was locked.
+  bool Unsaved() const;
+  // Stores it, waiting at most `lockWait` milliseconds for the file each time.
+  void StoreUnsaved(int lockWait);
 
   const ProductInfo& Product() const { return product_; }
   const ClientEnv& Client() const { return client_.GetClientEnv(); }
@@ -70,8 +86,10 @@ class AppStatus {
   UnsentChanges& Changes() { return changes_; }
 
  private:
+  template <typename Work>
+  bool Update(Work work);
   void ClearPendingOptOut();
-  void StoreEndpoint();
+  bool StoreEndpoint(Endpoint& found);
   bool HasClientInfo();
   bool MayStoreProduct() const;
   bool OnClientComplete();
@@ -83,6 +101,11 @@ class AppStatus {
   ConfigManager settings_;
   UnsentChanges changes_;
   bool newServer_ = false;  // the gateway has not received any of this product's data
+  bool collectionDue_;
+  bool endpointUnsaved_ = false;
+  bool sentUnsaved_ = false;      // the server has the changes; nothing has changed since
+  bool optOutUnsaved_ = false;    // a pending opt-out at the end of the run
+  bool clearingUnsaved_ = false;  // the removal of a pending opt-out
   PersistentStorage storage_;
 };
 

@@ -1,8 +1,8 @@
 #include "session/day_stamps.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "storage/storage_views.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -13,8 +13,6 @@ constexpr int64_t kSecondsPerDay = 86400;
 // Beyond any day of a clock; limits the numbers in a damaged file.
 constexpr double kMaxDay = 1e9;
 
-constexpr char kLastServerAccess[] = "LastServerAccess";
-constexpr char kLastActive[] = "LastActive";
 constexpr char kLastConfigAccess[] = "LastConfigAccess";
 
 PersistentStorage::ProductView ViewOf(PersistentStorage* storage, const ProductIdentity& product) {
@@ -30,19 +28,25 @@ int64_t DayOf(const EnvValue& value) {
 
 }  // namespace
 
-bool DayStamps::LoadTimestamp(int64_t now, bool mayFetch) {
+bool DayStamps::Open(int lockWait) {
+  storage_.SetLockWait(lockWait);
+  storage_.OpenTimestamps(PersistentStorage::Access::Update);
+  return !storage_.WasLocked();
+}
+
+bool DayStamps::LoadTimestamp(int64_t now, bool mayFetch, int lockWait) {
   const int64_t today = now / kSecondsPerDay;
   const StorageCloser closer(storage_);
-  storage_.OpenTimestamps(PersistentStorage::Access::Update);
+  if (!Open(lockWait)) {
+    return false;
+  }
+  loaded_ = true;
   bool newDay = false;
   {
     PersistentStorage::ProductView view = ViewOf(&storage_, product_);
-    const int64_t serverAccess = DayOf(view.GetValue(kLastServerAccess));
-    const int64_t active = DayOf(view.GetValue(kLastActive));
-    lastServerAccessTime_.store(serverAccess, std::memory_order_relaxed);
-    lastActiveTime_.store(active, std::memory_order_relaxed);
+    LoadDays(view);
     TAV_DEBUG("SM: LoadTimestamp - lastServerAccessTime = %ld, lastActiveTime = %ld",
-              static_cast<long>(serverAccess), static_cast<long>(active));
+              static_cast<long>(LastServerAccessTime()), static_cast<long>(LastActiveTime()));
     const EnvValue stamp = view.GetValue(kLastConfigAccess);
     TAV_TRACE("SM: LoadTimestamp - Comparing Config stamps. Old=%ld, today=%ld",
               static_cast<long>(DayOf(stamp)), static_cast<long>(today));
@@ -55,39 +59,56 @@ bool DayStamps::LoadTimestamp(int64_t now, bool mayFetch) {
   return newDay;
 }
 
+void DayStamps::LoadDays() {
+  using Access = PersistentStorage::Access;
+  const StorageCloser closer(storage_);
+  storage_.SetLockWait(StorageFile::kDefaultLockWait);
+  storage_.OpenTimestamps(Access::Read);
+  LoadDays(PersistentStorage::ProductView(&storage_, product_, Access::Read));
+}
+
+void DayStamps::LoadDays(const PersistentStorage::ProductView& view) {
+  for (Stamp* const stamp : {&serverAccess_, &active_}) {
+    if (!stamp->unsaved) {
+      stamp->day.store(DayOf(view.GetValue(stamp->key)), std::memory_order_relaxed);
+    }
+  }
+}
+
 void DayStamps::PersistLastActiveTime(int64_t now) {
-  const int64_t today = now / kSecondsPerDay;
-  if (LastActiveTime() == today) {
-    return;
-  }
-  lastActiveTime_.store(today, std::memory_order_relaxed);
-  if (StoreDay(kLastActive, today)) {
-    TAV_DEBUG("SM: Persisted lastActiveTime: %ld", static_cast<long>(today));
-  }
+  Persist(active_, now);
 }
 
 void DayStamps::PersistLastServerAccessTime(int64_t now) {
+  Persist(serverAccess_, now);
+}
+
+void DayStamps::Persist(Stamp& stamp, int64_t now) {
   const int64_t today = now / kSecondsPerDay;
-  if (LastServerAccessTime() == today) {
-    return;
-  }
-  lastServerAccessTime_.store(today, std::memory_order_relaxed);
-  if (StoreDay(kLastServerAccess, today)) {
-    TAV_DEBUG("SM: Persisted lastServerAccessTime: %ld", static_cast<long>(today));
+  if (stamp.Day() != today) {
+    stamp.day.store(today, std::memory_order_relaxed);
+    stamp.unsaved = true;
+    StoreUnsaved(StorageFile::kDefaultLockWait);
   }
 }
 
-bool DayStamps::StoreDay(const char* key, int64_t day) {
+// A file that cannot be opened for another reason than a lock will not open later either.
+void DayStamps::StoreUnsaved(int lockWait) {
   const StorageCloser closer(storage_);
-  storage_.OpenTimestamps(PersistentStorage::Access::Update);
-  bool stored = false;
+  if (!Unsaved() || !Open(lockWait)) {
+    return;
+  }
+  const bool opened = !storage_.HadOpenError();
   {
     PersistentStorage::ProductView view = ViewOf(&storage_, product_);
-    stored =
-        view.SetValue(key, EnvValue::Number(static_cast<double>(day))) && !storage_.HadOpenError();
+    for (Stamp* const stamp : {&serverAccess_, &active_}) {
+      const auto day = EnvValue::Number(static_cast<double>(stamp->Day()));
+      if (std::exchange(stamp->unsaved, false) && view.SetValue(stamp->key, day) && opened) {
+        TAV_DEBUG("SM: Persisted %s: %ld", stamp->name, static_cast<long>(stamp->Day()));
+      }
+    }
   }
-  storage_.Close(stored ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
-  return stored;
+  storage_.CloseAndSave();
 }
 
 }  // namespace Tav

@@ -9,23 +9,67 @@
 
 namespace Tav {
 
+namespace {
+
+constexpr int64_t kMillisecondsPerSecond = 1000;
+
+}  // namespace
+
 void ItemHandler::ProcessItems(WorkList items, int64_t now) {
   while (WorkItemPtr item = items.TakeFirst()) {
-    const ItemCode code = item->code;
-    try {
+    ProcessSafely(std::move(item), now);
+  }
+}
+
+void ItemHandler::ProcessSafely(WorkItemPtr item, int64_t now) {
+  const ItemCode code = item->code;
+  try {
+    if (!holding_ || !ProcessHeld(item)) {
       ProcessItem(std::move(item), now);
-    } catch (const std::bad_alloc&) {
-      LogError("SM: Out of memory while handling item code (%d)", static_cast<int>(code));
-      AnswerFailed(code);
-    } catch (...) {
-      LogException("SM: ");
-      AnswerFailed(code);
     }
+  } catch (const std::bad_alloc&) {
+    LogError("SM: Out of memory while handling item code (%d)", static_cast<int>(code));
+    AnswerFailed(code);
+  } catch (...) {
+    LogException("SM: ");
+    AnswerFailed(code);
+  }
+}
+
+// False for an item that needs no stored settings.
+bool ItemHandler::ProcessHeld(WorkItemPtr& item) {
+  switch (item->code) {
+    case ItemCode::Event:
+      if (intake_.Accepts(*item->event)) {
+        held_.Append(std::move(item));
+      }
+      return true;
+    case ItemCode::Client:
+    case ItemCode::ProdEnv:
+      held_.Append(std::move(item));
+      return true;
+    case ItemCode::Commit:
+    case ItemCode::PullData:
+      requests_.commit = CommitResult::NotSent;
+      thread_.WakeReady();
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Rate limits count each event in the minute in which it was reported.
+void ItemHandler::Release(int64_t now) {
+  holding_ = false;
+  while (WorkItemPtr item = held_.TakeFirst()) {
+    intake_.Roll(item->time.unixMilliseconds / kMillisecondsPerSecond);
+    ProcessSafely(std::move(item), now);
   }
 }
 
 void ItemHandler::AnswerFailed(ItemCode code) {
-  if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData) {
+  if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData ||
+      code == ItemCode::Sync) {
     thread_.WakeReady();
   }
 }
@@ -75,6 +119,7 @@ void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
       return;
     case ItemCode::Sync:
       TAV_DEBUG("SM: Sync. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      requests_.endpointId = app_.EndpointId();
       thread_.WakeReady();
       TAV_DEBUG("SM: Sync done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
       return;

@@ -26,6 +26,12 @@ class ItemHandler {
   // an answer.
   void ProcessItems(WorkList items, int64_t now);
 
+  // While the stored settings are unknown: keeps the events and product values, and answers
+  // requests with what is known. Nothing is sent.
+  void Hold() { holding_ = true; }
+  // Handles what was kept, in order, and the later items as usual.
+  void Release(int64_t now);
+
   bool Terminating() const { return terminating_; }
   // Whether a host has suspended sending.
   bool Suspended() const { return suspended_; }
@@ -37,8 +43,10 @@ class ItemHandler {
   void RestorePulled();
 
  private:
+  void ProcessSafely(WorkItemPtr item, int64_t now);
   void ProcessItem(WorkItemPtr item, int64_t now);
   void AnswerFailed(ItemCode code);
+  bool ProcessHeld(WorkItemPtr& item);
   void OnEvent(WorkItemPtr item, int64_t now);
   void OnCommit();
   void OnPullData();
@@ -49,6 +57,8 @@ class ItemHandler {
   AppStatus& app_;
   Intake& intake_;
   Delivery& delivery_;
+  WorkList held_;
+  bool holding_ = false;
   bool terminating_ = false;
   bool suspended_ = false;
   bool suspendedForTermination_ = false;

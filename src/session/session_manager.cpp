@@ -202,8 +202,8 @@ void SessionManager::PushData(std::string_view block) {
 
 std::string SessionManager::GetEndpointInstance() {
   std::string id;
-  if (Ask(ItemCode::Sync, "GetEndpointInstance", [&] { id = sessionThread_->EndpointId(); }) ==
-      Answer::Killed) {
+  if (Ask(ItemCode::Sync, "GetEndpointInstance",
+          [&] { id = sessionThread_->Requests().endpointId; }) == Answer::Killed) {
     return {};
   }
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",

@@ -6,6 +6,7 @@
 
 #include "cache/cache_file_name.h"
 #include "config/server_urls.h"
+#include "platform/clock.h"
 #include "session/session_environment.h"
 #include "util/logger.h"
 #include "util/storage_directory.h"
@@ -20,20 +21,17 @@ constexpr int kClientInfoPoll = 1;
 
 // Milliseconds.
 constexpr int kMaxBatchDelay = 1000;
-constexpr int64_t kMaxWaitForSettings = 5000;
-constexpr int64_t kMaxWaitForClient = 1000;
+constexpr int kStartLockWait = 2000;
 
 // Seconds. After a turn that threw, the next one waits at least this long: the reason may persist.
 constexpr int kPauseAfterFailure = 1;
+// Between two attempts to open a storage file that is locked.
+constexpr int kStorageRetry = 1;
 
-// Runs one step of the termination. If it throws, the later steps still run.
-template <typename Step>
-void Attempt(Step step) {
-  try {
-    step();
-  } catch (...) {
-    LogException("SM: ");
-  }
+// If the check fails, the next turn repeats it.
+bool IsLocked(const AppStatus& app) try { return app.Locked(); } catch (...) {
+  LogException("SM: ");
+  return true;
 }
 
 RecordHeader HeaderOf(LibraryConfig& config) {
@@ -55,11 +53,12 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       consent_(config_.optOut),
       queue_(queue),
       app_(config_, consent_),
-      stamps_(app_.Product().Identity()),
+      stamps_(app_.Product().Identity(), config_.storage),
       intake_(consent_, app_.Config()),
       builder_(app_.Product(), app_.Client(), consent_),
       delivery_(app_, stamps_, builder_, intake_, consent_),
-      items_(thread, requests_, app_, intake_, delivery_) {
+      items_(thread, requests_, app_, intake_, delivery_),
+      shutdown_(app_, stamps_, delivery_, items_) {
   config_.productValues.reset();
   builder_.SetHeader(HeaderOf(config_));
   builder_.SetSessionEnvironment(MakeSessionEnvironment(config_.sessionEnvironment.get()));
@@ -69,37 +68,88 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
 void SessionThread::Run() {
   TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   // After a failed start the thread still answers hosts and terminates in order.
+  bool started = true;
   try {
-    StartUp();
+    started = StartUp(kStartLockWait) || StartUpLater();
   } catch (...) {
     LogException("SM: ");
     intake_.Disable();
   }
-  ProcessData();
-  ProcessTermination();
+  if (started) {
+    ProcessData();
+    shutdown_.Run(loader_.get());
+  } else {
+    EndWithoutSettings();
+  }
   TAV_DEBUG("SM: Session thread is exiting. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
-void SessionThread::StartUp() {
+bool SessionThread::StartUp(int lockWait) {
+  const int64_t end = Platform::MonotonicMilliseconds() + lockWait;
   app_.CollectClient();
-  CheckAppStatus();
+  if (!CheckAppStatus(lockWait)) {
+    return false;
+  }
+  LoadTimestamps(std::max(static_cast<int>(end - Platform::MonotonicMilliseconds()),
+                          StorageFile::kDefaultLockWait));
   app_.ComputeEndpoint();
   builder_.SetEndpoint(app_.EndpointId());
   app_.LogClientEnv();
   TAV_DEBUG("SM: Endpt: %s", app_.EndpointId().c_str());
   OpenCache();
+  app_.ClearOldOptOut();
   delivery_.Batch().EstimateOverhead();
   if (app_.Changes().RecordDue() && !delivery_.Store().HasCacheFiles()) {
     delivery_.Schedule().ArmPause(CurrentTime());
   }
+  return true;
 }
 
-void SessionThread::CheckAppStatus() {
-  app_.Load();
+// Without the stored settings it is unknown what may be reported, and to which server.
+bool SessionThread::StartUpLater() {
+  LogWarning("SM: The storage file is locked. Nothing is sent until it can be opened");
+  stamps_.LoadDays();
+  items_.Hold();
+  queue_.SetBatchDelay(kMaxBatchDelay);
+  bool started = false;
+  while (!started && !items_.Terminating()) {
+    items_.ProcessItems(queue_.TakeItems(kStorageRetry), CurrentTime());
+    started = !IsLocked(app_) && StartUp(StorageFile::kDefaultLockWait);
+  }
+  return started || StartUp(shutdown_.LockWait());
+}
+
+void SessionThread::EndWithoutSettings() {
+  LogWarning("SM: The storage file is still locked. Everything unsent goes to the cache");
+  try {
+    app_.AssumeNothingChanged();
+    ApplyLimits();
+    app_.ComputeEndpoint();
+    builder_.SetEndpoint(app_.EndpointId());
+    OpenCache();
+  } catch (...) {
+    LogException("SM: ");
+  }
+  items_.Release(CurrentTime());
+  shutdown_.CacheEverything();
+}
+
+bool SessionThread::CheckAppStatus(int lockWait) {
+  if (!app_.Load(lockWait)) {
+    return false;
+  }
   ApplySettings();
   app_.UpdateServer(delivery_.Sender().GatewayUrl());
+  return true;
+}
+
+void SessionThread::LoadTimestamps(int lockWait) {
   TAV_DEBUG("SM: Loading PS timestamps...");
-  const bool newDay = stamps_.LoadTimestamp(CurrentTime(), consent_.AllowsSettingsRequest());
+  const bool newDay =
+      stamps_.LoadTimestamp(CurrentTime(), consent_.AllowsSettingsRequest(), lockWait);
+  if (!stamps_.Loaded()) {
+    return;
+  }
   if (!consent_.AllowsSettingsRequest()) {
     TAV_DEBUG("SM: In opt-out mode. Not requesting settings");
     return;
@@ -116,16 +166,19 @@ void SessionThread::CheckAppStatus() {
   }
 }
 
-void SessionThread::ApplySettings() {
-  const ConfigManager& settings = app_.Config();
-  limits_ = ResolveLimits(config_, settings);
+void SessionThread::ApplyLimits() {
+  limits_ = ResolveLimits(config_, app_.Config());
   terminateTime_.store(limits_.terminateTime, std::memory_order_relaxed);
   delivery_.SetLimits(limits_);
   intake_.SetLimits(limits_.rate);
   builder_.SetMaxRecordSize(limits_.maxRecordSize);
   // A host that asks for no pause after activity gets no batch delay either.
   queue_.SetBatchDelay(std::clamp(limits_.schedule.pauseInterval, 0, 1) * kMaxBatchDelay);
+}
 
+void SessionThread::ApplySettings() {
+  ApplyLimits();
+  const ConfigManager& settings = app_.Config();
   const bool hasSender =
       delivery_.Sender().UseGateway(ChooseGateway(settings.GetString(Setting::kGateway, ""),
                                                   app_.Product().GetServer(), config_.deployment)
@@ -143,18 +196,18 @@ void SessionThread::ApplySettings() {
 // The casts turn a count of cache files that overflowed to a negative number into a huge limit.
 void SessionThread::OpenCache() {
   auto cache = std::make_unique<CacheManager>(
-      GetStorageDirectory(),
+      GetStorageDirectory(config_.storage),
       CachePrefix(config_.productName, config_.productVersion, config_.deployment));
   cache->SetLimits(static_cast<uint32_t>(limits_.maxCacheFiles),
                    static_cast<uint32_t>(limits_.maxCacheBytes));
   delivery_.Store().OpenCache(std::move(cache), config_.persistentInterval);
-  app_.ClearOldOptOut();
 }
 
 void SessionThread::ProcessData() {
   TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const RecordStore& store = delivery_.Store();
   delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
+  items_.Release(CurrentTime());
   int minTimeout = 0;
   while (!items_.Terminating()) {
     // What fails for one record or event must not end the thread.
@@ -176,8 +229,13 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (app_.ClientPending()) {
     timeout = std::min(timeout, kClientInfoPoll);
   }
+  if (StorageWorkLeft()) {
+    timeout = std::min(timeout, kStorageRetry);
+  }
   delivery_.Schedule().CheckTimers(now);
-  items_.ProcessItems(queue_.TakeItems(std::max(timeout, minTimeout)), CurrentTime());
+  WorkList items = queue_.TakeItems(std::max(timeout, minTimeout));
+  RetryStorage();
+  items_.ProcessItems(std::move(items), CurrentTime());
   if (items_.Terminating()) {
     return;
   }
@@ -191,46 +249,29 @@ void SessionThread::ProcessTurn(int minTimeout) {
   }
 }
 
-void SessionThread::ProcessTermination() {
-  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  Attempt([this] { items_.RestorePulled(); });
-  Attempt([this] { FinishClientInfo(); });
-  Attempt([this] { delivery_.ProcessEventList(true); });
-  Attempt([this] { delivery_.SendAtTermination(); });
-  Attempt([this] { delivery_.CacheUnsent(); });
-  Attempt([this] { ApplyFetchedSettings(); });
-  Attempt([this] { app_.PersistPendingOptOut(); });
-  Attempt([this] { stamps_.PersistLastActiveTime(CurrentTime()); });
+bool SessionThread::StorageWorkLeft() const {
+  return app_.CollectionDue() || !stamps_.Loaded() || stamps_.Unsaved() || app_.Unsaved();
 }
 
-// The description is collected once in several days, so a short wait is worthwhile. It must leave
-// time for sending.
-void SessionThread::FinishClientInfo() {
-  if (!app_.ClientPending()) {
+// Repeats what locked storage files have prevented. Never waits for a lock that is held for long.
+void SessionThread::RetryStorage() try {
+  if (!StorageWorkLeft()) {
     return;
   }
-  const int64_t limit = std::min(delivery_.Sender().TimeToDeadline() / 4, kMaxWaitForClient);
-  app_.FinishClientInfo(static_cast<int>(limit));
-  if (app_.ClientPending()) {
-    app_.AbandonClientInfo();
+  if (!stamps_.Locked()) {
+    if (!stamps_.Loaded()) {
+      LoadTimestamps(StorageFile::kDefaultLockWait);
+    }
+    stamps_.StoreUnsaved(StorageFile::kDefaultLockWait);
+    if (app_.CollectionDue() && app_.CollectClientLate()) {
+      delivery_.Schedule().OnFirstPending(CurrentTime());
+    }
   }
-}
-
-// Settings that arrived during this run apply to the next one.
-void SessionThread::ApplyFetchedSettings() {
-  if (loader_ == nullptr) {
-    return;
+  if (app_.Unsaved() && !app_.Locked()) {
+    app_.StoreUnsaved(StorageFile::kDefaultLockWait);
   }
-  loader_->Join(
-      static_cast<int>(std::min(delivery_.Sender().TimeToDeadline(), kMaxWaitForSettings)));
-  if (!loader_->Ended()) {
-    TAV_DEBUG("SM: Config loader is not done");
-  } else if (loader_->Answer().empty()) {
-    TAV_DEBUG("SM: No settings retrieved");
-  } else {
-    TAV_DEBUG("SM: Settings retrieved from server");
-    app_.StoreFetchedSettings(loader_->Answer(), delivery_.Sender().GatewayUrl());
-  }
+} catch (...) {
+  LogException("SM: ");
 }
 
 }  // namespace Tav

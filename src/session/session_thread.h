@@ -15,6 +15,7 @@
 #include "session/item_handler.h"
 #include "session/limits.h"
 #include "session/record_builder.h"
+#include "session/shutdown.h"
 #include "session/work_queue.h"
 
 namespace Tav {
@@ -36,23 +37,28 @@ class SessionThread {
 
   // For a host thread with a synchronous request: before queueing it and after the answer.
   RequestData& Requests() { return requests_; }
-  const std::string& EndpointId() const { return app_.EndpointId(); }
 
  private:
-  // Start.
-  void StartUp();
-  void CheckAppStatus();
+  // Start. Waits at most `lockWait` milliseconds for each storage file. False, and no change, while
+  // another process has the main file locked.
+  bool StartUp(int lockWait);
+  // Keeps what hosts report until the file opens. False if it is still locked at the end of the
+  // run.
+  bool StartUpLater();
+  bool CheckAppStatus(int lockWait);
+  void LoadTimestamps(int lockWait);
+  void ApplyLimits();
   void ApplySettings();
   void OpenCache();
 
   // Loop.
   void ProcessData();
   void ProcessTurn(int minTimeout);  // seconds
+  bool StorageWorkLeft() const;
+  void RetryStorage();
 
-  // End.
-  void ProcessTermination();
-  void FinishClientInfo();
-  void ApplyFetchedSettings();
+  // The end of a run that could not start.
+  void EndWithoutSettings();
 
   LibraryConfig config_;
   const Consent consent_;
@@ -67,6 +73,7 @@ class SessionThread {
   ItemHandler items_;
   Limits limits_;
   ConfigLoaderPtr loader_;  // null when none was started
+  Shutdown shutdown_;
 };
 
 }  // namespace Tav

@@ -75,6 +75,7 @@ enum class CommitResult { Sent, NotSent, CacheWriteFailed };
 // request and reads them after the answer; in between they belong to the session thread.
 struct RequestData {
   CommitResult commit = CommitResult::NotSent;
+  std::string endpointId;   // empty while it is unknown
   std::string pulledBlock;  // a record as text; kept until a host has taken it
   std::string pushedBlock;
 };

@@ -1,13 +1,10 @@
 #include "storage/persistent_storage.h"
 
-#include <mutex>
 #include <utility>
 
 #include "platform/file.h"
-#include "platform/thread.h"
 #include "storage/storage_keys.h"
 #include "util/logger.h"
-#include "util/storage_directory.h"
 
 namespace Tav {
 
@@ -17,24 +14,6 @@ using namespace StorageKeys;
 
 constexpr std::string_view kMainFileName = "TavData";
 constexpr std::string_view kTimestampsPrefix = "Ts";
-
-// Allocated when first set and never freed, so that no destructor runs at process exit.
-constinit std::string* alternateName = nullptr;
-constinit Platform::StaticLock alternateNameLock;
-
-void SetAlternateName(std::string name) {
-  const std::lock_guard lock(alternateNameLock);
-  if (alternateName == nullptr) {
-    alternateName = new std::string;
-  }
-  *alternateName = std::move(name);
-}
-
-std::string MainFileName() {
-  const std::lock_guard lock(alternateNameLock);
-  return alternateName == nullptr || alternateName->empty() ? std::string(kMainFileName)
-                                                            : *alternateName;
-}
 
 JsonPtr EmptyDocument() {
   JsonPtr root(json_object());
@@ -63,12 +42,16 @@ void SetIdentityPart(json_t* product, const char* key, const std::string& text) 
 }  // namespace
 
 std::string PersistentStorage::GetPSFileSpec(Document document) {
-  std::string name = MainFileName();
+  return FileSpec(document, AlternateStorage());
+}
+
+std::string PersistentStorage::FileSpec(Document document, const StorageLocation& location) {
+  std::string name = location.fileName.empty() ? std::string(kMainFileName) : location.fileName;
   if (document == Document::Timestamps) {
     name.insert(0, kTimestampsPrefix);
   }
   TAV_TRACE("PS: PS file: '%s'", name.c_str());
-  return JoinStoragePath(name);
+  return JoinStoragePath(name, location);
 }
 
 void PersistentStorage::SetAlternatePS(std::string_view path) {
@@ -79,12 +62,25 @@ void PersistentStorage::SetAlternatePS(std::string_view path) {
   }
   std::string name = whole.substr(nameStart);
   TAV_TRACE("PS: Setting alternate PS to %s", name.c_str());
-  SetAlternateName(std::move(name));
+  SetAlternateStorageName(std::move(name));
 }
 
 void PersistentStorage::SetAlternatePSDirectory(std::string_view directory) {
   SetAlternateStorageDirectory(directory);
   TAV_DEBUG("PS: Set alternate PS directory to: %s", Platform::PathToUtf8(directory).c_str());
+}
+
+StorageLocation PersistentStorage::LocationOfRun(std::string_view directory) {
+  StorageLocation location = AlternateStorage();
+  if (!directory.empty()) {
+    location.directory = NormalStorageDirectory(directory);
+    TAV_DEBUG("PS: Set alternate PS directory to: %s", Platform::PathToUtf8(directory).c_str());
+  }
+  return location;
+}
+
+std::string PersistentStorage::Path(Document document) const {
+  return location_ ? FileSpec(document, *location_) : GetPSFileSpec(document);
 }
 
 bool PersistentStorage::OpenDocument(Document document, Access access) {
@@ -94,14 +90,14 @@ bool PersistentStorage::OpenDocument(Document document, Access access) {
   parseError_ = false;
   openError_ = false;
   const bool update = access == Access::Update;
-  const std::string path = GetPSFileSpec(document);
+  const std::string path = Path(document);
   if (path.empty()) {
     LogError("PS: Open (update: %d): Could not form PS spec.", update);
     return false;
   }
   // Opening creates a missing file; a read must not.
   if (update || StorageFile::Exists(path)) {
-    openError_ = !file_.Open(path);
+    openError_ = !file_.Open(path, lockWait_);
   }
   if (file_.IsOpen()) {
     root_ = file_.Read(parseError_);
@@ -193,7 +189,7 @@ std::vector<ProductIdentity> PersistentStorage::GetProducts() const {
 
 bool PersistentStorage::Destroy() {
   for (const Document document : {Document::Main, Document::Timestamps}) {
-    const std::string path = GetPSFileSpec(document);
+    const std::string path = Path(document);
     if (path.empty() || !StorageFile::Delete(path)) {
       return false;
     }

@@ -6,19 +6,23 @@
 // the process is killed meanwhile, the next open finds the old document or the new one, whole. A
 // file that cannot be read opens as an empty document; the log says why, and the next save replaces
 // the file. A file that another storage keeps locked also opens as an empty document, but is never
-// written.
+// written: see WasLocked.
 //
 // One thread at a time uses a storage. Any number of storages, in any number of processes, may work
-// on the same files. Calls block on the disk; an open waits up to about 0.2 seconds for the lock.
+// on the same files. Calls block on the disk; an open waits up to about 0.2 seconds for the lock
+// unless SetLockWait says otherwise.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "model/product_identity.h"
 #include "storage/storage_file.h"
 #include "util/json.h"
+#include "util/storage_directory.h"
 
 namespace Tav {
 
@@ -34,7 +38,9 @@ class PersistentStorage {
   enum class Changes { Discard, Save };
   enum class Document { Main, Timestamps };
 
-  PersistentStorage() = default;
+  // Without a location, each open uses the process-wide one.
+  explicit PersistentStorage(std::optional<StorageLocation> location = {})
+      : location_(std::move(location)) {}
   // Closes without saving.
   virtual ~PersistentStorage() = default;
   PersistentStorage(const PersistentStorage&) = delete;
@@ -60,8 +66,16 @@ class PersistentStorage {
   virtual bool HadParseError() const { return parseError_; }
   // Whether, at the last open, the file could not be opened or locked. Reset by Close.
   virtual bool HadOpenError() const { return openError_; }
+  // Whether the last open failed because another storage or program kept the file locked or open
+  // without sharing, which will pass. Reset by Close.
+  bool WasLocked() const { return openError_ && file_.WasLocked(); }
 
-  // The full path of a document's file; empty without a storage directory.
+  // The longest wait of the next opens, in milliseconds.
+  void SetLockWait(int milliseconds) { lockWait_ = milliseconds; }
+  // Whether an open would have to wait at this moment.
+  bool IsLocked(Document document) const { return StorageFile::IsLocked(Path(document)); }
+
+  // The full path of a document's file; empty without a storage directory. Process-wide.
   static std::string GetPSFileSpec(Document document);
 
   // Process-wide, to be set before a storage is opened; an empty name or directory restores the
@@ -70,7 +84,13 @@ class PersistentStorage {
   static void SetAlternatePS(std::string_view path);
   static void SetAlternatePSDirectory(std::string_view directory);
 
+  // The location of a run, to which later changes of the process-wide one do not apply. `directory`
+  // is the host's choice; if it is empty, the process-wide directory of this moment.
+  static StorageLocation LocationOfRun(std::string_view directory);
+
  private:
+  static std::string FileSpec(Document document, const StorageLocation& location);
+  std::string Path(Document document) const;
   bool OpenDocument(Document document, Access access);
   // The array of products, borrowed; null when the storage is closed.
   json_t* Products() const;
@@ -81,6 +101,8 @@ class PersistentStorage {
   // Appends a product without values and returns it, borrowed; null if memory runs out.
   json_t* AddProduct(const ProductIdentity& product);
 
+  const std::optional<StorageLocation> location_;
+  int lockWait_ = StorageFile::kDefaultLockWait;
   JsonPtr root_;      // null while closed
   StorageFile file_;  // open from an open for update until Close
   bool parseError_ = false;

@@ -35,8 +35,13 @@ ProductEnvView ValuesOf(PersistentStorage* storage, const ProductIdentity& produ
 
 }  // namespace
 
-ProductInfo::ProductInfo(std::string name, std::string version, const PendingProductValues* values)
-    : identity_{std::move(name), std::move(version), kPlatformCode}, env_(values) {
+ProductInfo::ProductInfo(std::string name,
+                         std::string version,
+                         const PendingProductValues* values,
+                         std::optional<StorageLocation> location)
+    : identity_{std::move(name), std::move(version), kPlatformCode},
+      location_(std::move(location)),
+      env_(values) {
   const EnvValue* const optOut = env_.Find(kOptOutKey);
   if (optOut != nullptr && optOut->type == EnvType::String) {
     optOut_ = optOut->text;
@@ -174,6 +179,7 @@ void ProductInfo::PersistToPS(PersistentStorage* storage) {
   }
   env_.DiscardChanges();
   serverChanged_ = false;
+  rewriteDue_ = false;
 }
 
 void ProductInfo::PersistPendingOptOut(PersistentStorage* storage) {
@@ -193,16 +199,17 @@ bool ProductInfo::UpdateProductEnv(std::string_view key, const json_t* value, bo
   const std::string keyText(key);
   TAV_DEBUG("PI: UpdateProductEnv. Key: %s, isMap: %d", keyText.c_str(), isMap);
   const EnvUpdate update = env_.Update(keyText, value, isMap);
-  if (update == EnvUpdate::OnlyErased) {
+  if (update == EnvUpdate::OnlyErased && !storedUnknown_) {
     RewriteStoredEnv();
   }
   return update == EnvUpdate::Changed;
 }
 
 // Values that were not sent yet are not stored.
-void ProductInfo::RewriteStoredEnv() const {
-  PersistentStorage storage;
+void ProductInfo::RewriteStoredEnv() {
+  PersistentStorage storage(location_);
   storage.Open(Access::Update);
+  rewriteDue_ = storage.WasLocked();
   {
     ProductEnvView stored = ValuesOf(&storage, identity_, Access::Update);
     for (const std::string& key : stored.GetKeys()) {

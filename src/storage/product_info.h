@@ -7,11 +7,13 @@
 
 #include <jansson.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "model/product_identity.h"
 #include "storage/product_env.h"
+#include "util/storage_directory.h"
 
 namespace Tav {
 
@@ -20,7 +22,11 @@ class PersistentStorage;
 class ProductInfo {
  public:
   // `values` are those set before initialisation, borrowed for the call; null when there are none.
-  ProductInfo(std::string name, std::string version, const PendingProductValues* values);
+  // Without a location, the process-wide one is used.
+  ProductInfo(std::string name,
+              std::string version,
+              const PendingProductValues* values,
+              std::optional<StorageLocation> location = {});
   virtual ~ProductInfo() = default;
   ProductInfo(const ProductInfo&) = delete;
   ProductInfo& operator=(const ProductInfo&) = delete;
@@ -68,19 +74,33 @@ class ProductInfo {
   // may be open.
   virtual bool UpdateProductEnv(std::string_view key, const json_t* value, bool isMap);
 
+  // Whether the stored environment could not be rewritten because another process had it locked.
+  bool RewriteDue() const { return rewriteDue_; }
+  // Rewrites the stored environment. No storage may be open.
+  void RewriteStoredEnv();
+
+  // When the stored environment is unknown: only the changes from now on are sent, and the stored
+  // environment stays as it is.
+  void SendOnlyChanges() {
+    env_.BeginIncremental();
+    storedUnknown_ = true;
+  }
+
  private:
   static constexpr char kOptOutKey[] = "std-OptOut";
 
   bool CompareWithStorage(PersistentStorage* storage, const std::string& pendingOptOut);
   bool CollectChanges(PersistentStorage* storage);
-  void RewriteStoredEnv() const;
 
   const ProductIdentity identity_;
+  const std::optional<StorageLocation> location_;
   ProductEnv env_;
   std::string server_;
   bool serverChanged_ = false;
   std::string optOut_ = "false";
   bool pendingCleared_ = true;
+  bool rewriteDue_ = false;
+  bool storedUnknown_ = false;
 };
 
 }  // namespace Tav

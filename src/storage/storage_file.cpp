@@ -1,5 +1,6 @@
 #include "storage/storage_file.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "platform/file.h"
@@ -14,7 +15,8 @@ namespace Tav {
 namespace {
 
 constexpr size_t kStorageJsonFlags = JSON_INDENT(4) | JSON_ENSURE_ASCII;
-constexpr int kLockAttempts = 10;
+constexpr int kMillisecondsPerAttempt = 20;
+constexpr int kCopyAttempts = StorageFile::kDefaultLockWait / kMillisecondsPerAttempt;
 constexpr char kCopySuffix[] = ".new";
 
 std::string CopyOf(const std::string& path) {
@@ -59,11 +61,22 @@ bool StorageFile::Exists(const std::string& path) {
   return TavFile::Exists(path.c_str()) || TavFile::Exists(CopyOf(path).c_str());
 }
 
-bool StorageFile::Open(std::string path) {
+// Opening would create a missing file.
+bool StorageFile::IsLocked(const std::string& path) {
+  if (!TavFile::Exists(path.c_str())) {
+    return false;
+  }
+  Platform::File file;
+  const Platform::OpenResult result = file.Open(path.c_str(), Platform::FileUse::Update);
+  return result == Platform::OpenResult::InUse ||
+         (result == Platform::OpenResult::Opened && !file.LockFirstByte() && errno == EACCES);
+}
+
+bool StorageFile::Open(std::string path, int lockWait) {
   path_ = std::move(path);
   const bool existed = Exists(path_);
   fromCopy_ = false;
-  if (file_.OpenForUpdate(path_.c_str(), kLockAttempts)) {
+  if (file_.OpenForUpdate(path_.c_str(), lockWait / kMillisecondsPerAttempt)) {
     // Another process may have saved before this one got the lock.
     Platform::FileStatus status;
     fresh_ = !existed && Platform::QueryFileStatus(path_.c_str(), status) && status.size == 0 &&
@@ -100,7 +113,7 @@ JsonPtr StorageFile::ReadCopy() const {
   const std::string path = CopyOf(path_);
   TavFile copy;
   // OpenForUpdate would create a missing file.
-  if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str())) {
+  if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str(), kCopyAttempts)) {
     return JsonPtr();
   }
   std::string error;
@@ -126,7 +139,7 @@ void StorageFile::Write(const json_t* root) {
 bool StorageFile::WriteCopy(const json_t* root) const {
   const std::string path = CopyOf(path_);
   TavFile copy;
-  if (!copy.OpenForUpdate(path.c_str())) {
+  if (!copy.OpenForUpdate(path.c_str(), kCopyAttempts)) {
     LogError("PS: %s", copy.ErrorText());
     return false;
   }

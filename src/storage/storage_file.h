@@ -16,12 +16,20 @@ namespace Tav {
 
 class StorageFile {
  public:
+  static constexpr int kDefaultLockWait = 200;
+
   // Whether the file or a copy exists.
   static bool Exists(const std::string& path);
 
-  // Creates a missing file and locks it, waiting up to about 0.2 seconds while another holds the
-  // lock. False when the file is not open.
-  bool Open(std::string path);
+  // Whether another file object, here or in another process, has the file locked or open without
+  // sharing at this moment. Never waits.
+  static bool IsLocked(const std::string& path);
+
+  // Creates a missing file and locks it, waiting for at most `lockWait` milliseconds while another
+  // has it locked or open without sharing. False when the file is not open.
+  bool Open(std::string path, int lockWait = kDefaultLockWait);
+  // Whether the last Open failed because that wait was too short.
+  bool WasLocked() const { return file_.InUse(); }
   bool IsOpen() const { return file_.IsOpen(); }
   // Also releases the lock.
   void Close() { file_.Close(); }

@@ -18,7 +18,7 @@ namespace {
 constexpr char kBaseVariable[] = "LOCALAPPDATA";
 
 struct Directories {
-  std::string alternate;
+  StorageLocation alternate;
   std::optional<std::string> found;  // an empty text if there is none
 };
 
@@ -83,15 +83,19 @@ std::string FindDirectory() {
 
 }  // namespace
 
-std::string GetStorageDirectory() {
+StorageLocation AlternateStorage() {
+  const std::lock_guard lock(guard);
+  return State().alternate;
+}
+
+std::string GetStorageDirectory(const StorageLocation& location) {
+  if (!location.directory.empty()) {
+    return location.directory;
+  }
   {
     const std::lock_guard lock(guard);
-    const Directories& state = State();
-    if (!state.alternate.empty()) {
-      return state.alternate;
-    }
-    if (state.found) {
-      return *state.found;
+    if (const std::optional<std::string>& found = State().found) {
+      return *found;
     }
   }
   // Without the lock, because it logs: the host's log function may call a function that needs the
@@ -102,23 +106,32 @@ std::string GetStorageDirectory() {
   return path;
 }
 
-void SetAlternateStorageDirectory(std::string_view path) {
-  std::string alternate = Platform::PathToUtf8(path);
-  TAV_DEBUG("Alternate PS dir set to %s", alternate.c_str());
-  std::replace(alternate.begin(), alternate.end(), '/', Platform::kPathSeparator);
-  const std::lock_guard lock(guard);
-  State().alternate = std::move(alternate);
-  State().found.reset();
+std::string NormalStorageDirectory(std::string_view path) {
+  std::string directory = Platform::PathToUtf8(path);
+  TAV_DEBUG("Alternate PS dir set to %s", directory.c_str());
+  std::replace(directory.begin(), directory.end(), '/', Platform::kPathSeparator);
+  return directory;
 }
 
-std::string JoinStoragePath(std::string_view fileName) {
-  std::string directory = GetStorageDirectory();
+void SetAlternateStorageDirectory(std::string_view path) {
+  std::string alternate = NormalStorageDirectory(path);
+  const std::lock_guard lock(guard);
+  State().alternate.directory = std::move(alternate);
+}
+
+void SetAlternateStorageName(std::string name) {
+  const std::lock_guard lock(guard);
+  State().alternate.fileName = std::move(name);
+}
+
+std::string JoinStoragePath(std::string_view fileName, const StorageLocation& location) {
+  std::string directory = GetStorageDirectory(location);
   return directory.empty() ? directory : Join(std::move(directory), fileName);
 }
 
 void ForgetStorageDirectory() {
   const std::lock_guard lock(guard);
-  State().alternate.clear();
+  State().alternate.directory.clear();
   State().found.reset();
 }
 

@@ -22,6 +22,7 @@ void TavFile::Reset() {
   lastingFailure_ = false;
   missing_ = false;
   unusable_ = false;
+  inUse_ = false;
   failed_ = false;
   errorText_.clear();
 }
@@ -45,9 +46,9 @@ void TavFile::Fail(const char* what) {
 
 Platform::OpenResult TavFile::Open(const char* path, Platform::FileUse use) {
   using Platform::OpenResult;
-  Reset();
   const OpenResult result = file_.Open(path, use);
   missing_ = result == OpenResult::Missing;
+  inUse_ = result == OpenResult::InUse;
   unusable_ = result == OpenResult::Refused ||
               (result == OpenResult::Failed && errno != EMFILE && errno != ENOMEM);
   if (result == OpenResult::Refused) {
@@ -57,25 +58,17 @@ Platform::OpenResult TavFile::Open(const char* path, Platform::FileUse use) {
   return result;
 }
 
-bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int lockAttempts) {
-  if (Open(path, use) != Platform::OpenResult::Opened) {
-    lastingFailure_ = !missing_;
-    Fail("Open failed: ");
-    TAV_DEBUG("*Cannot open file %s", path);
-    return false;
-  }
-  if (!LockFile(path, lockAttempts)) {
-    Fail("Lock failed: ");
-    LogWarning("*Lock of file failed");
-    file_.Close();
-    return false;
-  }
-  return true;
-}
-
-bool TavFile::LockFile(const char* path, int attempts) {
-  for (int attempt = 1; !file_.LockFirstByte(); ++attempt) {
-    if (attempt >= attempts) {
+bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int attempts) {
+  Reset();
+  for (int attempt = 1; !TryOpenLocked(path, use); ++attempt) {
+    if (!inUse_ || attempt >= attempts) {
+      Fail(file_.IsOpen() ? "Lock failed: " : "Open failed: ");
+      if (file_.IsOpen()) {
+        LogWarning("*Lock of file failed");
+      } else {
+        TAV_DEBUG("*Cannot open file %s", path);
+      }
+      file_.Close();
       return false;
     }
     if (attempt == 1) {
@@ -84,6 +77,19 @@ bool TavFile::LockFile(const char* path, int attempts) {
     Platform::SleepMilliseconds(kLockPauseMilliseconds);
   }
   return true;
+}
+
+// Keeps a file that it could open but not lock, for the next attempt.
+bool TavFile::TryOpenLocked(const char* path, Platform::FileUse use) {
+  if (!file_.IsOpen()) {
+    lastingFailure_ = Open(path, use) != Platform::OpenResult::Opened && !missing_;
+  }
+  if (!file_.IsOpen()) {
+    return false;
+  }
+  const bool locked = file_.LockFirstByte();
+  inUse_ = !locked && errno == EACCES;
+  return locked;
 }
 
 bool TavFile::OpenForAppend(const char* path) {
@@ -95,6 +101,7 @@ bool TavFile::OpenForUpdate(const char* path, int lockAttempts) {
 }
 
 bool TavFile::OpenAtomic(const char* path) {
+  Reset();
   switch (Open(path, Platform::FileUse::Exclusive)) {
     case Platform::OpenResult::Opened:
       return true;

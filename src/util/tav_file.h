@@ -26,8 +26,8 @@ class TavFile {
   // The first two create a missing file and lock its first byte. They fail while another TavFile,
   // in this process or another one, holds the lock.
   bool OpenForAppend(const char* path);
-  // Tries to lock `lockAttempts` times, 20 ms apart.
-  bool OpenForUpdate(const char* path, int lockAttempts = 1);
+  // Tries `attempts` times, 20 ms apart, while the file is locked or open without sharing.
+  bool OpenForUpdate(const char* path, int attempts = 1);
   // Takes an existing file for exclusive use: nobody else can open it.
   bool OpenAtomic(const char* path);
   // Removes a file that OpenAtomic opened, at the latest when it is closed. Without this call the
@@ -43,6 +43,9 @@ class TavFile {
   // The last open failed for a reason of the file itself: it is neither missing nor in use, and the
   // process is not out of memory or descriptors.
   bool Unusable() const { return unusable_; }
+  // The last OpenForAppend or OpenForUpdate failed because another program, or another part of this
+  // one, has the file locked or open without sharing.
+  bool InUse() const { return inUse_; }
 
   // True after the first failure since the last open. Read and Write do nothing then.
   bool Failed() const { return failed_; }
@@ -68,13 +71,14 @@ class TavFile {
   void Reset();
   void Fail(const char* what);
   Platform::OpenResult Open(const char* path, Platform::FileUse use);
-  bool OpenLocked(const char* path, Platform::FileUse use, int lockAttempts);
-  bool LockFile(const char* path, int attempts);
+  bool OpenLocked(const char* path, Platform::FileUse use, int attempts);
+  bool TryOpenLocked(const char* path, Platform::FileUse use);
 
   Platform::File file_;
   bool lastingFailure_ = false;
   bool missing_ = false;
   bool unusable_ = false;
+  bool inUse_ = false;
   bool failed_ = false;
   std::string errorText_;
 };

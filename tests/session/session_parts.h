@@ -27,16 +27,16 @@ inline WmiScript Wmi(const char* memory) {
 
 struct SessionParts {
   SessionParts(LibraryConfig& config, const WmiScript& wmi, const char* gateway = "test://")
-      : app(config, consent, std::make_unique<FakeWmi>(wmi)) {
+      : app(InAlternateStorage(config), consent, std::make_unique<FakeWmi>(wmi)) {
     app.CollectClient();
-    app.Load();
+    app.Load(StorageFile::kDefaultLockWait);
     Limits limits = ResolveLimits(config, app.Config());
     builder.SetMaxRecordSize(limits.maxRecordSize);
     delivery.SetLimits(limits);
     EXPECT_TRUE(delivery.Sender().UseGateway(gateway));
     app.UpdateServer(gateway);
     delivery.Store().OpenCache(
-        std::make_unique<CacheManager>(GetStorageDirectory(),
+        std::make_unique<CacheManager>(GetStorageDirectory(AlternateStorage()),
                                        CachePrefix("Product", "1.0", Deployment())),
         false);
   }
@@ -69,9 +69,14 @@ struct SessionParts {
     delivery.CacheUnsent();
   }
 
+  static const LibraryConfig& InAlternateStorage(LibraryConfig& config) {
+    config.storage = AlternateStorage();
+    return config;
+  }
+
   const Consent consent{false};
   AppStatus app;
-  DayStamps stamps{app.Product().Identity()};
+  DayStamps stamps{app.Product().Identity(), AlternateStorage()};
   Intake intake{consent, app.Config()};
   RecordBuilder builder{app.Product(), app.Client(), consent};
   Delivery delivery{app, stamps, builder, intake, consent};

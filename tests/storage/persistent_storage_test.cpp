@@ -186,6 +186,23 @@ TEST_F(PersistentStorageTest, OpensElsewhereOrNotAtAll) {
   EXPECT_FALSE(storage_.Destroy());
 }
 
+TEST_F(PersistentStorageTest, ARunKeepsTheLocationThatItWasGiven) {
+  const fs::path own = folder_.Base() / u8"\u0416";
+  fs::create_directory(own);
+  PersistentStorage ofRun(PersistentStorage::LocationOfRun(StorageFolder::Utf8(own) + '/'));
+  EXPECT_TRUE(log_.Find("Alternate PS dir set to ").ends_with('/'));
+  EXPECT_NE(log_.Find("PS: Set alternate PS directory to: "), "");
+  PersistentStorage ofLaterRun(PersistentStorage::LocationOfRun(""));
+  PersistentStorage::SetAlternatePS(StorageFolder::Utf8(folder_.Base()) + "/Mine");
+  for (PersistentStorage* const storage : {&ofRun, &ofLaterRun, &storage_}) {
+    storage->Open(Access::Update);
+    storage->CloseAndSave();
+  }
+  EXPECT_TRUE(fs::exists(own / "TavData"));
+  EXPECT_TRUE(fs::exists(folder_.Path("TavData")));
+  EXPECT_TRUE(fs::exists(folder_.Base() / "Mine"));
+}
+
 // Each storage has its own handle and lock, as in separate processes.
 TEST_F(PersistentStorageTest, AFileLockedForLongIsEmptyToOthersAndStaysAsItIs) {
   PersistentStorage holder;

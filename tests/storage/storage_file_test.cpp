@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "storage/storage_fixture.h"
+#include "support/held_file.h"
 
 namespace Tav {
 namespace {
@@ -227,27 +228,51 @@ TEST_F(StorageFileTest, DestroyDeletesFilesAndCopiesAndStopsAtTheFirstThatStays)
   EXPECT_NE(log_.Find("PS: Could not remove PS file '"), "");
 }
 
-PersistentStorage* lockHolder = nullptr;
+HeldFile* heldFile = nullptr;
 
-// A log sink that releases the lock as soon as another storage waits for it.
-void ReleaseLock(const char* line) {
+// A log sink that releases the file as soon as a storage waits for it.
+void ReleaseHolder(const char* line) {
   CapturedLog::Receive(line);
   if (std::string(line).starts_with(kWaits)) {
-    lockHolder->Close(Changes::Discard);
+    heldFile->Release();
   }
 }
 
-TEST_F(StorageFileTest, ALockHeldBrieflyIsWaitedFor) {
+TEST_F(StorageFileTest, AFileHeldBrieflyIsWaitedFor) {
   folder_.Put("TavData", DocumentOf("App"));
-  PersistentStorage holder;
-  ASSERT_TRUE(holder.Open(Access::Update));
-  lockHolder = &holder;
-  ConfigureLogger(ReleaseLock, nullptr, true);
+  ConfigureLogger(ReleaseHolder, nullptr, true);
   Internal::logThreshold = static_cast<int>(LogLevel::Trace);
-  EXPECT_EQ(Products(Access::Update), "App,");
-  EXPECT_FALSE(storage_.HadOpenError());
-  EXPECT_NE(log_.Find(kWaits), "");
-  EXPECT_EQ(log_.Find("warning:"), "");
+  for (const Hold hold : {Hold::Locked, Hold::NotShared}) {
+    log_.Take();
+    HeldFile held(folder_.Path("TavData"), hold);
+    heldFile = &held;
+    EXPECT_TRUE(storage_.IsLocked(PersistentStorage::Document::Main));
+    EXPECT_EQ(Products(Access::Update), "App,");
+    EXPECT_FALSE(storage_.HadOpenError() || storage_.WasLocked());
+    EXPECT_NE(log_.Find(kWaits), "");
+    EXPECT_EQ(log_.Find("warning:") + log_.Find("error:"), "");
+    storage_.Close(Changes::Discard);
+    EXPECT_FALSE(storage_.IsLocked(PersistentStorage::Document::Main));
+  }
+}
+
+TEST_F(StorageFileTest, AFileHeldForLongIsToldFromOneThatCannotBeOpened) {
+  folder_.Put("TavData", DocumentOf("App"));
+  storage_.SetLockWait(0);
+  for (const Hold hold : {Hold::Locked, Hold::NotShared}) {
+    const HeldFile held(folder_.Path("TavData"), hold);
+    EXPECT_EQ(Products(), "");
+    EXPECT_TRUE(storage_.HadOpenError() && storage_.WasLocked());
+  }
+  EXPECT_EQ(Products(), "App,");
+  storage_.Close(Changes::Discard);
+  fs::remove(folder_.Path("TavData"));
+  EXPECT_FALSE(storage_.IsLocked(PersistentStorage::Document::Main));
+  EXPECT_FALSE(fs::exists(folder_.Path("TavData")));
+  fs::create_directory(folder_.Path("TavData"));
+  EXPECT_EQ(Products(), "");
+  EXPECT_TRUE(storage_.HadOpenError());
+  EXPECT_FALSE(storage_.WasLocked() || storage_.IsLocked(PersistentStorage::Document::Main));
 }
 
 TEST_F(StorageFileTest, AFileThatCannotBeOpenedIsReportedAtOnceAndStays) {

@@ -139,7 +139,7 @@ bool File::LockFirstByte() {
     return false;
   }
   locked_ = RecordLock(descriptor_, F_WRLCK) == 0;
-  if (!locked_) {
+  if (!locked_ && errno == EAGAIN) {
     errno = EACCES;
   }
   return locked_;

@@ -66,14 +66,13 @@ bool LockByte(int descriptor, int mode) {
   if (_lseeki64(descriptor, 0, SEEK_SET) != 0) {
     return false;
   }
-  errno = 0;
+  SetLastError(ERROR_SUCCESS);
   if (_locking(descriptor, mode, 1) == 0) {
     return true;
   }
-  // Not every C run-time sets errno.
-  if (errno == 0) {
-    errno = EACCES;
-  }
+  // Not every C run-time sets errno, and none distinguishes the reasons.
+  const DWORD reason = GetLastError();
+  errno = reason == ERROR_INVALID_FUNCTION || reason == ERROR_NOT_SUPPORTED ? EINVAL : EACCES;
   return false;
 }
 

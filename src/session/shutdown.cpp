@@ -1,0 +1,90 @@
+#include "session/shutdown.h"
+
+#include <algorithm>
+
+#include "util/logger.h"
+#include "util/time_stamp.h"
+
+namespace Tav {
+
+namespace {
+
+// Milliseconds.
+constexpr int64_t kMaxWaitForSettings = 5000;
+constexpr int64_t kMaxWaitForClient = 1000;
+constexpr int64_t kMaxLockWait = 2000;
+
+// Runs one step of the termination. If it throws, the later steps still run.
+template <typename Step>
+void Attempt(Step step) {
+  try {
+    step();
+  } catch (...) {
+    LogException("SM: ");
+  }
+}
+
+}  // namespace
+
+void Shutdown::Run(ConfigLoader* loader) {
+  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  Attempt([this] { items_.RestorePulled(); });
+  Attempt([this] { FinishClientInfo(); });
+  Attempt([this] { delivery_.ProcessEventList(true); });
+  Attempt([this] { delivery_.SendAtTermination(); });
+  Attempt([this] { delivery_.CacheUnsent(); });
+  if (loader != nullptr) {
+    Attempt([this, loader] { ApplyFetchedSettings(*loader); });
+  }
+  Attempt([this] { app_.PersistPendingOptOut(); });
+  StoreState();
+}
+
+void Shutdown::CacheEverything() {
+  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  Attempt([this] { delivery_.ProcessEventList(true); });
+  Attempt([this] { delivery_.CacheUnsent(); });
+  StoreState();
+}
+
+int Shutdown::LockWait() const {
+  return static_cast<int>(std::clamp<int64_t>(delivery_.Sender().TimeToDeadline(),
+                                              StorageFile::kDefaultLockWait, kMaxLockWait));
+}
+
+// The description is collected once in several days, so a short wait is worthwhile. It must leave
+// time for sending.
+void Shutdown::FinishClientInfo() {
+  if (!app_.ClientPending()) {
+    return;
+  }
+  const int64_t limit = std::min(delivery_.Sender().TimeToDeadline() / 4, kMaxWaitForClient);
+  app_.FinishClientInfo(static_cast<int>(limit));
+  if (app_.ClientPending()) {
+    app_.AbandonClientInfo();
+  }
+}
+
+// Settings that arrived during this run apply to the next one.
+void Shutdown::ApplyFetchedSettings(ConfigLoader& loader) {
+  loader.Join(static_cast<int>(std::min(delivery_.Sender().TimeToDeadline(), kMaxWaitForSettings)));
+  if (!loader.Ended()) {
+    TAV_DEBUG("SM: Config loader is not done");
+  } else if (loader.Answer().empty()) {
+    TAV_DEBUG("SM: No settings retrieved");
+  } else {
+    TAV_DEBUG("SM: Settings retrieved from server");
+    app_.StoreFetchedSettings(loader.Answer(), delivery_.Sender().GatewayUrl(), LockWait());
+  }
+}
+
+void Shutdown::StoreState() {
+  Attempt([this] { stamps_.PersistLastActiveTime(CurrentTime()); });
+  Attempt([this] { stamps_.StoreUnsaved(LockWait()); });
+  Attempt([this] { app_.StoreUnsaved(LockWait()); });
+  if (stamps_.Unsaved() || app_.Unsaved()) {
+    LogWarning("SM: A storage file is locked. Some state of this run is not stored");
+  }
+}
+
+}  // namespace Tav
