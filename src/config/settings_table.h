@@ -19,8 +19,8 @@ inline constexpr int32_t kSecondsOfADay = 86400;
 
 // A flag without a range: any number but 0 disables reporting.
 inline constexpr char kDisabled[] = "disabled";
-// Seconds. The minima keep a server that fails, or a disk, from being used without a pause.
-inline constexpr NumberSetting kFlushTime{"flush_time", 1, kSecondsOfADay, 360};
+// Seconds. The least resend time keeps the library from using a server that fails without a pause.
+inline constexpr NumberSetting kFlushTime{"flush_time", 0, kSecondsOfADay, 360};
 inline constexpr NumberSetting kPauseTime{"pause_time", 0, kSecondsOfADay, 1};
 inline constexpr NumberSetting kResendTime{"resend_time", 10, kSecondsOfADay, 300};
 inline constexpr NumberSetting kResendDelta{"resend_delta", 0, kSecondsOfADay, 900};

@@ -107,10 +107,6 @@ std::string FileDataSender::Fetch() try {
   for (size_t count = 1; count > 0 && text.size() <= kMaxResponse;) {
     count = buffered.Read(piece, sizeof piece);
     text.append(piece, count);
-    if (text.size() > kMaxTextSize) {
-      TAV_DEBUG("Could not read setting file - more than %d bytes", static_cast<int>(kMaxTextSize));
-      return {};
-    }
   }
   if (buffered.HasError()) {
     TAV_DEBUG("Could not read setting file - %s", buffered.ErrorText());

@@ -47,8 +47,7 @@ class DataSender {
 //
 //   file://   Writes each expanded body as one line of a file. The path, UTF-8, ends before a '?'.
 //             The first body truncates the file. Send always succeeds, so that the caller does not
-//             keep data for a file that cannot be written. Fetch reads the whole file, but
-//             nothing of one of more than kMaxTextSize bytes.
+//             keep data for a file that cannot be written. Fetch reads the whole file.
 //   null://   Discards everything.
 //   test://   TestDataSender.
 //

@@ -129,7 +129,7 @@ TEST_F(ServerSettingsTest, NumbersOutOfRangeAreReplacedByTheNearest) {
   constexpr const char* kCases[][4] = {
       {"terminate_time", "3600", "30", ""},
       {"terminate_time", "-1", "2", ""},
-      {"flush_time", "-1", "1", "Flush interval (seconds):       "},
+      {"flush_time", "-1", "0", "Flush interval (seconds):       "},
       {"pause_time", "2147483647", "86400", "Pause interval (seconds):       "},
       {"max_record_size", "-1", "4096", "Record size (bytes):            "},
       {"max_record_size", "2147483647", "2097152", "Record size (bytes):            "},

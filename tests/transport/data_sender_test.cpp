@@ -73,7 +73,7 @@ TEST_F(FileDataSenderTest, StopsAt16Megabytes) {
   folder.Put("settings.json", large);
   EXPECT_EQ(CreateDataSender(Url("settings.json"))->Fetch(), "");
   EXPECT_EQ(log.Take(),
-            std::vector<std::string>{"Could not read setting file - more than 16777216 bytes"});
+            std::vector<std::string>{"warning: Setting file is too long. Stopped reading it"});
 }
 
 TEST_F(FileDataSenderTest, UnwritableFileIsTriedOnceAndNeverFails) {
