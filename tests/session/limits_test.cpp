@@ -48,7 +48,7 @@ TEST(LimitsTest, OnlyTheServersValuesAreBounded) {
   EXPECT_EQ(limits.maxRecordSize, 100);
   EXPECT_EQ(limits.schedule.flushInterval, 100000);
   EXPECT_EQ(limits.schedule.pauseInterval, 86400);
-  EXPECT_EQ(limits.schedule.resendTime, 10);
+  EXPECT_EQ(limits.schedule.resendTime, 0);
   EXPECT_EQ(limits.schedule.resendDelta, 900);
   EXPECT_EQ(limits.terminateTime, 30);
   EXPECT_EQ(limits.rate.perHour, 0);
@@ -56,7 +56,7 @@ TEST(LimitsTest, OnlyTheServersValuesAreBounded) {
   std::erase_if(warnings, [](const std::string& line) { return !line.starts_with("warning"); });
   EXPECT_EQ(warnings, (std::vector<std::string>{
                           "warning: XM: pause_time is out of range: 100000. Using 86400",
-                          "warning: XM: resend_time is out of range: -5. Using 10",
+                          "warning: XM: resend_time is out of range: -5. Using 0",
                       }));
 }
 
