@@ -49,8 +49,12 @@ TEST_F(SharedFolderTest, LinkedStorageFilesAreNeitherReadNorWritten) {
   for (const char* name : {"TavData", "TsTavData"}) {
     EXPECT_EQ(folder_.Contents(name), document);
     EXPECT_TRUE(fs::exists(folder_.Path((std::string(name) + ".new").c_str())));
-    ExpectLogged("warning: SF: File '" + StorageFolder::Utf8(folder_.Path(name)) +
-                 "' is a link or has several names. Not opened");
+    // In the log, %USERPROFILE% may stand for the first part of the path.
+    const std::string path = StorageFolder::Utf8(folder_.Path(name));
+    EXPECT_TRUE(
+        LineWith(path.substr(path.find("Quendel")) + "' is a link or has several names. Not opened")
+            .starts_with("warning: SF: File '"))
+        << name;
   }
   ExpectLogged("error: PS: Cannot open PS file");
 
