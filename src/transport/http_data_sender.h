@@ -30,8 +30,8 @@ class HttpDataSender : public DataSender {
   // Does not access the network: an unreachable server shows in Send.
   int32_t Open() override;
   void Close() override;
-  // The body of the response, whatever its status; empty for a redirection (3xx) and if it is longer
-  // than kMaxResponse.
+  // The body of the response, whatever its status; empty for a redirection (3xx) and if it is
+  // longer than kMaxResponse.
   std::string Fetch() override;
   // Also limits the reading of a response as a whole.
   void LimitWaits(int milliseconds) override;
