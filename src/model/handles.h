@@ -84,6 +84,7 @@ struct TavValue_s {
 
   // Made by Tav::CreateValue and Tav::CreateSingleValue only.
   static void* operator new(size_t) = delete;
+  // NOLINTNEXTLINE(misc-new-delete-overloads): the deleted operator new does not count.
   static void operator delete(void* value);
 
   // Atomic because a host may pass a spent value while the session thread destroys it.
