@@ -23,6 +23,7 @@ TavValue_s::~TavValue_s() {
   static_cast<volatile std::atomic<uint32_t>&>(magic).store(0, std::memory_order_relaxed);
 }
 
+// NOLINTNEXTLINE(misc-new-delete-overloads): the deleted operator new does not count.
 void TavValue_s::operator delete(void* value) {
   values.Release(value);
 }
