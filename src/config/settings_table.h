@@ -29,7 +29,7 @@ inline constexpr NumberSetting kTerminateTime{"terminate_time", 2, 30, 10};
 // when the cache fails, and a cache file has a mebibyte.
 inline constexpr NumberSetting kSendThreshold{"send_threshold", 1, 1 << 30, 1 << 20};
 inline constexpr NumberSetting kMaxRecordSize{"max_record_size", 4096, 2 << 20, 511800};
-inline constexpr NumberSetting kMaxMemorySize{"max_memory_size", 1, 64 << 20, 2 << 20};
+inline constexpr NumberSetting kMaxMemorySize{"max_memory_size", 64, 64 << 20, 2 << 20};
 // Files.
 inline constexpr NumberSetting kMaxCacheSize{"max_cache_size", 1, 2047, 50};
 // Events; 0 is no limit.

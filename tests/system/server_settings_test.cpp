@@ -133,7 +133,7 @@ TEST_F(ServerSettingsTest, NumbersOutOfRangeAreReplacedByTheNearest) {
       {"pause_time", "2147483647", "86400", "Pause interval (seconds):       "},
       {"max_record_size", "-1", "4096", "Record size (bytes):            "},
       {"max_record_size", "2147483647", "2097152", "Record size (bytes):            "},
-      {"max_memory_size", "0", "1", "Max memory size (bytes):        "},
+      {"max_memory_size", "0", "64", "Max memory size (bytes):        "},
       {"max_memory_size", "2147483647", "67108864", "Max memory size (bytes):        "},
       {"max_cache_size", "0", "1", "Max cache files:                "},
       {"max_cache_size", "2147483647", "2047", "Max cache files:                "},

@@ -48,7 +48,7 @@ TEST_F(ManyHostsTest, LoseAndDoubleNothing) {
 TEST_F(ManyHostsTest, ShareTheCacheThatALaterRunDelivers) {
   // Everything is stored at once, so that the hosts use the folder at the same time.
   PutSettings(
-      R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":1.0,"max_record_size":9000.0})");
+      R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":64.0,"max_record_size":9000.0})");
   const Lines accepted = RunTogether(false);
   CacheContents cache = ReadCache();
   EXPECT_EQ(cache.faults, Lines());
@@ -76,7 +76,7 @@ class KilledHostsTest : public HostProcessTest {
  protected:
   KilledHostsTest() {
     // Everything is stored at once and sent as early as possible.
-    PutSettings(R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":1.0,"send_threshold":1.0,)"
+    PutSettings(R"({"flush_time":0.0,"pause_time":0.0,"max_memory_size":64.0,"send_threshold":1.0,)"
                 R"("max_record_size":9000.0,"resend_time":0.0,"resend_delta":0.0})");
   }
 
