@@ -45,7 +45,7 @@ complain "headers without #pragma once" "$(
 # Layers of src/, lowest first. A layer includes headers of its own and of lower layers only.
 # test_access is above api because it reads and sets the state that api holds (GetLibrary). src/dll is
 # the DLL's entry file and outside the order.
-layers=(platform util model streams transport cache storage machine config session api test_access)
+layers=(platform util model streams journal transport cache storage machine config session api test_access)
 
 unranked=$(files 'src/*/*' | cut -d / -f 2 | sort -u |
   grep -vxF "$(printf '%s\n' "${layers[@]}" dll)" || true)

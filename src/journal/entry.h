@@ -1,0 +1,72 @@
+// One accepted event in its binary form, as it lies in a segment of the journal.
+//
+// An entry is complete or absent: its first eight bytes, with a size above zero, are stored last
+// and at once. The checksum, and the number of the segment in each entry, tell an entry of this use
+// of the segment from what an earlier use or a damaged disk left.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "model/handles.h"
+#include "util/json.h"
+#include "util/time_stamp.h"
+
+namespace Tav {
+
+// What an entry holds. Texts and properties are borrowed.
+struct EntryFields {
+  TimeStamp time;
+  uint32_t estimatedSize = 0;  // of the event in a record
+  HandleKind kind = HandleKind::Event;
+  std::string_view session;
+  std::string_view name;
+  std::string_view componentName;
+  std::string_view componentVersion;
+  const json_t* properties = nullptr;  // an object; null for none
+};
+
+// Whether a rule (an opt-out, the inhibit list, a limit) has dropped the event.
+enum class Verdict : uint32_t { Open = 0, Dropped = 1 };
+
+// An entry is a multiple of eight bytes and is aligned to eight.
+inline constexpr size_t kEntryAlignment = 8;
+inline constexpr size_t kEntryHeaderSize = 32;
+
+// The size of the entry. It is complete in `memory`, but for its segment's number, if it fits; the
+// caller then passes it to a segment. `memory` is aligned to eight. Does not allocate. Any thread.
+size_t EncodeEntry(const EntryFields& fields, std::span<std::byte> memory);
+
+// The checksum of bytes 16 to the end of an encoded entry, without the segment's number.
+uint32_t EntryChecksum(std::span<const std::byte> entry);
+
+// A complete entry in borrowed memory.
+class EntryView {
+ public:
+  // The entry at the start of `memory`; nothing if none is there or it does not belong to the use
+  // `number` of the segment, or is damaged.
+  static std::optional<EntryView> Read(std::span<const std::byte> memory, uint32_t number);
+
+  size_t Size() const { return size_; }
+  Verdict GetVerdict() const { return verdict_; }
+  // `session` is valid as long as this object, the rest as long as the memory. Without properties.
+  EntryFields Fields() const;
+  // The properties as a new JSON object; null when there are none or memory runs out.
+  JsonPtr Properties() const;
+
+ private:
+  EntryView() = default;
+  bool Parse(std::span<const std::byte> entry);
+
+  size_t size_ = 0;
+  Verdict verdict_ = Verdict::Open;
+  EntryFields fields_;
+  UuidText uuid_{};
+  bool hasUuid_ = false;
+  std::span<const std::byte> properties_;  // empty for none
+};
+
+}  // namespace Tav

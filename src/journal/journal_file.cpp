@@ -1,0 +1,201 @@
+#include "journal/journal_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "platform/identifiers.h"
+#include "util/format.h"
+
+namespace Tav {
+
+namespace {
+
+constexpr size_t kNameBytes = 8;
+
+// Loads the pages now, on this thread, and not when a host stores its first entry there. Zeros were
+// written to the file, so nothing changes.
+void Touch(std::byte* memory, size_t size) {
+  constexpr size_t kPage = 4096;
+  for (size_t i = 0; i < size; i += kPage) {
+    *const_cast<volatile std::byte*>(memory + i) = std::byte{0};
+  }
+}
+
+}  // namespace
+
+std::string NewJournalFileName(std::string_view prefix) {
+  const Platform::Uuid uuid = Platform::NewUuid();
+  uint8_t bytes[kNameBytes];
+  std::memcpy(bytes, &uuid.data1, sizeof uuid.data1);
+  std::memcpy(bytes + sizeof uuid.data1, uuid.data4 + sizeof uuid.data1,
+              kNameBytes - sizeof uuid.data1);
+  return std::string(prefix) + HexText(bytes, kNameBytes);
+}
+
+bool IsJournalFileName(std::string_view prefix, std::string_view name) {
+  return name.size() == prefix.size() + 2 * kNameBytes && name.starts_with(prefix) &&
+         name.find_first_not_of("0123456789abcdef", prefix.size()) == std::string_view::npos;
+}
+
+std::unique_ptr<JournalFile> JournalFile::Create(const std::string& path,
+                                                 std::span<const std::byte> runBlock,
+                                                 int64_t startTime) {
+  std::unique_ptr<JournalFile> file(new JournalFile);
+  return file->CreateHead(path, runBlock, startTime) ? std::move(file) : nullptr;
+}
+
+bool JournalFile::CreateHead(const std::string& path,
+                             std::span<const std::byte> runBlock,
+                             int64_t startTime) {
+  if (!file_.Create(path)) {
+    return false;
+  }
+  const size_t size = JournalHead::SizeFor(runBlock.size());
+  std::byte* const memory = MapPiece(size);
+  if (memory == nullptr) {
+    const int reason = errno;
+    Remove();
+    errno = reason;
+    return false;
+  }
+  head_ = JournalHead::Create({memory, size}, startTime);
+  return head_->WriteRunBlock(runBlock);
+}
+
+// Extends the file by a piece and maps it.
+std::byte* JournalFile::MapPiece(size_t size) {
+  if (!file_.Extend(size)) {
+    return nullptr;
+  }
+  std::byte* const memory = file_.Map(size_, size);
+  if (memory != nullptr) {
+    pieces_.push_back({memory, size});
+    size_ += static_cast<int64_t>(size);
+  }
+  return memory;
+}
+
+// A piece that was added to the file and then not mapped, or only in part, is zero and not in use.
+// The next one would not follow the last, so there is none.
+std::byte* JournalFile::AddSegment() {
+  if (file_.Size() != size_) {
+    errno = ENOSPC;
+    return nullptr;
+  }
+  std::byte* const memory = MapPiece(kSegmentSize);
+  if (memory != nullptr) {
+    Touch(memory, kSegmentSize);
+  }
+  return memory;
+}
+
+JournalFile::Lease JournalFile::Take(const std::string& path, std::unique_ptr<JournalFile>& file) {
+  std::unique_ptr<JournalFile> taken(new JournalFile);
+  switch (taken->file_.Open(path)) {
+    case Platform::OpenResult::Opened:
+      break;
+    case Platform::OpenResult::InUse:
+      return Lease::InUse;
+    case Platform::OpenResult::Missing:
+      return Lease::Missing;
+    case Platform::OpenResult::Failed:
+      return Lease::Unknown;
+  }
+  if (!taken->MapAll()) {
+    return Lease::Unknown;
+  }
+  file = std::move(taken);
+  return Lease::Taken;
+}
+
+bool JournalFile::MapAll() {
+  constexpr int64_t kMaxSize = int64_t{1} << 30;
+  const int64_t size = file_.Size();
+  if (size < static_cast<int64_t>(kHeadUnit) || size > kMaxSize) {
+    return false;
+  }
+  std::byte* const memory = file_.Map(0, static_cast<size_t>(size));
+  if (memory == nullptr) {
+    return false;
+  }
+  pieces_.push_back({memory, static_cast<size_t>(size)});
+  size_ = size;
+  head_ = JournalHead::Read({memory, static_cast<size_t>(size)});
+  return head_.has_value();
+}
+
+std::vector<Segment> JournalFile::Segments() const {
+  std::vector<Segment> segments;
+  for (const Piece& piece : pieces_) {
+    // The last segment of a file that was cut short is a part of one.
+    size_t offset = piece.memory == pieces_.front().memory ? head_->Size() : 0;
+    for (; offset + kSegmentHeadSize <= piece.size; offset += kSegmentSize) {
+      segments.emplace_back(piece.memory + offset, std::min(kSegmentSize, piece.size - offset));
+    }
+  }
+  return segments;
+}
+
+void JournalFile::UnmapAll() {
+  for (const Piece& piece : pieces_) {
+    Platform::MappedFile::Unmap(piece.memory, piece.size);
+  }
+  pieces_.clear();
+  head_.reset();
+}
+
+bool JournalFile::Remove() {
+  UnmapAll();
+  return file_.Remove();
+}
+
+JournalFile::~JournalFile() {
+  UnmapAll();
+}
+
+DeadJournal::DeadJournal(std::unique_ptr<JournalFile> file)
+    : file_(std::move(file)), run_(DecodeRunBlock(file_->Head().RunBlockBytes())) {
+  for (const Segment& segment : file_->Segments()) {
+    if (segment.Number() != 0) {
+      segments_.push_back(segment);
+    }
+  }
+  std::ranges::sort(segments_, {}, &Segment::Number);
+}
+
+std::optional<DeadJournal::Item> DeadJournal::Next() {
+  for (; segment_ < segments_.size(); ++segment_, offset_ = kSegmentHeadSize) {
+    const Segment& segment = segments_[segment_];
+    if (const std::optional<EntryView> view = segment.At(offset_)) {
+      const auto end = static_cast<uint32_t>(offset_ + view->Size());
+      Item item{segment_, offset_, end, end <= segment.Settled(), *view};
+      offset_ = end;
+      return item;
+    }
+    damaged_ += segment.DamagedAt(offset_) ? 1 : 0;
+  }
+  return std::nullopt;
+}
+
+void DeadJournal::Settle(const Item& item) {
+  for (; settledSegments_ < item.segment; ++settledSegments_) {
+    segments_[settledSegments_].Release();
+  }
+  segments_[item.segment].Settle(item.end);
+}
+
+int64_t DeadJournal::NewestTime() const {
+  int64_t newest = 0;
+  for (const Segment& segment : segments_) {
+    uint32_t offset = kSegmentHeadSize;
+    while (const std::optional<EntryView> view = segment.At(offset)) {
+      newest = std::max(newest, view->Fields().time.unixMilliseconds);
+      offset += static_cast<uint32_t>(view->Size());
+    }
+  }
+  return newest;
+}
+
+}  // namespace Tav

@@ -1,0 +1,121 @@
+// The journal file of one run: a head, then segments. docs/journal-format.md describes it.
+//
+// Its process owns the file from its creation until it ends, in whatever way. Another process that
+// can open the file therefore knows that its run is over.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "journal/journal_head.h"
+#include "journal/run_block.h"
+#include "journal/segment.h"
+#include "platform/mapped_file.h"
+
+namespace Tav {
+
+// A new name that begins with `prefix`.
+std::string NewJournalFileName(std::string_view prefix);
+bool IsJournalFileName(std::string_view prefix, std::string_view name);
+
+// A file that is mapped as a whole or piece by piece, with its head. Blocks on the disk. One thread
+// at a time.
+class JournalFile {
+ public:
+  enum class Lease {
+    Taken,
+    InUse,  // its process lives, or another one reads it
+    Missing,
+    Unknown,  // a later format, damaged from its start, or not a plain file
+  };
+
+  // Creates the file of a run that begins at `startTime`, in milliseconds since 1970. Null if the
+  // system refuses, with the reason in errno.
+  static std::unique_ptr<JournalFile> Create(const std::string& path,
+                                             std::span<const std::byte> runBlock,
+                                             int64_t startTime);
+  // Takes the file of a dead run into `file`, with all of its segments.
+  static Lease Take(const std::string& path, std::unique_ptr<JournalFile>& file);
+
+  // Unmaps everything. The file stays.
+  ~JournalFile();
+  JournalFile(const JournalFile&) = delete;
+  JournalFile& operator=(const JournalFile&) = delete;
+
+  JournalHead& Head() { return *head_; }
+  // Bytes.
+  int64_t Size() const { return size_; }
+  // All segments, in the order of the file.
+  std::vector<Segment> Segments() const;
+
+  // Adds a segment at the end of the file, mapped, with its pages in memory. Null if the disk is
+  // full or the system refuses, with the reason in errno.
+  std::byte* AddSegment();
+
+  // Unmaps and deletes the file; nothing of it must be used any more. False, and the file stays, if
+  // the system refuses.
+  bool Remove();
+
+ private:
+  JournalFile() = default;
+  bool CreateHead(const std::string& path, std::span<const std::byte> runBlock, int64_t startTime);
+  bool MapAll();
+  std::byte* MapPiece(size_t size);
+  void UnmapAll();
+
+  struct Piece {
+    std::byte* memory;
+    size_t size;
+  };
+
+  Platform::MappedFile file_;
+  std::vector<Piece> pieces_;  // adjacent, from the start of the file
+  std::optional<JournalHead> head_;
+  int64_t size_ = 0;
+};
+
+// The entries of a dead run that are not settled, in their order.
+class DeadJournal {
+ public:
+  explicit DeadJournal(std::unique_ptr<JournalFile> file);
+
+  // What the run's records are built from; nothing if it is damaged.
+  const std::optional<RunBlock>& Run() const { return run_; }
+  int64_t StartTime() const { return file_->Head().StartTime(); }
+  // The time of the newest entry, in milliseconds since 1970; 0 without entries.
+  int64_t NewestTime() const;
+  // Segments that end in an entry that is damaged or was not completed.
+  int DamagedSegments() const { return damaged_; }
+
+  struct Item {
+    size_t segment;  // index in the order of numbers
+    uint32_t begin;
+    uint32_t end;
+    bool settled;  // delivered, stored or dropped already
+    EntryView view;
+  };
+  // The next entry, settled ones included; nothing at the end.
+  std::optional<Item> Next();
+  // Stores in the file that `item` and everything before it is settled.
+  void Settle(const Item& item);
+
+  // Deletes the file.
+  bool Remove() { return file_->Remove(); }
+
+ private:
+  std::unique_ptr<JournalFile> file_;
+  std::optional<RunBlock> run_;
+  std::vector<Segment> segments_;  // in use, by their numbers
+  size_t segment_ = 0;
+  uint32_t offset_ = kSegmentHeadSize;
+  size_t settledSegments_ = 0;
+  int damaged_ = 0;
+};
+
+}  // namespace Tav

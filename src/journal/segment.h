@@ -1,0 +1,63 @@
+// A segment of the journal: one mebibyte of memory, mapped from the run's file or not, into which
+// entries are appended.
+//
+// The first word orders the uses of all segments of a run: number << 32 | settled. A number of zero
+// means that the segment is not in use. Entries before the offset `settled` are delivered, stored
+// in the cache or dropped. One store of the word settles entries or begins another use of the
+// segment, so that a process that dies leaves a segment that can be read.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "journal/entry.h"
+
+namespace Tav {
+
+inline constexpr size_t kSegmentSize = size_t{1} << 20;
+inline constexpr uint32_t kSegmentHeadSize = 64;
+// The largest entry that fits.
+inline constexpr size_t kMaxEntrySize = kSegmentSize - kSegmentHeadSize;
+
+// Borrows the memory, which is aligned to eight. Appending and reading go on at
+// the same time on two threads; what orders them is the owner's.
+class Segment {
+ public:
+  Segment() = default;
+  explicit Segment(std::byte* memory, size_t size = kSegmentSize) : memory_(memory), size_(size) {}
+
+  std::byte* Memory() const { return memory_; }
+  size_t Size() const { return size_; }
+  explicit operator bool() const { return memory_ != nullptr; }
+
+  // Begins a use without entries; everything in the segment counts as free.
+  void Begin(uint32_t number) { Store(number, kSegmentHeadSize); }
+  // Ends the use.
+  void Release() { Store(0, 0); }
+  uint32_t Number() const { return static_cast<uint32_t>(Load() >> 32); }
+  uint32_t Settled() const { return static_cast<uint32_t>(Load()); }
+  // Entries before `offset` are settled.
+  void Settle(uint32_t offset) { Store(Number(), offset); }
+
+  // Appends an encoded entry at `offset`, where the last one ended. Returns its end, or nothing if
+  // it does not fit.
+  std::optional<uint32_t> Append(uint32_t offset, std::span<const std::byte> entry);
+
+  // The entry at `offset`; nothing at the end of the entries and behind damage.
+  std::optional<EntryView> At(uint32_t offset) const;
+  void SetVerdict(uint32_t offset, Verdict verdict);
+
+  // Whether bytes that are not free follow the last entry at `offset`: an entry that was damaged.
+  bool DamagedAt(uint32_t offset) const;
+
+ private:
+  uint64_t Load() const;
+  void Store(uint32_t number, uint32_t settled);
+
+  std::byte* memory_ = nullptr;
+  size_t size_ = 0;
+};
+
+}  // namespace Tav

@@ -1,0 +1,27 @@
+// The binary form of JSON values in a journal: properties of events, and the run block.
+//
+// A member is the tag of its value, the key and the value; a tag of zero ends an object or an
+// array. Strings, reals, objects and arrays exist; an integer is stored as a real. A key that comes
+// twice in an object has its last value, as in the host's calls.
+#pragma once
+
+#include "journal/byte_codec.h"
+#include "util/json.h"
+
+namespace Tav {
+
+// Nested objects and arrays at most, the outermost included.
+inline constexpr int kMaxValueDepth = 16;
+
+// Writes the members of an object and its end. Members that the form does not know, and those
+// nested too deeply, are left out. Does not allocate.
+void WriteMembers(ByteWriter& writer, const json_t* object);
+
+// The object, or null after marking the reader as failed: what was written is damaged. Null without
+// that mark when memory runs out. Texts must be UTF-8.
+JsonPtr ReadMembers(ByteReader& reader);
+
+// Reads past the members without making values; marks the reader as failed as above.
+void SkipMembers(ByteReader& reader);
+
+}  // namespace Tav

@@ -1,0 +1,215 @@
+#include "journal/event_log.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace Tav {
+namespace {
+
+// Mapped segments are plain memory here, which outlives the log as a file does.
+class EventLogTest : public testing::Test {
+ protected:
+  using Memory = std::vector<uint64_t>;
+
+  void AddRoom() {
+    rooms_.push_back(std::make_unique<Memory>(kSegmentSize / sizeof(uint64_t)));
+    ASSERT_TRUE(log_->AddRoom(reinterpret_cast<std::byte*>(rooms_.back()->data())));
+  }
+
+  // Appends an entry named by the next number.
+  bool Append(size_t nameSize = 0) {
+    std::string name = std::to_string(appended_);
+    name.resize(std::max(name.size(), nameSize), ' ');
+    EntryFields fields;
+    fields.name = name;
+    std::vector<std::byte> entry(EncodeEntry(fields, {}));
+    EncodeEntry(fields, entry);
+    if (!log_->Append(entry)) {
+      return false;
+    }
+    ++appended_;
+    return true;
+  }
+
+  void Fill(size_t segments) {
+    for (size_t i = 0; i < segments * 15; ++i) {
+      ASSERT_TRUE(Append(size_t{64} << 10));
+    }
+  }
+
+  static int Number(const EntryView& view) {
+    return std::stoi(std::string(view.Fields().name.substr(0, 8)));
+  }
+
+  std::vector<int> Unsettled() const {
+    std::vector<int> numbers;
+    EventLog::Position cursor = log_->Begin();
+    const EventLog::Position end = log_->End();
+    while (const std::optional<EventLog::Item> item = log_->Next(cursor, end)) {
+      numbers.push_back(Number(item->view));
+      cursor = item->end;
+    }
+    return numbers;
+  }
+
+  // The place behind entry `number`.
+  EventLog::Position Behind(int number) const {
+    EventLog::Position cursor = log_->Begin();
+    while (const std::optional<EventLog::Item> item = log_->Next(cursor, log_->End())) {
+      cursor = item->end;
+      if (Number(item->view) == number) {
+        break;
+      }
+    }
+    return cursor;
+  }
+
+  // What a later process finds in the mapped segments.
+  std::vector<int> Recover() const {
+    std::map<uint32_t, Segment> segments;
+    for (const std::unique_ptr<Memory>& room : rooms_) {
+      const Segment segment(reinterpret_cast<std::byte*>(room->data()));
+      if (segment.Number() != 0) {
+        segments[segment.Number()] = segment;
+      }
+    }
+    std::vector<int> numbers;
+    for (const auto& [number, segment] : segments) {
+      uint32_t offset = segment.Settled();
+      while (const std::optional<EntryView> view = segment.At(offset)) {
+        numbers.push_back(Number(*view));
+        offset += static_cast<uint32_t>(view->Size());
+      }
+    }
+    return numbers;
+  }
+
+  static std::vector<int> Range(int first, int end) {
+    std::vector<int> numbers;
+    for (; first < end; ++first) {
+      numbers.push_back(first);
+    }
+    return numbers;
+  }
+
+  void Migrate() {
+    while (const std::optional<EventLog::Migration> migration = log_->BeginMigration()) {
+      EventLog::Copy(*migration);
+      log_->EndMigration(*migration);
+    }
+  }
+
+  std::vector<std::unique_ptr<Memory>> rooms_;
+  std::unique_ptr<EventLog> log_ = std::make_unique<EventLog>();
+  int appended_ = 0;
+};
+
+TEST_F(EventLogTest, EntriesPassThroughMappedSegmentsThatAreUsedAgain) {
+  AddRoom();
+  AddRoom();
+  int settled = 0;
+  for (int round = 0; round < 10; ++round) {
+    Fill(1);
+    EXPECT_EQ(Unsettled(), Range(settled, appended_));
+    EXPECT_EQ(Recover(), Range(settled, appended_)) << round;
+    settled = appended_ - 3;
+    log_->Settle(Behind(settled - 1));
+    EXPECT_EQ(Unsettled(), Range(settled, appended_));
+    EXPECT_EQ(Recover(), Range(settled, appended_)) << round;
+  }
+  log_->Settle(log_->End());
+  EXPECT_TRUE(Recover().empty());
+  EXPECT_EQ(log_->Ready(), 2u);
+  ASSERT_TRUE(Append());
+  EXPECT_EQ(Recover(), Range(appended_ - 1, appended_));
+}
+
+TEST_F(EventLogTest, MemoryServesUntilThereIsRoomAndMovesIntoIt) {
+  Fill(3);
+  ASSERT_TRUE(Append());
+  EXPECT_EQ(Unsettled(), Range(0, appended_));
+  EXPECT_TRUE(Recover().empty());
+  const int inMemory = appended_;
+  for (int i = 0; i < 5; ++i) {
+    AddRoom();
+  }
+  ASSERT_TRUE(Append());
+  EXPECT_EQ(Recover(), Range(inMemory, appended_));
+  log_->Settle(Behind(4));
+  Migrate();
+  EXPECT_EQ(Recover(), Range(5, appended_));
+  EXPECT_EQ(Unsettled(), Range(5, appended_));
+  EXPECT_EQ(log_->Ready(), 1u);
+}
+
+TEST_F(EventLogTest, AnEntryLargerThanASegmentStaysInMemoryInItsOrder) {
+  AddRoom();
+  AddRoom();
+  AddRoom();
+  ASSERT_TRUE(Append());
+  ASSERT_TRUE(Append(kSegmentSize + 100));
+  ASSERT_TRUE(Append());
+  EXPECT_EQ(Unsettled(), Range(0, 3));
+  Migrate();
+  EXPECT_EQ(Recover(), (std::vector<int>{0, 2}));
+  log_->Settle(log_->End());
+  EXPECT_EQ(log_->Ready(), 3u);
+}
+
+TEST_F(EventLogTest, AFullLogRefusesTheNewestAndCountsThem) {
+  AddRoom();
+  while (Append(size_t{256} << 10)) {
+  }
+  EXPECT_FALSE(Append(size_t{256} << 10));
+  EXPECT_EQ(log_->TakeRefused(), 2u);
+  EXPECT_EQ(log_->TakeRefused(), 0u);
+  EXPECT_EQ(Unsettled(), Range(0, appended_));
+  log_->Settle(log_->End());
+  EXPECT_TRUE(Append());
+}
+
+TEST_F(EventLogTest, AVerdictIsKept) {
+  AddRoom();
+  ASSERT_TRUE(Append());
+  ASSERT_TRUE(Append());
+  const EventLog::Position second = Behind(0);
+  log_->SetVerdict(second, Verdict::Dropped);
+  EXPECT_EQ(log_->Next(log_->Begin(), log_->End())->view.GetVerdict(), Verdict::Open);
+  EXPECT_EQ(log_->Next(second, log_->End())->view.GetVerdict(), Verdict::Dropped);
+}
+
+// A random life with kills: at any moment the mapped segments hold the entries that were appended
+// to them and are not settled, in order, and nothing else.
+TEST_F(EventLogTest, AnyHistoryCanBeRecovered) {
+  std::mt19937 random(7);
+  int settled = 0;
+  for (int i = 0; i < 6; ++i) {
+    AddRoom();
+  }
+  for (int step = 0; step < 2000; ++step) {
+    const int action = static_cast<int>(random() % 10);
+    if (action < 6) {
+      ASSERT_TRUE(Append(random() % (size_t{100} << 10)));
+    } else if (action < 8 && settled < appended_) {
+      settled += 1 + static_cast<int>(random() % static_cast<unsigned>(appended_ - settled));
+      log_->Settle(settled == appended_ ? log_->End() : Behind(settled - 1));
+    } else if (action == 8) {
+      Migrate();
+    }
+    ASSERT_EQ(Unsettled(), Range(settled, appended_)) << step;
+    const std::vector<int> found = Recover();
+    ASSERT_TRUE(std::ranges::is_sorted(found)) << step;
+    ASSERT_TRUE(found.empty() || found.front() >= settled) << step;
+  }
+  log_->Settle(log_->End());
+  EXPECT_TRUE(Recover().empty());
+}
+
+}  // namespace
+}  // namespace Tav
