@@ -32,15 +32,28 @@ const char* StageLetter(Stage stage) {
   return "";
 }
 
+std::string Prefix(const char* kind,
+                   std::string_view product,
+                   std::string_view version,
+                   const Deployment& deployment) {
+  char text[32];
+  std::snprintf(text, sizeof text, "Tav%s%s_%08X_", StageLetter(deployment.Selected()), kind,
+                HashOf(std::string(product).append(version)));
+  return text;
+}
+
 }  // namespace
 
 std::string CachePrefix(std::string_view product,
                         std::string_view version,
                         const Deployment& deployment) {
-  char text[32];
-  std::snprintf(text, sizeof text, "Tav%sCache_%08X_", StageLetter(deployment.Selected()),
-                HashOf(std::string(product).append(version)));
-  return text;
+  return Prefix("Cache", product, version, deployment);
+}
+
+std::string JournalPrefix(std::string_view product,
+                          std::string_view version,
+                          const Deployment& deployment) {
+  return Prefix("Journal", product, version, deployment);
 }
 
 std::string CacheFileName(std::string_view prefix, int sequence) {

@@ -17,6 +17,11 @@ std::string CachePrefix(std::string_view product,
                         std::string_view version,
                         const Deployment& deployment);
 
+// The prefix of the product's journals, with the same hash and letter.
+std::string JournalPrefix(std::string_view product,
+                          std::string_view version,
+                          const Deployment& deployment);
+
 std::string CacheFileName(std::string_view prefix, int sequence);
 
 // The sequence number in the name of a file; 0 when the name does not belong to this prefix.

@@ -113,10 +113,10 @@ CacheFileWriter::Attempt CacheFileWriter::Skip(const TavFile& file) {
   return Attempt::Skipped;
 }
 
-bool CacheFileWriter::Write(RecordList& records) {
+bool CacheFileWriter::Write(RecordList& records, const OnStored& onStored) {
   const int64_t begin = target_.size;
   TAV_DEBUG("CM: Append data to cache '%s'. Cur file sz: %d.", path_.c_str(), ToInt(begin));
-  size_t stored = WriteChunks(records);
+  size_t stored = WriteChunks(records, onStored);
   if (file_.Failed()) {
     stored = CountStored(begin, records);
   }
@@ -145,7 +145,7 @@ bool CacheFileWriter::Write(RecordList& records) {
 }
 
 // The number of records that were written. At least one, whatever the limit.
-size_t CacheFileWriter::WriteChunks(const RecordList& records) {
+size_t CacheFileWriter::WriteChunks(const RecordList& records, const OnStored& onStored) {
   TavFileOutputStream output(&file_);
   BufferedOutputStream buffered(&output);
   ChunkOutputStream chunks(&buffered);
@@ -154,6 +154,12 @@ size_t CacheFileWriter::WriteChunks(const RecordList& records) {
   while (record != nullptr && !chunks.HasError() && (count == 0 || target_.size < maxFileSize_)) {
     chunks.Write(record->bytes.data(), record->bytes.size());
     target_.size += ChunkSize(record->bytes.size());
+    if (onStored) {
+      chunks.Flush();
+      if (!chunks.HasError()) {
+        onStored(*record);
+      }
+    }
     record = record->next.get();
     ++count;
   }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "cache/cache_directory.h"
@@ -10,6 +11,9 @@
 #include "util/tav_file.h"
 
 namespace Tav {
+
+// What happens when a record is whole on the disk.
+using OnStored = std::function<void(const BuiltRecord&)>;
 
 // For one file: one Open, then one Write. Failures are logged.
 class CacheFileWriter {
@@ -31,8 +35,9 @@ class CacheFileWriter {
   // and files that end with an incomplete chunk. Passes over files that cannot be opened at all.
   Opening Open();
   // Writes records until the file is full, closes it, and removes from the list those that are
-  // stored whole. False if anything failed; the directory's list is then out of date.
-  bool Write(RecordList& records);
+  // stored whole. Calls `onStored`, which may be empty, for each one right after it has been
+  // written. False if anything failed; the directory's list is then out of date.
+  bool Write(RecordList& records, const OnStored& onStored);
   // Of the opened file.
   int Sequence() const { return target_.sequence; }
   // How many files Open has passed over.
@@ -44,7 +49,7 @@ class CacheFileWriter {
   Attempt TryToOpen(int sequence);
   bool EndsWithWholeChunk(int64_t size);
   Attempt Skip(const TavFile& file);
-  size_t WriteChunks(const RecordList& records);
+  size_t WriteChunks(const RecordList& records, const OnStored& onStored);
   size_t CountStored(int64_t begin, const RecordList& records);
 
   CacheDirectory& directory_;

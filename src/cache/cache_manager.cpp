@@ -9,7 +9,6 @@
 
 #include "cache/cache_file_name.h"
 #include "cache/cache_file_reader.h"
-#include "cache/cache_file_writer.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "util/logger.h"
@@ -81,7 +80,7 @@ bool CacheManager::AppendToOneFile(RecordList& records) {
     CountErrors();
     return false;
   }
-  if (!writer.Write(records)) {
+  if (!writer.Write(records, onStored_)) {
     directory_.Refresh(Expiry());
     CountErrors();
     return false;

@@ -13,8 +13,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "cache/cache_directory.h"
+#include "cache/cache_file_writer.h"
 #include "model/built_record.h"
 
 namespace Tav {
@@ -42,6 +44,8 @@ class CacheManager {
   // Removes each record from the list once it is stored whole; the others stay in the list. True
   // when the list is empty.
   virtual bool Append(RecordList& records);
+  // What Append does after each record.
+  void SetOnStored(OnStored onStored) { onStored_ = std::move(onStored); }
   // Moves all cached records to the end of the list, oldest first, and deletes their files. A file
   // that another manager has open is skipped, one that is much too large is passed over. If memory
   // runs out, the file that was being read stays, and none of its records is in the list.
@@ -87,6 +91,7 @@ class CacheManager {
   CacheDirectory::Deletion TryToDelete(int sequence);
 
   CacheDirectory directory_;
+  OnStored onStored_;
   const Clock clock_;
   uint32_t maxFiles_ = kDefaultMaxFiles;
   uint32_t maxFileSize_ = kDefaultMaxFileSize;

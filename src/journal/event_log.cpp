@@ -19,6 +19,9 @@ EventLog::~EventLog() {
 }
 
 bool EventLog::Append(std::span<const std::byte> entry) {
+  if (closed_) {
+    return false;
+  }
   std::optional<uint32_t> end;
   if (!uses_.Empty()) {
     Use& use = uses_.Last();
@@ -40,6 +43,15 @@ bool EventLog::Append(std::span<const std::byte> entry) {
 
 EventLog::Position EventLog::Begin() const {
   return uses_.Empty() ? End() : Place(uses_.At(0).number, uses_.At(0).segment.Settled());
+}
+
+bool EventLog::InMemory() const {
+  for (size_t i = 0; i < uses_.Count(); ++i) {
+    if (!uses_.At(i).mapped) {
+      return true;
+    }
+  }
+  return false;
 }
 
 uint64_t EventLog::TakeRefused() {
@@ -77,11 +89,15 @@ void EventLog::StartUse(Segment segment, bool mapped) {
 }
 
 bool EventLog::AddRoom(std::byte* mapped) {
-  if (readyCount_ == ready_.size() || bytes_ + kSegmentSize > kMaxBytes) {
+  if (!MayGrow()) {
     return false;
   }
+  growing_ = true;
   bytes_ += kSegmentSize;
   ready_[readyCount_++] = mapped;
+  if (!closed_ && !uses_.Empty() && !uses_.Last().mapped && !uses_.Full()) {
+    StartUse(Segment(ready_[--readyCount_]), true);
+  }
   return true;
 }
 
@@ -119,8 +135,9 @@ void EventLog::EndUse(const Use& use) {
 }
 
 std::optional<EventLog::Migration> EventLog::BeginMigration() {
-  // The last use is a host's.
-  for (size_t i = 0; readyCount_ > 0 && i + 1 < uses_.Count(); ++i) {
+  // The last use is a host's until the end.
+  const size_t count = uses_.Count() - (closed_ || uses_.Empty() ? 0 : 1);
+  for (size_t i = 0; readyCount_ > 0 && i < count; ++i) {
     const Use& use = uses_.At(i);
     if (!use.mapped && use.segment.Size() == kSegmentSize) {
       return Migration{use.segment, Segment(ready_[--readyCount_])};

@@ -37,23 +37,35 @@ class EventLog {
   // With the lock held, any thread.
 
   // Appends an entry made by EncodeEntry. False if the log is full or memory runs out; the event is
-  // then counted as refused. Allocates pages when no mapped segment is ready.
+  // then counted as refused. False after Close. Allocates pages when no mapped segment is ready.
   bool Append(std::span<const std::byte> entry);
   Position End() const { return uses_.Empty() ? Place(lastNumber_, 0) : EndOf(uses_.Last()); }
   // Where the first entry begins that is not settled; End() if there is none.
   Position Begin() const;
+  // Nothing is unsettled, and no mapped segment is in use.
+  bool Empty() const { return uses_.Empty(); }
+  // Whether a segment of memory is in use.
+  bool InMemory() const;
   // Mapped segments that are ready.
   size_t Ready() const { return readyCount_; }
+  // Whether few mapped segments are ready although more can be had.
+  bool RunsLow() const { return growing_ && readyCount_ < kLowRoom && MayGrow(); }
+  // Whether a mapped segment may be added.
+  bool MayGrow() const { return readyCount_ < ready_.size() && bytes_ + kSegmentSize <= kMaxBytes; }
   // Events refused since the last call.
   uint64_t TakeRefused();
 
   // With the lock held, session thread.
 
-  // Adds a mapped segment of kSegmentSize bytes. It is borrowed until the log is destroyed or
-  // TakeRoom returns it. False if the log has as many as it may have.
+  // Adds a mapped segment of kSegmentSize bytes; hosts go on there if they are in memory. It is
+  // borrowed until the log is destroyed or TakeRoom returns it. False if the log may not grow.
   bool AddRoom(std::byte* mapped);
   // Removes a ready segment; null if there is none.
   std::byte* TakeRoom();
+  // No more mapped segments can be had for now; AddRoom revokes it.
+  void StopGrowing() { growing_ = false; }
+  // From now on nothing is appended.
+  void Close() { closed_ = true; }
   // Everything before `end` is settled. Segments without unsettled entries become ready.
   void Settle(Position end);
   // A memory segment that is full, and a mapped one to which it can move; call before Move.
@@ -79,6 +91,8 @@ class EventLog {
   void SetVerdict(Position entry, Verdict verdict);
 
  private:
+  static constexpr size_t kLowRoom = 2;
+
   // One use of a segment.
   struct Use {
     Segment segment;
@@ -133,6 +147,8 @@ class EventLog {
   size_t bytes_ = 0;  // of all segments
   uint32_t lastNumber_ = 0;
   uint64_t refused_ = 0;
+  bool growing_ = false;
+  bool closed_ = false;
 };
 
 }  // namespace Tav

@@ -100,6 +100,7 @@ JournalFile::Lease JournalFile::Take(const std::string& path, std::unique_ptr<Jo
       return Lease::InUse;
     case Platform::OpenResult::Missing:
       return Lease::Missing;
+    case Platform::OpenResult::Refused:
     case Platform::OpenResult::Failed:
       return Lease::Unknown;
   }

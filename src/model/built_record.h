@@ -16,6 +16,9 @@ struct CarriedData {
 struct BuiltRecord {
   std::vector<uint8_t> bytes;  // one gzip member holding one JSON document
   CarriedData carried;         // nothing in a record from another run or from the host
+  // The place in the log of events up to which this record settles it; 0 if its events are not
+  // there.
+  uint64_t logEnd = 0;
   std::unique_ptr<BuiltRecord> next;
 
   int Size() const { return static_cast<int>(bytes.size()); }

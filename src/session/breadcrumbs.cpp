@@ -3,22 +3,20 @@
 #include <algorithm>
 #include <utility>
 
-#include "model/handles.h"
 #include "model/record_keys.h"
-#include "util/json.h"
 #include "util/logger.h"
 
 namespace Tav {
 
-void Breadcrumbs::Update(TavEvent_s& event) {
-  const std::string_view session = event.sessionId.View();
-  const std::string_view name = event.name.View();
-  if (event.kind == HandleKind::Command) {
+void Breadcrumbs::Update(LoggedEvent& event) {
+  const std::string_view session = event.fields.session;
+  const std::string_view name = event.fields.name;
+  if (event.fields.kind == HandleKind::Command) {
     Save(Crumb::Command, session,
-         JsonStringView(json_object_get(event.payload.Get(), Key::kCommandName.data())));
-  } else if (event.kind == HandleKind::Error) {
+         JsonStringView(json_object_get(event.properties.Get(), Key::kCommandName.data())));
+  } else if (event.fields.kind == HandleKind::Error) {
     AttachTo(event);
-  } else if (event.kind == HandleKind::Marker) {
+  } else if (event.fields.kind == HandleKind::Marker) {
     if (name == Key::kSessionEnd) {
       const auto ended = sessions_.find(session);
       if (ended != sessions_.end()) {
@@ -63,8 +61,8 @@ void Breadcrumbs::ForgetLeastRecentlyUsed() {
       [](const auto& a, const auto& b) { return a.second.lastUse < b.second.lastUse; }));
 }
 
-void Breadcrumbs::AttachTo(TavEvent_s& errorEvent) {
-  const auto found = sessions_.find(errorEvent.sessionId.View());
+void Breadcrumbs::AttachTo(LoggedEvent& errorEvent) {
+  const auto found = sessions_.find(errorEvent.fields.session);
   if (length_ <= 0 || found == sessions_.end()) {
     return;
   }
@@ -80,17 +78,17 @@ void Breadcrumbs::AttachTo(TavEvent_s& errorEvent) {
   }
 }
 
-void Breadcrumbs::Attach(TavEvent_s& event, std::string_view key, const Names& names) {
+void Breadcrumbs::Attach(LoggedEvent& event, std::string_view key, const Names& names) {
   TAV_TRACE("JD: AttachList. Adding queued item to '%s':", key.data());
   JsonPtr list(json_array());
   for (const std::string& name : names) {
     TAV_TRACE("JD:    %s", name.c_str());
     json_array_append_new(list.Get(), MakeJsonString(name).Release());
   }
-  if (!event.payload) {
-    event.payload.Reset(json_object());
+  if (!event.properties) {
+    event.properties.Reset(json_object());
   }
-  if (!SetJsonMember(event.payload.Get(), key, std::move(list))) {
+  if (!SetJsonMember(event.properties.Get(), key, std::move(list))) {
     LogWarning("Failed to add object to json map");
   }
 }

@@ -8,9 +8,15 @@
 #include <string>
 #include <string_view>
 
-struct TavEvent_s;
+#include "journal/entry.h"
 
 namespace Tav {
+
+// An event that becomes part of a record.
+struct LoggedEvent {
+  EntryFields fields;
+  JsonPtr properties;  // an object; null for none
+};
 
 // Session thread only.
 class Breadcrumbs {
@@ -25,7 +31,7 @@ class Breadcrumbs {
 
   // For each event in order: saves a place or a command, attaches the session's lists to an error
   // as "std-Place" and "std-Cmd", forgets a session that ends.
-  void Update(TavEvent_s& event);
+  void Update(LoggedEvent& event);
 
  private:
   using Names = std::deque<std::string>;  // oldest first
@@ -40,8 +46,8 @@ class Breadcrumbs {
   void Save(Crumb crumb, std::string_view sessionId, std::string_view name);
   Trail& TrailOf(std::string_view sessionId);
   void ForgetLeastRecentlyUsed();
-  void AttachTo(TavEvent_s& errorEvent);
-  static void Attach(TavEvent_s& event, std::string_view key, const Names& names);
+  void AttachTo(LoggedEvent& errorEvent);
+  static void Attach(LoggedEvent& event, std::string_view key, const Names& names);
 
   int length_ = 0;
   uint64_t uses_ = 0;

@@ -12,16 +12,24 @@ void Delivery::SetLimits(const Limits& limits) {
   maxMemorySize_ = limits.maxMemorySize;
 }
 
-void Delivery::Add(WorkItemPtr item, int64_t now) {
-  if (batch_.Empty()) {
+void Delivery::Add(const EventLog::Item& event, int64_t now) {
+  if (batch_.Pending().Empty()) {
     schedule_.OnFirstPending(now);
   }
-  batch_.Append(std::move(item));
+  batch_.Pending().Append(event);
+}
+
+// Behind a record that is not delivered yet, its delivery does it.
+void Delivery::SettleDropped() {
+  if (!store_.HasUnsettled()) {
+    journal_.Settle(batch_.Pending().Begin());
+  }
 }
 
 void Delivery::ProcessEventList(bool all) {
   if (intake_.Disabled()) {
-    batch_.Clear();
+    batch_.Pending().Clear();
+    SettleDropped();
   } else {
     batch_.BuildRecords(all, store_);
   }

@@ -23,18 +23,24 @@ class Delivery {
            DayStamps& stamps,
            RecordBuilder& builder,
            const Intake& intake,
-           Consent consent)
+           Consent consent,
+           RunJournal& journal,
+           const EventLog& log)
       : app_(app),
         stamps_(stamps),
         intake_(intake),
-        store_(consent, app.Changes()),
-        batch_(builder, app.Changes()),
+        journal_(journal),
+        store_(consent, app.Changes(), journal),
+        batch_(builder, app.Changes(), log),
         uploader_(store_) {}
 
   void SetLimits(const Limits& limits);
 
-  // An accepted event.
-  void Add(WorkItemPtr item, int64_t now);
+  // The next event of the log: accepted, or dropped by a rule.
+  void Add(const EventLog::Item& event, int64_t now);
+  void Skip(const EventLog::Item& event) { batch_.Pending().Skip(event); }
+  // Settles the dropped events at the start of the log.
+  void SettleDropped();
 
   // Builds full records, or, with `all`, records of everything that is pending.
   void ProcessEventList(bool all);
@@ -62,6 +68,7 @@ class Delivery {
   AppStatus& app_;
   DayStamps& stamps_;
   const Intake& intake_;
+  RunJournal& journal_;
   SendSchedule schedule_;
   RecordStore store_;
   EventBatch batch_;

@@ -6,21 +6,64 @@
 
 namespace Tav {
 
-void PendingEvents::Append(WorkItemPtr item) {
-  size_ += item->event->estimatedSize;
-  items_.Append(std::move(item));
+void PendingEvents::Append(const EventLog::Item& item) {
+  if (count_ == 0) {
+    begin_ = item.begin;
+  }
+  end_ = item.end;
+  size_ += item.view.Fields().estimatedSize;
+  ++count_;
 }
 
-WorkItemPtr PendingEvents::TakeFirst() {
-  WorkItemPtr item = items_.TakeFirst();
-  if (item != nullptr) {
-    size_ -= item->event->estimatedSize;
+const EntryView* PendingEvents::First() {
+  if (Empty()) {
+    return nullptr;
   }
-  return item;
+  if (!first_) {
+    first_ = log_.Next(begin_, end_);
+    while (first_ && first_->view.GetVerdict() != Verdict::Open) {
+      first_ = log_.Next(first_->end, end_);
+    }
+    if (!first_) {
+      Clear();
+      return nullptr;
+    }
+  }
+  return &first_->view;
+}
+
+void PendingEvents::RemoveFirst() {
+  if (First() == nullptr) {
+    return;
+  }
+  size_ -= first_->view.Fields().estimatedSize;
+  --count_;
+  begin_ = first_->end;
+  first_.reset();
 }
 
 void PendingEvents::Clear() {
-  while (TakeFirst() != nullptr) {
+  begin_ = end_;
+  size_ = 0;
+  count_ = 0;
+  first_.reset();
+}
+
+void PendingEvents::ReturnTo(const Mark& mark) {
+  begin_ = mark.begin;
+  size_ = mark.size;
+  count_ = mark.count;
+  first_.reset();
+}
+
+// If memory runs out, the events stay pending.
+std::unique_ptr<BuiltRecord> EventBatch::BuildRecord() {
+  const PendingEvents::Mark mark = pending_.GetMark();
+  try {
+    return builder_.BuildOneJsonRecord(pending_, changes_);
+  } catch (...) {
+    pending_.ReturnTo(mark);
+    throw;
   }
 }
 
@@ -32,7 +75,8 @@ void EventBatch::BuildRecords(bool all, RecordStore& store) {
     if (!all && overheadEstimate_ + pending_.EstimatedSize() < builder_.MaxRecordSize()) {
       return;
     }
-    if (std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_, changes_)) {
+    if (std::unique_ptr<BuiltRecord> record = BuildRecord()) {
+      record->logEnd = pending_.Begin();
       changes_.OnRecordBuilt(record->carried);
       store.Append(std::move(record));
       TAV_TRACE("SM: ProcessEventList: jsonRec added: totalMemoryUsed = %d",

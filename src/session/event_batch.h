@@ -2,54 +2,76 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
+#include "journal/event_log.h"
 #include "session/record_builder.h"
 #include "session/record_store.h"
 #include "session/unsent_changes.h"
-#include "session/work_queue.h"
 
 namespace Tav {
 
-// Accepted events that are in no record yet, in order of arrival.
-class PendingEvents {
+// Accepted events that are in no record yet, in order of arrival: a part of the log. Events in it
+// that a rule has dropped do not count.
+class PendingEvents final : public EventSource {
  public:
-  bool Empty() const { return items_.Empty(); }
+  // Borrows the log.
+  explicit PendingEvents(const EventLog& log) : log_(log) {}
+
+  bool Empty() const override { return count_ == 0; }
+  const EntryView* First() override;
+  void RemoveFirst() override;
+
   // The sum of the events' estimated sizes, in bytes.
   int64_t EstimatedSize() const { return size_; }
-  // Borrowed until it is taken; null when empty.
-  const WorkItem* First() const { return items_.First(); }
+  // The place in the log before which no event is pending.
+  EventLog::Position Begin() const { return Empty() ? end_ : begin_; }
 
-  void Append(WorkItemPtr item);
-  WorkItemPtr TakeFirst();
-  // Frees everything.
+  // The next event of the log, accepted.
+  void Append(const EventLog::Item& item);
+  // The next event of the log, which a rule has dropped.
+  void Skip(const EventLog::Item& item) { end_ = item.end; }
   void Clear();
 
+  // For a record that could not be built: where its events begin.
+  struct Mark {
+    EventLog::Position begin;
+    int64_t size;
+    int64_t count;
+  };
+  Mark GetMark() const { return {begin_, size_, count_}; }
+  void ReturnTo(const Mark& mark);
+
  private:
-  WorkList items_;
+  const EventLog& log_;
+  EventLog::Position begin_ = 0;
+  EventLog::Position end_ = 0;
   int64_t size_ = 0;
+  int64_t count_ = 0;
+  std::optional<EventLog::Item> first_;  // read ahead
 };
 
 // Session thread only.
 class EventBatch {
  public:
-  // Borrows both.
-  EventBatch(RecordBuilder& builder, UnsentChanges& changes)
-      : builder_(builder), changes_(changes) {}
+  // Borrows all of them.
+  EventBatch(RecordBuilder& builder, UnsentChanges& changes, const EventLog& log)
+      : builder_(builder), changes_(changes), pending_(log) {}
 
   // Estimates the size of a record without events. Call once the endpoint is known, before the
   // first event.
   void EstimateOverhead() { overheadEstimate_ = builder_.OverheadEstimate(); }
 
-  bool Empty() const { return pending_.Empty(); }
-  void Append(WorkItemPtr item) { pending_.Append(std::move(item)); }
-  // Frees the events.
-  void Clear() { pending_.Clear(); }
+  PendingEvents& Pending() { return pending_; }
+  const PendingEvents& Pending() const { return pending_; }
 
   // Appends full records to the store; with `all`, records of all pending events and changes, even
   // of changes without events.
   void BuildRecords(bool all, RecordStore& store);
 
  private:
+  std::unique_ptr<BuiltRecord> BuildRecord();
+
   RecordBuilder& builder_;
   UnsentChanges& changes_;
   PendingEvents pending_;

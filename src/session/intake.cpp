@@ -25,9 +25,9 @@ void EventRate::Count() {
   ++lastHour_;
 }
 
-bool Intake::Accepts(const TavEvent_s& event) const {
-  TAV_TRACE("SM: ev: %s. disabled: %d", event.name.CString(), disabled_);
-  return !disabled_ && consent_.AllowsReports() && !settings_.IsInhibited(event.name.View());
+bool Intake::Accepts(std::string_view event) const {
+  TAV_TRACE("SM: ev: %.*s. disabled: %d", static_cast<int>(event.size()), event.data(), disabled_);
+  return !RejectsAll() && !settings_.IsInhibited(event);
 }
 
 void Intake::Count() {

@@ -4,8 +4,7 @@
 
 #include <array>
 #include <cstdint>
-
-#include "model/handles.h"
+#include <string_view>
 
 namespace Tav {
 
@@ -68,7 +67,9 @@ class Intake {
   // Call in each turn of the session thread, with the current time.
   void Roll(int64_t now) { rate_.Roll(now); }
 
-  bool Accepts(const TavEvent_s& event) const;
+  bool Accepts(std::string_view event) const;
+  // Whether every event is rejected, whatever its name.
+  bool RejectsAll() const { return disabled_ || !consent_.AllowsReports(); }
   // Counts an accepted event. If it reaches a limit, disables the intake with a warning; the event
   // itself is kept.
   void Count();

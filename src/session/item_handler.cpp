@@ -1,7 +1,9 @@
 #include "session/item_handler.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "session/data_block.h"
@@ -15,9 +17,38 @@ constexpr int64_t kMillisecondsPerSecond = 1000;
 
 }  // namespace
 
-void ItemHandler::ProcessItems(WorkList items, int64_t now) {
-  while (WorkItemPtr item = items.TakeFirst()) {
+void ItemHandler::ProcessWork(Work work, int64_t now) {
+  while (WorkItemPtr item = work.items.TakeFirst()) {
+    TakeEvents(item->position, now);
     ProcessSafely(std::move(item), now);
+  }
+  TakeEvents(work.end, now);
+  ReportRefused();
+}
+
+// An event whose handling throws is dropped with a message.
+void ItemHandler::TakeEvents(EventLog::Position end, int64_t now) {
+  if (holding_ && !intake_.RejectsAll()) {
+    heldEnd_ = end;
+    return;
+  }
+  const EventLog& log = queue_.Log();
+  while (const std::optional<EventLog::Item> event = log.Next(taken_, end)) {
+    taken_ = event->end;
+    try {
+      OnEvent(*event, now);
+    } catch (...) {
+      LogException("SM: ");
+    }
+  }
+  taken_ = std::max(taken_, end);
+  delivery_.SettleDropped();
+}
+
+void ItemHandler::ReportRefused() {
+  if (const uint64_t refused = queue_.WithLog([](EventLog& log) { return log.TakeRefused(); })) {
+    LogWarning("SM: Too many events wait. %lld new events were refused",
+               static_cast<long long>(refused));
   }
 }
 
@@ -39,11 +70,6 @@ void ItemHandler::ProcessSafely(WorkItemPtr item, int64_t now) {
 // False for an item that needs no stored settings.
 bool ItemHandler::ProcessHeld(WorkItemPtr& item) {
   switch (item->code) {
-    case ItemCode::Event:
-      if (intake_.Accepts(*item->event)) {
-        held_.Append(std::move(item));
-      }
-      return true;
     case ItemCode::Client:
     case ItemCode::ProdEnv:
       held_.Append(std::move(item));
@@ -58,13 +84,13 @@ bool ItemHandler::ProcessHeld(WorkItemPtr& item) {
   }
 }
 
-// Rate limits count each event in the minute in which it was reported.
 void ItemHandler::Release(int64_t now) {
   holding_ = false;
   while (WorkItemPtr item = held_.TakeFirst()) {
-    intake_.Roll(item->time.unixMilliseconds / kMillisecondsPerSecond);
+    TakeEvents(item->position, now);
     ProcessSafely(std::move(item), now);
   }
+  TakeEvents(heldEnd_, now);
 }
 
 void ItemHandler::AnswerFailed(ItemCode code) {
@@ -81,9 +107,6 @@ void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
         delivery_.Schedule().OnAppChanged(now);
       }
       TAV_DEBUG("SM: Client");
-      return;
-    case ItemCode::Event:
-      OnEvent(std::move(item), now);
       return;
     case ItemCode::Suspend:
       suspended_ = true;
@@ -127,11 +150,17 @@ void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
   LogError("SM: Unhandled item code (%d)", static_cast<int>(item->code));
 }
 
-void ItemHandler::OnEvent(WorkItemPtr item, int64_t now) {
-  if (intake_.Accepts(*item->event)) {
-    delivery_.Add(std::move(item), now);
-    intake_.Count();
+// Rate limits count each event in the minute in which it was reported.
+void ItemHandler::OnEvent(const EventLog::Item& event, int64_t now) {
+  const EntryFields fields = event.view.Fields();
+  if (!intake_.Accepts(fields.name)) {
+    queue_.Log().SetVerdict(event.begin, Verdict::Dropped);
+    delivery_.Skip(event);
+    return;
   }
+  delivery_.Add(event, now);
+  intake_.Roll(fields.time.unixMilliseconds / kMillisecondsPerSecond);
+  intake_.Count();
 }
 
 void ItemHandler::OnCommit() {

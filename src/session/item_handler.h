@@ -16,18 +16,24 @@ class ItemHandler {
  public:
   // Borrows all of them; `thread` signals the answers that host threads wait for.
   ItemHandler(Thread& thread,
+              WorkQueue& queue,
               RequestData& requests,
               AppStatus& app,
               Intake& intake,
               Delivery& delivery)
-      : thread_(thread), requests_(requests), app_(app), intake_(intake), delivery_(delivery) {}
+      : thread_(thread),
+        queue_(queue),
+        requests_(requests),
+        app_(app),
+        intake_(intake),
+        delivery_(delivery) {}
 
   // In order. An item whose handling throws is dropped with a message; a host that waits still gets
   // an answer.
-  void ProcessItems(WorkList items, int64_t now);
+  void ProcessWork(Work work, int64_t now);
 
-  // While the stored settings are unknown: keeps the events and product values, and answers
-  // requests with what is known. Nothing is sent.
+  // While the stored settings are unknown: leaves the events in the log, keeps the product values,
+  // and answers requests with what is known. Nothing is sent.
   void Hold() { holding_ = true; }
   // Handles what was kept, in order, and the later items as usual.
   void Release(int64_t now);
@@ -47,16 +53,21 @@ class ItemHandler {
   void ProcessItem(WorkItemPtr item, int64_t now);
   void AnswerFailed(ItemCode code);
   bool ProcessHeld(WorkItemPtr& item);
-  void OnEvent(WorkItemPtr item, int64_t now);
+  void TakeEvents(EventLog::Position end, int64_t now);
+  void OnEvent(const EventLog::Item& event, int64_t now);
+  void ReportRefused();
   void OnCommit();
   void OnPullData();
   void OnPushData();
 
   Thread& thread_;
+  WorkQueue& queue_;
   RequestData& requests_;
   AppStatus& app_;
   Intake& intake_;
   Delivery& delivery_;
+  EventLog::Position taken_ = 0;    // events before it are handled
+  EventLog::Position heldEnd_ = 0;  // while holding: events before it were queued
   WorkList held_;
   bool holding_ = false;
   bool terminating_ = false;

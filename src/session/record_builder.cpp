@@ -4,11 +4,9 @@
 
 #include "model/event_size.h"
 #include "model/record_keys.h"
-#include "session/event_batch.h"
 #include "util/arena.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
-#include "util/version.h"
 
 namespace Tav {
 
@@ -21,6 +19,24 @@ size_t AddIfSet(JsonData& data, std::string_view key, const std::string& text) {
 size_t SizeIfSet(std::string_view key, const std::string& text) {
   return text.empty() ? 0 : StringPairSize(key, text);
 }
+
+// Without memory for it, values come from the heap.
+class RecordArena {
+ public:
+  RecordArena() : arena_(Arena::Create()) {}
+  ~RecordArena() {
+    if (arena_ != nullptr) {
+      Arena::Destroy(arena_);
+    }
+  }
+  RecordArena(const RecordArena&) = delete;
+  RecordArena& operator=(const RecordArena&) = delete;
+
+  Arena* Get() const { return arena_; }
+
+ private:
+  Arena* arena_;
+};
 
 }  // namespace
 
@@ -39,14 +55,13 @@ int RecordBuilder::OverheadEstimate() const {
   return static_cast<int>(size);
 }
 
-std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pending,
+std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(EventSource& pending,
                                                                const UnsentChanges& changes) {
   if (!changes.RecordDue() && pending.Empty()) {
     return nullptr;
   }
-  // Declared before the tree: the events' properties are in the events' own memory and must
-  // outlive it.
-  WorkList consumed;
+  // Declared before the tree, which is allocated there.
+  const RecordArena arena;
   JsonData data;
   componentName_.clear();
   componentVersion_.clear();
@@ -57,7 +72,7 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(PendingEvents& pe
   } else {
     TAV_TRACE("SM: BuildOneJsonRecord: Adding events");
     const size_t arraySize = data.OpenArray(Key::kEvents);
-    AddEvents(data, pending, headerSize + arraySize, consumed);
+    AddEvents(data, pending, headerSize + arraySize, arena.Get());
     data.MoveUp();
   }
   if (!componentName_.empty()) {
@@ -87,10 +102,11 @@ size_t RecordBuilder::BeginData(JsonData& data, const CarriedData& carried) cons
 }
 
 size_t RecordBuilder::AddIdentity(JsonData& data) const {
-  size_t size = data.AddString(Key::kProductName, product_.GetName());
-  size += data.AddString(Key::kProductVersion, product_.GetVersion());
-  size += data.AddString(Key::kPlatform, product_.GetPlatform());
-  size += data.AddString(Key::kLibraryVersion, kLibraryVersion);
+  const ProductIdentity& product = header_.product ? *header_.product : product_.Identity();
+  size_t size = data.AddString(Key::kProductName, product.name);
+  size += data.AddString(Key::kProductVersion, product.version);
+  size += data.AddString(Key::kPlatform, product.platform);
+  size += data.AddString(Key::kLibraryVersion, header_.libraryVersion);
   size += data.AddInteger(Key::kLayoutVersion, Key::kLayoutVersionNumber);
   size += data.AddString(Key::kEndpoint, header_.endpointId);
   size += AddIfSet(data, Key::kCustomer, header_.customerId);
@@ -158,48 +174,48 @@ size_t RecordBuilder::AddClientEnvironment(JsonData& data) const {
   return size;
 }
 
-void RecordBuilder::AddEvents(JsonData& data,
-                              PendingEvents& pending,
-                              size_t size,
-                              WorkList& consumed) {
+void RecordBuilder::AddEvents(JsonData& data, EventSource& pending, size_t size, Arena* arena) {
+  const ArenaScope scope(arena);
   bool first = true;
-  while (const WorkItem* const next = pending.First()) {
-    const TavEvent_s& event = *next->event;
+  while (const EntryView* const next = pending.First()) {
+    const EntryFields event = next->Fields();
     if (first) {
-      componentName_ = event.componentName.View();
-      componentVersion_ = event.componentVersion.View();
+      componentName_ = event.componentName;
+      componentVersion_ = event.componentVersion;
       first = false;
     } else if (size + event.estimatedSize > static_cast<size_t>(maxRecordSize_)) {
       TAV_DEBUG("SM: Record full. size=%d, eventSize=%d, max=%d", static_cast<int>(size),
                 static_cast<int>(event.estimatedSize), maxRecordSize_);
       return;
-    } else if (event.componentName.View() != componentName_ ||
-               event.componentVersion.View() != componentVersion_) {
+    } else if (event.componentName != componentName_ ||
+               event.componentVersion != componentVersion_) {
       TAV_DEBUG("SM: Change of component");
       return;
     }
     size += event.estimatedSize;
-    WorkItemPtr item = pending.TakeFirst();
-    WorkItem& kept = *item;
-    consumed.Append(std::move(item));  // first, so that the event outlives the tree whatever throws
-    AddEvent(data, kept);
+    AddEvent(data, *next);
+    pending.RemoveFirst();
   }
 }
 
-void RecordBuilder::AddEvent(JsonData& data, WorkItem& item) {
-  TavEvent_s& event = *item.event;
+void RecordBuilder::Remember(const EntryView& entry) {
+  LoggedEvent event{entry.Fields(), entry.Properties()};
   breadcrumbs_.Update(event);
-  // The entry goes into the event's memory, which lives until the record has been written.
-  const ArenaScope scope(event.Memory());
+}
+
+void RecordBuilder::AddEvent(JsonData& data, const EntryView& entry) {
+  LoggedEvent event{entry.Fields(), entry.Properties()};
+  const EntryFields& fields = event.fields;
+  breadcrumbs_.Update(event);
   data.OpenObject({});
-  data.AddString(Key::kTime, FormatTimeStamp(item.time));
-  data.AddString(Key::kSession, event.sessionId.View());
-  data.AddString(event.kind == HandleKind::Marker ? Key::kMarkerName : Key::kEventName,
-                 event.name.View());
-  if (event.payload) {
-    data.AddValue(Key::kProperties, std::move(event.payload));
+  data.AddString(Key::kTime, FormatTimeStamp(fields.time));
+  data.AddString(Key::kSession, fields.session);
+  data.AddString(fields.kind == HandleKind::Marker ? Key::kMarkerName : Key::kEventName,
+                 fields.name);
+  if (event.properties) {
+    data.AddValue(Key::kProperties, std::move(event.properties));
   }
-  if (IsReportedEvent(event.kind) && sessionEnvironment_) {
+  if (IsReportedEvent(fields.kind) && sessionEnvironment_) {
     data.AddValue(Key::kSessionEnvironment, JsonPtr::Share(sessionEnvironment_.Get()));
   }
   data.MoveUp();

@@ -3,23 +3,28 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "machine/client_info.h"
 #include "model/built_record.h"
 #include "model/library_config.h"
+#include "model/product_identity.h"
 #include "session/breadcrumbs.h"
 #include "session/intake.h"
 #include "session/json_data.h"
 #include "session/unsent_changes.h"
-#include "session/work_queue.h"
 #include "storage/product_info.h"
+#include "util/version.h"
 
 namespace Tav {
 
 // What identifies the host in every record.
 struct RecordHeader {
+  // Of the run whose events are reported; nothing for this run.
+  std::optional<ProductIdentity> product;
+  std::string libraryVersion = kLibraryVersion;
   std::string endpointId;
   std::string customerId;
   std::string userId;
@@ -28,7 +33,19 @@ struct RecordHeader {
   TagMap tags;
 };
 
-class PendingEvents;
+// Events for records, oldest first.
+class EventSource {
+ public:
+  EventSource() = default;
+  EventSource(const EventSource&) = default;
+  EventSource& operator=(const EventSource&) = delete;
+  virtual ~EventSource() = default;
+
+  virtual bool Empty() const = 0;
+  // Borrowed until it is removed; null if there is none.
+  virtual const EntryView* First() = 0;
+  virtual void RemoveFirst() = 0;
+};
 
 // Session thread only.
 class RecordBuilder {
@@ -46,6 +63,9 @@ class RecordBuilder {
   // See Breadcrumbs::SetLength.
   void SetBreadcrumbLength(int length) { breadcrumbs_.SetLength(length); }
 
+  // An event that is in no record of this builder, but which errors after it may refer to.
+  void Remember(const EntryView& entry);
+
   // The estimated size of what every record carries besides its events.
   int OverheadEstimate() const;
 
@@ -53,7 +73,7 @@ class RecordBuilder {
   // of the changes that it has to carry. Removes the events from `pending`. Null when there are
   // neither events nor a change that is in no record yet. Null with a warning when the record could
   // not be written; its events are then lost.
-  std::unique_ptr<BuiltRecord> BuildOneJsonRecord(PendingEvents& pending,
+  std::unique_ptr<BuiltRecord> BuildOneJsonRecord(EventSource& pending,
                                                   const UnsentChanges& changes);
 
  private:
@@ -62,8 +82,8 @@ class RecordBuilder {
   size_t AddTags(JsonData& data) const;
   size_t AddProductEnvironment(JsonData& data) const;
   size_t AddClientEnvironment(JsonData& data) const;
-  void AddEvents(JsonData& data, PendingEvents& pending, size_t size, WorkList& consumed);
-  void AddEvent(JsonData& data, WorkItem& item);
+  void AddEvents(JsonData& data, EventSource& pending, size_t size, Arena* arena);
+  void AddEvent(JsonData& data, const EntryView& entry);
 
   const ProductInfo& product_;
   const ClientEnv& client_;

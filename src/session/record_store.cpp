@@ -35,11 +35,53 @@ bool IsDamaged(const BuiltRecord& record) {
 
 void RecordStore::OpenCache(std::unique_ptr<CacheManager> cache, bool persistentInterval) {
   cache_ = std::move(cache);
+  cache_->SetOnStored([this](const BuiltRecord& record) { Settle(record); });
   cache_->ScanFiles(persistentInterval);
   if (!consent_.AllowsCache()) {
     TAV_DEBUG("SM: In opt-out mode. Deleting cache...");
     cache_->DeleteAll();
   }
+}
+
+void RecordStore::Append(std::unique_ptr<BuiltRecord> record) {
+  // A record without events settles none.
+  if (record->logEnd > logEnd_) {
+    logEnd_ = record->logEnd;
+    ++unsettled_;
+  } else {
+    record->logEnd = 0;
+  }
+  records_.Append(std::move(record));
+  journal_.Refill();
+}
+
+std::unique_ptr<BuiltRecord> RecordStore::TakeFirst() {
+  std::unique_ptr<BuiltRecord> record = records_.TakeFirst();
+  Settle(*record);
+  return record;
+}
+
+// The events of the record, and those before it that a rule dropped. Records leave in the order of
+// their events. Does nothing for a record that settled its events before.
+void RecordStore::Settle(const BuiltRecord& record) {
+  if (record.logEnd > settled_) {
+    journal_.Settle(record.logEnd);
+    settled_ = record.logEnd;
+    --unsettled_;
+  }
+}
+
+bool RecordStore::CacheRecovered(std::unique_ptr<BuiltRecord>& record) {
+  if (cache_ == nullptr || !consent_.AllowsCache()) {
+    return false;
+  }
+  RecordList one;
+  one.Append(std::move(record));
+  if (cache_->Append(one)) {
+    return true;
+  }
+  record = one.TakeFirst();
+  return false;
 }
 
 bool RecordStore::Push(std::unique_ptr<BuiltRecord> record) {
@@ -58,6 +100,7 @@ SendSchedule::Backlog RecordStore::Backlog() const {
 }
 
 const BuiltRecord* RecordStore::Oldest() {
+  journal_.Refill();
   return records_.Empty() && !LoadCacheRecords() ? nullptr : records_.First();
 }
 
@@ -120,7 +163,7 @@ void RecordStore::BoundMemory(int maxMemorySize) {
   int count = 0;
   int64_t bytes = 0;
   while (records_.Bytes() > bound && !records_.Empty()) {
-    const std::unique_ptr<BuiltRecord> dropped = records_.TakeFirst();
+    const std::unique_ptr<BuiltRecord> dropped = TakeFirst();
     changes_.OnLost(dropped->carried);
     bytes += dropped->Size();
     ++count;

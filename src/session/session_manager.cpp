@@ -85,7 +85,7 @@ InitResult SessionManager::Init() {
 }
 
 void SessionManager::Queue(ItemCode code) {
-  queue_.AddItem(MakeWorkItem(code), Urgency::Now);
+  queue_.AddItem(MakeWorkItem(code));
 }
 
 void SessionManager::Log(TavEvent_s* event) {
@@ -106,12 +106,20 @@ void SessionManager::Log(TavEvent_s* event) {
     FreeHandle(event);
     return;
   }
-  queue_.AddItem(MakeEventItem(event), Urgency::Soon);
+  {
+    const EncodedEvent encoded(*event);
+    if (encoded.Bytes().empty()) {
+      LogError("SM: Out of memory. Event '%s' is lost", event->name.CString());
+    } else {
+      queue_.AddEvent(encoded.Bytes());
+    }
+  }
+  FreeHandle(event);
 }
 
 void SessionManager::ChangeProductEnv(TavValue_s* value) {
   value->magic = kHandleConsumed;
-  queue_.AddItem(MakeProductItem(value), Urgency::Now);
+  queue_.AddItem(MakeProductItem(value));
 }
 
 // Queues a request and waits until it is answered. `prepare` writes its arguments and `take` reads
@@ -139,7 +147,7 @@ SessionManager::Answer SessionManager::Ask(ItemCode code,
     const std::lock_guard turn(requestLock_);
     if (item != nullptr && Running()) {
       prepare();
-      queue_.AddItem(std::move(item), Urgency::Now);
+      queue_.AddItem(std::move(item));
       result = AwaitReady(-1);
       if (*result == Platform::WaitResult::ThreadEnded && Killed()) {
         return Answer::Killed;
@@ -255,7 +263,7 @@ void SessionManager::Stop() {
   sessionThread_->SetFinalDeadline(Platform::MonotonicMilliseconds() +
                                    std::max(terminateTime - kTimeToStore, 0) *
                                        kMillisecondsPerSecond);
-  queue_.AddItem(std::move(termItem_), Urgency::Now);
+  queue_.AddItem(std::move(termItem_));
   Join(terminateTime * kMillisecondsPerSecond);
 }
 

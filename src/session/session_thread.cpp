@@ -11,6 +11,7 @@
 #include "util/logger.h"
 #include "util/storage_directory.h"
 #include "util/time_stamp.h"
+#include "util/version.h"
 
 namespace Tav {
 
@@ -34,14 +35,14 @@ bool IsLocked(const AppStatus& app) try { return app.Locked(); } catch (...) {
   return true;
 }
 
-RecordHeader HeaderOf(LibraryConfig& config) {
+RecordHeader HeaderOf(const LibraryConfig& config) {
   RecordHeader header;
   header.customerId = config.customerId;
   header.userId = config.userId;
   header.productContext = config.productContext;
   header.productComponentName = config.productComponentName;
   if (config.tags != nullptr) {
-    header.tags = std::move(*config.tags);
+    header.tags = *config.tags;
   }
   return header;
 }
@@ -55,9 +56,11 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       app_(config_, consent_),
       stamps_(app_.Product().Identity(), config_.storage),
       intake_(consent_, app_.Config()),
+      journal_(queue),
       builder_(app_.Product(), app_.Client(), consent_),
-      delivery_(app_, stamps_, builder_, intake_, consent_),
-      items_(thread, requests_, app_, intake_, delivery_),
+      delivery_(app_, stamps_, builder_, intake_, consent_, journal_, queue.Log()),
+      items_(thread, queue, requests_, app_, intake_, delivery_),
+      recovery_(delivery_.Store()),
       shutdown_(app_, stamps_, delivery_, items_) {
   config_.productValues.reset();
   builder_.SetHeader(HeaderOf(config_));
@@ -70,6 +73,7 @@ void SessionThread::Run() {
   // After a failed start the thread still answers hosts and terminates in order.
   bool started = true;
   try {
+    OpenJournal();
     started = StartUp(kStartLockWait) || StartUpLater();
   } catch (...) {
     LogException("SM: ");
@@ -81,6 +85,7 @@ void SessionThread::Run() {
   } else {
     EndWithoutSettings();
   }
+  journal_.Close();
   TAV_DEBUG("SM: Session thread is exiting. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
@@ -92,8 +97,7 @@ bool SessionThread::StartUp(int lockWait) {
   }
   LoadTimestamps(std::max(static_cast<int>(end - Platform::MonotonicMilliseconds()),
                           StorageFile::kDefaultLockWait));
-  app_.ComputeEndpoint();
-  builder_.SetEndpoint(app_.EndpointId());
+  SetEndpoint();
   app_.LogClientEnv();
   TAV_DEBUG("SM: Endpt: %s", app_.EndpointId().c_str());
   OpenCache();
@@ -113,7 +117,8 @@ bool SessionThread::StartUpLater() {
   queue_.SetBatchDelay(kMaxBatchDelay);
   bool started = false;
   while (!started && !items_.Terminating()) {
-    items_.ProcessItems(queue_.TakeItems(kStorageRetry), CurrentTime());
+    items_.ProcessWork(queue_.TakeWork(kStorageRetry), CurrentTime());
+    journal_.Refill();
     started = !IsLocked(app_) && StartUp(StorageFile::kDefaultLockWait);
   }
   return started || StartUp(shutdown_.LockWait());
@@ -124,8 +129,7 @@ void SessionThread::EndWithoutSettings() {
   try {
     app_.AssumeNothingChanged();
     ApplyLimits();
-    app_.ComputeEndpoint();
-    builder_.SetEndpoint(app_.EndpointId());
+    SetEndpoint();
     OpenCache();
   } catch (...) {
     LogException("SM: ");
@@ -203,6 +207,41 @@ void SessionThread::OpenCache() {
   delivery_.Store().OpenCache(std::move(cache), config_.persistentInterval);
 }
 
+// Before any other file is touched: the sooner it exists, the fewer events depend on the process.
+// An opted-out run accepts no events.
+void SessionThread::OpenJournal() try {
+  if (consent_.AllowsReports()) {
+    journal_.Open(GetStorageDirectory(config_.storage),
+                  JournalPrefix(config_.productName, config_.productVersion, config_.deployment),
+                  DescribeRun());
+  }
+} catch (...) {
+  LogException("SM: ");
+}
+
+RunBlock SessionThread::DescribeRun() const {
+  RunBlock run;
+  run.product = app_.Product().Identity();
+  run.libraryVersion = kLibraryVersion;
+  run.endpointId = app_.EndpointId();
+  run.customerId = config_.customerId;
+  run.userId = config_.userId;
+  run.productContext = config_.productContext;
+  run.productComponentName = config_.productComponentName;
+  if (config_.tags != nullptr) {
+    run.tags = *config_.tags;
+  }
+  run.sessionEnvironment = MakeSessionEnvironment(config_.sessionEnvironment.get());
+  run.breadcrumbLength = config_.breadcrumbLength;
+  return run;
+}
+
+void SessionThread::SetEndpoint() {
+  app_.ComputeEndpoint();
+  builder_.SetEndpoint(app_.EndpointId());
+  journal_.Update(DescribeRun());
+}
+
 void SessionThread::ProcessData() {
   TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const RecordStore& store = delivery_.Store();
@@ -233,19 +272,47 @@ void SessionThread::ProcessTurn(int minTimeout) {
     timeout = std::min(timeout, kStorageRetry);
   }
   delivery_.Schedule().CheckTimers(now);
-  WorkList items = queue_.TakeItems(std::max(timeout, minTimeout));
+  if (timeout > 0) {
+    journal_.Shrink();
+  }
+  if (!recoverySearched_ || recovery_.Pending()) {
+    timeout = 0;
+  }
+  Work work = queue_.TakeWork(std::max(timeout, minTimeout));
+  journal_.Refill();
   RetryStorage();
-  items_.ProcessItems(std::move(items), CurrentTime());
+  items_.ProcessWork(std::move(work), CurrentTime());
   if (items_.Terminating()) {
     return;
   }
   if (app_.FinishClientInfo(0)) {
     delivery_.Schedule().OnFirstPending(CurrentTime());
   }
+  Recover();
   if (delivery_.IsSendDue(items_.Suspended())) {
     delivery_.SendToServer();
   } else if (!items_.SuspendedForTermination()) {
     delivery_.FlushIfDue();
+  }
+}
+
+// One step, so that hosts are not kept waiting. The host's own first events come before.
+void SessionThread::Recover() {
+  if (!recoverySearched_) {
+    recoverySearched_ = true;
+    recovery_.Find(GetStorageDirectory(config_.storage),
+                   {JournalPrefix(config_.productName, config_.productVersion, config_.deployment)},
+                   journal_.FileName(), consent_);
+    return;
+  }
+  if (!recovery_.Pending() || intake_.Disabled()) {
+    return;
+  }
+  recovery_.Step({app_.Product(), app_.Client(), consent_, intake_, app_.EndpointId(),
+                  builder_.MaxRecordSize()});
+  if (!recovery_.Pending() && recovery_.TakeRecovered()) {
+    const RecordStore& store = delivery_.Store();
+    delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
   }
 }
 

@@ -15,6 +15,8 @@
 #include "session/item_handler.h"
 #include "session/limits.h"
 #include "session/record_builder.h"
+#include "session/recovery.h"
+#include "session/run_journal.h"
 #include "session/shutdown.h"
 #include "session/work_queue.h"
 
@@ -50,10 +52,14 @@ class SessionThread {
   void ApplyLimits();
   void ApplySettings();
   void OpenCache();
+  void OpenJournal();
+  RunBlock DescribeRun() const;
+  void SetEndpoint();
 
   // Loop.
   void ProcessData();
   void ProcessTurn(int minTimeout);  // seconds
+  void Recover();
   bool StorageWorkLeft() const;
   void RetryStorage();
 
@@ -67,11 +73,14 @@ class SessionThread {
   AppStatus app_;
   DayStamps stamps_;
   Intake intake_;
+  RunJournal journal_;
   RecordBuilder builder_;
   Delivery delivery_;
   RequestData requests_;
   ItemHandler items_;
   Limits limits_;
+  Recovery recovery_;
+  bool recoverySearched_ = false;
   ConfigLoaderPtr loader_;  // null when none was started
   Shutdown shutdown_;
 };

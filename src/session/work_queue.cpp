@@ -4,34 +4,20 @@
 #include <new>
 #include <utility>
 
-#include "util/arena.h"
+#include "model/event_size.h"
 #include "util/logger.h"
+#include "util/time_stamp.h"
 
 namespace Tav {
 
 namespace {
 
-// This many waiting items, about three megabytes, end the batch delay early.
+// This many waiting events end the batch delay early.
 constexpr int kMaxBatch = 2048;
-
-class Locked {
- public:
-  explicit Locked(Thread& thread) : thread_(thread) { thread_.Lock(); }
-  ~Locked() { thread_.Unlock(); }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-
- private:
-  Thread& thread_;
-};
 
 }  // namespace
 
 void WorkItemDeleter::operator()(WorkItem* item) const {
-  if (item->event != nullptr) {
-    FreeHandle(item->event);  // also frees the item, which is in its memory
-    return;
-  }
   FreeHandle(item->value);
   delete item;
 }
@@ -40,22 +26,7 @@ WorkItemPtr MakeWorkItem(ItemCode code) {
   WorkItemPtr item(new (std::nothrow) WorkItem);
   if (item != nullptr) {
     item->code = code;
-    item->time = CaptureTimeStamp();
   }
-  return item;
-}
-
-WorkItemPtr MakeEventItem(TavEvent_s* event) {
-  void* const memory = event->Memory()->Allocate(sizeof(WorkItem));
-  if (memory == nullptr) {
-    LogError("SM: Out of memory. Event '%s' is lost", event->name.CString());
-    FreeHandle(event);
-    return nullptr;
-  }
-  WorkItemPtr item(new (memory) WorkItem);
-  item->code = ItemCode::Event;
-  item->time = CaptureTimeStamp();
-  item->event = event;
   return item;
 }
 
@@ -68,6 +39,42 @@ WorkItemPtr MakeProductItem(TavValue_s* value) {
   }
   item->value = value;
   return item;
+}
+
+EncodedEvent::EncodedEvent(const TavEvent_s& event) {
+  EntryFields fields;
+  fields.time = CaptureTimeStamp();
+  fields.estimatedSize = event.estimatedSize;
+  fields.kind = event.kind;
+  fields.session = event.sessionId.View();
+  fields.name = event.name.View();
+  fields.componentName = event.componentName.View();
+  fields.componentVersion = event.componentVersion.View();
+  fields.properties = event.payload.Get();
+  Encode(fields);
+}
+
+EncodedEvent::EncodedEvent(std::string_view marker, std::string_view sessionId) {
+  EntryFields fields;
+  fields.time = CaptureTimeStamp();
+  fields.estimatedSize = EventSize::Initial(marker, false);
+  fields.kind = HandleKind::Marker;
+  fields.session = sessionId;
+  fields.name = marker;
+  Encode(fields);
+}
+
+void EncodedEvent::Encode(const EntryFields& fields) {
+  const size_t size = EncodeEntry(fields, small_);
+  if (size <= sizeof small_) {
+    bytes_ = std::span(small_).first(size);
+    return;
+  }
+  large_.reset(new (std::nothrow) std::byte[size]);
+  if (large_ != nullptr) {
+    EncodeEntry(fields, {large_.get(), size});
+    bytes_ = {large_.get(), size};
+  }
 }
 
 WorkList::WorkList(WorkList&& other) noexcept
@@ -104,52 +111,77 @@ WorkItemPtr WorkList::TakeFirst() {
   return WorkItemPtr(first);
 }
 
-void WorkQueue::AddItem(WorkItemPtr item, Urgency urgency) {
+// Returns whether the caller must set the thread's signal, after it has released the lock.
+bool WorkQueue::Wake(bool must) {
+  const bool wake = must && !wakePending_;
+  wakePending_ = wakePending_ || wake;
+  return wake;
+}
+
+void WorkQueue::AddItem(WorkItemPtr item) {
   if (item == nullptr) {
     return;
   }
   bool wake = false;
   {
-    const Locked locked(thread_);
+    const std::lock_guard guard(thread_.QueueLock());
+    item->position = log_.End();
     items_.Append(std::move(item));
-    wake = !wakePending_ && MustWake(urgency);
-    wakePending_ = wakePending_ || wake;
+    wake = Wake(consumer_ != Consumer::Busy);
   }
   if (wake) {
     thread_.Signal();
   }
 }
 
-bool WorkQueue::MustWake(Urgency urgency) const {
+bool WorkQueue::AddEvent(std::span<const std::byte> entry) {
+  bool wake = false;
+  {
+    const std::lock_guard guard(thread_.QueueLock());
+    if (!log_.Append(entry)) {
+      return false;
+    }
+    ++newEvents_;
+    wake = Wake(MustWakeForEvent());
+  }
+  if (wake) {
+    thread_.Signal();
+  }
+  return true;
+}
+
+bool WorkQueue::MustWakeForEvent() const {
   switch (consumer_) {
     case Consumer::Busy:
       return false;
     case Consumer::Batching:
-      return urgency == Urgency::Now || items_.Count() >= kMaxBatch;
+      return newEvents_ >= kMaxBatch || log_.RunsLow();
     case Consumer::Sleeping:
       return true;
   }
   return true;
 }
 
-WorkList WorkQueue::TakeItems(int timeoutSeconds) {
-  const Locked locked(thread_);
-  if (items_.Empty() && timeoutSeconds != 0) {
-    WaitForItems(timeoutSeconds);
+Work WorkQueue::TakeWork(int timeoutSeconds) {
+  const std::lock_guard guard(thread_.QueueLock());
+  if (NothingNew() && timeoutSeconds != 0) {
+    WaitForWork(timeoutSeconds);
   }
   wakePending_ = false;
-  tookItems_ = !items_.Empty();
-  return std::move(items_);
+  tookWork_ = !NothingNew();
+  taken_ = log_.End();
+  newEvents_ = 0;
+  return {std::move(items_), taken_};
 }
 
-void WorkQueue::WaitForItems(int timeoutSeconds) {
+void WorkQueue::WaitForWork(int timeoutSeconds) {
   int remaining = timeoutSeconds * 1000;
-  if (tookItems_ && batchDelay_ > 0) {
+  if (tookWork_ && batchDelay_ > 0) {
     const int delay = std::min(batchDelay_, remaining);
     WaitAs(Consumer::Batching, delay);
     remaining -= delay;
   }
-  if (items_.Empty() && remaining > 0) {
+  if (NothingNew() && remaining > 0) {
     WaitAs(Consumer::Sleeping, remaining);
   }
 }

@@ -1,19 +1,22 @@
-// The queue from host threads to the session thread.
+// The queue from host threads to the session thread: the log of accepted events, and the items that
+// ask for something else.
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <mutex>
+#include <span>
 #include <string>
 
+#include "journal/event_log.h"
 #include "model/handles.h"
 #include "util/thread.h"
-#include "util/time_stamp.h"
 
 namespace Tav {
 
-// The request in an item. The numbers appear in log lines.
+// The request in an item. The numbers appear in log lines; 1 stood for events.
 enum class ItemCode : int {
   Client = 0,
-  Event = 1,
   Suspend = 2,
   Resume = 3,
   Commit = 4,
@@ -28,9 +31,8 @@ enum class ItemCode : int {
 struct WorkItem {
   WorkItem* next = nullptr;
   ItemCode code = ItemCode::Client;
-  TimeStamp time{};             // when the item was made; becomes the event's "t"
-  TavEvent_s* event = nullptr;  // owned, for Event
-  TavValue_s* value = nullptr;  // owned, for ProdEnv
+  EventLog::Position position = 0;  // the item comes after the events before this place
+  TavValue_s* value = nullptr;      // owned, for ProdEnv
 };
 
 struct WorkItemDeleter {
@@ -38,15 +40,31 @@ struct WorkItemDeleter {
 };
 using WorkItemPtr = std::unique_ptr<WorkItem, WorkItemDeleter>;
 
-// An item without a payload, stamped now. Null when memory runs out.
+// An item without a payload. Null when memory runs out.
 WorkItemPtr MakeWorkItem(ItemCode code);
 
-// An item that owns `event`, stamped now. It is placed in the event's own memory, so queueing an
-// event allocates nothing. When memory runs out, frees the event and returns null.
-WorkItemPtr MakeEventItem(TavEvent_s* event);
-
-// The same for a ProdEnv item that owns `value`.
+// A ProdEnv item that owns `value`. When memory runs out, frees the value and returns null.
 WorkItemPtr MakeProductItem(TavValue_s* value);
+
+// An event as an entry for the log, stamped now. On the stack, unless the event is large.
+class EncodedEvent {
+ public:
+  explicit EncodedEvent(const TavEvent_s& event);
+  // A place, or the begin or end of a session.
+  EncodedEvent(std::string_view marker, std::string_view sessionId);
+  EncodedEvent(const EncodedEvent&) = delete;
+  EncodedEvent& operator=(const EncodedEvent&) = delete;
+
+  // Empty if memory ran out.
+  std::span<const std::byte> Bytes() const { return bytes_; }
+
+ private:
+  void Encode(const EntryFields& fields);
+
+  std::span<const std::byte> bytes_;
+  std::unique_ptr<std::byte[]> large_;
+  alignas(kEntryAlignment) std::byte small_[1000];
+};
 
 // A singly linked list of owned items, oldest first.
 class WorkList {
@@ -80,15 +98,15 @@ struct RequestData {
   std::string pushedBlock;
 };
 
-// How soon the session thread must look at an item.
-enum class Urgency {
-  Soon,  // within about a second: events
-  Now,   // a host waits for the answer, or the library terminates
+// What hosts have queued: items, and events before `end`.
+struct Work {
+  WorkList items;
+  EventLog::Position end = 0;
 };
 
-// A list under the thread's lock, which is held for a few instructions.
+// A list and a log under the thread's lock, which is held for a few instructions.
 //
-// Waking a thread is a system call that costs the host many microseconds. AddItem therefore wakes
+// Waking a thread is a system call that costs the host many microseconds. An event therefore wakes
 // the session thread only when it sleeps. A busy session thread checks the queue before it waits.
 // After a batch of events the session thread waits for the batch delay, up to a second: events that
 // arrive meanwhile do not wake it unless there are many. Then it sleeps until its timers expire,
@@ -99,11 +117,23 @@ class WorkQueue {
   explicit WorkQueue(Thread& thread) : thread_(thread) {}
 
   // Any thread. Does nothing with a null item.
-  void AddItem(WorkItemPtr item, Urgency urgency);
+  void AddItem(WorkItemPtr item);
+  // Any thread. False if the log takes no more; the session thread then reports how many it did not
+  // take.
+  bool AddEvent(std::span<const std::byte> entry);
 
-  // On the session thread: takes all items. When there are none, first waits for at most
-  // `timeoutSeconds`; 0 never waits. The result may be empty.
-  WorkList TakeItems(int timeoutSeconds);
+  // On the session thread: takes what there is. When there is nothing new, first waits for at most
+  // `timeoutSeconds`; 0 never waits.
+  Work TakeWork(int timeoutSeconds);
+
+  // Calls `use` with the log while the lock is held.
+  template <typename Use>
+  auto WithLog(Use use) {
+    const std::lock_guard guard(thread_.QueueLock());
+    return use(log_);
+  }
+  // On the session thread: for what needs no lock.
+  EventLog& Log() { return log_; }
 
   // On the session thread. With 0 every item wakes the session thread.
   void SetBatchDelay(int milliseconds) { batchDelay_ = milliseconds; }
@@ -111,16 +141,21 @@ class WorkQueue {
  private:
   enum class Consumer { Busy, Batching, Sleeping };
 
-  bool MustWake(Urgency urgency) const;
+  bool MustWakeForEvent() const;
+  bool Wake(bool must);
+  bool NothingNew() const { return items_.Empty() && log_.End() == taken_; }
   // Both are called, and return, with the lock held.
   void WaitAs(Consumer state, int milliseconds);
-  void WaitForItems(int timeoutSeconds);
+  void WaitForWork(int timeoutSeconds);
 
   Thread& thread_;
+  EventLog log_;                        // as its operations say
   WorkList items_;                      // guarded by the lock
+  EventLog::Position taken_ = 0;        // guarded by the lock
+  int newEvents_ = 0;                   // guarded by the lock; since the last take
   Consumer consumer_ = Consumer::Busy;  // guarded by the lock
   bool wakePending_ = false;            // guarded by the lock
-  bool tookItems_ = false;              // session thread only
+  bool tookWork_ = false;               // session thread only
   int batchDelay_ = 0;                  // milliseconds; session thread only
 };
 

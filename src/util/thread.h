@@ -28,6 +28,7 @@ class Thread {
   // Guards the derived class's work queue, for short sections only. Never held during a wait.
   void Lock() { lock_.lock(); }
   void Unlock() { lock_.unlock(); }
+  Platform::Lock& QueueLock() { return lock_; }
 
   // Sets the work event; false if the system refuses.
   bool Signal() { return work_.Set(); }

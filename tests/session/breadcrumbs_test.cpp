@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
-#include "model/event_payload.h"
 #include "model/handles.h"
 #include "model/record_keys.h"
 
@@ -15,30 +15,36 @@ class BreadcrumbsTest : public testing::Test {
  protected:
   BreadcrumbsTest() { breadcrumbs_.SetLength(2); }
 
+  JsonPtr Update(HandleKind kind, const std::string& name, const std::string& session) {
+    LoggedEvent event;
+    event.fields.kind = kind;
+    event.fields.session = session;
+    event.fields.name = name;
+    if (kind == HandleKind::Command) {
+      event.fields.name = "std-Cmd";
+      event.properties.Reset(json_object());
+      SetJsonMember(event.properties.Get(), Key::kCommandName, MakeJsonString(name));
+    }
+    breadcrumbs_.Update(event);
+    return std::move(event.properties);
+  }
   void Mark(const std::string& name, const std::string& session) {
-    TavEvent_s* const marker = CreateEvent(HandleKind::Marker, name, session);
-    breadcrumbs_.Update(*marker);
-    FreeHandle(marker);
+    Update(HandleKind::Marker, name, session);
   }
   void Command(const std::string& name, const std::string& session) {
-    TavEvent_s* const command = CreateEvent(HandleKind::Command, "std-Cmd", session);
-    AddEventString(*command, Key::kCommandName, name);
-    breadcrumbs_.Update(*command);
-    FreeHandle(command);
+    Update(HandleKind::Command, name, session);
   }
   // What an error of the session would carry, as "places;commands;" of comma-separated names.
   std::string ErrorIn(const std::string& session) {
-    TavEvent_s* const error = CreateEvent(HandleKind::Error, "std-Error", session);
-    breadcrumbs_.Update(*error);
+    const JsonPtr properties = Update(HandleKind::Error, "std-Error", session);
     std::string text;
     for (const auto& key : {Key::kPlaces, Key::kCommands}) {
-      json_t* const names = json_object_get(error->payload.Get(), std::string(key).c_str());
+      json_t* const names = json_object_get(properties.Get(), std::string(key).c_str());
       for (size_t i = 0; i < json_array_size(names); ++i) {
         text += std::string(i == 0 ? "" : ",").append(JsonStringView(json_array_get(names, i)));
       }
       text += ';';
     }
-    FreeHandle(error);
     return text;
   }
 

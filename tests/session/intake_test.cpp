@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <string_view>
-
 #include "config/config_manager.h"
 #include "support/captured_log.h"
-#include "support/records.h"
 
 namespace Tav {
 namespace {
@@ -29,21 +26,14 @@ TEST(EventRateTest, MinutesRollIntoTheHourAndOutOfIt) {
   EXPECT_EQ(rate.InLastHour(), 0);
 }
 
-bool Accepts(const Intake& intake, std::string_view name) {
-  TavEvent_s* const event = Testing::Event(name);
-  const bool accepted = intake.Accepts(*event);
-  FreeHandle(event);
-  return accepted;
-}
-
 TEST(IntakeTest, OptOutInhibitListAndRateLimitsRefuseEvents) {
   Testing::CapturedLog log;
   const ConfigManager settings({}, Settings{.values = {}, .inhibitList = {"secret"}});
-  EXPECT_FALSE(Accepts(Intake(Consent(true), settings), "plain"));
+  EXPECT_FALSE(Intake(Consent(true), settings).Accepts("plain"));
 
   Intake intake(Consent(false), settings);
-  EXPECT_TRUE(Accepts(intake, "plain"));
-  EXPECT_FALSE(Accepts(intake, "secret"));
+  EXPECT_TRUE(intake.Accepts("plain"));
+  EXPECT_FALSE(intake.Accepts("secret"));
   for (int i = 0; i < 1000; ++i) {
     intake.Count();
   }
@@ -59,7 +49,7 @@ TEST(IntakeTest, OptOutInhibitListAndRateLimitsRefuseEvents) {
   EXPECT_FALSE(intake.Disabled());
   intake.Count();
   EXPECT_TRUE(intake.Disabled());
-  EXPECT_FALSE(Accepts(intake, "plain"));
+  EXPECT_FALSE(intake.Accepts("plain"));
   EXPECT_NE(log.Find("warning: SM: Too many events (3) generated in one minute. Disabling"), "");
 }
 

@@ -4,11 +4,13 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "session/data_block.h"
 #include "session/event_batch.h"
 #include "session/session_environment.h"
 #include "support/captured_log.h"
+#include "support/logged_events.h"
 #include "support/records.h"
 
 namespace Tav {
@@ -26,8 +28,9 @@ class RecordBuilderTest : public testing::Test {
     builder_.SetBreadcrumbLength(2);
   }
 
+  // May be changed until the next record is built.
   TavEvent_s* Add(TavEvent_s* event) {
-    pending_.Append(MakeEventItem(event));
+    added_.push_back(event);
     return event;
   }
   TavEvent_s* Add(std::string_view name, HandleKind kind = HandleKind::Event) {
@@ -41,6 +44,7 @@ class RecordBuilderTest : public testing::Test {
   }
   // The next record's document; empty when there is none.
   JsonPtr Build() {
+    LogAdded();
     const auto record = builder_.BuildOneJsonRecord(pending_, changes_);
     if (record == nullptr) {
       return JsonPtr();
@@ -68,12 +72,20 @@ class RecordBuilderTest : public testing::Test {
     return values;
   }
 
+  void LogAdded() {
+    for (TavEvent_s* const event : std::exchange(added_, {})) {
+      pending_.Append(Testing::AppendTo(log_, event));
+    }
+  }
+
   const PendingProductValues values_ = Values();
   ProductInfo product_{"Product", "1.2", &values_};
   ClientEnv client_;
   UnsentChanges changes_;
   RecordBuilder builder_{product_, client_, Consent(false)};
-  PendingEvents pending_;
+  std::vector<TavEvent_s*> added_;
+  EventLog log_;
+  PendingEvents pending_{log_};
 };
 
 TEST_F(RecordBuilderTest, HeaderKeysStandInTheirOrder) {
@@ -200,6 +212,7 @@ TEST_F(RecordBuilderTest, TheOverheadEstimateCountsWhatIsSet) {
 
 TEST_F(RecordBuilderTest, ADataBlockIsTheRecordAndNothingElseIsTaken) {
   Add("carried");
+  LogAdded();
   const auto record = builder_.BuildOneJsonRecord(pending_, changes_);
   const std::string block = ToDataBlock(*record);
   std::string reason;

@@ -10,6 +10,7 @@
 #include "session/delivery.h"
 #include "session/session_fixture.h"
 #include "support/fake_wmi.h"
+#include "support/logged_events.h"
 #include "util/time_stamp.h"
 
 namespace Tav::Testing {
@@ -42,7 +43,7 @@ struct SessionParts {
   }
 
   void Log(std::string_view name) {
-    delivery.Add(MakeEventItem(Testing::Event(name)), CurrentTime());
+    delivery.Add(AppendTo(queue.Log(), Testing::Event(name)), CurrentTime());
   }
   void Change(const char* key, JsonPtr json) {
     TavValue_s* const value = CreateValue(HandleKind::Map);
@@ -79,7 +80,14 @@ struct SessionParts {
   DayStamps stamps{app.Product().Identity(), AlternateStorage()};
   Intake intake{consent, app.Config()};
   RecordBuilder builder{app.Product(), app.Client(), consent};
-  Delivery delivery{app, stamps, builder, intake, consent};
+  struct NoThread final : Thread {
+    ~NoThread() override = default;
+    void Main() override {}
+  };
+  NoThread thread;
+  WorkQueue queue{thread};
+  RunJournal journal{queue};  // without a file
+  Delivery delivery{app, stamps, builder, intake, consent, journal, queue.Log()};
 };
 
 }  // namespace Tav::Testing

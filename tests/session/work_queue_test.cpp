@@ -23,33 +23,47 @@ class WorkQueueTest : public testing::Test {
  protected:
   ~WorkQueueTest() override { thread_->Release(); }
 
-  void AddEvent(std::string_view name, Urgency urgency = Urgency::Soon) {
-    queue_.AddItem(MakeEventItem(Testing::Event(name)), urgency);
+  void AddEvent(std::string_view name) {
+    queue_.AddEvent(EncodedEvent(name, Testing::kSession).Bytes());
+  }
+  // The names of the events that came with a take, and "!" for an item, in their order.
+  std::vector<std::string> Take(int timeoutSeconds) {
+    Work work = queue_.TakeWork(timeoutSeconds);
+    std::vector<std::string> names;
+    while (const WorkItemPtr item = work.items.TakeFirst()) {
+      TakeEvents(item->position, names);
+      names.emplace_back("!");
+    }
+    TakeEvents(work.end, names);
+    return names;
   }
   // How long one take lasted, in milliseconds; `count` gets what it delivered.
   int64_t TimedTake(int timeoutSeconds, int& count) {
     const int64_t start = Platform::MonotonicMilliseconds();
-    count = queue_.TakeItems(timeoutSeconds).Count();
+    count = static_cast<int>(Take(timeoutSeconds).size());
     return Platform::MonotonicMilliseconds() - start;
+  }
+
+  void TakeEvents(EventLog::Position end, std::vector<std::string>& names) {
+    while (const auto event = queue_.Log().Next(taken_, end)) {
+      names.emplace_back(event->view.Fields().name);
+      taken_ = event->end;
+    }
   }
 
   Idle* thread_ = new Idle;
   WorkQueue queue_{*thread_};
+  EventLog::Position taken_ = 0;
 };
 
 TEST_F(WorkQueueTest, TakesEverythingAtOnceInOrderWithoutWaiting) {
   for (const char* name : {"a", "b", "c"}) {
     AddEvent(name);
   }
-  queue_.AddItem(MakeWorkItem(ItemCode::Commit), Urgency::Now);
-  WorkList items = queue_.TakeItems(86400);
-  EXPECT_EQ(items.Count(), 4);
-  std::string order;
-  while (const WorkItemPtr item = items.TakeFirst()) {
-    order += item->event == nullptr ? "!" : item->event->name.CString();
-  }
-  EXPECT_EQ(order, "abc!");
-  EXPECT_TRUE(queue_.TakeItems(0).Empty());
+  queue_.AddItem(MakeWorkItem(ItemCode::Commit));
+  AddEvent("d");
+  EXPECT_EQ(Take(86400), (std::vector<std::string>{"a", "b", "c", "!", "d"}));
+  EXPECT_TRUE(Take(0).empty());
 }
 
 TEST_F(WorkQueueTest, ASleepingConsumerIsWokenByAnyItem) {
@@ -88,7 +102,7 @@ TEST_F(WorkQueueTest, RequestsAndLargeBatchesEndTheBatchDelay) {
   std::thread host([this] {
     Platform::SleepMilliseconds(20);
     AddEvent("before");
-    queue_.AddItem(MakeWorkItem(ItemCode::Sync), Urgency::Now);
+    queue_.AddItem(MakeWorkItem(ItemCode::Sync));
     for (int i = 0; i < 3 * kBatchThatWakes; ++i) {
       AddEvent("many");
     }
@@ -116,10 +130,9 @@ TEST_F(WorkQueueTest, NothingIsLostOrReorderedAmongManyHosts) {
   std::map<char, int> next;
   int total = 0;
   while (total < kHosts * kEach) {
-    WorkList items = queue_.TakeItems(10);
-    ASSERT_FALSE(items.Empty());
-    while (const WorkItemPtr item = items.TakeFirst()) {
-      const std::string name(item->event->name.View());
+    const std::vector<std::string> names = Take(10);
+    ASSERT_FALSE(names.empty());
+    for (const std::string& name : names) {
       ASSERT_EQ(name.substr(2), std::to_string(next[name[0]]++));
       ++total;
     }

@@ -1,0 +1,160 @@
+#include "session/run_journal.h"
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "platform/clock.h"
+#include "util/logger.h"
+
+namespace Tav {
+
+namespace {
+
+// Segments that are kept ready: 8 MiB, room for some 36,000 events with seven properties.
+constexpr size_t kReadySegments = 8;
+// A larger file is replaced when it is empty.
+constexpr int64_t kMaxIdleSize = int64_t{12} << 20;
+
+// Milliseconds between two attempts to extend the file.
+constexpr int64_t kRetryInterval = 1000;
+
+std::string JoinPath(const std::string& directory, const std::string& name) {
+  return directory + Platform::kPathSeparator + name;
+}
+
+}  // namespace
+
+RunJournal::~RunJournal() {
+  if (file_ != nullptr) {
+    queue_.WithLog([](EventLog& log) { log.Close(); });
+  }
+}
+
+void RunJournal::Open(const std::string& directory, std::string_view prefix, const RunBlock& run) {
+  directory_ = directory;
+  prefix_ = prefix;
+  run_ = EncodeRunBlock(run);
+  if (directory_.empty() || !Platform::IsLocalDisk(directory_)) {
+    TAV_NOTE("SM: No local storage folder. Events are kept in memory only");
+    return;
+  }
+  file_ = CreateFile();
+  if (file_ == nullptr) {
+    TAV_NOTE("SM: Cannot create a journal (%s). Events are kept in memory only",
+             std::strerror(errno));
+    return;
+  }
+  Refill();
+}
+
+std::unique_ptr<JournalFile> RunJournal::CreateFile() {
+  name_ = NewJournalFileName(prefix_);
+  std::unique_ptr<JournalFile> file =
+      JournalFile::Create(JoinPath(directory_, name_), run_, Platform::UnixMilliseconds());
+  if (file == nullptr) {
+    name_.clear();
+  }
+  return file;
+}
+
+void RunJournal::Update(const RunBlock& run) {
+  run_ = EncodeRunBlock(run);
+  if (file_ != nullptr && !file_->Head().WriteRunBlock(run_)) {
+    LogWarning("SM: The description of the run does not fit into the journal");
+  }
+}
+
+void RunJournal::Refill() {
+  if (file_ == nullptr || Platform::MonotonicMilliseconds() < retryAt_) {
+    return;
+  }
+  while (queue_.WithLog(
+      [](const EventLog& log) { return log.Ready() < kReadySegments && log.MayGrow(); })) {
+    if (!AddSegment()) {
+      return;
+    }
+    MoveToFile();
+  }
+}
+
+bool RunJournal::AddSegment() {
+  std::byte* const segment = file_->AddSegment();
+  if (segment == nullptr) {
+    TAV_NOTE("SM: Cannot extend the journal (%s). New events are kept in memory",
+             std::strerror(errno));
+    queue_.WithLog([](EventLog& log) { log.StopGrowing(); });
+    retryAt_ = Platform::MonotonicMilliseconds() + kRetryInterval;
+    return false;
+  }
+  return queue_.WithLog([segment](EventLog& log) { return log.AddRoom(segment); });
+}
+
+// Moves full segments of memory to the file.
+void RunJournal::MoveToFile() {
+  while (const std::optional<EventLog::Migration> migration =
+             queue_.WithLog([](EventLog& log) { return log.BeginMigration(); })) {
+    EventLog::Copy(*migration);
+    queue_.WithLog([&](EventLog& log) { log.EndMigration(*migration); });
+  }
+}
+
+// A file that is mapped cannot be made shorter.
+void RunJournal::Shrink() {
+  if (file_ == nullptr || file_->Size() <= kMaxIdleSize ||
+      !queue_.WithLog([](const EventLog& log) { return log.Empty(); })) {
+    return;
+  }
+  std::unique_ptr<JournalFile> file = CreateFile();
+  std::byte* const segment = file == nullptr ? nullptr : file->AddSegment();
+  if (segment == nullptr) {
+    return;
+  }
+  const bool replaced = queue_.WithLog([segment](EventLog& log) {
+    if (!log.Empty()) {
+      return false;
+    }
+    while (log.TakeRoom() != nullptr) {
+    }
+    return log.AddRoom(segment);
+  });
+  if (replaced) {
+    std::swap(file, file_);
+  }
+  if (!file->Remove()) {
+    TAV_DEBUG("SM: Cannot delete a journal: %s", std::strerror(errno));
+  }
+  Refill();
+}
+
+void RunJournal::Settle(EventLog::Position end) {
+  queue_.WithLog([end](EventLog& log) { log.Settle(end); });
+}
+
+void RunJournal::WriteCacheNote(const CacheNote& note) {
+  if (file_ != nullptr) {
+    file_->Head().WriteCacheNote(note);
+  }
+}
+
+void RunJournal::Close() {
+  queue_.WithLog([](EventLog& log) { log.Close(); });
+  if (file_ == nullptr) {
+    return;
+  }
+  MoveToFile();
+  while (queue_.WithLog([](const EventLog& log) { return log.InMemory() && log.MayGrow(); }) &&
+         AddSegment()) {
+    MoveToFile();
+  }
+  if (!queue_.WithLog([](const EventLog& log) { return log.Empty(); })) {
+    TAV_NOTE("SM: Events that could be neither sent nor stored stay in the journal '%s'",
+             name_.c_str());
+  } else if (!file_->Remove()) {
+    TAV_DEBUG("SM: Cannot delete the journal: %s", std::strerror(errno));
+  }
+  file_.reset();
+}
+
+}  // namespace Tav

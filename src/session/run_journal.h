@@ -1,0 +1,67 @@
+// The journal of this run: gives the log of events its room in a file, so that the events survive
+// the death of the process.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "journal/event_log.h"
+#include "journal/journal_file.h"
+#include "journal/run_block.h"
+#include "session/work_queue.h"
+
+namespace Tav {
+
+// Session thread only. Blocks as the disk does. Without a file, the log stays in memory.
+class RunJournal {
+ public:
+  // Borrows the queue, which must not be used for events once this object is destroyed.
+  explicit RunJournal(WorkQueue& queue) : queue_(queue) {}
+  // Leaves the file for a later run, unless Close was called.
+  ~RunJournal();
+  RunJournal(const RunJournal&) = delete;
+  RunJournal& operator=(const RunJournal&) = delete;
+
+  // Creates the file, with a name that begins with `prefix`, and the first room in it. Logs why
+  // there is none.
+  void Open(const std::string& directory, std::string_view prefix, const RunBlock& run);
+  bool HasFile() const { return file_ != nullptr; }
+  // The name of the file; empty if there is none.
+  const std::string& FileName() const { return name_; }
+  // Replaces the description of the run.
+  void Update(const RunBlock& run);
+
+  // Keeps enough room ready. Call it between any two steps of work that may take a while.
+  void Refill();
+  // Gives back the disk space of a burst once nothing is left of it.
+  void Shrink();
+
+  // Everything before `end` is delivered, in the cache, or dropped.
+  void Settle(EventLog::Position end);
+
+  // How much of a cache file the server has accepted.
+  void WriteCacheNote(const CacheNote& note);
+
+  // At the end of the run. Hosts cannot add events any more. Deletes the file if nothing is left in
+  // it.
+  void Close();
+
+ private:
+  bool AddSegment();
+  void MoveToFile();
+  std::unique_ptr<JournalFile> CreateFile();
+
+  WorkQueue& queue_;
+  std::string directory_;
+  std::string prefix_;
+  std::string name_;
+  std::vector<std::byte> run_;
+  std::unique_ptr<JournalFile> file_;
+  int64_t retryAt_ = 0;  // monotonic milliseconds; when to extend the file after a failure
+};
+
+}  // namespace Tav

@@ -1,0 +1,20 @@
+// Events in a log, without a queue.
+#pragma once
+
+#include <optional>
+
+#include "journal/event_log.h"
+#include "model/handles.h"
+#include "session/work_queue.h"
+
+namespace Tav::Testing {
+
+// Appends the event to the log and frees it.
+inline EventLog::Item AppendTo(EventLog& log, TavEvent_s* event) {
+  const EventLog::Position before = log.End();
+  log.Append(EncodedEvent(*event).Bytes());
+  FreeHandle(event);
+  return log.Next(before, log.End()).value();
+}
+
+}  // namespace Tav::Testing
