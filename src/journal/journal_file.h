@@ -49,6 +49,7 @@ class JournalFile {
   JournalFile& operator=(const JournalFile&) = delete;
 
   JournalHead& Head() { return *head_; }
+  const JournalHead& Head() const { return *head_; }
   // Bytes.
   int64_t Size() const { return size_; }
   // All segments, in the order of the file.

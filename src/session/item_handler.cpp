@@ -165,6 +165,7 @@ void ItemHandler::OnEvent(const EventLog::Item& event, int64_t now) {
 
 void ItemHandler::OnCommit() {
   TAV_DEBUG("SM: Commit. Processing event list. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  recovery_.Run(-1);
   delivery_.ProcessEventList(true);
   if (delivery_.SendToServer()) {
     requests_.commit = CommitResult::Sent;

@@ -6,6 +6,7 @@
 #include "session/app_status.h"
 #include "session/delivery.h"
 #include "session/intake.h"
+#include "session/recovery.h"
 #include "session/work_queue.h"
 #include "util/thread.h"
 
@@ -20,13 +21,15 @@ class ItemHandler {
               RequestData& requests,
               AppStatus& app,
               Intake& intake,
-              Delivery& delivery)
+              Delivery& delivery,
+              Recovery& recovery)
       : thread_(thread),
         queue_(queue),
         requests_(requests),
         app_(app),
         intake_(intake),
-        delivery_(delivery) {}
+        delivery_(delivery),
+        recovery_(recovery) {}
 
   // In order. An item whose handling throws is dropped with a message; a host that waits still gets
   // an answer.
@@ -66,6 +69,7 @@ class ItemHandler {
   AppStatus& app_;
   Intake& intake_;
   Delivery& delivery_;
+  Recovery& recovery_;
   EventLog::Position taken_ = 0;    // events before it are handled
   EventLog::Position heldEnd_ = 0;  // while holding: events before it were queued
   WorkList held_;

@@ -55,6 +55,7 @@ class RecordBuilder {
       : product_(product), client_(client), consent_(consent) {}
 
   void SetHeader(RecordHeader header) { header_ = std::move(header); }
+  const RecordHeader& Header() const { return header_; }
   void SetEndpoint(std::string id) { header_.endpointId = std::move(id); }
   // An object that every reported event carries under "se"; null for none.
   void SetSessionEnvironment(JsonPtr object) { sessionEnvironment_ = std::move(object); }

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <utility>
 
+#include "cache/cache_file_name.h"
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "util/logger.h"
+#include "util/storage_directory.h"
+#include "util/time_stamp.h"
 
 namespace Tav {
 
@@ -17,6 +21,11 @@ namespace {
 // Of all journals of dead runs together: a host that crashes at each start must not fill the disk.
 constexpr int64_t kMaxBytes = int64_t{128} << 20;
 constexpr int64_t kRetentionMilliseconds = int64_t{30} * 86400 * 1000;
+
+constexpr int kMillisecondsPerSecond = 1000;
+// Seconds.
+constexpr int kRetryInterval = 1;
+constexpr int kNothingLeft = 86400;
 
 using LongLong = long long;
 
@@ -70,34 +79,53 @@ void DeadEvents::Settle() {
   }
 }
 
-void Recovery::Find(const std::string& directory,
-                    const std::vector<std::string>& prefixes,
-                    const std::string& own,
-                    Consent consent) {
-  std::vector<std::string> names;
-  if (directory.empty() || !Platform::ListFiles(directory.c_str(), names)) {
+bool Recovery::Left() const {
+  return !searched_ || current_ != nullptr || !files_.empty();
+}
+
+int Recovery::Timeout() const {
+  if (!Left() || intake_.Disabled()) {
+    return kNothingLeft;
+  }
+  return Platform::MonotonicMilliseconds() < retryAt_ ? kRetryInterval : 0;
+}
+
+void Recovery::Run(int milliseconds) {
+  const int64_t end = Platform::MonotonicMilliseconds() + milliseconds;
+  while (Timeout() == 0 && (milliseconds < 0 || Platform::MonotonicMilliseconds() < end)) {
+    Step();
+  }
+}
+
+void Recovery::Step() {
+  if (Timeout() != 0) {
     return;
   }
-  for (const std::string& prefix : prefixes) {
-    std::vector<Found> found;
-    for (const std::string& name : names) {
-      if (name == own || !IsJournalFileName(prefix, name)) {
-        continue;
-      }
-      Found file{directory + Platform::kPathSeparator + name};
-      std::unique_ptr<JournalFile> journal;
-      if (JournalFile::Take(file.path, journal) == JournalFile::Lease::Taken) {
-        file.startTime = journal->Head().StartTime();
-        file.size = journal->Size();
-        found.push_back(std::move(file));
-      }
-    }
-    std::sort(found.begin(), found.end(),
-              [](const Found& a, const Found& b) { return a.startTime < b.startTime; });
-    files_.insert(files_.end(), std::make_move_iterator(found.begin()),
-                  std::make_move_iterator(found.end()));
+  if (!searched_) {
+    searched_ = true;
+    Find();
+  } else if (current_ == nullptr) {
+    Begin();
+  } else if (current_->unsaved == nullptr && current_->events->Empty()) {
+    End();
+  } else {
+    StoreRecord();
   }
-  if (!consent.AllowsReports()) {
+  if (recovered_ && !Left()) {
+    recovered_ = false;
+    const RecordStore& store = delivery_.Store();
+    delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
+  }
+}
+
+void Recovery::Find() {
+  directory_ = GetStorageDirectory(config_.storage);
+  std::vector<std::string> names;
+  if (directory_.empty() || !Platform::ListFiles(directory_.c_str(), names)) {
+    return;
+  }
+  FindOf(JournalPrefix(config_.productName, config_.productVersion, config_.deployment), names);
+  if (!consent_.AllowsReports()) {
     for (const Found& file : files_) {
       DeleteFile(file.path);
     }
@@ -105,6 +133,26 @@ void Recovery::Find(const std::string& directory,
   }
   EnforceBound();
   std::reverse(files_.begin(), files_.end());
+}
+
+// Adds the journals with the prefix, in the order in which their runs began.
+void Recovery::FindOf(const std::string& prefix, const std::vector<std::string>& names) {
+  std::vector<Found> found;
+  for (const std::string& name : names) {
+    if (name == own_.FileName() || !IsJournalFileName(prefix, name)) {
+      continue;
+    }
+    Found file{directory_ + Platform::kPathSeparator + name};
+    std::unique_ptr<JournalFile> journal;
+    if (JournalFile::Take(file.path, journal) == JournalFile::Lease::Taken) {
+      file.startTime = journal->Head().StartTime();
+      file.size = journal->Size();
+      found.push_back(std::move(file));
+    }
+  }
+  std::ranges::sort(found, {}, &Found::startTime);
+  files_.insert(files_.end(), std::make_move_iterator(found.begin()),
+                std::make_move_iterator(found.end()));
 }
 
 void Recovery::DeleteFile(const std::string& path) {
@@ -120,9 +168,7 @@ void Recovery::EnforceBound() {
     total += file.size;
   }
   while (total > kMaxBytes) {
-    const auto oldest =
-        std::min_element(files_.begin(), files_.end(),
-                         [](const Found& a, const Found& b) { return a.startTime < b.startTime; });
+    const auto oldest = std::ranges::min_element(files_, {}, &Found::startTime);
     LogWarning("SM: The journals of earlier runs take too much space. Deleting '%s' (%lld bytes)",
                oldest->path.c_str(), LongLong{oldest->size});
     total -= oldest->size;
@@ -131,29 +177,22 @@ void Recovery::EnforceBound() {
   }
 }
 
-bool Recovery::Step(const Run& run) {
-  if (current_ == nullptr) {
-    Begin(run);
-    return true;
-  }
+// A record that cannot be stored is kept for another attempt.
+void Recovery::StoreRecord() {
   if (current_->unsaved == nullptr) {
-    if (current_->events->Empty()) {
-      End();
-      return true;
-    }
     current_->unsaved = current_->builder->BuildOneJsonRecord(*current_->events, {});
   }
   if (current_->unsaved != nullptr) {
-    if (!store_.CacheRecovered(current_->unsaved)) {
-      return false;
+    if (!delivery_.Store().CacheRecovered(current_->unsaved)) {
+      retryAt_ = Platform::MonotonicMilliseconds() + kRetryInterval * kMillisecondsPerSecond;
+      return;
     }
     recovered_ = true;
   }
   current_->events->Settle();
-  return true;
 }
 
-void Recovery::Begin(const Run& run) {
+void Recovery::Begin() {
   const Found found = std::move(files_.back());
   files_.pop_back();
   std::unique_ptr<JournalFile> file;
@@ -162,21 +201,10 @@ void Recovery::Begin(const Run& run) {
   }
   auto current = std::make_unique<Current>();
   current->path = found.path;
-  current->builder = std::make_unique<RecordBuilder>(run.product, run.client, run.consent);
-  current->builder->SetMaxRecordSize(run.maxRecordSize);
-  if (std::optional<RunBlock> block = DecodeRunBlock(file->Head().RunBlockBytes())) {
-    current->builder->SetBreadcrumbLength(block->breadcrumbLength);
-    current->builder->SetSessionEnvironment(std::move(block->sessionEnvironment));
-    current->builder->SetHeader(HeaderOf(std::move(*block), run.endpointId));
-  } else {
-    LogWarning("SM: The description of the run in the journal '%s' is damaged", found.path.c_str());
-    RecordHeader header;
-    header.endpointId = run.endpointId;
-    current->builder->SetHeader(std::move(header));
-  }
-  current->events = std::make_unique<DeadEvents>(std::move(file), *current->builder, run.intake);
+  current->builder = MakeBuilder(found, *file);
+  current->events = std::make_unique<DeadEvents>(std::move(file), *current->builder, intake_);
   DeadJournal& journal = current->events->Journal();
-  if (const int64_t newest = journal.NewestTime(); IsTooOld(newest)) {
+  if (IsTooOld(journal.NewestTime())) {
     LogWarning("SM: The journal '%s' is too old. Deleting %lld bytes", found.path.c_str(),
                LongLong{found.size});
     journal.Remove();
@@ -184,6 +212,24 @@ void Recovery::Begin(const Run& run) {
   }
   TAV_DEBUG("SM: Recovering the events of the journal '%s'", found.path.c_str());
   current_ = std::move(current);
+}
+
+std::unique_ptr<RecordBuilder> Recovery::MakeBuilder(const Found& found,
+                                                     const JournalFile& file) const {
+  auto builder = std::make_unique<RecordBuilder>(app_.Product(), app_.Client(), consent_);
+  builder->SetMaxRecordSize(builder_.MaxRecordSize());
+  if (std::optional<RunBlock> run = DecodeRunBlock(file.Head().RunBlockBytes())) {
+    builder->SetBreadcrumbLength(run->breadcrumbLength);
+    builder->SetSessionEnvironment(std::move(run->sessionEnvironment));
+    builder->SetHeader(HeaderOf(std::move(*run), app_.EndpointId()));
+  } else {
+    LogWarning(
+        "SM: The description of the run in the journal '%s' is damaged. That of this run "
+        "takes its place",
+        found.path.c_str());
+    builder->SetHeader(builder_.Header());
+  }
+  return builder;
 }
 
 void Recovery::End() {

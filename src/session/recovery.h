@@ -4,17 +4,19 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "journal/journal_file.h"
+#include "model/library_config.h"
+#include "session/app_status.h"
+#include "session/delivery.h"
 #include "session/intake.h"
 #include "session/record_builder.h"
-#include "session/record_store.h"
+#include "session/run_journal.h"
 
 namespace Tav {
-
-class ConfigManager;
 
 // The events of a dead run that are not settled and that no rule drops.
 class DeadEvents final : public EventSource {
@@ -43,31 +45,28 @@ class DeadEvents final : public EventSource {
 // Session thread only. A journal whose process lives is left alone.
 class Recovery {
  public:
-  // What the records of dead runs need of this one. Borrowed.
-  struct Run {
-    const ProductInfo& product;
-    const ClientEnv& client;
-    Consent consent;
-    const Intake& intake;
-    const std::string& endpointId;
-    int maxRecordSize;
-  };
+  // Borrows all but `consent`.
+  Recovery(const LibraryConfig& config,
+           Consent consent,
+           const AppStatus& app,
+           const Intake& intake,
+           const RecordBuilder& builder,
+           const RunJournal& own,
+           Delivery& delivery)
+      : config_(config),
+        consent_(consent),
+        app_(app),
+        intake_(intake),
+        builder_(builder),
+        own_(own),
+        delivery_(delivery) {}
 
-  explicit Recovery(RecordStore& store) : store_(store) {}
-
-  // Finds the journals in `directory` whose names begin with one of the prefixes, in their order;
-  // those of one prefix by the start of their runs. After an opt-out, deletes them. `own` is the
-  // file of this run.
-  void Find(const std::string& directory,
-            const std::vector<std::string>& prefixes,
-            const std::string& own,
-            Consent consent);
-  bool Pending() const { return current_ != nullptr || !files_.empty(); }
-  // Stores one record, or begins or ends a journal. False if the cache cannot be written: try again
-  // later.
-  bool Step(const Run& run);
-  // Whether a record was stored since the last call.
-  bool TakeRecovered() { return std::exchange(recovered_, false); }
+  // Does what takes a short time: finds the journals, begins or ends one, or stores one record.
+  void Step();
+  // Steps for at most so many milliseconds, without limit if negative.
+  void Run(int milliseconds);
+  // Seconds until the next step; a day if nothing is left.
+  int Timeout() const;
 
  private:
   struct Found {
@@ -82,15 +81,29 @@ class Recovery {
     std::unique_ptr<BuiltRecord> unsaved;  // could not be stored yet
   };
 
+  bool Left() const;
+  void Find();
+  void FindOf(const std::string& prefix, const std::vector<std::string>& names);
   void DeleteFile(const std::string& path);
   void EnforceBound();
-  void Begin(const Run& run);
+  void Begin();
+  std::unique_ptr<RecordBuilder> MakeBuilder(const Found& found, const JournalFile& file) const;
+  void StoreRecord();
   void End();
 
-  RecordStore& store_;
+  const LibraryConfig& config_;
+  const Consent consent_;
+  const AppStatus& app_;
+  const Intake& intake_;
+  const RecordBuilder& builder_;
+  const RunJournal& own_;
+  Delivery& delivery_;
+  bool searched_ = false;
+  bool recovered_ = false;  // a record, since the last sending was planned
+  std::string directory_;
   std::vector<Found> files_;  // the next one is the last
   std::unique_ptr<Current> current_;
-  bool recovered_ = false;
+  int64_t retryAt_ = 0;  // monotonic milliseconds; after the cache could not be written
 };
 
 }  // namespace Tav

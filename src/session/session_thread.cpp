@@ -59,9 +59,9 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       journal_(queue),
       builder_(app_.Product(), app_.Client(), consent_),
       delivery_(app_, stamps_, builder_, intake_, consent_, journal_, queue.Log()),
-      items_(thread, queue, requests_, app_, intake_, delivery_),
-      recovery_(delivery_.Store()),
-      shutdown_(app_, stamps_, delivery_, items_) {
+      recovery_(config_, consent_, app_, intake_, builder_, journal_, delivery_),
+      items_(thread, queue, requests_, app_, intake_, delivery_, recovery_),
+      shutdown_(app_, stamps_, delivery_, items_, recovery_) {
   config_.productValues.reset();
   builder_.SetHeader(HeaderOf(config_));
   builder_.SetSessionEnvironment(MakeSessionEnvironment(config_.sessionEnvironment.get()));
@@ -275,9 +275,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (timeout > 0) {
     journal_.Shrink();
   }
-  if (!recoverySearched_ || recovery_.Pending()) {
-    timeout = 0;
-  }
+  timeout = std::min(timeout, recovery_.Timeout());
   Work work = queue_.TakeWork(std::max(timeout, minTimeout));
   journal_.Refill();
   RetryStorage();
@@ -288,31 +286,12 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (app_.FinishClientInfo(0)) {
     delivery_.Schedule().OnFirstPending(CurrentTime());
   }
-  Recover();
+  // One step, so that hosts are not kept waiting. The host's own first events come before.
+  recovery_.Step();
   if (delivery_.IsSendDue(items_.Suspended())) {
     delivery_.SendToServer();
   } else if (!items_.SuspendedForTermination()) {
     delivery_.FlushIfDue();
-  }
-}
-
-// One step, so that hosts are not kept waiting. The host's own first events come before.
-void SessionThread::Recover() {
-  if (!recoverySearched_) {
-    recoverySearched_ = true;
-    recovery_.Find(GetStorageDirectory(config_.storage),
-                   {JournalPrefix(config_.productName, config_.productVersion, config_.deployment)},
-                   journal_.FileName(), consent_);
-    return;
-  }
-  if (!recovery_.Pending() || intake_.Disabled()) {
-    return;
-  }
-  recovery_.Step({app_.Product(), app_.Client(), consent_, intake_, app_.EndpointId(),
-                  builder_.MaxRecordSize()});
-  if (!recovery_.Pending() && recovery_.TakeRecovered()) {
-    const RecordStore& store = delivery_.Store();
-    delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
   }
 }
 

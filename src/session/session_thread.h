@@ -59,7 +59,6 @@ class SessionThread {
   // Loop.
   void ProcessData();
   void ProcessTurn(int minTimeout);  // seconds
-  void Recover();
   bool StorageWorkLeft() const;
   void RetryStorage();
 
@@ -77,10 +76,9 @@ class SessionThread {
   RecordBuilder builder_;
   Delivery delivery_;
   RequestData requests_;
+  Recovery recovery_;
   ItemHandler items_;
   Limits limits_;
-  Recovery recovery_;
-  bool recoverySearched_ = false;
   ConfigLoaderPtr loader_;  // null when none was started
   Shutdown shutdown_;
 };

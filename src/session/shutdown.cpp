@@ -13,6 +13,8 @@ namespace {
 constexpr int64_t kMaxWaitForSettings = 5000;
 constexpr int64_t kMaxWaitForClient = 1000;
 constexpr int64_t kMaxLockWait = 2000;
+// Short runs must also make progress with the journals of dead ones.
+constexpr int kMaxRecovery = 300;
 
 // Runs one step of the termination. If it throws, the later steps still run.
 template <typename Step>
@@ -31,6 +33,7 @@ void Shutdown::Run(ConfigLoader* loader) {
   Attempt([this] { items_.RestorePulled(); });
   Attempt([this] { FinishClientInfo(); });
   Attempt([this] { delivery_.ProcessEventList(true); });
+  Attempt([this] { recovery_.Run(kMaxRecovery); });
   Attempt([this] { delivery_.SendAtTermination(); });
   Attempt([this] { delivery_.CacheUnsent(); });
   if (loader != nullptr) {

@@ -13,8 +13,12 @@ namespace Tav {
 class Shutdown {
  public:
   // Borrows all of them.
-  Shutdown(AppStatus& app, DayStamps& stamps, Delivery& delivery, ItemHandler& items)
-      : app_(app), stamps_(stamps), delivery_(delivery), items_(items) {}
+  Shutdown(AppStatus& app,
+           DayStamps& stamps,
+           Delivery& delivery,
+           ItemHandler& items,
+           Recovery& recovery)
+      : app_(app), stamps_(stamps), delivery_(delivery), items_(items), recovery_(recovery) {}
 
   // `loader` may be null.
   void Run(ConfigLoader* loader);
@@ -33,6 +37,7 @@ class Shutdown {
   DayStamps& stamps_;
   Delivery& delivery_;
   ItemHandler& items_;
+  Recovery& recovery_;
 };
 
 }  // namespace Tav

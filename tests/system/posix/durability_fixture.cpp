@@ -104,14 +104,25 @@ CacheContents HostProcessTest::ReadCache() const {
   return contents;
 }
 
+Lines HostProcessTest::Journals() const {
+  Lines names;
+  for (const auto& entry : std::filesystem::directory_iterator(Storage())) {
+    if (std::string name = entry.path().filename().string(); name.starts_with("TavJournal_")) {
+      names.push_back(std::move(name));
+    }
+  }
+  return names;
+}
+
 void HostProcessTest::DeliverCache() const {
   HostSettings settings = Host("none");
   settings.logLevel = "DEBUG";
   HostProcess host(settings);
-  host.Send("start\nterminate");
+  host.Send("start\ncommit\nterminate");
   host.Finish();
   const CacheContents left = ReadCache();
   EXPECT_EQ(left.events.size(), 0u) << host.WholeLog();
+  EXPECT_EQ(Journals(), Lines()) << host.WholeLog();
   EXPECT_EQ(left.tornFiles, 0) << host.WholeLog();
 }
 

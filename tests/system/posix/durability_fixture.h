@@ -45,8 +45,11 @@ class HostProcessTest : public testing::Test {
   // Reads the cache without changing it. No host may run.
   CacheContents ReadCache() const;
 
-  // Runs a host that reports nothing, so that it delivers the cache. An empty file may remain if a
-  // host was killed before its first write.
+  // The names of the journals.
+  Lines Journals() const;
+
+  // Runs a host that reports nothing, so that it delivers the journals and the cache. An empty file
+  // may remain if a host was killed before its first write.
   void DeliverCache() const;
 
  private:

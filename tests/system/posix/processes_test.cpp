@@ -86,20 +86,15 @@ class KilledHostsTest : public HostProcessTest {
   Arrivals arrivals_;
   int onDisk_ = 0;
   int torn_ = 0;
-  int lost_ = 0;
 };
 
 // Each batch is stored while sending is suspended, and sent afterwards.
 std::string Batches(int count) {
-  std::string lines = "start";
+  std::string lines = "start\nsync";
   for (int i = 0; i < count; ++i) {
     lines += "\nsuspend\nlog 40 300\nsync\nvalue Batch " + std::to_string(i) + "\nresume\nsync";
   }
   return lines;
-}
-
-int SerialOf(const std::string& event) {
-  return std::stoi(event.substr(event.find('.') + 1));
 }
 
 // Rounds differ in the operation in which the host is killed, how many times it has been done
@@ -135,34 +130,28 @@ void KilledHostsTest::CheckCache(const HostProcess& host) {
   DeliverCache();
   arrivals_.Collect();
   arrivals_.ExpectOnce(cache.events);
-  // Only events in memory may be lost: the last ones, and those that were loaded from the cache to
-  // be sent.
-  int lastStored = -1;
-  for (const std::string& event : cache.events) {
-    lastStored = std::max(lastStored, SerialOf(event));
-  }
-  const bool hadLoaded = !host.Logged("CM: Found cache records").empty();
   for (const std::string& event : host.Accepted()) {
-    const bool arrived = arrivals_.Times(event) != 0;
-    lost_ += arrived ? 0 : 1;
-    EXPECT_TRUE(arrived || hadLoaded || SerialOf(event) > lastStored) << event;
+    EXPECT_GE(arrivals_.Times(event), 1) << event;
   }
 }
 
-TEST_F(KilledHostsTest, LoseOnlyWhatWasInMemoryAndDoubleNothing) {
+TEST_F(KilledHostsTest, LoseNothing) {
   constexpr int kRounds = 48;
   for (int round = 0; round < kRounds && !HasFailure(); ++round) {
     SCOPED_TRACE("round " + std::to_string(round) + ", killed at " + kMoments[round % 4]);
     RunAndKill(round);
   }
+  // Those that were being sent or stored when the host was killed.
+  int twice = 0;
   for (const auto& [event, times] : arrivals_.All()) {
-    EXPECT_EQ(times, 1) << event;
+    EXPECT_LE(times, 2) << event;
+    twice += times == 2 ? 1 : 0;
   }
   ExpectNoBadRecords();
   EXPECT_GT(onDisk_, 0) << "all hosts were killed before they stored anything";
   std::printf(
-      "%d killed hosts: %zu events arrived, %d of them from the cache; %d lost; %d torn files\n",
-      kRounds, arrivals_.All().size(), onDisk_, lost_, torn_);
+      "%d killed hosts: %zu events arrived, %d of them from the cache, %d twice; %d torn files\n",
+      kRounds, arrivals_.All().size(), onDisk_, twice, torn_);
 }
 
 // The kills above rarely leave an incomplete chunk, so this test makes one.
