@@ -124,15 +124,16 @@ int64_t MappedFile::Size() const {
 // Zeros are written because a file that is only made longer has no place on a full disk: a store
 // into its pages would then raise an exception.
 bool MappedFile::Extend(size_t size) {
-  static constexpr std::array<char, 65536> kZeros{};
+  // Not const: constants take space in the DLL.
+  static constinit std::array<char, 65536> zeros{};
   LARGE_INTEGER end{};
   if (!SetFilePointerEx(Handle(descriptor_), {}, &end, FILE_END)) {
     return Fail();
   }
   while (size > 0) {
     DWORD written = 0;
-    if (!WriteFile(Handle(descriptor_), kZeros.data(),
-                   static_cast<DWORD>(std::min(size, kZeros.size())), &written, nullptr) ||
+    if (!WriteFile(Handle(descriptor_), zeros.data(),
+                   static_cast<DWORD>(std::min(size, zeros.size())), &written, nullptr) ||
         written == 0) {
       return Fail();
     }
