@@ -9,7 +9,7 @@
 #include "api/entry_points.h"
 #include "api/library.h"
 #include "api/sessions.h"
-#include "model/event_payload.h"
+#include "model/event_properties.h"
 #include "model/record_keys.h"
 #include "session/session_manager.h"
 #include "util/logger.h"

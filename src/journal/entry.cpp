@@ -3,9 +3,9 @@
 #include <array>
 #include <cstring>
 
-#include "journal/byte_codec.h"
-#include "journal/value_codec.h"
+#include "util/byte_codec.h"
 #include "util/text.h"
+#include "util/value_codec.h"
 
 namespace Tav {
 
@@ -77,7 +77,7 @@ size_t EncodeEntry(const EntryFields& fields, std::span<std::byte> memory) {
   writer.Fixed(fields.time.utcBiasMinutes);
   writer.Fixed(static_cast<uint8_t>(fields.kind));
   writer.Fixed(static_cast<uint8_t>((isUuid ? kUuidSession : 0) |
-                                    (fields.properties != nullptr ? kHasProperties : 0)));
+                                    (fields.properties.empty() ? 0 : kHasProperties)));
   if (isUuid) {
     writer.Bytes(uuid.data(), uuid.size());
   } else {
@@ -86,8 +86,9 @@ size_t EncodeEntry(const EntryFields& fields, std::span<std::byte> memory) {
   writer.Text(fields.name);
   writer.Text(fields.componentName);
   writer.Text(fields.componentVersion);
-  if (fields.properties != nullptr) {
-    WriteMembers(writer, fields.properties);
+  if (!fields.properties.empty()) {
+    writer.Bytes(fields.properties.data(), fields.properties.size());
+    writer.Fixed(ValueTag::End);
   }
   while (writer.Size() % kEntryAlignment != 0) {
     writer.Fixed(uint8_t{0});

@@ -26,7 +26,7 @@ struct EntryFields {
   std::string_view name;
   std::string_view componentName;
   std::string_view componentVersion;
-  const json_t* properties = nullptr;  // an object; null for none
+  std::span<const std::byte> properties;  // members in their binary form, without the end
 };
 
 // Whether a rule (an opt-out, the inhibit list, a limit) has dropped the event.

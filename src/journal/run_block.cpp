@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "journal/byte_codec.h"
-#include "journal/value_codec.h"
+#include "util/byte_codec.h"
+#include "util/value_codec.h"
 
 namespace Tav {
 

@@ -21,6 +21,11 @@ inline constexpr size_t RealPairSize(std::string_view key, double value) {
   return key.size() + (value < 1000.0 ? 7 : 14);
 }
 
+// For adding an empty object or array to a container, under `name` unless that is empty.
+inline constexpr size_t EmptyContainerSize(std::string_view name) {
+  return (name.empty() ? 2 : name.size() + 5) + 2;
+}
+
 // For adding `value` to a container, under `name` unless that is empty. The members of an object or
 // array are not counted.
 size_t EstimateAdded(std::string_view name, const json_t* value);

@@ -72,9 +72,6 @@ void HandleText::Clear() {
 }
 
 TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view sessionId) {
-  // Before the first property, which may be the process's first JSON value: hosts may fill events
-  // before they initialise the library.
-  UseArenasForJson();
   Arena* const arena = Arena::Create();
   if (arena == nullptr) {
     return nullptr;
@@ -110,7 +107,7 @@ void FreeHandle(TavValue_s* handle) {
   if (handle == nullptr || (handle->magic != kHandleLive && handle->magic != kHandleConsumed)) {
     return;
   }
-  if (handle->payload) {
+  if (handle->HasData()) {
     TAV_DEBUG("Tav data was not passed to AddObject method");
   }
   delete handle;

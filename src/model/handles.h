@@ -12,6 +12,7 @@
 #include <new>
 #include <string_view>
 
+#include "model/event_properties.h"
 #include "util/format.h"
 #include "util/json.h"
 
@@ -87,9 +88,12 @@ struct TavValue_s {
   // NOLINTNEXTLINE(misc-new-delete-overloads): the deleted operator new does not count.
   static void operator delete(void* value);
 
+  // Whether the host has added anything that nobody has taken.
+  virtual bool HasData() const { return static_cast<bool>(payload); }
+
   // Atomic because a host may pass a spent value while the session thread destroys it.
   std::atomic<uint32_t> magic{Tav::kHandleLive};
-  Tav::JsonPtr payload;  // members or properties; null until an event's first property
+  Tav::JsonPtr payload;  // members; null in an event
   Tav::HandleKind kind;
   Tav::HandleText name;
   Tav::HandleText componentName;
@@ -97,11 +101,11 @@ struct TavValue_s {
   uint64_t traceItemCount = 0;
 };
 
-// Placed in an arena of its own, which also holds its texts, its properties and its entry in the
-// work queue. Made by Tav::CreateEvent only.
+// Placed in an arena of its own, which also holds its texts and properties. Made by
+// Tav::CreateEvent only.
 struct TavEvent_s final : TavValue_s {
   TavEvent_s(Tav::HandleKind handleKind, Tav::Arena* arena)
-      : TavValue_s(handleKind), arena_(arena) {}
+      : TavValue_s(handleKind), properties(arena), arena_(arena) {}
   ~TavEvent_s() override = default;
 
   // Destroys the event, then the arena that holds it.
@@ -109,6 +113,9 @@ struct TavEvent_s final : TavValue_s {
 
   Tav::Arena* Memory() const { return arena_; }
 
+  bool HasData() const override { return !properties.Empty(); }
+
+  Tav::EventProperties properties;
   Tav::HandleText sessionId;   // empty for events outside a session
   uint32_t estimatedSize = 0;  // running estimate of the serialised size, in bytes
   bool discarded = false;      // an addition would have passed the maximum event size

@@ -114,6 +114,7 @@ void SessionManager::Log(TavEvent_s* event) {
       queue_.AddEvent(encoded.Bytes());
     }
   }
+  event->properties.Clear();
   FreeHandle(event);
 }
 

@@ -50,7 +50,7 @@ EncodedEvent::EncodedEvent(const TavEvent_s& event) {
   fields.name = event.name.View();
   fields.componentName = event.componentName.View();
   fields.componentVersion = event.componentVersion.View();
-  fields.properties = event.payload.Get();
+  fields.properties = event.properties.Bytes();
   Encode(fields);
 }
 

@@ -70,7 +70,7 @@ TEST_F(EventsTest, WithoutAValidNameAnEventIsNeverSent) {
   ExpectLogged("Tav: Creating Command event '', sessionID: , component: ");
   ExpectLogged("Tav: Creating Error event for error code '', sessionID: , component: ");
   tav.AddTraceItem(error, "location", "library", "meta");
-  EXPECT_FALSE(error->payload);
+  EXPECT_TRUE(error->properties.Empty());
   for (TavEvent_s* const event : nameless) {
     ASSERT_NE(event, nullptr);
     tav.LogEvent(event);
@@ -179,7 +179,7 @@ TEST_F(EventsTest, AnErrorTakesFiftyTraceItems) {
   tav.AddTraceItem(error, "location", "", "");
   EXPECT_EQ(Complaints(), Lines{"warning: Tav: AddTraceItem: item not added as Error event already "
                                 "reached max items allowed."});
-  EXPECT_EQ(json_array_size(json_object_get(error->payload.Get(), "std-Trace")), 50u);
+  EXPECT_EQ(json_array_size(json_object_get(Properties(*error).Get(), "std-Trace")), 50u);
   FreeHandle(error);
 }
 

@@ -9,8 +9,8 @@
 #include "journal/entry.h"
 #include "journal/journal_head.h"
 #include "journal/run_block.h"
-#include "journal/value_codec.h"
 #include "support/records.h"
+#include "util/value_codec.h"
 
 namespace Tav {
 namespace {
@@ -30,7 +30,20 @@ JsonPtr Parsed(const char* text) {
   return JsonPtr(json_loads(text, 0, nullptr));
 }
 
-EntryFields Sample(const json_t* properties) {
+// Members in their binary form, without the end.
+using Members = std::vector<std::byte>;
+
+Members MembersOf(const JsonPtr& object) {
+  ByteWriter measure({});
+  WriteMembers(measure, object.Get());
+  Members bytes(measure.Size());
+  ByteWriter writer(bytes);
+  WriteMembers(writer, object.Get());
+  bytes.pop_back();
+  return bytes;
+}
+
+EntryFields Sample(const Members& properties) {
   EntryFields fields;
   fields.time = {1700000000123, -60};
   fields.estimatedSize = 345;
@@ -46,8 +59,9 @@ EntryFields Sample(const json_t* properties) {
 TEST(JournalEntryTest, AnEventComesBackAsItWas) {
   const JsonPtr properties =
       Parsed(R"({"b":"text","a":-1.5,"":"","std-Trace":[{"std-Loc":"x"},{}],"empty":{}})");
+  const Members members = MembersOf(properties);
   for (const std::string_view session : {kUuid, std::string_view("own"), std::string_view()}) {
-    EntryFields fields = Sample(properties.Get());
+    EntryFields fields = Sample(members);
     fields.session = session;
     const std::vector<std::byte> entry = Encode(fields, 7);
     const std::optional<EntryView> view = EntryView::Read(entry, 7);
@@ -64,7 +78,7 @@ TEST(JournalEntryTest, AnEventComesBackAsItWas) {
     EXPECT_EQ(found.componentVersion, fields.componentVersion);
     EXPECT_EQ(Testing::Text(view->Properties().Get()), Testing::Text(properties.Get()));
   }
-  const std::vector<std::byte> bare = Encode(Sample(nullptr), 7);
+  const std::vector<std::byte> bare = Encode(Sample({}), 7);
   EXPECT_FALSE(EntryView::Read(bare, 7)->Properties());
 }
 
@@ -73,7 +87,7 @@ TEST(JournalEntryTest, OnlyTheLibrarysOwnSpellingOfASessionIsPacked) {
   for (const std::string_view session :
        {"01234567-89AB-cdef-0123-456789abcdef", "01234567_89ab-cdef-0123-456789abcdef",
         "0123456789abcdef0123456789abcdef"}) {
-    EntryFields fields = Sample(nullptr);
+    EntryFields fields = Sample({});
     fields.session = session;
     const std::vector<std::byte> entry = Encode(fields, 1);
     EXPECT_EQ(EntryView::Read(entry, 1)->Fields().session, session);
@@ -83,8 +97,8 @@ TEST(JournalEntryTest, OnlyTheLibrarysOwnSpellingOfASessionIsPacked) {
 // The reader takes whatever a disk holds: nothing may be read outside the entry, and no damage in
 // the checked part may pass.
 TEST(JournalEntryTest, DamageIsFound) {
-  const JsonPtr properties = Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})");
-  const std::vector<std::byte> entry = Encode(Sample(properties.Get()), 3);
+  const Members members = MembersOf(Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})"));
+  const std::vector<std::byte> entry = Encode(Sample(members), 3);
   EXPECT_FALSE(EntryView::Read(entry, 4));
   for (size_t size = 0; size < entry.size(); ++size) {
     EXPECT_FALSE(EntryView::Read(std::span(entry).first(size), 3)) << size;
@@ -100,8 +114,8 @@ TEST(JournalEntryTest, DamageIsFound) {
 // As above with a checksum that is right, as a writer with an error in it, or an attacker, makes
 // it.
 TEST(JournalEntryTest, NonsenseWithAGoodChecksumIsReadWithinItsBounds) {
-  const JsonPtr properties = Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})");
-  const std::vector<std::byte> entry = Encode(Sample(properties.Get()), 3);
+  const Members members = MembersOf(Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})"));
+  const std::vector<std::byte> entry = Encode(Sample(members), 3);
   std::mt19937 random(1);
   for (int round = 0; round < 20000; ++round) {
     // On the heap at its exact size, so that AddressSanitizer sees a read past its end.

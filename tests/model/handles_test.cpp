@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "model/event_payload.h"
+#include "model/event_properties.h"
 #include "util/block_pool.h"
 
 namespace Tav {

@@ -3,9 +3,10 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "model/built_record.h"
-#include "model/event_payload.h"
+#include "model/event_properties.h"
 #include "model/handles.h"
 #include "streams/filter_stream.h"
 #include "streams/gzip_stream.h"
@@ -43,6 +44,15 @@ inline constexpr char kSession[] = "01234567-89ab-cdef-0123-456789abcdef";
 
 inline TavEvent_s* Event(std::string_view name, HandleKind kind = HandleKind::Event) {
   return CreateEvent(kind, name, kSession);
+}
+
+// The properties of an event that was not logged yet.
+inline JsonPtr Properties(const TavEvent_s& event) {
+  const std::span<const std::byte> members = event.properties.Bytes();
+  std::vector<std::byte> bytes(members.begin(), members.end());
+  bytes.push_back(std::byte{0});
+  ByteReader reader(bytes);
+  return ReadMembers(reader);
 }
 
 }  // namespace Tav::Testing

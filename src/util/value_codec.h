@@ -1,14 +1,17 @@
 // The binary form of JSON values in a journal: properties of events, and the run block.
 //
 // A member is the tag of its value, the key and the value; a tag of zero ends an object or an
-// array. Strings, reals, objects and arrays exist; an integer is stored as a real. A key that comes
-// twice in an object has its last value, as in the host's calls.
+// array. Strings, reals, objects, arrays and items exist; an integer is stored as a real. An item
+// is an object that is appended to the array of its key. A key that comes twice in an object has
+// its last value, as in the host's calls.
 #pragma once
 
-#include "journal/byte_codec.h"
+#include "util/byte_codec.h"
 #include "util/json.h"
 
 namespace Tav {
+
+enum class ValueTag : uint8_t { End = 0, String = 1, Real = 2, Object = 3, Array = 4, Item = 5 };
 
 // Nested objects and arrays at most, the outermost included.
 inline constexpr int kMaxValueDepth = 16;

@@ -1,4 +1,4 @@
-#include "journal/value_codec.h"
+#include "util/value_codec.h"
 
 #include <utility>
 
@@ -8,7 +8,7 @@ namespace Tav {
 
 namespace {
 
-enum class Tag : uint8_t { End = 0, String = 1, Real = 2, Object = 3, Array = 4 };
+using Tag = ValueTag;
 
 void PutTag(ByteWriter& writer, Tag tag) {
   writer.Fixed(static_cast<uint8_t>(tag));
@@ -46,6 +46,8 @@ void WriteValue(ByteWriter& writer, const json_t* value, Tag tag, int depth) {
       break;
     case Tag::Array:
       WriteArray(writer, value, depth + 1);
+      break;
+    case Tag::Item:  // never made from a value
       break;
   }
 }
@@ -96,8 +98,11 @@ class Parser {
     }
     for (Tag tag = ReadTag(); tag != Tag::End; tag = ReadTag()) {
       const std::string_view key = named ? ReadText() : std::string_view();
-      Value value = ReadValue(tag, depth);
-      if (reader_.Failed() || !Maker::Add(container, named, key, std::move(value))) {
+      Value value = tag == Tag::Item && named ? Container(Maker::Object(), depth + 2, true)
+                                              : ReadValue(tag, depth);
+      if (reader_.Failed() ||
+          !(tag == Tag::Item ? Maker::Append(container, key, std::move(value))
+                             : Maker::Add(container, named, key, std::move(value)))) {
         return Value();
       }
     }
@@ -115,6 +120,7 @@ class Parser {
       case Tag::Array:
         return Container(Maker::Array(), depth + 1, false);
       case Tag::End:
+      case Tag::Item:
         break;
     }
     reader_.Fail();
@@ -151,6 +157,19 @@ struct JsonMaker {
     return named ? SetJsonMember(container.Get(), key, std::move(value))
                  : json_array_append_new(container.Get(), value.Release()) == 0;
   }
+  // An item whose key has another value already is left out.
+  static bool Append(Value& container, std::string_view key, Value item) {
+    if (!container || !item) {
+      return false;
+    }
+    json_t* const array = json_object_getn(container.Get(), key.data(), key.size());
+    if (array == nullptr) {
+      Value created(json_array());
+      return created && json_array_append_new(created.Get(), item.Release()) == 0 &&
+             SetJsonMember(container.Get(), key, std::move(created));
+    }
+    return !json_is_array(array) || json_array_append_new(array, item.Release()) == 0;
+  }
 };
 
 struct NothingMaker {
@@ -160,6 +179,7 @@ struct NothingMaker {
   static Value String(std::string_view) { return {}; }
   static Value Real(double) { return {}; }
   static bool Add(Value&, bool, std::string_view, Value) { return true; }
+  static bool Append(Value&, std::string_view, Value) { return true; }
 };
 
 }  // namespace

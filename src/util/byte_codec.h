@@ -33,7 +33,7 @@ class ByteWriter {
 
   template <typename Number>
   void Fixed(Number number) {
-    static_assert(std::is_arithmetic_v<Number>);
+    static_assert(std::is_arithmetic_v<Number> || std::is_enum_v<Number>);
     Bytes(&number, sizeof number);
   }
 

@@ -1,4 +1,4 @@
-#include "model/event_payload.h"
+#include "model/event_properties.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ namespace {
 
 using Testing::CapturedLog;
 
-class EventPayloadTest : public testing::Test {
+class EventPropertiesTest : public testing::Test {
  protected:
   void TearDown() override {
     EventSize::SetMaximum(EventSize::kDefaultMaximum);
@@ -30,22 +30,22 @@ class EventPayloadTest : public testing::Test {
   TavEvent_s* event_ = nullptr;
 };
 
-TEST_F(EventPayloadTest, PropertiesKeepTheirOrderAndCanBeReplaced) {
+TEST_F(EventPropertiesTest, PropertiesKeepTheirOrderAndCanBeReplaced) {
   TavEvent_s& event = Make();
-  EXPECT_FALSE(event.payload);
+  EXPECT_TRUE(event.properties.Empty());
   AddEventString(event, "b", "1");
   AddEventNumber(event, "a", 2);
   AddEventString(event, "b", "");
-  EXPECT_EQ(Testing::Text(event.payload.Get()), R"({"b":"","a":2.0})");
+  EXPECT_EQ(Testing::Text(Testing::Properties(event).Get()), R"({"b":"","a":2.0})");
   const std::string longText(3000, 'x');
   for (int i = 0; i < 40; ++i) {
     AddEventString(event, "long" + std::to_string(i), i % 2 == 0 ? longText : "short");
   }
-  EXPECT_EQ(json_object_size(event.payload.Get()), 42u);
-  EXPECT_EQ(Testing::TextAt(event.payload.Get(), "long38"), longText);
+  EXPECT_EQ(json_object_size(Testing::Properties(event).Get()), 42u);
+  EXPECT_EQ(Testing::TextAt(Testing::Properties(event).Get(), "long38"), longText);
 }
 
-TEST_F(EventPayloadTest, TheEstimateStartsWithFixedMembersAndTheSessionEnvironment) {
+TEST_F(EventPropertiesTest, TheEstimateStartsWithFixedMembersAndTheSessionEnvironment) {
   EventSize::SetSessionEnvironment(50);
   // "t" and "s" as pairs of their usual length, and the name's pair.
   constexpr uint32_t kExpected = (1 + 29 + 6) + (1 + 36 + 6) + (7 + 4);
@@ -59,7 +59,7 @@ TEST_F(EventPayloadTest, TheEstimateStartsWithFixedMembersAndTheSessionEnvironme
   EXPECT_EQ(event_->estimatedSize, before + (3 + 5 + 6) + (1 + 14));
 }
 
-TEST_F(EventPayloadTest, AnEventThatWouldGrowTooLargeIsDiscarded) {
+TEST_F(EventPropertiesTest, AnEventThatWouldGrowTooLargeIsDiscarded) {
   CapturedLog log;
   TavEvent_s& event = Make();
   EventSize::SetMaximum(static_cast<int>(event.estimatedSize) + 20);
@@ -73,10 +73,10 @@ TEST_F(EventPayloadTest, AnEventThatWouldGrowTooLargeIsDiscarded) {
                 ", size to add = 7, max size = " + size);
   EventSize::SetMaximum(EventSize::kDefaultMaximum);
   AddEventNumber(event, "ignored", 1);
-  EXPECT_EQ(json_object_size(event.payload.Get()), 1u);
+  EXPECT_EQ(json_object_size(Testing::Properties(event).Get()), 1u);
 }
 
-TEST_F(EventPayloadTest, NumbersThatJsonCannotRepresentAreLeftOut) {
+TEST_F(EventPropertiesTest, NumbersThatJsonCannotRepresentAreLeftOut) {
   CapturedLog log;
   TavEvent_s& event = Make();
   const uint32_t size = event.estimatedSize;
@@ -86,7 +86,7 @@ TEST_F(EventPayloadTest, NumbersThatJsonCannotRepresentAreLeftOut) {
   EXPECT_FALSE(event.discarded);
 }
 
-TEST_F(EventPayloadTest, TraceItemsAreCountedAndLeaveEmptyTextsOut) {
+TEST_F(EventPropertiesTest, TraceItemsAreCountedAndLeaveEmptyTextsOut) {
   TavEvent_s& event = Make(HandleKind::Error);
   AddEventTraceItem(event, "nowhere", "", "");
   EXPECT_EQ(event.traceItemCount, 0u);  // no properties, no items
@@ -96,7 +96,7 @@ TEST_F(EventPayloadTest, TraceItemsAreCountedAndLeaveEmptyTextsOut) {
   // The list under its name, the object in it, and its two pairs.
   EXPECT_EQ(event.estimatedSize - before, (9u + 5 + 2) + (2 + 2) + (7 + 8 + 6) + (7 + 7 + 6));
   AddEventTraceItem(event, "", "", "m");
-  EXPECT_EQ(Testing::Text(json_object_get(event.payload.Get(), "std-Trace")),
+  EXPECT_EQ(Testing::Text(json_object_get(Testing::Properties(event).Get(), "std-Trace")),
             R"([{"std-Loc":"main.c:1","std-Lib":"app.dll"},{"std-Meta":"m"}])");
   EXPECT_EQ(event.traceItemCount, 2u);
   EventSize::SetMaximum(static_cast<int>(event.estimatedSize) + 5);
