@@ -55,7 +55,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       app_(config_, consent_),
       stamps_(app_.Product().Identity(), config_.storage),
       intake_(consent_, app_.Config()),
-      builder_(app_.Product(), app_.Client(), consent_),
+      builder_(app_.Product(), app_.Machine().Client(), consent_),
       delivery_(app_, stamps_, builder_, intake_, consent_),
       items_(thread, requests_, app_, intake_, delivery_),
       shutdown_(app_, stamps_, delivery_, items_) {
@@ -86,16 +86,16 @@ void SessionThread::Run() {
 
 bool SessionThread::StartUp(int lockWait) {
   const int64_t end = Platform::MonotonicMilliseconds() + lockWait;
-  app_.CollectClient();
+  app_.Machine().CollectClient();
   if (!CheckAppStatus(lockWait)) {
     return false;
   }
   LoadTimestamps(std::max(static_cast<int>(end - Platform::MonotonicMilliseconds()),
                           StorageFile::kDefaultLockWait));
-  app_.ComputeEndpoint();
-  builder_.SetEndpoint(app_.EndpointId());
-  app_.LogClientEnv();
-  TAV_DEBUG("SM: Endpt: %s", app_.EndpointId().c_str());
+  app_.Machine().ComputeEndpoint();
+  builder_.SetEndpoint(app_.Machine().EndpointId());
+  app_.Machine().LogClientEnv();
+  TAV_DEBUG("SM: Endpt: %s", app_.Machine().EndpointId().c_str());
   OpenCache();
   app_.ClearOldOptOut();
   delivery_.Batch().EstimateOverhead();
@@ -124,8 +124,8 @@ void SessionThread::EndWithoutSettings() {
   try {
     app_.AssumeNothingChanged();
     ApplyLimits();
-    app_.ComputeEndpoint();
-    builder_.SetEndpoint(app_.EndpointId());
+    app_.Machine().ComputeEndpoint();
+    builder_.SetEndpoint(app_.Machine().EndpointId());
     OpenCache();
   } catch (...) {
     LogException("SM: ");
@@ -226,7 +226,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   const int64_t now = CurrentTime();
   intake_.Roll(now);
   int timeout = delivery_.Schedule().ComputeTimeout(now);
-  if (app_.ClientPending()) {
+  if (app_.Machine().ClientPending()) {
     timeout = std::min(timeout, kClientInfoPoll);
   }
   if (StorageWorkLeft()) {
@@ -239,7 +239,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (items_.Terminating()) {
     return;
   }
-  if (app_.FinishClientInfo(0)) {
+  if (app_.Machine().FinishClientInfo(0)) {
     delivery_.Schedule().OnFirstPending(CurrentTime());
   }
   if (delivery_.IsSendDue(items_.Suspended())) {
@@ -250,7 +250,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
 }
 
 bool SessionThread::StorageWorkLeft() const {
-  return app_.CollectionDue() || !stamps_.Loaded() || stamps_.Unsaved() || app_.Unsaved();
+  return app_.Machine().CollectionDue() || !stamps_.Loaded() || stamps_.Unsaved() || app_.Unsaved();
 }
 
 // Repeats what locked storage files have prevented. Never waits for a lock that is held for long.
@@ -263,7 +263,7 @@ void SessionThread::RetryStorage() try {
       LoadTimestamps(StorageFile::kDefaultLockWait);
     }
     stamps_.StoreUnsaved(StorageFile::kDefaultLockWait);
-    if (app_.CollectionDue() && app_.CollectClientLate()) {
+    if (app_.Machine().CollectionDue() && app_.Machine().CollectClientLate()) {
       delivery_.Schedule().OnFirstPending(CurrentTime());
     }
   }
