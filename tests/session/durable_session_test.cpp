@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "cache/cache_file_name.h"
 #include "config/config_manager.h"
 #include "session/session_fixture.h"
 #include "storage/storage_views.h"
@@ -29,18 +28,7 @@ constexpr int64_t kSecondsPerDay = 86400;
 
 class DurableSessionTest : public Testing::SessionManagerTest {
  protected:
-  std::filesystem::path CachePath(int sequence) const {
-    return folder_.Path(
-        CacheFileName(CachePrefix("Product", "1.0", Deployment()), sequence).c_str());
-  }
   bool Cached(int sequence) const { return std::filesystem::exists(CachePath(sequence)); }
-  // Puts directories in the place of the files that the cache would write to: each of its first ten
-  // attempts tries 64 of them.
-  void BlockCache() const {
-    for (int sequence = 1; sequence <= 640; ++sequence) {
-      std::filesystem::create_directory(CachePath(sequence));
-    }
-  }
 
   // What the settings of an earlier fetch look like in the storage.
   void StoreSettings(const EnvMap& settings, const std::vector<std::string>& inhibited = {}) {
@@ -314,12 +302,7 @@ TEST_F(DurableSessionTest, WithoutACacheMemoryIsBoundedAndTheEndSaysWhatIsLost) 
 
   config_.maxMemorySize = 100;  // sixteen times as much is kept at most
   Start();
-  for (int i = 0; i < 10; ++i) {
-    Log("event" + std::to_string(i));
-    EXPECT_NE(manager_->Commit(), CommitResult::Sent);
-    FinishTurn();
-  }
-  EXPECT_NE(log_.Find("warning: SM: Memory bound reached. Dropped the 1 oldest records ("), "");
+  FillMemory();
   Stop();
   const Names lines = log_.Take();
   EXPECT_EQ(std::count_if(lines.begin(), lines.end(),

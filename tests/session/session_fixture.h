@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
@@ -13,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cache/cache_file_name.h"
 #include "platform/clock.h"
 #include "platform/set_environment.h"
 #include "session/session_manager.h"
@@ -165,6 +167,27 @@ class SessionManagerTest : public testing::Test {
   void FinishTurn() {
     manager_->GetLastActiveTime();
     manager_->GetLastActiveTime();
+  }
+
+  std::filesystem::path CachePath(int sequence) const {
+    return folder_.Path(
+        CacheFileName(CachePrefix("Product", "1.0", Deployment()), sequence).c_str());
+  }
+  // Puts directories in the place of the files that the cache would write to: each of its first ten
+  // attempts tries 64 of them.
+  void BlockCache() const {
+    for (int sequence = 1; sequence <= 640; ++sequence) {
+      std::filesystem::create_directory(CachePath(sequence));
+    }
+  }
+  // Commits events that the gateway refuses until memory is full. The cache must be blocked.
+  void FillMemory() {
+    for (int i = 0; i < 10; ++i) {
+      Log("event" + std::to_string(i));
+      EXPECT_NE(manager_->Commit(), CommitResult::Sent);
+      FinishTurn();
+    }
+    EXPECT_NE(log_.Find("warning: SM: Memory bound reached. Dropped the 1 oldest records ("), "");
   }
 
   CapturedLog log_;

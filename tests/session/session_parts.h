@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "cache/cache_file_name.h"
 #include "session/delivery.h"
 #include "session/session_fixture.h"
 #include "support/fake_wmi.h"
