@@ -76,16 +76,6 @@ TEST_F(EventPayloadTest, AnEventThatWouldGrowTooLargeIsDiscarded) {
   EXPECT_EQ(json_object_size(event.payload.Get()), 1u);
 }
 
-TEST_F(EventPayloadTest, NumbersThatJsonCannotRepresentAreLeftOut) {
-  CapturedLog log;
-  TavEvent_s& event = Make();
-  const uint32_t size = event.estimatedSize;
-  AddEventNumber(event, "inf", HUGE_VAL);
-  EXPECT_EQ(log.Find("warning: No json object to add"), "warning: No json object to add");
-  EXPECT_EQ(event.estimatedSize, size);
-  EXPECT_FALSE(event.discarded);
-}
-
 TEST_F(EventPayloadTest, TraceItemsAreCountedAndLeaveEmptyTextsOut) {
   TavEvent_s& event = Make(HandleKind::Error);
   AddEventTraceItem(event, "nowhere", "", "");

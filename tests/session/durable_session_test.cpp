@@ -9,9 +9,6 @@
 #include "config/config_manager.h"
 #include "session/session_fixture.h"
 #include "storage/storage_views.h"
-#include "streams/chunk_stream.h"
-#include "streams/gzip_stream.h"
-#include "streams/memory_stream.h"
 #include "util/time_stamp.h"
 
 namespace Tav {
@@ -57,55 +54,16 @@ class DurableSessionTest : public Testing::SessionManagerTest {
   }
 };
 
-TEST_F(DurableSessionTest, WhatCouldNotBeSentIsCachedAndSentByTheNextRun) {
-  Gateway::refuse = true;
-  Run({"one"});
-  EXPECT_TRUE(Cached(1));
-  Run({"two"});
-  EXPECT_EQ(Gateway::RecordCount(), 0u);
-  Gateway::refuse = false;
-  Run({"three"});
-  Names events = Gateway::Events();
-  std::sort(events.begin(), events.end());
-  EXPECT_EQ(events, (Names{"$b", "$b", "$b", "$e", "$e", "$e", "one", "three", "two"}));
-  EXPECT_FALSE(Cached(1));
-  EXPECT_NE(log_.Find("SM: ProcessTermination: writing records to cache"), "");
-  EXPECT_NE(log_.Find("SM: SetInitialWaitTime: Existing cache without persistent interval."), "");
-}
-
-// The server that accepts a record and never answers: its record's fate is unknown, so it is kept.
-TEST_F(DurableSessionTest, ASilentGatewayHoldsUpNobodyAndLosesNothing) {
-  StoreSettings({{"terminate_time", EnvValue::Number(2)}});
-  Gateway::silent = true;
-  Start();
-  FinishTurn();  // the settings are known
-  Log("one");
-  Stop();  // returns although the gateway never answers
-  EXPECT_TRUE(Cached(1));
-  Gateway::silent = false;
-  Run({});
-  const Names events = Gateway::Events();
-  EXPECT_GE(std::count(events.begin(), events.end(), "one"), 1);
-}
-
-TEST_F(DurableSessionTest, TheProductEnvironmentIsSentOnceThenOnlyItsChanges) {
+// A gateway of another name knows nothing of the product.
+TEST_F(DurableSessionTest, ANewServerGetsTheWholeProductEnvironment) {
   SetProductValue("Edition", "Pro");
   Run({"one"});
-  SetProductValue("Edition", "Pro");
-  Run({"two"});
-  SetProductValue("Edition", "Ultra");
-  Run({"three"});
-  ASSERT_EQ(Gateway::RecordCount(), 3u);
-  EXPECT_EQ(Gateway::ProductValue(0, "std-Incremental"), "false");
-  EXPECT_FALSE(Gateway::HasProductEnvironment(1));
-  EXPECT_EQ(Gateway::ProductValue(2, "std-Incremental"), "true");
-  EXPECT_EQ(Gateway::ProductValue(2, "Edition"), "Ultra");
   EXPECT_EQ(Stored("Server").text, "test://");
-  // A gateway of another name knows nothing of the product.
   Testing::SetEnvironment("TAV_GATEWAY", "TEST://");
-  SetProductValue("Edition", "Ultra");
+  SetProductValue("Edition", "Pro");
   Run({});
-  EXPECT_EQ(Gateway::ProductValue(3, "std-Incremental"), "false");
+  EXPECT_EQ(Gateway::ProductValue(1, "std-Incremental"), "false");
+  EXPECT_EQ(Gateway::ProductValue(1, "Edition"), "Pro");
 }
 
 TEST_F(DurableSessionTest, OptingOutDeletesTheCacheAndIsRememberedUntilItIsSent) {
@@ -213,20 +171,6 @@ TEST_F(DurableSessionTest, SettingsAreFetchedOnceADayForTheNextRun) {
   EXPECT_EQ(std::count(events.begin(), events.end(), "secret"), 2);
 }
 
-TEST_F(DurableSessionTest, TheMachineIsDescribedOnceAndTheEndpointStays) {
-  std::filesystem::remove(folder_.Path("TsTavData"));
-  Start();
-  const std::string endpoint = manager_->GetEndpointInstance();
-  EXPECT_EQ(endpoint.size(), 40u);
-  Stop();
-  EXPECT_EQ(Gateway::ClientValue(0, "OsArch"), "x86_64");
-  EXPECT_EQ(Gateway::Endpoint(0), endpoint);
-  Run({"one"});
-  ASSERT_EQ(Gateway::RecordCount(), 2u);
-  EXPECT_EQ(Gateway::ClientValue(1, "OsArch"), "");
-  EXPECT_EQ(Gateway::Endpoint(1), endpoint);
-}
-
 TEST_F(DurableSessionTest, AnOptedOutProductDescribesNoMachine) {
   std::filesystem::remove(folder_.Path("TsTavData"));
   config_.optOut = true;
@@ -262,17 +206,6 @@ TEST_F(DurableSessionTest, APersistentIntervalRunsAcrossRuns) {
       CachePath(1), std::filesystem::last_write_time(CachePath(1)) - std::chrono::seconds(5000));
   Run({"three"});
   EXPECT_EQ(Gateway::Events().size(), 9u);
-}
-
-TEST_F(DurableSessionTest, ANegativeIntervalOnlyEverCaches) {
-  config_.sendInterval = -1;
-  config_.sendThreshold = 0;
-  config_.flushInterval = 1;
-  Start();
-  Log("one");
-  EXPECT_TRUE(Testing::Eventually([this] { return Cached(1); }));
-  Stop();
-  EXPECT_EQ(Gateway::RecordCount(), 0u);
 }
 
 TEST_F(DurableSessionTest, ACacheThatFailsDropsNothingAndTheNextCommitTells) {
@@ -325,33 +258,6 @@ TEST_F(DurableSessionTest, ADamagedRecordDoesNotBlockThoseBehindIt) {
   Run({});
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "two", "$e"}));
   EXPECT_NE(log_.Find("warning: SM: Dropped a damaged record of "), "");
-}
-
-TEST_F(DurableSessionTest, ARecordThatExpandsBeyondTheBoundIsDropped) {
-  MemoryOutputStream file;
-  ChunkOutputStream chunks(&file);
-  MemoryOutputStream bomb;
-  GZipOutputStream gzip(&bomb);
-  const std::string blanks(1 << 20, ' ');
-  gzip.Write("{\"rt\":[]", 8);
-  for (int i = 0; i < 17; ++i) {
-    gzip.Write(blanks.data(), blanks.size());
-  }
-  gzip.Write("}", 1);
-  gzip.Flush();
-  const std::vector<uint8_t> payload = bomb.Join();
-  chunks.Write(payload.data(), payload.size());
-  const std::vector<uint8_t> bytes = file.Join();
-  std::ofstream(CachePath(1), std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-  Run({"one"});
-  EXPECT_EQ(Gateway::RecordCount(), 1u);
-  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "$e"}));
-  EXPECT_EQ(log_.Find("warning: SM: Dropped a damaged record of "),
-            "warning: SM: Dropped a damaged record of " + std::to_string(payload.size()) +
-                " bytes from the cache");
-  EXPECT_FALSE(Cached(1));
 }
 
 TEST_F(DurableSessionTest, PulledRecordsComeFromTheCacheAndAnOptedOutProductTakesNoneBack) {

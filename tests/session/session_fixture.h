@@ -48,12 +48,10 @@ class Gateway {
     SetEnvironment("TAV_CONFIGURATOR", "null://");
     Records().clear();
     refuse = false;
-    silent = false;
     capacity = SIZE_MAX;
     TestDataSender::SetHook(&Receive);
   }
   ~Gateway() {
-    silent = false;
     EXPECT_TRUE(Eventually([] { return !Thread::AnyRunning(); }));
     TestDataSender::SetHook(nullptr);
     SetEnvironment("TAV_GATEWAY", nullptr);
@@ -96,14 +94,10 @@ class Gateway {
   }
 
   static inline std::atomic<bool> refuse{false};
-  static inline std::atomic<bool> silent{false};         // takes records and does not answer
   static inline std::atomic<size_t> capacity{SIZE_MAX};  // refuses more records than that
 
  private:
   static int32_t Receive(const uint8_t* data, size_t length) {
-    while (data != nullptr && silent) {
-      Platform::SleepMilliseconds(5);
-    }
     if (data == nullptr || refuse) {
       return refuse ? 1 : 0;
     }
