@@ -113,16 +113,6 @@ TEST_F(DurableSessionTest, AnOptedOutProductSendsNothingThatAnotherProcessCaches
   EXPECT_TRUE(Cached(1));
 }
 
-TEST_F(DurableSessionTest, AnUnsentOptOutStaysOutOfTheCache) {
-  Gateway::refuse = true;
-  config_.optOut = true;
-  config_.flushInterval = 0;
-  SetProductValue("std-OptOut", "true");
-  Run({});
-  EXPECT_FALSE(Cached(1));
-  EXPECT_EQ(Stored("PendingStdOptOut").text, "true");
-}
-
 TEST_F(DurableSessionTest, SettingsOfAnEarlierFetchGovernTheRun) {
   StoreSettings({{"max_event_per_minute", EnvValue::Number(3)}}, {"secret"});
   Run({"one", "secret", "two", "three"});
@@ -140,14 +130,6 @@ TEST_F(DurableSessionTest, SettingsOfAnEarlierFetchGovernTheRun) {
   Stop();
   EXPECT_NE(log_.Find("SM: Analytics disabled due to settings"), "");
   EXPECT_EQ(Gateway::Events().size(), 4u);
-}
-
-// A larger record could count as damaged when it is loaded from the cache.
-TEST_F(DurableSessionTest, TheServerCannotAskForRecordsOfAnySize) {
-  StoreSettings({{"max_record_size", EnvValue::Number(1e9)}});
-  Run({});
-  EXPECT_NE(log_.Find("\n    -----").find("Record size (bytes):            2097152\n"),
-            std::string::npos);
 }
 
 TEST_F(DurableSessionTest, SettingsAreFetchedOnceADayForTheNextRun) {

@@ -23,14 +23,13 @@ TEST_F(PersistentStorageTest, SavesAllViewsInTheDocumentedLayout) {
   EXPECT_FALSE(storage_.HadParseError() || storage_.HadOpenError());
   EXPECT_EQ(log_.Find("warning: "), "");
   ClientView(&storage_).SetValue("OsName", "W\u00EFndows");
-  ProductView product(&storage_, app_, Access::Update);
+  ProductView product = AppView(Access::Update);
   EXPECT_TRUE(product.Added());
   EXPECT_TRUE(product.SetValue("Server", "https://x/"));
   EXPECT_TRUE(product.SetValue("LastActive", EnvValue::Number(20000)));
-  ProductEnvView(&storage_, app_, Section::Values, Access::Update).SetValue("std-OptOut", "false");
-  ProductEnvView(&storage_, app_, Section::Settings, Access::Update)
-      .SetValue("pause_time", EnvValue::Number(1));
-  InhibitEventView(&storage_, app_, Access::Update).Append("Secret");
+  Values(Access::Update).SetValue("std-OptOut", "false");
+  Settings(Access::Update).SetValue("pause_time", EnvValue::Number(1));
+  Inhibited(Access::Update).Append("Secret");
   EXPECT_TRUE(storage_.CloseAndSave());
   EXPECT_EQ(folder_.Contents("TavData"), R"({
     "Products": [
@@ -56,10 +55,9 @@ TEST_F(PersistentStorageTest, SavesAllViewsInTheDocumentedLayout) {
 
   ASSERT_TRUE(storage_.Open(Access::Read));
   EXPECT_TRUE(ClientView(&storage_).GetValue("OsName", "W\u00EFndows"));
-  EXPECT_FALSE(ProductView(&storage_, app_, Access::Update).Added());
-  EXPECT_EQ(ProductEnvView(&storage_, app_, Section::Values, Access::Read).GetKeys(),
-            std::vector<std::string>{"std-OptOut"});
-  EXPECT_EQ(InhibitEventView(&storage_, app_, Access::Read).Get(1), "");
+  EXPECT_FALSE(AppView(Access::Update).Added());
+  EXPECT_EQ(Values().GetKeys(), std::vector<std::string>{"std-OptOut"});
+  EXPECT_EQ(Inhibited().Get(1), "");
 }
 
 TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
@@ -101,10 +99,10 @@ TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
 
 TEST_F(PersistentStorageTest, ViewsOfAClosedStorageFailSoftly) {
   ClientView client(&storage_);
-  ProductView product(&storage_, app_, Access::Update);
+  ProductView product = AppView(Access::Update);
   EXPECT_EQ(log_.Take().back(), "error: PS: creating Prod view (App,1.0,wntx64): PS is not open.");
-  ProductEnvView values(&storage_, app_, Section::Values, Access::Update);
-  InhibitEventView inhibit(&storage_, app_, Access::Update);
+  ProductEnvView values = Values(Access::Update);
+  InhibitEventView inhibit = Inhibited(Access::Update);
   for (PersistentStorage::View* view :
        std::initializer_list<PersistentStorage::View*>{&client, &product, &values, &inhibit}) {
     EXPECT_EQ(view->GetValue("k").type, EnvType::None);

@@ -77,11 +77,10 @@ class StorageFileTest : public StorageTest {
  protected:
   // Works on the document as a session does.
   void Fill() {
-    ProductView(&storage_, app_, Access::Update).SetValue("Server", "s");
-    ProductEnvView(&storage_, app_, Section::Values, Access::Update).SetValue("new", "1");
-    ProductEnvView(&storage_, app_, Section::Settings, Access::Update)
-        .SetValue("pause_time", EnvValue::Number(2));
-    InhibitEventView inhibit(&storage_, app_, Access::Update);
+    AppView(Access::Update).SetValue("Server", "s");
+    Values(Access::Update).SetValue("new", "1");
+    Settings(Access::Update).SetValue("pause_time", EnvValue::Number(2));
+    InhibitEventView inhibit = Inhibited(Access::Update);
     inhibit.Clear();
     inhibit.Append("Secret");
   }
@@ -89,14 +88,10 @@ class StorageFileTest : public StorageTest {
   void ExpectFilled() {
     ASSERT_TRUE(storage_.Open(Access::Read));
     EXPECT_FALSE(storage_.HadParseError() || storage_.HadOpenError());
-    EXPECT_TRUE(ProductView(&storage_, app_, Access::Read).GetValue("Server", "s"));
-    EXPECT_TRUE(
-        ProductEnvView(&storage_, app_, Section::Values, Access::Read).GetValue("new", "1"));
-    const ProductEnvView settings(&storage_, app_, Section::Settings, Access::Read);
-    EXPECT_EQ(settings.GetValue("pause_time").number, 2.0);
-    const InhibitEventView inhibit(&storage_, app_, Access::Read);
-    EXPECT_EQ(inhibit.Size(), 1U);
-    EXPECT_EQ(inhibit.Get(0), "Secret");
+    EXPECT_TRUE(AppView().GetValue("Server", "s") && Values().GetValue("new", "1"));
+    EXPECT_EQ(Settings().GetValue("pause_time").number, 2.0);
+    EXPECT_EQ(Inhibited().Size(), 1U);
+    EXPECT_EQ(Inhibited().Get(0), "Secret");
   }
 
   bool CopyExists(const char* name = "TavData.new") const { return fs::exists(folder_.Path(name)); }
