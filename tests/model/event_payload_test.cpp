@@ -63,6 +63,8 @@ TEST_F(EventPayloadTest, AnEventThatWouldGrowTooLargeIsDiscarded) {
   CapturedLog log;
   TavEvent_s& event = Make();
   EventSize::SetMaximum(static_cast<int>(event.estimatedSize) + 20);
+  AddEventNumber(event, "inf", HUGE_VAL);  // JSON cannot hold it
+  EXPECT_EQ(log.Find("warning: No json"), "warning: No json object to add");
   AddEventString(event, "abcd", "0123456789");  // exactly what is left
   EXPECT_FALSE(event.discarded);
   AddEventString(event, "x", "");
