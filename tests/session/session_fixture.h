@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "cache/cache_file_name.h"
-#include "platform/clock.h"
 #include "platform/set_environment.h"
 #include "session/session_manager.h"
 #include "support/captured_log.h"
+#include "support/eventually.h"
 #include "support/records.h"
 #include "support/storage_folder.h"
 #include "transport/data_sender.h"
@@ -26,19 +26,6 @@
 namespace Tav::Testing {
 
 using Names = std::vector<std::string>;
-
-// Whether the condition holds within a minute.
-template <typename Condition>
-bool Eventually(Condition condition) {
-  const int64_t end = Platform::MonotonicMilliseconds() + 60000;
-  while (!condition()) {
-    if (Platform::MonotonicMilliseconds() >= end) {
-      return false;
-    }
-    Platform::SleepMilliseconds(5);
-  }
-  return true;
-}
 
 // The gateway's side of the test sender: keeps what arrives, or refuses it.
 class Gateway {
