@@ -1,16 +1,15 @@
-// Loads, compares and saves the stored state of the product and the machine: which data the server
-// lacks, the endpoint identifier, and the settings of the last fetch.
+// Loads, compares and saves the stored state of the product: which data the server lacks, a pending
+// opt-out, and the settings of the last fetch. MachineStatus has the part of the machine.
 #pragma once
 
 #include <memory>
 #include <string>
 
 #include "config/config_manager.h"
-#include "machine/client_info.h"
-#include "machine/endpoint.h"
 #include "model/handles.h"
 #include "model/library_config.h"
 #include "session/intake.h"
+#include "session/machine_status.h"
 #include "session/unsent_changes.h"
 #include "storage/persistent_storage.h"
 #include "storage/product_info.h"
@@ -28,12 +27,6 @@ class AppStatus {
             Consent consent,
             std::unique_ptr<Platform::WmiSource> wmi = Platform::CreateWmiSource());
 
-  // Starts to collect the description of the machine, which may take minutes. Does nothing after an
-  // opt-out. If the time stamps are locked, the collection stays due.
-  void CollectClient();
-  bool CollectionDue() const { return collectionDue_; }
-  // As CollectClient, after Load. True when the description has become complete and must be sent.
-  bool CollectClientLate();
   // Finds what changed since the last run, loads the settings, and makes and stores the endpoint
   // identifier when there is none. Waits at most `lockWait` milliseconds for the file. False, and
   // no change, while another process has it locked.
@@ -42,18 +35,9 @@ class AppStatus {
   bool Locked() const { return storage_.IsLocked(PersistentStorage::Document::Main); }
   // In place of Load: the run reports only what changes in it.
   void AssumeNothingChanged() { product_.SendOnlyChanges(); }
-  void ComputeEndpoint();
   // If the product data was never sent to this server, marks all of it as unsent, and the stored
   // description of the machine unless a new one is being collected.
   void UpdateServer(const std::string& gatewayUrl);
-
-  // Waits at most `milliseconds` for the description of the machine. True when it has just become
-  // complete and must be sent.
-  bool FinishClientInfo(int milliseconds);
-  // Completes the description without the missing answers; never waits.
-  void AbandonClientInfo();
-  bool ClientPending() const { return client_.Pending(); }
-  void LogClientEnv() const { client_.LogClientEnv(); }
 
   // A product value from the host.
   void OnProductEnv(const TavValue_s& value);
@@ -80,33 +64,23 @@ class AppStatus {
   void StoreUnsaved(int lockWait);
 
   const ProductInfo& Product() const { return product_; }
-  const ClientEnv& Client() const { return client_.GetClientEnv(); }
   const ConfigManager& Config() const { return settings_; }
-  const std::string& EndpointId() const { return endpoint_.GetId(); }
+  MachineStatus& Machine() { return machine_; }
+  const MachineStatus& Machine() const { return machine_; }
   UnsentChanges& Changes() { return changes_; }
 
  private:
-  template <typename Work>
-  bool Update(Work work);
   void ClearPendingOptOut();
-  bool StoreEndpoint(Endpoint& found);
-  bool HasClientInfo();
-  bool MayStoreProduct() const;
-  bool OnClientComplete();
 
   const Consent consent_;
   ProductInfo product_;
-  ClientInfo client_;
-  Endpoint endpoint_;
   ConfigManager settings_;
+  PersistentStorage storage_;
   UnsentChanges changes_;
-  bool newServer_ = false;  // the gateway has not received any of this product's data
-  bool collectionDue_;
-  bool endpointUnsaved_ = false;
+  MachineStatus machine_;
   bool sentUnsaved_ = false;      // the server has the changes; nothing has changed since
   bool optOutUnsaved_ = false;    // a pending opt-out at the end of the run
   bool clearingUnsaved_ = false;  // the removal of a pending opt-out
-  PersistentStorage storage_;
 };
 
 }  // namespace Tav

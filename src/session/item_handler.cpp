@@ -142,7 +142,7 @@ void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
       return;
     case ItemCode::Sync:
       TAV_DEBUG("SM: Sync. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-      requests_.endpointId = app_.EndpointId();
+      requests_.endpointId = app_.Machine().EndpointId();
       thread_.WakeReady();
       TAV_DEBUG("SM: Sync done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
       return;

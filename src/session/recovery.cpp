@@ -216,12 +216,12 @@ void Recovery::Begin() {
 
 std::unique_ptr<RecordBuilder> Recovery::MakeBuilder(const Found& found,
                                                      const JournalFile& file) const {
-  auto builder = std::make_unique<RecordBuilder>(app_.Product(), app_.Client(), consent_);
+  auto builder = std::make_unique<RecordBuilder>(app_.Product(), app_.Machine().Client(), consent_);
   builder->SetMaxRecordSize(builder_.MaxRecordSize());
   if (std::optional<RunBlock> run = DecodeRunBlock(file.Head().RunBlockBytes())) {
     builder->SetBreadcrumbLength(run->breadcrumbLength);
     builder->SetSessionEnvironment(std::move(run->sessionEnvironment));
-    builder->SetHeader(HeaderOf(std::move(*run), app_.EndpointId()));
+    builder->SetHeader(HeaderOf(std::move(*run), app_.Machine().EndpointId()));
   } else {
     LogWarning(
         "SM: The description of the run in the journal '%s' is damaged. That of this run "

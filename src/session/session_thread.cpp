@@ -57,7 +57,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
       stamps_(app_.Product().Identity(), config_.storage),
       intake_(consent_, app_.Config()),
       journal_(queue),
-      builder_(app_.Product(), app_.Client(), consent_),
+      builder_(app_.Product(), app_.Machine().Client(), consent_),
       delivery_(app_, stamps_, builder_, intake_, consent_, journal_, queue.Log()),
       recovery_(config_, consent_, app_, intake_, builder_, journal_, delivery_),
       items_(thread, queue, requests_, app_, intake_, delivery_, recovery_),
@@ -91,15 +91,15 @@ void SessionThread::Run() {
 
 bool SessionThread::StartUp(int lockWait) {
   const int64_t end = Platform::MonotonicMilliseconds() + lockWait;
-  app_.CollectClient();
+  app_.Machine().CollectClient();
   if (!CheckAppStatus(lockWait)) {
     return false;
   }
   LoadTimestamps(std::max(static_cast<int>(end - Platform::MonotonicMilliseconds()),
                           StorageFile::kDefaultLockWait));
   SetEndpoint();
-  app_.LogClientEnv();
-  TAV_DEBUG("SM: Endpt: %s", app_.EndpointId().c_str());
+  app_.Machine().LogClientEnv();
+  TAV_DEBUG("SM: Endpt: %s", app_.Machine().EndpointId().c_str());
   OpenCache();
   app_.ClearOldOptOut();
   delivery_.Batch().EstimateOverhead();
@@ -223,7 +223,7 @@ RunBlock SessionThread::DescribeRun() const {
   RunBlock run;
   run.product = app_.Product().Identity();
   run.libraryVersion = kLibraryVersion;
-  run.endpointId = app_.EndpointId();
+  run.endpointId = app_.Machine().EndpointId();
   run.customerId = config_.customerId;
   run.userId = config_.userId;
   run.productContext = config_.productContext;
@@ -237,8 +237,8 @@ RunBlock SessionThread::DescribeRun() const {
 }
 
 void SessionThread::SetEndpoint() {
-  app_.ComputeEndpoint();
-  builder_.SetEndpoint(app_.EndpointId());
+  app_.Machine().ComputeEndpoint();
+  builder_.SetEndpoint(app_.Machine().EndpointId());
   journal_.Update(DescribeRun());
 }
 
@@ -265,7 +265,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   const int64_t now = CurrentTime();
   intake_.Roll(now);
   int timeout = delivery_.Schedule().ComputeTimeout(now);
-  if (app_.ClientPending()) {
+  if (app_.Machine().ClientPending()) {
     timeout = std::min(timeout, kClientInfoPoll);
   }
   if (StorageWorkLeft()) {
@@ -283,7 +283,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (items_.Terminating()) {
     return;
   }
-  if (app_.FinishClientInfo(0)) {
+  if (app_.Machine().FinishClientInfo(0)) {
     delivery_.Schedule().OnFirstPending(CurrentTime());
   }
   // One step, so that hosts are not kept waiting. The host's own first events come before.
@@ -296,7 +296,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
 }
 
 bool SessionThread::StorageWorkLeft() const {
-  return app_.CollectionDue() || !stamps_.Loaded() || stamps_.Unsaved() || app_.Unsaved();
+  return app_.Machine().CollectionDue() || !stamps_.Loaded() || stamps_.Unsaved() || app_.Unsaved();
 }
 
 // Repeats what locked storage files have prevented. Never waits for a lock that is held for long.
@@ -309,7 +309,7 @@ void SessionThread::RetryStorage() try {
       LoadTimestamps(StorageFile::kDefaultLockWait);
     }
     stamps_.StoreUnsaved(StorageFile::kDefaultLockWait);
-    if (app_.CollectionDue() && app_.CollectClientLate()) {
+    if (app_.Machine().CollectionDue() && app_.Machine().CollectClientLate()) {
       delivery_.Schedule().OnFirstPending(CurrentTime());
     }
   }

@@ -58,13 +58,13 @@ int Shutdown::LockWait() const {
 // The description is collected once in several days, so a short wait is worthwhile. It must leave
 // time for sending.
 void Shutdown::FinishClientInfo() {
-  if (!app_.ClientPending()) {
+  if (!app_.Machine().ClientPending()) {
     return;
   }
   const int64_t limit = std::min(delivery_.Sender().TimeToDeadline() / 4, kMaxWaitForClient);
-  app_.FinishClientInfo(static_cast<int>(limit));
-  if (app_.ClientPending()) {
-    app_.AbandonClientInfo();
+  app_.Machine().FinishClientInfo(static_cast<int>(limit));
+  if (app_.Machine().ClientPending()) {
+    app_.Machine().AbandonClientInfo();
   }
 }
 

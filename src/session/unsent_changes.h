@@ -90,6 +90,12 @@ class UnsentChanges {
   }
   void OnProductChanged() { product_.OnChanged(); }
   void OnMachineChanged() { machine_.OnChanged(); }
+  // The gateway has not received any of this product's data.
+  void OnNewServer() {
+    newServer_ = true;
+    OnProductChanged();
+  }
+  bool NewServer() const { return newServer_; }
 
   // What the next record has to carry. New data has a record of its own if there are no events;
   // data whose record is gone waits for a record that is built anyway.
@@ -100,30 +106,15 @@ class UnsentChanges {
     return {product_.IsMissing() ? product_.Change() : 0,
             machine_.IsMissing() ? machine_.Change() : 0};
   }
-  void OnRecordBuilt(const CarriedData& carried) {
-    product_.OnRecordBuilt(carried.product);
-    machine_.OnRecordBuilt(carried.machine);
-  }
+  void OnRecordBuilt(const CarriedData& carried) { ForBoth(&UnsentData::OnRecordBuilt, carried); }
   // For each record that the server has accepted.
-  void OnAccepted(const CarriedData& carried) {
-    product_.OnAccepted(carried.product);
-    machine_.OnAccepted(carried.machine);
-  }
+  void OnAccepted(const CarriedData& carried) { ForBoth(&UnsentData::OnAccepted, carried); }
   // For each record that was pulled or dropped.
-  void OnLost(const CarriedData& carried) {
-    product_.OnLost(carried.product);
-    machine_.OnLost(carried.machine);
-  }
+  void OnLost(const CarriedData& carried) { ForBoth(&UnsentData::OnLost, carried); }
   // For each record that was loaded from the cache.
-  void OnLoaded(const CarriedData& carried) {
-    product_.OnLoaded(carried.product);
-    machine_.OnLoaded(carried.machine);
-  }
+  void OnLoaded(const CarriedData& carried) { ForBoth(&UnsentData::OnLoaded, carried); }
   // After a flush to the cache; `inMemory` is what the records carry that could not be cached.
-  void OnFlushed(const CarriedData& inMemory) {
-    product_.OnFlushed(inMemory.product);
-    machine_.OnFlushed(inMemory.machine);
-  }
+  void OnFlushed(const CarriedData& inMemory) { ForBoth(&UnsentData::OnFlushed, inMemory); }
   // The storage files hold the accepted data as sent.
   void OnProductStored() {
     product_.OnStored();
@@ -131,18 +122,28 @@ class UnsentChanges {
   }
   void OnMachineStored() { machine_.OnStored(); }
 
-  bool ProductAccepted() const { return product_.IsAccepted(); }
+  // Whether the product data may be stored as sent. A new server is stored when it also has the
+  // description of the machine. Otherwise a run that ends before the description is complete would
+  // leave that server without one.
+  bool ProductStorable(bool descriptionPending) const {
+    return product_.IsAccepted() && !(newServer_ && (descriptionPending || machine_.IsUnsent()));
+  }
   bool MachineAccepted() const { return machine_.IsAccepted(); }
   bool ProductUnsent() const { return product_.IsUnsent(); }
-  bool MachineUnsent() const { return machine_.IsUnsent(); }
   // Whether a change was in no record yet. A record is then built even without events.
   bool RecordDue() const { return product_.IsNew() || machine_.IsNew(); }
   // At the end of a run: whether no product data was sent although some had changed.
   bool ProductNeverSent() const { return product_.IsUnsent() && !productStored_; }
 
  private:
+  void ForBoth(void (UnsentData::*step)(uint64_t), const CarriedData& data) {
+    (product_.*step)(data.product);
+    (machine_.*step)(data.machine);
+  }
+
   UnsentData product_;
   UnsentData machine_;
+  bool newServer_ = false;
   bool productStored_ = false;
 };
 

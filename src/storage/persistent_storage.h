@@ -20,8 +20,8 @@
 #include <vector>
 
 #include "model/product_identity.h"
+#include "storage/storage_document.h"
 #include "storage/storage_file.h"
-#include "util/json.h"
 #include "util/storage_directory.h"
 
 namespace Tav {
@@ -57,7 +57,7 @@ class PersistentStorage {
   // False when there is no such product.
   virtual bool RemoveProduct(const ProductIdentity& product);
   // All products of the document. A missing part of an identity is empty.
-  virtual std::vector<ProductIdentity> GetProducts() const;
+  virtual std::vector<ProductIdentity> GetProducts() const { return document_.GetProducts(); }
   // Deletes both files and the copies that interrupted saves left. A missing file counts as
   // deleted. Stops at the first that cannot be deleted. Nothing may be open.
   virtual bool Destroy();
@@ -92,18 +92,10 @@ class PersistentStorage {
   static std::string FileSpec(Document document, const StorageLocation& location);
   std::string Path(Document document) const;
   bool OpenDocument(Document document, Access access);
-  // The array of products, borrowed; null when the storage is closed.
-  json_t* Products() const;
-  // The product's index in the array, or -1.
-  int FindProduct(const ProductIdentity& product) const;
-  // The element at `index`, borrowed; null for -1.
-  json_t* ProductAt(int index) const;
-  // Appends a product without values and returns it, borrowed; null if memory runs out.
-  json_t* AddProduct(const ProductIdentity& product);
 
   const std::optional<StorageLocation> location_;
   int lockWait_ = StorageFile::kDefaultLockWait;
-  JsonPtr root_;      // null while closed
+  StorageDocument document_;
   StorageFile file_;  // open from an open for update until Close
   bool parseError_ = false;
   bool openError_ = false;
@@ -120,5 +112,19 @@ class StorageCloser {
  private:
   PersistentStorage& storage_;
 };
+
+// Opens the main document for update, calls `work` and saves the document if `work` returns true.
+// False, without calling `work`, when another storage keeps the file locked.
+template <typename Work>
+bool UpdateMainDocument(PersistentStorage& storage, Work work) {
+  const StorageCloser closer(storage);
+  storage.Open(PersistentStorage::Access::Update);
+  if (storage.WasLocked()) {
+    return false;
+  }
+  using Changes = PersistentStorage::Changes;
+  storage.Close(work() ? Changes::Save : Changes::Discard);
+  return true;
+}
 
 }  // namespace Tav

@@ -20,14 +20,13 @@ void PersistentStorage::View::UseMember(const ProductIdentity& product,
                                         const char* key,
                                         json_t* (*create)(),
                                         const char* addedMessage) {
-  const int index = storage_->FindProduct(product);
-  json_t* element = storage_->ProductAt(index);
-  if (index < 0) {
+  json_t* element = storage_->document_.FindProduct(product);
+  if (element == nullptr) {
     TAV_TRACE("Product not found in PS");
     if (access_ == Access::Read) {
       return;
     }
-    element = storage_->AddProduct(product);
+    element = storage_->document_.AddProduct(product);
   }
   if (!json_is_object(element)) {
     LogWarning("PS: Product is not a map");
@@ -130,11 +129,11 @@ bool PersistentStorage::View::GetValue(const std::string& key, const std::string
 
 PersistentStorage::ClientView::ClientView(PersistentStorage* storage)
     : View(storage, Access::Update) {
-  if (!storage->root_) {
+  if (!storage->document_.IsOpen()) {
     TAV_DEBUG("PS: client view is null");
     return;
   }
-  SetNode(storage->root_.Get());
+  SetNode(storage->document_.Root());
 }
 
 std::map<std::string, std::string> PersistentStorage::ClientView::Texts() const {
@@ -157,20 +156,19 @@ PersistentStorage::ProductView::ProductView(PersistentStorage* storage,
   const char* const v = product.version.c_str();
   const char* const p = product.platform.c_str();
   TAV_TRACE("PS: creating Prod view (%s,%s,%s)", n, v, p);
-  if (!storage->root_) {
+  if (!storage->document_.IsOpen()) {
     LogError("PS: creating Prod view (%s,%s,%s): PS is not open.", n, v, p);
     return;
   }
-  const int index = storage->FindProduct(product);
-  json_t* element = storage->ProductAt(index);
-  if (index >= 0) {
+  json_t* element = storage->document_.FindProduct(product);
+  if (element != nullptr) {
     TAV_TRACE("PS: Product found (%s,%s,%s)", n, v, p);
   } else if (access == Access::Read) {
     TAV_TRACE("Product not found in PS");
     return;
   } else {
     TAV_TRACE("PS: Product not found (%s,%s,%s). Adding it.", n, v, p);
-    element = storage->AddProduct(product);
+    element = storage->document_.AddProduct(product);
     added_ = true;
   }
   if (!json_is_object(element)) {
@@ -189,7 +187,7 @@ PersistentStorage::ProductEnvView::ProductEnvView(PersistentStorage* storage,
   const char* const v = product.version.c_str();
   const char* const p = product.platform.c_str();
   TAV_TRACE("PS: Creating PS ProdEnv view for %s %s %s", n, v, p);
-  if (!storage->root_) {
+  if (!storage->document_.IsOpen()) {
     TAV_DEBUG("PS: Creating ProdEnv view (%s,%s,%s): PS is not open.", n, v, p);
     return;
   }
@@ -223,7 +221,7 @@ PersistentStorage::InhibitEventView::InhibitEventView(PersistentStorage* storage
   const char* const v = product.version.c_str();
   const char* const p = product.platform.c_str();
   TAV_TRACE("PS: Creating PS Inhibit view for %s %s %s", n, v, p);
-  if (!storage->root_) {
+  if (!storage->document_.IsOpen()) {
     TAV_DEBUG("PS: Creating Inhibit view (%s,%s,%s): PS is not open.", n, v, p);
     return;
   }

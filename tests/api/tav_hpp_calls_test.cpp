@@ -5,8 +5,6 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
-#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -15,40 +13,8 @@
 
 #include <tav/tav.hpp>
 
+#include "support/replaced_new.h"
 #include "system/slots.h"
-
-// Sanitizers replace operator new themselves.
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define TAV_COUNTS_ALLOCATIONS 0
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define TAV_COUNTS_ALLOCATIONS 0
-#endif
-#endif
-#ifndef TAV_COUNTS_ALLOCATIONS
-#define TAV_COUNTS_ALLOCATIONS 1
-#endif
-
-#if TAV_COUNTS_ALLOCATIONS
-namespace {
-// The other forms of operator new call the one below.
-std::atomic<int> allocations{0};
-}  // namespace
-
-void* operator new(size_t size) {
-  ++allocations;
-  if (void* const memory = std::malloc(size != 0 ? size : 1)) {
-    return memory;
-  }
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
-#endif
 
 namespace Tav::Testing {
 namespace {
@@ -269,7 +235,9 @@ TEST(CppWrapperCallsTest, WithoutATableNothingHappens) {
   component.NewEvent("e").Log();
 }
 
-#if TAV_COUNTS_ALLOCATIONS
+#if TAV_REPLACES_NEW
+std::atomic<int> allocations{0};
+
 // Functions with one text and with several, of each class, and what frees itself.
 void PassEverywhere(const Host::Table& tav, std::string_view text) {
   const Host::Run run(tav, text, text, text, TAV_LANGUAGE_NONE);
@@ -294,7 +262,7 @@ TEST(CppWrapperCallsTest, NothingIsAllocated) {
   const Host::Table tav(RecordingTable());
   const std::string text(200000, 't');
   recording = false;
-  allocations = 0;
+  onAllocation = [](size_t) { ++allocations; };
   for (const Forwarded& forwarded : kForwarded) {
     forwarded.call(tav);
   }
@@ -305,6 +273,7 @@ TEST(CppWrapperCallsTest, NothingIsAllocated) {
   recording = true;
   EXPECT_EQ(counted, 0);
   ::operator delete(::operator new(1));
+  onAllocation = nullptr;
   EXPECT_EQ(allocations, 1) << "allocations are not counted";
 }
 #endif

@@ -1,44 +1,10 @@
 // Cache files that must not be opened, and one for whose records there is no memory.
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 
 #include "cache/cache_fixture.h"
+#include "support/replaced_new.h"
 #include "util/tav_file.h"
-
-// Sanitizers replace operator new themselves.
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define TAV_TEST_FAILS_ALLOCATIONS 0
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define TAV_TEST_FAILS_ALLOCATIONS 0
-#endif
-#endif
-#ifndef TAV_TEST_FAILS_ALLOCATIONS
-#define TAV_TEST_FAILS_ALLOCATIONS 1
-#endif
-
-#if TAV_TEST_FAILS_ALLOCATIONS
-namespace {
-// The size from which allocations fail.
-std::atomic<size_t> failingAllocation{SIZE_MAX};
-}  // namespace
-
-void* operator new(size_t size) {
-  void* const memory = size >= failingAllocation ? nullptr : std::malloc(size != 0 ? size : 1);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
-#endif
 
 namespace Tav::Testing {
 namespace {
@@ -121,13 +87,21 @@ TEST_F(UnusableFileTest, AFileThatIsBeingDeletedIsNotInTheWay) {
   EXPECT_EQ(Names(), Texts{Name(1)});
 }
 
-#if TAV_TEST_FAILS_ALLOCATIONS
+#if TAV_REPLACES_NEW
+// The size from which allocations fail.
+std::atomic<size_t> failingAllocation{SIZE_MAX};
+
 TEST_F(UnusableFileTest, AFileWhoseLoadRunsOutOfMemoryStays) {
   const std::string large(200000, 'x');
   const std::string contents = Chunk("small") + Chunk(large);
   Put(1, contents);
   CacheManager cache = Manager();
   RecordList records = RecordsOf({"first"});
+  onAllocation = [](size_t size) {
+    if (size >= failingAllocation) {
+      throw std::bad_alloc();
+    }
+  };
   for (const bool oldestOnly : {false, true}) {
     failingAllocation = 65536;
     EXPECT_THROW(oldestOnly ? cache.LoadOldest(records) : cache.Load(records), std::bad_alloc);
@@ -135,6 +109,7 @@ TEST_F(UnusableFileTest, AFileWhoseLoadRunsOutOfMemoryStays) {
     EXPECT_EQ(TextsOf(records), Texts{"first"});
     EXPECT_EQ(Contents(1), contents);
   }
+  onAllocation = nullptr;
   EXPECT_EQ(LoadFrom(cache), (Texts{"small", large}));
   EXPECT_TRUE(Names().empty());
 }

@@ -2,23 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/clock.h"
 #include "platform/set_environment.h"
 #include "support/captured_log.h"
+#include "support/eventually.h"
 #include "support/loopback_server.h"
 
 namespace Tav::Testing {
 namespace {
-
-// Waits until `done` returns true, for a minute at most.
-template <typename Condition>
-void Await(Condition done) {
-  const int64_t end = Platform::MonotonicMilliseconds() + 60000;
-  while (!done() && Platform::MonotonicMilliseconds() < end) {
-    Platform::SleepMilliseconds(1);
-  }
-  EXPECT_TRUE(done());
-}
 
 ConfigLoaderPtr LoaderFor(const std::string& hostUrl) {
   return CreateConfigLoader({"App 1", "2=3", "win64"}, hostUrl, Deployment());
@@ -27,13 +17,13 @@ ConfigLoaderPtr LoaderFor(const std::string& hostUrl) {
 class ConfigLoaderTest : public testing::Test {
  protected:
   ~ConfigLoaderTest() override {
-    Await([] { return !Thread::AnyRunning(); });
+    EXPECT_TRUE(Eventually([] { return !Thread::AnyRunning(); }));
   }
 
   static std::string Load(const std::string& hostUrl) {
     const ConfigLoaderPtr loader = LoaderFor(hostUrl);
     EXPECT_TRUE(loader->Run());
-    Await([&] { return loader->Ended(); });
+    EXPECT_TRUE(Eventually([&] { return loader->Ended(); }));
     return loader->Answer();
   }
 
@@ -68,7 +58,7 @@ TEST_F(ConfigLoaderTest, OwnerMayReleaseALoaderThatWaitsForItsServer) {
   server->EnqueueSilence();
   ConfigLoaderPtr loader = LoaderFor(server->Url());
   EXPECT_TRUE(loader->Run());
-  Await([&] { return !server->Requests().empty(); });
+  EXPECT_TRUE(Eventually([&] { return !server->Requests().empty(); }));
   EXPECT_FALSE(loader->Ended());
   loader.reset();
   EXPECT_TRUE(Thread::AnyRunning());

@@ -65,20 +65,6 @@ TEST_F(SettingsTest, OnlyAJsonObjectHolds) {
   EXPECT_EQ(Parse("{}"), Lines{});
 }
 
-TEST_F(SettingsTest, SavedOnesReplaceOlderOnesOfThatProduct) {
-  PersistentStorage storage;
-  for (const char* const json : {R"({"old": 1, "inhibit": ["gone"]})",
-                                 R"({"flush_time": 30, "gateway": "g", "inhibit": ["b", "a"]})"}) {
-    ASSERT_TRUE(storage.Open(PersistentStorage::Access::Update));
-    SaveSettings(&storage, kProduct, *ParseSettings(json));
-    storage.CloseAndSave();
-  }
-  ASSERT_TRUE(storage.Open(PersistentStorage::Access::Read));
-  EXPECT_EQ(Load(storage, kProduct), (Lines{"flush_time:30", "gateway=g", "b", "a"}));
-  EXPECT_EQ(Load(storage, {"App", "2.0", "wntx64"}), Lines{});
-  storage.Close(PersistentStorage::Changes::Discard);
-}
-
 TEST_F(SettingsTest, DamageInTheStorageIsLeftOut) {
   folder_.Put("TavData", R"({"Products": [{"Name": "App", "Version": "1.0",)"
                          R"( "Platform": "wntx64", "Inhibit": [1, "a"],)"
@@ -134,13 +120,16 @@ TEST_F(ConfigManagerTest, NamesValuesAndTheInhibitListMakeAChange) {
   EXPECT_TRUE(IsChangedBy(R"({"flush_time": 30, "gateway": "g", "inhibit": ["a"]})"));
 }
 
-TEST_F(ConfigManagerTest, AddsWhatItParsesAndLoads) {
+TEST_F(ConfigManagerTest, AddsWhatItParsesAndLoadsAndReplacesWhatIsStored) {
   Settings settings = *ParseSettings(R"({"flush_time": 1, "old": 2, "inhibit": ["x"]})");
   EXPECT_FALSE(manager_.ParseSettings(settings, "[]"));
   EXPECT_TRUE(manager_.ParseSettings(settings, R"({"flush_time": 9, "inhibit": "y"})"));
   PersistentStorage storage;
   ASSERT_TRUE(storage.Open(PersistentStorage::Access::Update));
+  SaveSettings(&storage, kProduct, *ParseSettings(R"({"older": 1, "inhibit": ["gone"]})"));
   manager_.SaveToStorage(&storage, settings);
+  EXPECT_EQ(Load(storage, kProduct), (Lines{"flush_time:9", "old:2", "x", "y"}));
+  EXPECT_EQ(Load(storage, {"App", "2.0", "wntx64"}), Lines{});
   EXPECT_EQ(manager_.GetNumber("flush_time", 0), 30) << "its own do not change";
   manager_.LoadFromStorage(&storage);
   storage.Close(PersistentStorage::Changes::Discard);

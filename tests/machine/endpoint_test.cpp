@@ -31,11 +31,7 @@ class EndpointTest : public StorageTest {
     storage_.Open(Access::Read);
     if (endpoint.IsChanged(&storage_)) {
       endpoint.Compute();
-      storage_.Open(Access::Update);
-      if (endpoint.IsChanged(&storage_)) {
-        endpoint.Persist(&storage_);
-        storage_.CloseAndSave();
-      }
+      Change([&] { endpoint.Persist(&storage_); });
     }
     storage_.Close(Changes::Discard);
     const std::string id = endpoint.GetId();
@@ -117,8 +113,6 @@ TEST_F(EndpointTest, AnyStoredTextIsTakenAsItIs) {
 
 TEST_F(EndpointTest, AnIdentifierThatAnotherProcessStoredMeanwhileWins) {
   Endpoint endpoint;
-  storage_.Open(Access::Read);
-  ASSERT_TRUE(endpoint.IsChanged(&storage_));
   endpoint.Compute();
   folder_.Put("TavData", R"({"Endpoint": "theirs", "Products": []})");
   storage_.Open(Access::Read);

@@ -2,68 +2,43 @@
 // thread survives it, hosts get their answers, and the log has it. Here memory allocation throws
 // it.
 #include <algorithm>
-#include <cstdlib>
-#include <new>
 #include <stdexcept>
 
 #include "session/session_fixture.h"
+#include "support/replaced_new.h"
 
-// Sanitizers replace operator new themselves.
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define TAV_HAS_FAILING_NEW 0
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define TAV_HAS_FAILING_NEW 0
-#endif
-#endif
-#ifndef TAV_HAS_FAILING_NEW
-#define TAV_HAS_FAILING_NEW 1
-#endif
+#if TAV_REPLACES_NEW
 
-#if TAV_HAS_FAILING_NEW
-
+namespace Tav::Testing {
 namespace {
 
 // The thread whose next allocation fails; 0 for none.
 std::atomic<unsigned long> failingThread{0};
 
 unsigned long ThisThread() {
-  return static_cast<unsigned long>(Tav::Platform::CurrentThreadId());
+  return static_cast<unsigned long>(Platform::CurrentThreadId());
 }
 
-}  // namespace
-
-void* operator new(size_t size) {
+void FailOnce(size_t) {
   if (failingThread.load(std::memory_order_relaxed) != 0) {
     unsigned long self = ThisThread();
     if (failingThread.compare_exchange_strong(self, 0)) {
       throw std::out_of_range("defect");
     }
   }
-  if (void* const memory = std::malloc(size != 0 ? size : 1)) {
-    return memory;
-  }
-  throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
-
-namespace Tav::Testing {
-namespace {
 
 class FailuresTest : public SessionManagerTest {
  protected:
   FailuresTest() {
     ConfigureLogger(Receive, nullptr, true);
     Internal::logThreshold = static_cast<int>(LogLevel::Trace);
+    onAllocation = FailOnce;
   }
   ~FailuresTest() override {
     Stop();
     FailAfter("");
+    onAllocation = nullptr;
   }
 
   // The first allocation after a line that begins with `start`, on the thread that logs it, throws.
@@ -158,4 +133,4 @@ TEST_F(FailuresTest, TheOtherStepsOfTheTerminationStillRun) {
 }  // namespace
 }  // namespace Tav::Testing
 
-#endif  // TAV_HAS_FAILING_NEW
+#endif  // TAV_REPLACES_NEW

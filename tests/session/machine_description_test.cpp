@@ -36,8 +36,9 @@ class MachineDescriptionTest : public Testing::SessionManagerTest {
   // A run whose description is complete before it ends.
   void DescribeMachine(const char* memory) {
     SessionParts run(config_, Wmi(memory));
-    EXPECT_TRUE(Testing::Eventually(
-        [&] { return !run.app.ClientPending() || run.app.FinishClientInfo(0); }));
+    EXPECT_TRUE(Testing::Eventually([&] {
+      return !run.app.Machine().ClientPending() || run.app.Machine().FinishClientInfo(0);
+    }));
     run.Terminate();
   }
   static std::string LastDescribed(const char* label) {

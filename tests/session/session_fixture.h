@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
@@ -13,10 +14,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/clock.h"
+#include "cache/cache_file_name.h"
 #include "platform/set_environment.h"
 #include "session/session_manager.h"
 #include "support/captured_log.h"
+#include "support/eventually.h"
 #include "support/records.h"
 #include "support/storage_folder.h"
 #include "transport/data_sender.h"
@@ -24,19 +26,6 @@
 namespace Tav::Testing {
 
 using Names = std::vector<std::string>;
-
-// Whether the condition holds within a minute.
-template <typename Condition>
-bool Eventually(Condition condition) {
-  const int64_t end = Platform::MonotonicMilliseconds() + 60000;
-  while (!condition()) {
-    if (Platform::MonotonicMilliseconds() >= end) {
-      return false;
-    }
-    Platform::SleepMilliseconds(5);
-  }
-  return true;
-}
 
 // The gateway's side of the test sender: keeps what arrives, or refuses it.
 class Gateway {
@@ -46,12 +35,10 @@ class Gateway {
     SetEnvironment("TAV_CONFIGURATOR", "null://");
     Records().clear();
     refuse = false;
-    silent = false;
     capacity = SIZE_MAX;
     TestDataSender::SetHook(&Receive);
   }
   ~Gateway() {
-    silent = false;
     EXPECT_TRUE(Eventually([] { return !Thread::AnyRunning(); }));
     TestDataSender::SetHook(nullptr);
     SetEnvironment("TAV_GATEWAY", nullptr);
@@ -94,14 +81,10 @@ class Gateway {
   }
 
   static inline std::atomic<bool> refuse{false};
-  static inline std::atomic<bool> silent{false};         // takes records and does not answer
   static inline std::atomic<size_t> capacity{SIZE_MAX};  // refuses more records than that
 
  private:
   static int32_t Receive(const uint8_t* data, size_t length) {
-    while (data != nullptr && silent) {
-      Platform::SleepMilliseconds(5);
-    }
     if (data == nullptr || refuse) {
       return refuse ? 1 : 0;
     }
@@ -165,6 +148,27 @@ class SessionManagerTest : public testing::Test {
   void FinishTurn() {
     manager_->GetLastActiveTime();
     manager_->GetLastActiveTime();
+  }
+
+  std::filesystem::path CachePath(int sequence) const {
+    return folder_.Path(
+        CacheFileName(CachePrefix("Product", "1.0", Deployment()), sequence).c_str());
+  }
+  // Puts directories in the place of the files that the cache would write to: each of its first ten
+  // attempts tries 64 of them.
+  void BlockCache() const {
+    for (int sequence = 1; sequence <= 640; ++sequence) {
+      std::filesystem::create_directory(CachePath(sequence));
+    }
+  }
+  // Commits events that the gateway refuses until memory is full. The cache must be blocked.
+  void FillMemory() {
+    for (int i = 0; i < 10; ++i) {
+      Log("event" + std::to_string(i));
+      EXPECT_NE(manager_->Commit(), CommitResult::Sent);
+      FinishTurn();
+    }
+    EXPECT_NE(log_.Find("warning: SM: Memory bound reached. Dropped the 1 oldest records ("), "");
   }
 
   CapturedLog log_;

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "cache/cache_file_name.h"
 #include "session/delivery.h"
 #include "session/session_fixture.h"
 #include "support/fake_wmi.h"
@@ -29,7 +28,7 @@ inline WmiScript Wmi(const char* memory) {
 struct SessionParts {
   SessionParts(LibraryConfig& config, const WmiScript& wmi, const char* gateway = "test://")
       : app(InAlternateStorage(config), consent, std::make_unique<FakeWmi>(wmi)) {
-    app.CollectClient();
+    app.Machine().CollectClient();
     app.Load(StorageFile::kDefaultLockWait);
     Limits limits = ResolveLimits(config, app.Config());
     builder.SetMaxRecordSize(limits.maxRecordSize);
@@ -64,7 +63,7 @@ struct SessionParts {
   }
   // The end of a run.
   void Terminate() {
-    app.AbandonClientInfo();
+    app.Machine().AbandonClientInfo();
     delivery.ProcessEventList(true);
     delivery.SendAtTermination();
     delivery.CacheUnsent();
@@ -79,7 +78,7 @@ struct SessionParts {
   AppStatus app;
   DayStamps stamps{app.Product().Identity(), AlternateStorage()};
   Intake intake{consent, app.Config()};
-  RecordBuilder builder{app.Product(), app.Client(), consent};
+  RecordBuilder builder{app.Product(), app.Machine().Client(), consent};
   struct NoThread final : Thread {
     ~NoThread() override = default;
     void Main() override {}

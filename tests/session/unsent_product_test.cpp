@@ -14,16 +14,25 @@ using Testing::kEdition;
 using Testing::SessionParts;
 using Testing::Wmi;
 
+// A run whose product was sent, and has changed since.
+struct ChangedRun : SessionParts {
+  ChangedRun(LibraryConfig& config, const char* edition) : SessionParts(config, Wmi("1")) {
+    EXPECT_TRUE(Send());
+    Change(edition);
+  }
+};
+
 class UnsentProductTest : public Testing::SessionManagerTest {
  protected:
-  std::filesystem::path CachePath(int sequence) const {
-    return folder_.Path(
-        CacheFileName(CachePrefix("Product", "1.0", Deployment()), sequence).c_str());
-  }
   // Whether the last record carries the product environment with this edition.
   static bool LastCarries(const char* edition) {
     const size_t last = Gateway::RecordCount() - 1;
     return Gateway::HasProductEnvironment(last) && Gateway::ProductValue(last, kEdition) == edition;
+  }
+  // Whether the next run finds this edition stored as sent.
+  bool Stored(const char* edition) {
+    SetProductValue(kEdition, edition);
+    return !SessionParts(config_, Wmi("1")).app.Changes().RecordDue();
   }
   // The records that have arrived with this edition.
   static int Copies(const char* edition) {
@@ -34,26 +43,6 @@ class UnsentProductTest : public Testing::SessionManagerTest {
     return copies;
   }
 };
-
-TEST_F(UnsentProductTest, AChangeThatTheHostPulledGoesWithTheNextRecord) {
-  Start();
-  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
-  manager_->Suspend();
-  ChangeProduct(kEdition, "Ultra");
-  const std::unique_ptr<char, decltype(&std::free)> pulled(manager_->PullData(), &std::free);
-  ASSERT_NE(pulled, nullptr);
-  EXPECT_EQ(manager_->PullData(), nullptr);  // no record for this change alone
-  Log("one");
-  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
-  EXPECT_TRUE(LastCarries("Ultra"));
-  Log("two");
-  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
-  EXPECT_EQ(Copies("Ultra"), 1);
-  Stop();
-  SetProductValue(kEdition, "Ultra");
-  Run({"three"});
-  EXPECT_EQ(Copies("Ultra"), 1);
-}
 
 TEST_F(UnsentProductTest, AChangeThatWasPulledAndNotSentIsSentByTheNextRun) {
   Start();
@@ -71,19 +60,12 @@ TEST_F(UnsentProductTest, AChangeThatWasPulledAndNotSentIsSentByTheNextRun) {
 }
 
 TEST_F(UnsentProductTest, AChangeThatTheMemoryBoundDroppedGoesWithTheNextRecord) {
-  for (int sequence = 1; sequence <= 64; ++sequence) {
-    std::filesystem::create_directory(CachePath(sequence));  // nothing can be cached
-  }
+  BlockCache();
   config_.maxMemorySize = 100;
   Gateway::refuse = true;
   SetProductValue(kEdition, "Pro");
   Start();
-  for (int i = 0; i < 10; ++i) {
-    Log("event" + std::to_string(i));
-    EXPECT_NE(manager_->Commit(), CommitResult::Sent);
-    FinishTurn();
-  }
-  EXPECT_NE(log_.Find("warning: SM: Memory bound reached. Dropped the 1 oldest records ("), "");
+  FillMemory();
   Gateway::refuse = false;
   Log("last");
   manager_->Commit();
@@ -111,10 +93,8 @@ TEST_F(UnsentProductTest, AChangeWhoseCacheFileIsGoneGoesWithTheNextRecord) {
 }
 
 TEST_F(UnsentProductTest, AnOutageLeavesTwoCopiesOfAChangeOnTheDisk) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
+  ChangedRun run(config_, "Ultra");
   Gateway::refuse = true;
-  run.Change("Ultra");
   for (int i = 0; i < 5; ++i) {
     run.Log("event");
     EXPECT_FALSE(run.Send());
@@ -131,23 +111,18 @@ TEST_F(UnsentProductTest, AnOutageLeavesTwoCopiesOfAChangeOnTheDisk) {
 }
 
 TEST_F(UnsentProductTest, AChangeIsSentAlthoughEachRecordGoesThroughTheCache) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  run.Change("Ultra");
+  ChangedRun run(config_, "Ultra");
   for (int i = 0; i < 5; ++i) {
     run.Log("event");
     run.Flush();
     EXPECT_TRUE(run.Send());
     EXPECT_EQ(Copies("Ultra"), 1);
   }
-  SetProductValue(kEdition, "Ultra");
-  EXPECT_FALSE(SessionParts(config_, Wmi("1")).app.Changes().RecordDue());
+  EXPECT_TRUE(Stored("Ultra"));
 }
 
 TEST_F(UnsentProductTest, AChangeThatAnotherProcessSendsFromTheCacheIsSentAgain) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  run.Change("Ultra");
+  ChangedRun run(config_, "Ultra");
   run.Flush();
   EXPECT_TRUE(SessionParts(config_, Wmi("1")).Send());
   EXPECT_EQ(Copies("Ultra"), 1);
@@ -157,17 +132,14 @@ TEST_F(UnsentProductTest, AChangeThatAnotherProcessSendsFromTheCacheIsSentAgain)
 }
 
 TEST_F(UnsentProductTest, OnlyTheRecordThatCarriesAChangeCounts) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  run.Change("Pro");
+  ChangedRun run(config_, "Pro");
   run.delivery.ProcessEventList(true);
   run.Log("behind");
   run.delivery.ProcessEventList(true);
   // The server accepts the change and refuses the record behind it.
   Gateway::capacity = 2;
   EXPECT_FALSE(run.delivery.SendToServer());
-  SetProductValue(kEdition, "Pro");
-  EXPECT_FALSE(SessionParts(config_, Wmi("1")).app.Changes().RecordDue());
+  EXPECT_TRUE(Stored("Pro"));
 
   // The change that follows a built record is in none.
   Gateway::capacity = SIZE_MAX;

@@ -23,14 +23,13 @@ TEST_F(PersistentStorageTest, SavesAllViewsInTheDocumentedLayout) {
   EXPECT_FALSE(storage_.HadParseError() || storage_.HadOpenError());
   EXPECT_EQ(log_.Find("warning: "), "");
   ClientView(&storage_).SetValue("OsName", "W\u00EFndows");
-  ProductView product(&storage_, app_, Access::Update);
+  ProductView product = AppView(Access::Update);
   EXPECT_TRUE(product.Added());
   EXPECT_TRUE(product.SetValue("Server", "https://x/"));
   EXPECT_TRUE(product.SetValue("LastActive", EnvValue::Number(20000)));
-  ProductEnvView(&storage_, app_, Section::Values, Access::Update).SetValue("std-OptOut", "false");
-  ProductEnvView(&storage_, app_, Section::Settings, Access::Update)
-      .SetValue("pause_time", EnvValue::Number(1));
-  InhibitEventView(&storage_, app_, Access::Update).Append("Secret");
+  Values(Access::Update).SetValue("std-OptOut", "false");
+  Settings(Access::Update).SetValue("pause_time", EnvValue::Number(1));
+  Inhibited(Access::Update).Append("Secret");
   EXPECT_TRUE(storage_.CloseAndSave());
   EXPECT_EQ(folder_.Contents("TavData"), R"({
     "Products": [
@@ -56,10 +55,9 @@ TEST_F(PersistentStorageTest, SavesAllViewsInTheDocumentedLayout) {
 
   ASSERT_TRUE(storage_.Open(Access::Read));
   EXPECT_TRUE(ClientView(&storage_).GetValue("OsName", "W\u00EFndows"));
-  EXPECT_FALSE(ProductView(&storage_, app_, Access::Update).Added());
-  EXPECT_EQ(ProductEnvView(&storage_, app_, Section::Values, Access::Read).GetKeys(),
-            std::vector<std::string>{"std-OptOut"});
-  EXPECT_EQ(InhibitEventView(&storage_, app_, Access::Read).Get(1), "");
+  EXPECT_FALSE(AppView(Access::Update).Added());
+  EXPECT_EQ(Values().GetKeys(), std::vector<std::string>{"std-OptOut"});
+  EXPECT_EQ(Inhibited().Get(1), "");
 }
 
 TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
@@ -101,10 +99,10 @@ TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
 
 TEST_F(PersistentStorageTest, ViewsOfAClosedStorageFailSoftly) {
   ClientView client(&storage_);
-  ProductView product(&storage_, app_, Access::Update);
+  ProductView product = AppView(Access::Update);
   EXPECT_EQ(log_.Take().back(), "error: PS: creating Prod view (App,1.0,wntx64): PS is not open.");
-  ProductEnvView values(&storage_, app_, Section::Values, Access::Update);
-  InhibitEventView inhibit(&storage_, app_, Access::Update);
+  ProductEnvView values = Values(Access::Update);
+  InhibitEventView inhibit = Inhibited(Access::Update);
   for (PersistentStorage::View* view :
        std::initializer_list<PersistentStorage::View*>{&client, &product, &values, &inhibit}) {
     EXPECT_EQ(view->GetValue("k").type, EnvType::None);
@@ -174,10 +172,6 @@ TEST_F(PersistentStorageTest, OpensElsewhereOrNotAtAll) {
   storage_.CloseAndSave();
   EXPECT_TRUE(fs::exists(other / "Mine") && fs::exists(other / "TsMine"));
 
-  PersistentStorage::SetAlternatePSDirectory(StorageFolder::Utf8(folder_.Base()));
-  Change([] {});
-  EXPECT_TRUE(fs::exists(folder_.Base() / "Mine"));
-
   PersistentStorage::SetAlternatePSDirectory("");
   SetEnvironment("LOCALAPPDATA", nullptr);
   ForgetStorageDirectory();
@@ -186,68 +180,22 @@ TEST_F(PersistentStorageTest, OpensElsewhereOrNotAtAll) {
   EXPECT_FALSE(storage_.Destroy());
 }
 
-TEST_F(PersistentStorageTest, ARunKeepsTheLocationThatItWasGiven) {
-  const fs::path own = folder_.Base() / u8"\u0416";
-  fs::create_directory(own);
-  PersistentStorage ofRun(PersistentStorage::LocationOfRun(StorageFolder::Utf8(own) + '/'));
-  EXPECT_TRUE(log_.Find("Alternate PS dir set to ").ends_with('/'));
-  EXPECT_NE(log_.Find("PS: Set alternate PS directory to: "), "");
-  PersistentStorage ofLaterRun(PersistentStorage::LocationOfRun(""));
-  PersistentStorage::SetAlternatePS(StorageFolder::Utf8(folder_.Base()) + "/Mine");
-  for (PersistentStorage* const storage : {&ofRun, &ofLaterRun, &storage_}) {
-    storage->Open(Access::Update);
-    storage->CloseAndSave();
-  }
-  EXPECT_TRUE(fs::exists(own / "TavData"));
-  EXPECT_TRUE(fs::exists(folder_.Path("TavData")));
-  EXPECT_TRUE(fs::exists(folder_.Base() / "Mine"));
-}
-
-// Each storage has its own handle and lock, as in separate processes.
-TEST_F(PersistentStorageTest, AFileLockedForLongIsEmptyToOthersAndStaysAsItIs) {
-  PersistentStorage holder;
-  ASSERT_TRUE(holder.Open(Access::Update));
-  const ProductView held(&holder, app_, Access::Update);
-  for (const Access access : {Access::Read, Access::Update}) {
-    log_.Take();
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Products(access), "");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
-    EXPECT_TRUE(storage_.HadOpenError());
-    EXPECT_FALSE(storage_.HadParseError());
-    AddProduct("Other");
-    storage_.CloseAndSave();
-    EXPECT_FALSE(storage_.HadOpenError());
-    int warnings = 0;
-    for (const std::string& line : log_.Take()) {
-      EXPECT_FALSE(line.starts_with("error:")) << line;
-      warnings += line.starts_with("warning: Lock of file failed") ? 1 : 0;
-    }
-    EXPECT_EQ(warnings, 1);
-  }
-  holder.CloseAndSave();
-  EXPECT_EQ(Products(), "App,");
-}
-
 TEST_F(PersistentStorageTest, ProductsThatShareTheFileLoseNothingToEachOther) {
   constexpr int kProducts = 4;
   constexpr int kRounds = 25;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   std::vector<std::thread> products;
-  products.reserve(kProducts);
   for (int number = 0; number < kProducts; ++number) {
-    products.emplace_back([number] {
-      const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    products.emplace_back([number, end] {
       PersistentStorage storage;
-      for (int round = 1; round <= kRounds && std::chrono::steady_clock::now() < end;) {
+      for (int done = 0; done < kRounds && std::chrono::steady_clock::now() < end;) {
         storage.Open(Access::Update);
-        if (storage.HadOpenError()) {
-          std::this_thread::yield();
-          continue;
+        if (!storage.HadOpenError()) {
+          ProductView product(&storage, Product("App" + std::to_string(number)), Access::Update);
+          EXPECT_EQ(product.GetValue("LastActive").number, done);
+          product.SetValue("LastActive", EnvValue::Number(++done));
+          storage.CloseAndSave();
         }
-        ProductView product(&storage, Product("App" + std::to_string(number)), Access::Update);
-        EXPECT_EQ(product.GetValue("LastActive").number, round - 1);
-        product.SetValue("LastActive", EnvValue::Number(round++));
-        storage.CloseAndSave();
       }
     });
   }

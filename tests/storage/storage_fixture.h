@@ -47,6 +47,16 @@ class StorageTest : public testing::Test {
     const ProductView added(&storage_, Product(name), Access::Update);
   }
 
+  // The parts of the product "App" in the open document.
+  ProductView AppView(Access access = Access::Read) { return {&storage_, app_, access}; }
+  ProductEnvView Values(Access access = Access::Read) {
+    return {&storage_, app_, Section::Values, access};
+  }
+  ProductEnvView Settings(Access access = Access::Read) {
+    return {&storage_, app_, Section::Settings, access};
+  }
+  InhibitEventView Inhibited(Access access = Access::Read) { return {&storage_, app_, access}; }
+
   const ProductIdentity app_ = Product("App");
   StorageFolder folder_;
   CapturedLog log_;

@@ -21,17 +21,6 @@ std::string Pattern(size_t length) {
   return text;
 }
 
-TEST(MemoryOutputStreamTest, JoinsPiecesOfAnySize) {
-  const std::string text = Pattern(20000);
-  for (const size_t piece : {1u, 4096u, 5000u}) {
-    MemoryOutputStream stream;
-    WriteInPieces(stream, text, piece);
-    const std::vector<uint8_t> joined = stream.Join();
-    EXPECT_EQ(std::string(joined.begin(), joined.end()), text) << piece;
-  }
-  EXPECT_TRUE(MemoryOutputStream().Join().empty());
-}
-
 TEST(BufferedInputStreamTest, DeliversTheSameBytesInFewReads) {
   const std::string text = "\xFF" + Pattern(9999);
   MemoryInputStream memory(text.data(), text.size());

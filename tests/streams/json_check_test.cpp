@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <sstream>
 #include <string>
 
 #include "streams/memory_stream.h"
@@ -35,86 +36,27 @@ std::string Nested(const char* open, int depth, const char* inside, const char* 
 TEST(JsonCheckTest, AgreesWithTheParser) {
   std::vector<std::string> texts = {"",     " ", "{}", " [ ] \r\n\t", "[]x",
                                     "{}{}", "{", "[",  "]",           "{]"};
+  std::vector<std::string> values = {"", "1 2", R"({"a" : {"b" : []} , "c" : 0})", "\xEF\xBB\xBF"};
+  std::istringstream words(R"x(
+      0 -0 - +1 01 1. .5 1.5 1e5 1E+5 1e- 1e400 1e-400 0x1 1-2 1,2
+      9223372036854775807 9223372036854775808 -9223372036854775808
+      true false null truex True nul NaN Infinity , : [0,] [,0] [[],{},[[]]]
+      {"a":1,} {,} {"a"} {"a":} {a:1} {1:1} {"":1} "" " "a 'a' "\"\\\/\b\f\n\r\t" "\v" "\
+      "\u00e9" "\u00E9" "\u00g0" "\u12" "\u0000" "\ud834\udd1e" "\ud834" "\ud834\u0041"
+      "\ud834x" "\udd1e")x");
+  for (std::string word; words >> word;) {
+    values.push_back(word);
+  }
+  for (const char* inText :
+       {"\t", "\x7F", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9D\x84\x9E", "\x80", "\xC0\x80",
+        "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xED\x9F\xBF", "\xF0\x8F\xBF\xBF",
+        "\xF4\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xE2\x82"}) {
+    values.push_back(std::string("\"").append(inText).append("\""));
+  }
   // As an element and as a member's value.
-  for (const char* value : {"0",
-                            "-0",
-                            "-",
-                            "+1",
-                            "01",
-                            "1.",
-                            ".5",
-                            "1.5",
-                            "1e5",
-                            "1E+5",
-                            "1e-",
-                            "1e400",
-                            "1e-400",
-                            "0x1",
-                            "9223372036854775807",
-                            "9223372036854775808",
-                            "-9223372036854775808",
-                            "1 2",
-                            "1-2",
-                            "1,2",
-                            "true",
-                            "false",
-                            "null",
-                            "truex",
-                            "True",
-                            "nul",
-                            "NaN",
-                            "Infinity",
-                            "",
-                            ",",
-                            ":",
-                            "[0,]",
-                            "[,0]",
-                            "{\"a\":1,}",
-                            "{,}",
-                            "{\"a\"}",
-                            "{\"a\":}",
-                            "{a:1}",
-                            "{1:1}",
-                            "{\"\":1}",
-                            "{\"a\" : {\"b\" : []} , \"c\" : 0}",
-                            "[[],{},[[]]]",
-                            "\"\"",
-                            "\"",
-                            "\"a",
-                            "'a'",
-                            "\"\t\"",
-                            "\"\x7F\"",
-                            "\"\\\"\\\\\\/\\b\\f\\n\\r\\t\"",
-                            "\"\\v\"",
-                            "\"\\",
-                            "\"\\u00e9\"",
-                            "\"\\u00E9\"",
-                            "\"\\u00g0\"",
-                            "\"\\u12\"",
-                            "\"\\u0000\"",
-                            "\"\\ud834\\udd1e\"",
-                            "\"\\ud834\"",
-                            "\"\\ud834\\u0041\"",
-                            "\"\\ud834x\"",
-                            "\"\\udd1e\"",
-                            "\"\xC3\xA9\"",
-                            "\"\xE2\x82\xAC\"",
-                            "\"\xF0\x9D\x84\x9E\"",
-                            "\"\x80\"",
-                            "\"\xC0\x80\"",
-                            "\"\xC1\xBF\"",
-                            "\"\xE0\x9F\xBF\"",
-                            "\"\xED\xA0\x80\"",
-                            "\"\xED\x9F\xBF\"",
-                            "\"\xF0\x8F\xBF\xBF\"",
-                            "\"\xF4\x8F\xBF\xBF\"",
-                            "\"\xF4\x90\x80\x80\"",
-                            "\"\xF5\x80\x80\x80\"",
-                            "\"\xFF\"",
-                            "\"\xE2\x82\"",
-                            "\xEF\xBB\xBF"}) {
-    texts.push_back(std::string("[").append(value).append("]"));
-    texts.push_back(std::string("{\"k\":").append(value).append("}"));
+  for (const std::string& value : values) {
+    texts.push_back("[" + value + "]");
+    texts.push_back("{\"k\":" + value + "}");
   }
   texts.push_back(std::string("[\0]", 3));
   texts.push_back(std::string("[\"\0\"]", 5));

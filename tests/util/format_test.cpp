@@ -6,6 +6,10 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
+
+#include "support/captured_log.h"
+#include "util/hash.h"
 
 namespace Tav {
 namespace {
@@ -42,23 +46,24 @@ TEST(FormatSizeTest, ChoosesTheUnitAndRounds) {
   }
 }
 
-TEST(HexTextTest, WritesTwoDigitsAByte) {
-  constexpr uint8_t kBytes[] = {0x00, 0x9F, 0xA5};
-  EXPECT_EQ(HexText(kBytes, 3), "009fa5");
-  EXPECT_EQ(HexText(kBytes, 3, HexCase::Upper), "009FA5");
-  EXPECT_EQ(HexText(kBytes, 0), "");
+TEST(HashTextTest, FillsTheDigestByAlgorithm) {
+  Testing::CapturedLog log;
+  uint8_t digest[64];
+  EXPECT_EQ(HashText(HashAlgorithm::Sha1, "abc", digest, sizeof digest), 20u);
+  EXPECT_EQ(digest[0], 0xA9);
+  EXPECT_EQ(HashText(HashAlgorithm::Sha256, "abc", digest, 32), 32u);
+  EXPECT_EQ(digest[31], 0xAD);
+  EXPECT_EQ(log.Take(), std::vector<std::string>(2, "UT: Hashing '[3 bytes]'..."));
+  EXPECT_EQ(HashText(HashAlgorithm{2}, "abc", digest, sizeof digest), 0u);
+  EXPECT_TRUE(log.Take().empty()) << "an unknown algorithm is not even logged";
+
+  EXPECT_EQ(HashText(HashAlgorithm::Sha256, "abc", digest, 31), 0u);
+  EXPECT_EQ(log.Take().back(), "warning: Buffer for hashed value of '[3 bytes]' is too small.");
 }
 
-TEST(NewUuidTextTest, GroupsTheDigits) {
-  const UuidText uuid = NewUuidText();
-  const std::string text(uuid.View());
-  ASSERT_EQ(text.size(), 36u);
-  EXPECT_EQ(text, uuid.text);
-  for (size_t i = 0; i < text.size(); ++i) {
-    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-    EXPECT_EQ(std::string_view("0123456789abcdef").find(text[i]) == std::string_view::npos, dash);
-    EXPECT_EQ(text[i] == '-', dash) << text;
-  }
+TEST(HashTextToHexTest, FoldsTheDigest) {
+  // ba7816bf8f01cfea414140de5dae2223 xor b00361a396177a9cb410ff61f20015ad
+  EXPECT_EQ(HashTextToHex("abc"), "0a7b771c1916b576f551bfbfafae378e");
 }
 
 }  // namespace

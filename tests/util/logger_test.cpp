@@ -7,10 +7,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/error.h"
@@ -281,46 +283,42 @@ TEST_F(LoggerTest, HostsLineSinkReplacesTheLogFileUntilTheLoggerIsClosed) {
 TEST_F(LoggerTest, LinesOfSeveralThreadsStayWholeAndInOrder) {
   UseLogFile();
   ConfigureLogger(nullptr, nullptr, false);
-  constexpr int kThreads = 3;
   std::atomic<bool> stop{false};
   std::atomic<int> logged{0};
   std::vector<std::thread> threads;
-  for (int number = 0; number < kThreads; ++number) {
+  const auto textOf = [](int number) { return std::string(50, static_cast<char>('a' + number)); };
+  for (int number = 0; number < 3; ++number) {
     threads.emplace_back([&, number] {
-      const std::string text(50, static_cast<char>('a' + number));
       for (int i = 0; !stop; ++i, ++logged) {
-        LogDebug("%d %d %s", number, i, text.c_str());
+        LogDebug("%d %d %s", number, i, textOf(number).c_str());
       }
     });
   }
-  const auto awaitLines = [&logged](int count) {
-    for (const int start = logged; logged < start + count;) {
+  for (int turn = 0; turn <= 40; ++turn) {
+    for (const int end = logged + (turn < 40 ? 5 : 600); logged < end;) {
       std::this_thread::yield();
     }
-  };
-  for (int turn = 0; turn < 40; ++turn) {
-    awaitLines(5);
-    CloseLogger();
-    ConfigureLogger(nullptr, nullptr, false);
+    if (turn < 40) {
+      CloseLogger();
+      ConfigureLogger(nullptr, nullptr, false);
+    }
   }
-  awaitLines(600);
   stop = true;
   for (std::thread& thread : threads) {
     thread.join();
   }
   CloseLogger();
-  std::vector<int> last(kThreads, -1);
+  std::map<int, int> last = {{0, -1}, {1, -1}, {2, -1}};
   int inSequence = 0;
   for (const std::string& line : LogFileLines()) {
     int number = -1;
     int i = -1;
     char text[60] = "";
     ASSERT_EQ(std::sscanf(line.c_str(), "%*s %d %d %50s", &number, &i, text), 3) << line;
-    ASSERT_EQ(text, std::string(50, static_cast<char>('a' + number))) << line;
-    int& before = last.at(static_cast<size_t>(number));
+    ASSERT_EQ(text, textOf(number)) << line;
+    const int before = std::exchange(last.at(number), i);
     ASSERT_GT(i, before) << line;
     inSequence += i == before + 1 ? 1 : 0;
-    before = i;
   }
   EXPECT_GE(inSequence, 500) << "no line is lost while the file is open";
 }

@@ -49,28 +49,6 @@ std::string ReadWhole(TavFile& file) {
   return std::string(buffer, stream.Read(buffer, sizeof buffer));
 }
 
-TEST_F(TavFileTest, AppendsReadsAndTruncates) {
-  const std::string path = Path("data");
-  for (const char* text : {"one\r\n", "two\n"}) {
-    TavFile file;
-    ASSERT_TRUE(file.OpenForAppend(path.c_str())) << file.ErrorText();
-    TavFileOutputStream stream(&file);
-    stream.Write(text, std::string(text).size());
-    EXPECT_FALSE(stream.HasError());
-    EXPECT_TRUE(file.Close());
-  }
-  EXPECT_EQ(folder_.Contents("data"), "one\r\ntwo\n") << "line ends are not translated";
-
-  TavFile file;
-  ASSERT_TRUE(file.OpenForUpdate(path.c_str()));
-  EXPECT_EQ(ReadWhole(file), "one\r\ntwo\n");
-  EXPECT_TRUE(file.Write("three", 5));
-  EXPECT_TRUE(file.Truncate());
-  EXPECT_TRUE(file.Write("new", 3));
-  EXPECT_TRUE(file.Close());
-  EXPECT_EQ(folder_.Contents("data"), "new");
-}
-
 TEST_F(TavFileTest, LockExcludesASecondOpen) {
   const std::string path = Path("data");
   TavFile first;

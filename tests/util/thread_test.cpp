@@ -8,11 +8,13 @@
 
 #include "platform/clock.h"
 #include "support/captured_log.h"
+#include "support/eventually.h"
 
 namespace Tav {
 namespace {
 
 using Testing::CapturedLog;
+using Testing::Eventually;
 
 // Runs a test's function and reports its own deletion.
 class Worker final : public Thread {
@@ -32,22 +34,6 @@ class Worker final : public Thread {
 class ThreadTest : public testing::Test {
  protected:
   Worker* Make(void (*body)(Worker&)) { return new Worker(body, deleted_); }
-  bool DeletedSoon() {
-    return Soon([this] { return deleted_.load(); });
-  }
-  static bool NoneRunsSoon() {
-    return Soon([] { return !Thread::AnyRunning(); });
-  }
-
-  template <typename Condition>
-  static bool Soon(Condition condition) {
-    const int64_t end = Platform::MonotonicMilliseconds() + 10000;
-    while (!condition() && Platform::MonotonicMilliseconds() < end) {
-      Platform::SleepMilliseconds(1);
-    }
-    return condition();
-  }
-
   CapturedLog log_;
   std::atomic<bool> deleted_{false};
 };
@@ -70,8 +56,8 @@ TEST_F(ThreadTest, LastReferenceDeletesTheObject) {
   worker->Release();
   EXPECT_TRUE(Thread::AnyRunning()) << "a detached thread counts";
   worker->Signal();  // valid: the thread holds a reference
-  EXPECT_TRUE(DeletedSoon());
-  EXPECT_TRUE(NoneRunsSoon());
+  EXPECT_TRUE(Eventually([this] { return deleted_.load(); }));
+  EXPECT_TRUE(Eventually([] { return !Thread::AnyRunning(); }));
   EXPECT_EQ(log_.Find("error:"), "");
 }
 

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <string>
 
 #include "platform/clock.h"
@@ -58,17 +57,6 @@ TEST(CaptureTimeStampTest, IsTheCurrentMomentInTheLocalZone) {
   EXPECT_EQ(stamp.utcBiasMinutes, Platform::QueryUtcBiasMinutes());
   EXPECT_GE(text, FormatTimeStamp({before, stamp.utcBiasMinutes}));
   EXPECT_LE(text, FormatTimeStamp({after, stamp.utcBiasMinutes}));
-}
-
-// The standard library's clock may be one step behind.
-TEST(CurrentTimeTest, CountsSecondsFromBothEpochs) {
-  const auto before = static_cast<int64_t>(std::time(nullptr)) - 1;
-  const int64_t unixSeconds = CurrentTime();
-  const double seconds = CurrentTimeSeconds() - 11644473600.0;
-  const auto after = static_cast<int64_t>(std::time(nullptr)) + 1;
-  EXPECT_GE(unixSeconds, before);
-  EXPECT_GE(seconds, static_cast<double>(unixSeconds));
-  EXPECT_LE(seconds, static_cast<double>(after) + 1);
 }
 
 }  // namespace
