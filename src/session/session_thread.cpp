@@ -108,7 +108,7 @@ bool SessionThread::StartUp(int lockWait) {
 // Without the stored settings it is unknown what may be reported, and to which server.
 bool SessionThread::StartUpLater() {
   LogWarning("SM: The storage file is locked. Nothing is sent until it can be opened");
-  stamps_.LoadDays();
+  stamps_.LoadDays(CurrentTime());
   items_.Hold();
   queue_.SetBatchDelay(kMaxBatchDelay);
   bool started = false;
