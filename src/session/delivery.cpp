@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "util/logger.h"
-#include "util/time_stamp.h"
+#include "util/now.h"
 
 namespace Tav {
 
@@ -12,7 +12,7 @@ void Delivery::SetLimits(const Limits& limits) {
   maxMemorySize_ = limits.maxMemorySize;
 }
 
-void Delivery::Add(WorkItemPtr item, int64_t now) {
+void Delivery::Add(WorkItemPtr item, const Now& now) {
   if (batch_.Empty()) {
     schedule_.OnFirstPending(now);
   }
@@ -61,10 +61,10 @@ bool Delivery::SendToServer() {
     return false;
   }
   const bool sent = uploader_.SendAllRecords();
-  const int64_t now = CurrentTime();
+  const Now now = ReadClocks();
   if (sent) {
     app_.PersistAppStatusChanges();
-    stamps_.PersistLastServerAccessTime(now);
+    stamps_.PersistLastServerAccessTime(now.unixSeconds);
     schedule_.OnSent(now);
   } else {
     app_.PersistAccepted();
@@ -94,7 +94,7 @@ void Delivery::FlushIfDue() {
 void Delivery::FlushToCache() {
   schedule_.OnFlushed();
   if (!store_.Flush()) {
-    schedule_.OnFlushFailed(CurrentTime());
+    schedule_.OnFlushFailed(ReadClocks());
     store_.BoundMemory(maxMemorySize_);
   }
 }
@@ -109,10 +109,10 @@ void Delivery::SendAtTermination() {
     return;
   }
   using LongLong = long long;
-  const int64_t now = CurrentTime();
+  const Now now = ReadClocks();
   TAV_DEBUG("SM: ProcessTermination: persistent interval enabled. Now = %lld, waitTime = %lld",
-            LongLong{now}, LongLong{schedule_.WaitTime()});
-  if (schedule_.WaitTime() <= now) {
+            LongLong{now.unixSeconds}, LongLong{now.ToUnix(schedule_.WaitTime())});
+  if (schedule_.WaitTime() <= now.monotonic) {
     TAV_DEBUG("SM: ProcessTermination: persistent interval is over. Sending data to server.");
     SendToServer();
   } else if (schedule_.CheckSendThreshold(store_.Backlog())) {

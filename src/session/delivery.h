@@ -34,7 +34,7 @@ class Delivery {
   void SetLimits(const Limits& limits);
 
   // An accepted event.
-  void Add(WorkItemPtr item, int64_t now);
+  void Add(WorkItemPtr item, const Now& now);
 
   // Builds full records, or, with `all`, records of everything that is pending.
   void ProcessEventList(bool all);

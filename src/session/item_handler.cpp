@@ -15,13 +15,16 @@ constexpr int64_t kMillisecondsPerSecond = 1000;
 
 }  // namespace
 
-void ItemHandler::ProcessItems(WorkList items, int64_t now) {
+void ItemHandler::ProcessItems(WorkList items, const Now& now) {
+  if (!holding_) {
+    intake_.OnQueueTaken(now);
+  }
   while (WorkItemPtr item = items.TakeFirst()) {
     ProcessSafely(std::move(item), now);
   }
 }
 
-void ItemHandler::ProcessSafely(WorkItemPtr item, int64_t now) {
+void ItemHandler::ProcessSafely(WorkItemPtr item, const Now& now) {
   const ItemCode code = item->code;
   try {
     if (!holding_ || !ProcessHeld(item)) {
@@ -58,11 +61,10 @@ bool ItemHandler::ProcessHeld(WorkItemPtr& item) {
   }
 }
 
-// Rate limits count each event in the minute in which it was reported.
-void ItemHandler::Release(int64_t now) {
+void ItemHandler::Release(const Now& now) {
   holding_ = false;
+  intake_.OnQueueTaken(now);
   while (WorkItemPtr item = held_.TakeFirst()) {
-    intake_.Roll(item->time.unixMilliseconds / kMillisecondsPerSecond);
     ProcessSafely(std::move(item), now);
   }
 }
@@ -74,7 +76,7 @@ void ItemHandler::AnswerFailed(ItemCode code) {
   }
 }
 
-void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
+void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
   switch (item->code) {
     case ItemCode::Client:
       if (app_.Changes().RecordDue()) {
@@ -127,10 +129,11 @@ void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
   LogError("SM: Unhandled item code (%d)", static_cast<int>(item->code));
 }
 
-void ItemHandler::OnEvent(WorkItemPtr item, int64_t now) {
+void ItemHandler::OnEvent(WorkItemPtr item, const Now& now) {
   if (intake_.Accepts(*item->event)) {
+    const int64_t reported = item->time.unixMilliseconds / kMillisecondsPerSecond;
     delivery_.Add(std::move(item), now);
-    intake_.Count();
+    intake_.Count(reported);
   }
 }
 

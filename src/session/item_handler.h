@@ -1,12 +1,11 @@
 // Handles the items that host threads put into the queue.
 #pragma once
 
-#include <cstdint>
-
 #include "session/app_status.h"
 #include "session/delivery.h"
 #include "session/intake.h"
 #include "session/work_queue.h"
+#include "util/now.h"
 #include "util/thread.h"
 
 namespace Tav {
@@ -24,13 +23,13 @@ class ItemHandler {
 
   // In order. An item whose handling throws is dropped with a message; a host that waits still gets
   // an answer.
-  void ProcessItems(WorkList items, int64_t now);
+  void ProcessItems(WorkList items, const Now& now);
 
   // While the stored settings are unknown: keeps the events and product values, and answers
   // requests with what is known. Nothing is sent.
   void Hold() { holding_ = true; }
   // Handles what was kept, in order, and the later items as usual.
-  void Release(int64_t now);
+  void Release(const Now& now);
 
   bool Terminating() const { return terminating_; }
   // Whether a host has suspended sending.
@@ -43,11 +42,11 @@ class ItemHandler {
   void RestorePulled();
 
  private:
-  void ProcessSafely(WorkItemPtr item, int64_t now);
-  void ProcessItem(WorkItemPtr item, int64_t now);
+  void ProcessSafely(WorkItemPtr item, const Now& now);
+  void ProcessItem(WorkItemPtr item, const Now& now);
   void AnswerFailed(ItemCode code);
   bool ProcessHeld(WorkItemPtr& item);
-  void OnEvent(WorkItemPtr item, int64_t now);
+  void OnEvent(WorkItemPtr item, const Now& now);
   void OnCommit();
   void OnPullData();
   void OnPushData();

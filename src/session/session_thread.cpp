@@ -9,8 +9,8 @@
 #include "platform/clock.h"
 #include "session/session_environment.h"
 #include "util/logger.h"
+#include "util/now.h"
 #include "util/storage_directory.h"
-#include "util/time_stamp.h"
 
 namespace Tav {
 
@@ -27,6 +27,9 @@ constexpr int kStartLockWait = 2000;
 constexpr int kPauseAfterFailure = 1;
 // Between two attempts to open a storage file that is locked.
 constexpr int kStorageRetry = 1;
+// While a timer is armed. Unlike the timers, a wait stands still while the computer sleeps, so a
+// long one would end too late.
+constexpr int kMaxTimedWait = 60;
 
 // If the check fails, the next turn repeats it.
 bool IsLocked(const AppStatus& app) try { return app.Locked(); } catch (...) {
@@ -67,6 +70,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
 
 void SessionThread::Run() {
   TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  intake_.OnQueueTaken(ReadClocks());  // no event is older
   // After a failed start the thread still answers hosts and terminates in order.
   bool started = true;
   try {
@@ -100,7 +104,7 @@ bool SessionThread::StartUp(int lockWait) {
   app_.ClearOldOptOut();
   delivery_.Batch().EstimateOverhead();
   if (app_.Changes().RecordDue() && !delivery_.Store().HasCacheFiles()) {
-    delivery_.Schedule().ArmPause(CurrentTime());
+    delivery_.Schedule().ArmPause(ReadClocks());
   }
   return true;
 }
@@ -113,7 +117,7 @@ bool SessionThread::StartUpLater() {
   queue_.SetBatchDelay(kMaxBatchDelay);
   bool started = false;
   while (!started && !items_.Terminating()) {
-    items_.ProcessItems(queue_.TakeItems(kStorageRetry), CurrentTime());
+    items_.ProcessItems(queue_.TakeItems(kStorageRetry), ReadClocks());
     started = !IsLocked(app_) && StartUp(StorageFile::kDefaultLockWait);
   }
   return started || StartUp(shutdown_.LockWait());
@@ -130,7 +134,7 @@ void SessionThread::EndWithoutSettings() {
   } catch (...) {
     LogException("SM: ");
   }
-  items_.Release(CurrentTime());
+  items_.Release(ReadClocks());
   shutdown_.CacheEverything();
 }
 
@@ -206,8 +210,8 @@ void SessionThread::OpenCache() {
 void SessionThread::ProcessData() {
   TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const RecordStore& store = delivery_.Store();
-  delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
-  items_.Release(CurrentTime());
+  delivery_.Schedule().SetInitialWaitTime(ReadClocks(), store.CacheSize(), store.OldestCached());
+  items_.Release(ReadClocks());
   int minTimeout = 0;
   while (!items_.Terminating()) {
     // What fails for one record or event must not end the thread.
@@ -223,9 +227,11 @@ void SessionThread::ProcessData() {
 }
 
 void SessionThread::ProcessTurn(int minTimeout) {
-  const int64_t now = CurrentTime();
-  intake_.Roll(now);
+  const Now now = ReadClocks();
   int timeout = delivery_.Schedule().ComputeTimeout(now);
+  if (delivery_.Schedule().Armed()) {
+    timeout = std::min(timeout, kMaxTimedWait);
+  }
   if (app_.ClientPending()) {
     timeout = std::min(timeout, kClientInfoPoll);
   }
@@ -235,12 +241,12 @@ void SessionThread::ProcessTurn(int minTimeout) {
   delivery_.Schedule().CheckTimers(now);
   WorkList items = queue_.TakeItems(std::max(timeout, minTimeout));
   RetryStorage();
-  items_.ProcessItems(std::move(items), CurrentTime());
+  items_.ProcessItems(std::move(items), ReadClocks());
   if (items_.Terminating()) {
     return;
   }
   if (app_.FinishClientInfo(0)) {
-    delivery_.Schedule().OnFirstPending(CurrentTime());
+    delivery_.Schedule().OnFirstPending(ReadClocks());
   }
   if (delivery_.IsSendDue(items_.Suspended())) {
     delivery_.SendToServer();
@@ -264,7 +270,7 @@ void SessionThread::RetryStorage() try {
     }
     stamps_.StoreUnsaved(StorageFile::kDefaultLockWait);
     if (app_.CollectionDue() && app_.CollectClientLate()) {
-      delivery_.Schedule().OnFirstPending(CurrentTime());
+      delivery_.Schedule().OnFirstPending(ReadClocks());
     }
   }
   if (app_.Unsaved() && !app_.Locked()) {
