@@ -14,8 +14,8 @@ uint64_t FileTimeUnits();
 
 // Milliseconds since about the start of the system, for timers and intervals. Never goes backwards
 // or jumps, whatever happens to the wall clock. On Windows it also counts the time that the
-// computer sleeps or hibernates, in steps of up to 16 ms; the waits of platform/thread.h do not
-// count that time. On POSIX systems neither does.
+// computer sleeps or hibernates, in steps of up to 16 ms; the waits of platform/thread.h may not
+// count that time. On POSIX systems neither counts it.
 int64_t MonotonicMilliseconds();
 
 // Minutes to add to local time to get UTC (negative east of Greenwich), daylight saving included.
