@@ -83,7 +83,7 @@ class ClientInfo {
 };
 
 // Whether a description is due: `lastDay`, a stored value, is eight or more days before `today`, or
-// not a number. False for a day in the future. Days since 1970.
+// not a number. False for a day in the future, which counts as today. Days since 1970.
 bool IsCollectionDue(const EnvValue& lastDay, int64_t today);
 
 // Add the labels of the operating system, locale, time zone and processor, or of the monitors.

@@ -12,7 +12,10 @@ int64_t UnixMilliseconds();
 // 100-nanosecond units since 1601-01-01 UTC, as Windows counts file times.
 uint64_t FileTimeUnits();
 
-// Milliseconds from an arbitrary start. Never goes backwards.
+// Milliseconds since about the start of the system, for timers and intervals. Never goes backwards
+// or jumps, whatever happens to the wall clock. On Windows it also counts the time that the
+// computer sleeps or hibernates, in steps of up to 16 ms; the waits of platform/thread.h may not
+// count that time. On POSIX systems neither counts it.
 int64_t MonotonicMilliseconds();
 
 // Minutes to add to local time to get UTC (negative east of Greenwich), daylight saving included.

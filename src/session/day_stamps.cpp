@@ -12,6 +12,8 @@ namespace {
 constexpr int64_t kSecondsPerDay = 86400;
 // Beyond any day of a clock; limits the numbers in a damaged file.
 constexpr double kMaxDay = 1e9;
+// Day 0 means never, so it is not stored for a clock that shows 1970.
+constexpr int64_t kFirstDay = 1;
 
 constexpr char kLastConfigAccess[] = "LastConfigAccess";
 
@@ -19,10 +21,14 @@ PersistentStorage::ProductView ViewOf(PersistentStorage* storage, const ProductI
   return {storage, product, PersistentStorage::Access::Update};
 }
 
+int64_t DayOf(int64_t unixSeconds) {
+  return std::max(unixSeconds / kSecondsPerDay, kFirstDay);
+}
+
 // 0 when the key is missing or holds no number.
 int64_t DayOf(const EnvValue& value) {
   return value.type == EnvType::Number
-             ? static_cast<int64_t>(std::clamp(value.number, -kMaxDay, kMaxDay))
+             ? static_cast<int64_t>(std::clamp(value.number, 0.0, kMaxDay))
              : 0;
 }
 
@@ -35,42 +41,46 @@ bool DayStamps::Open(int lockWait) {
 }
 
 bool DayStamps::LoadTimestamp(int64_t now, bool mayFetch, int lockWait) {
-  const int64_t today = now / kSecondsPerDay;
+  const int64_t today = DayOf(now);
   const StorageCloser closer(storage_);
   if (!Open(lockWait)) {
     return false;
   }
   loaded_ = true;
   bool newDay = false;
+  bool changed = false;
   {
     PersistentStorage::ProductView view = ViewOf(&storage_, product_);
-    LoadDays(view);
+    LoadDays(view, today);
     TAV_DEBUG("SM: LoadTimestamp - lastServerAccessTime = %ld, lastActiveTime = %ld",
               static_cast<long>(LastServerAccessTime()), static_cast<long>(LastActiveTime()));
     const EnvValue stamp = view.GetValue(kLastConfigAccess);
     TAV_TRACE("SM: LoadTimestamp - Comparing Config stamps. Old=%ld, today=%ld",
               static_cast<long>(DayOf(stamp)), static_cast<long>(today));
-    newDay = mayFetch && (stamp.type != EnvType::Number || DayOf(stamp) != today);
-    if (newDay) {
+    newDay = mayFetch && DayOf(stamp) < today;
+    changed = mayFetch && DayOf(stamp) != today;
+    if (changed) {
       view.SetValue(kLastConfigAccess, EnvValue::Number(static_cast<double>(today)));
     }
   }
-  storage_.Close(newDay ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
+  storage_.Close(changed ? PersistentStorage::Changes::Save : PersistentStorage::Changes::Discard);
   return newDay;
 }
 
-void DayStamps::LoadDays() {
+void DayStamps::LoadDays(int64_t now) {
   using Access = PersistentStorage::Access;
   const StorageCloser closer(storage_);
   storage_.SetLockWait(StorageFile::kDefaultLockWait);
   storage_.OpenTimestamps(Access::Read);
-  LoadDays(PersistentStorage::ProductView(&storage_, product_, Access::Read));
+  LoadDays(PersistentStorage::ProductView(&storage_, product_, Access::Read), DayOf(now));
 }
 
-void DayStamps::LoadDays(const PersistentStorage::ProductView& view) {
+void DayStamps::LoadDays(const PersistentStorage::ProductView& view, int64_t today) {
   for (Stamp* const stamp : {&serverAccess_, &active_}) {
     if (!stamp->unsaved) {
-      stamp->day.store(DayOf(view.GetValue(stamp->key)), std::memory_order_relaxed);
+      const int64_t stored = DayOf(view.GetValue(stamp->key));
+      stamp->day.store(std::min(stored, today), std::memory_order_relaxed);
+      stamp->unsaved = stored > today;
     }
   }
 }
@@ -84,7 +94,7 @@ void DayStamps::PersistLastServerAccessTime(int64_t now) {
 }
 
 void DayStamps::Persist(Stamp& stamp, int64_t now) {
-  const int64_t today = now / kSecondsPerDay;
+  const int64_t today = DayOf(now);
   if (stamp.Day() != today) {
     stamp.day.store(today, std::memory_order_relaxed);
     stamp.unsaved = true;

@@ -1,5 +1,8 @@
 // Loads and saves the days of a product's last server access, last activity and last request for
 // settings, in the storage file of time stamps.
+//
+// Days outlive the process, so they come from the wall clock. A stored day in the future is left
+// from a clock that was wrong: it counts as today and is stored again as that.
 #pragma once
 
 #include <atomic>
@@ -21,10 +24,10 @@ class DayStamps {
 
   // Loads the days that this run has not set, waiting at most `lockWait` milliseconds for the file,
   // and stores the others. With `mayFetch`, true once a day, when settings must be fetched; stores
-  // that day at once, even if the fetch fails later. `now` is in seconds since 1970.
+  // that day at once, even if the fetch fails later. `now` here and below: seconds since 1970.
   bool LoadTimestamp(int64_t now, bool mayFetch, int lockWait);
   // Loads the days alone, for the host's queries before LoadTimestamp.
-  void LoadDays();
+  void LoadDays(int64_t now);
   // False before LoadTimestamp has opened the file.
   bool Loaded() const { return loaded_; }
   void PersistLastActiveTime(int64_t now);
@@ -53,7 +56,7 @@ class DayStamps {
 
   void Persist(Stamp& stamp, int64_t now);
   bool Open(int lockWait);
-  void LoadDays(const PersistentStorage::ProductView& view);
+  void LoadDays(const PersistentStorage::ProductView& view, int64_t today);
 
   const ProductIdentity product_;
   PersistentStorage storage_;

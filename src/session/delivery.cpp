@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "util/logger.h"
-#include "util/time_stamp.h"
+#include "util/now.h"
 
 namespace Tav {
 
@@ -12,7 +12,7 @@ void Delivery::SetLimits(const Limits& limits) {
   maxMemorySize_ = limits.maxMemorySize;
 }
 
-void Delivery::Add(const EventLog::Item& event, int64_t now) {
+void Delivery::Add(const EventLog::Item& event, const Now& now) {
   if (batch_.Pending().Empty()) {
     schedule_.OnFirstPending(now);
   }
@@ -69,10 +69,10 @@ bool Delivery::SendToServer() {
     return false;
   }
   const bool sent = uploader_.SendAllRecords();
-  const int64_t now = CurrentTime();
+  const Now now = ReadClocks();
   if (sent) {
     app_.PersistAppStatusChanges();
-    stamps_.PersistLastServerAccessTime(now);
+    stamps_.PersistLastServerAccessTime(now.unixSeconds);
     schedule_.OnSent(now);
   } else {
     app_.PersistAccepted();
@@ -102,7 +102,7 @@ void Delivery::FlushIfDue() {
 void Delivery::FlushToCache() {
   schedule_.OnFlushed();
   if (!store_.Flush()) {
-    schedule_.OnFlushFailed(CurrentTime());
+    schedule_.OnFlushFailed(ReadClocks());
     store_.BoundMemory(maxMemorySize_);
   }
 }
@@ -117,10 +117,10 @@ void Delivery::SendAtTermination() {
     return;
   }
   using LongLong = long long;
-  const int64_t now = CurrentTime();
+  const Now now = ReadClocks();
   TAV_DEBUG("SM: ProcessTermination: persistent interval enabled. Now = %lld, waitTime = %lld",
-            LongLong{now}, LongLong{schedule_.WaitTime()});
-  if (schedule_.WaitTime() <= now) {
+            LongLong{now.unixSeconds}, LongLong{now.ToUnix(schedule_.WaitTime())});
+  if (schedule_.WaitTime() <= now.monotonic) {
     TAV_DEBUG("SM: ProcessTermination: persistent interval is over. Sending data to server.");
     SendToServer();
   } else if (schedule_.CheckSendThreshold(store_.Backlog())) {

@@ -37,7 +37,7 @@ class Delivery {
   void SetLimits(const Limits& limits);
 
   // The next event of the log: accepted, or dropped by a rule.
-  void Add(const EventLog::Item& event, int64_t now);
+  void Add(const EventLog::Item& event, const Now& now);
   void Skip(const EventLog::Item& event) { batch_.Pending().Skip(event); }
   // Settles the dropped events at the start of the log.
   void SettleDropped();

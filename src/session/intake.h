@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "util/now.h"
+
 namespace Tav {
 
 class ConfigManager;
@@ -33,24 +35,44 @@ struct RateLimits {
   int perHour = 0;
 };
 
-// Counts events per minute and per hour. Arithmetic on whole seconds since 1970; reads no clock.
+// Dates events on the monotonic clock. An event has only a wall-clock time stamp: another clock
+// reading would cost the host's thread time and each event memory. The wall clock tells how long
+// the event waited in the queue; the two moments at which the queue was emptied limit that. If the
+// wall clock jumps meanwhile, the error is therefore no longer than the wait between them.
+class ReportClock {
+ public:
+  // The queue is being emptied: later dates are for the events in it.
+  void OnQueueTaken(const Now& now);
+  // The moment of an event that was stamped with `unixSeconds`.
+  MonotonicTime MomentOf(int64_t unixSeconds) const;
+
+ private:
+  MonotonicTime before_;
+  Now taken_;
+};
+
+// Counts events by the minute in which they were reported, in a window of 60 minutes. The window
+// ends with the newest event: a count is of interest only when there is one. Reads no clock.
 class EventRate {
  public:
-  // Advances the counters to the minute of `now`.
-  void Roll(int64_t now);
-  // Counts one event in the current minute.
-  void Count();
+  // Counts an event. Does nothing with one that is older than the window.
+  void Count(MonotonicTime reported);
 
-  int InCurrentMinute() const { return currentMinute_; }
+  // In the minute of the event that was counted last.
+  int InMinute() const { return inMinute_; }
+  // In the whole window.
   int InLastHour() const { return lastHour_; }
 
  private:
-  static constexpr int kMinutes = 60;
+  static constexpr int64_t kMinutes = 60;
+
+  int& Slot(int64_t minute) { return slots_[static_cast<std::size_t>(minute % kMinutes)]; }
+  void MoveWindow(int64_t newest);
 
   std::array<int, kMinutes> slots_{};
-  int index_ = 0;
-  int currentMinute_ = 0;
-  int lastHour_ = 0;
+  int64_t newest_ = 0;  // minute
+  int inMinute_ = 0;
+  int lastHour_ = 0;  // the sum of the slots
 };
 
 // Session thread only.
@@ -64,20 +86,21 @@ class Intake {
   void Disable() { disabled_ = true; }
   bool Disabled() const { return disabled_; }
 
-  // Call in each turn of the session thread, with the current time.
-  void Roll(int64_t now) { rate_.Roll(now); }
+  // Call whenever the queue was emptied, before its events are counted.
+  void OnQueueTaken(const Now& now) { reportClock_.OnQueueTaken(now); }
 
   bool Accepts(std::string_view event) const;
   // Whether every event is rejected, whatever its name.
   bool RejectsAll() const { return disabled_ || !consent_.AllowsReports(); }
-  // Counts an accepted event. If it reaches a limit, disables the intake with a warning; the event
-  // itself is kept.
-  void Count();
+  // Counts an accepted event that was reported at `unixSeconds`. If it reaches a limit, disables
+  // the intake with a warning; the event itself is kept.
+  void Count(int64_t unixSeconds);
 
  private:
   const Consent consent_;
   const ConfigManager& settings_;
   RateLimits limits_;
+  ReportClock reportClock_;
   EventRate rate_;
   bool disabled_ = false;
 };

@@ -17,7 +17,10 @@ constexpr int64_t kMillisecondsPerSecond = 1000;
 
 }  // namespace
 
-void ItemHandler::ProcessWork(Work work, int64_t now) {
+void ItemHandler::ProcessWork(Work work, const Now& now) {
+  if (!holding_) {
+    intake_.OnQueueTaken(now);
+  }
   while (WorkItemPtr item = work.items.TakeFirst()) {
     TakeEvents(item->position, now);
     ProcessSafely(std::move(item), now);
@@ -27,7 +30,7 @@ void ItemHandler::ProcessWork(Work work, int64_t now) {
 }
 
 // An event whose handling throws is dropped with a message.
-void ItemHandler::TakeEvents(EventLog::Position end, int64_t now) {
+void ItemHandler::TakeEvents(EventLog::Position end, const Now& now) {
   if (holding_ && !intake_.RejectsAll()) {
     heldEnd_ = end;
     return;
@@ -52,7 +55,7 @@ void ItemHandler::ReportRefused() {
   }
 }
 
-void ItemHandler::ProcessSafely(WorkItemPtr item, int64_t now) {
+void ItemHandler::ProcessSafely(WorkItemPtr item, const Now& now) {
   const ItemCode code = item->code;
   try {
     if (!holding_ || !ProcessHeld(item)) {
@@ -84,8 +87,9 @@ bool ItemHandler::ProcessHeld(WorkItemPtr& item) {
   }
 }
 
-void ItemHandler::Release(int64_t now) {
+void ItemHandler::Release(const Now& now) {
   holding_ = false;
+  intake_.OnQueueTaken(now);
   while (WorkItemPtr item = held_.TakeFirst()) {
     TakeEvents(item->position, now);
     ProcessSafely(std::move(item), now);
@@ -100,7 +104,7 @@ void ItemHandler::AnswerFailed(ItemCode code) {
   }
 }
 
-void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
+void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
   switch (item->code) {
     case ItemCode::Client:
       if (app_.Changes().RecordDue()) {
@@ -151,7 +155,7 @@ void ItemHandler::ProcessItem(WorkItemPtr item, int64_t now) {
 }
 
 // Rate limits count each event in the minute in which it was reported.
-void ItemHandler::OnEvent(const EventLog::Item& event, int64_t now) {
+void ItemHandler::OnEvent(const EventLog::Item& event, const Now& now) {
   const EntryFields fields = event.view.Fields();
   if (!intake_.Accepts(fields.name)) {
     queue_.Log().SetVerdict(event.begin, Verdict::Dropped);
@@ -159,8 +163,7 @@ void ItemHandler::OnEvent(const EventLog::Item& event, int64_t now) {
     return;
   }
   delivery_.Add(event, now);
-  intake_.Roll(fields.time.unixMilliseconds / kMillisecondsPerSecond);
-  intake_.Count();
+  intake_.Count(fields.time.unixMilliseconds / kMillisecondsPerSecond);
 }
 
 void ItemHandler::OnCommit() {

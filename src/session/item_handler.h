@@ -1,13 +1,12 @@
 // Handles the items that host threads put into the queue.
 #pragma once
 
-#include <cstdint>
-
 #include "session/app_status.h"
 #include "session/delivery.h"
 #include "session/intake.h"
 #include "session/recovery.h"
 #include "session/work_queue.h"
+#include "util/now.h"
 #include "util/thread.h"
 
 namespace Tav {
@@ -33,13 +32,13 @@ class ItemHandler {
 
   // In order. An item whose handling throws is dropped with a message; a host that waits still gets
   // an answer.
-  void ProcessWork(Work work, int64_t now);
+  void ProcessWork(Work work, const Now& now);
 
   // While the stored settings are unknown: leaves the events in the log, keeps the product values,
   // and answers requests with what is known. Nothing is sent.
   void Hold() { holding_ = true; }
   // Handles what was kept, in order, and the later items as usual.
-  void Release(int64_t now);
+  void Release(const Now& now);
 
   bool Terminating() const { return terminating_; }
   // Whether a host has suspended sending.
@@ -52,12 +51,12 @@ class ItemHandler {
   void RestorePulled();
 
  private:
-  void ProcessSafely(WorkItemPtr item, int64_t now);
-  void ProcessItem(WorkItemPtr item, int64_t now);
+  void ProcessSafely(WorkItemPtr item, const Now& now);
+  void ProcessItem(WorkItemPtr item, const Now& now);
   void AnswerFailed(ItemCode code);
   bool ProcessHeld(WorkItemPtr& item);
-  void TakeEvents(EventLog::Position end, int64_t now);
-  void OnEvent(const EventLog::Item& event, int64_t now);
+  void TakeEvents(EventLog::Position end, const Now& now);
+  void OnEvent(const EventLog::Item& event, const Now& now);
   void ReportRefused();
   void OnCommit();
   void OnPullData();

@@ -11,8 +11,8 @@
 #include "platform/clock.h"
 #include "platform/file.h"
 #include "util/logger.h"
+#include "util/now.h"
 #include "util/storage_directory.h"
-#include "util/time_stamp.h"
 
 namespace Tav {
 
@@ -114,7 +114,7 @@ void Recovery::Step() {
   if (recovered_ && !Left()) {
     recovered_ = false;
     const RecordStore& store = delivery_.Store();
-    delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
+    delivery_.Schedule().SetInitialWaitTime(ReadClocks(), store.CacheSize(), store.OldestCached());
   }
 }
 

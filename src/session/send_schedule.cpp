@@ -18,6 +18,22 @@ constexpr int kMinRetry = 1;
 
 using LongLong = long long;  // what "%lld" takes
 
+constexpr MonotonicTime kNotArmed;
+
+// Log lines have wall-clock time.
+LongLong ForLog(const Now& now, MonotonicTime timer) {
+  return now.ToUnix(timer);
+}
+
+// A negative interval ends at once.
+MonotonicTime After(const Now& now, int64_t seconds) {
+  return now.monotonic + std::max<int64_t>(seconds, 0);
+}
+
+bool HasExpired(MonotonicTime timer, const Now& now) {
+  return timer != kNotArmed && timer <= now.monotonic;
+}
+
 // What "%d" takes.
 int ForLog(int64_t bytes) {
   return static_cast<int>(std::min<int64_t>(bytes, std::numeric_limits<int>::max()));
@@ -25,20 +41,20 @@ int ForLog(int64_t bytes) {
 
 }  // namespace
 
-void SendSchedule::SetInitialWaitTime(int64_t now, int64_t cacheSize, int64_t oldestCached) {
+void SendSchedule::SetInitialWaitTime(const Now& now, int64_t cacheSize, int64_t oldestCached) {
   if (cacheSize < 1) {
     if (!tuning_.persistentInterval) {
-      waitTime_ = 0;
-      memoryFlushTime_ = 0;
+      waitTime_ = kNotArmed;
+      memoryFlushTime_ = kNotArmed;
       flushExpired_ = false;
       TAV_DEBUG(
           "SM: SetInitialWaitTime: No persistent interval. No cache. waitTime = %lld, pauseTime = "
           "%lld, memoryFlushTime = %lld",
-          LongLong{waitTime_}, LongLong{pauseTime_}, LongLong{memoryFlushTime_});
+          ForLog(now, waitTime_), ForLog(now, pauseTime_), ForLog(now, memoryFlushTime_));
     } else {
-      waitTime_ = now + tuning_.sendInterval;
+      waitTime_ = After(now, tuning_.sendInterval);
       TAV_DEBUG("SM: SetInitialWaitTime: Persistent interval is enabled. No cache. waitTime = %lld",
-                LongLong{waitTime_});
+                ForLog(now, waitTime_));
     }
     return;
   }
@@ -47,71 +63,88 @@ void SendSchedule::SetInitialWaitTime(int64_t now, int64_t cacheSize, int64_t ol
     StartSendingNow();
     return;
   }
-  const int64_t end = oldestCached + tuning_.sendInterval;
-  if (end > now) {
-    waitTime_ = end;
+  const int64_t remaining = RemainingWait(now.unixSeconds, oldestCached);
+  if (remaining > 0) {
+    waitTime_ = After(now, remaining);
     TAV_DEBUG(
         "SM: SetInitialWaitTime: waitTime = %lld (oldest cache timestamp = %lld, sendInterval = "
         "%d, now = %lld, remaining wait = %lld secs",
-        LongLong{waitTime_}, LongLong{oldestCached}, tuning_.sendInterval, LongLong{now},
-        LongLong{end - now});
+        ForLog(now, waitTime_), LongLong{oldestCached}, tuning_.sendInterval,
+        LongLong{now.unixSeconds}, LongLong{remaining});
     return;
   }
   TAV_DEBUG("SM: SetInitialWaitTime: persistent interval is over. Send now.");
   StartSendingNow();
 }
 
+// A file from the future counts as written now. If the interval would pass before the wall clock
+// has caught up, it counts as old instead: short runs would otherwise wait anew each time, for
+// years.
+int64_t SendSchedule::RemainingWait(int64_t unixSeconds, int64_t oldestCached) const {
+  const int64_t interval = tuning_.sendInterval;
+  const int64_t age = unixSeconds - oldestCached;
+  return age < -interval ? 0 : interval - std::max<int64_t>(age, 0);
+}
+
 void SendSchedule::StartSendingNow() {
   sendNow_ = true;
-  waitTime_ = 0;
-  memoryFlushTime_ = 0;
-  pauseTime_ = 0;
+  waitTime_ = kNotArmed;
+  memoryFlushTime_ = kNotArmed;
+  pauseTime_ = kNotArmed;
   flushExpired_ = false;
 }
 
-int SendSchedule::ComputeTimeout(int64_t now) const {
-  int64_t earliest = now + kMaxTimeout;
-  for (const int64_t timer : {waitTime_, memoryFlushTime_, pauseTime_}) {
-    if (timer != 0) {
-      earliest = std::min(earliest, timer);
+bool SendSchedule::Armed() const {
+  return waitTime_ != kNotArmed || memoryFlushTime_ != kNotArmed || pauseTime_ != kNotArmed;
+}
+
+int SendSchedule::ComputeTimeout(const Now& now) const {
+  int64_t left = kMaxTimeout;
+  for (const MonotonicTime timer : {waitTime_, memoryFlushTime_, pauseTime_}) {
+    if (timer != kNotArmed) {
+      left = std::min(left, timer - now.monotonic);
     }
   }
-  const int timeout = static_cast<int>(std::max<int64_t>(earliest - now, 0));
+  const int timeout = static_cast<int>(std::max<int64_t>(left, 0));
   TAV_TRACE("SM: ComputeTimeout: Timeout set to %d", timeout);
   return timeout;
 }
 
-void SendSchedule::CheckTimers(int64_t now) {
+void SendSchedule::CheckTimers(const Now& now) {
   TAV_TRACE("SM: CheckTimers. waitTime: %lld, memoryFlushTime: %lld, pauseTime: %lld",
-            LongLong{waitTime_}, LongLong{memoryFlushTime_}, LongLong{pauseTime_});
-  if (waitTime_ != 0 && waitTime_ <= now) {
+            ForLog(now, waitTime_), ForLog(now, memoryFlushTime_), ForLog(now, pauseTime_));
+  if (HasExpired(waitTime_, now)) {
     TAV_TRACE("SM: CheckTimers: Wait time is over");
-    waitTime_ = 0;
+    waitTime_ = kNotArmed;
   }
-  if (memoryFlushTime_ != 0 && memoryFlushTime_ <= now) {
-    memoryFlushTime_ = 0;
+  if (HasExpired(memoryFlushTime_, now)) {
+    memoryFlushTime_ = kNotArmed;
     flushExpired_ = true;
-    pauseTime_ = 0;
+    pauseTime_ = kNotArmed;
     TAV_TRACE("SM: Flush time is over");
   }
-  if (pauseTime_ != 0 && pauseTime_ <= now) {
+  if (HasExpired(pauseTime_, now)) {
     TAV_TRACE("SM: CheckTimers: Pause time is over");
-    pauseTime_ = 0;
+    pauseTime_ = kNotArmed;
   }
 }
 
-void SendSchedule::OnFirstPending(int64_t now) {
-  if (memoryFlushTime_ == 0) {
-    memoryFlushTime_ = now + tuning_.flushInterval;
+void SendSchedule::OnFirstPending(const Now& now) {
+  if (memoryFlushTime_ == kNotArmed) {
+    memoryFlushTime_ = After(now, tuning_.flushInterval);
   }
-  if (pauseTime_ == 0) {
-    pauseTime_ = now + tuning_.pauseInterval;
+  if (pauseTime_ == kNotArmed) {
+    pauseTime_ = After(now, tuning_.pauseInterval);
   }
 }
 
-void SendSchedule::OnAppChanged(int64_t now) {
-  memoryFlushTime_ = now + tuning_.flushInterval;
-  pauseTime_ = now + tuning_.pauseInterval;
+void SendSchedule::ArmPause(const Now& now) {
+  pauseTime_ = After(now, tuning_.pauseInterval);
+}
+
+void SendSchedule::OnAppChanged(const Now& now) {
+  memoryFlushTime_ = After(now, tuning_.flushInterval);
+  pauseTime_ = After(now, tuning_.pauseInterval);
 }
 
 bool SendSchedule::CheckSendThreshold(Backlog backlog) {
@@ -133,42 +166,43 @@ bool SendSchedule::CheckSendThreshold(Backlog backlog) {
 
 bool SendSchedule::IsDue(bool suspended) const {
   return !suspended && tuning_.sendInterval >= 0 &&
-         (sendNow_ || (waitTime_ == 0 && pauseTime_ == 0));
+         (sendNow_ || (waitTime_ == kNotArmed && pauseTime_ == kNotArmed));
 }
 
-void SendSchedule::OnSent(int64_t now) {
-  waitTime_ = now + (tuning_.sendInterval < 1 ? kDefaultInterval : tuning_.sendInterval);
+void SendSchedule::OnSent(const Now& now) {
+  waitTime_ = After(now, tuning_.sendInterval < 1 ? kDefaultInterval : tuning_.sendInterval);
   sendNow_ = false;
-  memoryFlushTime_ = 0;
+  memoryFlushTime_ = kNotArmed;
   flushFailed_ = false;
   failures_ = 0;
 }
 
-void SendSchedule::OnSendFailure(int64_t now) {
-  waitTime_ = now + std::max<int64_t>(tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
-                                      kMinRetry);
+void SendSchedule::OnSendFailure(const Now& now) {
+  waitTime_ = After(
+      now,
+      std::max<int64_t>(tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_, kMinRetry));
   sendNow_ = false;  // it would override the wait at the next activity
-  if (memoryFlushTime_ == 0) {
-    memoryFlushTime_ = now + tuning_.flushInterval;
+  if (memoryFlushTime_ == kNotArmed) {
+    memoryFlushTime_ = After(now, tuning_.flushInterval);
   }
   ++failures_;
   LogWarning("SM: Server send failure #%d. New waitTime = %lld. Memory flush time = %lld",
-             failures_, LongLong{waitTime_}, LongLong{memoryFlushTime_});
+             failures_, ForLog(now, waitTime_), ForLog(now, memoryFlushTime_));
 }
 
 void SendSchedule::OnSendDone() {
-  pauseTime_ = 0;
+  pauseTime_ = kNotArmed;
   flushExpired_ = false;
 }
 
 void SendSchedule::OnFlushed() {
-  memoryFlushTime_ = 0;
+  memoryFlushTime_ = kNotArmed;
   flushExpired_ = false;
   flushFailed_ = false;
 }
 
-void SendSchedule::OnFlushFailed(int64_t now) {
-  memoryFlushTime_ = now + std::max(tuning_.flushInterval, kMinRetry);
+void SendSchedule::OnFlushFailed(const Now& now) {
+  memoryFlushTime_ = After(now, std::max(tuning_.flushInterval, kMinRetry));
   flushExpired_ = false;
   flushFailed_ = true;
 }

@@ -1,8 +1,11 @@
 // Decides when records are sent, when they go to the cache, and how long to wait after a failed
-// send. Times are whole seconds since 1970; 0 means not armed. Reads no clock, uses no file.
+// send. Timers run on the monotonic clock, in whole seconds; the wall clock is used only to date
+// the oldest cache file and in log lines. Reads no clock, uses no file.
 #pragma once
 
 #include <cstdint>
+
+#include "util/now.h"
 
 namespace Tav {
 
@@ -28,20 +31,24 @@ class SendSchedule {
 
   void Tune(const Tuning& tuning) { tuning_ = tuning; }
 
-  // Once, when the thread begins to process. `oldestCached` is the oldest cache time stamp.
-  void SetInitialWaitTime(int64_t now, int64_t cacheSize, int64_t oldestCached);
+  // Once, when the thread begins to process. `oldestCached` is the oldest cache time stamp, in
+  // seconds since 1970. With a persistent interval, the wait is what is left of the interval since
+  // then, and never longer than the interval, whatever the wall clock shows.
+  void SetInitialWaitTime(const Now& now, int64_t cacheSize, int64_t oldestCached);
 
   // Seconds until the earliest armed timer, at most a day.
-  int ComputeTimeout(int64_t now) const;
+  int ComputeTimeout(const Now& now) const;
+  // Whether a timer is armed.
+  bool Armed() const;
   // Disarms the timers that have expired.
-  void CheckTimers(int64_t now);
+  void CheckTimers(const Now& now);
 
   // The first pending event: arms the flush and pause timers unless they are armed.
-  void OnFirstPending(int64_t now);
+  void OnFirstPending(const Now& now);
   // Product or client data changed: restarts both timers.
-  void OnAppChanged(int64_t now);
+  void OnAppChanged(const Now& now);
   // At start-up, when changed data is all there is to send.
-  void ArmPause(int64_t now) { pauseTime_ = now + tuning_.pauseInterval; }
+  void ArmPause(const Now& now);
 
   // True when the threshold is reached, which overrides and disarms all timers. False after a
   // failed send and when the schedule never sends: only the timers then move records to the cache.
@@ -49,13 +56,13 @@ class SendSchedule {
   // Whether records are to be sent now.
   bool IsDue(bool suspended) const;
 
-  void OnSent(int64_t now);
-  void OnSendFailure(int64_t now);
+  void OnSent(const Now& now);
+  void OnSendFailure(const Now& now);
   // After OnSent or OnSendFailure.
   void OnSendDone();
   void OnFlushed();
   // Records stay in memory; the next flush follows after the flush interval, not before.
-  void OnFlushFailed(int64_t now);
+  void OnFlushFailed(const Now& now);
 
   bool FlushExpired() const { return flushExpired_; }
   // Whether the last flush left records in memory.
@@ -64,17 +71,19 @@ class SendSchedule {
   int Failures() const { return failures_; }
   bool NeverSends() const { return tuning_.sendInterval < 0; }
   bool PersistentInterval() const { return tuning_.persistentInterval; }
-  int64_t WaitTime() const { return waitTime_; }
-  int64_t MemoryFlushTime() const { return memoryFlushTime_; }
-  int64_t PauseTime() const { return pauseTime_; }
+  MonotonicTime WaitTime() const { return waitTime_; }
+  MonotonicTime MemoryFlushTime() const { return memoryFlushTime_; }
+  MonotonicTime PauseTime() const { return pauseTime_; }
 
  private:
   void StartSendingNow();
+  int64_t RemainingWait(int64_t unixSeconds, int64_t oldestCached) const;
 
   Tuning tuning_;
-  int64_t waitTime_ = 0;         // earliest time of the next regular send
-  int64_t memoryFlushTime_ = 0;  // when records in memory go to the cache
-  int64_t pauseTime_ = 0;        // until when sending is held back after activity
+  // Not armed while they have the default value.
+  MonotonicTime waitTime_;         // earliest time of the next regular send
+  MonotonicTime memoryFlushTime_;  // when records in memory go to the cache
+  MonotonicTime pauseTime_;        // until when sending is held back after activity
   bool flushExpired_ = false;
   bool flushFailed_ = false;
   bool sendNow_ = false;

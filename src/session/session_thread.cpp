@@ -9,8 +9,8 @@
 #include "platform/clock.h"
 #include "session/session_environment.h"
 #include "util/logger.h"
+#include "util/now.h"
 #include "util/storage_directory.h"
-#include "util/time_stamp.h"
 #include "util/version.h"
 
 namespace Tav {
@@ -28,6 +28,9 @@ constexpr int kStartLockWait = 2000;
 constexpr int kPauseAfterFailure = 1;
 // Between two attempts to open a storage file that is locked.
 constexpr int kStorageRetry = 1;
+// While a timer is armed. Unlike the timers, a wait stands still while the computer sleeps, so a
+// long one would end too late.
+constexpr int kMaxTimedWait = 60;
 
 // If the check fails, the next turn repeats it.
 bool IsLocked(const AppStatus& app) try { return app.Locked(); } catch (...) {
@@ -70,6 +73,7 @@ SessionThread::SessionThread(LibraryConfig config, Thread& thread, WorkQueue& qu
 
 void SessionThread::Run() {
   TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  intake_.OnQueueTaken(ReadClocks());  // no event is older
   // After a failed start the thread still answers hosts and terminates in order.
   bool started = true;
   try {
@@ -104,7 +108,7 @@ bool SessionThread::StartUp(int lockWait) {
   app_.ClearOldOptOut();
   delivery_.Batch().EstimateOverhead();
   if (app_.Changes().RecordDue() && !delivery_.Store().HasCacheFiles()) {
-    delivery_.Schedule().ArmPause(CurrentTime());
+    delivery_.Schedule().ArmPause(ReadClocks());
   }
   return true;
 }
@@ -112,12 +116,12 @@ bool SessionThread::StartUp(int lockWait) {
 // Without the stored settings it is unknown what may be reported, and to which server.
 bool SessionThread::StartUpLater() {
   LogWarning("SM: The storage file is locked. Nothing is sent until it can be opened");
-  stamps_.LoadDays();
+  stamps_.LoadDays(CurrentTime());
   items_.Hold();
   queue_.SetBatchDelay(kMaxBatchDelay);
   bool started = false;
   while (!started && !items_.Terminating()) {
-    items_.ProcessWork(queue_.TakeWork(kStorageRetry), CurrentTime());
+    items_.ProcessWork(queue_.TakeWork(kStorageRetry), ReadClocks());
     journal_.Refill();
     started = !IsLocked(app_) && StartUp(StorageFile::kDefaultLockWait);
   }
@@ -134,7 +138,7 @@ void SessionThread::EndWithoutSettings() {
   } catch (...) {
     LogException("SM: ");
   }
-  items_.Release(CurrentTime());
+  items_.Release(ReadClocks());
   shutdown_.CacheEverything();
 }
 
@@ -245,8 +249,8 @@ void SessionThread::SetEndpoint() {
 void SessionThread::ProcessData() {
   TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   const RecordStore& store = delivery_.Store();
-  delivery_.Schedule().SetInitialWaitTime(CurrentTime(), store.CacheSize(), store.OldestCached());
-  items_.Release(CurrentTime());
+  delivery_.Schedule().SetInitialWaitTime(ReadClocks(), store.CacheSize(), store.OldestCached());
+  items_.Release(ReadClocks());
   int minTimeout = 0;
   while (!items_.Terminating()) {
     // What fails for one record or event must not end the thread.
@@ -262,9 +266,11 @@ void SessionThread::ProcessData() {
 }
 
 void SessionThread::ProcessTurn(int minTimeout) {
-  const int64_t now = CurrentTime();
-  intake_.Roll(now);
+  const Now now = ReadClocks();
   int timeout = delivery_.Schedule().ComputeTimeout(now);
+  if (delivery_.Schedule().Armed()) {
+    timeout = std::min(timeout, kMaxTimedWait);
+  }
   if (app_.Machine().ClientPending()) {
     timeout = std::min(timeout, kClientInfoPoll);
   }
@@ -279,12 +285,12 @@ void SessionThread::ProcessTurn(int minTimeout) {
   Work work = queue_.TakeWork(std::max(timeout, minTimeout));
   journal_.Refill();
   RetryStorage();
-  items_.ProcessWork(std::move(work), CurrentTime());
+  items_.ProcessWork(std::move(work), ReadClocks());
   if (items_.Terminating()) {
     return;
   }
   if (app_.Machine().FinishClientInfo(0)) {
-    delivery_.Schedule().OnFirstPending(CurrentTime());
+    delivery_.Schedule().OnFirstPending(ReadClocks());
   }
   // One step, so that hosts are not kept waiting. The host's own first events come before.
   recovery_.Step();
@@ -310,7 +316,7 @@ void SessionThread::RetryStorage() try {
     }
     stamps_.StoreUnsaved(StorageFile::kDefaultLockWait);
     if (app_.Machine().CollectionDue() && app_.Machine().CollectClientLate()) {
-      delivery_.Schedule().OnFirstPending(CurrentTime());
+      delivery_.Schedule().OnFirstPending(ReadClocks());
     }
   }
   if (app_.Unsaved() && !app_.Locked()) {

@@ -15,8 +15,6 @@ namespace Tav {
 namespace {
 
 constexpr size_t kStorageJsonFlags = JSON_INDENT(4) | JSON_ENSURE_ASCII;
-constexpr int kMillisecondsPerAttempt = 20;
-constexpr int kCopyAttempts = StorageFile::kDefaultLockWait / kMillisecondsPerAttempt;
 constexpr char kCopySuffix[] = ".new";
 
 std::string CopyOf(const std::string& path) {
@@ -76,7 +74,7 @@ bool StorageFile::Open(std::string path, int lockWait) {
   path_ = std::move(path);
   const bool existed = Exists(path_);
   fromCopy_ = false;
-  if (file_.OpenForUpdate(path_.c_str(), lockWait / kMillisecondsPerAttempt)) {
+  if (file_.OpenForUpdate(path_.c_str(), lockWait)) {
     // Another process may have saved before this one got the lock.
     Platform::FileStatus status;
     fresh_ = !existed && Platform::QueryFileStatus(path_.c_str(), status) && status.size == 0 &&
@@ -113,7 +111,7 @@ JsonPtr StorageFile::ReadCopy() const {
   const std::string path = CopyOf(path_);
   TavFile copy;
   // OpenForUpdate would create a missing file.
-  if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str(), kCopyAttempts)) {
+  if (!TavFile::Exists(path.c_str()) || !copy.OpenForUpdate(path.c_str(), kDefaultLockWait)) {
     return JsonPtr();
   }
   std::string error;
@@ -139,7 +137,7 @@ void StorageFile::Write(const json_t* root) {
 bool StorageFile::WriteCopy(const json_t* root) const {
   const std::string path = CopyOf(path_);
   TavFile copy;
-  if (!copy.OpenForUpdate(path.c_str(), kCopyAttempts)) {
+  if (!copy.OpenForUpdate(path.c_str(), kDefaultLockWait)) {
     LogError("PS: %s", copy.ErrorText());
     return false;
   }

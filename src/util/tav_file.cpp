@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "platform/clock.h"
 #include "platform/error.h"
 #include "platform/thread.h"
 #include "util/logger.h"
@@ -58,10 +59,11 @@ Platform::OpenResult TavFile::Open(const char* path, Platform::FileUse use) {
   return result;
 }
 
-bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int attempts) {
+bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int lockWait) {
   Reset();
-  for (int attempt = 1; !TryOpenLocked(path, use); ++attempt) {
-    if (!inUse_ || attempt >= attempts) {
+  const int64_t end = Platform::MonotonicMilliseconds() + lockWait;
+  for (bool first = true; !TryOpenLocked(path, use); first = false) {
+    if (!inUse_ || Platform::MonotonicMilliseconds() >= end) {
       Fail(file_.IsOpen() ? "Lock failed: " : "Open failed: ");
       if (file_.IsOpen()) {
         LogWarning("*Lock of file failed");
@@ -71,7 +73,7 @@ bool TavFile::OpenLocked(const char* path, Platform::FileUse use, int attempts) 
       file_.Close();
       return false;
     }
-    if (attempt == 1) {
+    if (first) {
       TAV_TRACE("Waiting for the lock of %s", path);
     }
     Platform::SleepMilliseconds(kLockPauseMilliseconds);
@@ -93,11 +95,11 @@ bool TavFile::TryOpenLocked(const char* path, Platform::FileUse use) {
 }
 
 bool TavFile::OpenForAppend(const char* path) {
-  return OpenLocked(path, Platform::FileUse::Append, 1);
+  return OpenLocked(path, Platform::FileUse::Append, 0);
 }
 
-bool TavFile::OpenForUpdate(const char* path, int lockAttempts) {
-  return OpenLocked(path, Platform::FileUse::Update, lockAttempts);
+bool TavFile::OpenForUpdate(const char* path, int lockWait) {
+  return OpenLocked(path, Platform::FileUse::Update, lockWait);
 }
 
 bool TavFile::OpenAtomic(const char* path) {

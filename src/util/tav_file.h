@@ -26,8 +26,8 @@ class TavFile {
   // The first two create a missing file and lock its first byte. They fail while another TavFile,
   // in this process or another one, holds the lock.
   bool OpenForAppend(const char* path);
-  // Tries `attempts` times, 20 ms apart, while the file is locked or open without sharing.
-  bool OpenForUpdate(const char* path, int attempts = 1);
+  // While the file is locked or open without sharing, tries again for `lockWait` milliseconds.
+  bool OpenForUpdate(const char* path, int lockWait = 0);
   // Takes an existing file for exclusive use: nobody else can open it.
   bool OpenAtomic(const char* path);
   // Removes a file that OpenAtomic opened, at the latest when it is closed. Without this call the
@@ -71,7 +71,7 @@ class TavFile {
   void Reset();
   void Fail(const char* what);
   Platform::OpenResult Open(const char* path, Platform::FileUse use);
-  bool OpenLocked(const char* path, Platform::FileUse use, int attempts);
+  bool OpenLocked(const char* path, Platform::FileUse use, int lockWait);
   bool TryOpenLocked(const char* path, Platform::FileUse use);
 
   Platform::File file_;

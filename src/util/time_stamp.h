@@ -30,7 +30,7 @@ std::string FormatTimeStamp(const TimeStamp& stamp);
 // The current moment as text.
 std::string LocalTimeStamp();
 
-// Whole seconds since 1970-01-01 UTC.
+// Whole seconds since 1970-01-01 UTC. For intervals use the monotonic clock, see util/now.h.
 int64_t CurrentTime();
 
 // Seconds since 1601-01-01 UTC, at the resolution of the system's clock.

@@ -57,6 +57,19 @@ TEST_F(ClientInfoTest, ADescriptionIsDueAfterEightDays) {
   EXPECT_TRUE(IsCollectionDue(EnvValue(), 20000));
 }
 
+TEST_F(ClientInfoTest, ADayFromTheFutureCountsAsTodayAndIsStoredAgain) {
+  const int64_t before = Today();
+  for (const int64_t ahead : {int64_t{1}, int64_t{27000}, int64_t{1'000'000'000'000}}) {
+    PutStamp(Today() + ahead);
+    ClientInfo info(Source());
+    EXPECT_TRUE(info.Collect());
+    EXPECT_FALSE(info.Pending());
+    EXPECT_FALSE(Has(info, "OsName"));
+    EXPECT_GE(Stamp(), before);
+    EXPECT_LE(Stamp(), Today());
+  }
+}
+
 TEST_F(ClientInfoTest, TheDayIsThatOfACompleteDescriptionOrOfAnotherProcess) {
   const int64_t today = Today();
   // Machines without WMI have nothing to wait for.

@@ -10,7 +10,7 @@
 #include "session/session_fixture.h"
 #include "support/fake_wmi.h"
 #include "support/logged_events.h"
-#include "util/time_stamp.h"
+#include "util/now.h"
 
 namespace Tav::Testing {
 
@@ -42,7 +42,7 @@ struct SessionParts {
   }
 
   void Log(std::string_view name) {
-    delivery.Add(AppendTo(queue.Log(), Testing::Event(name)), CurrentTime());
+    delivery.Add(AppendTo(queue.Log(), Testing::Event(name)), ReadClocks());
   }
   void Change(const char* key, JsonPtr json) {
     TavValue_s* const value = CreateValue(HandleKind::Map);

@@ -28,7 +28,7 @@ class TavFileTest : public testing::Test {
       TavFile file;
       EXPECT_FALSE(way == 0   ? file.OpenAtomic(path.c_str())
                    : way == 1 ? file.OpenForAppend(path.c_str())
-                              : file.OpenForUpdate(path.c_str(), 5));
+                              : file.OpenForUpdate(path.c_str(), 100));
       EXPECT_FALSE(file.IsOpen() || file.Missing());
       EXPECT_TRUE(file.LastingFailure());
       EXPECT_TRUE(
