@@ -16,6 +16,8 @@ struct CarriedData {
 struct BuiltRecord {
   std::vector<uint8_t> bytes;  // one gzip member holding one JSON document
   CarriedData carried;         // nothing in a record from another run or from the host
+  // In a record from a cache file: the offset in the file behind it. 0 if unknown.
+  int64_t fileEnd = 0;
   std::unique_ptr<BuiltRecord> next;
 
   int Size() const { return static_cast<int>(bytes.size()); }
