@@ -93,6 +93,40 @@ TEST_F(CacheLeaseTest, AFileThatCannotBeRewrittenIsHeldOn) {
   EXPECT_EQ(Names(), Texts{});
 }
 
+TEST_F(CacheLeaseTest, AFileThatCannotBeDeletedIsHeldAndDeletedLater) {
+  using std::filesystem::perms;
+  CapturedLog log;
+  for (const bool later : {true, false}) {
+    Put(1, contents_);
+    {
+      CacheManager cache = Manager();
+      RecordList records;
+      ASSERT_TRUE(cache.Lease(records));
+      std::filesystem::permissions(PathOf(1), perms::owner_read);
+      cache.EndLease();
+      EXPECT_EQ(log.Find("warning: CM: Cannot delete")
+                    .find("warning: CM: Cannot delete cache file '" + PathText(1) +
+                          "'. It is passed over"),
+                0u);
+      EXPECT_EQ(cache.TotalSize(), 0);
+      EXPECT_EQ(LoadFrom(cache), Texts{});
+      EXPECT_EQ(LoadAll(), Texts{}) << "in use for others";
+      if (later) {
+        std::filesystem::permissions(PathOf(1), perms::owner_all);
+        Store(cache, {"new"});
+        EXPECT_EQ(LoadFrom(cache), Texts{"new"});
+      }
+    }
+    EXPECT_EQ(Names(), later ? Texts{} : Texts{Name(1)});
+    EXPECT_EQ(log.Find("warning: CM: 1 cache files"),
+              later ? ""
+                    : "warning: CM: 1 cache files cannot be deleted. Their records will be sent "
+                      "again");
+    log.Take();
+  }
+  std::filesystem::permissions(PathOf(1), perms::owner_all);
+}
+
 TEST_F(CacheLeaseTest, TheLimitSparesTheLeasedFile) {
   const std::string full(20, 'f');
   Put(1, Chunk("leased" + full));

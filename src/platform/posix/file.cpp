@@ -128,7 +128,15 @@ bool File::Close() {
 }
 
 bool File::Discard() {
-  return CheckOpen() && unlink(path_.c_str()) == 0;
+  struct stat status{};
+  if (!CheckOpen() || fstat(descriptor_, &status) != 0) {
+    return false;
+  }
+  if (!Writable(status)) {
+    errno = EACCES;
+    return false;
+  }
+  return unlink(path_.c_str()) == 0;
 }
 
 bool File::LockFirstByte() {
