@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cache/cache_file_name.h"
+#include "cache/cache_file_reader.h"
 #include "platform/file.h"
 #include "streams/chunk_stream.h"
 #include "streams/file_stream.h"
@@ -54,8 +55,7 @@ int64_t WriteAll(const RecordList& records, TavFile& file) {
   return file.Failed() ? -1 : bytes;
 }
 
-}  // namespace
-
+// Reads `bytes` bytes from the beginning of the file. False if there are fewer.
 bool ComputeLeaseChecksum(TavFile& file, int64_t bytes, uint64_t& checksum) {
   constexpr uint64_t kBegin = 0x9E3779B97F4A7C15;
   constexpr uint64_t kPrime = 0x100000001B3;
@@ -74,8 +74,12 @@ bool ComputeLeaseChecksum(TavFile& file, int64_t bytes, uint64_t& checksum) {
   return whole;
 }
 
+// Replaces a file that OpenAtomic has opened, and closes it, by one that holds these records and
+// has the old one's age. False if nothing has changed.
+//
 // The new file gets a number of its own, so that each name leads to a whole file at any moment. It
-// takes the old name when that is free. If another process is faster, it keeps its number.
+// takes the old name when that is free. If another process is faster, it keeps its number. A
+// crash leaves one of both files, at worst both.
 bool RewriteCacheFile(CacheDirectory& directory,
                       int sequence,
                       TavFile& file,
@@ -108,6 +112,25 @@ bool RewriteCacheFile(CacheDirectory& directory,
     TAV_DEBUG("CM: Rewrote cache file '%s' with %lld bytes", path.c_str(),
               static_cast<long long>(size));
   }
+  return true;
+}
+
+}  // namespace
+
+bool DropConsumed(CacheDirectory& directory,
+                  TavFile& file,
+                  const LeaseNote& note,
+                  uint32_t& errors) {
+  uint64_t checksum = 0;
+  if (!ComputeLeaseChecksum(file, note.bytes, checksum) || checksum != note.checksum) {
+    return false;
+  }
+  TAV_DEBUG("CM: %lld bytes of cache file '%s' were sent already",
+            static_cast<long long>(note.bytes), directory.PathOf(note.sequence).c_str());
+  RecordList rest;
+  TavFileInputStream input(&file);
+  errors += ReadCacheFile(&input, rest).errors;
+  errors += RewriteCacheFile(directory, note.sequence, file, rest) ? 0 : 1;
   return true;
 }
 

@@ -65,15 +65,12 @@ class CacheLease {
   int64_t consumedBytes_ = 0;
 };
 
-// Reads `bytes` bytes from the beginning of a file that OpenAtomic has opened. False if there are
-// fewer.
-bool ComputeLeaseChecksum(TavFile& file, int64_t bytes, uint64_t& checksum);
-
-// Replaces a file that OpenAtomic has opened, and closes it, by one that holds these records and
-// has the old one's age. A crash leaves one of them, at worst both. False if nothing has changed.
-bool RewriteCacheFile(CacheDirectory& directory,
-                      int sequence,
-                      TavFile& file,
-                      const RecordList& records);
+// Drops the consumed part of a file that OpenAtomic has opened, and closes the file. False, and no
+// change, if the note is not about this file. Adds errors, which are logged, to `errors`. Throws
+// std::bad_alloc; the file stays then.
+bool DropConsumed(CacheDirectory& directory,
+                  TavFile& file,
+                  const LeaseNote& note,
+                  uint32_t& errors);
 
 }  // namespace Tav

@@ -12,7 +12,6 @@
 #include "cache/cache_file_writer.h"
 #include "platform/clock.h"
 #include "platform/file.h"
-#include "streams/file_stream.h"
 #include "util/logger.h"
 #include "util/tav_file.h"
 
@@ -220,18 +219,14 @@ void CacheManager::DropAccepted(const LeaseNote& note) {
       continue;
     }
     TavFile file;
-    uint64_t checksum = 0;
-    if (!OpenToLoad(directory, note.sequence, file) ||
-        !ComputeLeaseChecksum(file, note.bytes, checksum) || checksum != note.checksum) {
-      continue;
+    if (OpenToLoad(directory, note.sequence, file)) {
+      uint32_t errors = 0;
+      const bool found = DropConsumed(directory, file, note, errors);
+      CountErrors(errors);
+      if (found) {
+        return;
+      }
     }
-    TAV_DEBUG("CM: %lld bytes of cache file '%s' were sent already",
-              static_cast<long long>(note.bytes), directory.PathOf(note.sequence).c_str());
-    RecordList rest;
-    TavFileInputStream input(&file);
-    CountErrors(ReadCacheFile(&input, rest).errors);
-    CountErrors(RewriteCacheFile(directory, note.sequence, file, rest) ? 0 : 1);
-    return;
   }
 }
 
@@ -269,11 +264,6 @@ bool CacheManager::PassOver(CacheDirectory& directory, int sequence, const char*
   return false;
 }
 
-void CacheManager::SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
-  maxFiles_ = maxFiles;
-  maxFileSize_ = maxFileSize;
-}
-
 void CacheManager::DeleteAll() {
   TAV_DEBUG("CM: Deleting all cache files");
   for (CacheDirectory& directory : directories_) {
@@ -297,10 +287,6 @@ bool CacheManager::DeleteFrom(CacheDirectory& directory, int sequence) {
     CountErrors();
   }
   return deletion == CacheDirectory::Deletion::Deleted;
-}
-
-bool CacheManager::DeleteFile(int sequence) {
-  return DeleteFrom(directories_.Own(), sequence);
 }
 
 uint32_t CacheManager::ErrorCount() {

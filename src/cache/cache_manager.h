@@ -55,7 +55,10 @@ class CacheManager {
   // that another manager has open is skipped, one that is much too large is passed over. If memory
   // runs out, the file that was being read stays, and none of its records is in the list.
   virtual void Load(RecordList& records);
-  virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize);
+  virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
+    maxFiles_ = maxFiles;
+    maxFileSize_ = maxFileSize;
+  }
   // Deletes the files, whatever their age. A file that another manager has open stays.
   virtual void DeleteAll();
   // 0 when the list of files has no such index.
@@ -83,7 +86,7 @@ class CacheManager {
   void DropAccepted(const LeaseNote& note);
   // False when the file could not be deleted. Unless the file is only in use, that disables the
   // cache.
-  bool DeleteFile(int sequence);
+  bool DeleteFile(int sequence) { return DeleteFrom(directories_.Own(), sequence); }
 
   // True when no file can be created, or after DeleteFile or DeleteAll have failed to delete a
   // file. Append then fails; Load still works.
