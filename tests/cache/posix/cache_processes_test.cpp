@@ -13,7 +13,6 @@
 #include <string_view>
 
 #include "cache/cache_fixture.h"
-#include "util/tav_file.h"
 
 namespace Tav::Testing {
 namespace {
@@ -192,11 +191,12 @@ TEST_F(CacheProcessesTest, AFullCachePassesOverAFileThatCannotBeDeleted) {
   EXPECT_EQ(Names(), (Texts{Name(1), Name(5)}));
 }
 
-TEST_F(CacheProcessesTest, AProcessKilledWhileItLoadsLosesNothing) {
+TEST_F(CacheProcessesTest, AProcessKilledWhileItSendsLosesNothing) {
   Put(1, Chunk("one"));
   const Child child = StartChild([&](int pipe) {
-    TavFile file;
-    WriteLine(pipe, file.OpenAtomic(PathText(1).c_str()) ? "open" : "failed");
+    CacheManager cache = Manager();
+    RecordList records;
+    WriteLine(pipe, cache.Lease(records) ? "open" : "failed");
     pause();
   });
   EXPECT_EQ(ReadLine(child), "open");
