@@ -144,9 +144,12 @@ TEST_F(RecordStoreTest, APulledRecordLeavesItsFileToo) {
   EXPECT_EQ(Size(1), static_cast<int64_t>(whole.size()));
   EXPECT_TRUE(store.Flush());
   EXPECT_TRUE(whole.ends_with(Contents(1)));
+  folder_.Put(Name(2).c_str(), whole);
   ASSERT_NE(store.Oldest(), nullptr);
+  EXPECT_FALSE(store.HasOne()) << "there is another file";
   store.RemovePulled();
   EXPECT_FALSE(Cached(1));
+  EXPECT_TRUE(std::filesystem::remove(folder_.Path(Name(2).c_str())));
   EXPECT_EQ(store.Oldest(), nullptr);
   EXPECT_EQ(store.CacheSize(), 0);
 }
@@ -192,6 +195,8 @@ TEST_F(RecordStoreTest, AnUpgradeSendsWhatTheVersionBeforeCouldNot) {
   Run({"trial"});
   config_.deployment = {};
   Gateway::refuse = false;
+  // Only the time stamps know a version whose first run was killed.
+  EXPECT_TRUE(std::filesystem::remove(folder_.Path("TavData")));
   config_.productVersion = "1.1";
   Run({"new"});
   EXPECT_EQ(Gateway::Events(), (Names{"new", "old"}));
