@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
+
+#include "cache/cache_file_name.h"
+#include "util/tav_file.h"
 
 namespace Tav {
 
@@ -36,10 +40,20 @@ int64_t CacheDirectories::TotalSize() const {
 }
 
 // A product may have many versions, of which few have left files.
-CacheDirectory::Scan CacheDirectories::ScanFiles(int64_t now) {
-  directories_.remove_if([this](const CacheDirectory& directory) {
-    return &directory != &Own() && directory.ListSequences().empty();
+void CacheDirectories::DropEmpty() {
+  if (directories_.size() == 1) {
+    return;
+  }
+  const std::vector<std::string> names = TavFile::ReadDirectory(Own().Path().c_str());
+  directories_.remove_if([&](const CacheDirectory& directory) {
+    return &directory != &Own() && std::ranges::none_of(names, [&](const std::string& name) {
+      return CacheSequence(directory.Prefix(), name) != 0;
+    });
   });
+}
+
+CacheDirectory::Scan CacheDirectories::ScanFiles(int64_t now) {
+  DropEmpty();
   CacheDirectory::Scan all;
   for (CacheDirectory& directory : directories_) {
     const CacheDirectory::Scan scan = directory.ScanFiles(now);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <list>
 #include <string>
+#include <vector>
 
 #include "cache/cache_directory.h"
 
@@ -38,6 +39,8 @@ class CacheDirectories {
   CacheDirectory* FindOldest(IsHeld isHeld, CacheFile& oldest);
 
  private:
+  void DropEmpty();
+
   std::list<CacheDirectory> directories_;  // the first is the own one
 };
 
