@@ -20,22 +20,41 @@ namespace {
 // Other processes may take the same free number.
 constexpr int kMaxAttempts = 8;
 
-// Creates the file after the newest one and locks it. 0 on failure.
-int CreateNext(const CacheDirectory& directory, TavFile& file) {
+// The file that takes the place of another one. Deleted unless it is kept.
+struct Remainder {
+  Remainder() = default;
+  ~Remainder() {
+    if (sequence != 0 && !kept) {
+      file.Close();
+      TavFile::Delete(path.c_str());
+    }
+  }
+  Remainder(const Remainder&) = delete;
+  Remainder& operator=(const Remainder&) = delete;
+
+  TavFile file;
+  std::string path;
+  int sequence = 0;  // 0: not created
+  bool kept = false;
+};
+
+// Creates the file after the newest one and locks it.
+bool CreateNext(const CacheDirectory& directory, Remainder& rest) {
   int sequence = directory.Files().empty() ? 0 : directory.Files().back().sequence;
   for (int i = 0; i < kMaxAttempts && sequence < kMaxCacheSequence; ++i) {
-    const std::string path = directory.PathOf(++sequence);
+    rest.path = directory.PathOf(++sequence);
     Platform::FileStatus status;
-    const bool isNew = !Platform::QueryFileStatus(path.c_str(), status) && errno == ENOENT;
-    if (!isNew || !file.OpenForAppend(path.c_str())) {
+    const bool isNew = !Platform::QueryFileStatus(rest.path.c_str(), status) && errno == ENOENT;
+    if (!isNew || !rest.file.OpenForAppend(rest.path.c_str())) {
       continue;
     }
-    if (Platform::QueryFileStatus(path.c_str(), status) && status.size == 0) {
-      return sequence;
+    if (Platform::QueryFileStatus(rest.path.c_str(), status) && status.size == 0) {
+      rest.sequence = sequence;
+      return true;
     }
-    file.Close();
+    rest.file.Close();
   }
-  return 0;
+  return false;
 }
 
 // The bytes written, -1 on failure.
@@ -78,37 +97,35 @@ bool ComputeLeaseChecksum(TavFile& file, int64_t bytes, uint64_t& checksum) {
 // has the old one's age. False if nothing has changed.
 //
 // The new file gets a number of its own, so that each name leads to a whole file at any moment. It
-// takes the old name when that is free. If another process is faster, it keeps its number. A
-// crash leaves one of both files, at worst both.
+// takes the old name when that is free. If another process is faster, it keeps its number. A crash
+// leaves one of both files, at worst both. The new file is closed before the old one is deleted,
+// since a failed close may mean lost data; then others may already append to it.
 bool RewriteCacheFile(CacheDirectory& directory,
                       int sequence,
                       TavFile& file,
                       const RecordList& records) {
   const std::string path = directory.PathOf(sequence);
   Platform::FileStatus old;
-  TavFile rest;
-  int created = 0;
+  Remainder rest;
   int64_t size = 0;
+  bool written = true;
   if (!records.Empty()) {
-    created = Platform::QueryFileStatus(path.c_str(), old) ? CreateNext(directory, rest) : 0;
-    size = created != 0 ? WriteAll(records, rest) : -1;
+    written = Platform::QueryFileStatus(path.c_str(), old) && CreateNext(directory, rest);
+    size = written ? WriteAll(records, rest.file) : -1;
+    written = size >= 0 && rest.file.SetModified(old.modifiedAt) && rest.file.Close();
   }
-  const std::string restPath = created != 0 ? directory.PathOf(created) : std::string();
-  const bool written = size >= 0 && (created == 0 || rest.SetModified(old.modifiedAt));
   if (!written || !file.Discard()) {
+    Platform::FileStatus now;
+    rest.kept = written && Platform::QueryFileStatus(rest.path.c_str(), now) && now.size != size;
     LogWarning("*CM: Cannot rewrite cache file '%s'. It stays as it is", path.c_str());
-    rest.Close();
-    if (created != 0) {
-      TavFile::Delete(restPath.c_str());
-    }
     return false;
   }
+  rest.kept = true;
   file.Close();
-  rest.Close();
   directory.Forget(sequence);
-  if (created != 0) {
-    const bool renamed = Platform::RenameFile(restPath.c_str(), path.c_str());
-    directory.Put({renamed ? sequence : created, size, size, old.modifiedAt});
+  if (!records.Empty()) {
+    const bool renamed = Platform::RenameFile(rest.path.c_str(), path.c_str());
+    directory.Put({renamed ? sequence : rest.sequence, size, size, old.modifiedAt});
     TAV_DEBUG("CM: Rewrote cache file '%s' with %lld bytes", path.c_str(),
               static_cast<long long>(size));
   }

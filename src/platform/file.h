@@ -53,8 +53,8 @@ class File {
   // Also releases the lock. Returns true if no file is open. The file is closed even after a
   // failure.
   bool Close();
-  // Removes the file, at the latest when it is closed. For exclusive use only. Fails if the file has
-  // become read-only. If the process dies before this call, the file stays.
+  // Removes the file, at the latest when it is closed. For exclusive use only. Fails if the file
+  // has become read-only. If the process dies before this call, the file stays.
   bool Discard();
 
   // Locks the first byte and seeks to the start of the file. Returns false at once if another File

@@ -93,6 +93,21 @@ TEST_F(CacheLeaseTest, AFileThatCannotBeRewrittenIsHeldOn) {
   EXPECT_EQ(Names(), Texts{});
 }
 
+TEST_F(CacheLeaseTest, ARewriteThatCannotDeleteTheOldFileLeavesNoCopy) {
+  using std::filesystem::perms;
+  Put(1, contents_);
+  CacheManager cache = Manager();
+  RecordList records;
+  ASSERT_TRUE(cache.Lease(records));
+  Accept(cache, records, 1);
+  std::filesystem::permissions(PathOf(1), perms::owner_read);
+  EXPECT_FALSE(cache.ReturnLease(records));
+  EXPECT_EQ(Names(), Texts{Name(1)});
+  std::filesystem::permissions(PathOf(1), perms::owner_all);
+  EXPECT_TRUE(cache.ReturnLease(records)) << "the lease was still held";
+  EXPECT_EQ(Contents(1), Chunk("second") + Chunk("three"));
+}
+
 TEST_F(CacheLeaseTest, AFileThatCannotBeDeletedIsHeldAndDeletedLater) {
   using std::filesystem::perms;
   CapturedLog log;
