@@ -18,6 +18,22 @@ namespace {
 using Deletion = CacheDirectory::Deletion;
 using Scan = CacheDirectory::Scan;
 
+constexpr int64_t kDay = 86400;
+constexpr int64_t kRetention = 30 * kDay;
+constexpr int64_t kYear2000 = 946'684'800;
+// A file that seems older than that was written before the clock was set wrong, or after.
+constexpr int64_t kMaxPlausibleAge = 3650 * kDay;
+
+// Whether a file was last written to when its time says. A clock that was wrong, then or now, must
+// not cost its records.
+bool IsPlausible(int64_t modifiedAt, int64_t now) {
+  return modifiedAt >= kYear2000 && modifiedAt <= now + kDay && modifiedAt > now - kMaxPlausibleAge;
+}
+
+bool IsAged(int64_t modifiedAt, int64_t now) {
+  return IsPlausible(modifiedAt, now) && modifiedAt <= now - kRetention;
+}
+
 // The position of a sequence number: its file, or the first newer one.
 template <typename Files>
 auto PositionOf(Files& files, int sequence) {
@@ -40,9 +56,20 @@ Deletion DeleteFile(const std::string& path) {
   return opened || file.Unusable() ? Deletion::Failed : Deletion::InUse;
 }
 
-void DeleteAged(const std::string& path, Scan& scan) {
+// If another process has the file open, that one or a later scan dates it.
+void DateNow(const std::string& path, int64_t now) {
+  TAV_NOTE("CM: The time of cache file '%s' is implausible. It is dated now", path.c_str());
+  TavFile file;
+  if (!file.OpenAtomic(path.c_str()) || !file.SetModified(now)) {
+    TAV_DEBUG("*CM: Cannot date cache file '%s'", path.c_str());
+  }
+}
+
+void DeleteAged(const std::string& path, int64_t size, Scan& scan) {
   TAV_DEBUG("CM: File '%s' is old. Deleting it...", path.c_str());
   if (TavFile::Delete(path.c_str())) {
+    LogWarning("CM: Deleted a cache file of %lld bytes because of its age",
+               static_cast<long long>(size));
     ++scan.agedFiles;
     return;
   }
@@ -113,7 +140,7 @@ bool CacheDirectory::IsPassedOver(int sequence) const {
   return std::ranges::find(passedOver_, sequence) != passedOver_.end();
 }
 
-CacheDirectory::Scan CacheDirectory::ScanFiles(int64_t expiry) {
+CacheDirectory::Scan CacheDirectory::ScanFiles(int64_t now) {
   files_.clear();
   passedOver_.clear();
   Scan scan;
@@ -128,22 +155,26 @@ CacheDirectory::Scan CacheDirectory::ScanFiles(int64_t expiry) {
       }
       continue;
     }
-    if (status.modifiedAt <= expiry) {
-      DeleteAged(path, scan);
+    if (IsAged(status.modifiedAt, now)) {
+      DeleteAged(path, status.size, scan);
       continue;
+    }
+    if (!IsPlausible(status.modifiedAt, now)) {
+      DateNow(path, now);
+      status.modifiedAt = now;
     }
     if (scan.oldestTime == 0 || status.modifiedAt < scan.oldestTime) {
       scan.oldestTime = status.modifiedAt;
     }
     TAV_DEBUG("CM: Adding cache file seq: %d", sequence);
-    Put({sequence, status.size, CacheFile::kUnknown});
+    Put({sequence, status.size, CacheFile::kUnknown, status.modifiedAt});
   }
   return scan;
 }
 
 // Old files that could not be deleted at the start are not added; files that become old while the
 // process runs stay in the list.
-void CacheDirectory::Refresh(int64_t expiry) {
+void CacheDirectory::Refresh(int64_t now) {
   // A name that is free again may be given to a new file.
   std::erase_if(passedOver_, [this](int sequence) {
     Platform::FileStatus status;
@@ -157,10 +188,10 @@ void CacheDirectory::Refresh(int64_t expiry) {
     }
     const CacheFile* const known = Find(sequence);
     if (known != nullptr) {
-      found.push_back({sequence, status.size, known->wholeSize});
-    } else if (status.modifiedAt > expiry) {
+      found.push_back({sequence, status.size, known->wholeSize, status.modifiedAt});
+    } else if (!IsAged(status.modifiedAt, now)) {
       TAV_DEBUG("CM: Adding cache file seq: %d", sequence);
-      found.push_back({sequence, status.size, CacheFile::kUnknown});
+      found.push_back({sequence, status.size, CacheFile::kUnknown, status.modifiedAt});
     }
   }
   std::ranges::sort(found, {}, &CacheFile::sequence);

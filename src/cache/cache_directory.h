@@ -19,6 +19,7 @@ struct CacheFile {
   // The size at which the file is known to end with a whole chunk. If its size differs, another
   // manager has written to it since.
   int64_t wholeSize = kUnknown;
+  int64_t modifiedAt = 0;  // seconds since 1970, when the list was last read from the disk
 };
 
 // Used by one thread at a time. Functions that are not const throw std::bad_alloc.
@@ -56,12 +57,12 @@ class CacheDirectory {
   void PassOver(int sequence);
   bool IsPassedOver(int sequence) const;
 
-  // Builds the list from the files on disk. Deletes those that nobody has written to after
-  // `expiry`, in seconds since 1970.
-  Scan ScanFiles(int64_t expiry);
+  // Builds the list from the files on disk. Deletes those that nobody has written to for 30 days.
+  // A file with an implausible time is dated now. `now`: seconds since 1970.
+  Scan ScanFiles(int64_t now);
   // Updates the list from the disk, which other processes change, too. Does not add files that
-  // nobody has written to after `expiry`.
-  void Refresh(int64_t expiry);
+  // nobody has written to for 30 days.
+  void Refresh(int64_t now);
   // Deletes a file from the disk and the list.
   Deletion Delete(int sequence);
 

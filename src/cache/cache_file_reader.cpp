@@ -47,12 +47,14 @@ void ReadChunks(InputStream* input, RecordList& records, CacheFileContents& cont
     switch (chunks.ReadChunk(record->bytes)) {
       case ChunkResult::Chunk:
         contents.readBytes += ChunkSize(record->bytes.size());
+        record->fileEnd = contents.readBytes;
         records.Append(std::move(record));
         break;
       case ChunkResult::NoEndMark:
         LogWarning("CM: Error reading chunk data: %s", chunks.ErrorText());
         ++contents.errors;
         contents.readBytes += ChunkSize(record->bytes.size()) - 1;
+        record->fileEnd = contents.readBytes;
         records.Append(std::move(record));
         return;
       case ChunkResult::End:

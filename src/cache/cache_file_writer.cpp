@@ -60,7 +60,7 @@ CacheFileWriter::Opening CacheFileWriter::Open() {
 CacheFileWriter::Attempt CacheFileWriter::TryToOpen(int sequence) {
   path_ = directory_.PathOf(sequence);
   TAV_DEBUG("CM: Formed cache file name '%s'", path_.c_str());
-  target_ = {sequence, 0, CacheFile::kUnknown};
+  target_ = {sequence, 0, CacheFile::kUnknown, 0};
   Platform::FileStatus before;
   const bool isNew = !Platform::QueryFileStatus(path_.c_str(), before) && errno == ENOENT;
   if (before.size > 0) {

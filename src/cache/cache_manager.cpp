@@ -18,8 +18,6 @@ namespace Tav {
 
 namespace {
 
-constexpr int64_t kRetentionSeconds = 2'592'000;  // 30 days
-
 constinit std::atomic<uint32_t> errorCount{0};
 constinit std::atomic<uint32_t> agedFileCount{0};
 
@@ -28,14 +26,32 @@ void CountErrors(uint32_t count = 1) {
   errorCount.fetch_add(count, std::memory_order_relaxed);
 }
 
+CacheDirectory::Deletion TryToDelete(CacheDirectory& directory, int sequence) {
+  const std::string path = directory.PathOf(sequence);
+  TAV_DEBUG("CM: Deleting cache file %s", path.c_str());
+  const CacheDirectory::Deletion deletion = directory.Delete(sequence);
+  if (deletion == CacheDirectory::Deletion::InUse) {
+    TAV_DEBUG("CM: Cache file %s is in use and stays", path.c_str());
+  }
+  return deletion;
+}
+
 }  // namespace
 
 CacheManager::CacheManager(std::string storageDirectory, std::string prefix, Clock clock)
-    : directory_(std::move(storageDirectory), std::move(prefix)), clock_(clock) {
+    : directories_(std::move(storageDirectory), std::move(prefix)), clock_(clock) {
   TAV_TRACE("CM: prefix = '%s'", Prefix().c_str());
-  if (!directory_.Exists()) {
+  if (!directories_.Own().Exists()) {
     TAV_DEBUG("CM: cache disabled because the PS dir does not exist.");
     disabled_ = true;
+  }
+}
+
+CacheManager::~CacheManager() {
+  DeleteConsumed();
+  if (!consumed_.empty()) {
+    LogWarning("CM: %d cache files cannot be deleted. Their records will be sent again",
+               static_cast<int>(consumed_.size()));
   }
 }
 
@@ -43,15 +59,10 @@ int64_t CacheManager::SystemClock() {
   return Platform::UnixMilliseconds() / 1000;
 }
 
-// Files last written to at this time or before it are too old.
-int64_t CacheManager::Expiry() const {
-  return clock_() - kRetentionSeconds;
-}
-
 void CacheManager::ScanFiles(bool persistentInterval) {
   TAV_DEBUG("CM: Loading cache file names from psDir '%s'. persistentInterval: %d",
-            directory_.Path().c_str(), persistentInterval ? 1 : 0);
-  const CacheDirectory::Scan scan = directory_.ScanFiles(Expiry());
+            directories_.Own().Path().c_str(), persistentInterval ? 1 : 0);
+  const CacheDirectory::Scan scan = directories_.ScanFiles(clock_());
   oldestTime_ = persistentInterval ? scan.oldestTime : 0;
   CountErrors(scan.errors);
   agedFileCount.fetch_add(scan.agedFiles, std::memory_order_relaxed);
@@ -60,6 +71,7 @@ void CacheManager::ScanFiles(bool persistentInterval) {
 }
 
 bool CacheManager::Append(RecordList& records) {
+  DeleteConsumed();
   {
     const OversizedRecords oversized(records);
     CountErrors(oversized.Count());
@@ -71,8 +83,8 @@ bool CacheManager::Append(RecordList& records) {
 
 // False if the append must end here.
 bool CacheManager::AppendToOneFile(RecordList& records) {
-  directory_.Refresh(Expiry());
-  CacheFileWriter writer(directory_, maxFileSize_);
+  directories_.Own().Refresh(clock_());
+  CacheFileWriter writer(directories_.Own(), maxFileSize_);
   const CacheFileWriter::Opening opening = writer.Open();
   CountErrors(writer.PassedOver());
   if (opening != CacheFileWriter::Opening::Opened) {
@@ -81,7 +93,7 @@ bool CacheManager::AppendToOneFile(RecordList& records) {
     return false;
   }
   if (!writer.Write(records, onStored_)) {
-    directory_.Refresh(Expiry());
+    directories_.Own().Refresh(clock_());
     CountErrors();
     return false;
   }
@@ -94,48 +106,65 @@ bool CacheManager::AppendToOneFile(RecordList& records) {
   return true;
 }
 
-// Deletes the oldest files until the others are within the limit, but never the newest, which holds
-// the records just stored. Refreshes the list first: the sequence number of a file that was
-// consumed may now belong to a new one.
+// Deletes the oldest files until the others are within the limit, but never the newest own one,
+// which holds the records just stored. Refreshes the list first: the sequence number of a file that
+// was consumed may now belong to a new one.
 void CacheManager::EnforceLimit() {
   const auto limit = static_cast<int>(
       std::min<uint64_t>(uint64_t{maxFileSize_} * maxFiles_, std::numeric_limits<int32_t>::max()));
-  if (directory_.TotalSize() >= limit) {
-    directory_.Refresh(Expiry());
+  if (directories_.TotalSize() >= limit) {
+    directories_.Refresh(clock_());
   }
-  while (FileCount() > 1 && directory_.TotalSize() >= limit) {
+  const auto isLeased = [this](const CacheDirectory& directory, int sequence) {
+    return lease_.Holds(directory, sequence);
+  };
+  while (directories_.TotalSize() >= limit) {
+    CacheFile oldest;
+    CacheDirectory* const directory = directories_.FindOldest(isLeased, oldest);
+    if (directory == nullptr) {
+      return;
+    }
     LogWarning("CM: Cache is full (%d, %d)", TotalSize(), limit);
-    const int oldest = GetFileSequence(0);
-    switch (TryToDelete(oldest)) {
+    switch (TryToDelete(*directory, oldest.sequence)) {
       case CacheDirectory::Deletion::Deleted:
+        LogWarning("CM: Deleted a cache file of %lld bytes because the cache is full",
+                   static_cast<long long>(oldest.size));
         break;
       case CacheDirectory::Deletion::InUse:
         // If another manager does not consume it, the next refresh finds it.
-        directory_.Forget(oldest);
+        directory->Forget(oldest.sequence);
         break;
       case CacheDirectory::Deletion::Failed:
-        PassOver(oldest, "delete");
+        PassOver(*directory, oldest.sequence, "delete");
         break;
     }
   }
 }
 
 void CacheManager::Load(RecordList& records) {
-  directory_.Refresh(Expiry());
-  const std::vector<CacheFile> files = directory_.Files();  // loading changes the list
-  for (const CacheFile& file : files) {
-    LoadFile(file.sequence, records);
+  directories_.Refresh(clock_());
+  for (CacheDirectory& directory : directories_) {
+    const std::vector<CacheFile> files = directory.Files();  // loading changes the list
+    for (const CacheFile& file : files) {
+      if (LeaseFile(directory, file.sequence, records)) {
+        EndLease();
+      }
+    }
   }
 }
 
-void CacheManager::LoadOldest(RecordList& records) {
-  directory_.Refresh(Expiry());
-  const std::vector<CacheFile> files = directory_.Files();
-  for (const CacheFile& file : files) {
-    if (LoadFile(file.sequence, records)) {
-      return;
+bool CacheManager::Lease(RecordList& records) {
+  DeleteConsumed();
+  directories_.Refresh(clock_());
+  for (CacheDirectory& directory : directories_) {
+    const std::vector<CacheFile> files = directory.Files();
+    for (const CacheFile& file : files) {
+      if (LeaseFile(directory, file.sequence, records)) {
+        return true;
+      }
     }
   }
+  return false;
 }
 
 // A file is full after the record that reaches its limit. A larger one is not the cache's own and
@@ -144,95 +173,116 @@ int64_t CacheManager::MaxLoadSize() const {
   return std::max(maxFileSize_, kDefaultMaxFileSize) + ChunkSize(kMaxChunkPayload);
 }
 
-// True if the file had a record.
-bool CacheManager::LoadFile(int sequence, RecordList& records) {
-  TavFile file;
-  if (!OpenToLoad(sequence, file)) {
+// True if the file had a record. Any other file is deleted.
+bool CacheManager::LeaseFile(CacheDirectory& directory, int sequence, RecordList& records) {
+  auto file = std::make_unique<TavFile>();
+  if (!OpenToLoad(directory, sequence, *file)) {
     return false;
   }
-  const std::string path = directory_.PathOf(sequence);
   RecordList found;
-  const CacheFileContents contents = ReadOpenCacheFile(file, path, found);
+  const CacheFileContents contents = ReadOpenCacheFile(*file, directory.PathOf(sequence), found);
   CountErrors(contents.errors);
-  if (!file.Discard()) {
-    return PassOver(sequence, "delete");
+  lease_.Begin(directory, sequence, std::move(file));
+  if (found.Empty()) {
+    EndLease();
+    return false;
   }
-  directory_.Forget(sequence);
   records.AppendAll(std::move(found));
-  if (!file.Close()) {
-    LogWarning("*CM: Cannot close loaded cache file '%s'", path.c_str());
-    CountErrors();
-  }
-  return contents.readBytes > 0;
+  return true;
 }
 
-bool CacheManager::OpenToLoad(int sequence, TavFile& file) {
-  const std::string path = directory_.PathOf(sequence);
+void CacheManager::EndLease() {
+  if (std::unique_ptr<TavFile> file = lease_.Discard()) {
+    CountErrors();
+    consumed_.push_back(std::move(file));
+  }
+}
+
+bool CacheManager::ReturnLease(const RecordList& rest) {
+  DeleteConsumed();
+  directories_.Refresh(clock_());
+  const bool returned = lease_.Return(rest);
+  CountErrors(returned ? 0 : 1);
+  return returned;
+}
+
+void CacheManager::DeleteConsumed() {
+  std::erase_if(consumed_, [](const std::unique_ptr<TavFile>& file) { return file->Discard(); });
+}
+
+// The checksum tells which version's file it is.
+void CacheManager::DropAccepted(const LeaseNote& note) {
+  for (CacheDirectory& directory : directories_) {
+    const CacheFile* const known = directory.Find(note.sequence);
+    if (known == nullptr || note.bytes <= 0 || known->size < note.bytes) {
+      continue;
+    }
+    TavFile file;
+    if (OpenToLoad(directory, note.sequence, file)) {
+      uint32_t errors = 0;
+      const bool found = DropConsumed(directory, file, note, errors);
+      CountErrors(errors);
+      if (found) {
+        return;
+      }
+    }
+  }
+}
+
+bool CacheManager::OpenToLoad(CacheDirectory& directory, int sequence, TavFile& file) {
+  const std::string path = directory.PathOf(sequence);
   TAV_DEBUG("CM: Opening cache file for read '%s'", path.c_str());
   if (file.OpenAtomic(path.c_str())) {
     Platform::FileStatus status;
     if (Platform::QueryFileStatus(path.c_str(), status) && status.size > MaxLoadSize()) {
       errno = EFBIG;
-      return PassOver(sequence, "load");
+      return PassOver(directory, sequence, "load");
     }
     return true;
   }
   if (file.Missing()) {
     TAV_DEBUG("CM: Cache file '%s' was consumed elsewhere", path.c_str());
-    directory_.Forget(sequence);
+    directory.Forget(sequence);
     return false;
   }
   LogWarning("CM: Could not open cache file '%s' to load. Cache disabled: %d", path.c_str(),
              disabled_ ? 1 : 0);
   CountErrors();
   if (file.Unusable()) {
-    directory_.PassOver(sequence);
+    directory.PassOver(sequence);
   }
   return false;
 }
 
 // Returns false. The reason is in errno.
-bool CacheManager::PassOver(int sequence, const char* cannot) {
+bool CacheManager::PassOver(CacheDirectory& directory, int sequence, const char* cannot) {
   LogWarning("*CM: Cannot %s cache file '%s'. It is passed over", cannot,
-             directory_.PathOf(sequence).c_str());
+             directory.PathOf(sequence).c_str());
   CountErrors();
-  directory_.PassOver(sequence);
+  directory.PassOver(sequence);
   return false;
-}
-
-void CacheManager::SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
-  maxFiles_ = maxFiles;
-  maxFileSize_ = maxFileSize;
 }
 
 void CacheManager::DeleteAll() {
   TAV_DEBUG("CM: Deleting all cache files");
-  for (const int sequence : directory_.ListSequences()) {
-    DeleteFile(sequence);
+  for (CacheDirectory& directory : directories_) {
+    for (const int sequence : directory.ListSequences()) {
+      DeleteFrom(directory, sequence);
+    }
   }
-  directory_.Refresh(Expiry());
+  directories_.Refresh(clock_());
 }
 
 int CacheManager::GetFileSequence(size_t index) const {
-  return index < FileCount() ? directory_.Files()[index].sequence : 0;
+  return index < directories_.Own().Files().size() ? directories_.Own().Files()[index].sequence : 0;
 }
 
-CacheDirectory::Deletion CacheManager::TryToDelete(int sequence) {
-  const std::string path = directory_.PathOf(sequence);
-  TAV_DEBUG("CM: Deleting cache file %s", path.c_str());
-  const CacheDirectory::Deletion deletion = directory_.Delete(sequence);
-  if (deletion == CacheDirectory::Deletion::InUse) {
-    TAV_DEBUG("CM: Cache file %s is in use and stays", path.c_str());
-  }
-  return deletion;
-}
-
-bool CacheManager::DeleteFile(int sequence) {
-  const CacheDirectory::Deletion deletion = TryToDelete(sequence);
+bool CacheManager::DeleteFrom(CacheDirectory& directory, int sequence) {
+  const CacheDirectory::Deletion deletion = TryToDelete(directory, sequence);
   if (deletion == CacheDirectory::Deletion::Failed) {
     disabled_ = true;
     LogWarning("*CM: Cannot delete cache file %s. Cache disabled now.",
-               directory_.PathOf(sequence).c_str());
+               directory.PathOf(sequence).c_str());
     CountErrors();
   }
   return deletion == CacheDirectory::Deletion::Deleted;

@@ -6,17 +6,23 @@
 // forgotten. A file that cannot be opened at all is passed over from then on: it is not tried
 // again, not counted and in nobody's way.
 //
+// The files of the product's other versions are loaded after its own, one version after the other.
+// Age and limits apply to all of them together. Records are stored in the own files only.
+//
 // A manager is used by one thread at a time and waits only for the disk. Failures are logged and
 // counted. Functions that are not const throw std::bad_alloc.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "cache/cache_directory.h"
+#include "cache/cache_directories.h"
 #include "cache/cache_file_writer.h"
+#include "cache/cache_lease.h"
 #include "model/built_record.h"
 
 namespace Tav {
@@ -37,7 +43,10 @@ class CacheManager {
   CacheManager(const CacheManager&) = delete;
   CacheManager& operator=(const CacheManager&) = delete;
 
-  virtual ~CacheManager() = default;
+  // Tries again to delete what is left of Lease.
+  virtual ~CacheManager();
+  // Before ScanFiles: the prefix of another version of the product, whose files are used, too.
+  void AddVersion(const std::string& prefix) { directories_.AddVersion(prefix); }
   // Finds the files and deletes those that nobody has written to for 30 days. `persistentInterval`:
   // note the time of the oldest one.
   virtual void ScanFiles(bool persistentInterval);
@@ -50,26 +59,48 @@ class CacheManager {
   // that another manager has open is skipped, one that is much too large is passed over. If memory
   // runs out, the file that was being read stays, and none of its records is in the list.
   virtual void Load(RecordList& records);
-  virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize);
+  virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
+    maxFiles_ = maxFiles;
+    maxFileSize_ = maxFileSize;
+  }
   // Deletes the files, whatever their age. A file that another manager has open stays.
   virtual void DeleteAll();
   // 0 when the list of files has no such index.
   virtual int GetFileSequence(size_t index) const;
 
-  // As Load, but stops after the first file that has a record, so that a crash does not lose the
-  // whole cache from memory.
-  void LoadOldest(RecordList& records);
+  // Appends the records of the oldest file that has one to the list, and holds the file until the
+  // lease is ended. No lease may be held. If memory runs out, the file stays, and none of its
+  // records is in the list. False if there is no such file.
+  bool Lease(RecordList& records);
+  bool HasLease() const { return lease_.Held(); }
+  // For each record of the leased file, in order, once nobody needs it any more.
+  void Consume(const BuiltRecord& record) { lease_.Consume(record.fileEnd); }
+  // False if there is nothing to note.
+  bool MakeNote(LeaseNote& note) const { return lease_.MakeNote(note); }
+  // Ends the lease after all records are consumed: deletes the file. If it cannot be deleted now,
+  // it stays open and out of use, and is deleted later.
+  void EndLease();
+  // Ends the lease early. Takes a copy of the records that are left. False if the file could not be
+  // rewritten without the consumed records; the lease is then still held.
+  bool ReturnLease(const RecordList& rest);
+  // Ends the lease as if it had not begun.
+  void AbandonLease() { lease_.Abandon(); }
+  // After ScanFiles, before records are loaded: drops what an earlier run has consumed according to
+  // its last note. A file whose beginning is not what was noted stays as it is.
+  void DropAccepted(const LeaseNote& note);
   // False when the file could not be deleted. Unless the file is only in use, that disables the
   // cache.
-  bool DeleteFile(int sequence);
+  bool DeleteFile(int sequence) { return DeleteFrom(directories_.Own(), sequence); }
 
   // True when no file can be created, or after DeleteFile or DeleteAll have failed to delete a
   // file. Append then fails; Load still works.
   bool Disabled() const { return disabled_; }
-  const std::string& Prefix() const { return directory_.Prefix(); }
-  size_t FileCount() const { return directory_.Files().size(); }
+  const std::string& Prefix() const { return directories_.Own().Prefix(); }
+  size_t FileCount() const { return directories_.FileCount(); }
   // Of all known files, without those passed over, in bytes, at most INT32_MAX.
-  int TotalSize() const { return ToInt(directory_.TotalSize()); }
+  int TotalSize() const { return ToInt(directories_.TotalSize()); }
+  // The same without the leased file.
+  int64_t UnleasedBytes() const { return directories_.TotalSize() - lease_.Size(); }
   // When the oldest file that the last scan kept was last written to; 0 for none, or if that scan
   // did not note it.
   int64_t OldestTime() const { return oldestTime_; }
@@ -81,22 +112,24 @@ class CacheManager {
  private:
   static int64_t SystemClock();
 
-  int64_t Expiry() const;
   bool AppendToOneFile(RecordList& records);
   void EnforceLimit();
   int64_t MaxLoadSize() const;
-  bool LoadFile(int sequence, RecordList& records);
-  bool OpenToLoad(int sequence, TavFile& file);
-  bool PassOver(int sequence, const char* cannot);
-  CacheDirectory::Deletion TryToDelete(int sequence);
+  bool LeaseFile(CacheDirectory& directory, int sequence, RecordList& records);
+  bool OpenToLoad(CacheDirectory& directory, int sequence, TavFile& file);
+  bool PassOver(CacheDirectory& directory, int sequence, const char* cannot);
+  void DeleteConsumed();
+  bool DeleteFrom(CacheDirectory& directory, int sequence);
 
-  CacheDirectory directory_;
+  CacheDirectories directories_;
   OnStored onStored_;
   const Clock clock_;
   uint32_t maxFiles_ = kDefaultMaxFiles;
   uint32_t maxFileSize_ = kDefaultMaxFileSize;
   bool disabled_ = false;
   int64_t oldestTime_ = 0;
+  CacheLease lease_;
+  std::vector<std::unique_ptr<TavFile>> consumed_;  // could not be deleted; open for exclusive use
 };
 
 }  // namespace Tav

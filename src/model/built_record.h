@@ -19,6 +19,8 @@ struct BuiltRecord {
   // The place in the log of events up to which this record settles it; 0 if its events are not
   // there.
   uint64_t logEnd = 0;
+  // In a record from a cache file: the offset in the file behind it. 0 if unknown.
+  int64_t fileEnd = 0;
   std::unique_ptr<BuiltRecord> next;
 
   int Size() const { return static_cast<int>(bytes.size()); }

@@ -53,8 +53,8 @@ class File {
   // Also releases the lock. Returns true if no file is open. The file is closed even after a
   // failure.
   bool Close();
-  // Removes the file, at the latest when it is closed. For exclusive use only. If the process dies
-  // before this call, the file stays.
+  // Removes the file, at the latest when it is closed. For exclusive use only. Fails if the file
+  // has become read-only. If the process dies before this call, the file stays.
   bool Discard();
 
   // Locks the first byte and seeks to the start of the file. Returns false at once if another File
@@ -69,6 +69,10 @@ class File {
   int64_t Write(const void* buffer, size_t count);
   // Empties the file and seeks to its start.
   bool Truncate();
+  // Seeks to the start.
+  bool Rewind();
+  // Sets the time of the last modification, in seconds since 1970. Later writes may change it.
+  bool SetModified(int64_t secondsSince1970);
 
  private:
   // Returns false and sets EBADF if no file is open: the Windows run-time terminates a process that
@@ -91,6 +95,9 @@ std::FILE* OpenFile(const char* path, const char* mode);
 // Fails if the file is missing (ENOENT), read-only or open. Of a link, removes the link itself; of
 // a file with several names, this one.
 bool RemoveFile(const char* path);
+
+// Fails if `to` exists (EEXIST). Both are in one directory.
+bool RenameFile(const char* from, const char* to);
 
 // True for a file, a directory or a link.
 bool FileExists(const char* path);

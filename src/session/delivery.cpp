@@ -60,7 +60,7 @@ bool Delivery::SendToServer() {
   if (intake_.Disabled()) {
     return false;
   }
-  if (store_.InMemory().Empty() && store_.CacheSize() == 0) {
+  if (store_.NothingInMemory() && store_.CacheSize() == 0) {
     TAV_DEBUG("SM: SendToServer: nothing to send");
     return true;
   }
@@ -131,7 +131,7 @@ void Delivery::SendAtTermination() {
 
 void Delivery::CacheUnsent() {
   // After an opt-out, the only unsent record is the opt-out, which the storage files keep.
-  if (store_.InMemory().Empty() || !store_.UsesCache()) {
+  if (store_.NothingInMemory() || !store_.UsesCache()) {
     return;
   }
   TAV_DEBUG("SM: ProcessTermination: writing records to cache");

@@ -47,7 +47,6 @@ void RecordStore::Append(std::unique_ptr<BuiltRecord> record) {
   // A record without events settles none.
   if (record->logEnd > logEnd_) {
     logEnd_ = record->logEnd;
-    ++unsettled_;
   } else {
     record->logEnd = 0;
   }
@@ -67,7 +66,6 @@ void RecordStore::Settle(const BuiltRecord& record) {
   if (record.logEnd > settled_) {
     journal_.Settle(record.logEnd);
     settled_ = record.logEnd;
-    --unsettled_;
   }
 }
 
@@ -99,49 +97,104 @@ SendSchedule::Backlog RecordStore::Backlog() const {
   return {records_.Bytes(), std::max<int64_t>(CacheSize() - unloadable_, 0)};
 }
 
-const BuiltRecord* RecordStore::Oldest() {
-  journal_.Refill();
-  return records_.Empty() && !LoadCacheRecords() ? nullptr : records_.First();
+bool RecordStore::HasOne() const {
+  if (leased_.Empty()) {
+    return records_.HasOne() && CacheSize() == 0;
+  }
+  return leased_.HasOne() && records_.Empty() && cache_->UnleasedBytes() == 0;
 }
 
-// Loads one file at a time: a crash loses the records that are in memory. False when the cache has
-// no record. After an opt-out, files that could not be deleted stay unused.
+const BuiltRecord* RecordStore::Oldest() {
+  journal_.Refill();
+  if (NothingInMemory() && !LoadCacheRecords()) {
+    return nullptr;
+  }
+  return leased_.Empty() ? records_.First() : leased_.First();
+}
+
+// Loads one file at a time. False when the cache has no record. After an opt-out, files that could
+// not be deleted stay unused.
 bool RecordStore::LoadCacheRecords() {
   if (cache_ == nullptr || !consent_.AllowsCache()) {
     return false;
   }
-  do {
-    cache_->LoadOldest(records_);
-    if (records_.Empty()) {
+  while (leased_.Empty()) {
+    RecordList loaded;
+    if (!cache_->Lease(loaded)) {
       unloadable_ = cache_->TotalSize();
       return false;
     }
     unloadable_ = 0;
     TAV_DEBUG("SM: Found cache records");
-    CheckLoadedRecords();
-  } while (records_.Empty());
+    CheckLoadedRecords(loaded);
+  }
   return true;
 }
 
-// Drops damaged records, and finds out which data the others carry.
-void RecordStore::CheckLoadedRecords() {
-  for (size_t count = records_.Count(); count > 0; --count) {
-    std::unique_ptr<BuiltRecord> record = records_.TakeFirst();
+// Drops damaged records, and finds out which data the others carry. Throws if memory runs out; then
+// the file stays as it is.
+void RecordStore::CheckLoadedRecords(RecordList& loaded) try {
+  while (std::unique_ptr<BuiltRecord> record = loaded.TakeFirst()) {
     if (IsDamaged(*record)) {
       LogWarning("SM: Dropped a damaged record of %d bytes from the cache", record->Size());
     } else {
       record->carried = copies_.DataOf(*record);
       changes_.OnLoaded(record->carried);
-      records_.Append(std::move(record));
+      leased_.Append(std::move(record));
     }
+  }
+  if (leased_.Empty()) {
+    cache_->EndLease();
+  }
+} catch (...) {
+  leased_.Clear();
+  cache_->AbandonLease();
+  changes_.OnFlushed(CarriedInMemory());
+  throw;
+}
+
+// The file is deleted behind its last record. A record that is noted is not sent again if the
+// process dies before that.
+std::unique_ptr<BuiltRecord> RecordStore::TakeOldest() {
+  if (leased_.Empty()) {
+    return TakeFirst();
+  }
+  std::unique_ptr<BuiltRecord> record = leased_.TakeFirst();
+  cache_->Consume(*record);
+  LeaseNote note;
+  if (leaseLog_ != nullptr && cache_->MakeNote(note)) {
+    leaseLog_->Accepted(note);
+  }
+  if (leased_.Empty()) {
+    cache_->EndLease();
+  }
+  return record;
+}
+
+// If the file cannot be rewritten, its records stay in memory: loading them again would send some
+// of them twice.
+void RecordStore::ReturnLease() {
+  if (!leased_.Empty() && cache_->ReturnLease(leased_)) {
+    leased_.Clear();
+    changes_.OnFlushed(CarriedInMemory());
+  }
+}
+
+void RecordStore::DropAccepted(const LeaseNote& note) {
+  if (cache_ != nullptr && consent_.AllowsCache()) {
+    cache_->DropAccepted(note);
   }
 }
 
 bool RecordStore::Flush() {
-  if (records_.Empty() || !consent_.AllowsCache()) {
+  if (NothingInMemory() || !consent_.AllowsCache()) {
     return true;
   }
   TAV_DEBUG("SM: Flushing records to cache");
+  ReturnLease();
+  if (records_.Empty()) {
+    return true;
+  }
   copies_.Note(records_);
   const bool stored = cache_ != nullptr && cache_->Append(records_);
   changes_.OnFlushed(CarriedInMemory());
@@ -151,15 +204,20 @@ bool RecordStore::Flush() {
 
 CarriedData RecordStore::CarriedInMemory() const {
   CarriedData latest;
-  for (const BuiltRecord* record = records_.First(); record; record = record->next.get()) {
-    latest.product = std::max(latest.product, record->carried.product);
-    latest.machine = std::max(latest.machine, record->carried.machine);
+  for (const RecordList* list : {&leased_, &records_}) {
+    for (const BuiltRecord* record = list->First(); record; record = record->next.get()) {
+      latest.product = std::max(latest.product, record->carried.product);
+      latest.machine = std::max(latest.machine, record->carried.machine);
+    }
   }
   return latest;
 }
 
 void RecordStore::BoundMemory(int maxMemorySize) {
   const int64_t bound = int64_t{maxMemorySize} * kMemoryBoundFactor;
+  if (leased_.Bytes() + records_.Bytes() > bound) {
+    ReturnLease();
+  }
   int count = 0;
   int64_t bytes = 0;
   while (records_.Bytes() > bound && !records_.Empty()) {

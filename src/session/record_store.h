@@ -1,4 +1,6 @@
-// Built records that the server has not accepted yet: in memory, and in the cache on disk.
+// Built records that the server has not accepted yet: in memory, and in the cache on disk. The
+// records of one cache file at a time are in memory, too. They are older than those built in this
+// run, are never appended to the cache again, and their file stays until all of them are gone.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +31,7 @@ class RecordStore {
 
   void Append(std::unique_ptr<BuiltRecord> record);
   // Whether a record is in memory whose events are in the journal.
-  bool HasUnsettled() const { return unsettled_ != 0; }
+  bool HasUnsettled() const { return settled_ < logEnd_; }
   // Writes a record of a dead run to the cache. False, and the record stays the caller's, if it
   // cannot be stored.
   bool CacheRecovered(std::unique_ptr<BuiltRecord>& record);
@@ -39,22 +41,29 @@ class RecordStore {
   // store is empty.
   const BuiltRecord* Oldest();
   // Remove the oldest record in memory: the server has accepted it, or the host has it now.
-  void RemoveAccepted() { changes_.OnAccepted(TakeFirst()->carried); }
-  void RemovePulled() { changes_.OnLost(TakeFirst()->carried); }
+  void RemoveAccepted() { changes_.OnAccepted(TakeOldest()->carried); }
+  void RemovePulled() { changes_.OnLost(TakeOldest()->carried); }
 
-  // Moves the records from memory to the cache. Records that cannot be cached stay in memory. True
-  // when memory is empty or the cache must not be used.
+  // Moves the records of this run from memory to the cache, and drops those of a cache file from
+  // memory. Records that cannot be cached stay in memory. True when none is left or the cache must
+  // not be used.
   bool Flush();
   // Drops the oldest records in memory, with a warning, until they take no more than a multiple of
-  // `maxMemorySize` bytes.
+  // `maxMemorySize` bytes. First of all those of a cache file, which has them.
   void BoundMemory(int maxMemorySize);
   // Whether a flush failed since the last call.
   bool TakeFlushFailed() { return std::exchange(flushFailed_, false); }
 
   // False after an opt-out.
   bool UsesCache() const { return consent_.AllowsCache(); }
+  // Those of this run, without those of a cache file.
   const RecordList& InMemory() const { return records_; }
-  // Bytes of cache files; 0 when the cache must not be used.
+  // No record in memory at all.
+  bool NothingInMemory() const { return leased_.Empty() && records_.Empty(); }
+  // Whether a record in memory is the only one, also in the cache.
+  bool HasOne() const;
+  // Bytes of cache files, also of the one whose records are in memory; 0 when the cache must not be
+  // used.
   int64_t CacheSize() const;
   bool HasCacheFiles() const { return cache_ != nullptr && cache_->FileCount() != 0; }
   // See CacheManager::OldestTime.
@@ -62,24 +71,32 @@ class RecordStore {
   // What a send could deliver: leaves out cache files that could not be loaded.
   SendSchedule::Backlog Backlog() const;
 
+  // Borrowed; null for none. Learns which part of a cache file is no longer needed.
+  void SetLeaseLog(LeaseLog* log) { leaseLog_ = log; }
+  // After OpenCache, before anything is loaded: see CacheManager::DropAccepted.
+  void DropAccepted(const LeaseNote& note);
+
  private:
   std::unique_ptr<BuiltRecord> TakeFirst();
   void Settle(const BuiltRecord& record);
   bool LoadCacheRecords();
-  void CheckLoadedRecords();
+  void CheckLoadedRecords(RecordList& loaded);
+  std::unique_ptr<BuiltRecord> TakeOldest();
+  void ReturnLease();
   CarriedData CarriedInMemory() const;
 
   const Consent consent_;
   UnsentChanges& changes_;
   RunJournal& journal_;
-  RecordList records_;
+  RecordList leased_;   // of the cache file that the manager holds
+  RecordList records_;  // of this run
   CachedCopies copies_;
   std::unique_ptr<CacheManager> cache_;  // null until it is opened
   int64_t unloadable_ = 0;               // bytes of cache files that the last load could not open
   uint64_t logEnd_ = 0;                  // of the newest record, see BuiltRecord::logEnd
   uint64_t settled_ = 0;                 // the same of the newest record that left
-  int unsettled_ = 0;                    // records in memory whose events are in the journal
   bool flushFailed_ = false;
+  LeaseLog* leaseLog_ = nullptr;
 };
 
 }  // namespace Tav

@@ -7,6 +7,7 @@
 #include "cache/cache_file_name.h"
 #include "config/server_urls.h"
 #include "platform/clock.h"
+#include "session/product_versions.h"
 #include "session/session_environment.h"
 #include "util/logger.h"
 #include "util/now.h"
@@ -206,6 +207,9 @@ void SessionThread::OpenCache() {
   auto cache = std::make_unique<CacheManager>(
       GetStorageDirectory(config_.storage),
       CachePrefix(config_.productName, config_.productVersion, config_.deployment));
+  for (const std::string& version : OtherVersions(app_.Product().Identity(), config_.storage)) {
+    cache->AddVersion(CachePrefix(config_.productName, version, config_.deployment));
+  }
   cache->SetLimits(static_cast<uint32_t>(limits_.maxCacheFiles),
                    static_cast<uint32_t>(limits_.maxCacheBytes));
   delivery_.Store().OpenCache(std::move(cache), config_.persistentInterval);

@@ -73,7 +73,7 @@ bool Uploader::SendAllRecords() {
 // When all records are in the cache, sends an empty body first: records are loaded only for a
 // server that answers.
 bool Uploader::SendOnConnection() {
-  if (store_.InMemory().Empty() && sender_->Send(nullptr, 0, false) != 0) {
+  if (store_.NothingInMemory() && sender_->Send(nullptr, 0, false) != 0) {
     TAV_NOTE("SM: Sending no records");
     return false;
   }
@@ -97,7 +97,7 @@ bool Uploader::SendRecords() {
 
 bool Uploader::SendRecord(const BuiltRecord& record) {
   const int64_t start = Platform::MonotonicMilliseconds();
-  const bool isLast = store_.InMemory().HasOne() && store_.CacheSize() == 0;
+  const bool isLast = store_.HasOne();
   const bool sent =
       sender_->Send(record.bytes.data(), static_cast<uint32_t>(record.Size()), isLast) == 0;
   statistics_.Count(record.Size(), Platform::MonotonicMilliseconds() - start);

@@ -5,6 +5,7 @@
 // except in Truncate and in an open that waits for the lock.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,10 @@ class TavFile {
   bool Write(const void* buffer, size_t count);
   // Empties the file. Tries five times, 100 ms apart, while another process uses the contents.
   bool Truncate();
+  // Seeks to the start.
+  bool Rewind() { return file_.Rewind(); }
+  // Sets the time of the last modification, in seconds since 1970.
+  bool SetModified(int64_t secondsSince1970) { return file_.SetModified(secondsSince1970); }
   // Also releases the lock. The file is closed even after a failure.
   bool Close();
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@
 #include "cache/cache_file_name.h"
 #include "cache/cache_manager.h"
 #include "platform/clock.h"
+#include "platform/file.h"
 #include "support/captured_log.h"
 #include "support/storage_folder.h"
 
@@ -76,6 +78,17 @@ class CacheFixture : public testing::Test {
   Texts LoadAll() const {
     CacheManager cache = Manager();
     return LoadFrom(cache);
+  }
+
+  // Seconds since 1970.
+  static void SetModified(const std::filesystem::path& path, int64_t time) {
+    const std::chrono::sys_seconds point{std::chrono::seconds(time)};
+    std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(point));
+  }
+  static int64_t Modified(const std::filesystem::path& path) {
+    Platform::FileStatus status;
+    EXPECT_TRUE(Platform::QueryFileStatus(StorageFolder::Utf8(path).c_str(), status));
+    return status.modifiedAt;
   }
 
   void Put(int sequence, const std::string& contents) const {

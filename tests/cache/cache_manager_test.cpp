@@ -14,11 +14,6 @@ using namespace std::string_literals;
 
 class CacheManagerTest : public CacheFixture {};
 
-void SetModified(const std::filesystem::path& path, int64_t secondsSince1970) {
-  const std::chrono::sys_seconds time{std::chrono::seconds(secondsSince1970)};
-  std::filesystem::last_write_time(path, std::chrono::file_clock::from_sys(time));
-}
-
 TEST_F(CacheManagerTest, StoresRecordsAndLoadsThemInOrder) {
   const CapturedLog log;
   CacheManager cache = Manager();
@@ -57,22 +52,6 @@ TEST_F(CacheManagerTest, BeginsTheNextFileAtTheSizeLimit) {
   next.SetLimits(50, 70);
   Store(next, {"c"});
   EXPECT_EQ(Contents(4), Chunk("c"));
-}
-
-TEST_F(CacheManagerTest, LoadsTheOldestFileThatHasARecord) {
-  Put(1, "");
-  Put(2, "?");
-  Put(3, Chunk("a") + Chunk("b"));
-  Put(4, Chunk("c"));
-  CacheManager cache = Manager();
-  RecordList records = RecordsOf({"first"});
-  cache.LoadOldest(records);
-  EXPECT_EQ(TextsOf(records), (Texts{"first", "a", "b"}));
-  EXPECT_EQ(Names(), Texts{Name(4)});
-  EXPECT_EQ(cache.TotalSize(), 6);
-  cache.LoadOldest(records);
-  cache.LoadOldest(records);
-  EXPECT_EQ(TextsOf(records), (Texts{"first", "a", "b", "c"}));
 }
 
 TEST_F(CacheManagerTest, DeletesTheOldestFilesOfAFullCache) {

@@ -104,7 +104,8 @@ TEST_F(UnusableFileTest, AFileWhoseLoadRunsOutOfMemoryStays) {
   };
   for (const bool oldestOnly : {false, true}) {
     failingAllocation = 65536;
-    EXPECT_THROW(oldestOnly ? cache.LoadOldest(records) : cache.Load(records), std::bad_alloc);
+    EXPECT_THROW(oldestOnly ? (void)cache.Lease(records) : cache.Load(records), std::bad_alloc);
+    EXPECT_FALSE(cache.HasLease());
     failingAllocation = SIZE_MAX;
     EXPECT_EQ(TextsOf(records), Texts{"first"});
     EXPECT_EQ(Contents(1), contents);

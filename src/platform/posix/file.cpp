@@ -128,7 +128,15 @@ bool File::Close() {
 }
 
 bool File::Discard() {
-  return CheckOpen() && unlink(path_.c_str()) == 0;
+  struct stat status{};
+  if (!CheckOpen() || fstat(descriptor_, &status) != 0) {
+    return false;
+  }
+  if (!Writable(status)) {
+    errno = EACCES;
+    return false;
+  }
+  return unlink(path_.c_str()) == 0;
 }
 
 bool File::LockFirstByte() {
@@ -197,6 +205,15 @@ bool File::Truncate() {
   return ftruncate(descriptor_, 0) == 0 && lseek(descriptor_, 0, SEEK_SET) == 0;
 }
 
+bool File::Rewind() {
+  return CheckOpen() && lseek(descriptor_, 0, SEEK_SET) == 0;
+}
+
+bool File::SetModified(int64_t secondsSince1970) {
+  const timespec times[] = {{0, UTIME_OMIT}, {secondsSince1970, 0}};
+  return CheckOpen() && futimens(descriptor_, times) == 0;
+}
+
 std::FILE* OpenFile(const char* path, const char* mode) {
   std::FILE* const file = std::fopen(path, mode);
   if (file) {
@@ -224,6 +241,10 @@ bool RemoveFile(const char* path) {
   const bool removed = TakeShare(descriptor, true) && unlink(path) == 0;
   CloseKeepingErrno(descriptor);
   return removed;
+}
+
+bool RenameFile(const char* from, const char* to) {
+  return renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0;
 }
 
 bool FileExists(const char* path) {

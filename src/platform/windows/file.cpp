@@ -102,9 +102,10 @@ uint64_t Join(DWORD high, DWORD low) {
   return (static_cast<uint64_t>(high) << 32) | low;
 }
 
+constexpr uint64_t kUnitsPerSecond = 10'000'000;
+constexpr int64_t kSecondsFrom1601To1970 = 11'644'473'600;
+
 int64_t ToUnixSeconds(const FILETIME& time) {
-  constexpr uint64_t kUnitsPerSecond = 10'000'000;
-  constexpr int64_t kSecondsFrom1601To1970 = 11'644'473'600;
   return static_cast<int64_t>(Join(time.dwHighDateTime, time.dwLowDateTime) / kUnitsPerSecond) -
          kSecondsFrom1601To1970;
 }
@@ -235,6 +236,25 @@ bool File::Truncate() {
   return _lseeki64(descriptor_, 0, SEEK_SET) == 0;
 }
 
+bool File::Rewind() {
+  return CheckOpen() && _lseeki64(descriptor_, 0, SEEK_SET) == 0;
+}
+
+bool File::SetModified(int64_t secondsSince1970) {
+  if (!CheckOpen()) {
+    return false;
+  }
+  const uint64_t units =
+      static_cast<uint64_t>(secondsSince1970 + kSecondsFrom1601To1970) * kUnitsPerSecond;
+  const FILETIME time = {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+  auto* const handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
+  if (!SetFileTime(handle, nullptr, nullptr, &time)) {
+    errno = EACCES;
+    return false;
+  }
+  return true;
+}
+
 std::FILE* OpenFile(const char* path, const char* mode) {
   std::FILE* const file = _wfopen(ToWide(path).c_str(), ToWide(mode).c_str());
   if (file) {
@@ -246,6 +266,10 @@ std::FILE* OpenFile(const char* path, const char* mode) {
 
 bool RemoveFile(const char* path) {
   return _wremove(ToWide(path).c_str()) == 0;
+}
+
+bool RenameFile(const char* from, const char* to) {
+  return _wrename(ToWide(from).c_str(), ToWide(to).c_str()) == 0;
 }
 
 bool FileExists(const char* path) {

@@ -13,7 +13,6 @@
 #include <string_view>
 
 #include "cache/cache_fixture.h"
-#include "util/tav_file.h"
 
 namespace Tav::Testing {
 namespace {
@@ -156,8 +155,9 @@ TEST_F(CacheProcessesTest, AFileThatCannotBeOpenedIsPassedOver) {
   const uint32_t errors = CacheManager::ErrorCount();
   for (int i = 0; i < 2; ++i) {
     RecordList records;
-    cache.LoadOldest(records);
+    EXPECT_EQ(cache.Lease(records), i == 0);
     EXPECT_EQ(TextsOf(records), i == 0 ? Texts{"good"} : Texts{});
+    cache.HasLease() ? cache.EndLease() : void();
   }
   EXPECT_EQ(log.Find("warning: CM:"), "warning: CM: Could not open cache file '" + PathText(1) +
                                           "' to load. Cache disabled: 0");
@@ -191,11 +191,12 @@ TEST_F(CacheProcessesTest, AFullCachePassesOverAFileThatCannotBeDeleted) {
   EXPECT_EQ(Names(), (Texts{Name(1), Name(5)}));
 }
 
-TEST_F(CacheProcessesTest, AProcessKilledWhileItLoadsLosesNothing) {
+TEST_F(CacheProcessesTest, AProcessKilledWhileItSendsLosesNothing) {
   Put(1, Chunk("one"));
   const Child child = StartChild([&](int pipe) {
-    TavFile file;
-    WriteLine(pipe, file.OpenAtomic(PathText(1).c_str()) ? "open" : "failed");
+    CacheManager cache = Manager();
+    RecordList records;
+    WriteLine(pipe, cache.Lease(records) ? "open" : "failed");
     pause();
   });
   EXPECT_EQ(ReadLine(child), "open");
