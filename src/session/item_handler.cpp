@@ -182,6 +182,7 @@ void ItemHandler::OnCommit() {
 }
 
 void ItemHandler::OnPullData() {
+  recovery_.Search();
   delivery_.ProcessEventList(true);
   // If the last host had no memory for its block, the block is still here and is returned first.
   if (requests_.pulledBlock.empty()) {

@@ -10,6 +10,7 @@
 #include "cache/cache_file_name.h"
 #include "platform/clock.h"
 #include "platform/file.h"
+#include "session/product_versions.h"
 #include "util/logger.h"
 #include "util/now.h"
 #include "util/storage_directory.h"
@@ -102,8 +103,7 @@ void Recovery::Step() {
     return;
   }
   if (!searched_) {
-    searched_ = true;
-    Find();
+    Search();
   } else if (current_ == nullptr) {
     Begin();
   } else if (current_->unsaved == nullptr && current_->events->Empty()) {
@@ -118,13 +118,22 @@ void Recovery::Step() {
   }
 }
 
-void Recovery::Find() {
+void Recovery::Search() {
+  if (std::exchange(searched_, true)) {
+    return;
+  }
   directory_ = GetStorageDirectory(config_.storage);
   std::vector<std::string> names;
   if (directory_.empty() || !Platform::ListFiles(directory_.c_str(), names)) {
     return;
   }
-  FindOf(JournalPrefix(config_.productName, config_.productVersion, config_.deployment), names);
+  const auto find = [&](const std::string& version) {
+    FindOf(JournalPrefix(config_.productName, version, config_.deployment), names);
+  };
+  find(config_.productVersion);
+  for (const std::string& version : OtherVersions(app_.Product().Identity(), config_.storage)) {
+    find(version);
+  }
   if (!consent_.AllowsReports()) {
     for (const Found& file : files_) {
       DeleteFile(file.path);
@@ -147,6 +156,10 @@ void Recovery::FindOf(const std::string& prefix, const std::vector<std::string>&
     if (JournalFile::Take(file.path, journal) == JournalFile::Lease::Taken) {
       file.startTime = journal->Head().StartTime();
       file.size = journal->Size();
+      if (const std::optional<CacheNote> note = journal->Head().ReadCacheNote()) {
+        delivery_.Store().DropAccepted({static_cast<int>(note->fileSequence),
+                                        static_cast<int64_t>(note->acceptedBytes), note->checksum});
+      }
       found.push_back(std::move(file));
     }
   }

@@ -61,6 +61,9 @@ class Recovery {
         own_(own),
         delivery_(delivery) {}
 
+  // Finds the journals, unless it was done before, and shortens cache files of which a dead run has
+  // sent a part. Call it before the cache is loaded.
+  void Search();
   // Does what takes a short time: finds the journals, begins or ends one, or stores one record.
   void Step();
   // Steps for at most so many milliseconds, without limit if negative.
@@ -82,7 +85,6 @@ class Recovery {
   };
 
   bool Left() const;
-  void Find();
   void FindOf(const std::string& prefix, const std::vector<std::string>& names);
   void DeleteFile(const std::string& path);
   void EnforceBound();

@@ -132,9 +132,10 @@ void RunJournal::Settle(EventLog::Position end) {
   queue_.WithLog([end](EventLog& log) { log.Settle(end); });
 }
 
-void RunJournal::WriteCacheNote(const CacheNote& note) {
+void RunJournal::Accepted(const LeaseNote& note) {
   if (file_ != nullptr) {
-    file_->Head().WriteCacheNote(note);
+    file_->Head().WriteCacheNote(
+        {static_cast<uint32_t>(note.sequence), static_cast<uint64_t>(note.bytes), note.checksum});
   }
 }
 

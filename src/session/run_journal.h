@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cache/cache_lease.h"
 #include "journal/event_log.h"
 #include "journal/journal_file.h"
 #include "journal/run_block.h"
@@ -17,14 +18,12 @@
 namespace Tav {
 
 // Session thread only. Blocks as the disk does. Without a file, the log stays in memory.
-class RunJournal {
+class RunJournal final : public LeaseLog {
  public:
   // Borrows the queue, which must not be used for events once this object is destroyed.
   explicit RunJournal(WorkQueue& queue) : queue_(queue) {}
   // Leaves the file for a later run, unless Close was called.
-  ~RunJournal();
-  RunJournal(const RunJournal&) = delete;
-  RunJournal& operator=(const RunJournal&) = delete;
+  ~RunJournal() override;
 
   // Creates the file, with a name that begins with `prefix`, and the first room in it. Logs why
   // there is none.
@@ -43,8 +42,8 @@ class RunJournal {
   // Everything before `end` is delivered, in the cache, or dropped.
   void Settle(EventLog::Position end);
 
-  // How much of a cache file the server has accepted.
-  void WriteCacheNote(const CacheNote& note);
+  // Notes in the file which part of a cache file is no longer needed.
+  void Accepted(const LeaseNote& note) override;
 
   // At the end of the run. Hosts cannot add events any more. Deletes the file if nothing is left in
   // it.

@@ -213,6 +213,7 @@ void SessionThread::OpenCache() {
   cache->SetLimits(static_cast<uint32_t>(limits_.maxCacheFiles),
                    static_cast<uint32_t>(limits_.maxCacheBytes));
   delivery_.Store().OpenCache(std::move(cache), config_.persistentInterval);
+  delivery_.Store().SetLeaseLog(&journal_);
 }
 
 // Before any other file is touched: the sooner it exists, the fewer events depend on the process.

@@ -33,6 +33,7 @@ void Shutdown::Run(ConfigLoader* loader) {
   Attempt([this] { items_.RestorePulled(); });
   Attempt([this] { FinishClientInfo(); });
   Attempt([this] { delivery_.ProcessEventList(true); });
+  Attempt([this] { recovery_.Search(); });
   Attempt([this] { recovery_.Run(kMaxRecovery); });
   Attempt([this] { delivery_.SendAtTermination(); });
   Attempt([this] { delivery_.CacheUnsent(); });
