@@ -28,6 +28,12 @@ void Delivery::ProcessEventList(bool all) {
 }
 
 bool Delivery::IsSendDue(bool suspended) {
+  if (uploader_.Connected()) {
+    if (!suspended) {
+      return true;
+    }
+    uploader_.Disconnect();
+  }
   CheckSendThreshold(suspended);
   bool due = schedule_.IsDue(suspended);
   ProcessEventList(due || schedule_.FlushExpired());
@@ -48,30 +54,62 @@ void Delivery::CheckSendThreshold(bool suspended) {
   }
 }
 
-bool Delivery::SendToServer() {
+SendProgress Delivery::SendSome() {
   if (intake_.Disabled()) {
-    return false;
+    uploader_.Disconnect();
+    return SendProgress::Failed;
   }
-  if (store_.InMemory().Empty() && store_.CacheSize() == 0) {
-    TAV_DEBUG("SM: SendToServer: nothing to send");
-    return true;
+  if (uploader_.Connected()) {
+    ProcessEventList(true);  // what hosts have reported meanwhile is sent in its turn
+  } else {
+    if (retryRefused_ != 0 && retryRefused_ <= CurrentTime()) {
+      store_.RetryRefused();
+      retryRefused_ = 0;
+    }
+    if ((store_.InMemory().Empty() && store_.CacheSize() == 0) || store_.HasOnlyRefused()) {
+      TAV_DEBUG("SM: SendToServer: nothing to send");
+      return SendProgress::Done;
+    }
+    if (uploader_.PastDeadline()) {
+      LogWarning("SM: Send canceled due to being too close to final termination");
+      return SendProgress::Failed;
+    }
   }
-  if (uploader_.PastDeadline()) {
-    LogWarning("SM: Send canceled due to being too close to final termination");
-    return false;
+  const SendProgress progress = uploader_.SendSome();
+  if (progress != SendProgress::More) {
+    FinishSend(progress == SendProgress::Done);
   }
-  const bool sent = uploader_.SendAllRecords();
+  return progress;
+}
+
+void Delivery::FinishSend(bool done) {
   const int64_t now = CurrentTime();
-  if (sent) {
+  if (done) {
     app_.PersistAppStatusChanges();
     stamps_.PersistLastServerAccessTime(now);
     schedule_.OnSent(now);
   } else {
     app_.PersistAccepted();
-    schedule_.OnSendFailure(now);
+    schedule_.OnSendFailure(now, uploader_.RetryAfter());
   }
   schedule_.OnSendDone();
-  return sent;
+  if (store_.HasRefused() && retryRefused_ == 0) {
+    retryRefused_ = schedule_.WaitTime();
+  }
+}
+
+bool Delivery::SendToServer() {
+  SendProgress progress = SendProgress::More;
+  while (progress == SendProgress::More) {
+    progress = SendSome();
+  }
+  return progress == SendProgress::Done && AllAccepted();
+}
+
+void Delivery::ArmFlush() {
+  if (store_.UsesCache() && !(batch_.Empty() && store_.InMemory().Empty())) {
+    schedule_.OnLeftInMemory(CurrentTime());
+  }
 }
 
 void Delivery::FlushIfDue() {
@@ -122,6 +160,7 @@ void Delivery::SendAtTermination() {
 }
 
 void Delivery::CacheUnsent() {
+  uploader_.Disconnect();
   // After an opt-out, the only unsent record is the opt-out, which the storage files keep.
   if (store_.InMemory().Empty() || !store_.UsesCache()) {
     return;

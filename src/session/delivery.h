@@ -38,16 +38,26 @@ class Delivery {
 
   // Builds full records, or, with `all`, records of everything that is pending.
   void ProcessEventList(bool all);
-  // Builds records and decides whether they are sent now.
+  // Builds records and decides whether they are sent now. Ends a send while suspended.
   bool IsSendDue(bool suspended);
-  // True when the server has accepted everything or there was nothing to send.
+  // Sends a slice: for about a second. More calls for another one soon; meanwhile the connection
+  // stays open. Done also when there was nothing to send.
+  SendProgress SendSome();
+  // Sends all slices. True when the server has accepted everything or there was nothing to send.
   bool SendToServer();
+  // Whether the last slice has left more.
+  bool Sending() const { return uploader_.Connected(); }
+  // Whether the server has accepted everything. After Done.
+  bool AllAccepted() const { return !store_.HasRefused(); }
   // Writes the records to the cache when the flush interval has passed or memory is full.
   void FlushIfDue();
+  // At the end of a turn: whatever is left in memory has a time at which it goes to the cache.
+  void ArmFlush();
 
   // At the end of a run: sends if the schedule allows it.
   void SendAtTermination();
-  // After SendAtTermination: caches the unsent records and logs those that could not be cached.
+  // After SendAtTermination: ends a send, caches the unsent records and logs those that could not
+  // be cached.
   void CacheUnsent();
 
   SendSchedule& Schedule() { return schedule_; }
@@ -56,6 +66,7 @@ class Delivery {
   Uploader& Sender() { return uploader_; }
 
  private:
+  void FinishSend(bool done);
   void CheckSendThreshold(bool suspended);
   void FlushToCache();
 
@@ -67,6 +78,7 @@ class Delivery {
   EventBatch batch_;
   Uploader uploader_;
   int maxMemorySize_ = 0;
+  int64_t retryRefused_ = 0;  // the time from which on refused records are tried again; 0 for none
 };
 
 }  // namespace Tav

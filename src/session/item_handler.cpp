@@ -68,6 +68,7 @@ void ItemHandler::Release(int64_t now) {
 }
 
 void ItemHandler::AnswerFailed(ItemCode code) {
+  commitPending_ = commitPending_ && code != ItemCode::Commit;
   if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData ||
       code == ItemCode::Sync) {
     thread_.WakeReady();
@@ -136,8 +137,29 @@ void ItemHandler::OnEvent(WorkItemPtr item, int64_t now) {
 
 void ItemHandler::OnCommit() {
   TAV_DEBUG("SM: Commit. Processing event list. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  commitPending_ = true;
   delivery_.ProcessEventList(true);
-  if (delivery_.SendToServer()) {
+  SendForCommit();
+}
+
+void ItemHandler::ContinueCommit() try { SendForCommit(); } catch (...) {
+  LogException("SM: ");
+  AnswerFailed(ItemCode::Commit);
+}
+
+void ItemHandler::AnswerUnfinished() {
+  if (commitPending_) {
+    AnswerFailed(ItemCode::Commit);
+  }
+}
+
+void ItemHandler::SendForCommit() {
+  const SendProgress progress = delivery_.SendSome();
+  if (progress == SendProgress::More) {
+    return;
+  }
+  commitPending_ = false;
+  if (progress == SendProgress::Done && delivery_.AllAccepted()) {
     requests_.commit = CommitResult::Sent;
   }
   if (delivery_.Store().TakeFlushFailed()) {

@@ -32,6 +32,13 @@ class ItemHandler {
   // Handles what was kept, in order, and the later items as usual.
   void Release(int64_t now);
 
+  // Whether a host waits in Commit for records that are still being sent.
+  bool CommitPending() const { return commitPending_; }
+  // Sends one slice for that host, and answers it when that was the last one.
+  void ContinueCommit();
+  // At the end of the run: such a host gets its answer.
+  void AnswerUnfinished();
+
   bool Terminating() const { return terminating_; }
   // Whether a host has suspended sending.
   bool Suspended() const { return suspended_; }
@@ -49,6 +56,7 @@ class ItemHandler {
   bool ProcessHeld(WorkItemPtr& item);
   void OnEvent(WorkItemPtr item, int64_t now);
   void OnCommit();
+  void SendForCommit();
   void OnPullData();
   void OnPushData();
 
@@ -59,6 +67,7 @@ class ItemHandler {
   Delivery& delivery_;
   WorkList held_;
   bool holding_ = false;
+  bool commitPending_ = false;
   bool terminating_ = false;
   bool suspended_ = false;
   bool suspendedForTermination_ = false;

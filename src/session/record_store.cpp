@@ -6,6 +6,7 @@
 #include "streams/gzip_stream.h"
 #include "streams/memory_stream.h"
 #include "util/logger.h"
+#include "util/time_stamp.h"
 
 namespace Tav {
 
@@ -54,11 +55,67 @@ int64_t RecordStore::CacheSize() const {
 }
 
 SendSchedule::Backlog RecordStore::Backlog() const {
-  return {records_.Bytes(), std::max<int64_t>(CacheSize() - unloadable_, 0)};
+  // Below 0 if the cache takes no records, so that refused ones are in memory.
+  const int64_t cache = CacheSize() - unloadable_ - refused_.Bytes();
+  return {std::max<int64_t>(records_.Bytes() + std::min<int64_t>(cache, 0), 0),
+          std::max<int64_t>(cache, 0)};
 }
 
 const BuiltRecord* RecordStore::Oldest() {
   return records_.Empty() && !LoadCacheRecords() ? nullptr : records_.First();
+}
+
+// The cache is a queue, and a refused record that is met goes to its end. So when one is met for
+// the second time, everything that was in the cache before it has been met.
+const BuiltRecord* RecordStore::NextToSend() {
+  RecordList metAgain;
+  const BuiltRecord* next = Oldest();
+  while (next != nullptr && refused_.Contains(*next)) {
+    RecordList passed;
+    const bool first = refused_.MeetFirst(*next);
+    passed.Append(records_.TakeFirst());
+    if (first) {
+      CacheBehindOthers(std::move(passed));
+    } else {
+      metAgain.AppendAll(std::move(passed));
+    }
+    next = metAgain.Empty() ? Oldest() : records_.First();
+  }
+  CacheBehindOthers(std::move(metAgain));
+  return next;
+}
+
+void RecordStore::SetRefused(int status) {
+  RecordList refused;
+  refused.Append(records_.TakeFirst());
+  const BuiltRecord& record = *refused.First();
+  if (IsOutdated(record, CurrentTime())) {
+    LogWarning("SM: Server refused a record of %d bytes with status %d. It is too old. Dropped it",
+               record.Size(), status);
+    changes_.OnLost(record.carried);
+    return;
+  }
+  LogWarning("SM: Server refused a record of %d bytes with status %d. It is tried again later",
+             record.Size(), status);
+  refused_.Add(record);
+  CacheBehindOthers(std::move(refused));
+}
+
+// Records that cannot be cached stay in memory, behind the others.
+void RecordStore::CacheBehindOthers(RecordList records) {
+  if (records.Empty()) {
+    return;
+  }
+  if (consent_.AllowsCache() && cache_ != nullptr) {
+    copies_.Note(records);
+    flushFailed_ = !cache_->Append(records) || flushFailed_;
+  }
+  records_.AppendAll(std::move(records));
+  changes_.OnFlushed(CarriedInMemory());
+}
+
+bool RecordStore::HasOnlyRefused() const {
+  return HasRefused() && records_.Empty() && Backlog().cache == 0;
 }
 
 // Loads one file at a time: a crash loses the records that are in memory. False when the cache has

@@ -9,6 +9,7 @@
 #include "model/built_record.h"
 #include "session/cached_copies.h"
 #include "session/intake.h"
+#include "session/refused_records.h"
 #include "session/send_schedule.h"
 #include "session/unsent_changes.h"
 
@@ -34,6 +35,20 @@ class RecordStore {
   void RemoveAccepted() { changes_.OnAccepted(records_.TakeFirst()->carried); }
   void RemovePulled() { changes_.OnLost(records_.TakeFirst()->carried); }
 
+  // Sends go through the records with NextToSend, from BeginSend on. The result is as that of
+  // Oldest, but passes over refused records; null also when only those are left. They stay behind
+  // all others.
+  void BeginSend() { refused_.BeginSend(); }
+  const BuiltRecord* NextToSend();
+  // Moves the oldest record in memory to the cache, behind the others: the server has refused it.
+  // Drops it, with a warning, when it is too old to be tried again.
+  void SetRefused(int status);
+  bool HasRefused() const { return !refused_.Empty(); }
+  // Whether no other record is left.
+  bool HasOnlyRefused() const;
+  // The refused records count as any others again.
+  void RetryRefused() { refused_.Clear(); }
+
   // Moves the records from memory to the cache. Records that cannot be cached stay in memory. True
   // when memory is empty or the cache must not be used.
   bool Flush();
@@ -51,18 +66,20 @@ class RecordStore {
   bool HasCacheFiles() const { return cache_ != nullptr && cache_->FileCount() != 0; }
   // See CacheManager::OldestTime.
   int64_t OldestCached() const { return cache_ == nullptr ? 0 : cache_->OldestTime(); }
-  // What a send could deliver: leaves out cache files that could not be loaded.
+  // What a send could deliver: leaves out cache files that could not be loaded and refused records.
   SendSchedule::Backlog Backlog() const;
 
  private:
   bool LoadCacheRecords();
   void CheckLoadedRecords();
+  void CacheBehindOthers(RecordList records);
   CarriedData CarriedInMemory() const;
 
   const Consent consent_;
   UnsentChanges& changes_;
   RecordList records_;
   CachedCopies copies_;
+  RefusedRecords refused_;
   std::unique_ptr<CacheManager> cache_;  // null until it is opened
   int64_t unloadable_ = 0;               // bytes of cache files that the last load could not open
   bool flushFailed_ = false;

@@ -144,9 +144,10 @@ void SendSchedule::OnSent(int64_t now) {
   failures_ = 0;
 }
 
-void SendSchedule::OnSendFailure(int64_t now) {
-  waitTime_ = now + std::max<int64_t>(tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
-                                      kMinRetry);
+void SendSchedule::OnSendFailure(int64_t now, int retryAfter) {
+  waitTime_ =
+      now + std::max<int64_t>({tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
+                               kMinRetry, retryAfter});
   sendNow_ = false;  // it would override the wait at the next activity
   if (memoryFlushTime_ == 0) {
     memoryFlushTime_ = now + tuning_.flushInterval;
@@ -159,6 +160,12 @@ void SendSchedule::OnSendFailure(int64_t now) {
 void SendSchedule::OnSendDone() {
   pauseTime_ = 0;
   flushExpired_ = false;
+}
+
+void SendSchedule::OnLeftInMemory(int64_t now) {
+  if (memoryFlushTime_ == 0 && !flushExpired_) {
+    memoryFlushTime_ = now + tuning_.flushInterval;
+  }
 }
 
 void SendSchedule::OnFlushed() {

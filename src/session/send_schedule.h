@@ -50,9 +50,12 @@ class SendSchedule {
   bool IsDue(bool suspended) const;
 
   void OnSent(int64_t now);
-  void OnSendFailure(int64_t now);
+  // `retryAfter`: the server's wish in seconds, which can only lengthen the back-off; 0 for none.
+  void OnSendFailure(int64_t now, int retryAfter = 0);
   // After OnSent or OnSendFailure.
   void OnSendDone();
+  // Records or events are in memory: arms the flush timer unless it is armed or a flush is due.
+  void OnLeftInMemory(int64_t now);
   void OnFlushed();
   // Records stay in memory; the next flush follows after the flush interval, not before.
   void OnFlushFailed(int64_t now);
