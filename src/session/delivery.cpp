@@ -32,7 +32,7 @@ bool Delivery::IsSendDue(bool suspended) {
     if (!suspended) {
       return true;
     }
-    uploader_.Disconnect();
+    EndSend();
   }
   CheckSendThreshold(suspended);
   bool due = schedule_.IsDue(suspended);
@@ -56,7 +56,7 @@ void Delivery::CheckSendThreshold(bool suspended) {
 
 SendProgress Delivery::SendSome() {
   if (intake_.Disabled()) {
-    uploader_.Disconnect();
+    EndSend();
     return SendProgress::Failed;
   }
   if (uploader_.Connected()) {
@@ -95,6 +95,13 @@ void Delivery::FinishSend(bool done) {
   schedule_.OnSendDone();
   if (store_.HasRefused() && retryRefused_ == 0) {
     retryRefused_ = schedule_.WaitTime();
+  }
+}
+
+void Delivery::EndSend() {
+  if (uploader_.Connected()) {
+    uploader_.Disconnect();
+    app_.PersistAccepted();
   }
 }
 
@@ -160,7 +167,6 @@ void Delivery::SendAtTermination() {
 }
 
 void Delivery::CacheUnsent() {
-  uploader_.Disconnect();
   // After an opt-out, the only unsent record is the opt-out, which the storage files keep.
   if (store_.InMemory().Empty() || !store_.UsesCache()) {
     return;

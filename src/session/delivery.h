@@ -45,6 +45,8 @@ class Delivery {
   SendProgress SendSome();
   // Sends all slices. True when the server has accepted everything or there was nothing to send.
   bool SendToServer();
+  // Ends a send that has more slices. The next one begins as the schedule says.
+  void EndSend();
   // Whether the last slice has left more.
   bool Sending() const { return uploader_.Connected(); }
   // Whether the server has accepted everything. After Done.
@@ -56,8 +58,7 @@ class Delivery {
 
   // At the end of a run: sends if the schedule allows it.
   void SendAtTermination();
-  // After SendAtTermination: ends a send, caches the unsent records and logs those that could not
-  // be cached.
+  // After SendAtTermination: caches the unsent records and logs those that could not be cached.
   void CacheUnsent();
 
   SendSchedule& Schedule() { return schedule_; }

@@ -38,6 +38,7 @@ void Shutdown::Run(ConfigLoader* loader) {
   Attempt([this] { FinishClientInfo(); });
   Attempt([this] { delivery_.ProcessEventList(true); });
   Attempt([this] { delivery_.SendAtTermination(); });
+  Attempt([this] { delivery_.EndSend(); });
   Attempt([this] { delivery_.CacheUnsent(); });
   if (loader != nullptr) {
     Attempt([this, loader] { ApplyFetchedSettings(*loader); });

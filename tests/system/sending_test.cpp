@@ -144,5 +144,21 @@ TEST_F(SendingTest, CommitAnswersWhenEverythingIsSentAndHostsGoOnReporting) {
   EXPECT_TRUE(CacheFiles().empty());
 }
 
+TEST_F(SendingTest, TerminateGoesOnWithASendThatHasBegun) {
+  Lines events;
+  for (int i = 0; i < 30; ++i) {
+    events.push_back("event" + std::to_string(i));
+  }
+  FillCache(events);
+  GatewayPost("api/faults", R"({"kind":"delay","milliseconds":100,"count":20})");
+  Initialize();
+  EXPECT_TRUE(Eventually([] { return GatewayCount("records") > 2; }));
+  Stop();
+  EXPECT_TRUE(CacheFiles().empty());
+  Arrivals arrivals;
+  arrivals.Collect();
+  arrivals.ExpectOnce(events);
+}
+
 }  // namespace
 }  // namespace Tav::Testing
