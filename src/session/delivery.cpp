@@ -68,7 +68,7 @@ SendProgress Delivery::SendSome() {
     }
     if ((store_.InMemory().Empty() && store_.CacheSize() == 0) || store_.HasOnlyRefused()) {
       TAV_DEBUG("SM: SendToServer: nothing to send");
-      return SendProgress::Done;
+      return store_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
     }
     if (uploader_.PastDeadline()) {
       LogWarning("SM: Send canceled due to being too close to final termination");
@@ -77,14 +77,14 @@ SendProgress Delivery::SendSome() {
   }
   const SendProgress progress = uploader_.SendSome();
   if (progress != SendProgress::More) {
-    FinishSend(progress == SendProgress::Done);
+    FinishSend(progress != SendProgress::Failed);
   }
   return progress;
 }
 
-void Delivery::FinishSend(bool done) {
+void Delivery::FinishSend(bool reached) {
   const int64_t now = CurrentTime();
-  if (done) {
+  if (reached) {
     app_.PersistAppStatusChanges();
     stamps_.PersistLastServerAccessTime(now);
     schedule_.OnSent(now);
@@ -110,7 +110,7 @@ bool Delivery::SendToServer() {
   while (progress == SendProgress::More) {
     progress = SendSome();
   }
-  return progress == SendProgress::Done && AllAccepted();
+  return progress == SendProgress::Done;
 }
 
 void Delivery::ArmFlush() {

@@ -49,8 +49,6 @@ class Delivery {
   void EndSend();
   // Whether the last slice has left more.
   bool Sending() const { return uploader_.Connected(); }
-  // Whether the server has accepted everything. After Done.
-  bool AllAccepted() const { return !store_.HasRefused(); }
   // Writes the records to the cache when the flush interval has passed or memory is full.
   void FlushIfDue();
   // At the end of a turn: whatever is left in memory has a time at which it goes to the cache.
@@ -67,7 +65,7 @@ class Delivery {
   Uploader& Sender() { return uploader_; }
 
  private:
-  void FinishSend(bool done);
+  void FinishSend(bool reached);
   void CheckSendThreshold(bool suspended);
   void FlushToCache();
 

@@ -159,7 +159,7 @@ void ItemHandler::SendForCommit() {
     return;
   }
   commitPending_ = false;
-  if (progress == SendProgress::Done && delivery_.AllAccepted()) {
+  if (progress == SendProgress::Done) {
     requests_.commit = CommitResult::Sent;
   }
   if (delivery_.Store().TakeFlushFailed()) {

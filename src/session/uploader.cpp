@@ -85,6 +85,7 @@ SendProgress Uploader::SendSome() {
 bool Uploader::Connect() {
   TAV_NOTE("SM: Connecting to server");
   connected_ = true;
+  refusedAny_ = false;
   refusedInRow_ = 0;
   retryAfter_ = 0;
   store_.BeginSend();
@@ -123,7 +124,7 @@ SendProgress Uploader::SendRecords(int64_t end) {
       return SendProgress::More;
     }
   }
-  return SendProgress::Done;
+  return refusedAny_ || store_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
 }
 
 // False if the send must end here.
@@ -151,6 +152,7 @@ bool Uploader::OnNotAccepted(const SendOutcome& outcome) {
     return false;
   }
   store_.SetRefused(outcome.status);
+  refusedAny_ = true;
   if (++refusedInRow_ < kMaxRefusedInRow) {
     return true;
   }

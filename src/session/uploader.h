@@ -27,9 +27,10 @@ struct SendStatistics {
 };
 
 enum class SendProgress {
-  Done,    // no record is left, except refused ones
-  More,    // the slice is over
-  Failed,  // the gateway was not reached or takes no records
+  Done,     // the server has accepted everything
+  Refused,  // no other records are left than refused ones
+  More,     // the slice is over
+  Failed,   // the gateway was not reached or takes no records
 };
 
 // Session thread only, except the operations on the deadline.
@@ -77,6 +78,7 @@ class Uploader {
   std::atomic<int64_t> deadline_{0};  // monotonic milliseconds; 0 for none
   bool connected_ = false;
   bool silentAtEnd_ = false;
+  bool refusedAny_ = false;  // since Connect
   int refusedInRow_ = 0;
   int retryAfter_ = 0;  // seconds
   SendStatistics statistics_;

@@ -38,6 +38,15 @@ class SendingTest : public Testing::SessionManagerTest {
     Build(run, events);
     run.delivery.CacheUnsent();
   }
+  static std::unique_ptr<BuiltRecord> RecordOf(std::string_view text) {
+    MemoryOutputStream collected;
+    GZipOutputStream gzip(&collected);
+    gzip.Write(text.data(), text.size());
+    gzip.Flush();
+    auto record = std::make_unique<BuiltRecord>();
+    record->bytes = collected.Join();
+    return record;
+  }
   // Of all cache files.
   uintmax_t CachedBytes() const {
     uintmax_t bytes = 0;
@@ -147,6 +156,15 @@ TEST_F(SendingTest, ARefusedRecordIsDroppedWhenItsEventsAreTooOld) {
   EXPECT_FALSE(IsOutdated(record, now + 29 * kDay));
   EXPECT_TRUE(IsOutdated(record, now + 33 * kDay));
   EXPECT_FALSE(IsOutdated(BuiltRecord(), now)) << "no time at all";
+
+  run.delivery.Store().RemovePulled();
+  run.delivery.Store().Append(RecordOf(
+      R"({"pe":{"t":"2026-01-01T00:00:00Z"},"rt":[{"t":"2021-03-04T10:11:12.345+01:00","m":"poison"}]})"));
+  Gateway::poisonStatus = 400;
+  EXPECT_FALSE(run.delivery.SendToServer());
+  EXPECT_NE(log_.Find("warning: SM: Server refused a record of "), "");
+  EXPECT_EQ(CachedBytes(), 0u);
+  EXPECT_TRUE(run.delivery.SendToServer()) << "nothing is left";
 }
 
 // Without slices a host would wait until the server has all records, each of which waits here.
