@@ -372,10 +372,10 @@ typedef struct TavEntryTable {
   // Only the message sink and EnableDebugLog persist.
   // Before, end explicit sessions and log open events: an event that is logged later is lost.
   // Not to overlap any other call.
-  // Blocks for the time of one request, as a rule; for the terminate time at most, which is 10
-  // seconds unless the server's setting "terminate_time", 2 to 30, says otherwise. A thread that
-  // then still waits for the network ends later, and the DLL stays mapped until it has: FreeLibrary
-  // is safe directly after Terminate.
+  // Blocks for the time of one request, as a rule, and for about 2 seconds if the server does not
+  // answer; for the terminate time at most, which is 10 seconds unless the server's setting
+  // "terminate_time", 2 to 30, says otherwise. A thread that then still waits for the network ends
+  // later, and the DLL stays mapped until it has: FreeLibrary is safe directly after Terminate.
   // Not running: DEBUG "TavTerminate called with no manager defined"; resets the settings.
   void(TAV_CALL* Terminate)(void);
 
@@ -436,7 +436,8 @@ typedef struct TavEntryTable {
   void(TAV_CALL* SessionLogIdle)(TavSession_s* session);
 
   // Slot 13. Suspends sending until Resume or Terminate; only Commit still sends. Reporting goes
-  // on. Takes effect after what is already queued; a send in progress is completed.
+  // on. Takes effect after what is already queued; a send in progress ends within about a second,
+  // or with the request under way.
   void(TAV_CALL* Suspend)(void);
 
   // Slot 14. Resumes sending after Suspend.

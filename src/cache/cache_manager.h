@@ -73,8 +73,9 @@ class CacheManager {
   // records is in the list. False if there is no such file.
   bool Lease(RecordList& records);
   bool HasLease() const { return lease_.Held(); }
-  // For each record of the leased file, in order, once nobody needs it any more.
-  void Consume(const BuiltRecord& record) { lease_.Consume(record.fileEnd); }
+  // For each record of the leased file, in order, once nobody needs it any more; see
+  // BuiltRecord::fileEnd.
+  void Consume(int64_t fileEnd) { lease_.Consume(fileEnd); }
   // False if there is nothing to note.
   bool MakeNote(LeaseNote& note) const { return lease_.MakeNote(note); }
   // Ends the lease after all records are consumed: deletes the file. If it cannot be deleted now,

@@ -3,17 +3,19 @@
 #include <utility>
 
 #include "config/server_urls.h"
-#include "transport/data_sender.h"
 #include "util/format.h"
 #include "util/logger.h"
 
 namespace Tav {
 
-ConfigLoader::ConfigLoader(std::string url) : url_(std::move(url)) {}
+ConfigLoader::ConfigLoader(std::string url) : url_(std::move(url)) {
+  progress_.Note();
+}
 
 void ConfigLoader::Main() try {
   TAV_TRACE("CL: Inside config loader");
   if (const std::unique_ptr<DataSender> sender = CreateDataSender(url_)) {
+    sender->ReportTo(&progress_);
     answer_ = sender->Fetch();
   }
   TAV_TRACE("CL: Config loader is done");

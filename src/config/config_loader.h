@@ -6,6 +6,7 @@
 
 #include "model/deployment.h"
 #include "model/product_identity.h"
+#include "transport/data_sender.h"
 #include "util/thread.h"
 
 namespace Tav {
@@ -23,6 +24,10 @@ class ConfigLoader final : public Thread {
   // sender has logged. Only after Ended() has returned true.
   const std::string& Answer() const { return answer_; }
 
+  // When the loader was made or its request last got on, on the scale of
+  // Platform::MonotonicMilliseconds.
+  int64_t LastProgress() const { return progress_.Last(); }
+
  protected:
   ~ConfigLoader() override = default;
   void Main() override;
@@ -30,6 +35,7 @@ class ConfigLoader final : public Thread {
  private:
   const std::string url_;
   std::string answer_;
+  SendingProgress progress_;
 };
 
 // Owns one reference to a loader.

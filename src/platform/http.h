@@ -41,6 +41,16 @@ struct HttpUrl {
 // `url` has at most 127 characters. Fails for any other scheme than HTTP and HTTPS.
 bool HttpCrackUrl(const std::string& url, HttpUrl* parts);
 
+// Told whenever a request gets on: an address found, a connection made, a piece sent or received.
+class HttpObserver {
+ public:
+  // On the thread that runs the step. Must not block or throw.
+  virtual void OnProgress() = 0;
+
+ protected:
+  ~HttpObserver() = default;
+};
+
 // Owns one handle of the system's HTTP service, or none.
 class HttpHandle {
  public:
@@ -79,14 +89,17 @@ class HttpRequest : public HttpHandle {
   bool SetSecurityFlags(uint32_t flags);
 
   // Connects unless a connection is open, then writes the request. `headers` are lines separated by
-  // CR LF without one at the end. The body is borrowed until ReceiveResponse returns. The system
-  // keeps `context` with the request and does not use it.
-  bool Send(const std::string& headers, const void* body, size_t length, const void* context);
+  // CR LF without one at the end. The body is borrowed until ReceiveResponse returns. `observer`
+  // may be null; it is borrowed until the request is closed.
+  bool Send(const std::string& headers, const void* body, size_t length, HttpObserver* observer);
 
   // Waits for the response's status and headers.
   bool ReceiveResponse();
 
   bool QueryStatus(uint32_t* status);
+
+  // The header Retry-After in seconds. False if there is none; a date may count as 0.
+  bool QueryRetryAfter(uint32_t* seconds);
 
   // Waits for `size` bytes of the body; fewer come only at its end, and `*count` is 0 after it. A
   // read that fails delivers nothing.

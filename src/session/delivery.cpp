@@ -36,6 +36,12 @@ void Delivery::ProcessEventList(bool all) {
 }
 
 bool Delivery::IsSendDue(bool suspended) {
+  if (uploader_.Connected()) {
+    if (!suspended) {
+      return true;
+    }
+    EndSend();
+  }
   CheckSendThreshold(suspended);
   bool due = schedule_.IsDue(suspended);
   ProcessEventList(due || schedule_.FlushExpired());
@@ -56,30 +62,69 @@ void Delivery::CheckSendThreshold(bool suspended) {
   }
 }
 
-bool Delivery::SendToServer() {
+SendProgress Delivery::SendSome() {
   if (intake_.Disabled()) {
-    return false;
+    EndSend();
+    return SendProgress::Failed;
   }
-  if (store_.NothingInMemory() && store_.CacheSize() == 0) {
-    TAV_DEBUG("SM: SendToServer: nothing to send");
-    return true;
+  if (uploader_.Connected()) {
+    ProcessEventList(true);  // what hosts have reported meanwhile is sent in its turn
+  } else {
+    if (retryRefused_ && *retryRefused_ <= ReadClocks().monotonic) {
+      store_.RetryRefused();
+      retryRefused_.reset();
+    }
+    if ((store_.NothingInMemory() && store_.CacheSize() == 0) || store_.HasOnlyRefused()) {
+      TAV_DEBUG("SM: SendToServer: nothing to send");
+      return store_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
+    }
+    if (uploader_.PastDeadline()) {
+      LogWarning("SM: Send canceled due to being too close to final termination");
+      return SendProgress::Failed;
+    }
   }
-  if (uploader_.PastDeadline()) {
-    LogWarning("SM: Send canceled due to being too close to final termination");
-    return false;
+  const SendProgress progress = uploader_.SendSome();
+  if (progress != SendProgress::More) {
+    FinishSend(progress != SendProgress::Failed);
   }
-  const bool sent = uploader_.SendAllRecords();
+  return progress;
+}
+
+void Delivery::FinishSend(bool reached) {
   const Now now = ReadClocks();
-  if (sent) {
+  if (reached) {
     app_.PersistAppStatusChanges();
     stamps_.PersistLastServerAccessTime(now.unixSeconds);
     schedule_.OnSent(now);
   } else {
     app_.PersistAccepted();
-    schedule_.OnSendFailure(now);
+    schedule_.OnSendFailure(now, uploader_.RetryAfter());
   }
   schedule_.OnSendDone();
-  return sent;
+  if (store_.HasRefused() && !retryRefused_) {
+    retryRefused_ = schedule_.WaitTime();
+  }
+}
+
+void Delivery::EndSend() {
+  if (uploader_.Connected()) {
+    uploader_.Disconnect();
+    app_.PersistAccepted();
+  }
+}
+
+bool Delivery::SendToServer() {
+  SendProgress progress = SendProgress::More;
+  while (progress == SendProgress::More) {
+    progress = SendSome();
+  }
+  return progress == SendProgress::Done;
+}
+
+void Delivery::ArmFlush() {
+  if (store_.UsesCache() && !(batch_.Pending().Empty() && store_.InMemory().Empty())) {
+    schedule_.OnLeftInMemory(ReadClocks());
+  }
 }
 
 void Delivery::FlushIfDue() {

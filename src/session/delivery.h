@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "session/app_status.h"
 #include "session/day_stamps.h"
@@ -44,12 +45,21 @@ class Delivery {
 
   // Builds full records, or, with `all`, records of everything that is pending.
   void ProcessEventList(bool all);
-  // Builds records and decides whether they are sent now.
+  // Builds records and decides whether they are sent now. Ends a send while suspended.
   bool IsSendDue(bool suspended);
-  // True when the server has accepted everything or there was nothing to send.
+  // Sends a slice: for about a second. More calls for another one soon; meanwhile the connection
+  // stays open. Done also when there was nothing to send.
+  SendProgress SendSome();
+  // Sends all slices. True when the server has accepted everything or there was nothing to send.
   bool SendToServer();
+  // Ends a send that has more slices. The next one begins as the schedule says.
+  void EndSend();
+  // Whether the last slice has left more.
+  bool Sending() const { return uploader_.Connected(); }
   // Writes the records to the cache when the flush interval has passed or memory is full.
   void FlushIfDue();
+  // At the end of a turn: whatever is left in memory has a time at which it goes to the cache.
+  void ArmFlush();
 
   // At the end of a run: sends if the schedule allows it.
   void SendAtTermination();
@@ -62,6 +72,7 @@ class Delivery {
   Uploader& Sender() { return uploader_; }
 
  private:
+  void FinishSend(bool reached);
   void CheckSendThreshold(bool suspended);
   void FlushToCache();
 
@@ -74,6 +85,7 @@ class Delivery {
   EventBatch batch_;
   Uploader uploader_;
   int maxMemorySize_ = 0;
+  std::optional<MonotonicTime> retryRefused_;  // from when on refused records are tried again
 };
 
 }  // namespace Tav

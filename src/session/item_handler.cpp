@@ -98,6 +98,7 @@ void ItemHandler::Release(const Now& now) {
 }
 
 void ItemHandler::AnswerFailed(ItemCode code) {
+  commitPending_ = commitPending_ && code != ItemCode::Commit;
   if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData ||
       code == ItemCode::Sync) {
     thread_.WakeReady();
@@ -168,9 +169,30 @@ void ItemHandler::OnEvent(const EventLog::Item& event, const Now& now) {
 
 void ItemHandler::OnCommit() {
   TAV_DEBUG("SM: Commit. Processing event list. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  commitPending_ = true;
   recovery_.Run(-1);
   delivery_.ProcessEventList(true);
-  if (delivery_.SendToServer()) {
+  SendForCommit();
+}
+
+void ItemHandler::ContinueCommit() try { SendForCommit(); } catch (...) {
+  LogException("SM: ");
+  AnswerFailed(ItemCode::Commit);
+}
+
+void ItemHandler::AnswerUnfinished() {
+  if (commitPending_) {
+    AnswerFailed(ItemCode::Commit);
+  }
+}
+
+void ItemHandler::SendForCommit() {
+  const SendProgress progress = delivery_.SendSome();
+  if (progress == SendProgress::More) {
+    return;
+  }
+  commitPending_ = false;
+  if (progress == SendProgress::Done) {
     requests_.commit = CommitResult::Sent;
   }
   if (delivery_.Store().TakeFlushFailed()) {

@@ -40,6 +40,13 @@ class ItemHandler {
   // Handles what was kept, in order, and the later items as usual.
   void Release(const Now& now);
 
+  // Whether a host waits in Commit for records that are still being sent.
+  bool CommitPending() const { return commitPending_; }
+  // Sends one slice for that host, and answers it when that was the last one.
+  void ContinueCommit();
+  // At the end of the run: such a host gets its answer.
+  void AnswerUnfinished();
+
   bool Terminating() const { return terminating_; }
   // Whether a host has suspended sending.
   bool Suspended() const { return suspended_; }
@@ -59,6 +66,7 @@ class ItemHandler {
   void OnEvent(const EventLog::Item& event, const Now& now);
   void ReportRefused();
   void OnCommit();
+  void SendForCommit();
   void OnPullData();
   void OnPushData();
 
@@ -73,6 +81,7 @@ class ItemHandler {
   EventLog::Position heldEnd_ = 0;  // while holding: events before it were queued
   WorkList held_;
   bool holding_ = false;
+  bool commitPending_ = false;
   bool terminating_ = false;
   bool suspended_ = false;
   bool suspendedForTermination_ = false;

@@ -6,6 +6,7 @@
 #include "streams/gzip_stream.h"
 #include "streams/memory_stream.h"
 #include "util/logger.h"
+#include "util/time_stamp.h"
 
 namespace Tav {
 
@@ -94,7 +95,10 @@ int64_t RecordStore::CacheSize() const {
 }
 
 SendSchedule::Backlog RecordStore::Backlog() const {
-  return {records_.Bytes(), std::max<int64_t>(CacheSize() - unloadable_, 0)};
+  // Below 0 if the cache takes no records, so that refused ones are in memory.
+  const int64_t cache = CacheSize() - unloadable_ - refused_.Bytes();
+  return {std::max<int64_t>(records_.Bytes() + std::min<int64_t>(cache, 0), 0),
+          std::max<int64_t>(cache, 0)};
 }
 
 bool RecordStore::HasOne() const {
@@ -106,10 +110,67 @@ bool RecordStore::HasOne() const {
 
 const BuiltRecord* RecordStore::Oldest() {
   journal_.Refill();
-  if (NothingInMemory() && !LoadCacheRecords()) {
-    return nullptr;
+  return NothingInMemory() && !LoadCacheRecords() ? nullptr : FirstInMemory();
+}
+
+// The cache is a queue, and a refused record that is met goes to its end. So when one is met for
+// the second time, everything that was in the cache before it has been met, and only what is in
+// memory is left.
+const BuiltRecord* RecordStore::NextToSend() {
+  constexpr size_t kAll = SIZE_MAX;
+  size_t left = kAll;
+  const BuiltRecord* next = Oldest();
+  while (next != nullptr && refused_.Contains(*next)) {
+    if (!refused_.MeetFirst(*next) && left == kAll) {
+      left = leased_.Count() + records_.Count();
+    }
+    MoveBehindOthers();
+    if (left != kAll && --left == 0) {
+      return nullptr;
+    }
+    next = left == kAll ? Oldest() : FirstInMemory();
   }
+  return next;
+}
+
+const BuiltRecord* RecordStore::FirstInMemory() const {
   return leased_.Empty() ? records_.First() : leased_.First();
+}
+
+void RecordStore::SetRefused(int status) {
+  const BuiltRecord& record = *FirstInMemory();
+  if (IsOutdated(record, CurrentTime())) {
+    LogWarning("SM: Server refused a record of %d bytes with status %d. It is too old. Dropped it",
+               record.Size(), status);
+    changes_.OnLost(TakeOldest()->carried);
+    return;
+  }
+  LogWarning("SM: Server refused a record of %d bytes with status %d. It is tried again later",
+             record.Size(), status);
+  refused_.Add(record);
+  MoveBehindOthers();
+}
+
+// The oldest record in memory goes to the end of the cache, or of those in memory if it cannot be
+// cached. Only then its place in a leased file is given up.
+void RecordStore::MoveBehindOthers() {
+  const bool leased = !leased_.Empty();
+  RecordList moved;
+  moved.Append(leased ? leased_.TakeFirst() : records_.TakeFirst());
+  const int64_t fileEnd = moved.First()->fileEnd;
+  if (consent_.AllowsCache() && cache_ != nullptr) {
+    copies_.Note(moved);
+    flushFailed_ = !cache_->Append(moved) || flushFailed_;
+  }
+  records_.AppendAll(std::move(moved));
+  if (leased) {
+    GiveUp(fileEnd);
+  }
+  changes_.OnFlushed(CarriedInMemory());
+}
+
+bool RecordStore::HasOnlyRefused() const {
+  return HasRefused() && records_.Empty() && Backlog().cache == 0;
 }
 
 // Loads one file at a time. False when the cache has no record. After an opt-out, files that could
@@ -160,7 +221,13 @@ std::unique_ptr<BuiltRecord> RecordStore::TakeOldest() {
     return TakeFirst();
   }
   std::unique_ptr<BuiltRecord> record = leased_.TakeFirst();
-  cache_->Consume(*record);
+  GiveUp(record->fileEnd);
+  return record;
+}
+
+// The records of the leased file up to `fileEnd`.
+void RecordStore::GiveUp(int64_t fileEnd) {
+  cache_->Consume(fileEnd);
   LeaseNote note;
   if (leaseLog_ != nullptr && cache_->MakeNote(note)) {
     leaseLog_->Accepted(note);
@@ -168,7 +235,6 @@ std::unique_ptr<BuiltRecord> RecordStore::TakeOldest() {
   if (leased_.Empty()) {
     cache_->EndLease();
   }
-  return record;
 }
 
 // If the file cannot be rewritten, its records stay in memory: loading them again would send some

@@ -11,6 +11,7 @@
 #include "model/built_record.h"
 #include "session/cached_copies.h"
 #include "session/intake.h"
+#include "session/refused_records.h"
 #include "session/run_journal.h"
 #include "session/send_schedule.h"
 #include "session/unsent_changes.h"
@@ -44,6 +45,20 @@ class RecordStore {
   void RemoveAccepted() { changes_.OnAccepted(TakeOldest()->carried); }
   void RemovePulled() { changes_.OnLost(TakeOldest()->carried); }
 
+  // Sends go through the records with NextToSend, from BeginSend on. The result is as that of
+  // Oldest, but passes over refused records; null also when only those are left. They stay behind
+  // all others.
+  void BeginSend() { refused_.BeginSend(); }
+  const BuiltRecord* NextToSend();
+  // Moves the oldest record in memory to the cache, behind the others: the server has refused it.
+  // Drops it, with a warning, when it is too old to be tried again.
+  void SetRefused(int status);
+  bool HasRefused() const { return !refused_.Empty(); }
+  // Whether no other record is left.
+  bool HasOnlyRefused() const;
+  // The refused records count as any others again.
+  void RetryRefused() { refused_.Clear(); }
+
   // Moves the records of this run from memory to the cache, and drops those of a cache file from
   // memory. Records that cannot be cached stay in memory. True when none is left or the cache must
   // not be used.
@@ -68,7 +83,7 @@ class RecordStore {
   bool HasCacheFiles() const { return cache_ != nullptr && cache_->FileCount() != 0; }
   // See CacheManager::OldestTime.
   int64_t OldestCached() const { return cache_ == nullptr ? 0 : cache_->OldestTime(); }
-  // What a send could deliver: leaves out cache files that could not be loaded.
+  // What a send could deliver: leaves out cache files that could not be loaded and refused records.
   SendSchedule::Backlog Backlog() const;
 
   // Borrowed; null for none. Learns which part of a cache file is no longer needed.
@@ -81,7 +96,10 @@ class RecordStore {
   void Settle(const BuiltRecord& record);
   bool LoadCacheRecords();
   void CheckLoadedRecords(RecordList& loaded);
+  const BuiltRecord* FirstInMemory() const;
   std::unique_ptr<BuiltRecord> TakeOldest();
+  void MoveBehindOthers();
+  void GiveUp(int64_t fileEnd);
   void ReturnLease();
   CarriedData CarriedInMemory() const;
 
@@ -91,6 +109,7 @@ class RecordStore {
   RecordList leased_;   // of the cache file that the manager holds
   RecordList records_;  // of this run
   CachedCopies copies_;
+  RefusedRecords refused_;
   std::unique_ptr<CacheManager> cache_;  // null until it is opened
   int64_t unloadable_ = 0;               // bytes of cache files that the last load could not open
   uint64_t logEnd_ = 0;                  // of the newest record, see BuiltRecord::logEnd

@@ -177,10 +177,10 @@ void SendSchedule::OnSent(const Now& now) {
   failures_ = 0;
 }
 
-void SendSchedule::OnSendFailure(const Now& now) {
-  waitTime_ = After(
-      now,
-      std::max<int64_t>(tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_, kMinRetry));
+void SendSchedule::OnSendFailure(const Now& now, int retryAfter) {
+  waitTime_ =
+      After(now, std::max<int64_t>({tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
+                                    kMinRetry, retryAfter}));
   sendNow_ = false;  // it would override the wait at the next activity
   if (memoryFlushTime_ == kNotArmed) {
     memoryFlushTime_ = After(now, tuning_.flushInterval);
@@ -193,6 +193,12 @@ void SendSchedule::OnSendFailure(const Now& now) {
 void SendSchedule::OnSendDone() {
   pauseTime_ = kNotArmed;
   flushExpired_ = false;
+}
+
+void SendSchedule::OnLeftInMemory(const Now& now) {
+  if (memoryFlushTime_ == kNotArmed && !flushExpired_) {
+    memoryFlushTime_ = After(now, tuning_.flushInterval);
+  }
 }
 
 void SendSchedule::OnFlushed() {

@@ -57,9 +57,12 @@ class SendSchedule {
   bool IsDue(bool suspended) const;
 
   void OnSent(const Now& now);
-  void OnSendFailure(const Now& now);
+  // `retryAfter`: the server's wish in seconds, which can only lengthen the back-off; 0 for none.
+  void OnSendFailure(const Now& now, int retryAfter = 0);
   // After OnSent or OnSendFailure.
   void OnSendDone();
+  // Records or events are in memory: arms the flush timer unless it is armed or a flush is due.
+  void OnLeftInMemory(const Now& now);
   void OnFlushed();
   // Records stay in memory; the next flush follows after the flush interval, not before.
   void OnFlushFailed(const Now& now);

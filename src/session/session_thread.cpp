@@ -267,6 +267,7 @@ void SessionThread::ProcessData() {
       minTimeout = kPauseAfterFailure;
     }
   }
+  items_.AnswerUnfinished();
   TAV_DEBUG("SM: ProcessData got terminating. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 
@@ -281,6 +282,9 @@ void SessionThread::ProcessTurn(int minTimeout) {
   }
   if (StorageWorkLeft()) {
     timeout = std::min(timeout, kStorageRetry);
+  }
+  if (delivery_.Sending()) {
+    timeout = 0;
   }
   delivery_.Schedule().CheckTimers(now);
   if (timeout > 0) {
@@ -299,9 +303,22 @@ void SessionThread::ProcessTurn(int minTimeout) {
   }
   // One step, so that hosts are not kept waiting. The host's own first events come before.
   recovery_.Step();
-  if (delivery_.IsSendDue(items_.Suspended())) {
-    delivery_.SendToServer();
-  } else if (!items_.SuspendedForTermination()) {
+  SendOrFlush();
+  delivery_.ArmFlush();
+}
+
+// Sends one slice, so that a long send holds up neither the hosts nor a flush.
+void SessionThread::SendOrFlush() {
+  bool due = true;
+  if (items_.CommitPending()) {
+    items_.ContinueCommit();
+  } else {
+    due = delivery_.IsSendDue(items_.Suspended());
+    if (due) {
+      delivery_.SendSome();
+    }
+  }
+  if ((!due || delivery_.Sending()) && !items_.SuspendedForTermination()) {
     delivery_.FlushIfDue();
   }
 }

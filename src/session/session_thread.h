@@ -59,6 +59,7 @@ class SessionThread {
   // Loop.
   void ProcessData();
   void ProcessTurn(int minTimeout);  // seconds
+  void SendOrFlush();
   bool StorageWorkLeft() const;
   void RetryStorage();
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/clock.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
 
@@ -11,10 +12,15 @@ namespace {
 
 // Milliseconds.
 constexpr int64_t kMaxWaitForSettings = 5000;
-constexpr int64_t kMaxWaitForClient = 1000;
+constexpr int64_t kMaxWaitForClient = 500;
 constexpr int64_t kMaxLockWait = 2000;
 // Short runs must also make progress with the journals of dead ones.
 constexpr int kMaxRecovery = 300;
+
+// Milliseconds for which it is worth waiting for a request that runs on another thread.
+int64_t WaitWorthwhile(const ConfigLoader& loader) {
+  return loader.LastProgress() + Uploader::kMaxIdleAtEnd - Platform::MonotonicMilliseconds();
+}
 
 // Runs one step of the termination. If it throws, the later steps still run.
 template <typename Step>
@@ -36,6 +42,7 @@ void Shutdown::Run(ConfigLoader* loader) {
   Attempt([this] { recovery_.Search(); });
   Attempt([this] { recovery_.Run(kMaxRecovery); });
   Attempt([this] { delivery_.SendAtTermination(); });
+  Attempt([this] { delivery_.EndSend(); });
   Attempt([this] { delivery_.CacheUnsent(); });
   if (loader != nullptr) {
     Attempt([this, loader] { ApplyFetchedSettings(*loader); });
@@ -69,9 +76,20 @@ void Shutdown::FinishClientInfo() {
   }
 }
 
+// Does not wait for a server that has been silent for too long.
+void Shutdown::AwaitSettings(ConfigLoader& loader) {
+  const int64_t end = Platform::MonotonicMilliseconds() +
+                      std::min(delivery_.Sender().TimeToDeadline(), kMaxWaitForSettings);
+  int64_t left = 0;
+  do {
+    left = std::min(end - Platform::MonotonicMilliseconds(), WaitWorthwhile(loader));
+    loader.Join(static_cast<int>(std::max<int64_t>(left, 0)));
+  } while (left > 0 && !loader.Ended());
+}
+
 // Settings that arrived during this run apply to the next one.
 void Shutdown::ApplyFetchedSettings(ConfigLoader& loader) {
-  loader.Join(static_cast<int>(std::min(delivery_.Sender().TimeToDeadline(), kMaxWaitForSettings)));
+  AwaitSettings(loader);
   if (!loader.Ended()) {
     TAV_DEBUG("SM: Config loader is not done");
   } else if (loader.Answer().empty()) {

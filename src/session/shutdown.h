@@ -30,6 +30,7 @@ class Shutdown {
 
  private:
   void FinishClientInfo();
+  void AwaitSettings(ConfigLoader& loader);
   void ApplyFetchedSettings(ConfigLoader& loader);
   void StoreState();
 

@@ -9,6 +9,17 @@
 
 namespace Tav {
 
+namespace {
+
+// Milliseconds. After a slice the session thread looks after the host and the disk.
+constexpr int64_t kMaxSlice = 1000;
+
+// A server that refuses so many records in a row refuses all of them for now, for example a filter
+// between here and the gateway. Without a bound the whole cache would go there at each attempt.
+constexpr int kMaxRefusedInRow = 16;
+
+}  // namespace
+
 void SendStatistics::Count(int recordSize, int64_t milliseconds) {
   const bool first = records == 0;
   ++records;
@@ -27,7 +38,7 @@ bool Uploader::UseGateway(std::string url) try {
   const std::lock_guard guard(senderLock_);
   sender_.swap(sender);
   if (const int64_t deadline = deadline_.load(std::memory_order_relaxed); deadline != 0) {
-    sender_->LimitTo(deadline);
+    sender_->LimitTo(deadline, kMaxIdleAtEnd);
   }
   return true;
 } catch (...) {
@@ -39,13 +50,13 @@ void Uploader::SetDeadline(int64_t monotonicMilliseconds) {
   const std::lock_guard guard(senderLock_);
   deadline_.store(monotonicMilliseconds, std::memory_order_release);
   if (sender_ != nullptr) {
-    sender_->LimitTo(monotonicMilliseconds);
+    sender_->LimitTo(monotonicMilliseconds, kMaxIdleAtEnd);
   }
 }
 
 bool Uploader::PastDeadline() const {
   const int64_t deadline = deadline_.load(std::memory_order_acquire);
-  return deadline != 0 && Platform::MonotonicMilliseconds() >= deadline;
+  return silentAtEnd_ || (deadline != 0 && Platform::MonotonicMilliseconds() >= deadline);
 }
 
 int64_t Uploader::TimeToDeadline() const {
@@ -53,48 +64,70 @@ int64_t Uploader::TimeToDeadline() const {
       deadline_.load(std::memory_order_acquire) - Platform::MonotonicMilliseconds(), 0);
 }
 
-bool Uploader::SendAllRecords() {
-  TAV_NOTE("SM: Connecting to server");
-  bool sent = false;
-  if (sender_->Open() == 0) {
-    try {
-      sent = SendOnConnection();
-    } catch (...) {
-      LogException("SM: ");
+SendProgress Uploader::SendSome() {
+  const int64_t end = Platform::MonotonicMilliseconds() + kMaxSlice;
+  SendProgress progress = SendProgress::Failed;
+  try {
+    if (connected_ || Connect()) {
+      progress = SendRecords(end);
     }
-  } else {
-    LogWarning("SM: Send data to server: Server connection failed");
-    TAV_NOTE("SM: Sending no records");
+  } catch (...) {
+    LogException("SM: ");
   }
-  sender_->Close();
-  return sent;
+  if (progress != SendProgress::More) {
+    Disconnect();
+  }
+  return progress;
 }
 
 // When all records are in the cache, sends an empty body first: records are loaded only for a
 // server that answers.
-bool Uploader::SendOnConnection() {
-  if (store_.NothingInMemory() && sender_->Send(nullptr, 0, false) != 0) {
+bool Uploader::Connect() {
+  TAV_NOTE("SM: Connecting to server");
+  connected_ = true;
+  refusedAny_ = false;
+  refusedInRow_ = 0;
+  retryAfter_ = 0;
+  store_.BeginSend();
+  if (sender_->Open() != 0) {
+    LogWarning("SM: Send data to server: Server connection failed");
     TAV_NOTE("SM: Sending no records");
     return false;
   }
-  return SendRecords();
-}
-
-bool Uploader::SendRecords() {
-  while (const BuiltRecord* const record = store_.Oldest()) {
-    if (PastDeadline()) {
-      LogWarning("SM: Send cancelled due to being too close to final termination");
-      return false;
-    }
-    if (!SendRecord(*record)) {
-      LogWarning("SM: Send of record to server failed");
-      return false;
-    }
-    TAV_NOTE("SM: Record sent");
+  if (store_.NothingInMemory() && sender_->Send(nullptr, 0, false) != 0) {
+    NoteFailure(sender_->LastOutcome());
+    TAV_NOTE("SM: Sending no records");
+    return false;
   }
   return true;
 }
 
+void Uploader::Disconnect() {
+  if (connected_) {
+    connected_ = false;
+    sender_->Close();
+  }
+}
+
+SendProgress Uploader::SendRecords(int64_t end) {
+  while (const BuiltRecord* const record = store_.NextToSend()) {
+    if (PastDeadline()) {
+      LogWarning("SM: Send cancelled due to being too close to final termination");
+      return SendProgress::Failed;
+    }
+    if (!SendRecord(*record)) {
+      LogWarning("SM: Send of record to server failed");
+      return SendProgress::Failed;
+    }
+    const bool fileSent = store_.NothingInMemory() && store_.CacheSize() != 0;
+    if (fileSent || Platform::MonotonicMilliseconds() >= end) {
+      return SendProgress::More;
+    }
+  }
+  return refusedAny_ || store_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
+}
+
+// False if the send must end here.
 bool Uploader::SendRecord(const BuiltRecord& record) {
   const int64_t start = Platform::MonotonicMilliseconds();
   const bool isLast = store_.HasOne();
@@ -102,12 +135,35 @@ bool Uploader::SendRecord(const BuiltRecord& record) {
       sender_->Send(record.bytes.data(), static_cast<uint32_t>(record.Size()), isLast) == 0;
   statistics_.Count(record.Size(), Platform::MonotonicMilliseconds() - start);
   if (!sent) {
-    LogWarning("SM: SendRecord: Send of record failed");
-    return false;
+    return OnNotAccepted(sender_->LastOutcome());
   }
+  refusedInRow_ = 0;
   store_.RemoveAccepted();
   TAV_TRACE("SM: SendRecord: Record sent");
+  TAV_NOTE("SM: Record sent");
   return true;
+}
+
+// The server may want the records after one that it refuses, unless it refuses everything.
+bool Uploader::OnNotAccepted(const SendOutcome& outcome) {
+  if (outcome.kind != SendOutcome::Kind::Refused) {
+    LogWarning("SM: SendRecord: Send of record failed");
+    NoteFailure(outcome);
+    return false;
+  }
+  store_.SetRefused(outcome.status);
+  refusedAny_ = true;
+  if (++refusedInRow_ < kMaxRefusedInRow) {
+    return true;
+  }
+  LogWarning("SM: Server refused %d records in a row", refusedInRow_);
+  return false;
+}
+
+void Uploader::NoteFailure(const SendOutcome& outcome) {
+  retryAfter_ = outcome.retryAfter;
+  const bool answered = outcome.status != 0;
+  silentAtEnd_ = !answered && deadline_.load(std::memory_order_acquire) != 0;
 }
 
 }  // namespace Tav

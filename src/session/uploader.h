@@ -1,4 +1,5 @@
-// Sends records to the gateway, one by one, until all are accepted, one fails or time is up.
+// Sends records to the gateway, one by one, until all are accepted or refused, the gateway is not
+// reached or time is up.
 #pragma once
 
 #include <atomic>
@@ -25,36 +26,61 @@ struct SendStatistics {
   void Count(int recordSize, int64_t milliseconds);
 };
 
+enum class SendProgress {
+  Done,     // the server has accepted everything
+  Refused,  // no other records are left than refused ones
+  More,     // the slice is over
+  Failed,   // the gateway was not reached or takes no records
+};
+
 // Session thread only, except the operations on the deadline.
 class Uploader {
  public:
-  // Borrows the store; removes the records that the server has accepted.
+  // Milliseconds. At the end of a run a request that makes no progress for this long is abandoned.
+  static constexpr int kMaxIdleAtEnd = 2000;
+
+  // Borrows the store; removes the records that the server has accepted or refused.
   explicit Uploader(RecordStore& store) : store_(store) {}
 
   // False, after a message, if memory runs out; nothing can be sent then.
   bool UseGateway(std::string url);
   const std::string& GatewayUrl() const { return gatewayUrl_; }
 
-  // Opens a connection and sends all records, those in the cache included. After UseGateway.
-  bool SendAllRecords();
+  // Sends one slice of the records, those in the cache included: for about a second, or until
+  // memory is empty. Opens a connection unless one is open, and closes it unless more is left.
+  // After UseGateway.
+  SendProgress SendSome();
+  // Whether the last slice has left more.
+  bool Connected() const { return connected_; }
+  void Disconnect();
+  // After Failed: the seconds for which the server asks not to be tried; 0 for none.
+  int RetryAfter() const { return retryAfter_; }
 
-  // Any thread: from `monotonicMilliseconds` on nothing is sent. A request in flight times out at
-  // that moment, so that its record can still go to the cache.
+  // Any thread: the run ends. From `monotonicMilliseconds` on nothing is sent. A request in flight
+  // times out at that moment, or when it makes no progress for kMaxIdleAtEnd, so that its record
+  // can still go to the cache. After a request without an answer nothing more is sent.
   void SetDeadline(int64_t monotonicMilliseconds);
   bool PastDeadline() const;
   // Milliseconds; 0 when the deadline has passed or none is set.
   int64_t TimeToDeadline() const;
 
  private:
-  bool SendOnConnection();
-  bool SendRecords();
+  bool Connect();
+  SendProgress SendRecords(int64_t end);
   bool SendRecord(const BuiltRecord& record);
+  bool OnNotAccepted(const SendOutcome& outcome);
+  void NoteFailure(const SendOutcome& outcome);
 
   RecordStore& store_;
   std::string gatewayUrl_;
   Platform::Lock senderLock_;  // held to replace the sender and to set its deadline
   std::unique_ptr<ThreadedDataSender> sender_;
   std::atomic<int64_t> deadline_{0};  // monotonic milliseconds; 0 for none
+  bool connected_ = false;
+  bool silentAtEnd_ = false;
+  bool refusedAny_ = false;  // since Connect
+  int refusedInRow_ = 0;
+  int retryAfter_ = 0;  // seconds
   SendStatistics statistics_;
 };
 

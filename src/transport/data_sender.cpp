@@ -21,7 +21,24 @@ namespace {
 
 constexpr size_t kSchemeLength = 7;
 
+constexpr int kStatusOk = 200;
+constexpr int kFirstClientError = 400;
+constexpr int kFirstServerError = 500;
+
 TestDataSender::Hook testHook = nullptr;
+
+// Whether a client error depends on the body.
+bool IsAboutBody(int status) {
+  switch (status) {
+    case 401:
+    case 407:
+    case 408:
+    case 429:
+      return false;
+    default:
+      return true;
+  }
+}
 
 // Expands the gzip member `body` into `output`, up to the first damage or kMaxTextSize bytes;
 // either is logged. Does not flush.
@@ -126,6 +143,16 @@ std::string FileDataSender::Fetch() try {
 
 }  // namespace
 
+SendOutcome OutcomeOfStatus(int status, int retryAfter) {
+  if (status == kStatusOk) {
+    return {SendOutcome::Kind::Accepted, status, 0};
+  }
+  if (status >= kFirstClientError && status < kFirstServerError && IsAboutBody(status)) {
+    return {SendOutcome::Kind::Refused, status, 0};
+  }
+  return {SendOutcome::Kind::NotReached, status, retryAfter};
+}
+
 void TestDataSender::SetHook(Hook hook) {
   testHook = hook;
 }
@@ -143,7 +170,9 @@ int32_t TestDataSender::Send(const void* body, size_t length, bool) try {
   const std::vector<uint8_t> expanded = collected.Join();
   // Not the data of an empty vector: it may be null, which means Open.
   const uint8_t nothing = 0;
-  return testHook(expanded.empty() ? &nothing : expanded.data(), expanded.size());
+  const int32_t status = testHook(expanded.empty() ? &nothing : expanded.data(), expanded.size());
+  outcome_ = status >= 100 ? OutcomeOfStatus(status, 0) : SendOutcome();
+  return status;
 } catch (...) {
   LogException("", "Out of memory while expanding a body");
   return 1;

@@ -4,12 +4,46 @@
 // destination does (see http_data_sender.h for the limits). Status 0 is success.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "platform/clock.h"
+
 namespace Tav {
+
+// What became of a body.
+struct SendOutcome {
+  enum class Kind {
+    Accepted,
+    Refused,     // the server does not want this body; it may want others
+    NotReached,  // no answer, an answer of somebody else, or the server takes no bodies for now
+  };
+
+  Kind kind = Kind::NotReached;
+  int status = 0;      // HTTP's; 0 without an answer
+  int retryAfter = 0;  // seconds for which the server asks not to be tried; 0 for none
+};
+
+// The outcome of a body that was answered with an HTTP status. 200 alone accepts. 400 to 499
+// refuse, except those that do not depend on the body: 401 and 407 (credentials), 408 (too slow)
+// and 429 (too many). These and all other statuses count as not reached. Nothing but the gateway
+// itself should answer 204, and a captive portal answers 302.
+SendOutcome OutcomeOfStatus(int status, int retryAfter);
+
+// When a sender's call last got on: sent or received something. Written by the thread of the call,
+// read by any.
+class SendingProgress {
+ public:
+  void Note() { last_.store(Platform::MonotonicMilliseconds(), std::memory_order_relaxed); }
+  // On the scale of Platform::MonotonicMilliseconds; 0 before the first Note.
+  int64_t Last() const { return last_.load(std::memory_order_relaxed); }
+
+ private:
+  std::atomic<int64_t> last_{0};
+};
 
 class DataSender {
  public:
@@ -39,6 +73,13 @@ class DataSender {
   // Senders that do not wait for others ignore it.
   virtual void LimitWaits(int milliseconds) { static_cast<void>(milliseconds); }
 
+  // After a Send that has failed.
+  virtual SendOutcome LastOutcome() const { return {}; }
+
+  // Notes the progress of later calls there, or nowhere if it is null. Borrowed. Senders that do
+  // not wait for others ignore it.
+  virtual void ReportTo(SendingProgress* progress) { static_cast<void>(progress); }
+
  protected:
   DataSender() = default;
 };
@@ -58,7 +99,7 @@ std::unique_ptr<DataSender> CreateDataSender(const std::string& url);
 class TestDataSender : public DataSender {
  public:
   // Called on the sender's thread: for Open with null and 0, for Send with the expanded body,
-  // borrowed for the call. Returns the operation's status. Must not throw.
+  // borrowed for the call. Returns the operation's status; 100 and more is HTTP's. Must not throw.
   using Hook = int32_t (*)(const uint8_t* data, size_t length);
 
   // For the whole process; null removes it. Every operation succeeds without a hook. Do not call
@@ -67,6 +108,10 @@ class TestDataSender : public DataSender {
 
   int32_t Send(const void* body, size_t length, bool closeConnection) override;
   int32_t Open() override;
+  SendOutcome LastOutcome() const override { return outcome_; }
+
+ private:
+  SendOutcome outcome_;
 };
 
 }  // namespace Tav

@@ -17,7 +17,8 @@ constexpr size_t kPieceSize = 256;
 constexpr uint32_t kStatusOk = 200;
 constexpr uint32_t kFirstRedirection = 300;
 constexpr uint32_t kFirstClientError = 400;
-constexpr uint32_t kTimedOut = 12002;  // the last error after one of the system's own time-outs
+constexpr uint32_t kMaxRetryAfter = 3600;  // seconds
+constexpr uint32_t kTimedOut = 12002;      // the last error after one of the system's own time-outs
 
 constexpr Platform::HttpTimeouts kTimeouts{.resolve = 3000,
                                            .connect = 3000,
@@ -68,6 +69,12 @@ Platform::HttpTimeouts HttpDataSender::Timeouts() const {
           .send = capped(kTimeouts.send),
           .receive = capped(kTimeouts.receive),
           .response = capped(kTimeouts.response)};
+}
+
+void HttpDataSender::OnProgress() {
+  if (progress_ != nullptr) {
+    progress_->Note();
+  }
 }
 
 int32_t HttpDataSender::Open() try {
@@ -130,6 +137,7 @@ bool HttpDataSender::OpenConnection() {
 
 int32_t HttpDataSender::SendRequest(const void* body, size_t length, bool closeConnection) {
   request_.Close();
+  outcome_ = {};
   if (!OpenRequest(length != 0 ? "POST" : "GET") || !Exchange(body, length, closeConnection)) {
     return 1;
   }
@@ -143,11 +151,19 @@ int32_t HttpDataSender::SendRequest(const void* body, size_t length, bool closeC
   if (status != kStatusOk) {
     LogWarning("Response from HTTP is not OK. Got %d instead", static_cast<int>(status));
   }
+  outcome_ = ReadOutcome(static_cast<int>(status));
   ReadResponse();
   if (status >= kFirstRedirection && status < kFirstClientError) {
     response_ = {};  // the page of whoever redirects
   }
   return status == kStatusOk ? 0 : 1;
+}
+
+SendOutcome HttpDataSender::ReadOutcome(int status) {
+  uint32_t retryAfter = 0;
+  const bool asks = request_.QueryRetryAfter(&retryAfter);
+  return OutcomeOfStatus(
+      status, asks ? static_cast<int>(std::min<uint32_t>(retryAfter, kMaxRetryAfter)) : 0);
 }
 
 bool HttpDataSender::OpenRequest(const char* verb) {

@@ -14,7 +14,7 @@ namespace Tav {
 
 // Keeps the session and the connection open from Open to Close, so that all bodies share one TCP
 // connection if the server keeps it.
-class HttpDataSender : public DataSender {
+class HttpDataSender final : public DataSender, private Platform::HttpObserver {
  public:
   // Milliseconds for reading the body of one response, checked before each piece of 256 bytes: a
   // server that sends a byte now and then cannot block the reader for ever. It takes less than a
@@ -35,18 +35,24 @@ class HttpDataSender : public DataSender {
   std::string Fetch() override;
   // Also limits the reading of a response as a whole.
   void LimitWaits(int milliseconds) override;
+  SendOutcome LastOutcome() const override { return outcome_; }
+  void ReportTo(SendingProgress* progress) override { progress_ = progress; }
 
  private:
+  void OnProgress() override;
   Platform::HttpTimeouts Timeouts() const;
   bool OpenSession();
   bool CrackUrl();
   bool OpenConnection();
   int32_t SendRequest(const void* body, size_t length, bool closeConnection);
   bool OpenRequest(const char* verb);
+  SendOutcome ReadOutcome(int status);
   bool Exchange(const void* body, size_t length, bool closeConnection);
   void ReadResponse();
   bool ReadPiece(char* piece, size_t size, size_t* count, int64_t end);
 
+  SendOutcome outcome_;
+  SendingProgress* progress_ = nullptr;
   std::string response_;
   std::string url_;
   // Each handle is made from the one before it and destroyed first.

@@ -11,6 +11,7 @@ SenderThread::SenderThread(std::unique_ptr<DataSender> sender) : sender_(std::mo
 
 void SenderThread::Begin(Call call) {
   call_ = std::move(call);
+  progress_.Note();
   {
     const std::lock_guard guard(stateLock_);
     state_ = State::Running;
@@ -41,6 +42,9 @@ bool SenderThread::Abandon() {
 }
 
 std::unique_ptr<DataSender> SenderThread::TakeSender() {
+  if (sender_) {
+    sender_->ReportTo(nullptr);
+  }
   return std::move(sender_);
 }
 
@@ -78,22 +82,32 @@ bool SenderThread::NextCall() {
 
 SenderThread::Result SenderThread::Perform() try {
   sender_->LimitWaits(call_.timeLimit);
+  sender_->ReportTo(&progress_);
   switch (call_.operation) {
     case Operation::Open:
-      return {sender_->Open(), {}};
+      return {.status = sender_->Open()};
     case Operation::Send:
-      return {sender_->Send(call_.body.data(), call_.body.size(), call_.closeConnection), {}};
+      return Send();
     case Operation::Fetch:
-      return {0, sender_->Fetch()};
+      return {.status = 0, .text = sender_->Fetch()};
     case Operation::Close:
       sender_->Close();
-      return {0, {}};
+      return {.status = 0};
   }
   return {};
 } catch (...) {
   // The owner waits for a result in any case.
   LogError("Exception in data sender caught");
   return {};
+}
+
+SenderThread::Result SenderThread::Send() {
+  Result result;
+  result.status = sender_->Send(call_.body.data(), call_.body.size(), call_.closeConnection);
+  if (result.status != 0) {
+    result.outcome = sender_->LastOutcome();
+  }
+  return result;
 }
 
 // False if the call has been abandoned.

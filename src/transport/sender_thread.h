@@ -28,7 +28,8 @@ class SenderThread final : public Thread {
   // The default is a failure.
   struct Result {
     int32_t status = 1;
-    std::string text;
+    SendOutcome outcome = {};  // of Send
+    std::string text = {};
   };
 
   // Called by the owner's thread:
@@ -48,6 +49,9 @@ class SenderThread final : public Thread {
   // Takes the sender back before Run or after a finished Close call.
   std::unique_ptr<DataSender> TakeSender();
 
+  // When the running call began or last got on, see SendingProgress.
+  int64_t LastProgress() const { return progress_.Last(); }
+
   // Any thread: ends the current or the next WaitForResult.
   void Interrupt();
 
@@ -60,6 +64,7 @@ class SenderThread final : public Thread {
 
   bool NextCall();
   Result Perform();
+  Result Send();
   bool Finish(Result result);
 
   Platform::Lock stateLock_;
@@ -68,6 +73,7 @@ class SenderThread final : public Thread {
   Call call_;
   Result result_;
   std::unique_ptr<DataSender> sender_;
+  SendingProgress progress_;
   Platform::AutoResetEvent changed_;  // set by Finish and Interrupt
 };
 

@@ -28,9 +28,10 @@ ThreadedDataSender::~ThreadedDataSender() {
   ThreadedDataSender::Close();
 }
 
-void ThreadedDataSender::LimitTo(int64_t deadline) {
+void ThreadedDataSender::LimitTo(int64_t deadline, int maxIdle) {
   deadline_.store(deadline, std::memory_order_relaxed);
-  // Later calls read the new deadline; a running one must wake up to see it.
+  maxIdle_.store(maxIdle, std::memory_order_relaxed);
+  // Later calls read the new limits; a running one must wake up to see them.
   const std::lock_guard guard(lock_);
   if (thread_) {
     thread_->Interrupt();
@@ -42,12 +43,15 @@ int32_t ThreadedDataSender::Open() {
 }
 
 int32_t ThreadedDataSender::Send(const void* body, size_t length, bool closeConnection) try {
+  outcome_ = {};
   SenderThread::Call call{SenderThread::Operation::Send};
   call.closeConnection = closeConnection;
   // A copy: an abandoned call still reads its body after the caller has freed this one.
   const auto* const bytes = static_cast<const uint8_t*>(body);
   call.body.assign(bytes, bytes + length);
-  return Perform(std::move(call)).status;
+  const SenderThread::Result result = Perform(std::move(call));
+  outcome_ = result.outcome;
+  return result.status;
 } catch (...) {
   LogFailure();
   return 1;
@@ -114,7 +118,7 @@ bool ThreadedDataSender::StartThread() try {
 // Waits for the running call until `end` or the deadline. False if it timed out and is abandoned.
 bool ThreadedDataSender::Await(int64_t end) {
   while (!thread_->Finished()) {
-    const int left = TimeLeft(end);
+    const int left = TimeLeft(std::min(end, IdleEnd()));
     if (left > 0) {
       thread_->WaitForResult(left);
     } else if (thread_->Abandon()) {
@@ -129,6 +133,11 @@ void ThreadedDataSender::Detach() {
   SenderThreadPtr detached;  // released after the lock: the last reference deletes the thread
   const std::lock_guard guard(lock_);
   detached.swap(thread_);
+}
+
+// When the running call has made no progress for too long, unless it makes some before.
+int64_t ThreadedDataSender::IdleEnd() const {
+  return thread_->LastProgress() + maxIdle_.load(std::memory_order_relaxed);
 }
 
 // Milliseconds until `end` or the deadline, whichever is earlier; 0 after it.

@@ -42,6 +42,7 @@ class ThreadedDataSender final : public DataSender {
   using Factory = std::function<std::unique_ptr<DataSender>()>;
 
   static constexpr int64_t kNoDeadline = std::numeric_limits<int64_t>::max();
+  static constexpr int kNoIdleLimit = std::numeric_limits<int>::max();
 
   explicit ThreadedDataSender(Factory makeSender, CallLimits limits = {});
   // Closes the sender.
@@ -50,13 +51,16 @@ class ThreadedDataSender final : public DataSender {
   // Any thread, at any time; does not block. At `deadline`, on the scale of
   // Platform::MonotonicMilliseconds, a running call is abandoned; later calls fail at once.
   // Replaces the deadline set before; kNoDeadline removes it.
-  void LimitTo(int64_t deadline);
+  // The same for a call that has made no progress for `maxIdle` milliseconds: it is abandoned at
+  // once if it made none for that long before.
+  void LimitTo(int64_t deadline, int maxIdle = kNoIdleLimit);
 
   int32_t Send(const void* body, size_t length, bool closeConnection) override;
   int32_t Open() override;
   // Waits for the sender and its thread to end, not beyond the deadline.
   void Close() override;
   std::string Fetch() override;
+  SendOutcome LastOutcome() const override { return outcome_; }
 
  private:
   bool StartThread();
@@ -64,12 +68,15 @@ class ThreadedDataSender final : public DataSender {
   SenderThread::Result Perform(SenderThread::Call call);
   bool Await(int64_t end);
   int TimeLeft(int64_t end) const;
+  int64_t IdleEnd() const;
 
   const Factory makeSender_;
   const CallLimits limits_;
   std::unique_ptr<DataSender> sender_;  // null while a thread owns it
+  SendOutcome outcome_;                 // of the last Send
   std::atomic<int64_t> deadline_{kNoDeadline};
-  Platform::Lock lock_;  // held to change thread_, and to use it in LimitTo
+  std::atomic<int> maxIdle_{kNoIdleLimit};  // milliseconds
+  Platform::Lock lock_;                     // held to change thread_, and to use it in LimitTo
   SenderThreadPtr thread_;
 };
 

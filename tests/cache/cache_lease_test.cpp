@@ -13,7 +13,7 @@ class CacheLeaseTest : public CacheFixture {
   static std::optional<LeaseNote> Accept(CacheManager& cache, RecordList& records, int count) {
     std::optional<LeaseNote> last;
     for (int i = 0; i < count; ++i) {
-      cache.Consume(*records.TakeFirst());
+      cache.Consume(records.TakeFirst()->fileEnd);
       LeaseNote note;
       last = cache.MakeNote(note) ? std::optional(note) : std::nullopt;
     }

@@ -104,7 +104,7 @@ TEST_F(CacheVersionsTest, ANoteFindsItsFileByTheChecksum) {
     records.Clear();
     ASSERT_TRUE(second.Lease(records));
     ASSERT_EQ(TextsOf(records), (Texts{"a", "b"}));
-    second.Consume(*records.TakeFirst());
+    second.Consume(records.TakeFirst()->fileEnd);
     ASSERT_TRUE(second.MakeNote(note));
   }
   Upgraded next(Folder());

@@ -120,6 +120,28 @@ TEST(SendScheduleTest, TheFirstFailureArmsTheFlushAndTheFlushEndsThePause) {
   EXPECT_EQ(schedule.MemoryFlushTime(), MonotonicTime());
 }
 
+TEST(SendScheduleTest, AServersWishOnlyLengthensTheBackOff) {
+  SendSchedule schedule = Scheduled(Defaults());
+  schedule.OnSendFailure(kNow, 10);
+  EXPECT_EQ(schedule.WaitTime(), kNow + 300);
+  schedule.OnSendFailure(kNow, 3600);
+  EXPECT_EQ(schedule.WaitTime(), kNow + 3600);
+  schedule.OnSendFailure(kNow);
+  EXPECT_EQ(schedule.WaitTime(), kNow + 2100);
+}
+
+TEST(SendScheduleTest, WhatIsLeftInMemoryHasAFlushTimeOrADueFlush) {
+  SendSchedule schedule = Scheduled(Defaults());
+  schedule.OnSent(kNow);
+  schedule.OnLeftInMemory(kNow + 1);
+  schedule.OnLeftInMemory(kNow + 9);
+  EXPECT_EQ(schedule.MemoryFlushTime(), kNow + 361);
+  schedule.CheckTimers(kNow + 361);
+  schedule.OnLeftInMemory(kNow + 361);
+  EXPECT_EQ(schedule.MemoryFlushTime(), 0);
+  EXPECT_TRUE(schedule.FlushExpired());
+}
+
 TEST(SendScheduleTest, AFailureEndsASendNowSoThatActivityDoesNotBreakTheBackOff) {
   SendSchedule schedule = Scheduled(Defaults());
   schedule.SetInitialWaitTime(kNow, 1, 0);

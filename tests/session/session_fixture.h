@@ -36,6 +36,10 @@ class Gateway {
     Records().clear();
     refuse = false;
     capacity = SIZE_MAX;
+    poisonStatus = 0;
+    attempts = 0;
+    refusals = 0;
+    gate = nullptr;
     TestDataSender::SetHook(&Receive);
   }
   ~Gateway() {
@@ -82,17 +86,30 @@ class Gateway {
 
   static inline std::atomic<bool> refuse{false};
   static inline std::atomic<size_t> capacity{SIZE_MAX};  // refuses more records than that
+  static inline std::atomic<int> poisonStatus{0};  // the answer to records with a "poison", or 0
+  static inline std::atomic<int> refusals{0};      // with poisonStatus
+  static inline std::atomic<int> attempts{0};      // records that came, refused ones too
+  static inline std::atomic<void (*)()> gate{nullptr};  // called for each record before its answer
 
  private:
   static int32_t Receive(const uint8_t* data, size_t length) {
     if (data == nullptr || refuse) {
       return refuse ? 1 : 0;
     }
+    ++attempts;
+    if (gate != nullptr) {
+      gate.load()();
+    }
+    const std::string_view text(reinterpret_cast<const char*>(data), length);
     const std::lock_guard guard(mutex);
     if (Records().size() >= capacity) {
       return 1;
     }
-    Records().emplace_back(json_loadb(reinterpret_cast<const char*>(data), length, 0, nullptr));
+    if (poisonStatus != 0 && text.find("poison") != std::string_view::npos) {
+      ++refusals;
+      return poisonStatus;
+    }
+    Records().emplace_back(json_loadb(text.data(), text.size(), 0, nullptr));
     return 0;
   }
   static std::vector<JsonPtr>& Records() {

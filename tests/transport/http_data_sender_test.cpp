@@ -120,6 +120,51 @@ TEST_F(HttpDataSenderTest, OnlyStatus200IsSuccess) {
   }
 }
 
+TEST_F(HttpDataSenderTest, OutcomeTellsARefusedBodyFromAServerThatTakesNone) {
+  using Kind = SendOutcome::Kind;
+  HttpDataSender sender(server.Url());
+  const auto outcome = [&](const std::string& answer) {
+    server.Enqueue({answer.empty() ? answer : "HTTP/1.1 " + answer + "Content-Length: 0\r\n\r\n",
+                    answer.empty() ? LoopbackServer::Then::Close : LoopbackServer::Then::KeepOpen});
+    EXPECT_EQ(Post(&sender, "x"), 1);
+    return sender.LastOutcome();
+  };
+  for (const int status : {400, 403, 404, 413, 422}) {
+    const SendOutcome refused = outcome(std::to_string(status) + " No\r\nRetry-After: 7\r\n");
+    EXPECT_EQ(refused.kind, Kind::Refused) << status;
+    EXPECT_EQ(refused.status, status);
+  }
+  for (const int status : {204, 302, 401, 407, 408, 429, 500, 503}) {
+    EXPECT_EQ(outcome(std::to_string(status) + " No\r\n").kind, Kind::NotReached) << status;
+  }
+  for (const auto& [text, seconds] : {std::pair{"120", 120},
+                                      {"0", 0},
+                                      {"3601", 3600},
+                                      {"99999999999", 3600},
+                                      {"Wed, 21 Oct 2026 07:28:00 GMT", 0}}) {
+    const auto answer = outcome(std::string("503 Busy\r\nRetry-After: ") + text + "\r\n");
+    EXPECT_EQ(answer.retryAfter, seconds) << text;
+  }
+  const SendOutcome dropped = outcome("");
+  EXPECT_EQ(dropped.kind, Kind::NotReached);
+  EXPECT_EQ(dropped.status + dropped.retryAfter, 0);
+}
+
+// A long body goes out in several writes.
+TEST_F(HttpDataSenderTest, EveryStepOfARequestIsProgress) {
+  SendingProgress progress;
+  HttpDataSender sender(server.Url());
+  sender.ReportTo(&progress);
+  EXPECT_EQ(sender.Open(), 0);
+  EXPECT_EQ(progress.Last(), 0);
+  server.EnqueueSilence();
+  sender.LimitWaits(500);
+  const std::string body(1000000, 'b');
+  EXPECT_EQ(sender.Send(body.data(), body.size(), false), 1);
+  EXPECT_GT(progress.Last(), 0);
+  EXPECT_EQ(server.Requests().at(0).body, body);
+}
+
 TEST_F(HttpDataSenderTest, FetchGetsTheBodyAndClosesEverything) {
   server.EnqueueStatus("200 OK", "{\"settings\":{}}");
   HttpDataSender sender(server.Url("/configserver/?N=a%20b"));

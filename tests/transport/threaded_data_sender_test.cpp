@@ -98,6 +98,7 @@ class StagedSender final : public DataSender {
     return "fetched";
   }
   void LimitWaits(int milliseconds) override { stage_.limit = milliseconds; }
+  SendOutcome LastOutcome() const override { return OutcomeOfStatus(413, 0); }
 
  private:
   Stage& stage_;
@@ -149,7 +150,9 @@ TEST_F(ThreadedDataSenderTest, CallsRunInOrderOnOneThreadUntilClose) {
   EXPECT_NE(first, std::this_thread::get_id());
   EXPECT_EQ(Send("good"), 0);
   EXPECT_EQ(Send("bad", true), 7);
+  EXPECT_EQ(sender->LastOutcome().status, 413);
   EXPECT_EQ(Send("throw"), 1);
+  EXPECT_EQ(sender->LastOutcome().status, 0);
   EXPECT_EQ(sender->Send(nullptr, 0, false), 0);
   EXPECT_EQ(sender->Fetch(), "fetched");
   EXPECT_EQ(stage.ThreadId(), first);
@@ -226,6 +229,26 @@ TEST_F(ThreadedDataSenderTest, DeadlineLimitsTheWaitsOfCallsUntilItIsRemoved) {
   sender->LimitTo(ThreadedDataSender::kNoDeadline);
   EXPECT_EQ(Send("x"), 0);
   EXPECT_EQ(stage.limit, CallLimits().call);
+}
+
+TEST_F(ThreadedDataSenderTest, CallWithoutProgressIsAbandonedLongBeforeTheDeadline) {
+  constexpr int kMaxIdle = 200;
+  Make();
+  EXPECT_EQ(sender->Open(), 0);
+  stage.HoldAt("send");
+  std::thread host([this] {
+    stage.AwaitArrival();
+    Platform::SleepMilliseconds(2 * kMaxIdle);  // so that it is stuck already
+    sender->LimitTo(Now() + 60000, kMaxIdle);
+  });
+  const int64_t start = Now();
+  EXPECT_EQ(Send("x"), 1);
+  EXPECT_GE(Now() - start, 2 * kMaxIdle);
+  EXPECT_LT(Now() - start, 30000);
+  host.join();
+  EXPECT_EQ(Warnings(), 1);
+  EXPECT_EQ(sender->LastOutcome().status, 0);
+  stage.Proceed();
 }
 
 TEST_F(ThreadedDataSenderTest, CloseEndsAtTheDeadline) {

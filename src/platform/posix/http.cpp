@@ -190,7 +190,10 @@ bool HttpRequest::SetSecurityFlags(uint32_t) {
   return As<RequestNode>(handle_) != nullptr;
 }
 
-bool HttpRequest::Send(const std::string& headers, const void* body, size_t length, const void*) {
+bool HttpRequest::Send(const std::string& headers,
+                       const void* body,
+                       size_t length,
+                       HttpObserver* observer) {
   RequestNode* request = As<RequestNode>(handle_);
   if (request == nullptr) {
     return false;
@@ -203,6 +206,7 @@ bool HttpRequest::Send(const std::string& headers, const void* body, size_t leng
   if (!request->socket) {
     return false;
   }
+  request->socket.Observe(observer);
   const std::string head = RequestHead(*request, headers, length);
   const int limit = request->timeouts.send;
   return request->socket.Write(head.data(), head.size(), limit) &&
@@ -227,6 +231,15 @@ bool HttpRequest::QueryStatus(uint32_t* status) {
   }
   *status = request->response.Status();
   return *status != 0 || FailWith(HttpError::kIncorrectState);
+}
+
+bool HttpRequest::QueryRetryAfter(uint32_t* seconds) {
+  RequestNode* request = As<RequestNode>(handle_);
+  if (request == nullptr || !request->response.RetryAfter()) {
+    return false;
+  }
+  *seconds = *request->response.RetryAfter();
+  return true;
 }
 
 bool HttpRequest::Read(void* buffer, size_t size, size_t* count) {

@@ -77,6 +77,10 @@ void HttpResponse::ParseHeader(std::string_view line) {
   } else if (SameWord(name, "Transfer-Encoding") && SameWord(value, "chunked")) {
     length_ = Length::Chunked;
     left_ = 0;
+  } else if (SameWord(name, "Retry-After")) {
+    if (const std::optional<uint64_t> seconds = ParseNumber(value, 10)) {
+      retryAfter_ = static_cast<uint32_t>(std::min<uint64_t>(*seconds, UINT32_MAX));
+    }
   } else if (SameWord(name, "Content-Length") && length_ != Length::Chunked) {
     length_ = Length::Counted;
     left_ = ParseNumber(value, 10).value_or(0);

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,8 @@ class HttpResponse {
 
   // 0 before ReadHead has succeeded.
   uint32_t Status() const { return status_; }
+  // In seconds; none if the header is missing or no number.
+  std::optional<uint32_t> RetryAfter() const { return retryAfter_; }
 
   // Reads up to `size` bytes of the body; `*count` is 0 at its end.
   bool ReadBody(Socket* socket, char* buffer, size_t size, size_t* count, int limit);
@@ -36,6 +39,7 @@ class HttpResponse {
   bool NextChunk(Socket* socket, int limit);
 
   uint32_t status_ = 0;
+  std::optional<uint32_t> retryAfter_;
   Length length_ = Length::None;
   uint64_t left_ = 0;      // bytes left of the body or of the current chunk
   bool inChunks_ = false;  // a chunk has begun: a line end follows its data

@@ -23,6 +23,7 @@ Socket& Socket::operator=(Socket&& other) noexcept {
   if (this != &other) {
     Close();
     descriptor_ = std::exchange(other.descriptor_, -1);
+    observer_ = other.observer_;
   }
   return *this;
 }
@@ -30,6 +31,17 @@ Socket& Socket::operator=(Socket&& other) noexcept {
 void Socket::Close() {
   if (descriptor_ >= 0) {
     close(std::exchange(descriptor_, -1));
+  }
+}
+
+void Socket::Observe(HttpObserver* observer) {
+  observer_ = observer;
+  NoteProgress();
+}
+
+void Socket::NoteProgress() const {
+  if (observer_ != nullptr) {
+    observer_->OnProgress();
   }
 }
 
@@ -81,6 +93,7 @@ bool Socket::Write(const char* data, size_t size, int limit) {
   while (size > 0) {
     const ssize_t written = send(descriptor_, data, size, MSG_NOSIGNAL);
     if (written > 0) {
+      NoteProgress();
       data += written;
       size -= static_cast<size_t>(written);
     } else if (errno == EAGAIN) {
@@ -98,6 +111,7 @@ bool Socket::Read(char* data, size_t size, size_t* count, int limit) {
   for (;;) {
     const ssize_t received = recv(descriptor_, data, size, 0);
     if (received >= 0) {
+      NoteProgress();
       *count = static_cast<size_t>(received);
       return true;
     }

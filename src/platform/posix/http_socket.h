@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/http.h"
+
 namespace Tav::Platform {
 
 namespace HttpError {
@@ -28,7 +30,8 @@ bool FailWith(uint32_t error);
 class Socket {
  public:
   Socket() = default;
-  Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Socket(Socket&& other) noexcept
+      : descriptor_(std::exchange(other.descriptor_, -1)), observer_(other.observer_) {}
   Socket& operator=(Socket&& other) noexcept;
   ~Socket() { Close(); }
 
@@ -38,6 +41,9 @@ class Socket {
 
   explicit operator bool() const { return descriptor_ >= 0; }
   void Close();
+
+  // Told, at once and for each piece of data, unless it is null. Borrowed.
+  void Observe(HttpObserver* observer);
 
   bool Write(const char* data, size_t size, int limit);
   // `*count` is 0 at the end of the stream.
@@ -50,7 +56,10 @@ class Socket {
   bool ConnectAddress(const void* address, unsigned size, int limit);
   bool Wait(short events, int limit) const;
 
+  void NoteProgress() const;
+
   int descriptor_ = -1;
+  HttpObserver* observer_ = nullptr;
 };
 
 }  // namespace Tav::Platform

@@ -4,6 +4,7 @@
 
 #include <winhttp.h>
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +16,43 @@ namespace {
 
 // Units of one part of a URL, with the terminating zero. No URL that is cracked is longer.
 constexpr DWORD kPartCapacity = 128;
+
+// Longer bodies are written in pieces of this size, so that progress shows. Most bodies are
+// shorter: WinHTTP can repeat such a request by itself when a kept connection turns out to be
+// closed.
+constexpr DWORD kBodyPiece = 64 * 1024;
+
+// Without the notifications about handles and closed connections, which may come when the observer
+// is gone.
+constexpr DWORD kProgressNotifications =
+    WINHTTP_CALLBACK_FLAG_RESOLVE_NAME | WINHTTP_CALLBACK_FLAG_CONNECT_TO_SERVER |
+    WINHTTP_CALLBACK_FLAG_SEND_REQUEST | WINHTTP_CALLBACK_FLAG_RECEIVE_RESPONSE;
+
+// In a synchronous session, on the thread that made the call.
+void CALLBACK OnStatus(HINTERNET, DWORD_PTR context, DWORD, void*, DWORD) {
+  if (context != 0) {
+    reinterpret_cast<HttpObserver*>(context)->OnProgress();
+  }
+}
+
+void NoteProgress(HttpObserver* observer) {
+  if (observer != nullptr) {
+    observer->OnProgress();
+  }
+}
+
+bool WriteBody(HINTERNET request, const char* body, DWORD size, HttpObserver* observer) {
+  while (size > 0) {
+    DWORD written = 0;
+    if (!WinHttpWriteData(request, body, std::min(size, kBodyPiece), &written) || written == 0) {
+      return false;
+    }
+    NoteProgress(observer);
+    body += written;
+    size -= written;
+  }
+  return true;
+}
 
 #ifdef TAV_SYSTEM_PROXY
 constexpr DWORD kAccessType = WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY;
@@ -137,15 +175,20 @@ bool HttpRequest::SetSecurityFlags(uint32_t flags) {
 bool HttpRequest::Send(const std::string& headers,
                        const void* body,
                        size_t length,
-                       const void* context) {
+                       HttpObserver* observer) {
   if (length > MAXDWORD) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return false;
   }
   const DWORD size = static_cast<DWORD>(length);
+  const DWORD first = std::min(size, kBodyPiece);
+  if (observer != nullptr) {
+    WinHttpSetStatusCallback(handle_, &OnStatus, kProgressNotifications, 0);
+  }
   return WinHttpSendRequest(handle_, Widen(headers).c_str(), static_cast<DWORD>(-1),
-                            const_cast<void*>(body), size, size,
-                            reinterpret_cast<DWORD_PTR>(context)) != FALSE;
+                            const_cast<void*>(body), first, size,
+                            reinterpret_cast<DWORD_PTR>(observer)) != FALSE &&
+         WriteBody(handle_, static_cast<const char*>(body) + first, size - first, observer);
 }
 
 bool HttpRequest::ReceiveResponse() {
@@ -160,6 +203,17 @@ bool HttpRequest::QueryStatus(uint32_t* status) {
     return false;
   }
   *status = value;
+  return true;
+}
+
+bool HttpRequest::QueryRetryAfter(uint32_t* seconds) {
+  DWORD value = 0;
+  DWORD size = sizeof value;
+  if (!WinHttpQueryHeaders(handle_, WINHTTP_QUERY_RETRY_AFTER | WINHTTP_QUERY_FLAG_NUMBER,
+                           WINHTTP_HEADER_NAME_BY_INDEX, &value, &size, WINHTTP_NO_HEADER_INDEX)) {
+    return false;
+  }
+  *seconds = value;
   return true;
 }
 
