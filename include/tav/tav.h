@@ -436,8 +436,8 @@ typedef struct TavEntryTable {
   void(TAV_CALL* SessionLogIdle)(TavSession_s* session);
 
   // Slot 13. Suspends sending until Resume or Terminate; only Commit still sends. Reporting goes
-  // on. Takes effect after what is already queued; a send in progress ends within about a second, or
-  // with the request under way.
+  // on. Takes effect after what is already queued; a send in progress ends within about a second,
+  // or with the request under way.
   void(TAV_CALL* Suspend)(void);
 
   // Slot 14. Resumes sending after Suspend.

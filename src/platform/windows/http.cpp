@@ -17,8 +17,9 @@ namespace {
 // Units of one part of a URL, with the terminating zero. No URL that is cracked is longer.
 constexpr DWORD kPartCapacity = 128;
 
-// Longer bodies are written in pieces of this size, so that progress shows. Most bodies are shorter:
-// WinHTTP can repeat such a request by itself when a kept connection turns out to be closed.
+// Longer bodies are written in pieces of this size, so that progress shows. Most bodies are
+// shorter: WinHTTP can repeat such a request by itself when a kept connection turns out to be
+// closed.
 constexpr DWORD kBodyPiece = 64 * 1024;
 
 // Without the notifications about handles and closed connections, which may come when the observer
