@@ -11,7 +11,7 @@
 namespace Tav {
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
+constexpr int64_t kDaySeconds = 86400;
 constexpr int64_t kYear2026 = 1'780'000'000;
 constexpr int64_t kYear2100 = 4'110'000'000;
 constexpr int kNoWait = 0;
@@ -45,20 +45,20 @@ TEST_F(DayStampsTest, DaysFromTheFutureCountAsTodayAndAreStoredAgain) {
   {
     DayStamps stamps = Load();
     EXPECT_FALSE(stamps.LoadTimestamp(kYear2026, true, kNoWait));
-    EXPECT_EQ(stamps.LastActiveTime(), kYear2026 / kSecondsPerDay);
-    EXPECT_EQ(stamps.LastServerAccessTime(), kYear2026 / kSecondsPerDay);
+    EXPECT_EQ(stamps.LastActiveTime(), kYear2026 / kDaySeconds);
+    EXPECT_EQ(stamps.LastServerAccessTime(), kYear2026 / kDaySeconds);
     EXPECT_TRUE(stamps.Unsaved());
     stamps.StoreUnsaved(kNoWait);  // though this run was neither active nor online
   }
-  EXPECT_EQ(StoredLastActive(), kYear2026 / kSecondsPerDay);
-  EXPECT_TRUE(Run(kYear2026 + kSecondsPerDay));
-  EXPECT_FALSE(Run(kYear2026 + kSecondsPerDay));
+  EXPECT_EQ(StoredLastActive(), kYear2026 / kDaySeconds);
+  EXPECT_TRUE(Run(kYear2026 + kDaySeconds));
+  EXPECT_FALSE(Run(kYear2026 + kDaySeconds));
 }
 
 TEST_F(DayStampsTest, AnOptedOutRunLeavesTheRequestToTheNextOne) {
   EXPECT_TRUE(Run(kYear2026));
-  EXPECT_FALSE(Run(kYear2026 + kSecondsPerDay, false));
-  EXPECT_TRUE(Run(kYear2026 + kSecondsPerDay));
+  EXPECT_FALSE(Run(kYear2026 + kDaySeconds, false));
+  EXPECT_TRUE(Run(kYear2026 + kDaySeconds));
 }
 
 TEST_F(DayStampsTest, AClockThatShows1970IsNoReasonForNever) {
@@ -68,7 +68,7 @@ TEST_F(DayStampsTest, AClockThatShows1970IsNoReasonForNever) {
     EXPECT_EQ(StoredLastActive(), 1);
   }
   EXPECT_TRUE(Run(kYear2026));
-  EXPECT_EQ(StoredLastActive(), kYear2026 / kSecondsPerDay);
+  EXPECT_EQ(StoredLastActive(), kYear2026 / kDaySeconds);
 }
 
 TEST_F(DayStampsTest, AJumpingClockNeitherStallsNorRepeatsTheDailyRequest) {
@@ -78,10 +78,10 @@ TEST_F(DayStampsTest, AJumpingClockNeitherStallsNorRepeatsTheDailyRequest) {
   int64_t requests = 0;
   Run(now);
   for (int run = 0; run < 200; ++run) {
-    const int64_t pause = random.OneIn(4) ? random.Below(5 * kSecondsPerDay) : random.Below(kSecondsPerDay / 4);
+    const int64_t pause = random.OneIn(4) ? random.Below(5 * kDaySeconds) : random.Below(kDaySeconds / 4);
     int64_t jump = 0;
     if (random.OneIn(5)) {
-      jump = random.Below(100 * 365) * kSecondsPerDay - now;  // to any day of a century
+      jump = random.Below(100 * 365) * kDaySeconds - now;  // to any day of a century
     }
     elapsed += pause;
     now += pause + jump;
@@ -91,14 +91,14 @@ TEST_F(DayStampsTest, AJumpingClockNeitherStallsNorRepeatsTheDailyRequest) {
     }
     const bool requested = Run(now);
     requests += requested ? 1 : 0;
-    EXPECT_LE(requests, 2 + elapsed / kSecondsPerDay) << run;
-    if (jump == 0 && pause >= kSecondsPerDay) {
+    EXPECT_LE(requests, 2 + elapsed / kDaySeconds) << run;
+    if (jump == 0 && pause >= kDaySeconds) {
       EXPECT_TRUE(requested) << run;
     }
     if (pause + jump < 0) {
       EXPECT_FALSE(requested) << run;
     }
-    ASSERT_EQ(StoredLastActive(), std::max<int64_t>(now / kSecondsPerDay, 1)) << run;
+    ASSERT_EQ(StoredLastActive(), std::max<int64_t>(now / kDaySeconds, 1)) << run;
   }
 }
 

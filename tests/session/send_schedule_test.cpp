@@ -123,11 +123,11 @@ TEST(SendScheduleTest, TheFirstFailureArmsTheFlushAndTheFlushEndsThePause) {
 TEST(SendScheduleTest, AServersWishOnlyLengthensTheBackOff) {
   SendSchedule schedule = Scheduled(Defaults());
   schedule.OnSendFailure(kNow, 10);
-  EXPECT_EQ(schedule.WaitTime(), kNow + 300);
+  EXPECT_EQ(schedule.WaitTime(), kNow.monotonic + 300);
   schedule.OnSendFailure(kNow, 3600);
-  EXPECT_EQ(schedule.WaitTime(), kNow + 3600);
+  EXPECT_EQ(schedule.WaitTime(), kNow.monotonic + 3600);
   schedule.OnSendFailure(kNow);
-  EXPECT_EQ(schedule.WaitTime(), kNow + 2100);
+  EXPECT_EQ(schedule.WaitTime(), kNow.monotonic + 2100);
 }
 
 TEST(SendScheduleTest, WhatIsLeftInMemoryHasAFlushTimeOrADueFlush) {
@@ -135,10 +135,10 @@ TEST(SendScheduleTest, WhatIsLeftInMemoryHasAFlushTimeOrADueFlush) {
   schedule.OnSent(kNow);
   schedule.OnLeftInMemory(kNow + 1);
   schedule.OnLeftInMemory(kNow + 9);
-  EXPECT_EQ(schedule.MemoryFlushTime(), kNow + 361);
+  EXPECT_EQ(schedule.MemoryFlushTime(), kNow.monotonic + 361);
   schedule.CheckTimers(kNow + 361);
   schedule.OnLeftInMemory(kNow + 361);
-  EXPECT_EQ(schedule.MemoryFlushTime(), 0);
+  EXPECT_EQ(schedule.MemoryFlushTime(), MonotonicTime());
   EXPECT_TRUE(schedule.FlushExpired());
 }
 

@@ -1,4 +1,5 @@
 // Records that the server refuses, and sends that take several slices.
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -195,6 +196,24 @@ TEST_F(SendingTest, ALongSendLetsTheHostInBetweenItsSlices) {
     const Names arrived = Gateway::Events();
     return arrived.size() == events.size() + 1 && arrived.back() == "fresh";
   }));
+}
+
+// A slice ends with the fourth record, so the timer expires well before the last one.
+TEST_F(SendingTest, AFlushThatIsDueHappensBetweenSlices) {
+  const Names events = Numbered(12);
+  FillCache(events);
+  const int attemptsBefore = Gateway::attempts;
+  Gateway::gate = [] { Platform::SleepMilliseconds(300); };
+  config_.flushInterval = 0;
+  Start();
+  EXPECT_TRUE(Testing::Eventually([&] { return Gateway::attempts > attemptsBefore; }));
+  Log("fresh");
+  EXPECT_TRUE(Testing::Eventually([&] { return Gateway::Events().size() == events.size() + 2; }));
+  Stop();
+  const std::vector<std::string> lines = log_.Take();
+  const auto flush =
+      std::ranges::find(lines, "SM: Flushing records to disk (memory flush timer expires)");
+  EXPECT_NE(std::find(flush, lines.end(), "SM: Record sent"), lines.end());
 }
 
 TEST_F(SendingTest, PushedRecordsReachTheCacheAfterTheFlushTime) {

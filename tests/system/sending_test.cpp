@@ -102,7 +102,7 @@ TEST_F(SendingTest, TerminateDoesNotWaitForSilentSettings) {
   EXPECT_LT(TimeOf([this] { Stop(); }), 4500);
 }
 
-TEST_F(SendingTest, ALongBacklogHoldsUpNeitherTheHostNorAFlush) {
+TEST_F(SendingTest, ALongBacklogDoesNotHoldUpTheHost) {
   constexpr size_t kBacklog = 100;
   PutSettings(R"({"flush_time":1.0})");
   Lines events;

@@ -129,7 +129,9 @@ void KilledHostsTest::CheckCache(const HostProcess& host) {
   EndFaults();
   DeliverCache();
   arrivals_.Collect();
-  arrivals_.ExpectOnce(cache.events);
+  for (const std::string& event : cache.events) {
+    EXPECT_GE(arrivals_.Times(event), 1) << event;
+  }
   for (const std::string& event : host.Accepted()) {
     EXPECT_GE(arrivals_.Times(event), 1) << event;
   }
@@ -147,7 +149,7 @@ TEST_F(KilledHostsTest, LoseNothing) {
     EXPECT_LE(times, 2) << event;
     twice += times == 2 ? 1 : 0;
   }
-  ExpectNoBadRecords();
+  EXPECT_EQ(GatewayCount("bad_records"), 0);
   EXPECT_GT(onDisk_, 0) << "all hosts were killed before they stored anything";
   std::printf(
       "%d killed hosts: %zu events arrived, %d of them from the cache, %d twice; %d torn files\n",
