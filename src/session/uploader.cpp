@@ -110,7 +110,18 @@ void Uploader::Disconnect() {
 }
 
 SendProgress Uploader::SendRecords(int64_t end) {
-  while (const BuiltRecord* const record = store_.NextToSend()) {
+  bool loaded = false;
+  for (;;) {
+    if (store_.NothingInMemory() && store_.CacheSize() != 0) {
+      if (loaded) {
+        return SendProgress::More;
+      }
+      loaded = true;
+    }
+    const BuiltRecord* const record = store_.NextToSend();
+    if (record == nullptr) {
+      break;
+    }
     if (PastDeadline()) {
       LogWarning("SM: Send cancelled due to being too close to final termination");
       return SendProgress::Failed;
@@ -119,8 +130,7 @@ SendProgress Uploader::SendRecords(int64_t end) {
       LogWarning("SM: Send of record to server failed");
       return SendProgress::Failed;
     }
-    const bool fileSent = store_.NothingInMemory() && store_.CacheSize() != 0;
-    if (fileSent || Platform::MonotonicMilliseconds() >= end) {
+    if (Platform::MonotonicMilliseconds() >= end) {
       return SendProgress::More;
     }
   }
