@@ -49,16 +49,11 @@ TEST(HexTextTest, WritesTwoDigitsAByte) {
   EXPECT_EQ(HexText(kBytes, 0), "");
 }
 
-TEST(NewUuidTextTest, GroupsTheDigits) {
-  const UuidText uuid = NewUuidText();
-  const std::string text(uuid.View());
-  ASSERT_EQ(text.size(), 36u);
-  EXPECT_EQ(text, uuid.text);
-  for (size_t i = 0; i < text.size(); ++i) {
-    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-    EXPECT_EQ(std::string_view("0123456789abcdef").find(text[i]) == std::string_view::npos, dash);
-    EXPECT_EQ(text[i] == '-', dash) << text;
-  }
+TEST(FormatUuidTest, WritesTheFieldsInHostOrder) {
+  constexpr Platform::Uuid kUuid = {0xABCDEF, 0x12, 0x4003, {0x80, 0, 1, 2, 3, 4, 5, 0xFE}};
+  const UuidText text = FormatUuid(kUuid);
+  EXPECT_EQ(text.View(), "00abcdef-0012-4003-8000-0102030405fe");
+  EXPECT_EQ(text.text[text.View().size()], '\0');
 }
 
 }  // namespace
