@@ -7,16 +7,16 @@
 namespace Tav::Platform {
 
 // Milliseconds since 1970-01-01 UTC. Costs well under a microsecond.
-int64_t UnixMilliseconds();
+int64_t UnixMilliseconds() noexcept;
 
 // 100-nanosecond units since 1601-01-01 UTC, as Windows counts file times.
-uint64_t FileTimeUnits();
+uint64_t FileTimeUnits() noexcept;
 
 // Milliseconds from an arbitrary start. Never goes backwards.
-int64_t MonotonicMilliseconds();
+int64_t MonotonicMilliseconds() noexcept;
 
 // Minutes to add to local time to get UTC (negative east of Greenwich), daylight saving included.
 // Empty if the system cannot tell. Costs microseconds: on a host's thread, cache the result.
-std::optional<int> QueryUtcBiasMinutes();
+std::optional<int> QueryUtcBiasMinutes() noexcept;
 
 }  // namespace Tav::Platform

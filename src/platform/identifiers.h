@@ -17,15 +17,15 @@ struct Uuid {
 };
 
 // A random UUID (version 4) from the system. May load a system library: not on a host's thread.
-Uuid NewUuid();
+Uuid NewUuid() noexcept;
 
 // A UUID of the same form that is unique but can be guessed. Costs nanoseconds, without a lock, a
 // system library or memory, so that a host's thread can call it.
-Uuid NewUniqueUuid();
+Uuid NewUniqueUuid() noexcept;
 
 // Words that together differ between any two processes on any machines. For NewUniqueUuid.
 using ProcessSeed = std::array<uint64_t, 6>;
-ProcessSeed GatherProcessSeed();
+ProcessSeed GatherProcessSeed() noexcept;
 
 enum class HashAlgorithm { Sha1, Sha256 };
 

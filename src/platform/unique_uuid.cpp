@@ -44,7 +44,7 @@ void EnsureSeeded() {
 }  // namespace
 
 // Within a process, each half repeats only after 2^64 identifiers.
-Uuid NewUniqueUuid() {
+Uuid NewUniqueUuid() noexcept {
   EnsureSeeded();
   const uint64_t index = count.fetch_add(1, std::memory_order_relaxed);
   const uint64_t halves[] = {Mix(start[0] + index * kStep[0]), Mix(start[1] + index * kStep[1])};

@@ -25,7 +25,7 @@ void Randomise(void* bytes, size_t size) {
 
 }  // namespace
 
-Uuid NewUuid() {
+Uuid NewUuid() noexcept {
   Uuid uuid{};
   Randomise(&uuid, sizeof uuid);
   uuid.data3 = static_cast<uint16_t>((uuid.data3 & 0x0FFF) | 0x4000);
@@ -33,7 +33,7 @@ Uuid NewUuid() {
   return uuid;
 }
 
-ProcessSeed GatherProcessSeed() {
+ProcessSeed GatherProcessSeed() noexcept {
   ProcessSeed seed{};
   Randomise(seed.data(), sizeof seed);
   return seed;

@@ -81,7 +81,7 @@ NTSTATUS GetSize(BCRYPT_HANDLE object, const wchar_t* property, DWORD* size) {
 
 }  // namespace
 
-Uuid NewUuid() {
+Uuid NewUuid() noexcept {
   UUID system;
   const RPC_STATUS status = uuidCreate(&system);
   // RPC_S_UUID_LOCAL_ONLY warns of UUIDs made without a network address; these are random.
@@ -96,7 +96,7 @@ Uuid NewUuid() {
 
 // Two processes with the same words would have to start at the same tenth of a microsecond, with
 // the same number of processor cycles since their machines started, and with the same addresses.
-ProcessSeed GatherProcessSeed() {
+ProcessSeed GatherProcessSeed() noexcept {
   FILETIME time;
   GetSystemTimePreciseAsFileTime(&time);
   const uint64_t moment = (uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;

@@ -91,20 +91,20 @@ Lock::~Lock() {
   DeleteCriticalSection(Section(storage_));
 }
 
-void Lock::lock() {
+void Lock::lock() noexcept {
   EnterCriticalSection(Section(storage_));
 }
 
-void Lock::unlock() {
+void Lock::unlock() noexcept {
   LeaveCriticalSection(Section(storage_));
 }
 
-void StaticLock::lock() {
+void StaticLock::lock() noexcept {
   static_assert(sizeof(SRWLOCK) <= sizeof storage_);
   AcquireSRWLockExclusive(SlimLock(storage_));
 }
 
-void StaticLock::unlock() {
+void StaticLock::unlock() noexcept {
   ReleaseSRWLockExclusive(SlimLock(storage_));
 }
 
@@ -114,11 +114,11 @@ AutoResetEvent::~AutoResetEvent() {
   CloseKeepingErrors(impl_);
 }
 
-bool AutoResetEvent::Set() {
+bool AutoResetEvent::Set() noexcept {
   return impl_ && SetEvent(impl_) != FALSE;
 }
 
-WaitResult AutoResetEvent::Wait(int milliseconds) {
+WaitResult AutoResetEvent::Wait(int milliseconds) noexcept {
   return WaitForHandle(impl_, milliseconds);
 }
 
@@ -153,11 +153,11 @@ bool NativeThread::Start(Entry entry, void* argument) {
   return true;
 }
 
-WaitResult NativeThread::Join(int milliseconds) {
+WaitResult NativeThread::Join(int milliseconds) noexcept {
   return WaitForHandle(impl_, milliseconds);
 }
 
-WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) {
+WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) noexcept {
   if (!impl_ || !event.impl_) {
     return WaitForHandle(event.impl_, milliseconds);
   }
@@ -166,24 +166,24 @@ WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) {
   return static_cast<WaitResult>(WaitForMultipleObjects(2, handles, FALSE, Limit(milliseconds)));
 }
 
-void SleepMilliseconds(int milliseconds) {
+void SleepMilliseconds(int milliseconds) noexcept {
   Sleep(milliseconds > 0 ? static_cast<DWORD>(milliseconds) : 0);
 }
 
-bool TlsSlot::Acquire() {
+bool TlsSlot::Acquire() noexcept {
   index_ = TlsAlloc();
   valid_ = index_ != TLS_OUT_OF_INDEXES;
   return valid_;
 }
 
-void TlsSlot::Release() {
+void TlsSlot::Release() noexcept {
   if (valid_) {
     valid_ = false;
     TlsFree(index_);
   }
 }
 
-void* TlsSlot::Get() const {
+void* TlsSlot::Get() const noexcept {
   if (!valid_) {
     return nullptr;
   }
@@ -194,7 +194,7 @@ void* TlsSlot::Get() const {
   return value;
 }
 
-void TlsSlot::Set(void* value) const {
+void TlsSlot::Set(void* value) const noexcept {
   if (valid_) {
     TlsSetValue(index_, value);
   }
