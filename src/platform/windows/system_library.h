@@ -31,7 +31,7 @@ class SystemFunction<Result(Arguments...)> {
   constexpr SystemFunction(const wchar_t* library, const char* name, Result failure = Result())
       : library_(library), name_(name), failure_(failure) {}
 
-  Result operator()(Arguments... arguments) {
+  Result operator()(Arguments... arguments) noexcept {
     Result (*function)(Arguments...) = found_.load(std::memory_order_acquire);
     if (function == nullptr) {
       if (!FindSystemFunction(library_, name_, function)) {
