@@ -31,7 +31,7 @@ SRWLOCK onceLock = SRWLOCK_INIT;
 }  // namespace
 
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t*) {
-  *mutex = 0;
+  InitializeSRWLock(reinterpret_cast<SRWLOCK*>(mutex));
   return 0;
 }
 

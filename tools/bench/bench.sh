@@ -54,8 +54,7 @@ measure_gateway() {
 
 # A process of its own for each measurement, because each DLL is loaded once.
 measure_load() {
-  local i
-  for i in 1 2 3 4 5; do
+  for _ in 1 2 3 4 5; do
     timeout --kill-after=5 120 "$TAV_WINE" "$TAV_WINDOWS_BIN/bench_load.exe" \
       "Z:$TAV_LIBRARY" "Z:$TAV_WINDOWS_BIN/bench_plain.dll" results.json || {
       echo "!! failed: load" >&2

@@ -3,7 +3,6 @@
 #include <windows.h>
 // These need windows.h.
 #include <bcrypt.h>
-#include <intrin.h>
 #include <rpc.h>
 
 #include <cstring>
@@ -100,13 +99,11 @@ ProcessSeed GatherProcessSeed() noexcept {
   FILETIME time;
   GetSystemTimePreciseAsFileTime(&time);
   const uint64_t moment = (uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
+  const auto stack = reinterpret_cast<uintptr_t>(&time);
   const uint64_t ids = (uint64_t{GetCurrentProcessId()} << 32) | GetCurrentThreadId();
-  return {moment,
-          __rdtsc(),
-          ids,
-          reinterpret_cast<uintptr_t>(&GatherProcessSeed),
-          reinterpret_cast<uintptr_t>(&time),
-          reinterpret_cast<uintptr_t>(GetProcessHeap())};
+  return {moment, ReadTimeStampCounter(),
+          ids,    reinterpret_cast<uintptr_t>(&GatherProcessSeed),
+          stack,  reinterpret_cast<uintptr_t>(GetProcessHeap())};
 }
 
 HashResult Hash(HashAlgorithm algorithm,
