@@ -99,11 +99,13 @@ ProcessSeed GatherProcessSeed() noexcept {
   FILETIME time;
   GetSystemTimePreciseAsFileTime(&time);
   const uint64_t moment = (uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
-  const auto stack = reinterpret_cast<uintptr_t>(&time);
   const uint64_t ids = (uint64_t{GetCurrentProcessId()} << 32) | GetCurrentThreadId();
-  return {moment, ReadTimeStampCounter(),
-          ids,    reinterpret_cast<uintptr_t>(&GatherProcessSeed),
-          stack,  reinterpret_cast<uintptr_t>(GetProcessHeap())};
+  ULONG_PTR stack = 0;
+  ULONG_PTR stackEnd = 0;
+  GetCurrentThreadStackLimits(&stack, &stackEnd);
+  const auto image = reinterpret_cast<uintptr_t>(&GatherProcessSeed);
+  const auto heap = reinterpret_cast<uintptr_t>(GetProcessHeap());
+  return {moment, ReadTimeStampCounter(), ids, stack, image, heap};
 }
 
 HashResult Hash(HashAlgorithm algorithm,
