@@ -177,6 +177,18 @@ void PrintMemory(json_t* root) {
               Number(root, "library", "dll_bytes"), kMaxLibraryBytes);
 }
 
+void PrintLoad(json_t* root) {
+  json_t* const median = Median(root, "load", "first");
+  const auto milliseconds = [&](const char* key) { return Number(median, key) / 1000; };
+  std::printf("\nThe start on the host's thread, in milliseconds\n\n");
+  std::printf("  loading tav.dll                   %10.2f   (floor, any DLL: %.2f)\n",
+              milliseconds("load_us"), milliseconds("plain_us"));
+  std::printf("  Initialize                        %10.2f\n", milliseconds("initialize_us"));
+  std::printf("  both                              %10.2f   (%.1f times the floor)\n",
+              milliseconds("total_us"), Number(median, "ratio"));
+  std::printf("  first event                       %10.2f\n", milliseconds("first_event_us"));
+}
+
 void PrintBudget(json_t* root) {
   json_t* const budget = json_array();
   json_object_set_new(root, "budget", budget);
@@ -198,7 +210,8 @@ void PrintBudget(json_t* root) {
 
 bool Report(Results& results, const std::string& remark) {
   json_t* const root = results.Root();
-  for (const char* const section : {"host_path", "steps", "requests", "throughput", "memory"}) {
+  for (const char* const section :
+       {"load", "host_path", "steps", "requests", "throughput", "memory"}) {
     AddMedians(Find(root, section));
   }
   AddRatios(Find(root, "host_path"));
@@ -210,6 +223,7 @@ bool Report(Results& results, const std::string& remark) {
   if (!remark.empty()) {
     std::printf("%s\n", remark.c_str());
   }
+  PrintLoad(root);
   PrintHostPath(root);
   PrintSteps(root);
   PrintRequests(root);

@@ -26,7 +26,7 @@ void Touch(std::byte* memory, size_t size) {
 }  // namespace
 
 std::string NewJournalFileName(std::string_view prefix) {
-  const Platform::Uuid uuid = Platform::NewUuid();
+  const Platform::Uuid uuid = Platform::NewUniqueUuid();
   uint8_t bytes[kNameBytes];
   std::memcpy(bytes, &uuid.data1, sizeof uuid.data1);
   std::memcpy(bytes + sizeof uuid.data1, uuid.data4 + sizeof uuid.data1,

@@ -88,7 +88,7 @@ std::string HashedEndpointId(const std::string& text) {
 }
 
 std::string RandomEndpointId() {
-  return std::string("XXXX").append(NewUuidText().View());
+  return std::string("XXXX").append(FormatUuid(Platform::NewUuid()).View());
 }
 
 void Endpoint::Compute() {

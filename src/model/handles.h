@@ -45,9 +45,9 @@ inline constexpr bool IsValueKind(HandleKind kind) {
 
 using SessionId = UuidText;
 
-// Any thread; does not allocate.
+// Unique, not secret. Any thread; does not allocate.
 inline SessionId NewSessionId() {
-  return NewUuidText();
+  return FormatUuid(Platform::NewUniqueUuid());
 }
 
 // A short immutable text inside a handle: UTF-8, zero-terminated, without zero bytes inside.

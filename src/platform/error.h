@@ -8,8 +8,8 @@
 namespace Tav::Platform {
 
 // GetLastError and SetLastError on Windows; elsewhere a number kept for each thread.
-uint32_t LastError();
-void SetLastError(uint32_t code);
+uint32_t LastError() noexcept;
+void SetLastError(uint32_t code) noexcept;
 
 // The system's message for `code` without trailing white space; empty if it has none.
 std::string ErrorMessage(uint32_t code);

@@ -1,6 +1,7 @@
-// Random identifiers and hashes from the system's cryptographic services. Any thread.
+// Identifiers and hashes. Any thread.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,8 +16,16 @@ struct Uuid {
   uint8_t data4[8];
 };
 
-// A random UUID (version 4).
-Uuid NewUuid();
+// A random UUID (version 4) from the system. May load a system library: not on a host's thread.
+Uuid NewUuid() noexcept;
+
+// A UUID of the same form that is unique but can be guessed. Costs nanoseconds, without a lock, a
+// system library or memory, so that a host's thread can call it.
+Uuid NewUniqueUuid() noexcept;
+
+// Words that together differ between any two processes on any machines. For NewUniqueUuid.
+using ProcessSeed = std::array<uint64_t, 6>;
+ProcessSeed GatherProcessSeed() noexcept;
 
 enum class HashAlgorithm { Sha1, Sha256 };
 
@@ -39,6 +48,7 @@ struct HashResult {
   long status = 0;  // the system's status of the failed step
 };
 
+// Uses the system's cryptographic library, which the first call loads: not on a host's thread.
 // Writes the digest of `size` bytes to `digest`, which has room for `digestSize` bytes.
 HashResult Hash(HashAlgorithm algorithm,
                 const void* data,

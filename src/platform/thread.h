@@ -16,8 +16,8 @@ class Lock {
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;
 
-  void lock();
-  void unlock();
+  void lock() noexcept;
+  void unlock() noexcept;
 
  private:
   // Large enough for every system's lock.
@@ -32,8 +32,8 @@ class StaticLock {
   StaticLock(const StaticLock&) = delete;
   StaticLock& operator=(const StaticLock&) = delete;
 
-  void lock();
-  void unlock();
+  void lock() noexcept;
+  void unlock() noexcept;
 
  private:
   alignas(8) unsigned char storage_[40] = {};
@@ -58,9 +58,9 @@ class AutoResetEvent {
 
   // False if the system could not create an event. Set and Wait fail then.
   bool Valid() const { return impl_ != nullptr; }
-  bool Set();
+  bool Set() noexcept;
   // Zero does not block; a negative time waits without limit.
-  WaitResult Wait(int milliseconds);
+  WaitResult Wait(int milliseconds) noexcept;
 
  private:
   friend class NativeThread;
@@ -86,12 +86,12 @@ class NativeThread {
 
   // Waits for the end of the thread; a negative time waits without limit. May be called repeatedly.
   // Failed if no thread was started.
-  WaitResult Join(int milliseconds);
+  WaitResult Join(int milliseconds) noexcept;
 
   // Waits for the event, or for the end of the thread by whatever means: then ThreadEnded, unless
   // the event is set. A negative time waits without limit. Threads that wait at the same time must
   // wait for the same event. If no thread was started, waits for the event only.
-  WaitResult WaitForEvent(AutoResetEvent& event, int milliseconds);
+  WaitResult WaitForEvent(AutoResetEvent& event, int milliseconds) noexcept;
 
   bool Valid() const { return impl_ != nullptr; }
 
@@ -100,21 +100,21 @@ class NativeThread {
 };
 
 // Blocks the calling thread for at least that long. Zero or less only yields the processor.
-void SleepMilliseconds(int milliseconds);
+void SleepMilliseconds(int milliseconds) noexcept;
 
 // A slot of the system's thread-local storage, null in each thread until set. `thread_local` is
 // avoided: MinGW emulates it and allocates memory at each thread's first access.
 class TlsSlot {
  public:
   // False if the system has no slot left. Get returns null then.
-  bool Acquire();
+  bool Acquire() noexcept;
   // No other thread may be in Get or Set.
-  void Release();
+  void Release() noexcept;
   bool Valid() const { return valid_; }
 
   // Keeps the calling thread's last error.
-  void* Get() const;
-  void Set(void* value) const;
+  void* Get() const noexcept;
+  void Set(void* value) const noexcept;
 
  private:
   unsigned long index_ = 0;

@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <limits>
 
-#include "platform/identifiers.h"
-
 namespace Tav {
 
 namespace {
@@ -50,8 +48,7 @@ std::string HexText(const uint8_t* bytes, size_t count, HexCase digits) {
   return hex;
 }
 
-UuidText NewUuidText() {
-  const Platform::Uuid uuid = Platform::NewUuid();
+UuidText FormatUuid(const Platform::Uuid& uuid) {
   UuidText result;
   std::snprintf(result.text, sizeof result.text, "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
                 uuid.data1, uuid.data2, uuid.data3, uuid.data4[0], uuid.data4[1], uuid.data4[2],

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/identifiers.h"
+
 namespace Tav {
 
 // Escapes every byte but ASCII letters, digits, '-', '.', '_' and '~' as '%' and two lower-case
@@ -24,8 +26,8 @@ struct UuidText {
   std::string_view View() const { return {text, sizeof text - 1}; }
 };
 
-// A random UUID. Any thread; does not allocate.
-UuidText NewUuidText();
+// Does not allocate.
+UuidText FormatUuid(const Platform::Uuid& uuid);
 
 // A number of bytes for people, rounded to the nearest whole number: "2047 Bytes", "2 KB" and so on
 // up to TB.

@@ -9,16 +9,6 @@ namespace Tav {
 
 namespace {
 
-// ASCII text needs no check by jansson.
-bool IsAscii(std::string_view text) {
-  for (const char c : text) {
-    if ((static_cast<unsigned char>(c) & 0x80) != 0) {
-      return false;
-    }
-  }
-  return true;
-}
-
 std::string Repaired(std::string_view text) {
   LogWarning("String contains non-UTF-8 characters");
   return Latin1ToUtf8(text);
@@ -30,7 +20,7 @@ JsonPtr MakeJsonString(std::string_view text) {
   if (text.empty()) {
     return JsonPtr(json_stringn_nocheck("", 0));  // jansson rejects a null pointer
   }
-  if (IsAscii(text)) {
+  if (IsAscii(text)) {  // needs no check by jansson
     return JsonPtr(json_stringn_nocheck(text.data(), text.size()));
   }
   JsonPtr value(json_stringn(text.data(), text.size()));

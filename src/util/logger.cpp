@@ -193,11 +193,11 @@ void WriteLine(LogLevel level, Controls controls, const char* format, va_list ar
 
 }  // namespace
 
-void LogMessage(LogLevel level, const char* format, va_list arguments) {
+void LogMessage(LogLevel level, const char* format, va_list arguments) noexcept {
   WriteLine(level, Controls::Escape, format, arguments);
 }
 
-void LogBlock(LogLevel level, const char* format, ...) {
+void LogBlock(LogLevel level, const char* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
   WriteLine(level, Controls::Keep, format, arguments);
@@ -210,29 +210,29 @@ void LogBlock(LogLevel level, const char* format, ...) {
   LogMessage(level, format, arguments);   \
   va_end(arguments)
 
-void LogTrace(const char* format, ...) {
+void LogTrace(const char* format, ...) noexcept {
   TAV_FORWARD_TO_LOG_MESSAGE(LogLevel::Trace);
 }
 
-void LogDebug(const char* format, ...) {
+void LogDebug(const char* format, ...) noexcept {
   TAV_FORWARD_TO_LOG_MESSAGE(LogLevel::Debug);
 }
 
-void LogNote(const char* format, ...) {
+void LogNote(const char* format, ...) noexcept {
   TAV_FORWARD_TO_LOG_MESSAGE(LogLevel::Note);
 }
 
-void LogWarning(const char* format, ...) {
+void LogWarning(const char* format, ...) noexcept {
   TAV_FORWARD_TO_LOG_MESSAGE(LogLevel::Warning);
 }
 
-void LogError(const char* format, ...) {
+void LogError(const char* format, ...) noexcept {
   TAV_FORWARD_TO_LOG_MESSAGE(LogLevel::Error);
 }
 
 #undef TAV_FORWARD_TO_LOG_MESSAGE
 
-void LogException(const char* module, const char* outOfMemory) {
+void LogException(const char* module, const char* outOfMemory) noexcept {
   try {
     throw;
   } catch (const std::bad_alloc&) {

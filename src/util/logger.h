@@ -56,21 +56,21 @@ inline bool LogEnabled(LogLevel level) {
   return static_cast<int>(level) >= Internal::logThreshold.load(std::memory_order_relaxed);
 }
 
-void LogTrace(const char* format, ...) TAV_PRINTF(1, 2);
-void LogDebug(const char* format, ...) TAV_PRINTF(1, 2);
-void LogNote(const char* format, ...) TAV_PRINTF(1, 2);
-void LogWarning(const char* format, ...) TAV_PRINTF(1, 2);
-void LogError(const char* format, ...) TAV_PRINTF(1, 2);
-void LogMessage(LogLevel level, const char* format, va_list arguments);
+void LogTrace(const char* format, ...) noexcept TAV_PRINTF(1, 2);
+void LogDebug(const char* format, ...) noexcept TAV_PRINTF(1, 2);
+void LogNote(const char* format, ...) noexcept TAV_PRINTF(1, 2);
+void LogWarning(const char* format, ...) noexcept TAV_PRINTF(1, 2);
+void LogError(const char* format, ...) noexcept TAV_PRINTF(1, 2);
+void LogMessage(LogLevel level, const char* format, va_list arguments) noexcept;
 
 // Logs the exception that is being handled, as an error: `module` and `outOfMemory` for
 // std::bad_alloc, the only expected one. Any other is a defect of the library or its run-time, and
 // the line has its text.
-void LogException(const char* module, const char* outOfMemory = "Out of memory");
+void LogException(const char* module, const char* outOfMemory = "Out of memory") noexcept;
 
 // Writes a message of several lines: keeps the control characters, so the caller must pass texts
 // from outside through EscapeControls.
-void LogBlock(LogLevel level, const char* format, ...) TAV_PRINTF(2, 3);
+void LogBlock(LogLevel level, const char* format, ...) noexcept TAV_PRINTF(2, 3);
 
 }  // namespace Tav
 

@@ -9,11 +9,6 @@ namespace Tav {
 
 namespace {
 
-// isspace in the C locale.
-constexpr bool IsWhiteSpace(char character) {
-  return character == ' ' || (character >= '\t' && character <= '\r');
-}
-
 // The number of continuation bytes that a lead byte announces; negative for any other byte.
 constexpr int ContinuationBytes(unsigned char lead) {
   if (lead < 0x80) {
@@ -47,18 +42,9 @@ std::string Latin1ToUtf8(std::string_view text) {
 }
 
 bool IsUtf8(std::string_view text) {
-  constexpr uint64_t kHighBits = 0x8080808080808080;
   const char* at = text.data();
   const char* const end = at + text.size();
   while (at != end) {
-    uint64_t word;
-    if (end - at >= static_cast<ptrdiff_t>(sizeof word)) {
-      std::memcpy(&word, at, sizeof word);
-      if ((word & kHighBits) == 0) {
-        at += sizeof word;
-        continue;
-      }
-    }
     const int more = ContinuationBytes(static_cast<unsigned char>(*at++));
     if (more < 0 || end - at < more) {
       return false;
@@ -72,16 +58,6 @@ bool IsUtf8(std::string_view text) {
   return true;
 }
 
-std::string_view TrimView(std::string_view text) {
-  while (!text.empty() && IsWhiteSpace(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && IsWhiteSpace(text.back())) {
-    text.remove_suffix(1);
-  }
-  return text;
-}
-
 std::string_view CutUtf8(std::string_view text, size_t maxBytes) {
   if (text.size() <= maxBytes) {
     return text;
@@ -93,15 +69,17 @@ std::string_view CutUtf8(std::string_view text, size_t maxBytes) {
   return text.substr(0, length);
 }
 
-Utf8Text::Utf8Text(const char* text, bool trim) : view_(text ? text : "") {
+Utf8Text::Utf8Text(const char* text, bool trim) {
+  std::string_view view(text ? text : "");
   if (trim) {
-    view_ = TrimView(view_);
+    view = TrimView(view);
   }
-  if (!IsUtf8(view_)) {
+  if (!IsAscii(view) && !IsUtf8(view)) [[unlikely]] {
     LogWarning("String contains non-UTF-8 characters");
-    repaired_ = Latin1ToUtf8(view_);
-    view_ = repaired_;
+    repaired_ = Latin1ToUtf8(view);
+    view = repaired_;
   }
+  view_ = view;
 }
 
 std::string ToUtf8String(const char* text, bool trim) {

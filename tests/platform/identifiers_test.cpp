@@ -4,6 +4,7 @@
 
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "util/format.h"
@@ -37,15 +38,36 @@ TEST(HashTest, WritesNothingIntoADigestThatIsTooSmall) {
   EXPECT_EQ(digest, std::vector<uint8_t>(31, 0xEE));
 }
 
-TEST(NewUuidTest, IsRandomAndHasVersion4) {
-  std::set<std::string> seen;
-  for (int i = 0; i < 200; ++i) {
-    const Uuid uuid = NewUuid();
-    EXPECT_EQ(uuid.data3 >> 12, 4);
-    EXPECT_EQ(uuid.data4[0] >> 6, 2);
-    seen.emplace(reinterpret_cast<const char*>(&uuid), sizeof uuid);
+// `count` UUIDs of each of `threads` threads, as bytes.
+std::set<std::string> Collect(Uuid (*make)(), int threads, int count) {
+  std::vector<std::vector<Uuid>> made(static_cast<size_t>(threads));
+  std::vector<std::thread> running;
+  for (std::vector<Uuid>& list : made) {
+    running.emplace_back([&list, make, count] {
+      for (int i = 0; i < count; ++i) {
+        list.push_back(make());
+      }
+    });
   }
-  EXPECT_EQ(seen.size(), 200u);
+  std::set<std::string> all;
+  for (size_t i = 0; i < running.size(); ++i) {
+    running[i].join();
+    for (const Uuid& uuid : made[i]) {
+      EXPECT_EQ(uuid.data3 >> 12, 4);
+      EXPECT_EQ(uuid.data4[0] >> 6, 2);
+      all.emplace(reinterpret_cast<const char*>(&uuid), sizeof uuid);
+    }
+  }
+  return all;
+}
+
+TEST(NewUuidTest, IsUniqueAndHasVersion4) {
+  EXPECT_EQ(Collect(NewUuid, 1, 200).size(), 200u);
+  EXPECT_EQ(Collect(NewUniqueUuid, 4, 10000).size(), 40000u);
+}
+
+TEST(ProcessSeedTest, DiffersAtEachCall) {
+  EXPECT_NE(GatherProcessSeed(), GatherProcessSeed());
 }
 
 }  // namespace

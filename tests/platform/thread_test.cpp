@@ -201,5 +201,19 @@ TEST(TlsSlotTest, HoldsAValueForEachThread) {
   again.Release();
 }
 
+// The first 64 slots of Windows are in another place than the rest.
+TEST(TlsSlotTest, HoldsAValueInEachOfManySlots) {
+  std::vector<TlsSlot> slots(100);
+  for (TlsSlot& slot : slots) {
+    ASSERT_TRUE(slot.Acquire());
+    EXPECT_EQ(slot.Get(), nullptr);
+    slot.Set(&slot);
+  }
+  for (TlsSlot& slot : slots) {
+    EXPECT_EQ(slot.Get(), &slot);
+    slot.Release();
+  }
+}
+
 }  // namespace
 }  // namespace Tav::Platform

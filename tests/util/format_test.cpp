@@ -66,5 +66,12 @@ TEST(HashTextToHexTest, FoldsTheDigest) {
   EXPECT_EQ(HashTextToHex("abc"), "0a7b771c1916b576f551bfbfafae378e");
 }
 
+TEST(FormatUuidTest, WritesTheFieldsInHostOrder) {
+  constexpr Platform::Uuid kUuid = {0xABCDEF, 0x12, 0x4003, {0x80, 0, 1, 2, 3, 4, 5, 0xFE}};
+  const UuidText text = FormatUuid(kUuid);
+  EXPECT_EQ(text.View(), "00abcdef-0012-4003-8000-0102030405fe");
+  EXPECT_EQ(text.text[text.View().size()], '\0');
+}
+
 }  // namespace
 }  // namespace Tav

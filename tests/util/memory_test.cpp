@@ -67,6 +67,21 @@ TEST(BlockPoolTest, ReturnsTheMemoryOfABurstToTheSystem) {
   BlockPool::Trim();
 }
 
+// A spent handle must be recognised for a while, and memory that was used before is in the caches.
+TEST(BlockPoolTest, ABlockReleasedAtOnceRestsAndComesBack) {
+  std::set<void*> resting;
+  for (size_t i = 0; i < 4 * BlockPool::kBlocksPerSlab; ++i) {
+    if (i % BlockPool::kBlocksPerSlab == 0) {
+      resting.clear();
+    }
+    void* const block = BlockPool::Acquire();
+    ASSERT_TRUE(resting.insert(block).second) << i;
+    BlockPool::Release(block);
+  }
+  EXPECT_EQ(BlockPool::CommittedSlabs(), 1u);
+  BlockPool::Trim();
+}
+
 TEST(BlockPoolTest, TrimKeepsASlabThatIsInUse) {
   void* const block = BlockPool::Acquire();
   BlockPool::Trim();

@@ -28,6 +28,10 @@ TEST(IsUtf8Test, AgreesWithASimpleCheckAtEveryAlignment) {
       << "over-long forms and surrogates pass";
   EXPECT_FALSE(IsUtf8("\xF8\x88\x80\x80\x80"));
   EXPECT_FALSE(IsUtf8("12345678\x80"));
+  std::string ascii;
+  for (int byte = 0; byte < 0x80; ++byte) {
+    ascii += static_cast<char>(byte);
+  }
   std::mt19937 random(1);
   const std::string_view pieces[] = {
       "a",        "bcdefghi",     "\xC3\xA9",         "\xE2\x82\xAC", "\xF0\x9F\x98\x80",
@@ -46,6 +50,7 @@ TEST(IsUtf8Test, AgreesWithASimpleCheckAtEveryAlignment) {
     }
     valid += IsUtf8ByteByByte(text);
     ASSERT_EQ(IsUtf8(text), IsUtf8ByteByByte(text)) << turn;
+    ASSERT_EQ(IsAscii(text), text.find_first_not_of(ascii) == std::string::npos) << turn;
   }
   EXPECT_GT(valid, 5000);
   EXPECT_LT(valid, 19000);

@@ -52,9 +52,22 @@ measure_gateway() {
   }
 }
 
+# A process of its own for each measurement, because each DLL is loaded once.
+measure_load() {
+  for _ in 1 2 3 4 5; do
+    timeout --kill-after=5 120 "$TAV_WINE" "$TAV_WINDOWS_BIN/bench_load.exe" \
+      "Z:$TAV_LIBRARY" "Z:$TAV_WINDOWS_BIN/bench_plain.dll" results.json || {
+      echo "!! failed: load" >&2
+      failed=1
+    }
+  done
+}
+
 load_before=$(load_average)
 for ((round = 1; round <= rounds; ++round)); do
-  printf '   round %d of %d: host path,' "$round" "$rounds"
+  printf '   round %d of %d: start,' "$round" "$rounds"
+  measure_load
+  printf ' host path,'
   measure latency --name blast_1 --threads 1 --events 50000
   measure latency --name blast_4 "${blast[@]}"
   measure latency --name paced_1 --threads 1 --events 2000 --pause-ms 1

@@ -20,21 +20,21 @@ int64_t Milliseconds(const timespec& time) {
 
 }  // namespace
 
-int64_t UnixMilliseconds() {
+int64_t UnixMilliseconds() noexcept {
   return Milliseconds(Read(CLOCK_REALTIME));
 }
 
-uint64_t FileTimeUnits() {
+uint64_t FileTimeUnits() noexcept {
   const timespec now = Read(CLOCK_REALTIME);
   return static_cast<uint64_t>(now.tv_sec + kSecondsFrom1601To1970) * 10000000 +
          static_cast<uint64_t>(now.tv_nsec / 100);
 }
 
-int64_t MonotonicMilliseconds() {
+int64_t MonotonicMilliseconds() noexcept {
   return Milliseconds(Read(CLOCK_MONOTONIC));
 }
 
-std::optional<int> QueryUtcBiasMinutes() {
+std::optional<int> QueryUtcBiasMinutes() noexcept {
   const time_t now = time(nullptr);
   tm local{};
   if (!localtime_r(&now, &local)) {

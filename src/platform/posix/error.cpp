@@ -19,11 +19,11 @@ pthread_key_t LastErrorKey() {
 
 }  // namespace
 
-uint32_t LastError() {
+uint32_t LastError() noexcept {
   return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pthread_getspecific(LastErrorKey())));
 }
 
-void SetLastError(uint32_t code) {
+void SetLastError(uint32_t code) noexcept {
   pthread_setspecific(LastErrorKey(), reinterpret_cast<void*>(static_cast<uintptr_t>(code)));
 }
 

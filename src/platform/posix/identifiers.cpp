@@ -17,16 +17,26 @@ HashResult Failure(HashStep step) {
   return {0, step, -1};
 }
 
+void Randomise(void* bytes, size_t size) {
+  // Fails only before the system has seeded its generator.
+  while (getrandom(bytes, size, 0) != static_cast<ssize_t>(size)) {
+  }
+}
+
 }  // namespace
 
-Uuid NewUuid() {
+Uuid NewUuid() noexcept {
   Uuid uuid{};
-  // Fails only before the system has seeded its generator.
-  while (getrandom(&uuid, sizeof uuid, 0) != static_cast<ssize_t>(sizeof uuid)) {
-  }
+  Randomise(&uuid, sizeof uuid);
   uuid.data3 = static_cast<uint16_t>((uuid.data3 & 0x0FFF) | 0x4000);
   uuid.data4[0] = static_cast<uint8_t>((uuid.data4[0] & 0x3F) | 0x80);
   return uuid;
+}
+
+ProcessSeed GatherProcessSeed() noexcept {
+  ProcessSeed seed{};
+  Randomise(seed.data(), sizeof seed);
+  return seed;
 }
 
 HashResult Hash(HashAlgorithm algorithm,

@@ -8,19 +8,19 @@
 
 namespace Tav::Platform {
 
-int ProcessId() {
+int ProcessId() noexcept {
   return static_cast<int>(getpid());
 }
 
-int CurrentProcessor() {
+int CurrentProcessor() noexcept {
   return sched_getcpu();
 }
 
-long CurrentThreadId() {
+long CurrentThreadId() noexcept {
   return static_cast<long>(gettid());
 }
 
-bool ProcessEnding() {
+bool ProcessEnding() noexcept {
   return false;
 }
 
@@ -32,13 +32,13 @@ std::optional<std::string> Environment(const char* name) {
   return std::string(value);
 }
 
-void* AllocatePages(size_t size) {
+void* AllocatePages(size_t size) noexcept {
   void* const pages =
       mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   return pages == MAP_FAILED ? nullptr : pages;
 }
 
-void FreePages(void* pages, size_t size) {
+void FreePages(void* pages, size_t size) noexcept {
   if (pages) {
     munmap(pages, size);
   }

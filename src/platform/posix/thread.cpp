@@ -27,7 +27,9 @@ class EventState {
   bool Raised() const { return raised_.load(std::memory_order_acquire); }
   // Waits until the flag is set; a negative time waits without limit. Ends with ThreadEnded when
   // `end` is raised, whose follower must be this object.
-  WaitResult Wait(int milliseconds, Afterwards afterwards, const EventState* end = nullptr);
+  WaitResult Wait(int milliseconds,
+                  Afterwards afterwards,
+                  const EventState* end = nullptr) noexcept;
 
   // Between the two calls, which may nest, `follower` is the follower.
   void AddFollower(EventState& follower);
@@ -91,7 +93,9 @@ void EventState::RemoveFollower() {
   pthread_mutex_unlock(&mutex_);
 }
 
-WaitResult EventState::Wait(int milliseconds, Afterwards afterwards, const EventState* end) {
+WaitResult EventState::Wait(int milliseconds,
+                            Afterwards afterwards,
+                            const EventState* end) noexcept {
   const bool limited = milliseconds >= 0;
   const timespec deadline = DeadlineIn(limited ? milliseconds : 0);
   WaitResult result = WaitResult::Signalled;
@@ -132,7 +136,7 @@ struct ThreadState {
   EventState ended;
   std::atomic<int> references{2};
 
-  void Release() {
+  void Release() noexcept {
     if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
       delete this;
     }
@@ -167,21 +171,21 @@ Lock::~Lock() {
   pthread_mutex_destroy(Mutex(storage_));
 }
 
-void Lock::lock() {
+void Lock::lock() noexcept {
   pthread_mutex_lock(Mutex(storage_));
 }
 
-void Lock::unlock() {
+void Lock::unlock() noexcept {
   pthread_mutex_unlock(Mutex(storage_));
 }
 
 // A default mutex is all zero bits on the systems that run native tests.
-void StaticLock::lock() {
+void StaticLock::lock() noexcept {
   static_assert(sizeof(pthread_mutex_t) <= sizeof storage_);
   pthread_mutex_lock(Mutex(storage_));
 }
 
-void StaticLock::unlock() {
+void StaticLock::unlock() noexcept {
   pthread_mutex_unlock(Mutex(storage_));
 }
 
@@ -191,7 +195,7 @@ AutoResetEvent::~AutoResetEvent() {
   delete static_cast<EventState*>(impl_);
 }
 
-bool AutoResetEvent::Set() {
+bool AutoResetEvent::Set() noexcept {
   if (!impl_) {
     return false;
   }
@@ -199,7 +203,7 @@ bool AutoResetEvent::Set() {
   return true;
 }
 
-WaitResult AutoResetEvent::Wait(int milliseconds) {
+WaitResult AutoResetEvent::Wait(int milliseconds) noexcept {
   return impl_ ? static_cast<EventState*>(impl_)->Wait(milliseconds, EventState::Afterwards::Lower)
                : WaitResult::Failed;
 }
@@ -238,13 +242,13 @@ bool NativeThread::Start(Entry entry, void* argument) {
   return true;
 }
 
-WaitResult NativeThread::Join(int milliseconds) {
+WaitResult NativeThread::Join(int milliseconds) noexcept {
   return impl_ ? static_cast<ThreadState*>(impl_)->ended.Wait(milliseconds,
                                                               EventState::Afterwards::Keep)
                : WaitResult::Failed;
 }
 
-WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) {
+WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) noexcept {
   if (!impl_ || !event.impl_) {
     return event.Wait(milliseconds);
   }
@@ -256,7 +260,7 @@ WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) {
   return result;
 }
 
-void SleepMilliseconds(int milliseconds) {
+void SleepMilliseconds(int milliseconds) noexcept {
   if (milliseconds <= 0) {
     sched_yield();
     return;
@@ -266,25 +270,25 @@ void SleepMilliseconds(int milliseconds) {
   }
 }
 
-bool TlsSlot::Acquire() {
+bool TlsSlot::Acquire() noexcept {
   pthread_key_t key{};
   valid_ = pthread_key_create(&key, nullptr) == 0;
   index_ = key;
   return valid_;
 }
 
-void TlsSlot::Release() {
+void TlsSlot::Release() noexcept {
   if (valid_) {
     valid_ = false;
     pthread_key_delete(static_cast<pthread_key_t>(index_));
   }
 }
 
-void* TlsSlot::Get() const {
+void* TlsSlot::Get() const noexcept {
   return valid_ ? pthread_getspecific(static_cast<pthread_key_t>(index_)) : nullptr;
 }
 
-void TlsSlot::Set(void* value) const {
+void TlsSlot::Set(void* value) const noexcept {
   if (valid_) {
     pthread_setspecific(static_cast<pthread_key_t>(index_), value);
   }

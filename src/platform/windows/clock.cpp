@@ -11,21 +11,21 @@ constexpr int64_t kUnitsFrom1601To1970 = 116444736000000000;
 
 }  // namespace
 
-int64_t UnixMilliseconds() {
+int64_t UnixMilliseconds() noexcept {
   return (static_cast<int64_t>(FileTimeUnits()) - kUnitsFrom1601To1970) / kUnitsPerMillisecond;
 }
 
-uint64_t FileTimeUnits() {
+uint64_t FileTimeUnits() noexcept {
   FILETIME now;
   GetSystemTimeAsFileTime(&now);
   return (static_cast<uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime;
 }
 
-int64_t MonotonicMilliseconds() {
+int64_t MonotonicMilliseconds() noexcept {
   return static_cast<int64_t>(GetTickCount64());
 }
 
-std::optional<int> QueryUtcBiasMinutes() {
+std::optional<int> QueryUtcBiasMinutes() noexcept {
   TIME_ZONE_INFORMATION zone;
   switch (GetTimeZoneInformation(&zone)) {
     case TIME_ZONE_ID_UNKNOWN:

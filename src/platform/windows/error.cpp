@@ -5,11 +5,11 @@
 
 namespace Tav::Platform {
 
-uint32_t LastError() {
+uint32_t LastError() noexcept {
   return ::GetLastError();
 }
 
-void SetLastError(uint32_t code) {
+void SetLastError(uint32_t code) noexcept {
   ::SetLastError(code);
 }
 

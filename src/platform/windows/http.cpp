@@ -9,10 +9,36 @@
 #include <utility>
 
 #include "platform/error.h"
+#include "platform/windows/system_library.h"
 
 namespace Tav::Platform {
 
 namespace {
+
+constexpr wchar_t kWinHttp[] = L"winhttp.dll";
+
+constinit SystemFunction<decltype(WinHttpCloseHandle)> winHttpCloseHandle(kWinHttp,
+                                                                          "WinHttpCloseHandle");
+constinit SystemFunction<decltype(WinHttpConnect)> winHttpConnect(kWinHttp, "WinHttpConnect");
+constinit SystemFunction<decltype(WinHttpCrackUrl)> winHttpCrackUrl(kWinHttp, "WinHttpCrackUrl");
+constinit SystemFunction<decltype(WinHttpOpen)> winHttpOpen(kWinHttp, "WinHttpOpen");
+constinit SystemFunction<decltype(WinHttpOpenRequest)> winHttpOpenRequest(kWinHttp,
+                                                                          "WinHttpOpenRequest");
+constinit SystemFunction<decltype(WinHttpQueryHeaders)> winHttpQueryHeaders(kWinHttp,
+                                                                            "WinHttpQueryHeaders");
+constinit SystemFunction<decltype(WinHttpReadData)> winHttpReadData(kWinHttp, "WinHttpReadData");
+constinit SystemFunction<decltype(WinHttpReceiveResponse)> winHttpReceiveResponse(
+    kWinHttp,
+    "WinHttpReceiveResponse");
+constinit SystemFunction<decltype(WinHttpSendRequest)> winHttpSendRequest(kWinHttp,
+                                                                          "WinHttpSendRequest");
+constinit SystemFunction<decltype(WinHttpSetOption)> winHttpSetOption(kWinHttp, "WinHttpSetOption");
+constinit SystemFunction<decltype(WinHttpSetStatusCallback)> winHttpSetStatusCallback(
+    kWinHttp,
+    "WinHttpSetStatusCallback");
+constinit SystemFunction<decltype(WinHttpSetTimeouts)> winHttpSetTimeouts(kWinHttp,
+                                                                          "WinHttpSetTimeouts");
+constinit SystemFunction<decltype(WinHttpWriteData)> winHttpWriteData(kWinHttp, "WinHttpWriteData");
 
 // Units of one part of a URL, with the terminating zero. No URL that is cracked is longer.
 constexpr DWORD kPartCapacity = 128;
@@ -44,7 +70,7 @@ void NoteProgress(HttpObserver* observer) {
 bool WriteBody(HINTERNET request, const char* body, DWORD size, HttpObserver* observer) {
   while (size > 0) {
     DWORD written = 0;
-    if (!WinHttpWriteData(request, body, std::min(size, kBodyPiece), &written) || written == 0) {
+    if (!winHttpWriteData(request, body, std::min(size, kBodyPiece), &written) || written == 0) {
       return false;
     }
     NoteProgress(observer);
@@ -83,9 +109,9 @@ std::string Narrow(const wchar_t* units, DWORD length) {
 // headers. That wait has an option of its own, with a default of 90 seconds.
 bool ApplyTimeouts(HINTERNET handle, const HttpTimeouts& timeouts) {
   DWORD response = static_cast<DWORD>(timeouts.response);
-  const bool four = WinHttpSetTimeouts(handle, timeouts.resolve, timeouts.connect, timeouts.send,
+  const bool four = winHttpSetTimeouts(handle, timeouts.resolve, timeouts.connect, timeouts.send,
                                        timeouts.receive) != FALSE;
-  const bool fifth = WinHttpSetOption(handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response,
+  const bool fifth = winHttpSetOption(handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response,
                                       sizeof response) != FALSE;
   return four && fifth;
 }
@@ -95,7 +121,7 @@ bool ApplyTimeouts(HINTERNET handle, const HttpTimeouts& timeouts) {
 bool DisableAutomaticRequests(HINTERNET request) {
   DWORD features =
       WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION | WINHTTP_DISABLE_COOKIES;
-  return WinHttpSetOption(request, WINHTTP_OPTION_DISABLE_FEATURE, &features, sizeof features) !=
+  return winHttpSetOption(request, WINHTTP_OPTION_DISABLE_FEATURE, &features, sizeof features) !=
          FALSE;
 }
 
@@ -114,7 +140,7 @@ bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
   components.lpszExtraInfo = extra;
   components.dwExtraInfoLength = kPartCapacity;
   const std::wstring wide = Widen(url);
-  if (!WinHttpCrackUrl(wide.c_str(), static_cast<DWORD>(wide.size()), 0, &components)) {
+  if (!winHttpCrackUrl(wide.c_str(), static_cast<DWORD>(wide.size()), 0, &components)) {
     return false;
   }
   parts->scheme = static_cast<HttpScheme>(components.nScheme);
@@ -130,11 +156,11 @@ void HttpHandle::Close() {
     return;
   }
   const ErrorKeeper keep;
-  WinHttpCloseHandle(std::exchange(handle_, nullptr));
+  winHttpCloseHandle(std::exchange(handle_, nullptr));
 }
 
 HttpSession HttpSession::Open(const char* userAgent) {
-  return HttpSession(WinHttpOpen(Widen(userAgent).c_str(), kAccessType, WINHTTP_NO_PROXY_NAME,
+  return HttpSession(winHttpOpen(Widen(userAgent).c_str(), kAccessType, WINHTTP_NO_PROXY_NAME,
                                  WINHTTP_NO_PROXY_BYPASS, 0));
 }
 
@@ -144,7 +170,7 @@ bool HttpSession::SetTimeouts(const HttpTimeouts& timeouts) {
 
 HttpConnection HttpSession::Connect(const std::string& host, int port) const {
   return HttpConnection(
-      WinHttpConnect(handle_, Widen(host).c_str(), static_cast<INTERNET_PORT>(port), 0));
+      winHttpConnect(handle_, Widen(host).c_str(), static_cast<INTERNET_PORT>(port), 0));
 }
 
 HttpRequest HttpConnection::OpenRequest(const char* verb,
@@ -154,7 +180,7 @@ HttpRequest HttpConnection::OpenRequest(const char* verb,
   const std::wstring accepted = Widen(acceptedType);
   const wchar_t* acceptedTypes[] = {accepted.c_str(), nullptr};
   const HINTERNET handle =
-      WinHttpOpenRequest(handle_, Widen(verb).c_str(), Widen(objectPath).c_str(), nullptr,
+      winHttpOpenRequest(handle_, Widen(verb).c_str(), Widen(objectPath).c_str(), nullptr,
                          WINHTTP_NO_REFERER, acceptedTypes, secure ? WINHTTP_FLAG_SECURE : 0);
   HttpRequest request(handle);
   if (request && !DisableAutomaticRequests(handle)) {
@@ -169,7 +195,7 @@ bool HttpRequest::SetTimeouts(const HttpTimeouts& timeouts) {
 
 bool HttpRequest::SetSecurityFlags(uint32_t flags) {
   DWORD value = flags;
-  return WinHttpSetOption(handle_, WINHTTP_OPTION_SECURITY_FLAGS, &value, sizeof value) != FALSE;
+  return winHttpSetOption(handle_, WINHTTP_OPTION_SECURITY_FLAGS, &value, sizeof value) != FALSE;
 }
 
 bool HttpRequest::Send(const std::string& headers,
@@ -183,22 +209,22 @@ bool HttpRequest::Send(const std::string& headers,
   const DWORD size = static_cast<DWORD>(length);
   const DWORD first = std::min(size, kBodyPiece);
   if (observer != nullptr) {
-    WinHttpSetStatusCallback(handle_, &OnStatus, kProgressNotifications, 0);
+    winHttpSetStatusCallback(handle_, &OnStatus, kProgressNotifications, 0);
   }
-  return WinHttpSendRequest(handle_, Widen(headers).c_str(), static_cast<DWORD>(-1),
+  return winHttpSendRequest(handle_, Widen(headers).c_str(), static_cast<DWORD>(-1),
                             const_cast<void*>(body), first, size,
                             reinterpret_cast<DWORD_PTR>(observer)) != FALSE &&
          WriteBody(handle_, static_cast<const char*>(body) + first, size - first, observer);
 }
 
 bool HttpRequest::ReceiveResponse() {
-  return WinHttpReceiveResponse(handle_, nullptr) != FALSE;
+  return winHttpReceiveResponse(handle_, nullptr) != FALSE;
 }
 
 bool HttpRequest::QueryStatus(uint32_t* status) {
   DWORD value = 0;
   DWORD size = sizeof value;
-  if (!WinHttpQueryHeaders(handle_, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+  if (!winHttpQueryHeaders(handle_, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
                            WINHTTP_HEADER_NAME_BY_INDEX, &value, &size, WINHTTP_NO_HEADER_INDEX)) {
     return false;
   }
@@ -209,7 +235,7 @@ bool HttpRequest::QueryStatus(uint32_t* status) {
 bool HttpRequest::QueryRetryAfter(uint32_t* seconds) {
   DWORD value = 0;
   DWORD size = sizeof value;
-  if (!WinHttpQueryHeaders(handle_, WINHTTP_QUERY_RETRY_AFTER | WINHTTP_QUERY_FLAG_NUMBER,
+  if (!winHttpQueryHeaders(handle_, WINHTTP_QUERY_RETRY_AFTER | WINHTTP_QUERY_FLAG_NUMBER,
                            WINHTTP_HEADER_NAME_BY_INDEX, &value, &size, WINHTTP_NO_HEADER_INDEX)) {
     return false;
   }
@@ -219,7 +245,7 @@ bool HttpRequest::QueryRetryAfter(uint32_t* seconds) {
 
 bool HttpRequest::Read(void* buffer, size_t size, size_t* count) {
   DWORD delivered = 0;
-  const bool read = WinHttpReadData(handle_, buffer, static_cast<DWORD>(size), &delivered) != FALSE;
+  const bool read = winHttpReadData(handle_, buffer, static_cast<DWORD>(size), &delivered) != FALSE;
   *count = delivered;
   return read;
 }

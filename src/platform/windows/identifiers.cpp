@@ -9,16 +9,46 @@
 #include <memory>
 #include <new>
 
+#include "platform/windows/system_library.h"
+
 namespace Tav::Platform {
 
 namespace {
+
+// The result of a function that cannot be found (STATUS_ENTRYPOINT_NOT_FOUND).
+constexpr NTSTATUS kNotFound = static_cast<NTSTATUS>(0xC0000139);
+constexpr wchar_t kBCrypt[] = L"bcrypt.dll";
+
+constinit SystemFunction<decltype(BCryptCloseAlgorithmProvider)>
+    bcryptCloseAlgorithmProvider(kBCrypt, "BCryptCloseAlgorithmProvider", kNotFound);
+constinit SystemFunction<decltype(BCryptCreateHash)> bcryptCreateHash(kBCrypt,
+                                                                      "BCryptCreateHash",
+                                                                      kNotFound);
+constinit SystemFunction<decltype(BCryptDestroyHash)> bcryptDestroyHash(kBCrypt,
+                                                                        "BCryptDestroyHash",
+                                                                        kNotFound);
+constinit SystemFunction<decltype(BCryptFinishHash)> bcryptFinishHash(kBCrypt,
+                                                                      "BCryptFinishHash",
+                                                                      kNotFound);
+constinit SystemFunction<decltype(BCryptGetProperty)> bcryptGetProperty(kBCrypt,
+                                                                        "BCryptGetProperty",
+                                                                        kNotFound);
+constinit SystemFunction<decltype(BCryptHashData)> bcryptHashData(kBCrypt,
+                                                                  "BCryptHashData",
+                                                                  kNotFound);
+constinit SystemFunction<decltype(BCryptOpenAlgorithmProvider)>
+    bcryptOpenAlgorithmProvider(kBCrypt, "BCryptOpenAlgorithmProvider", kNotFound);
+
+constinit SystemFunction<decltype(UuidCreate)> uuidCreate(L"rpcrt4.dll",
+                                                          "UuidCreate",
+                                                          RPC_S_CANNOT_SUPPORT);
 
 // Owns a handle, or null.
 class Provider {
  public:
   ~Provider() {
     if (handle) {
-      BCryptCloseAlgorithmProvider(handle, 0);
+      bcryptCloseAlgorithmProvider(handle, 0);
     }
   }
   BCRYPT_ALG_HANDLE handle = nullptr;
@@ -28,7 +58,7 @@ class HashObject {
  public:
   ~HashObject() {
     if (handle) {
-      BCryptDestroyHash(handle);
+      bcryptDestroyHash(handle);
     }
   }
   BCRYPT_HASH_HANDLE handle = nullptr;
@@ -44,33 +74,38 @@ HashResult Failure(HashStep step, long status = 0) {
 
 NTSTATUS GetSize(BCRYPT_HANDLE object, const wchar_t* property, DWORD* size) {
   DWORD written = 0;
-  return BCryptGetProperty(object, property, reinterpret_cast<PUCHAR>(size), sizeof *size, &written,
+  return bcryptGetProperty(object, property, reinterpret_cast<PUCHAR>(size), sizeof *size, &written,
                            0);
-}
-
-// Version 4, from the system's random numbers.
-Uuid RandomUuid() {
-  Uuid uuid{};
-  BCryptGenRandom(nullptr, reinterpret_cast<PUCHAR>(&uuid), sizeof uuid,
-                  BCRYPT_USE_SYSTEM_PREFERRED_RNG);
-  uuid.data3 = static_cast<uint16_t>((uuid.data3 & 0x0FFF) | 0x4000);
-  uuid.data4[0] = static_cast<uint8_t>((uuid.data4[0] & 0x3F) | 0x80);
-  return uuid;
 }
 
 }  // namespace
 
-Uuid NewUuid() {
+Uuid NewUuid() noexcept {
   UUID system;
-  const RPC_STATUS status = UuidCreate(&system);
+  const RPC_STATUS status = uuidCreate(&system);
   // RPC_S_UUID_LOCAL_ONLY warns of UUIDs made without a network address; these are random.
   if (status != RPC_S_OK && status != RPC_S_UUID_LOCAL_ONLY) {
-    return RandomUuid();
+    return NewUniqueUuid();
   }
   static_assert(sizeof(Uuid) == sizeof(UUID));
   Uuid uuid;
   std::memcpy(&uuid, &system, sizeof uuid);
   return uuid;
+}
+
+// Two processes with the same words would have to start at the same tenth of a microsecond, with
+// the same number of processor cycles since their machines started, and with the same addresses.
+ProcessSeed GatherProcessSeed() noexcept {
+  FILETIME time;
+  GetSystemTimePreciseAsFileTime(&time);
+  const uint64_t moment = (uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
+  const uint64_t ids = (uint64_t{GetCurrentProcessId()} << 32) | GetCurrentThreadId();
+  ULONG_PTR stack = 0;
+  ULONG_PTR stackEnd = 0;
+  GetCurrentThreadStackLimits(&stack, &stackEnd);
+  const auto image = reinterpret_cast<uintptr_t>(&GatherProcessSeed);
+  const auto heap = reinterpret_cast<uintptr_t>(GetProcessHeap());
+  return {moment, ReadTimeStampCounter(), ids, stack, image, heap};
 }
 
 HashResult Hash(HashAlgorithm algorithm,
@@ -81,7 +116,7 @@ HashResult Hash(HashAlgorithm algorithm,
   const wchar_t* const name =
       algorithm == HashAlgorithm::Sha1 ? BCRYPT_SHA1_ALGORITHM : BCRYPT_SHA256_ALGORITHM;
   Provider provider;
-  NTSTATUS status = BCryptOpenAlgorithmProvider(&provider.handle, name, nullptr, 0);
+  NTSTATUS status = bcryptOpenAlgorithmProvider(&provider.handle, name, nullptr, 0);
   if (Failed(status)) {
     return Failure(HashStep::OpenProvider, status);
   }
@@ -96,12 +131,12 @@ HashResult Hash(HashAlgorithm algorithm,
     return Failure(HashStep::AllocateObject);
   }
   HashObject hash;
-  status = BCryptCreateHash(provider.handle, &hash.handle, object.get(), objectSize, nullptr, 0, 0);
+  status = bcryptCreateHash(provider.handle, &hash.handle, object.get(), objectSize, nullptr, 0, 0);
   if (Failed(status)) {
     return Failure(HashStep::CreateHash, status);
   }
   // The data is only read; the declaration lacks a const.
-  status = BCryptHashData(hash.handle, static_cast<PUCHAR>(const_cast<void*>(data)),
+  status = bcryptHashData(hash.handle, static_cast<PUCHAR>(const_cast<void*>(data)),
                           static_cast<ULONG>(size), 0);
   if (Failed(status)) {
     return Failure(HashStep::HashData, status);
@@ -114,7 +149,7 @@ HashResult Hash(HashAlgorithm algorithm,
   if (digestLength > digestSize) {
     return Failure(HashStep::DigestTooLarge);
   }
-  status = BCryptFinishHash(hash.handle, digest, digestLength, 0);
+  status = bcryptFinishHash(hash.handle, digest, digestLength, 0);
   if (Failed(status)) {
     return Failure(HashStep::FinishHash, status);
   }

@@ -35,19 +35,19 @@ BOOLEAN WINAPI FindShutdownQuery() {
 
 }  // namespace
 
-bool ProcessEnding() {
+bool ProcessEnding() noexcept {
   return isShutdownInProgress.load(std::memory_order_relaxed)() != FALSE;
 }
 
-int ProcessId() {
+int ProcessId() noexcept {
   return static_cast<int>(GetCurrentProcessId());
 }
 
-int CurrentProcessor() {
+int CurrentProcessor() noexcept {
   return static_cast<int>(GetCurrentProcessorNumber());
 }
 
-long CurrentThreadId() {
+long CurrentThreadId() noexcept {
   return static_cast<long>(GetCurrentThreadId());
 }
 
@@ -71,11 +71,11 @@ std::optional<std::string> Environment(const char* name) {
   }
 }
 
-void* AllocatePages(size_t size) {
+void* AllocatePages(size_t size) noexcept {
   return VirtualAlloc(nullptr, size, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
 }
 
-void FreePages(void* pages, size_t) {
+void FreePages(void* pages, size_t) noexcept {
   if (pages) {
     VirtualFree(pages, 0, MEM_RELEASE);
   }

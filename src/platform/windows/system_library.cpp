@@ -11,7 +11,9 @@ namespace {
 constexpr UINT kPathCapacity = MAX_PATH;
 constexpr size_t kNameCapacity = 32;
 
-// By its full path: a bare name is searched for in the program's folder first.
+// By its full path, because a bare name also matches a library of that name that the program has
+// loaded from elsewhere. The flag makes the system folder the only place for what the library
+// needs.
 HMODULE LoadSystemLibrary(const wchar_t* name) {
   wchar_t path[kPathCapacity + kNameCapacity];
   const UINT length = GetSystemDirectoryW(path, kPathCapacity);
@@ -24,7 +26,7 @@ HMODULE LoadSystemLibrary(const wchar_t* name) {
   }
   path[length] = L'\\';
   std::wcscpy(path + length + 1, name);
-  return LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  return LoadLibraryExW(path, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
-// Looks up functions of system libraries at run time, so that a host does not load these libraries
-// at start. They are loaded from the system folder only: no planted file is ever loaded.
+// Looks up functions of system libraries at run time. A host's thread thus loads none of them with
+// tav.dll: the thread that first needs one does, which can take tens of milliseconds. They are
+// loaded from the system folder only: no planted file is ever loaded.
 #pragma once
+
+#include <atomic>
 
 namespace Tav::Platform {
 
@@ -16,5 +19,34 @@ bool FindSystemFunction(const wchar_t* library, const char* name, Function*& fun
   function = reinterpret_cast<Function*>(FindSystemFunction(library, name));
   return function != nullptr;
 }
+
+// A function that is looked up when it is first called. Any thread.
+template <typename Function>
+class SystemFunction;
+
+template <typename Result, typename... Arguments>
+class SystemFunction<Result(Arguments...)> {
+ public:
+  // `failure` is the result while the function cannot be found; the reason is in LastError.
+  constexpr SystemFunction(const wchar_t* library, const char* name, Result failure = Result())
+      : library_(library), name_(name), failure_(failure) {}
+
+  Result operator()(Arguments... arguments) noexcept {
+    Result (*function)(Arguments...) = found_.load(std::memory_order_acquire);
+    if (function == nullptr) {
+      if (!FindSystemFunction(library_, name_, function)) {
+        return failure_;
+      }
+      found_.store(function, std::memory_order_release);
+    }
+    return function(arguments...);
+  }
+
+ private:
+  const wchar_t* const library_;
+  const char* const name_;
+  const Result failure_;
+  std::atomic<Result (*)(Arguments...)> found_{nullptr};
+};
 
 }  // namespace Tav::Platform
