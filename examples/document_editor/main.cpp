@@ -133,7 +133,7 @@ int RunEditor(const char* reportFile, int runNumber, const char* folder, bool di
   state.death = dies ? &death : nullptr;
   UseEditor(state, user, autosave, spelling);
 
-  // A real application would not wait for the result.
+  // A real application would not wait for the result, and need not commit at all.
   const bool isAllSent = tav.Commit();
   user.AddEnd(state.session);
   run.Terminate();
