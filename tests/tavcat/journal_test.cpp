@@ -121,17 +121,19 @@ TEST_F(TavcatJournalTest, ShowsTheJournalOfALivingProcess) {
 }
 
 TEST_F(TavcatJournalTest, OtherNamesAreNotOpened) {
-  Die();
-  for (const char* name :
-       {"TavJournal_9A80ECF5_0123456789abcde", "TavJournal_9A80ECF5_0123456789ABCDEF",
-        "TavJournal_9a80ecf5_0123456789abcdef"}) {
+  folder.Put("TavDJournal_9A80ECF5_0123456789abcdef", Die());
+  const char* const others[] = {
+      "TavJournal_9A80ECF5_0123456789abcde", "TavJournal_9A80ECF5_FEDCBA9876543210",
+      "TavJournal_9a80ecf5_0000000000000000", "TavXJournal_9A80ECF5_0123456789abcdef"};
+  for (const char* name : others) {
     folder.Put(name, "x");
-    folder.Put("TavDJournal_9A80ECF5_0123456789abcdef", folder.Contents(kName));
-    EXPECT_EQ(Run(), 0) << name;
-    ExpectShown(std::string("    ") + name + '\n');
-    ExpectShown("\n\nTavDJournal_9A80ECF5_0123456789abcdef: ");
-    ExpectShown("0 records in the cache, 8 events in journals;");
   }
+  EXPECT_EQ(Run(), 0);
+  for (const char* name : others) {
+    ExpectShown(std::string("    ") + name + '\n');
+  }
+  ExpectShown("\n\nTavDJournal_9A80ECF5_0123456789abcdef: ");
+  ExpectShown("0 records in the cache, 8 events in journals;");
 }
 
 TEST_F(TavcatJournalTest, ACutFileShowsTheEntriesThatAreWhole) {
