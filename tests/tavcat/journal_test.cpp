@@ -200,11 +200,11 @@ TEST_F(TavcatJournalTest, AFlippedByteOfTheHeadIsFound) {
     EXPECT_TRUE(found[0].ends_with("; the library leaves the file alone")) << at;
   }
   // Checksum, length and contents of a slot.
-  for (const size_t at : {64 + 8, 64 + 16, 64 + 24}) {
+  for (const size_t at : {64U + 8, 64U + 16, 64U + 24}) {
     EXPECT_EQ(damagesWith(at)[0],
               "slot 1 of the cache note is damaged; the other slot counts if it is whole");
   }
-  for (const size_t at : {4096 + 8, 4096 + 23, 4096 + 24 + 20}) {
+  for (const size_t at : {4096U + 8, 4096U + 23, 4096U + 24 + 20}) {
     const std::vector<std::string> found = damagesWith(at);
     ASSERT_EQ(found.size(), 2u) << at;
     EXPECT_EQ(found[0], "slot 1 of the run block is damaged; the other slot counts if it is whole");
