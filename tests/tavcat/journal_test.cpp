@@ -234,6 +234,7 @@ TEST_F(TavcatJournalTest, AgreesWithTheLibraryOnMalformedContents) {
       const Tavcat::Journal journal = Tavcat::ReadJournal(bytes);
       ASSERT_EQ(journal.segments.size(), 1u);
       EXPECT_EQ(journal.segments[0].events.size() > entry, taken) << at << ' ' << value;
+      EXPECT_EQ(journal.segments[0].damage, taken ? "" : "its contents are malformed") << at;
     }
   }
   EXPECT_GT(refused, 100);
