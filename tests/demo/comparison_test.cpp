@@ -385,6 +385,10 @@ TEST(LedgerTest, BalancesOnlyWithEventsAndGoodRecords) {
   EXPECT_FALSE(Balances(good, CheckRecord("1.3", "1.4"), {}));
   EXPECT_FALSE(Balances(good, {}, {.badRecords = 1}));
   EXPECT_FALSE(Balances(good, {}, {.doubledRecords = 1}));
+  Comparison inFlight = good;
+  inFlight.inFlight = 2;
+  EXPECT_TRUE(Balances(inFlight, {}, {.doubledRecords = 1}));
+  EXPECT_FALSE(Balances(inFlight, {}, {.doubledRecords = 2}));
   EXPECT_FALSE(Balances(Comparison{}, {}, {}));
 }
 

@@ -200,8 +200,10 @@ std::string RecordExcerpt(std::string_view recordText) {
 }
 
 bool Balances(const Comparison& comparison, const HeaderCheck& headers, const WireCounts& wire) {
+  // The next run may happen to divide the events into the same records.
+  const std::uint64_t allowedDoubles = comparison.inFlight > 0 ? 1 : 0;
   return comparison.Balances() && headers.Balances() && wire.badRecords == 0 &&
-         wire.doubledRecords == 0;
+         wire.doubledRecords <= allowedDoubles;
 }
 
 std::string LedgerText(const Comparison& comparison,
