@@ -128,8 +128,8 @@ int RunEditor(const char* reportFile, int runNumber, const char* folder, bool di
                         .warnings = warnings},
                        reportFile);
   };
-  SuddenDeath death(lastSerial, firstSerial + kMaxCallsBeforeDeath, int{notebooks.size()},
-                    [&report] { report(std::nullopt); });
+  SuddenDeath death(lastSerial, firstSerial + kMaxCallsBeforeDeath,
+                    static_cast<int>(notebooks.size()), [&report] { report(std::nullopt); });
   state.death = dies ? &death : nullptr;
   UseEditor(state, user, autosave, spelling);
 
