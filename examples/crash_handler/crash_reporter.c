@@ -1,6 +1,7 @@
 // The crashed thread only wakes the reporter thread, which was created at the start, and waits for
-// it for a limited time. If the heap is locked or damaged or the network is slow, the reporter may
-// never finish; the process then ends without it.
+// it for a limited time. If the heap is locked or damaged, the reporter may never finish; the
+// process then ends without it. Once LogEvent has returned, the event survives the end of the
+// process and the next run sends it.
 #include "crash_reporter.h"
 
 #include <stdio.h>
@@ -61,7 +62,7 @@ static DWORD WINAPI Report(void* unused) {
     TavEvent_s* event = tav->NewErrorEvent(code, "unhandled exception");
     AddStack(event, *crash->ContextRecord);
     tav->LogEvent(event);
-    tav->Commit();  // sends the event now, because the process is about to end
+    tav->Commit();  // a courtesy: sends it now, not with the next run; may take long
     SetEvent(reported);
   }
   return 0;

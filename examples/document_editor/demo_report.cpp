@@ -54,6 +54,10 @@ std::string SettingsText(std::span<const Settings::Call> calls) {
   return lines;
 }
 
+std::string OutcomeText(const DemoReport& report) {
+  return report.isAllSent ? Member("commit_result", *report.isAllSent ? 0 : 1) : "\"killed\": true";
+}
+
 std::string ReportText(const DemoReport& report) {
   std::string notes;
   int total = 0;
@@ -68,9 +72,8 @@ std::string ReportText(const DemoReport& report) {
          Member("full_version", report.fullVersion) + ",\n  " +
          Member("component", report.component) + ",\n  " +
          Member("component_version", report.componentVersion) + ",\n  " +
-         Member("library_version", report.libraryVersion) + ",\n  " +
-         Member("commit_result", report.commitResult) + ",\n  " +
-         Member("warnings", report.warnings) + ",\n  \"settings\": [\n" +
+         Member("library_version", report.libraryVersion) + ",\n  " + OutcomeText(report) +
+         ",\n  " + Member("warnings", report.warnings) + ",\n  \"settings\": [\n" +
          SettingsText(report.settings) + "\n  ],\n  " + Member("total", total) +
          ",\n  \"notes\": [\n" + notes + "\n  ]\n}\n";
 }

@@ -2,6 +2,7 @@
 // arrives at the gateway. Not part of a real application.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 
@@ -19,8 +20,8 @@ struct DemoReport {
   std::string libraryVersion;
   std::span<const Settings::Call> settings;
   std::span<const Notebook> notebooks;
-  int commitResult = 0;
-  int warnings = 0;  // lines that the library logged as WARN or ERROR
+  std::optional<bool> isAllSent;  // the result of Commit; nothing: the process dies before it
+  int warnings = 0;               // lines that the library logged as WARN or ERROR
 };
 
 // Writes the report as one JSON document in UTF-8: the properties of the run, then one line for

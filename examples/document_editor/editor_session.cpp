@@ -58,11 +58,6 @@ const Document& OpenDocument(int step, int steps) {
   return kDocuments[index];
 }
 
-// The duration of one action of the user, shorter than in reality.
-void TakeTime() {
-  std::this_thread::sleep_for(milliseconds(18));
-}
-
 // The user's work on one document, from opening to closing it: one explicit session.
 class Work {
  public:
@@ -121,7 +116,7 @@ void Work::DoSomething() {
   } else {
     Save();
   }
-  TakeTime();
+  state_.TakeTime(milliseconds(18));
 }
 
 void Work::Edit() {
@@ -212,6 +207,19 @@ void Work::CountMenu(const char* item) {
 
 }  // namespace
 
+void EditorState::TakeTime(milliseconds time) const {
+  std::this_thread::sleep_for(time);
+  if (death != nullptr) {
+    death->Pass();
+  }
+}
+
+void EditorState::LeaveThread() const {
+  if (death != nullptr) {
+    death->Leave();
+  }
+}
+
 void StartEditor(EditorState& state, Notebook& notes) {
   Noted editor(state.tav, notes, state.session);
   editor.NewEvent("EditorStarted")
@@ -229,7 +237,8 @@ void WorkOnDocuments(EditorState& state, Notebook& notes) {
   Dice dice(20260304);
   for (std::size_t done = 0; done < kDocuments.size(); ++done) {
     if (done == kDocuments.size() / 2) {
-      // So that a crash does not lose the numbers of a whole day. Terminate reports the rest.
+      // So that a crash does not lose the numbers of a whole day: until a flush they are no events.
+      // Terminate reports the rest.
       const std::lock_guard lock(state.numbers);
       Noted(state.tav, notes, state.session).FlushAggregates();
     }
@@ -260,7 +269,7 @@ void SaveInBackground(EditorState& state, Notebook& notes) {
   Noted editor(state.tav, notes, state.session);
   Dice dice(36);
   for (int i = 0; i < kTimes; ++i) {
-    std::this_thread::sleep_for(milliseconds(98));
+    state.TakeTime(milliseconds(98));
     const double seconds = dice.Seconds(0, 1);
     editor.NewEvent("Autosaved")
         .Add("KB", dice.Between(8, 9000))
@@ -280,7 +289,7 @@ void CheckSpelling(EditorState& state, Notebook& notes) {
                state.session, kSpellingName);
   Dice dice(66);
   for (const Document& document : kDocuments) {
-    std::this_thread::sleep_for(milliseconds(590));
+    state.TakeTime(milliseconds(590));
     plugin.NewCommandEvent("CheckDocument").Add("Lang", document.language).Log();
     if (std::string_view(document.language) == "ja") {
       plugin.NewErrorEvent("SPL-4", "no dictionary: ja")

@@ -4,9 +4,11 @@
 // threads differ, and with it the numbers that a flush in the middle of the run reports.
 #pragma once
 
+#include <chrono>
 #include <mutex>
 
 #include "noted.h"
+#include "sudden_death.h"
 
 namespace DocumentEditor {
 
@@ -17,6 +19,12 @@ struct EditorState {
   // Counters and statistics outside explicit sessions, including those of components, have no lock
   // in the library. Threads that feed or flush them hold this mutex.
   std::mutex numbers;
+  SuddenDeath* death = nullptr;  // null for a run that ends as it should
+
+  // The duration of one action, shorter than in reality.
+  void TakeTime(std::chrono::milliseconds time) const;
+  // At the end of a thread's work.
+  void LeaveThread() const;
 };
 
 // To be called on the user's thread in this order, which takes about three seconds. The background

@@ -367,7 +367,8 @@ typedef struct TavEntryTable {
                             int appLanguage);
 
   // Slot 1. Stops the library. Flushes the counters and aggregates outside explicit sessions, ends
-  // the implied session, processes the queue, sends what it can and writes the rest to disk. Then
+  // the implied session, processes the queue, sends what it can and writes the rest to disk. What
+  // there is no time to send or to write stays in the journal, and the next run delivers it. Then
   // resets all settings, including the opt-out and the version qualifier, and closes the log file.
   // Only the message sink and EnableDebugLog persist.
   // Before, end explicit sessions and log open events: an event that is logged later is lost.
@@ -387,6 +388,13 @@ typedef struct TavEntryTable {
   // Slot 3. Reports an event of any kind and consumes it, unless the handle is refused. The event
   // gets the local time of this call. An event without a session joins the implied session, which
   // begins with the first such event. The events of one thread keep their order.
+  // When LogEvent has returned, the event survives the death of the process, however it comes: the
+  // next run of the product delivers it. Exceptions: the first milliseconds after Initialize; a
+  // storage folder that is not on a fixed disk or cannot be written; far more events than can be
+  // processed; the loss of power. docs/delivery.md has the details. The same holds for places, idle
+  // times and the begins and ends of sessions, but not for counters and aggregates before a flush.
+  // If 128 MiB of events wait, new ones are refused and counted:
+  //   WARN "SM: Too many events wait. %lld new events were refused"
   // An event that has no valid name is freed silently. One that has exceeded its size limit is
   // dropped: DEBUG "SM: Log(): event '%s' is discarded.".
   // Not running: "Tav: TavLogEvent called with no manager defined. Event: %s"; the event is freed
@@ -517,7 +525,10 @@ typedef struct TavEntryTable {
   // Slot 28. Waits. Builds records of everything reported so far and tries to send them now.
   // Returns 0 if everything was sent or there was nothing to send. Returns 1 if something was not
   // sent, could not be written to disk, or if the server or an event limit has disabled reporting.
-  // What was not sent is kept for a later attempt.
+  // What was not sent is kept for a later attempt. Events need no Commit to survive the end of the
+  // process: see LogEvent.
+  // First waits until the events that dead processes left are in the cache, so that they are sent
+  // too.
   // Takes the time of one short request, as a rule. A request can take 3 seconds to resolve the
   // host, 3 to connect, 30 to send and 30 for each wait for the answer. The first request that
   // fails ends the attempt.

@@ -267,6 +267,69 @@ TEST(ComparisonTest, KeepsTheRunsOfAHostApart) {
   EXPECT_EQ(mixedUp.altered, 1U) << "the session environment is the first run's";
 }
 
+// A process that died: the sessions have no end, the last counts are lost, and the record that was
+// being sent arrives again.
+TEST(ComparisonTest, AllowsAKilledRunToDeliverOneRecordTwice) {
+  const char* const killed = R"({"run": 1, "total": 6, "killed": true, "notes": [
+      {"seq": 1, "thread": "user", "session": 1, "kind": "begin"},
+      {"seq": 2, "thread": "user", "session": 1, "kind": "event", "name": "Opened"},
+      {"seq": 3, "thread": "user", "session": 1, "kind": "place", "name": "Page"},
+      {"seq": 4, "thread": "user", "session": 1, "kind": "event", "name": "Saved"},
+      {"seq": 5, "thread": "user", "session": 1, "kind": "count", "name": "Menu", "detail": "Cut"},
+      {"seq": 6, "thread": "user", "session": 1, "kind": "event", "name": "Closed"}]})";
+  const auto in = [](int record, std::string event) {
+    return event.replace(event.find(":1,"), 3, ':' + std::to_string(record) + ',');
+  };
+  const std::string begin = Marker("i", "$b");
+  const std::string opened = Event("i", R"("m":"Opened","v":{"Seq":2})");
+  const std::string page = Marker("i", "Page");
+  const std::string saved = Event("i", R"("m":"Saved","v":{"Seq":4})");
+  const std::string closed = Event("i", R"("m":"Closed","v":{"Seq":6})");
+  const Texts once = {in(1, begin), in(1, opened), in(2, page), in(2, saved), in(3, closed)};
+  const struct {
+    Texts again;
+    std::size_t inFlight;
+    std::size_t doubled;
+  } cases[] = {
+      {{}, 0, 0},
+      {{in(3, page), in(3, saved)}, 2, 0},
+      {{in(3, saved), in(4, saved)}, 1, 1},
+      {{in(3, opened), in(3, page)}, 1, 1},
+  };
+  for (const auto& [again, inFlight, doubled] : cases) {
+    Texts arrived = once;
+    arrived.insert(arrived.end(), again.begin(), again.end());
+    const Comparison found = CompareWith(arrived, {killed});
+    EXPECT_EQ(found.reported, 5U);
+    EXPECT_EQ(found.inFlight, inFlight) << again.size();
+    EXPECT_EQ(found.doubled, doubled) << again.size();
+    EXPECT_EQ(found.Balances(), doubled == 0) << testing::PrintToString(found.findings);
+  }
+  Texts arrived = once;
+  arrived.pop_back();
+  EXPECT_EQ(CompareWith(arrived, {killed}).lost, 1U);
+}
+
+TEST(ComparisonTest, AllowsErrorsOfAKilledRunToLackOlderBreadcrumbs) {
+  std::string killed = kReport;
+  killed.insert(1, R"("killed":true,)");
+  const auto compare = [&](const std::string& places, const std::string& commands) {
+    std::string error = kError;
+    error.replace(error.find(R"("std-Place")"), std::string::npos, places + commands + "}");
+    Texts arrived = Good();
+    arrived[kFailed] = Named("d", "std-Error", error);
+    return CompareWith(arrived, {killed});
+  };
+  const std::string commands = R"("std-Cmd":["Save"])";
+  const Comparison shorter = compare(R"("std-Place":["Page"],)", commands);
+  EXPECT_TRUE(shorter.Balances()) << testing::PrintToString(shorter.findings);
+  EXPECT_EQ(shorter.unknownBreadcrumbs, 1U);
+  EXPECT_EQ(compare("", commands).unknownBreadcrumbs, 2U);
+  EXPECT_TRUE(compare("", commands).Balances());
+  EXPECT_EQ(compare(R"("std-Place":["Other"],)", commands).altered, 1U);
+  EXPECT_EQ(compare(R"("std-Place":["Page","Page","Page"],)", commands).altered, 1U);
+}
+
 TEST(ComparisonTest, RejectsInconsistentReports) {
   const std::string begin = R"({"seq":1,"session":1,"kind":"begin"})";
   const std::string both = begin + R"(,{"seq":9,"session":1,"kind":"end"})";
@@ -322,6 +385,10 @@ TEST(LedgerTest, BalancesOnlyWithEventsAndGoodRecords) {
   EXPECT_FALSE(Balances(good, CheckRecord("1.3", "1.4"), {}));
   EXPECT_FALSE(Balances(good, {}, {.badRecords = 1}));
   EXPECT_FALSE(Balances(good, {}, {.doubledRecords = 1}));
+  Comparison inFlight = good;
+  inFlight.inFlight = 2;
+  EXPECT_TRUE(Balances(inFlight, {}, {.doubledRecords = 1}));
+  EXPECT_FALSE(Balances(inFlight, {}, {.doubledRecords = 2}));
   EXPECT_FALSE(Balances(Comparison{}, {}, {}));
 }
 

@@ -31,16 +31,19 @@ struct SessionCounts {
 
 // Counts of record entries: events, commands, errors, places, idle marks, totals of counters and
 // statistics, begins and ends of sessions. Entries with properties are identified by a serial
-// number, the others by session and name. arrived = reported - lost + doubled + unknown.
+// number, the others by session and name. arrived = reported - lost + doubled + inFlight + unknown.
 struct Comparison {
   std::size_t reported = 0;
   std::size_t arrived = 0;
   std::size_t lost = 0;        // reported, but did not arrive
   std::size_t doubled = 0;     // arrivals of an entry beyond its first
+  std::size_t inFlight = 0;    // the same, of the one record that a killed process was sending
   std::size_t altered = 0;     // name, session, component, properties or environment differ
   std::size_t outOfOrder = 0;  // arrived after a later one of its thread
   std::size_t unknown = 0;     // arrived, but was not reported
   std::size_t numbers = 0;     // calls that count or aggregate
+  bool hasKilledRun = false;
+  std::size_t unknownBreadcrumbs = 0;  // of its errors
   std::array<Counts, kKinds> byKind = {};
   std::vector<SessionCounts> sessions;            // by run, then in order of arrival
   std::map<std::string, KindCounts> byComponent;  // what arrived

@@ -3,12 +3,15 @@
 # The first phase starts the local gateway with HTTPS on a free loopback port, runs the sample host,
 # which reports to it through tav.dll, and compares what arrived with what the host reported. The
 # second phase stops the gateway, runs the host, lists the cache on disk, restarts the gateway and
-# runs the host again, which delivers the cache.
-# The exit status is 0 only if everything that was reported has arrived, once. build/demo keeps the
-# host's reports, its output and the library's storage folder.
+# runs the host again, which delivers the cache. In the third phase the host's process dies in the
+# middle of its work; the next run delivers what it had reported, from the journal.
+# The exit status is 0 only if everything that was reported has arrived, once. Only what was being
+# sent when the process died may arrive twice. build/demo keeps the host's reports, its output and the
+# library's storage folder.
 set -euo pipefail
 
 host_seconds=120 # far more than the host needs, even on a busy machine
+killed_status=9  # of a host that ends itself
 max_shown_lines=12
 gateway_pid=
 host_pid=
@@ -68,14 +71,15 @@ stop_gateway() {
   gateway_pid=
 }
 
-# run_host RUN
+# run_host RUN [--die]
 # The host's output goes to a file: on a terminal Wine would open a console, which moves the cursor
 # between the gateway's lines. The host runs in the background because bash handles signals only
 # between commands and during `wait`.
 run_host() {
-  local status=0
+  local status=0 expected=0
+  [ $# -eq 1 ] || expected=$killed_status
   TAV_GATEWAY=$url TAV_CONFIGURATOR=${url}configserver/ timeout --foreground "$host_seconds" \
-    "$TAV_WINE" "$host" "report-$1.json" "$1" "$storage" >"host-$1.log" 2>&1 </dev/null &
+    "$TAV_WINE" "$host" "report-$1.json" "$1" "$storage" "${@:2}" >"host-$1.log" 2>&1 </dev/null &
   host_pid=$!
   wait "$host_pid" || status=$?
   host_pid=
@@ -84,7 +88,7 @@ run_host() {
     sed 's/\r$//; s/^/   | /' "host-$1.log" | fit
   fi
   case $status in
-    0) ;;
+    "$expected") ;;
     124) die "the sample host did not end within $host_seconds seconds" ;;
     *) die "the sample host failed with status $status" ;;
   esac
@@ -92,21 +96,24 @@ run_host() {
     die "the gateway ended while the host was running"
 }
 
-find_cache() {
+find_files() {
   shopt -s nullglob
   cache=("$storage"/Tav*Cache_*)
+  journals=("$storage"/Tav*Journal_*)
   shopt -u nullglob
 }
 
-show_cache() {
+# show_files KIND FILE...
+show_files() {
   local file
-  for file in "${cache[@]}"; do
+  for file in "${@:2}"; do
     printf '   %s  %d bytes\n' "$file" "$(stat -c %s "$file")"
   done
   say "Its contents, as shown by tavcat:"
-  # From the first cache file on. sed reads to the end, so that tavcat's own status counts.
-  "$TAV_WINE" "$tavcat" --events "$storage" | sed -n '/^Tav[DI]\{0,1\}Cache_/,$p' |
-    sed -n "1,${max_shown_lines}s/^/   | /p" | fit
+  # From the first file of the kind on, without what has been delivered. sed reads to the end, so that
+  # tavcat's own status counts.
+  "$TAV_WINE" "$tavcat" --events "$storage" | sed -n "/^Tav[DI]\\{0,1\\}$1_/,\$p" |
+    sed '/  settled$/d' | sed -n "1,${max_shown_lines}s/^/   | /p" | fit
 }
 
 first_phase() {
@@ -121,24 +128,51 @@ second_phase() {
   stop_gateway
   say "The gateway has been stopped. The host runs a second time."
   run_host 2
-  find_cache
+  find_files
   [ ${#cache[@]} -gt 0 ] || die "there is no cache in $PWD/$storage"
   say "What could not be sent is in the cache, in build/demo/$storage:"
-  show_cache
+  show_files Cache "${cache[@]}"
   say "The gateway has been restarted. The host runs a third time."
   start_gateway >gateway.log
   run_host 3
   say "The gateway's log:"
   sed -nE 's/^[0-9:.]+  record .*/   | &/p' gateway.log | fit
   "$ledger" "${url%/}" report-2.json report-3.json || failed=1
-  find_cache
+  check_nothing_waits
+}
+
+check_nothing_waits() {
+  find_files
   if [ ${#cache[@]} -gt 0 ]; then
     say "The cache is not empty; its records would arrive again:"
-    show_cache
+    show_files Cache "${cache[@]}"
+    failed=1
+  elif [ ${#journals[@]} -gt 0 ]; then
+    say "There is a journal, although no host runs:"
+    show_files Journal "${journals[@]}"
     failed=1
   else
-    say "The cache is empty."
+    say "The cache is empty, and there is no journal."
   fi
+}
+
+third_phase() {
+  heading "A process that dies"
+  stop_gateway
+  start_gateway >gateway.log
+  say "The host runs a fourth time. In the middle of its work it ends itself with TerminateProcess,"
+  printf '   while all of its threads report.\n'
+  run_host 4 --die
+  find_files
+  [ ${#journals[@]} -gt 0 ] || die "there is no journal in $PWD/$storage"
+  say "What was not delivered yet is in its journal:"
+  show_files Journal "${journals[@]}"
+  say "The host runs a fifth time."
+  run_host 5
+  say "The gateway's log:"
+  sed -nE 's/^[0-9:.]+  record .*/   | &/p' gateway.log | fit
+  "$ledger" "${url%/}" report-4.json report-5.json || failed=1
+  check_nothing_waits
 }
 
 : "${TAV_ROOT:?is not set; start the demonstration with ./run demo}"
@@ -167,9 +201,10 @@ trap 'exit 143' TERM HUP
 failed=0
 first_phase
 second_phase
+third_phase
 heading "Result"
 if [ "$failed" -eq 0 ]; then
-  say "Both ledgers balance: nothing was lost, nothing arrived twice."
+  say "All ledgers balance: nothing was lost."
 else
   say "A check failed; see above."
 fi

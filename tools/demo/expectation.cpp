@@ -164,8 +164,12 @@ void ReportReader::Read(const json_t* report) {
   for (const auto& [serial, call] : inOrder) {
     ReadCall(serial, call);
   }
+  const bool isKilled = json_is_true(json_object_get(report, "killed"));
+  if (isKilled) {
+    target_.killedRuns.insert(run_);
+  }
   for (const auto& [number, state] : sessions_) {
-    if (!state.hasEnded) {
+    if (!state.hasEnded && !isKilled) {
       throw std::runtime_error("the host's report does not end session " + std::to_string(number));
     }
   }
@@ -277,7 +281,8 @@ void ReportReader::ReadNumber(const json_t* call, const std::string& kind) {
   ++target_.numbers;
 }
 
-// A flush and the end of a session report the counters and statistics of that session. Those that
+// Those that a killed process has counted since the last report are lost with it. A flush and the
+// end of a session report the counters and statistics of that session. Those that
 // belong to no explicit session belong to the implied one.
 void ReportReader::AddTotals(json_int_t session, json_int_t position, std::size_t thread) {
   const auto begin = numbers_.lower_bound({session, "", ""});

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <tuple>
@@ -37,6 +38,7 @@ struct Expected {
   Gateway::JsonPtr properties;          // null if there are none
   Gateway::JsonPtr sessionEnvironment;  // likewise
   std::size_t timesArrived = 0;
+  json_int_t firstRecord = 0;  // in which it arrived first; the gateway's number
 };
 
 struct ExpectedSession {
@@ -55,6 +57,7 @@ struct Expectation {
   std::map<json_int_t, ExpectedSession> sessions;
   std::vector<std::string> threads;  // names; threads of two runs differ even if the names do not
   std::size_t numbers = 0;           // calls that count or aggregate
+  std::set<int> killedRuns;          // whose process died in the middle of its work
 };
 
 // `reports` are the host's, one for each run. Returns nothing, with the reason in `error`, if one

@@ -80,12 +80,15 @@ std::string TextMember(const json_t* object, const char* key) {
 }
 
 void ShowHostOutcome(const json_t* report) {
-  const json_int_t unsent = json_integer_value(json_object_get(report, "commit_result"));
+  const json_t* result = json_object_get(report, "commit_result");
+  const std::string outcome =
+      result == nullptr ? "killed in the middle of its work"
+                        : "TavCommit returned " + std::to_string(json_integer_value(result));
   const json_int_t warnings = json_integer_value(json_object_get(report, "warnings"));
   const json_int_t run = json_integer_value(json_object_get(report, "run"));
-  std::printf("   %s, run %d, tav.dll %s: TavCommit returned %d; warnings and errors logged: %d\n",
+  std::printf("   %s, run %d, tav.dll %s: %s; warnings and errors logged: %d\n",
               TextMember(report, "product").c_str(), static_cast<int>(run),
-              TextMember(report, "library_version").c_str(), static_cast<int>(unsent),
+              TextMember(report, "library_version").c_str(), outcome.c_str(),
               static_cast<int>(warnings));
 }
 

@@ -15,11 +15,17 @@ namespace Tavcat {
 namespace {
 
 using Names = std::vector<std::string>;
+using PrefixFunction = std::string_view (*)(std::string_view name);
 using ShowFunction = void (*)(std::string_view bytes, Report& report);
 
 constexpr const char* kStorageFiles[] = {"TavData", "TsTavData"};
 constexpr char kCopySuffix[] = ".new";
 constexpr size_t kSequenceDigits = 4;
+constexpr size_t kJournalDigits = 16;
+
+bool IsHash(std::string_view text) {
+  return text.find_first_not_of("0123456789ABCDEF") == text.npos;
+}
 
 // The prefix of a cache file's name, "TavCache_9A80ECF5_"; empty for other files.
 std::string_view CachePrefixOf(std::string_view name) {
@@ -33,7 +39,20 @@ std::string_view CachePrefixOf(std::string_view name) {
       continue;
     }
     const std::string_view hash = prefix.substr(start.size(), 8);
-    return hash.find_first_not_of("0123456789ABCDEF") == hash.npos ? prefix : std::string_view();
+    return IsHash(hash) ? prefix : std::string_view();
+  }
+  return {};
+}
+
+// The prefix of a journal's name, "TavJournal_9A80ECF5_"; empty for other files.
+std::string_view JournalPrefixOf(std::string_view name) {
+  for (const std::string_view start : {"TavJournal_", "TavDJournal_", "TavIJournal_"}) {
+    const size_t prefixSize = start.size() + 9;
+    if (name.size() == prefixSize + kJournalDigits && name.starts_with(start) &&
+        name[prefixSize - 1] == '_' && IsHash(name.substr(start.size(), 8)) &&
+        name.find_first_not_of("0123456789abcdef", prefixSize) == name.npos) {
+      return name.substr(0, prefixSize);
+    }
   }
   return {};
 }
@@ -53,19 +72,8 @@ class FolderView {
         ShowFile(copy, ShowStorageCopy);
       }
     }
-    std::string current;
-    for (const std::string& name : names_) {
-      const std::string_view prefix = CachePrefixOf(name);
-      if (prefix.empty()) {
-        continue;
-      }
-      if (prefix != current) {
-        current = prefix;
-        report_.Line(0, "");
-      }
-      ShowFile(name, ShowCacheFile);
-    }
-    std::erase_if(names_, [](const std::string& name) { return !CachePrefixOf(name).empty(); });
+    ShowByPrefix(CachePrefixOf, ShowCacheFile);
+    ShowByPrefix(JournalPrefixOf, ShowJournal);
     if (!names_.empty()) {
       report_.Line(0, "");
       report_.Line(0, "Not the library's:");
@@ -81,6 +89,22 @@ class FolderView {
   }
 
   bool Take(const std::string& name) { return std::erase(names_, name) > 0; }
+
+  void ShowByPrefix(PrefixFunction prefixOf, ShowFunction show) {
+    std::string current;
+    for (const std::string& name : names_) {
+      const std::string_view prefix = prefixOf(name);
+      if (prefix.empty()) {
+        continue;
+      }
+      if (prefix != current) {
+        current = prefix;
+        report_.Line(0, "");
+      }
+      ShowFile(name, show);
+    }
+    std::erase_if(names_, [prefixOf](const std::string& name) { return !prefixOf(name).empty(); });
+  }
 
   void ShowOrMissing(const std::string& name) {
     if (Take(name)) {

@@ -57,7 +57,8 @@ void Report::Problem(int depth, const char* mark, std::string_view text) {
 }
 
 void Report::Close() {
-  std::string text = Counted(static_cast<size_t>(records_), "record") + " in the cache; ";
+  std::string text = Counted(static_cast<size_t>(records_), "record") + " in the cache";
+  text += journals_ == 0 ? "; " : ", " + Counted(unsettled_, "event") + " in journals; ";
   text += damages_ == 0 ? "no damage found"
                         : Counted(static_cast<size_t>(damages_), "fault") + " found, marked with !";
   if (filesInUse_ > 0) {

@@ -2,6 +2,7 @@
 // control a terminal is escaped.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -30,6 +31,9 @@ class Report {
   // A record's JSON text as it is in the file.
   void RecordText(std::string_view json);
   void CountRecord() { ++records_; }
+  void CountJournal() { ++journals_; }
+  // Events of a journal that wait to be delivered.
+  void CountUnsettled(size_t events) { unsettled_ += events; }
   // Explains one fault of the current file.
   void Damage(int depth, std::string_view text);
   // The current file cannot be read at the moment, which is not damage.
@@ -47,6 +51,8 @@ class Report {
   const Sink problems_;
   std::string file_;
   int records_ = 0;
+  int journals_ = 0;
+  size_t unsettled_ = 0;
   int damages_ = 0;
   int filesInUse_ = 0;
 };

@@ -1,0 +1,36 @@
+// Ends the process in the middle of its work, as a crash or a user with the task manager would. Not
+// part of a real application: the demonstration shows with it that nothing is lost.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <utility>
+
+namespace DocumentEditor {
+
+class SuddenDeath {
+ public:
+  static constexpr int kExitStatus = 9;
+
+  // The process ends when `lastSerial` has reached `limit` and `threads` threads have stopped.
+  // `testify` runs just before.
+  SuddenDeath(const std::atomic<int>& lastSerial,
+              int limit,
+              int threads,
+              std::function<void()> testify)
+      : lastSerial_(lastSerial), limit_(limit), running_(threads), testify_(std::move(testify)) {}
+
+  // Between two actions of a thread. When the limit is reached, the thread stops here for ever:
+  // every call of the library that it has made has returned.
+  void Pass();
+  // At the end of a thread's work.
+  void Leave();
+
+ private:
+  const std::atomic<int>& lastSerial_;
+  const int limit_;
+  std::atomic<int> running_;
+  const std::function<void()> testify_;
+};
+
+}  // namespace DocumentEditor
