@@ -9,8 +9,8 @@
 #include "journal/entry.h"
 #include "journal/journal_head.h"
 #include "journal/run_block.h"
+#include "model/event_properties.h"
 #include "support/records.h"
-#include "util/value_codec.h"
 
 namespace Tav {
 namespace {
@@ -30,18 +30,7 @@ JsonPtr Parsed(const char* text) {
   return JsonPtr(json_loads(text, 0, nullptr));
 }
 
-// Members in their binary form, without the end.
 using Members = std::vector<std::byte>;
-
-Members MembersOf(const JsonPtr& object) {
-  ByteWriter measure({});
-  WriteMembers(measure, object.Get());
-  Members bytes(measure.Size());
-  ByteWriter writer(bytes);
-  WriteMembers(writer, object.Get());
-  bytes.pop_back();
-  return bytes;
-}
 
 EntryFields Sample(const Members& properties) {
   EntryFields fields;
@@ -59,7 +48,7 @@ EntryFields Sample(const Members& properties) {
 TEST(JournalEntryTest, AnEventComesBackAsItWas) {
   const JsonPtr properties =
       Parsed(R"({"b":"text","a":-1.5,"":"","std-Trace":[{"std-Loc":"x"},{}],"empty":{}})");
-  const Members members = MembersOf(properties);
+  const Members members = Testing::MembersOf(properties);
   for (const std::string_view session : {kUuid, std::string_view("own"), std::string_view()}) {
     EntryFields fields = Sample(members);
     fields.session = session;
@@ -82,6 +71,23 @@ TEST(JournalEntryTest, AnEventComesBackAsItWas) {
   EXPECT_FALSE(EntryView::Read(bare, 7)->Properties());
 }
 
+TEST(JournalEntryTest, ItemsBecomeAnArrayWhereTheFirstOneStands) {
+  EventProperties properties(nullptr);
+  const auto add = [&](std::string_view key, std::string_view value) {
+    const EventProperties::Text texts[] = {{"x", value}, {"empty", ""}};
+    EXPECT_TRUE(properties.AddItem(key, texts));
+  };
+  properties.AddString("taken", "");
+  add("list", "1");
+  properties.AddReal("n", 1);
+  add("list", "");
+  add("taken", "lost");
+  Members members(properties.Bytes().begin(), properties.Bytes().end());
+  const std::vector<std::byte> entry = Encode(Sample(members), 1);
+  EXPECT_EQ(Testing::Text(EntryView::Read(entry, 1)->Properties().Get()),
+            R"({"taken":"","list":[{"x":"1"},{}],"n":1.0})");
+}
+
 // A UUID in another spelling is not a session id of the library: its text must not change.
 TEST(JournalEntryTest, OnlyTheLibrarysOwnSpellingOfASessionIsPacked) {
   for (const std::string_view session :
@@ -97,7 +103,7 @@ TEST(JournalEntryTest, OnlyTheLibrarysOwnSpellingOfASessionIsPacked) {
 // The reader takes whatever a disk holds: nothing may be read outside the entry, and no damage in
 // the checked part may pass.
 TEST(JournalEntryTest, DamageIsFound) {
-  const Members members = MembersOf(Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})"));
+  const Members members = Testing::MembersOf(Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})"));
   const std::vector<std::byte> entry = Encode(Sample(members), 3);
   EXPECT_FALSE(EntryView::Read(entry, 4));
   for (size_t size = 0; size < entry.size(); ++size) {
@@ -114,7 +120,7 @@ TEST(JournalEntryTest, DamageIsFound) {
 // As above with a checksum that is right, as a writer with an error in it, or an attacker, makes
 // it.
 TEST(JournalEntryTest, NonsenseWithAGoodChecksumIsReadWithinItsBounds) {
-  const Members members = MembersOf(Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})"));
+  const Members members = Testing::MembersOf(Parsed(R"({"a":"b","n":1.0,"o":{"x":[1.0,"y"]}})"));
   const std::vector<std::byte> entry = Encode(Sample(members), 3);
   std::mt19937 random(1);
   for (int round = 0; round < 20000; ++round) {

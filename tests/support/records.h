@@ -46,6 +46,17 @@ inline TavEvent_s* Event(std::string_view name, HandleKind kind = HandleKind::Ev
   return CreateEvent(kind, name, kSession);
 }
 
+// An object's members in the journal's binary form, without the end.
+inline std::vector<std::byte> MembersOf(const JsonPtr& object) {
+  ByteWriter measure({});
+  WriteMembers(measure, object.Get());
+  std::vector<std::byte> bytes(measure.Size());
+  ByteWriter writer(bytes);
+  WriteMembers(writer, object.Get());
+  bytes.pop_back();
+  return bytes;
+}
+
 // The properties of an event that was not logged yet.
 inline JsonPtr Properties(const TavEvent_s& event) {
   const std::span<const std::byte> members = event.properties.Bytes();

@@ -7,6 +7,7 @@
 
 #include "journal/event_log.h"
 #include "journal/journal_file.h"
+#include "support/records.h"
 #include "tavcat/tavcat_fixture.h"
 
 namespace Tav {
@@ -54,7 +55,9 @@ class TavcatJournalTest : public Testing::TavcatTest {
     fields.name = name;
     fields.componentName = component;
     fields.componentVersion = *component == '\0' ? "" : "1.3";
-    fields.properties = object.Get();
+    const std::vector<std::byte> members =
+        object ? Testing::MembersOf(object) : std::vector<std::byte>();
+    fields.properties = members;
     std::vector<std::byte> entry(EncodeEntry(fields, {}));
     EncodeEntry(fields, entry);
     ASSERT_TRUE(log_->Append(entry));
@@ -101,7 +104,7 @@ TEST_F(TavcatJournalTest, ShowsTheRunAndEveryEvent) {
       "    segment 1 at offset 65536: 4 events up to " + end + ", settled up to " + settled +
       ", 2 to be delivered\n" + at + "01234567  marker  $b  settled\n" + at +
       "01234567  event  open  {\"file\":\"a.qwd\",\"size\":12.5,\"more\":[{\"a\":[]},\"b\"]}" +
-      "  dropped\n" + at + "own sess  command  std-Cmd  Spelling/1.3  {}\n" + at +
+      "  dropped\n" + at + "own sess  command  std-Cmd  Spelling/1.3\n" + at +
       "01234567  error  std-Error  {\"std-ErrCode\":\"E1\"}\n    1 free segment\n");
   ExpectShown("\n0 records in the cache, 2 events in journals; no damage found\n");
 
