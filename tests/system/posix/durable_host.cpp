@@ -7,7 +7,13 @@
 //   start             Initialize; prints "started STATUS"
 //   value KEY TEXT    AddProductInfo
 //   log COUNT BYTES   reports events with BYTES of text each; prints "accepted NAME" for each one
+//   blast THREADS COUNT BYTES FILE
+//                     each thread reports COUNT events PREFIX.THREAD.SERIAL; how many of them have
+//                     been accepted stands in FILE, see blast_counters.h; prints "blasted"
 //   suspend, resume   Suspend, Resume
+//   die NUMBER        from now on, kill_points.h
+//   points            prints "points COUNT", those passed since then
+//   recovered FOLDER  waits until there is one journal in FOLDER; prints "recovered"
 //   sync              waits until the session thread has handled all earlier calls; prints "synced"
 //   commit            Commit; prints "committed STATUS"
 //   terminate         Terminate; prints "terminated MILLISECONDS", the time that it took
@@ -21,12 +27,18 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <random>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
+
+#include "system/posix/blast_counters.h"
+#include "system/posix/kill_points.h"
 
 extern "C" const TavEntryTable* TAV_CALL TavLoader(int version);
 
@@ -96,6 +108,48 @@ class Host {
     }
   }
 
+  void Blast(Words& words) {
+    int threads = 0;
+    int count = 0;
+    std::size_t bytes = 0;
+    std::string file;
+    words >> threads >> count >> bytes >> file;
+    Tav::Testing::BlastCounters counters(file);
+    const std::string noise = Noise(bytes);
+    std::vector<std::thread> blasting;
+    for (int i = 0; i < threads; ++i) {
+      blasting.emplace_back([&, i] {
+        const std::string prefix = prefix_ + '.' + std::to_string(i) + '.';
+        for (int serial = 0; serial < count; ++serial) {
+          TavEvent_s* const event = tav_.NewEvent((prefix + std::to_string(serial)).c_str());
+          tav_.AddEventProperty(event, "noise", noise.c_str());
+          tav_.LogEvent(event);
+          counters.Set(i, serial + 1);
+        }
+      });
+    }
+    for (std::thread& thread : blasting) {
+      thread.join();
+    }
+    Print("blasted");
+  }
+
+  static void AwaitRecovery(Words& words) {
+    std::string folder;
+    words >> folder;
+    const auto journals = [&] {
+      int count = 0;
+      for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        count += entry.path().filename().string().starts_with("TavJournal_") ? 1 : 0;
+      }
+      return count;
+    };
+    while (journals() > 1) {
+      usleep(1000);
+    }
+    Print("recovered");
+  }
+
   void TimeTermination() {
     using std::chrono::steady_clock;
     const steady_clock::time_point begin = steady_clock::now();
@@ -123,6 +177,15 @@ class Host {
          tav_.AddProductInfo(key.c_str(), text.c_str());
        }},
       {"log", [this](Words& words) { Log(words); }},
+      {"blast", [this](Words& words) { Blast(words); }},
+      {"die",
+       [](Words& words) {
+         int number = 0;
+         words >> number;
+         Tav::Testing::KillAtPoint(number);
+       }},
+      {"points", [](Words&) { Print("points " + std::to_string(Tav::Testing::PointsPassed())); }},
+      {"recovered", [](Words& words) { AwaitRecovery(words); }},
       {"suspend", [this](Words&) { tav_.Suspend(); }},
       {"resume", [this](Words&) { tav_.Resume(); }},
       {"sync",
