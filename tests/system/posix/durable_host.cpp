@@ -4,12 +4,14 @@
 // Usage: durable_host PREFIX
 // Its events have unique names: PREFIX, a dot and a serial number.
 //
+//   never_send        SetSendInterval; before start
 //   start             Initialize; prints "started STATUS"
 //   value KEY TEXT    AddProductInfo
 //   log COUNT BYTES   reports events with BYTES of text each; prints "accepted NAME" for each one
-//   blast THREADS COUNT BYTES FILE
+//   blast THREADS COUNT BYTES FILE MOMENT
 //                     each thread reports COUNT events PREFIX.THREAD.SERIAL; how many of them have
-//                     been accepted stands in FILE, see blast_counters.h; prints "blasted"
+//                     been accepted stands in FILE, see blast_counters.h; the first thread kills
+//                     the process when it has reported MOMENT events; prints "blasted"
 //   suspend, resume   Suspend, Resume
 //   die NUMBER        from now on, kill_points.h
 //   points            prints "points COUNT", those passed since then
@@ -86,11 +88,13 @@ class Host {
     return seed;
   }
 
-  // Text that gzip hardly compresses.
+  // Text that gzip hardly compresses up to a thousand bytes; a longer one repeats itself.
   std::string Noise(std::size_t length) {
+    constexpr std::size_t kPeriod = 1000;
     std::string text;
     while (text.size() < length) {
-      text += static_cast<char>(' ' + 1 + random_() % 94);
+      text += text.size() < kPeriod ? static_cast<char>(' ' + 1 + random_() % 94)
+                                    : text[text.size() - kPeriod];
     }
     return text;
   }
@@ -113,7 +117,8 @@ class Host {
     int count = 0;
     std::size_t bytes = 0;
     std::string file;
-    words >> threads >> count >> bytes >> file;
+    int moment = 0;
+    words >> threads >> count >> bytes >> file >> moment;
     Tav::Testing::BlastCounters counters(file);
     const std::string noise = Noise(bytes);
     std::vector<std::thread> blasting;
@@ -125,6 +130,9 @@ class Host {
           tav_.AddEventProperty(event, "noise", noise.c_str());
           tav_.LogEvent(event);
           counters.Set(i, serial + 1);
+          if (i == 0 && serial + 1 == moment) {
+            kill(getpid(), SIGKILL);
+          }
         }
       });
     }
@@ -164,6 +172,7 @@ class Host {
   std::mt19937 random_;
   int next_ = 0;
   const std::map<std::string, std::function<void(Words&)>> commands_ = {
+      {"never_send", [this](Words&) { tav_.SetSendInterval(0xFFFFFFFF, TAV_UNIT_SECONDS); }},
       {"start",
        [this](Words&) {
          Print("started " +

@@ -12,46 +12,48 @@
 namespace Tav::Testing {
 namespace {
 
-// The number of kills in a test; all that are possible if TAV_TEST_KILLS is "all".
+// A number in the environment makes a long run of it.
 int KillsOf(int usual, int possible) {
   const char* const wanted = std::getenv("TAV_TEST_KILLS");
-  return std::min(possible, wanted != nullptr && std::string(wanted) == "all" ? possible : usual);
+  return std::min(possible, wanted != nullptr ? std::atoi(wanted) : usual);
 }
 
 struct Life {
   const char* name;
   const char* settings;
-  const char* commands;  // after "start" and the events of a run that died; %FOLDER% is replaced
-  int deadRuns = 0;      // before
+  const char* commands;  // %FOLDER% is replaced
+  int deadRuns = 0;      // with journals, before
+  int kills = 10;
 };
 
-// Records are small, so that few events may arrive twice. A host that is suspended stores what it
-// would send.
+// Records are small, so that few events may arrive twice.
 constexpr char kSending[] = R"({"max_record_size":9000.0})";
 constexpr char kStoring[] = R"({"max_record_size":9000.0,"max_memory_size":64.0,"flush_time":0.0})";
 constexpr char kGrowing[] = R"({"max_record_size":300000.0,"max_memory_size":60000000.0})";
 constexpr int kEventsInRecord = 30;
 
 constexpr Life kLives[] = {
-    {"Sends", kSending, "sync\nlog 40 300\ncommit\nvalue Half done\nlog 40 300\ncommit\nterminate"},
-    {"Stores", kStoring, "suspend\nsync\nlog 40 300\nsync\nlog 40 300\nsync"},
-    {"Recovers", kSending, "suspend\nsync\nlog 20 300\nrecovered %FOLDER%", 2},
-    {"Grows", kGrowing, "suspend\nsync\nlog 500 30000\nresume\ncommit\nterminate"},
+    {"Sends", kSending,
+     "start\nsync\nlog 40 300\ncommit\nvalue Half done\nlog 40 300\ncommit\nterminate"},
+    {"Stores", kStoring, "never_send\nstart\nsync\nlog 40 300\nsync\nlog 40 300\nsync"},
+    {"Recovers", kSending, "never_send\nstart\nsync\nlog 20 300\nrecovered %FOLDER%", 2},
+    {"Grows", kGrowing, "start\nsuspend\nsync\nlog 300 50000\nresume\ncommit\nterminate", 0, 3},
 };
 
 // Until the library keeps a cache file that it has loaded, a host that is killed before it has sent
 // the records loses them.
 constexpr Life kLivesWithCache[] = {
     {"Loads", kStoring,
-     "sync\nsuspend\nlog 40 300\nsync\nlog 40 300\nsync\nresume\ncommit\nlog 40 300\nterminate"},
-    {"RecoversAndSends", kStoring, "sync\nlog 20 300\ncommit\nterminate", 2},
+     "start\nsync\nsuspend\nlog 40 300\nsync\nlog 40 300\nsync\nresume\ncommit\nlog 40 "
+     "300\nterminate"},
+    {"RecoversAndSends", kStoring, "start\nsync\nlog 20 300\ncommit\nterminate", 2},
 };
 
 class KillPointsTest : public HostProcessTest, public testing::WithParamInterface<Life> {
  protected:
   std::string Commands(int point) const {
-    std::string commands = std::string("die ") + std::to_string(point) + "\nstart\n" +
-                           GetParam().commands + "\npoints";
+    std::string commands =
+        std::string("die ") + std::to_string(point) + '\n' + GetParam().commands + "\npoints";
     const std::string folder = "%FOLDER%";
     if (const size_t at = commands.find(folder); at != std::string::npos) {
       commands.replace(at, folder.size(), Storage().string());
@@ -64,7 +66,7 @@ class KillPointsTest : public HostProcessTest, public testing::WithParamInterfac
     PutSettings(kSending);
     for (int i = 0; i < GetParam().deadRuns; ++i) {
       HostProcess host(Host(prefix + "dead" + std::to_string(i)));
-      host.Send("start\nsuspend\nsync\nlog 60 300\nsync");
+      host.Send("never_send\nstart\nsync\nlog 60 300\nsync");
       host.Await("synced");
       host.Await("synced");
       host.Kill();
@@ -118,7 +120,7 @@ TEST_P(KillPointsTest, LosesNothing) {
   ASSERT_EQ(moment_, "survived");
   EXPECT_EQ(twice_, 0);
   std::map<std::string, int> moments;
-  const int kills = KillsOf(10, points);
+  const int kills = KillsOf(GetParam().kills, points);
   for (int i = 0; i < kills && !HasFailure(); ++i) {
     const int point = 1 + static_cast<int>(int64_t{i} * points / kills);
     SCOPED_TRACE("point " + std::to_string(point));
