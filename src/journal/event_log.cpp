@@ -140,7 +140,7 @@ std::optional<EventLog::Migration> EventLog::BeginMigration() {
   for (size_t i = 0; readyCount_ > 0 && i < count; ++i) {
     const Use& use = uses_.At(i);
     if (!use.mapped && use.segment.Size() == kSegmentSize) {
-      return Migration{use.segment, Segment(ready_[--readyCount_])};
+      return Migration{use.segment, Segment(ready_[--readyCount_]), use.end};
     }
   }
   return std::nullopt;
@@ -148,10 +148,9 @@ std::optional<EventLog::Migration> EventLog::BeginMigration() {
 
 void EventLog::Copy(const Migration& migration) {
   std::memcpy(migration.to.Memory() + kSegmentHeadSize, migration.from.Memory() + kSegmentHeadSize,
-              kMaxEntrySize);
+              migration.end - kSegmentHeadSize);
   Segment to = migration.to;
-  to.Begin(migration.from.Number());
-  to.Settle(migration.from.Settled());
+  to.Begin(migration.from.Number(), migration.from.Settled());
 }
 
 void EventLog::EndMigration(const Migration& migration) {

@@ -72,13 +72,15 @@ class EventLog {
   struct Migration {
     Segment from;
     Segment to;
+    uint32_t end;  // of the entries
   };
   std::optional<Migration> BeginMigration();
   void EndMigration(const Migration& migration);
 
   // Without the lock, session thread.
 
-  // Copies the entries. The first word comes last, so that a file never has half a segment.
+  // Copies the entries. The first word comes last and at once, so that a file never has half a
+  // segment or entries that were settled before.
   static void Copy(const Migration& migration);
 
   struct Item {

@@ -105,7 +105,7 @@ JournalFile::Lease JournalFile::Take(const std::string& path, std::unique_ptr<Jo
       return Lease::Unknown;
   }
   if (!taken->MapAll()) {
-    return Lease::Unknown;
+    return taken->IsUnfinished() && taken->Remove() ? Lease::Missing : Lease::Unknown;
   }
   file = std::move(taken);
   return Lease::Taken;
@@ -114,7 +114,7 @@ JournalFile::Lease JournalFile::Take(const std::string& path, std::unique_ptr<Jo
 bool JournalFile::MapAll() {
   constexpr int64_t kMaxSize = int64_t{1} << 30;
   const int64_t size = file_.Size();
-  if (size < static_cast<int64_t>(kHeadUnit) || size > kMaxSize) {
+  if (size <= 0 || size > kMaxSize) {
     return false;
   }
   std::byte* const memory = file_.Map(0, static_cast<size_t>(size));
@@ -125,6 +125,15 @@ bool JournalFile::MapAll() {
   size_ = size;
   head_ = JournalHead::Read({memory, static_cast<size_t>(size)});
   return head_.has_value();
+}
+
+// No segment is added before the head is complete.
+bool JournalFile::IsUnfinished() const {
+  if (pieces_.empty()) {
+    return file_.Size() == 0;
+  }
+  return size_ < static_cast<int64_t>(kSegmentSize) &&
+         JournalHead::IsMissing({pieces_.front().memory, static_cast<size_t>(size_)});
 }
 
 std::vector<Segment> JournalFile::Segments() const {

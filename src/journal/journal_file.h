@@ -40,7 +40,8 @@ class JournalFile {
   static std::unique_ptr<JournalFile> Create(const std::string& path,
                                              std::span<const std::byte> runBlock,
                                              int64_t startTime);
-  // Takes the file of a dead run into `file`, with all of its segments.
+  // Takes the file of a dead run into `file`, with all of its segments. Deletes a file whose
+  // process died while it created it: nothing is in there.
   static Lease Take(const std::string& path, std::unique_ptr<JournalFile>& file);
 
   // Unmaps everything. The file stays.
@@ -67,6 +68,7 @@ class JournalFile {
   JournalFile() = default;
   bool CreateHead(const std::string& path, std::span<const std::byte> runBlock, int64_t startTime);
   bool MapAll();
+  bool IsUnfinished() const;
   std::byte* MapPiece(size_t size);
   void UnmapAll();
 

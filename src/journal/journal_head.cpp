@@ -1,5 +1,6 @@
 #include "journal/journal_head.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -146,6 +147,11 @@ std::optional<JournalHead> JournalHead::Read(std::span<std::byte> file) {
   return JournalHead(file.first(preamble.headSize));
 }
 
+bool JournalHead::IsMissing(std::span<const std::byte> file) {
+  const std::span<const std::byte> magic = file.first(std::min(file.size(), sizeof kMagic));
+  return std::ranges::all_of(magic, [](std::byte each) { return each == std::byte{0}; });
+}
+
 JournalHead JournalHead::Create(std::span<std::byte> memory, int64_t startTime) {
   Preamble preamble{};
   preamble.magic = kMagic;
@@ -153,9 +159,12 @@ JournalHead JournalHead::Create(std::span<std::byte> memory, int64_t startTime) 
   preamble.headSize = static_cast<uint32_t>(memory.size());
   preamble.segmentSize = static_cast<uint32_t>(kSegmentSize);
   preamble.startTime = startTime;
-  std::memcpy(memory.data(), &preamble, sizeof preamble);
-  preamble.checksum = PreambleChecksum(memory);
-  std::memcpy(memory.data(), &preamble, sizeof preamble);
+  const auto* const bytes = reinterpret_cast<const std::byte*>(&preamble);
+  preamble.checksum = Checksum(bytes, offsetof(Preamble, checksum));
+  constexpr size_t kMagicSize = sizeof preamble.magic;
+  std::memcpy(memory.data() + kMagicSize, bytes + kMagicSize, sizeof preamble - kMagicSize);
+  std::atomic_ref<uint64_t>(*reinterpret_cast<uint64_t*>(memory.data()))
+      .store(kMagic, std::memory_order_release);
   return JournalHead(memory);
 }
 

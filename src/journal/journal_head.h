@@ -28,7 +28,9 @@ class JournalHead {
   static size_t SizeFor(size_t runBlockSize);
   // The head at the start of a file; nothing if its format is not known or it is damaged.
   static std::optional<JournalHead> Read(std::span<std::byte> file);
-  // Begins a head in `memory`, which is zero; milliseconds since 1970.
+  // Whether the process died before it had begun a head.
+  static bool IsMissing(std::span<const std::byte> file);
+  // Begins a head in `memory`, which is zero; milliseconds since 1970. The magic number comes last.
   static JournalHead Create(std::span<std::byte> memory, int64_t startTime);
 
   size_t Size() const { return memory_.size(); }

@@ -34,7 +34,9 @@ std::optional<uint32_t> Segment::Append(uint32_t offset, std::span<const std::by
   std::byte* const target = memory_ + offset;
   const auto end = static_cast<uint32_t>(offset + entry.size());
   // What an earlier use left behind the entry must not count as its successor. Its number is an
-  // older one, so nothing has to be erased.
+  // older one, so nothing has to be erased. What it left here must not count as a damaged entry.
+  Word(target).store(0, std::memory_order_release);
+  std::atomic_signal_fence(std::memory_order_seq_cst);  // a kill sees the stores in their order
   std::memcpy(target + kNumberAt, &number, sizeof number);
   std::memcpy(target + kVerdictAt, entry.data() + kVerdictAt, entry.size() - kVerdictAt);
   uint64_t seal = 0;

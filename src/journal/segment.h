@@ -32,8 +32,8 @@ class Segment {
   size_t Size() const { return size_; }
   explicit operator bool() const { return memory_ != nullptr; }
 
-  // Begins a use without entries; everything in the segment counts as free.
-  void Begin(uint32_t number) { Store(number, kSegmentHeadSize); }
+  // Begins a use. Without entries of that number, everything in the segment counts as free.
+  void Begin(uint32_t number, uint32_t settled = kSegmentHeadSize) { Store(number, settled); }
   // Ends the use.
   void Release() { Store(0, 0); }
   uint32_t Number() const { return static_cast<uint32_t>(Load() >> 32); }

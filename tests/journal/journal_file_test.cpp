@@ -127,11 +127,21 @@ TEST_F(JournalFileTest, TheFileOfALivingProcessIsLeftAlone) {
 
 TEST_F(JournalFileTest, FilesThatAreNoJournalStay) {
   std::unique_ptr<JournalFile> file;
-  for (const std::string& contents : {std::string(), std::string(10, 'x'),
-                                      std::string(1 << 18, 'x'), std::string(1 << 18, '\0')}) {
+  for (const std::string& contents :
+       {std::string(10, 'x'), std::string(1 << 18, 'x'), std::string(1 << 20, '\0')}) {
     folder_.Put("other", contents);
     EXPECT_EQ(JournalFile::Take(folder_.Path("other"), file), JournalFile::Lease::Unknown);
     EXPECT_EQ(folder_.Contents("other"), contents);
+  }
+}
+
+// A crash while the file was created leaves it without a head.
+TEST_F(JournalFileTest, AFileThatNobodyFinishedIsDeleted) {
+  std::unique_ptr<JournalFile> file;
+  for (const size_t size : {0, 10, 1 << 16}) {
+    folder_.Put("other", std::string(size, '\0'));
+    EXPECT_EQ(JournalFile::Take(folder_.Path("other"), file), JournalFile::Lease::Missing);
+    EXPECT_FALSE(std::filesystem::exists(folder_.Root() / "other"));
   }
 }
 

@@ -39,6 +39,12 @@ bool MappedFile::Create(const std::string& path) {
     Abandon(descriptor, errno);
     return false;
   }
+  // Another process may have taken it between the two calls and deleted it as an empty one.
+  struct stat status{};
+  if (fstat(descriptor, &status) != 0 || status.st_nlink == 0) {
+    Abandon(descriptor, EAGAIN);
+    return false;
+  }
   descriptor_ = descriptor;
   path_ = path;
   return true;

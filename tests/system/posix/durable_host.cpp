@@ -4,10 +4,18 @@
 // Usage: durable_host PREFIX
 // Its events have unique names: PREFIX, a dot and a serial number.
 //
+//   never_send        SetSendInterval; before start
 //   start             Initialize; prints "started STATUS"
 //   value KEY TEXT    AddProductInfo
 //   log COUNT BYTES   reports events with BYTES of text each; prints "accepted NAME" for each one
+//   blast THREADS COUNT BYTES FILE MOMENT
+//                     each thread reports COUNT events PREFIX.THREAD.SERIAL; how many of them have
+//                     been accepted stands in FILE, see blast_counters.h; the first thread kills
+//                     the process when it has reported MOMENT events; prints "blasted"
 //   suspend, resume   Suspend, Resume
+//   die NUMBER        from now on, kill_points.h
+//   points            prints "points COUNT", those passed since then
+//   recovered FOLDER  waits until there is one journal in FOLDER; prints "recovered"
 //   sync              waits until the session thread has handled all earlier calls; prints "synced"
 //   commit            Commit; prints "committed STATUS"
 //   terminate         Terminate; prints "terminated MILLISECONDS", the time that it took
@@ -21,12 +29,18 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <random>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
+
+#include "system/posix/blast_counters.h"
+#include "system/posix/kill_points.h"
 
 extern "C" const TavEntryTable* TAV_CALL TavLoader(int version);
 
@@ -74,11 +88,13 @@ class Host {
     return seed;
   }
 
-  // Text that gzip hardly compresses.
+  // Text that gzip hardly compresses up to a thousand bytes; a longer one repeats itself.
   std::string Noise(std::size_t length) {
+    constexpr std::size_t kPeriod = 1000;
     std::string text;
     while (text.size() < length) {
-      text += static_cast<char>(' ' + 1 + random_() % 94);
+      text += text.size() < kPeriod ? static_cast<char>(' ' + 1 + random_() % 94)
+                                    : text[text.size() - kPeriod];
     }
     return text;
   }
@@ -96,6 +112,52 @@ class Host {
     }
   }
 
+  void Blast(Words& words) {
+    int threads = 0;
+    int count = 0;
+    std::size_t bytes = 0;
+    std::string file;
+    int moment = 0;
+    words >> threads >> count >> bytes >> file >> moment;
+    Tav::Testing::BlastCounters counters(file);
+    const std::string noise = Noise(bytes);
+    std::vector<std::thread> blasting;
+    for (int i = 0; i < threads; ++i) {
+      blasting.emplace_back([&, i] {
+        const std::string prefix = prefix_ + '.' + std::to_string(i) + '.';
+        for (int serial = 0; serial < count; ++serial) {
+          TavEvent_s* const event = tav_.NewEvent((prefix + std::to_string(serial)).c_str());
+          tav_.AddEventProperty(event, "noise", noise.c_str());
+          tav_.LogEvent(event);
+          counters.Set(i, serial + 1);
+          if (i == 0 && serial + 1 == moment) {
+            kill(getpid(), SIGKILL);
+          }
+        }
+      });
+    }
+    for (std::thread& thread : blasting) {
+      thread.join();
+    }
+    Print("blasted");
+  }
+
+  static void AwaitRecovery(Words& words) {
+    std::string folder;
+    words >> folder;
+    const auto journals = [&] {
+      int count = 0;
+      for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        count += entry.path().filename().string().starts_with("TavJournal_") ? 1 : 0;
+      }
+      return count;
+    };
+    while (journals() > 1) {
+      usleep(1000);
+    }
+    Print("recovered");
+  }
+
   void TimeTermination() {
     using std::chrono::steady_clock;
     const steady_clock::time_point begin = steady_clock::now();
@@ -110,6 +172,7 @@ class Host {
   std::mt19937 random_;
   int next_ = 0;
   const std::map<std::string, std::function<void(Words&)>> commands_ = {
+      {"never_send", [this](Words&) { tav_.SetSendInterval(0xFFFFFFFF, TAV_UNIT_SECONDS); }},
       {"start",
        [this](Words&) {
          Print("started " +
@@ -123,6 +186,15 @@ class Host {
          tav_.AddProductInfo(key.c_str(), text.c_str());
        }},
       {"log", [this](Words& words) { Log(words); }},
+      {"blast", [this](Words& words) { Blast(words); }},
+      {"die",
+       [](Words& words) {
+         int number = 0;
+         words >> number;
+         Tav::Testing::KillAtPoint(number);
+       }},
+      {"points", [](Words&) { Print("points " + std::to_string(Tav::Testing::PointsPassed())); }},
+      {"recovered", [](Words& words) { AwaitRecovery(words); }},
       {"suspend", [this](Words&) { tav_.Suspend(); }},
       {"resume", [this](Words&) { tav_.Resume(); }},
       {"sync",

@@ -113,20 +113,28 @@ void HostProcess::Classify(const std::string& line) {
   constexpr std::string_view kLog = "log: ";
   if (line.starts_with(kAccepted)) {
     accepted_.push_back(line.substr(kAccepted.size()));
+  } else if (line.starts_with("killed ")) {
+    killedAt_ = line;
   } else if (line.starts_with(kLog)) {
     log_.push_back(line.substr(kLog.size()));
   }
 }
 
 std::string HostProcess::Await(const std::string& part) {
-  std::string line;
-  while (NextLine(&line)) {
-    if (line.find(part) != std::string::npos) {
-      return line;
+  if (!Prints(part)) {
+    ADD_FAILURE() << "the host never printed '" << part << "'";
+    return {};
+  }
+  return last_;
+}
+
+bool HostProcess::Prints(const std::string& part) {
+  while (NextLine(&last_)) {
+    if (last_.find(part) != std::string::npos) {
+      return true;
     }
   }
-  ADD_FAILURE() << "the host never printed '" << part << "'";
-  return {};
+  return false;
 }
 
 void HostProcess::Drain() {

@@ -34,11 +34,17 @@ class HostProcess {
   std::string Await(const std::string& part);
   // Kills it, and reads the rest of its output.
   void Kill();
+  // Whether it prints `part` before its end.
+  bool Prints(const std::string& part);
   // Closes its input and waits for its end. The test fails unless its status is 0.
   void Finish();
 
   // From the output so far: the events whose LogEvent had returned, and the library's log.
   const Lines& Accepted() const { return accepted_; }
+  // What Prints found.
+  const std::string& LastLine() const { return last_; }
+  // Where it killed itself, see kill_points.h; empty if it did not.
+  const std::string& KilledAt() const { return killedAt_; }
   std::string WholeLog() const;
   // The first log line that contains `part`; empty if there is none.
   std::string Logged(const std::string& part) const;
@@ -54,6 +60,8 @@ class HostProcess {
   int input_ = -1;
   int output_ = -1;
   std::string unread_;
+  std::string last_;  // line that was read
+  std::string killedAt_;
   Lines accepted_;
   Lines log_;
 };
