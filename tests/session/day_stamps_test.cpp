@@ -78,7 +78,8 @@ TEST_F(DayStampsTest, AJumpingClockNeitherStallsNorRepeatsTheDailyRequest) {
   int64_t requests = 0;
   Run(now);
   for (int run = 0; run < 200; ++run) {
-    const int64_t pause = random.OneIn(4) ? random.Below(5 * kDaySeconds) : random.Below(kDaySeconds / 4);
+    const int64_t pause =
+        random.OneIn(4) ? random.Below(5 * kDaySeconds) : random.Below(kDaySeconds / 4);
     int64_t jump = 0;
     if (random.OneIn(5)) {
       jump = random.Below(100 * 365) * kDaySeconds - now;  // to any day of a century
