@@ -2,14 +2,25 @@
 
 #include <utility>
 
+#include "platform/clock.h"
 #include "util/logger.h"
 #include "util/now.h"
 
 namespace Tav {
 
+namespace {
+
+// Milliseconds. After a flush of this length the session thread looks after the host.
+constexpr int64_t kMaxFlush = 1000;
+// After the end of sending. A second is left then; what is not stored stays in the journal.
+constexpr int64_t kMaxLastFlush = 500;
+
+}  // namespace
+
 void Delivery::SetLimits(const Limits& limits) {
   schedule_.Tune(limits.schedule);
   maxMemorySize_ = limits.maxMemorySize;
+  store_.SetMaxMemory(maxMemorySize_);
 }
 
 void Delivery::Add(const EventLog::Item& event, const Now& now) {
@@ -129,27 +140,41 @@ void Delivery::ArmFlush() {
 
 void Delivery::FlushIfDue() {
   const int64_t inMemory = store_.InMemory().Bytes();
-  if (schedule_.FlushExpired()) {
+  if (flushing_) {
+    TAV_DEBUG("SM: Flushing more records to disk");
+  } else if (schedule_.FlushExpired()) {
     TAV_DEBUG("SM: Flushing records to disk (memory flush timer expires)");
   } else if (inMemory <= maxMemorySize_) {
     return;
   } else if (schedule_.FlushFailed()) {
-    store_.BoundMemory(maxMemorySize_);
+    store_.BoundMemory();
     return;
   } else {
     TAV_DEBUG("SM: Flushing records to disk (memory full): total mem used = %d, max mem sz = %d",
               static_cast<int>(inMemory), maxMemorySize_);
   }
-  ProcessEventList(true);
-  FlushToCache();
+  Flush(Platform::MonotonicMilliseconds() + kMaxFlush);
 }
 
-void Delivery::FlushToCache() {
+// Builds and stores records in turn, so that they take little memory, until nothing is left, the
+// cache fails, or the given time on the monotonic clock.
+void Delivery::Flush(int64_t end) {
+  bool stored = true;
+  do {
+    ProcessEventList(true);
+    stored = FlushToCache();
+  } while (stored && !batch_.Pending().Empty() && Platform::MonotonicMilliseconds() < end);
+  flushing_ = stored && !batch_.Pending().Empty();
+}
+
+bool Delivery::FlushToCache() {
   schedule_.OnFlushed();
-  if (!store_.Flush()) {
+  const bool stored = store_.Flush();
+  if (!stored) {
     schedule_.OnFlushFailed(ReadClocks());
-    store_.BoundMemory(maxMemorySize_);
+    store_.BoundMemory();
   }
+  return stored;
 }
 
 void Delivery::SendAtTermination() {
@@ -176,15 +201,20 @@ void Delivery::SendAtTermination() {
 
 void Delivery::CacheUnsent() {
   // After an opt-out, the only unsent record is the opt-out, which the storage files keep.
-  if (store_.NothingInMemory() || !store_.UsesCache()) {
+  if ((store_.NothingInMemory() && batch_.Pending().Empty()) || !store_.UsesCache()) {
     return;
   }
   TAV_DEBUG("SM: ProcessTermination: writing records to cache");
-  FlushToCache();
-  const RecordList& lost = store_.InMemory();
-  if (!lost.Empty()) {
+  const bool mayStay = journal_.HasFile();
+  Flush(mayStay ? Platform::MonotonicMilliseconds() + uploader_.TimeToDeadline() + kMaxLastFlush
+                : INT64_MAX);
+  if (!mayStay) {
+    store_.SetMaxMemory(INT32_MAX);  // to know what is lost
+    ProcessEventList(true);
+  }
+  if (const RecordStore::Unprotected lost = store_.FindUnprotected(); lost.count > 0) {
     LogWarning("SM: %d records (%d bytes) could be neither sent nor stored and are lost",
-               static_cast<int>(lost.Count()), static_cast<int>(lost.Bytes()));
+               lost.count, static_cast<int>(lost.bytes));
   }
 }
 

@@ -17,7 +17,7 @@
 namespace Tav {
 
 // Session thread only, except Sender().SetDeadline.
-class Delivery {
+class Delivery final : RecordSupply {
  public:
   // Borrows all but `consent`. A disabled intake also stops the delivery.
   Delivery(AppStatus& app,
@@ -33,7 +33,9 @@ class Delivery {
         journal_(journal),
         store_(consent, app.Changes(), journal),
         batch_(builder, app.Changes(), log),
-        uploader_(store_) {}
+        uploader_(store_) {
+    store_.SetSupply(this);
+  }
 
   void SetLimits(const Limits& limits);
 
@@ -43,7 +45,8 @@ class Delivery {
   // Settles the dropped events at the start of the log.
   void SettleDropped();
 
-  // Builds full records, or, with `all`, records of everything that is pending.
+  // Builds full records, or, with `all`, records of everything that is pending, while there is room
+  // for them in memory.
   void ProcessEventList(bool all);
   // Builds records and decides whether they are sent now. Ends a send while suspended.
   bool IsSendDue(bool suspended);
@@ -54,16 +57,19 @@ class Delivery {
   bool SendToServer();
   // Ends a send that has more slices. The next one begins as the schedule says.
   void EndSend();
-  // Whether the last slice has left more.
+  // Whether the last slice or flush has left more.
+  bool Busy() const { return uploader_.Connected() || flushing_; }
   bool Sending() const { return uploader_.Connected(); }
-  // Writes the records to the cache when the flush interval has passed or memory is full.
+  // Writes the records to the cache when the flush interval has passed or memory is full. For about
+  // a second; the next call goes on.
   void FlushIfDue();
   // At the end of a turn: whatever is left in memory has a time at which it goes to the cache.
   void ArmFlush();
 
   // At the end of a run: sends if the schedule allows it.
   void SendAtTermination();
-  // After SendAtTermination: caches the unsent records and logs those that could not be cached.
+  // After SendAtTermination: caches what is unsent while time permits, and logs what is lost. The
+  // rest stays in the journal.
   void CacheUnsent();
 
   SendSchedule& Schedule() { return schedule_; }
@@ -72,9 +78,12 @@ class Delivery {
   Uploader& Sender() { return uploader_; }
 
  private:
+  bool Exhausted() const override { return batch_.Pending().Empty(); }
+  void Supply() override { ProcessEventList(true); }
   void FinishSend(bool reached);
   void CheckSendThreshold(bool suspended);
-  void FlushToCache();
+  bool FlushToCache();
+  void Flush(int64_t end);
 
   AppStatus& app_;
   DayStamps& stamps_;
@@ -85,6 +94,7 @@ class Delivery {
   EventBatch batch_;
   Uploader uploader_;
   int maxMemorySize_ = 0;
+  bool flushing_ = false;                      // the last flush was cut short
   std::optional<MonotonicTime> retryRefused_;  // from when on refused records are tried again
 };
 

@@ -72,7 +72,9 @@ void EventBatch::BuildRecords(bool all, RecordStore& store) {
     return;
   }
   do {
-    if (!all && overheadEstimate_ + pending_.EstimatedSize() < builder_.MaxRecordSize()) {
+    const bool due =
+        all || overheadEstimate_ + pending_.EstimatedSize() >= builder_.MaxRecordSize();
+    if (!due || store.Full()) {
       return;
     }
     if (std::unique_ptr<BuiltRecord> record = BuildRecord()) {

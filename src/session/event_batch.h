@@ -66,7 +66,7 @@ class EventBatch {
   const PendingEvents& Pending() const { return pending_; }
 
   // Appends full records to the store; with `all`, records of all pending events and changes, even
-  // of changes without events.
+  // of changes without events. Events stay pending while the store is full.
   void BuildRecords(bool all, RecordStore& store);
 
  private:

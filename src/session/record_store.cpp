@@ -102,6 +102,9 @@ SendSchedule::Backlog RecordStore::Backlog() const {
 }
 
 bool RecordStore::HasOne() const {
+  if (supply_ != nullptr && !supply_->Exhausted()) {
+    return false;
+  }
   if (leased_.Empty()) {
     return records_.HasOne() && CacheSize() == 0;
   }
@@ -119,6 +122,9 @@ const BuiltRecord* RecordStore::Oldest() {
 const BuiltRecord* RecordStore::NextToSend() {
   constexpr size_t kAll = SIZE_MAX;
   size_t left = kAll;
+  if (NothingInMemory() && supply_ != nullptr && !supply_->Exhausted()) {
+    supply_->Supply();
+  }
   const BuiltRecord* next = Oldest();
   while (next != nullptr && refused_.Contains(*next)) {
     if (!refused_.MeetFirst(*next) && left == kAll) {
@@ -279,8 +285,19 @@ CarriedData RecordStore::CarriedInMemory() const {
   return latest;
 }
 
-void RecordStore::BoundMemory(int maxMemorySize) {
-  const int64_t bound = int64_t{maxMemorySize} * kMemoryBoundFactor;
+RecordStore::Unprotected RecordStore::FindUnprotected() const {
+  Unprotected found;
+  for (const BuiltRecord* record = records_.First(); record; record = record->next.get()) {
+    if (record->logEnd <= settled_ || !journal_.HasFile()) {
+      ++found.count;
+      found.bytes += record->Size();
+    }
+  }
+  return found;
+}
+
+void RecordStore::BoundMemory() {
+  const int64_t bound = int64_t{maxMemorySize_} * kMemoryBoundFactor;
   if (leased_.Bytes() + records_.Bytes() > bound) {
     ReturnLease();
   }

@@ -18,6 +18,20 @@
 
 namespace Tav {
 
+// Appends records to the store when there is room for them.
+class RecordSupply {
+ public:
+  RecordSupply() = default;
+  RecordSupply(const RecordSupply&) = delete;
+  RecordSupply& operator=(const RecordSupply&) = delete;
+
+  virtual bool Exhausted() const = 0;
+  virtual void Supply() = 0;
+
+ protected:
+  ~RecordSupply() = default;
+};
+
 // Session thread only. Blocks as the disk does.
 class RecordStore {
  public:
@@ -26,11 +40,17 @@ class RecordStore {
   RecordStore(Consent consent, UnsentChanges& changes, RunJournal& journal)
       : consent_(consent), changes_(changes), journal_(journal) {}
 
+  // Bytes of records in memory. Records from the host may pass it.
+  void SetMaxMemory(int maxMemorySize) { maxMemorySize_ = maxMemorySize; }
   // Finds the records of earlier runs; after an opt-out, deletes them. Before this call, and if it
   // throws, the store works in memory only.
   void OpenCache(std::unique_ptr<CacheManager> cache, bool persistentInterval);
 
   void Append(std::unique_ptr<BuiltRecord> record);
+  // Between two steps of work that may take a while.
+  void PrepareRoom() { journal_.Refill(); }
+  // Whether the records of this run take their maximum of memory or more.
+  bool Full() const { return records_.Bytes() > maxMemorySize_; }
   // Whether a record is in memory whose events are in the journal.
   bool HasUnsettled() const { return settled_ < logEnd_; }
   // Writes a record of a dead run to the cache. False, and the record stays the caller's, if it
@@ -64,10 +84,17 @@ class RecordStore {
   // not be used.
   bool Flush();
   // Drops the oldest records in memory, with a warning, until they take no more than a multiple of
-  // `maxMemorySize` bytes. First of all those of a cache file, which has them.
-  void BoundMemory(int maxMemorySize);
+  // the maximum. First of all those of a cache file, which has them.
+  void BoundMemory();
   // Whether a flush failed since the last call.
   bool TakeFlushFailed() { return std::exchange(flushFailed_, false); }
+
+  // The records in memory that a later run would not find.
+  struct Unprotected {
+    int count = 0;
+    int64_t bytes = 0;
+  };
+  Unprotected FindUnprotected() const;
 
   // False after an opt-out.
   bool UsesCache() const { return consent_.AllowsCache(); }
@@ -75,7 +102,7 @@ class RecordStore {
   const RecordList& InMemory() const { return records_; }
   // No record in memory at all.
   bool NothingInMemory() const { return leased_.Empty() && records_.Empty(); }
-  // Whether a record in memory is the only one, also in the cache.
+  // Whether a record in memory is the only one, also in the cache, and no supply is left.
   bool HasOne() const;
   // Bytes of cache files, also of the one whose records are in memory; 0 when the cache must not be
   // used.
@@ -83,6 +110,9 @@ class RecordStore {
   bool HasCacheFiles() const { return cache_ != nullptr && cache_->FileCount() != 0; }
   // See CacheManager::OldestTime.
   int64_t OldestCached() const { return cache_ == nullptr ? 0 : cache_->OldestTime(); }
+  // Borrowed; null for none. Where NextToSend gets more records of this run when memory is empty.
+  void SetSupply(RecordSupply* supply) { supply_ = supply; }
+
   // What a send could deliver: leaves out cache files that could not be loaded and refused records.
   SendSchedule::Backlog Backlog() const;
 
@@ -114,8 +144,10 @@ class RecordStore {
   int64_t unloadable_ = 0;               // bytes of cache files that the last load could not open
   uint64_t logEnd_ = 0;                  // of the newest record, see BuiltRecord::logEnd
   uint64_t settled_ = 0;                 // the same of the newest record that left
+  int maxMemorySize_ = INT32_MAX;
   bool flushFailed_ = false;
   LeaseLog* leaseLog_ = nullptr;
+  RecordSupply* supply_ = nullptr;
 };
 
 }  // namespace Tav

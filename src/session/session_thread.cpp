@@ -283,7 +283,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (StorageWorkLeft()) {
     timeout = std::min(timeout, kStorageRetry);
   }
-  if (delivery_.Sending()) {
+  if (delivery_.Busy()) {
     timeout = 0;
   }
   delivery_.Schedule().CheckTimers(now);

@@ -35,6 +35,7 @@ bool Uploader::UseGateway(std::string url) try {
   gatewayUrl_ = std::move(url);
   auto sender = std::make_unique<ThreadedDataSender>(
       [target = gatewayUrl_] { return CreateDataSender(target); });
+  sender->SetMeanwhile([this] { store_.PrepareRoom(); });
   const std::lock_guard guard(senderLock_);
   sender_.swap(sender);
   if (const int64_t deadline = deadline_.load(std::memory_order_relaxed); deadline != 0) {

@@ -13,6 +13,7 @@ namespace {
 
 // Milliseconds until the system has ended a thread that has nothing left to do.
 constexpr int kMaxThreadEnd = 1000;
+constexpr int kMeanwhileInterval = 100;
 
 // Logs the exception that is being handled.
 void LogFailure() {
@@ -120,7 +121,10 @@ bool ThreadedDataSender::Await(int64_t end) {
   while (!thread_->Finished()) {
     const int left = TimeLeft(std::min(end, IdleEnd()));
     if (left > 0) {
-      thread_->WaitForResult(left);
+      thread_->WaitForResult(meanwhile_ ? std::min(left, kMeanwhileInterval) : left);
+      if (meanwhile_) {
+        meanwhile_();
+      }
     } else if (thread_->Abandon()) {
       LogWarning("Data sender did not answer in time. Giving it up");
       return false;

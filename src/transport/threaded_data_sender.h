@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/thread.h"
 #include "transport/data_sender.h"
@@ -48,6 +49,9 @@ class ThreadedDataSender final : public DataSender {
   // Closes the sender.
   ~ThreadedDataSender() override;
 
+  // What the caller does meanwhile, about ten times a second, while a call runs.
+  void SetMeanwhile(std::function<void()> meanwhile) { meanwhile_ = std::move(meanwhile); }
+
   // Any thread, at any time; does not block. At `deadline`, on the scale of
   // Platform::MonotonicMilliseconds, a running call is abandoned; later calls fail at once.
   // Replaces the deadline set before; kNoDeadline removes it.
@@ -72,6 +76,7 @@ class ThreadedDataSender final : public DataSender {
 
   const Factory makeSender_;
   const CallLimits limits_;
+  std::function<void()> meanwhile_;
   std::unique_ptr<DataSender> sender_;  // null while a thread owns it
   SendOutcome outcome_;                 // of the last Send
   std::atomic<int64_t> deadline_{kNoDeadline};

@@ -1,6 +1,7 @@
 // What one run leaves on the disk and the next one makes of it.
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -25,6 +26,13 @@ constexpr int64_t kSecondsPerDay = 86400;
 
 class DurableSessionTest : public Testing::SessionManagerTest {
  protected:
+  // Takes the log.
+  int64_t CountLost() {
+    const Names lines = log_.Take();
+    return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+      return line.ends_with(" bytes) could be neither sent nor stored and are lost");
+    });
+  }
   bool Cached(int sequence) const { return std::filesystem::exists(CachePath(sequence)); }
 
   // What the settings of an earlier fetch look like in the storage.
@@ -205,28 +213,47 @@ TEST_F(DurableSessionTest, ACacheThatFailsDropsNothingAndTheNextCommitTells) {
   EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
 }
 
-TEST_F(DurableSessionTest, WithoutACacheMemoryIsBoundedAndTheEndSaysWhatIsLost) {
+TEST_F(DurableSessionTest, WithoutACacheEventsStayInTheJournal) {
   StoreSettings({{"max_memory_size", EnvValue::Number(-1)}});  // out of range
+  config_.maxMemorySize = 100;
   BlockCache();
   Gateway::refuse = true;
   Start();
-  Log("kept");
+  Names expected = {"$b"};
+  for (int i = 0; i < 10; ++i) {
+    expected.push_back("event" + std::to_string(i));
+    Log(expected.back());
+    EXPECT_NE(manager_->Commit(), CommitResult::Sent);
+  }
   Stop();
+  expected.emplace_back("$e");
   EXPECT_EQ(log_.Find("warning: SM: Memory bound reached."), "");
-  EXPECT_NE(log_.Find("warning: SM: 1 records ("), "");
-  log_.Take();
-
-  config_.maxMemorySize = 100;  // sixteen times as much is kept at most
+  EXPECT_NE(log_.Find("SM: Events that could be neither sent nor stored stay in the journal"), "");
+  EXPECT_EQ(CountLost(), 0);
+  UnblockCache();
+  Gateway::refuse = false;
   Start();
-  FillMemory();
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   Stop();
-  const Names lines = log_.Take();
-  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                          [](const std::string& line) {
-                            return line.ends_with(
-                                " bytes) could be neither sent nor stored and are lost");
-                          }),
-            1);
+  EXPECT_EQ(Gateway::Events(), expected);
+}
+
+TEST_F(DurableSessionTest, PushedRecordsAreBoundedAndTheEndSaysWhatIsLost) {
+  config_.maxMemorySize = 100;  // sixteen times as much is kept at most
+  BlockCache();
+  Gateway::refuse = true;
+  Start();
+  Log("pulled");
+  char* const block = manager_->PullData();
+  ASSERT_NE(block, nullptr);
+  for (int i = 0; i < 20; ++i) {
+    manager_->PushData(block);
+  }
+  std::free(block);
+  FinishTurn();
+  EXPECT_NE(log_.Find("warning: SM: Memory bound reached. Dropped the "), "");
+  Stop();
+  EXPECT_EQ(CountLost(), 1);
 }
 
 TEST_F(DurableSessionTest, ADamagedRecordDoesNotBlockThoseBehindIt) {

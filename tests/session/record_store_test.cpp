@@ -124,7 +124,8 @@ TEST_F(RecordStoreTest, TheMemoryBoundDropsNoRecordOfAFile) {
   RecordStore& store = run.delivery.Store();
   Take(1);
   EXPECT_FALSE(run.Send());
-  store.BoundMemory(0);
+  store.SetMaxMemory(0);
+  store.BoundMemory();
   EXPECT_TRUE(store.NothingInMemory());
   EXPECT_EQ(log_.Find("warning: SM: Memory bound"), "");
   TakeAll();

@@ -59,23 +59,6 @@ TEST_F(UnsentProductTest, AChangeThatWasPulledAndNotSentIsSentByTheNextRun) {
   EXPECT_EQ(Copies("Ultra"), 2);
 }
 
-TEST_F(UnsentProductTest, AChangeThatTheMemoryBoundDroppedGoesWithTheNextRecord) {
-  BlockCache();
-  config_.maxMemorySize = 100;
-  Gateway::refuse = true;
-  SetProductValue(kEdition, "Pro");
-  Start();
-  FillMemory();
-  Gateway::refuse = false;
-  Log("last");
-  manager_->Commit();
-  EXPECT_EQ(Copies("Pro"), 1);
-  Stop();
-  SetProductValue(kEdition, "Pro");
-  Run({"later"});
-  EXPECT_EQ(Copies("Pro"), 1);
-}
-
 TEST_F(UnsentProductTest, AChangeWhoseCacheFileIsGoneGoesWithTheNextRecord) {
   config_.flushInterval = 0;
   Start();
