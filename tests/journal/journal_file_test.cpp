@@ -138,7 +138,7 @@ TEST_F(JournalFileTest, FilesThatAreNoJournalStay) {
 // A crash while the file was created leaves it without a head.
 TEST_F(JournalFileTest, AFileThatNobodyFinishedIsDeleted) {
   std::unique_ptr<JournalFile> file;
-  for (const size_t size : {0, 10, 1 << 16}) {
+  for (const size_t size : {size_t{0}, size_t{10}, size_t{1} << 16}) {
     folder_.Put("other", std::string(size, '\0'));
     EXPECT_EQ(JournalFile::Take(folder_.Path("other"), file), JournalFile::Lease::Missing);
     EXPECT_FALSE(std::filesystem::exists(folder_.Root() / "other"));
