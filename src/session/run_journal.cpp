@@ -106,12 +106,10 @@ void RunJournal::Shrink() {
       !queue_.WithLog([](const EventLog& log) { return log.Empty(); })) {
     return;
   }
+  std::string oldName = name_;
   std::unique_ptr<JournalFile> file = CreateFile();
   std::byte* const segment = file == nullptr ? nullptr : file->AddSegment();
-  if (segment == nullptr) {
-    return;
-  }
-  const bool replaced = queue_.WithLog([segment](EventLog& log) {
+  const bool replaced = segment != nullptr && queue_.WithLog([segment](EventLog& log) {
     if (!log.Empty()) {
       return false;
     }
@@ -121,8 +119,10 @@ void RunJournal::Shrink() {
   });
   if (replaced) {
     std::swap(file, file_);
+  } else {
+    name_ = std::move(oldName);
   }
-  if (!file->Remove()) {
+  if (file != nullptr && !file->Remove()) {
     TAV_DEBUG("SM: Cannot delete a journal: %s", std::strerror(errno));
   }
   Refill();

@@ -11,6 +11,8 @@
 #include <cstdarg>
 #include <string>
 
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's names
+
 extern "C" {
 int __real_open(const char* path, int flags, mode_t mode);
 ssize_t __real_write(int file, const void* data, size_t size);
@@ -120,3 +122,5 @@ ssize_t __wrap_recv(int socket, void* data, size_t size, int flags) {
   return Around("recv", [&] { return __real_recv(socket, data, size, flags); });
 }
 }
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

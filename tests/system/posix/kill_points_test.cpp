@@ -40,8 +40,6 @@ constexpr Life kLives[] = {
     {"Grows", kGrowing, "start\nsuspend\nsync\nlog 300 50000\nresume\ncommit\nterminate", 0, 3},
 };
 
-// Until the library keeps a cache file that it has loaded, a host that is killed before it has sent
-// the records loses them.
 constexpr Life kLivesWithCache[] = {
     {"Loads", kStoring,
      "start\nsync\nsuspend\nlog 40 300\nsync\nlog 40 300\nsync\nresume\ncommit\nlog 40 "
@@ -141,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(Lives, KillPointsTest, testing::ValuesIn(kLives), [](co
   return std::string(life.param.name);
 });
 
-INSTANTIATE_TEST_SUITE_P(DISABLED_LivesWithCache,
+INSTANTIATE_TEST_SUITE_P(LivesWithCache,
                          KillPointsTest,
                          testing::ValuesIn(kLivesWithCache),
                          [](const auto& life) { return std::string(life.param.name); });

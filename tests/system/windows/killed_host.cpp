@@ -2,7 +2,7 @@
 // A host whose threads report events PREFIX.THREAD.SERIAL until one of them has reported MOMENT.
 // The process is then killed; KILL is
 //   self      TerminateProcess by itself
-//   outside   by the test, which waits until it is told so
+//   outside   by the test, while the library sends
 //   system    under Wine, by the signal that no process can handle; else the same as self
 // How many events each thread has reported stands in the memory SECTION, see killed_host.h.
 #include "system/windows/killed_host.h"

@@ -34,8 +34,9 @@ class KilledHostTest : public HostTest {
     std::filesystem::remove_all(plainFolder_, ignored);
   }
 
-  // Runs a host until it has been killed.
-  void RunHost(const std::string& kind, const std::string& prefix, int moment) {
+  // Runs a host until it has been killed; from outside, when `records` more have arrived.
+  void RunHost(const std::string& kind, const std::string& prefix, int moment, int records) {
+    const int64_t arrived = GatewayCount("records");
     for (std::atomic<int>& accepted : memory_->accepted) {
       accepted = 0;
     }
@@ -50,7 +51,8 @@ class KilledHostTest : public HostTest {
                                nullptr, &startup, &process))
         << GetLastError();
     if (kind == "outside") {
-      EXPECT_TRUE(Eventually([&] { return memory_->isReady != 0; }));
+      EXPECT_TRUE(Eventually(
+          [&] { return memory_->isReady != 0 && GatewayCount("records") >= arrived + records; }));
       TerminateProcess(process.hProcess, kKilled);
     }
     constexpr DWORD kBound = 60000;  // enough for a busy machine
@@ -111,7 +113,7 @@ TEST_F(KilledHostTest, LosesNothing) {
     const std::string prefix = "kill" + std::to_string(kill);
     const int moment = 1 + static_cast<int>(random() % kBlastEvents);
     SCOPED_TRACE(prefix + ", " + kind + ", " + std::to_string(moment));
-    RunHost(kind, prefix, moment);
+    RunHost(kind, prefix, moment, 1 + static_cast<int>(random() % 8));
     Deliver();
     CheckArrivals(prefix);
   }
