@@ -22,22 +22,22 @@ bool EventLog::Append(std::span<const std::byte> entry) {
   if (closed_) {
     return false;
   }
-  std::optional<uint32_t> end;
+  uint32_t end = 0;  // none yet
   if (!uses_.Empty()) {
     Use& use = uses_.Last();
     // Memory is left as soon as there is room in the file.
     if (use.mapped || readyCount_ == 0) {
-      end = use.segment.Append(use.end, entry);
+      end = use.segment.Append(use.end, entry).value_or(0);
     }
   }
-  if (!end) {
+  if (end == 0) {
     if (!BeginUse(entry.size())) {
       ++refused_;
       return false;
     }
-    end = uses_.Last().segment.Append(kSegmentHeadSize, entry);
+    end = uses_.Last().segment.Append(kSegmentHeadSize, entry).value_or(kSegmentHeadSize);
   }
-  uses_.Last().end = *end;
+  uses_.Last().end = end;
   return true;
 }
 

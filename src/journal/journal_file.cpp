@@ -60,7 +60,7 @@ bool JournalFile::CreateHead(const std::string& path,
     errno = reason;
     return false;
   }
-  head_ = JournalHead::Create({memory, size}, startTime);
+  head_ = std::make_unique<JournalHead>(JournalHead::Create({memory, size}, startTime));
   return head_->WriteRunBlock(runBlock);
 }
 
@@ -123,8 +123,11 @@ bool JournalFile::MapAll() {
   }
   pieces_.push_back({memory, static_cast<size_t>(size)});
   size_ = size;
-  head_ = JournalHead::Read({memory, static_cast<size_t>(size)});
-  return head_.has_value();
+  if (const std::optional<JournalHead> head =
+          JournalHead::Read({memory, static_cast<size_t>(size)})) {
+    head_ = std::make_unique<JournalHead>(*head);
+  }
+  return head_ != nullptr;
 }
 
 // No segment is added before the head is complete.

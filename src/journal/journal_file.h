@@ -79,7 +79,7 @@ class JournalFile {
 
   Platform::MappedFile file_;
   std::vector<Piece> pieces_;  // adjacent, from the start of the file
-  std::optional<JournalHead> head_;
+  std::unique_ptr<JournalHead> head_;
   int64_t size_ = 0;
 };
 

@@ -33,13 +33,12 @@ const EntryView* PendingEvents::First() {
 }
 
 void PendingEvents::RemoveFirst() {
-  if (First() == nullptr) {
-    return;
+  First();
+  if (const std::optional<EventLog::Item> first = std::exchange(first_, std::nullopt)) {
+    size_ -= first->view.Fields().estimatedSize;
+    --count_;
+    begin_ = first->end;
   }
-  size_ -= first_->view.Fields().estimatedSize;
-  --count_;
-  begin_ = first_->end;
-  first_.reset();
 }
 
 void PendingEvents::Clear() {

@@ -131,10 +131,8 @@ const BuiltRecord* RecordStore::NextToSend() {
       left = leased_.Count() + records_.Count();
     }
     MoveBehindOthers();
-    if (left != kAll && --left == 0) {
-      return nullptr;
-    }
-    next = left == kAll ? Oldest() : FirstInMemory();
+    left -= left == kAll ? 0 : 1;
+    next = left == kAll ? Oldest() : left == 0 ? nullptr : FirstInMemory();
   }
   return next;
 }

@@ -34,7 +34,7 @@ RecordHeader HeaderOf(RunBlock run, const std::string& endpointId) {
   RecordHeader header;
   header.product = std::move(run.product);
   header.libraryVersion = std::move(run.libraryVersion);
-  header.endpointId = run.endpointId.empty() ? endpointId : std::move(run.endpointId);
+  header.endpointId = run.endpointId.empty() ? endpointId : run.endpointId;
   header.customerId = std::move(run.customerId);
   header.userId = std::move(run.userId);
   header.productContext = std::move(run.productContext);

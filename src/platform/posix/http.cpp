@@ -235,11 +235,9 @@ bool HttpRequest::QueryStatus(uint32_t* status) {
 
 bool HttpRequest::QueryRetryAfter(uint32_t* seconds) {
   RequestNode* request = As<RequestNode>(handle_);
-  if (request == nullptr || !request->response.RetryAfter()) {
-    return false;
-  }
-  *seconds = *request->response.RetryAfter();
-  return true;
+  const auto wished = request == nullptr ? std::nullopt : request->response.RetryAfter();
+  *seconds = wished.value_or(0);
+  return wished.has_value();
 }
 
 bool HttpRequest::Read(void* buffer, size_t size, size_t* count) {

@@ -61,7 +61,7 @@ bool IsPlainFile(HANDLE handle) {
 
 bool MappedFile::Create(const std::string& path) {
   Close();
-  const HANDLE handle = OpenHandle(path, CREATE_NEW);
+  HANDLE handle = OpenHandle(path, CREATE_NEW);
   if (handle == INVALID_HANDLE_VALUE) {
     return Fail();
   }
@@ -71,7 +71,7 @@ bool MappedFile::Create(const std::string& path) {
 
 OpenResult MappedFile::Open(const std::string& path) {
   Close();
-  const HANDLE handle = OpenHandle(path, OPEN_EXISTING);
+  HANDLE handle = OpenHandle(path, OPEN_EXISTING);
   if (handle == INVALID_HANDLE_VALUE) {
     Fail();
     if (errno == ENOENT) {
@@ -144,7 +144,7 @@ bool MappedFile::Extend(size_t size) {
 
 std::byte* MappedFile::Map(int64_t offset, size_t size) {
   const uint64_t end = static_cast<uint64_t>(offset) + size;
-  const HANDLE section =
+  HANDLE section =
       CreateFileMappingW(Handle(descriptor_), nullptr, PAGE_READWRITE,
                          static_cast<DWORD>(end >> 32), static_cast<DWORD>(end), nullptr);
   if (section == nullptr) {
