@@ -242,5 +242,29 @@ TEST_F(KillsOnASmallDiskTest, ABurstBeyondTheDiskKeepsItsBeginning) {
   std::printf("%d of 600 large events arrived\n", arrived);
 }
 
+// What cannot be built and stored in time at the end stays in the journal.
+TEST_F(RandomKillsTest, ALongQueueAtTheEndIsDeliveredByTheNextRun) {
+  const char* const wanted = std::getenv("TAV_TEST_QUEUE");
+  const int count = wanted != nullptr ? std::atoi(wanted) : 10000;  // of each thread
+  PutSettings(R"({"terminate_time":3.0,"flush_time":1000.0,"send_threshold":100000000.0})");
+  HostSettings settings = Host("queue");
+  settings.gateway = "http://127.0.0.1:9";  // where nobody listens
+  HostProcess host(settings);
+  host.Send("start\nsync");
+  host.Await("synced");
+  const BlastCounters counters(CountersOf("queue"));
+  host.Send("blast " + std::to_string(kThreads) + ' ' + std::to_string(count) + " 50 " +
+            CountersOf("queue") + " 0\nterminate");
+  const std::string terminated = host.Await("terminated ");
+  host.Finish();
+  std::printf("%d events: %s ms; journals left: %zu\n", kThreads * count, terminated.c_str(),
+              Journals().size());
+  for (int thread = 0; thread < kThreads; ++thread) {
+    blasts_.push_back({"queue." + std::to_string(thread) + '.', count});
+  }
+  CheckArrivals();
+  EXPECT_EQ(twice_, 0);
+}
+
 }  // namespace
 }  // namespace Tav::Testing
