@@ -93,7 +93,7 @@ class EventLog {
   void SetVerdict(Position entry, Verdict verdict);
 
  private:
-  static constexpr size_t kLowRoom = 2;
+  static constexpr size_t kLowRoom = 6;
 
   // One use of a segment.
   struct Use {
