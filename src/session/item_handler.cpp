@@ -170,6 +170,7 @@ void ItemHandler::OnEvent(const EventLog::Item& event, const Now& now) {
 void ItemHandler::OnCommit() {
   TAV_DEBUG("SM: Commit. Processing event list. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   commitPending_ = true;
+  recovery_.SearchAgain();
   recovery_.Run(-1);
   delivery_.ProcessEventList(true);
   SendForCommit();

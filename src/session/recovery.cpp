@@ -27,6 +27,8 @@ constexpr int kMillisecondsPerSecond = 1000;
 // Seconds.
 constexpr int kRetryInterval = 1;
 constexpr int kNothingLeft = 86400;
+// The process whose journal was in use may have ended since, or its crash dump been written.
+constexpr int kSearchInterval = 600;
 
 using LongLong = long long;
 
@@ -85,10 +87,16 @@ bool Recovery::Left() const {
 }
 
 int Recovery::Timeout() const {
-  if (!Left() || intake_.Disabled()) {
+  if (intake_.Disabled()) {
     return kNothingLeft;
   }
-  return Platform::MonotonicMilliseconds() < retryAt_ ? kRetryInterval : 0;
+  const int64_t now = Platform::MonotonicMilliseconds();
+  if (Left()) {
+    return now < retryAt_ ? kRetryInterval : 0;
+  }
+  return !someInUse_       ? kNothingLeft
+         : now < searchAt_ ? static_cast<int>((searchAt_ - now) / kMillisecondsPerSecond) + 1
+                           : 0;
 }
 
 void Recovery::Run(int milliseconds) {
@@ -101,6 +109,9 @@ void Recovery::Run(int milliseconds) {
 void Recovery::Step() {
   if (Timeout() != 0) {
     return;
+  }
+  if (!Left()) {
+    searched_ = false;
   }
   if (!searched_) {
     Search();
@@ -118,10 +129,19 @@ void Recovery::Step() {
   }
 }
 
+void Recovery::SearchAgain() {
+  if (someInUse_ && !Left()) {
+    searched_ = false;
+    Search();
+  }
+}
+
 void Recovery::Search() {
   if (std::exchange(searched_, true)) {
     return;
   }
+  someInUse_ = false;
+  searchAt_ = Platform::MonotonicMilliseconds() + int64_t{kSearchInterval} * kMillisecondsPerSecond;
   directory_ = GetStorageDirectory(config_.storage);
   std::vector<std::string> names;
   if (directory_.empty() || !Platform::ListFiles(directory_.c_str(), names)) {
@@ -153,7 +173,9 @@ void Recovery::FindOf(const std::string& prefix, const std::vector<std::string>&
     }
     Found file{directory_ + Platform::kPathSeparator + name};
     std::unique_ptr<JournalFile> journal;
-    if (JournalFile::Take(file.path, journal) == JournalFile::Lease::Taken) {
+    const JournalFile::Lease lease = JournalFile::Take(file.path, journal);
+    someInUse_ = someInUse_ || lease == JournalFile::Lease::InUse;
+    if (lease == JournalFile::Lease::Taken) {
       file.startTime = journal->Head().StartTime();
       file.size = journal->Size();
       if (const std::optional<CacheNote> note = journal->Head().ReadCacheNote()) {

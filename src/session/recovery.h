@@ -64,6 +64,8 @@ class Recovery {
   // Finds the journals, unless it was done before, and shortens cache files of which a dead run has
   // sent a part. Call it before the cache is loaded.
   void Search();
+  // Searches again if a journal was in use: its process may have ended since.
+  void SearchAgain();
   // Does what takes a short time: finds the journals, begins or ends one, or stores one record.
   void Step();
   // Steps for at most so many milliseconds, without limit if negative.
@@ -101,6 +103,8 @@ class Recovery {
   const RunJournal& own_;
   Delivery& delivery_;
   bool searched_ = false;
+  bool someInUse_ = false;  // at the last search
+  int64_t searchAt_ = 0;    // monotonic milliseconds; when to look at them again
   bool recovered_ = false;  // a record, since the last sending was planned
   std::string directory_;
   std::vector<Found> files_;  // the next one is the last

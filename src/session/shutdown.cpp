@@ -39,7 +39,10 @@ void Shutdown::Run(ConfigLoader* loader) {
   Attempt([this] { items_.RestorePulled(); });
   Attempt([this] { FinishClientInfo(); });
   Attempt([this] { delivery_.ProcessEventList(true); });
-  Attempt([this] { recovery_.Search(); });
+  Attempt([this] {
+    recovery_.Search();
+    recovery_.SearchAgain();
+  });
   Attempt([this] { recovery_.Run(kMaxRecovery); });
   Attempt([this] { delivery_.SendAtTermination(); });
   Attempt([this] { delivery_.EndSend(); });
