@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "model/record_keys.h"
+#include "session/encoded_event.h"
 #include "util/logger.h"
 
 namespace Tav {

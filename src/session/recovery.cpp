@@ -1,34 +1,24 @@
 #include "session/recovery.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 #include <optional>
 #include <utility>
 
-#include "cache/cache_file_name.h"
 #include "platform/clock.h"
-#include "platform/file.h"
-#include "session/product_versions.h"
 #include "util/logger.h"
 #include "util/now.h"
-#include "util/storage_directory.h"
 
 namespace Tav {
 
 namespace {
 
-// Of all journals of dead runs together: a host that crashes at each start must not fill the disk.
-constexpr int64_t kMaxBytes = int64_t{128} << 20;
 constexpr int64_t kRetentionMilliseconds = int64_t{30} * 86400 * 1000;
 
 constexpr int kMillisecondsPerSecond = 1000;
 // Seconds.
 constexpr int kRetryInterval = 1;
 constexpr int kNothingLeft = 86400;
-// The process whose journal was in use may have ended since, or its crash dump been written.
-constexpr int kSearchInterval = 600;
 
 using LongLong = long long;
 
@@ -52,51 +42,30 @@ bool IsTooOld(int64_t newest) {
 
 }  // namespace
 
-DeadEvents::DeadEvents(std::unique_ptr<JournalFile> file,
-                       RecordBuilder& builder,
-                       const Intake& intake)
-    : journal_(std::move(file)), builder_(builder), intake_(intake) {
-  ReadNext();
-}
-
-void DeadEvents::RemoveFirst() {
-  passed_ = std::exchange(next_, std::nullopt);
-  ReadNext();
-}
-
-void DeadEvents::ReadNext() {
-  while ((next_ = journal_.Next())) {
-    const EntryView& view = next_->view;
-    if (next_->settled) {
-      builder_.Remember(view);
-    } else if (view.GetVerdict() == Verdict::Open && intake_.Accepts(view.Fields().name)) {
-      return;
-    }
-    passed_ = next_;
-  }
-}
-
-void DeadEvents::Settle() {
-  if (passed_) {
-    journal_.Settle(*passed_);
-  }
-}
-
 bool Recovery::Left() const {
-  return !searched_ || current_ != nullptr || !files_.empty();
+  return current_ != nullptr || !search_.Empty();
+}
+
+void Recovery::Search() {
+  if (!search_.Searched()) {
+    search_.Search();
+  }
+}
+
+void Recovery::SearchAgain() {
+  if (search_.SomeInUse() && !Left()) {
+    search_.Search();
+  }
 }
 
 int Recovery::Timeout() const {
   if (intake_.Disabled()) {
     return kNothingLeft;
   }
-  const int64_t now = Platform::MonotonicMilliseconds();
   if (Left()) {
-    return now < retryAt_ ? kRetryInterval : 0;
+    return Platform::MonotonicMilliseconds() < retryAt_ ? kRetryInterval : 0;
   }
-  return !someInUse_       ? kNothingLeft
-         : now < searchAt_ ? static_cast<int>((searchAt_ - now) / kMillisecondsPerSecond) + 1
-                           : 0;
+  return search_.Timeout().value_or(kNothingLeft);
 }
 
 void Recovery::Run(int milliseconds) {
@@ -111,10 +80,7 @@ void Recovery::Step() {
     return;
   }
   if (!Left()) {
-    searched_ = false;
-  }
-  if (!searched_) {
-    Search();
+    search_.Search();
   } else if (current_ == nullptr) {
     Begin();
   } else if (current_->unsaved == nullptr && current_->events->Empty()) {
@@ -126,89 +92,6 @@ void Recovery::Step() {
     recovered_ = false;
     const RecordStore& store = delivery_.Store();
     delivery_.Schedule().SetInitialWaitTime(ReadClocks(), store.CacheSize(), store.OldestCached());
-  }
-}
-
-void Recovery::SearchAgain() {
-  if (someInUse_ && !Left()) {
-    searched_ = false;
-    Search();
-  }
-}
-
-void Recovery::Search() {
-  if (std::exchange(searched_, true)) {
-    return;
-  }
-  someInUse_ = false;
-  searchAt_ = Platform::MonotonicMilliseconds() + int64_t{kSearchInterval} * kMillisecondsPerSecond;
-  directory_ = GetStorageDirectory(config_.storage);
-  std::vector<std::string> names;
-  if (directory_.empty() || !Platform::ListFiles(directory_.c_str(), names)) {
-    return;
-  }
-  const auto find = [&](const std::string& version) {
-    FindOf(JournalPrefix(config_.productName, version, config_.deployment), names);
-  };
-  find(config_.productVersion);
-  for (const std::string& version : OtherVersions(app_.Product().Identity(), config_.storage)) {
-    find(version);
-  }
-  if (!consent_.AllowsReports()) {
-    for (const Found& file : files_) {
-      DeleteFile(file.path);
-    }
-    files_.clear();
-  }
-  EnforceBound();
-  std::reverse(files_.begin(), files_.end());
-}
-
-// Adds the journals with the prefix, in the order in which their runs began.
-void Recovery::FindOf(const std::string& prefix, const std::vector<std::string>& names) {
-  std::vector<Found> found;
-  for (const std::string& name : names) {
-    if (name == own_.FileName() || !IsJournalFileName(prefix, name)) {
-      continue;
-    }
-    Found file{directory_ + Platform::kPathSeparator + name};
-    std::unique_ptr<JournalFile> journal;
-    const JournalFile::Lease lease = JournalFile::Take(file.path, journal);
-    someInUse_ = someInUse_ || lease == JournalFile::Lease::InUse;
-    if (lease == JournalFile::Lease::Taken) {
-      file.startTime = journal->Head().StartTime();
-      file.size = journal->Size();
-      if (const std::optional<CacheNote> note = journal->Head().ReadCacheNote()) {
-        delivery_.Store().DropAccepted({static_cast<int>(note->fileSequence),
-                                        static_cast<int64_t>(note->acceptedBytes), note->checksum});
-      }
-      found.push_back(std::move(file));
-    }
-  }
-  std::ranges::sort(found, {}, &Found::startTime);
-  files_.insert(files_.end(), std::make_move_iterator(found.begin()),
-                std::make_move_iterator(found.end()));
-}
-
-void Recovery::DeleteFile(const std::string& path) {
-  std::unique_ptr<JournalFile> file;
-  if (JournalFile::Take(path, file) == JournalFile::Lease::Taken && !file->Remove()) {
-    LogWarning("SM: Cannot delete the journal '%s': %s", path.c_str(), std::strerror(errno));
-  }
-}
-
-void Recovery::EnforceBound() {
-  int64_t total = 0;
-  for (const Found& file : files_) {
-    total += file.size;
-  }
-  while (total > kMaxBytes) {
-    const auto oldest = std::ranges::min_element(files_, {}, &Found::startTime);
-    LogWarning("SM: The journals of earlier runs take too much space. Deleting '%s' (%lld bytes)",
-               oldest->path.c_str(), LongLong{oldest->size});
-    total -= oldest->size;
-    DeleteFile(oldest->path);
-    files_.erase(oldest);
   }
 }
 
@@ -228,12 +111,12 @@ void Recovery::StoreRecord() {
 }
 
 void Recovery::Begin() {
-  const Found found = std::move(files_.back());
-  files_.pop_back();
+  const std::optional<JournalSearch::Found> next = search_.Next();
   std::unique_ptr<JournalFile> file;
-  if (JournalFile::Take(found.path, file) != JournalFile::Lease::Taken) {
+  if (!next || JournalFile::Take(next->path, file) != JournalFile::Lease::Taken) {
     return;
   }
+  const JournalSearch::Found& found = *next;
   auto current = std::make_unique<Current>();
   current->path = found.path;
   current->builder = MakeBuilder(found, *file);
@@ -249,7 +132,7 @@ void Recovery::Begin() {
   current_ = std::move(current);
 }
 
-std::unique_ptr<RecordBuilder> Recovery::MakeBuilder(const Found& found,
+std::unique_ptr<RecordBuilder> Recovery::MakeBuilder(const JournalSearch::Found& found,
                                                      const JournalFile& file) const {
   auto builder = std::make_unique<RecordBuilder>(app_.Product(), app_.Machine().Client(), consent_);
   builder->SetMaxRecordSize(builder_.MaxRecordSize());

@@ -4,43 +4,19 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "journal/journal_file.h"
 #include "model/library_config.h"
 #include "session/app_status.h"
+#include "session/dead_events.h"
 #include "session/delivery.h"
 #include "session/intake.h"
+#include "session/journal_search.h"
 #include "session/record_builder.h"
 #include "session/run_journal.h"
 
 namespace Tav {
-
-// The events of a dead run that are not settled and that no rule drops.
-class DeadEvents final : public EventSource {
- public:
-  // Borrows the last two. The builder learns the settled events, which errors may refer to.
-  DeadEvents(std::unique_ptr<JournalFile> file, RecordBuilder& builder, const Intake& intake);
-
-  bool Empty() const override { return !next_; }
-  const EntryView* First() override { return next_ ? &next_->view : nullptr; }
-  void RemoveFirst() override;
-
-  // Settles everything before First() in the file.
-  void Settle();
-  DeadJournal& Journal() { return journal_; }
-
- private:
-  void ReadNext();
-
-  DeadJournal journal_;
-  RecordBuilder& builder_;
-  const Intake& intake_;
-  std::optional<DeadJournal::Item> next_;
-  std::optional<DeadJournal::Item> passed_;  // the last one before next_
-};
 
 // Session thread only. A journal whose process lives is left alone.
 class Recovery {
@@ -53,13 +29,12 @@ class Recovery {
            const RecordBuilder& builder,
            const RunJournal& own,
            Delivery& delivery)
-      : config_(config),
-        consent_(consent),
+      : consent_(consent),
         app_(app),
         intake_(intake),
         builder_(builder),
-        own_(own),
-        delivery_(delivery) {}
+        delivery_(delivery),
+        search_(config, consent, app, own, delivery.Store()) {}
 
   // Finds the journals, unless it was done before, and shortens cache files of which a dead run has
   // sent a part. Call it before the cache is loaded.
@@ -74,11 +49,6 @@ class Recovery {
   int Timeout() const;
 
  private:
-  struct Found {
-    std::string path;
-    int64_t startTime = 0;
-    int64_t size = 0;
-  };
   struct Current {
     std::string path;
     std::unique_ptr<RecordBuilder> builder;
@@ -87,27 +57,19 @@ class Recovery {
   };
 
   bool Left() const;
-  void FindOf(const std::string& prefix, const std::vector<std::string>& names);
-  void DeleteFile(const std::string& path);
-  void EnforceBound();
   void Begin();
-  std::unique_ptr<RecordBuilder> MakeBuilder(const Found& found, const JournalFile& file) const;
+  std::unique_ptr<RecordBuilder> MakeBuilder(const JournalSearch::Found& found,
+                                             const JournalFile& file) const;
   void StoreRecord();
   void End();
 
-  const LibraryConfig& config_;
   const Consent consent_;
   const AppStatus& app_;
   const Intake& intake_;
   const RecordBuilder& builder_;
-  const RunJournal& own_;
   Delivery& delivery_;
-  bool searched_ = false;
-  bool someInUse_ = false;  // at the last search
-  int64_t searchAt_ = 0;    // monotonic milliseconds; when to look at them again
+  JournalSearch search_;
   bool recovered_ = false;  // a record, since the last sending was planned
-  std::string directory_;
-  std::vector<Found> files_;  // the next one is the last
   std::unique_ptr<Current> current_;
   int64_t retryAt_ = 0;  // monotonic milliseconds; after the cache could not be written
 };

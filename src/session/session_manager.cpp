@@ -11,6 +11,7 @@
 #include "model/handles.h"
 #include "model/record_keys.h"
 #include "platform/clock.h"
+#include "session/encoded_event.h"
 #include "session/session_environment.h"
 #include "session/session_thread.h"
 #include "util/hash.h"

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "session/encoded_event.h"
 #include "support/records.h"
 
 namespace Tav {

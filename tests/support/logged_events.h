@@ -5,7 +5,7 @@
 
 #include "journal/event_log.h"
 #include "model/handles.h"
-#include "session/work_queue.h"
+#include "session/encoded_event.h"
 
 namespace Tav::Testing {
 

@@ -1,0 +1,126 @@
+#include "session/journal_search.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <utility>
+
+#include "cache/cache_file_name.h"
+#include "journal/journal_file.h"
+#include "platform/clock.h"
+#include "platform/file.h"
+#include "session/product_versions.h"
+#include "util/logger.h"
+#include "util/storage_directory.h"
+
+namespace Tav {
+
+namespace {
+
+// Of all journals of dead runs together: a host that crashes at each start must not fill the disk.
+constexpr int64_t kMaxBytes = int64_t{128} << 20;
+constexpr int64_t kMillisecondsPerSecond = 1000;
+// Seconds. The process whose journal was in use may have ended since, or its crash dump been
+// written.
+constexpr int kSearchInterval = 600;
+
+}  // namespace
+
+std::optional<JournalSearch::Found> JournalSearch::Next() {
+  if (files_.empty()) {
+    return std::nullopt;
+  }
+  Found found = std::move(files_.back());
+  files_.pop_back();
+  return found;
+}
+
+std::optional<int> JournalSearch::Timeout() const {
+  if (!searched_) {
+    return 0;
+  }
+  if (!someInUse_) {
+    return std::nullopt;
+  }
+  const int64_t left = searchAt_ - Platform::MonotonicMilliseconds();
+  return left > 0 ? static_cast<int>(left / kMillisecondsPerSecond) + 1 : 0;
+}
+
+// What is found is taken by Next.
+void JournalSearch::Search() {
+  searched_ = true;
+  someInUse_ = false;
+  searchAt_ = Platform::MonotonicMilliseconds() + int64_t{kSearchInterval} * kMillisecondsPerSecond;
+  directory_ = GetStorageDirectory(config_.storage);
+  std::vector<std::string> names;
+  if (directory_.empty() || !Platform::ListFiles(directory_.c_str(), names)) {
+    return;
+  }
+  const auto find = [&](const std::string& version) {
+    FindOf(JournalPrefix(config_.productName, version, config_.deployment), names);
+  };
+  find(config_.productVersion);
+  for (const std::string& version : OtherVersions(app_.Product().Identity(), config_.storage)) {
+    find(version);
+  }
+  if (!consent_.AllowsReports()) {
+    for (const Found& file : files_) {
+      DeleteFile(file.path);
+    }
+    files_.clear();
+  }
+  EnforceBound();
+  std::ranges::reverse(files_);
+}
+
+// Adds the journals with the prefix, in the order in which their runs began.
+void JournalSearch::FindOf(const std::string& prefix, const std::vector<std::string>& names) {
+  std::vector<Found> found;
+  for (const std::string& name : names) {
+    if (name == own_.FileName() || !IsJournalFileName(prefix, name)) {
+      continue;
+    }
+    Found file{directory_ + Platform::kPathSeparator + name};
+    std::unique_ptr<JournalFile> journal;
+    const JournalFile::Lease lease = JournalFile::Take(file.path, journal);
+    someInUse_ = someInUse_ || lease == JournalFile::Lease::InUse;
+    if (lease == JournalFile::Lease::Taken) {
+      file.startTime = journal->Head().StartTime();
+      file.size = journal->Size();
+      if (const std::optional<CacheNote> note = journal->Head().ReadCacheNote()) {
+        store_.DropAccepted({static_cast<int>(note->fileSequence),
+                             static_cast<int64_t>(note->acceptedBytes), note->checksum});
+      }
+      found.push_back(std::move(file));
+    }
+  }
+  std::ranges::sort(found, {}, &Found::startTime);
+  files_.insert(files_.end(), std::make_move_iterator(found.begin()),
+                std::make_move_iterator(found.end()));
+}
+
+void JournalSearch::DeleteFile(const std::string& path) {
+  std::unique_ptr<JournalFile> file;
+  if (JournalFile::Take(path, file) == JournalFile::Lease::Taken && !file->Remove()) {
+    LogWarning("SM: Cannot delete the journal '%s': %s", path.c_str(), std::strerror(errno));
+  }
+}
+
+void JournalSearch::EnforceBound() {
+  int64_t total = 0;
+  for (const Found& file : files_) {
+    total += file.size;
+  }
+  while (total > kMaxBytes) {
+    const auto oldest = std::ranges::min_element(files_, {}, &Found::startTime);
+    LogWarning("SM: The journals of earlier runs take too much space. Deleting '%s' (%lld bytes)",
+               oldest->path.c_str(), static_cast<long long>(oldest->size));
+    total -= oldest->size;
+    DeleteFile(oldest->path);
+    files_.erase(oldest);
+  }
+}
+
+}  // namespace Tav

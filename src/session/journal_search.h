@@ -1,0 +1,65 @@
+// Finds the journals that earlier runs of the product have left, of all its versions.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "model/library_config.h"
+#include "session/app_status.h"
+#include "session/intake.h"
+#include "session/record_store.h"
+#include "session/run_journal.h"
+
+namespace Tav {
+
+// Session thread only. A journal whose process lives is left alone.
+class JournalSearch {
+ public:
+  struct Found {
+    std::string path;
+    int64_t startTime = 0;  // of the run, in milliseconds since 1970
+    int64_t size = 0;       // bytes
+  };
+
+  // Borrows all but `consent`. `own` is the journal of this run.
+  JournalSearch(const LibraryConfig& config,
+                Consent consent,
+                const AppStatus& app,
+                const RunJournal& own,
+                RecordStore& store)
+      : config_(config), consent_(consent), app_(app), own_(own), store_(store) {}
+
+  // Looks into the folder. Shortens cache files of which a dead run has sent a part. Deletes the
+  // journals after an opt-out, and the oldest ones beyond the bound. Only while Empty.
+  void Search();
+  // Seconds until a search is due: the first one, or another one because a journal was in use.
+  // Nothing if none is.
+  std::optional<int> Timeout() const;
+  bool Searched() const { return searched_; }
+  // At the last search.
+  bool SomeInUse() const { return someInUse_; }
+
+  bool Empty() const { return files_.empty(); }
+  // The journals of the own version come first; those of one version by the start of their runs.
+  std::optional<Found> Next();
+
+ private:
+  void FindOf(const std::string& prefix, const std::vector<std::string>& names);
+  void DeleteFile(const std::string& path);
+  void EnforceBound();
+
+  const LibraryConfig& config_;
+  const Consent consent_;
+  const AppStatus& app_;
+  const RunJournal& own_;
+  RecordStore& store_;
+  std::string directory_;
+  std::vector<Found> files_;  // the next one is the last
+  bool searched_ = false;
+  bool someInUse_ = false;
+  int64_t searchAt_ = 0;  // monotonic milliseconds
+};
+
+}  // namespace Tav
