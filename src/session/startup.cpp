@@ -1,0 +1,176 @@
+#include "session/startup.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "cache/cache_file_name.h"
+#include "config/server_urls.h"
+#include "platform/clock.h"
+#include "session/product_versions.h"
+#include "session/session_environment.h"
+#include "session/shutdown.h"
+#include "session/storage_retry.h"
+#include "util/logger.h"
+#include "util/now.h"
+#include "util/storage_directory.h"
+#include "util/version.h"
+
+namespace Tav {
+
+namespace {
+
+// Milliseconds.
+constexpr int kMaxBatchDelay = 1000;
+constexpr int kStartLockWait = 2000;
+
+// If the check fails, the next turn repeats it.
+bool IsLocked(const AppStatus& app) try { return app.Locked(); } catch (...) {
+  LogException("SM: ");
+  return true;
+}
+
+}  // namespace
+
+bool Startup::Run(const Shutdown& shutdown) {
+  OpenJournal();
+  return StartUp(kStartLockWait) || StartUpLater(shutdown);
+}
+
+bool Startup::StartUp(int lockWait) {
+  const int64_t end = Platform::MonotonicMilliseconds() + lockWait;
+  parts_.app.Machine().CollectClient();
+  if (!CheckAppStatus(lockWait)) {
+    return false;
+  }
+  LoadTimestamps(parts_, std::max(static_cast<int>(end - Platform::MonotonicMilliseconds()),
+                                  StorageFile::kDefaultLockWait));
+  SetEndpoint();
+  parts_.app.Machine().LogClientEnv();
+  TAV_DEBUG("SM: Endpt: %s", parts_.app.Machine().EndpointId().c_str());
+  OpenCache();
+  parts_.app.ClearOldOptOut();
+  parts_.delivery.Batch().EstimateOverhead();
+  if (parts_.app.Changes().RecordDue() && !parts_.delivery.Store().HasCacheFiles()) {
+    parts_.delivery.Schedule().ArmPause(ReadClocks());
+  }
+  return true;
+}
+
+// Without the stored settings it is unknown what may be reported, and to which server.
+bool Startup::StartUpLater(const Shutdown& shutdown) {
+  LogWarning("SM: The storage file is locked. Nothing is sent until it can be opened");
+  parts_.stamps.LoadDays(CurrentTime());
+  parts_.items.Hold();
+  parts_.queue.SetBatchDelay(kMaxBatchDelay);
+  bool started = false;
+  while (!started && !parts_.items.Terminating()) {
+    parts_.items.ProcessWork(parts_.queue.TakeWork(kStorageRetry), ReadClocks());
+    parts_.journal.Refill();
+    started = !IsLocked(parts_.app) && StartUp(StorageFile::kDefaultLockWait);
+  }
+  return started || StartUp(shutdown.LockWait());
+}
+
+void Startup::RunWithoutSettings() {
+  LogWarning("SM: The storage file is still locked. Everything unsent goes to the cache");
+  try {
+    parts_.app.AssumeNothingChanged();
+    ApplyLimits();
+    SetEndpoint();
+    OpenCache();
+  } catch (...) {
+    LogException("SM: ");
+  }
+}
+
+bool Startup::CheckAppStatus(int lockWait) {
+  if (!parts_.app.Load(lockWait)) {
+    return false;
+  }
+  ApplySettings();
+  parts_.app.UpdateServer(parts_.delivery.Sender().GatewayUrl());
+  return true;
+}
+
+void Startup::ApplyLimits() {
+  parts_.limits = ResolveLimits(parts_.config, parts_.app.Config());
+  parts_.terminateTime.store(parts_.limits.terminateTime, std::memory_order_relaxed);
+  parts_.delivery.SetLimits(parts_.limits);
+  parts_.intake.SetLimits(parts_.limits.rate);
+  parts_.builder.SetMaxRecordSize(parts_.limits.maxRecordSize);
+  // A host that asks for no pause after activity gets no batch delay either.
+  parts_.queue.SetBatchDelay(std::clamp(parts_.limits.schedule.pauseInterval, 0, 1) *
+                             kMaxBatchDelay);
+}
+
+void Startup::ApplySettings() {
+  ApplyLimits();
+  const ConfigManager& settings = parts_.app.Config();
+  const bool hasSender = parts_.delivery.Sender().UseGateway(
+      ChooseGateway(settings.GetString(Setting::kGateway, ""), parts_.app.Product().GetServer(),
+                    parts_.config.deployment)
+          .url);
+  if (settings.GetNumber(Setting::kDisabled, 0) != 0) {
+    parts_.intake.Disable();
+    TAV_DEBUG("SM: Analytics disabled due to settings");
+  } else if (!hasSender) {
+    parts_.intake.Disable();
+    LogWarning("SM: Disabling due to bad dataSender");
+  }
+  LogBanner(parts_.config, parts_.limits, parts_.delivery.Sender().GatewayUrl());
+}
+
+// The casts turn a count of cache files that overflowed to a negative number into a huge limit.
+void Startup::OpenCache() {
+  auto cache = std::make_unique<CacheManager>(
+      GetStorageDirectory(parts_.config.storage),
+      CachePrefix(parts_.config.productName, parts_.config.productVersion,
+                  parts_.config.deployment));
+  for (const std::string& version :
+       OtherVersions(parts_.app.Product().Identity(), parts_.config.storage)) {
+    cache->AddVersion(CachePrefix(parts_.config.productName, version, parts_.config.deployment));
+  }
+  cache->SetLimits(static_cast<uint32_t>(parts_.limits.maxCacheFiles),
+                   static_cast<uint32_t>(parts_.limits.maxCacheBytes));
+  parts_.delivery.Store().OpenCache(std::move(cache), parts_.config.persistentInterval);
+  parts_.delivery.Store().SetLeaseLog(&parts_.journal);
+}
+
+// Before any other file is touched: the sooner it exists, the fewer events depend on the process.
+// An opted-out run accepts no events.
+void Startup::OpenJournal() try {
+  if (parts_.consent.AllowsReports()) {
+    parts_.journal.Open(GetStorageDirectory(parts_.config.storage),
+                        JournalPrefix(parts_.config.productName, parts_.config.productVersion,
+                                      parts_.config.deployment),
+                        DescribeRun());
+  }
+} catch (...) {
+  LogException("SM: ");
+}
+
+RunBlock Startup::DescribeRun() const {
+  RunBlock run;
+  run.product = parts_.app.Product().Identity();
+  run.libraryVersion = kLibraryVersion;
+  run.endpointId = parts_.app.Machine().EndpointId();
+  run.customerId = parts_.config.customerId;
+  run.userId = parts_.config.userId;
+  run.productContext = parts_.config.productContext;
+  run.productComponentName = parts_.config.productComponentName;
+  if (parts_.config.tags != nullptr) {
+    run.tags = *parts_.config.tags;
+  }
+  run.sessionEnvironment = MakeSessionEnvironment(parts_.config.sessionEnvironment.get());
+  run.breadcrumbLength = parts_.config.breadcrumbLength;
+  return run;
+}
+
+void Startup::SetEndpoint() {
+  parts_.app.Machine().ComputeEndpoint();
+  parts_.builder.SetEndpoint(parts_.app.Machine().EndpointId());
+  parts_.journal.Update(DescribeRun());
+}
+
+}  // namespace Tav
