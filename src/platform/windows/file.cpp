@@ -10,6 +10,7 @@
 
 #include <algorithm>
 
+#include "platform/windows/file_time.h"
 #include "platform/windows/wide_text.h"
 
 namespace Tav::Platform {
@@ -74,40 +75,6 @@ bool LockByte(int descriptor, int mode) {
   const DWORD reason = GetLastError();
   errno = reason == ERROR_INVALID_FUNCTION || reason == ERROR_NOT_SUPPORTED ? EINVAL : EACCES;
   return false;
-}
-
-// Owns a directory listing.
-class FileSearch {
- public:
-  explicit FileSearch(const std::wstring& pattern)
-      : handle_(_wfindfirst64(pattern.c_str(), &entry_)) {}
-  FileSearch(const FileSearch&) = delete;
-  FileSearch& operator=(const FileSearch&) = delete;
-  ~FileSearch() {
-    if (Found()) {
-      _findclose(handle_);
-    }
-  }
-
-  bool Found() const { return handle_ != -1; }
-  const _wfinddata64_t& Entry() const { return entry_; }
-  bool Next() { return _wfindnext64(handle_, &entry_) == 0; }
-
- private:
-  _wfinddata64_t entry_{};
-  const intptr_t handle_;
-};
-
-uint64_t Join(DWORD high, DWORD low) {
-  return (static_cast<uint64_t>(high) << 32) | low;
-}
-
-constexpr uint64_t kUnitsPerSecond = 10'000'000;
-constexpr int64_t kSecondsFrom1601To1970 = 11'644'473'600;
-
-int64_t ToUnixSeconds(const FILETIME& time) {
-  return static_cast<int64_t>(Join(time.dwHighDateTime, time.dwLowDateTime) / kUnitsPerSecond) -
-         kSecondsFrom1601To1970;
 }
 
 }  // namespace
@@ -244,9 +211,7 @@ bool File::SetModified(int64_t secondsSince1970) {
   if (!CheckOpen()) {
     return false;
   }
-  const uint64_t units =
-      static_cast<uint64_t>(secondsSince1970 + kSecondsFrom1601To1970) * kUnitsPerSecond;
-  const FILETIME time = {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+  const FILETIME time = ToFileTime(secondsSince1970);
   auto* const handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_));
   if (!SetFileTime(handle, nullptr, nullptr, &time)) {
     errno = EACCES;
@@ -262,55 +227,6 @@ std::FILE* OpenFile(const char* path, const char* mode) {
     SetHandleInformation(reinterpret_cast<HANDLE>(handle), HANDLE_FLAG_INHERIT, 0);
   }
   return file;
-}
-
-bool RemoveFile(const char* path) {
-  return _wremove(ToWide(path).c_str()) == 0;
-}
-
-bool RenameFile(const char* from, const char* to) {
-  return _wrename(ToWide(from).c_str(), ToWide(to).c_str()) == 0;
-}
-
-bool FileExists(const char* path) {
-  return _waccess(ToWide(path).c_str(), 0) == 0;
-}
-
-// Not the C run-time's stat: it reads the directory entry, which is not updated while a file is
-// open.
-bool QueryFileStatus(const char* path, FileStatus& status) {
-  WIN32_FILE_ATTRIBUTE_DATA found;
-  if (!GetFileAttributesExW(ToWide(path).c_str(), GetFileExInfoStandard, &found)) {
-    const DWORD reason = GetLastError();
-    errno = reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND ? ENOENT : EACCES;
-    return false;
-  }
-  status.size = static_cast<int64_t>(Join(found.nFileSizeHigh, found.nFileSizeLow));
-  status.modifiedAt = ToUnixSeconds(found.ftLastWriteTime);
-  return true;
-}
-
-bool DirectoryExists(const std::string& path) {
-  const DWORD attributes = GetFileAttributesW(ToWide(path).c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-bool MakeDirectory(const std::string& path) {
-  return _wmkdir(ToWide(path).c_str()) == 0;
-}
-
-bool ListFiles(const char* directory, std::vector<std::string>& names) {
-  names.clear();
-  FileSearch search(ToWide(directory) + L"\\*");
-  if (!search.Found()) {
-    return false;
-  }
-  do {
-    if ((search.Entry().attrib & _A_SUBDIR) == 0) {
-      names.push_back(ToUtf8(search.Entry().name));
-    }
-  } while (search.Next());
-  return true;
 }
 
 }  // namespace Tav::Platform
