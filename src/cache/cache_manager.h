@@ -15,27 +15,23 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "cache/cache_directories.h"
 #include "cache/cache_file_writer.h"
 #include "cache/cache_lease.h"
+#include "cache/cache_loader.h"
+#include "cache/cache_state.h"
 #include "model/built_record.h"
 
 namespace Tav {
 
-class TavFile;
-
 class CacheManager {
  public:
-  static constexpr uint32_t kDefaultMaxFiles = 50;
-  static constexpr uint32_t kDefaultMaxFileSize = 1048576;
+  static constexpr uint32_t kDefaultMaxFiles = CacheState::kDefaultMaxFiles;
+  static constexpr uint32_t kDefaultMaxFileSize = CacheState::kDefaultMaxFileSize;
 
-  // Seconds since 1970.
-  using Clock = int64_t (*)();
+  using Clock = CacheState::Clock;
 
   // Uses the files in `storageDirectory` (UTF-8) whose names begin with `prefix`, see CachePrefix.
   // Without that directory the cache is disabled.
@@ -44,9 +40,9 @@ class CacheManager {
   CacheManager& operator=(const CacheManager&) = delete;
 
   // Tries again to delete what is left of Lease.
-  virtual ~CacheManager();
+  virtual ~CacheManager() = default;
   // Before ScanFiles: the prefix of another version of the product, whose files are used, too.
-  void AddVersion(const std::string& prefix) { directories_.AddVersion(prefix); }
+  void AddVersion(const std::string& prefix) { state_.directories.AddVersion(prefix); }
   // Finds the files and deletes those that nobody has written to for 30 days. `persistentInterval`:
   // note the time of the oldest one.
   virtual void ScanFiles(bool persistentInterval);
@@ -58,10 +54,10 @@ class CacheManager {
   // Moves all cached records to the end of the list, oldest first, and deletes their files. A file
   // that another manager has open is skipped, one that is much too large is passed over. If memory
   // runs out, the file that was being read stays, and none of its records is in the list.
-  virtual void Load(RecordList& records);
+  virtual void Load(RecordList& records) { loader_.Load(records); }
   virtual void SetLimits(uint32_t maxFiles, uint32_t maxFileSize) {
-    maxFiles_ = maxFiles;
-    maxFileSize_ = maxFileSize;
+    state_.maxFiles = maxFiles;
+    state_.maxFileSize = maxFileSize;
   }
   // Deletes the files, whatever their age. A file that another manager has open stays.
   virtual void DeleteAll();
@@ -71,37 +67,39 @@ class CacheManager {
   // Appends the records of the oldest file that has one to the list, and holds the file until the
   // lease is ended. No lease may be held. If memory runs out, the file stays, and none of its
   // records is in the list. False if there is no such file.
-  bool Lease(RecordList& records);
-  bool HasLease() const { return lease_.Held(); }
+  bool Lease(RecordList& records) { return loader_.Lease(records); }
+  bool HasLease() const { return loader_.Current().Held(); }
   // For each record of the leased file, in order, once nobody needs it any more; see
   // BuiltRecord::fileEnd.
-  void Consume(int64_t fileEnd) { lease_.Consume(fileEnd); }
+  void Consume(int64_t fileEnd) { loader_.Current().Consume(fileEnd); }
   // False if there is nothing to note.
-  bool MakeNote(LeaseNote& note) const { return lease_.MakeNote(note); }
+  bool MakeNote(LeaseNote& note) const { return loader_.Current().MakeNote(note); }
   // Ends the lease after all records are consumed: deletes the file. If it cannot be deleted now,
   // it stays open and out of use, and is deleted later.
-  void EndLease();
+  void EndLease() { loader_.EndLease(); }
   // Ends the lease early. Takes a copy of the records that are left. False if the file could not be
   // rewritten without the consumed records; the lease is then still held.
-  bool ReturnLease(const RecordList& rest);
+  bool ReturnLease(const RecordList& rest) { return loader_.ReturnLease(rest); }
   // Ends the lease as if it had not begun.
-  void AbandonLease() { lease_.Abandon(); }
+  void AbandonLease() { loader_.Current().Abandon(); }
   // After ScanFiles, before records are loaded: drops what an earlier run has consumed according to
   // its last note. A file whose beginning is not what was noted stays as it is.
-  void DropAccepted(const LeaseNote& note);
+  void DropAccepted(const LeaseNote& note) { loader_.DropAccepted(note); }
   // False when the file could not be deleted. Unless the file is only in use, that disables the
   // cache.
-  bool DeleteFile(int sequence) { return DeleteFrom(directories_.Own(), sequence); }
+  bool DeleteFile(int sequence) { return DeleteFrom(state_.directories.Own(), sequence); }
 
   // True when no file can be created, or after DeleteFile or DeleteAll have failed to delete a
   // file. Append then fails; Load still works.
-  bool Disabled() const { return disabled_; }
-  const std::string& Prefix() const { return directories_.Own().Prefix(); }
-  size_t FileCount() const { return directories_.FileCount(); }
+  bool Disabled() const { return state_.disabled; }
+  const std::string& Prefix() const { return state_.directories.Own().Prefix(); }
+  size_t FileCount() const { return state_.directories.FileCount(); }
   // Of all known files, without those passed over, in bytes, at most INT32_MAX.
-  int TotalSize() const { return ToInt(directories_.TotalSize()); }
+  int TotalSize() const { return ToInt(state_.directories.TotalSize()); }
   // The same without the leased file.
-  int64_t UnleasedBytes() const { return directories_.TotalSize() - lease_.Size(); }
+  int64_t UnleasedBytes() const {
+    return state_.directories.TotalSize() - loader_.Current().Size();
+  }
   // When the oldest file that the last scan kept was last written to; 0 for none, or if that scan
   // did not note it.
   int64_t OldestTime() const { return oldestTime_; }
@@ -115,22 +113,12 @@ class CacheManager {
 
   bool AppendToOneFile(RecordList& records);
   void EnforceLimit();
-  int64_t MaxLoadSize() const;
-  bool LeaseFile(CacheDirectory& directory, int sequence, RecordList& records);
-  bool OpenToLoad(CacheDirectory& directory, int sequence, TavFile& file);
-  bool PassOver(CacheDirectory& directory, int sequence, const char* cannot);
-  void DeleteConsumed();
   bool DeleteFrom(CacheDirectory& directory, int sequence);
 
-  CacheDirectories directories_;
+  CacheState state_;
   OnStored onStored_;
-  const Clock clock_;
-  uint32_t maxFiles_ = kDefaultMaxFiles;
-  uint32_t maxFileSize_ = kDefaultMaxFileSize;
-  bool disabled_ = false;
   int64_t oldestTime_ = 0;
-  CacheLease lease_;
-  std::vector<std::unique_ptr<TavFile>> consumed_;  // could not be deleted; open for exclusive use
+  CacheLoader loader_;
 };
 
 }  // namespace Tav
