@@ -62,7 +62,7 @@ static DWORD WINAPI Report(void* unused) {
     TavEvent_s* event = tav->NewErrorEvent(code, "unhandled exception");
     AddStack(event, *crash->ContextRecord);
     tav->LogEvent(event);
-    tav->Commit();  // a courtesy: sends it now, not with the next run; may take long
+    tav->Commit();  // optional: sends it now, not with the next run; may take long
     SetEvent(reported);
   }
   return 0;

@@ -1,5 +1,5 @@
-// A host that crashes. Its events before the crash and the crash itself arrive at the gateway: now,
-// or with the next run.
+// A host that crashes. Its events before the crash and the crash itself arrive at the gateway,
+// either now or with the next run.
 // tav.dll must be in the program's folder.
 #include <stdint.h>
 #include <stdio.h>

@@ -20,7 +20,7 @@ struct DemoReport {
   std::string libraryVersion;
   std::span<const Settings::Call> settings;
   std::span<const Notebook> notebooks;
-  std::optional<bool> isAllSent;  // the result of Commit; nothing: the process dies before it
+  std::optional<bool> isAllSent;  // the result of Commit; nothing if the process died before
   int warnings = 0;               // lines that the library logged as WARN or ERROR
 };
 

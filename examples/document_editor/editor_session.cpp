@@ -237,7 +237,7 @@ void WorkOnDocuments(EditorState& state, Notebook& notes) {
   Dice dice(20260304);
   for (std::size_t done = 0; done < kDocuments.size(); ++done) {
     if (done == kDocuments.size() / 2) {
-      // So that a crash does not lose the numbers of a whole day: until a flush they are no events.
+      // Until a flush, these numbers are not events, and a crash would lose those of a whole day.
       // Terminate reports the rest.
       const std::lock_guard lock(state.numbers);
       Noted(state.tav, notes, state.session).FlushAggregates();

@@ -19,11 +19,11 @@ struct EditorState {
   // Counters and statistics outside explicit sessions, including those of components, have no lock
   // in the library. Threads that feed or flush them hold this mutex.
   std::mutex numbers;
-  SuddenDeath* death = nullptr;  // null for a run that ends as it should
+  SuddenDeath* death = nullptr;  // null for a run that ends normally
 
   // The duration of one action, shorter than in reality.
   void TakeTime(std::chrono::milliseconds time) const;
-  // At the end of a thread's work.
+  // Call it at the end of a thread's work.
   void LeaveThread() const;
 };
 

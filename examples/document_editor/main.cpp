@@ -133,7 +133,7 @@ int RunEditor(const char* reportFile, int runNumber, const char* folder, bool di
   state.death = dies ? &death : nullptr;
   UseEditor(state, user, autosave, spelling);
 
-  // A real application would not wait for the result, and need not commit at all.
+  // A real application need not call Commit, and would not wait for its result.
   const bool isAllSent = tav.Commit();
   user.AddEnd(state.session);
   run.Terminate();

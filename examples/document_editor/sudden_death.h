@@ -1,5 +1,5 @@
-// Ends the process in the middle of its work, as a crash or a user with the task manager would. Not
-// part of a real application: the demonstration shows with it that nothing is lost.
+// Ends the process in the middle of its work, as a crash or a user with the task manager would. The
+// demo uses it to show that nothing is lost. Not part of a real application.
 #pragma once
 
 #include <atomic>
@@ -13,17 +13,17 @@ class SuddenDeath {
   static constexpr int kExitStatus = 9;
 
   // The process ends when `lastSerial` has reached `limit` and `threads` threads have stopped.
-  // `testify` runs just before.
+  // `testify` runs just before that.
   SuddenDeath(const std::atomic<int>& lastSerial,
               int limit,
               int threads,
               std::function<void()> testify)
       : lastSerial_(lastSerial), limit_(limit), running_(threads), testify_(std::move(testify)) {}
 
-  // Between two actions of a thread. When the limit is reached, the thread stops here for ever:
-  // every call of the library that it has made has returned.
+  // Call it between two actions of a thread. When the limit is reached, the thread stops here for
+  // ever. Every library call that it has made has then returned.
   void Pass();
-  // At the end of a thread's work.
+  // Call it at the end of a thread's work.
   void Leave();
 
  private:

@@ -77,10 +77,11 @@
 // appends it to a queue under one short lock. Only Initialize, Terminate, SetCacheDirectory and the
 // slots marked "Waits" take longer.
 //
-// Waits. Returns after the library's thread has done everything that was queued before, a send in
-// progress included, and then this request. Requests of several threads are served one after
-// another. There is no time limit: see Commit for the time that a send can take. Not for the thread
-// of a user interface. Not allowed on the threads of the library, that is, in a sink.
+// Waits. Returns after the library's thread has done everything that was queued before, and then
+// this request. A send in progress is interrupted for it after about a second, or when the request
+// under way ends. Requests of several threads are served one after another. There is no time limit:
+// see Commit for the time that a request can take. Not for the thread of a user interface. Not
+// allowed on the threads of the library, that is, in a sink.
 //
 // Setting. A slot marked "Setting" is called before Initialize, for the run that Initialize starts.
 // Terminate resets the setting to its initial value. Called while the library runs, the slot has no
@@ -367,10 +368,10 @@ typedef struct TavEntryTable {
                             int appLanguage);
 
   // Slot 1. Stops the library. Flushes the counters and aggregates outside explicit sessions, ends
-  // the implied session, processes the queue, sends what it can and writes the rest to disk. What
-  // there is no time to send or to write stays in the journal, and the next run delivers it. Then
-  // resets all settings, including the opt-out and the version qualifier, and closes the log file.
-  // Only the message sink and EnableDebugLog persist.
+  // the implied session, processes the queue, sends what it can and writes the rest to disk. Events
+  // that there is no time to send or to write stay in the journal, and the next run delivers them.
+  // Then resets all settings, including the opt-out and the version qualifier, and closes the log
+  // file. Only the message sink and EnableDebugLog persist.
   // Before, end explicit sessions and log open events: an event that is logged later is lost.
   // Not to overlap any other call.
   // Blocks for the time of one request, as a rule, and for about 2 seconds if the server does not
@@ -388,11 +389,11 @@ typedef struct TavEntryTable {
   // Slot 3. Reports an event of any kind and consumes it, unless the handle is refused. The event
   // gets the local time of this call. An event without a session joins the implied session, which
   // begins with the first such event. The events of one thread keep their order.
-  // When LogEvent has returned, the event survives the death of the process, however it comes: the
-  // next run of the product delivers it. Exceptions: the first milliseconds after Initialize; a
+  // When LogEvent has returned, the event survives the death of the process, whatever the cause:
+  // the next run of the product delivers it. Exceptions: the first milliseconds after Initialize; a
   // storage folder that is not on a fixed disk or cannot be written; far more events than can be
-  // processed; the loss of power. docs/delivery.md has the details. The same holds for places, idle
-  // times and the begins and ends of sessions, but not for counters and aggregates before a flush.
+  // processed; power loss. docs/delivery.md has the details. The same holds for places, idle times,
+  // and the beginning and end of sessions, but not for counters and aggregates before a flush.
   // If 128 MiB of events wait, new ones are refused and counted:
   //   WARN "SM: Too many events wait. %lld new events were refused"
   // An event that has no valid name is freed silently. One that has exceeded its size limit is
@@ -527,11 +528,11 @@ typedef struct TavEntryTable {
   // sent, could not be written to disk, or if the server or an event limit has disabled reporting.
   // What was not sent is kept for a later attempt. Events need no Commit to survive the end of the
   // process: see LogEvent.
-  // First waits until the events that dead processes left are in the cache, so that they are sent
-  // too.
+  // First moves the events that dead processes left to the cache, so that they are sent too.
   // Takes the time of one short request, as a rule. A request can take 3 seconds to resolve the
   // host, 3 to connect, 30 to send and 30 for each wait for the answer. The first request that
-  // fails ends the attempt.
+  // does not reach the server ends the attempt. A record that the server refuses does not, but is
+  // kept, and Commit returns 1 as long as it is.
   // Not running: logs the error and returns 0.
   int(TAV_CALL* Commit)(void);
 

@@ -516,7 +516,7 @@ class Table {
   // Returns false if something was not sent; it is kept for a later attempt.
   bool Commit() const noexcept { return Call(&TavEntryTable::Commit) == 0; }
 
-  // Queries and data transfer. They wait as Commit does.
+  // Queries and data transfer. They wait for the library's thread, see tav.h.
   void GetEndpointIdentifier(char* buffer, size_t bufferSize) const noexcept {
     if (table_ != nullptr) {
       table_->GetEndpointIdentifier(buffer, bufferSize);
