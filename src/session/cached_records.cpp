@@ -10,10 +10,9 @@ namespace Tav {
 
 namespace {
 
-// The chunk marks of a cache file do not reveal damage inside a record. A gateway would reject such
-// a record at every attempt, and the records after it would never be sent. The same goes for a text
-// of more than kMaxTextSize bytes. If there is no memory for zlib's state, the record counts as
-// whole.
+// The chunk marks of a cache file do not reveal damage inside a record. A gateway would refuse such
+// a record at every attempt. The same goes for a text of more than kMaxTextSize bytes. If there is
+// no memory for zlib's state, the record counts as whole.
 bool IsDamaged(const BuiltRecord& record) {
   MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
   GZipInputStream gzip(&bytes);
@@ -82,8 +81,8 @@ bool CachedRecords::Load() {
   return true;
 }
 
-// Drops damaged records, and finds out which data the others carry. Throws if memory runs out; then
-// the file stays as it is.
+// Drops damaged records and determines which data the others carry. Throws if memory runs out; the
+// file then stays as it is.
 void CachedRecords::CheckLoaded(RecordList& loaded) try {
   while (std::unique_ptr<BuiltRecord> record = loaded.TakeFirst()) {
     if (IsDamaged(*record)) {

@@ -1,6 +1,6 @@
-// The records in the cache on disk, as the store uses them. Those of one file at a time are in
-// memory, too. They are older than those built in this run, are never appended to the cache again
-// unless the server refuses them, and their file stays until all of them are gone.
+// The records in the cache on disk, as RecordStore uses them. Those of one file at a time are also
+// in memory. They are not appended to the cache again unless the server refuses them. Their file
+// stays until all of them are consumed.
 #pragma once
 
 #include <cstddef>

@@ -10,9 +10,9 @@ namespace Tav {
 
 namespace {
 
-// Milliseconds. After a flush of this length the session thread looks after the host.
+// Milliseconds. After this time a flush pauses so that the session thread can serve the host.
 constexpr int64_t kMaxFlush = 1000;
-// After the end of sending. A second is left then; what is not stored stays in the journal.
+// Counted from the end of sending, when a second is left. What is not stored stays in the journal.
 constexpr int64_t kMaxLastFlush = 500;
 
 }  // namespace
@@ -30,7 +30,7 @@ void Delivery::Add(const EventLog::Item& event, const Now& now) {
   batch_.Pending().Append(event);
 }
 
-// Behind a record that is not delivered yet, its delivery does it.
+// If a record is not delivered yet, its delivery also settles the dropped events before it.
 void Delivery::SettleDropped() {
   if (!store_.HasUnsettled()) {
     journal_.Settle(batch_.Pending().Begin());
@@ -79,7 +79,7 @@ SendProgress Delivery::SendSome() {
     return SendProgress::Failed;
   }
   if (uploader_.Connected()) {
-    ProcessEventList(true);  // what hosts have reported meanwhile is sent in its turn
+    ProcessEventList(true);  // the same send also delivers what hosts have reported meanwhile
   } else {
     if (retryRefused_ && *retryRefused_ <= ReadClocks().monotonic) {
       store_.RetryRefused();
@@ -156,8 +156,8 @@ void Delivery::FlushIfDue() {
   Flush(Platform::MonotonicMilliseconds() + kMaxFlush);
 }
 
-// Builds and stores records in turn, so that they take little memory, until nothing is left, the
-// cache fails, or the given time on the monotonic clock.
+// Alternates between building and storing records, so that they take little memory, until nothing
+// is left, the cache fails, or the monotonic clock reaches the given time.
 void Delivery::Flush(int64_t end) {
   bool stored = true;
   do {

@@ -50,12 +50,12 @@ class Delivery final : RecordSupply {
   void ProcessEventList(bool all);
   // Builds records and decides whether they are sent now. Ends a send while suspended.
   bool IsSendDue(bool suspended);
-  // Sends a slice: for about a second. More calls for another one soon; meanwhile the connection
-  // stays open. Done also when there was nothing to send.
+  // Sends a slice of about a second. After More, call it again soon; the connection stays open
+  // until then. Done also when there was nothing to send.
   SendProgress SendSome();
   // Sends all slices. True when the server has accepted everything or there was nothing to send.
   bool SendToServer();
-  // Ends a send that has more slices. The next one begins as the schedule says.
+  // Ends a send before its last slice. The next send begins as the schedule says.
   void EndSend();
   // Whether the last slice or flush has left more.
   bool Busy() const { return uploader_.Connected() || flushing_; }
@@ -63,7 +63,8 @@ class Delivery final : RecordSupply {
   // Writes the records to the cache when the flush interval has passed or memory is full. For about
   // a second; the next call goes on.
   void FlushIfDue();
-  // At the end of a turn: whatever is left in memory has a time at which it goes to the cache.
+  // At the end of a turn: ensures that everything in memory has a time at which it goes to the
+  // cache.
   void ArmFlush();
 
   // At the end of a run: sends if the schedule allows it.

@@ -19,11 +19,11 @@ namespace Tav {
 
 namespace {
 
-// Of all journals of dead runs together: a host that crashes at each start must not fill the disk.
+// For all journals of dead runs together: a host that crashes at each start must not fill the disk.
 constexpr int64_t kMaxBytes = int64_t{128} << 20;
 constexpr int64_t kMillisecondsPerSecond = 1000;
-// Seconds. The process whose journal was in use may have ended since, or its crash dump been
-// written.
+// Seconds. By then, a process whose journal was in use may have ended, or its crash dump may be
+// complete.
 constexpr int kSearchInterval = 600;
 
 }  // namespace
@@ -48,7 +48,7 @@ std::optional<int> JournalSearch::Timeout() const {
   return left > 0 ? static_cast<int>(left / kMillisecondsPerSecond) + 1 : 0;
 }
 
-// What is found is taken by Next.
+// Next returns the journals that were found.
 void JournalSearch::Search() {
   searched_ = true;
   someInUse_ = false;

@@ -31,8 +31,8 @@ class JournalSearch {
                 RecordStore& store)
       : config_(config), consent_(consent), app_(app), own_(own), store_(store) {}
 
-  // Looks into the folder. Shortens cache files of which a dead run has sent a part. Deletes the
-  // journals after an opt-out, and the oldest ones beyond the bound. Only while Empty.
+  // Lists the journals in the folder. Shortens cache files of which a dead run has sent a part.
+  // Deletes the journals after an opt-out, and the oldest ones beyond the bound. Only while Empty.
   void Search();
   // Seconds until a search is due: the first one, or another one because a journal was in use.
   // Nothing if none is.

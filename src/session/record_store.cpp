@@ -21,7 +21,7 @@ bool RecordStore::Push(std::unique_ptr<BuiltRecord> record) {
 }
 
 SendSchedule::Backlog RecordStore::Backlog() const {
-  // Below 0 if the cache takes no records, so that refused ones are in memory.
+  // Negative if the cache takes no records: refused ones are then in memory.
   const int64_t cache = cached_.LoadableSize() - refused_.Bytes();
   return {std::max<int64_t>(run_.List().Bytes() + std::min<int64_t>(cache, 0), 0),
           std::max<int64_t>(cache, 0)};
@@ -42,9 +42,9 @@ const BuiltRecord* RecordStore::Oldest() {
   return NothingInMemory() && !cached_.Load() ? nullptr : FirstInMemory();
 }
 
-// The cache is a queue, and a refused record that is met goes to its end. So when one is met for
-// the second time, everything that was in the cache before it has been met, and only what is in
-// memory is left.
+// The cache is a queue. A refused record goes back to its end. When one comes up for the second
+// time, everything that was in the cache before has come up once, so only records in memory are
+// left.
 const BuiltRecord* RecordStore::NextToSend() {
   constexpr size_t kAll = SIZE_MAX;
   size_t left = kAll;
@@ -81,8 +81,8 @@ void RecordStore::SetRefused(int status) {
   MoveBehindOthers();
 }
 
-// The oldest record in memory goes to the end of the cache, or of those in memory if it cannot be
-// cached. Only then its place in a leased file is given up.
+// Moves the oldest record in memory to the end of the cache, or of the records in memory if it
+// cannot be cached. Its place in a leased file is given up only after that.
 void RecordStore::MoveBehindOthers() {
   const bool leased = !cached_.InMemory().Empty();
   RecordList moved;
@@ -102,8 +102,8 @@ bool RecordStore::HasOnlyRefused() const {
   return HasRefused() && run_.List().Empty() && Backlog().cache == 0;
 }
 
-// The file is deleted behind its last record. A record that is noted is not sent again if the
-// process dies before that.
+// The file is deleted after its last record. If the process dies before that, a record that is
+// noted is not sent again.
 std::unique_ptr<BuiltRecord> RecordStore::TakeOldest() {
   if (cached_.InMemory().Empty()) {
     return run_.TakeFirst();

@@ -1,6 +1,5 @@
-// Built records that the server has not accepted yet: in memory, and in the cache on disk. The
-// records of one cache file at a time are in memory, too. They are older than those built in this
-// run, are never appended to the cache again, and their file stays until all of them are gone.
+// Built records that the server has not accepted yet: those of this run in memory (RunRecords), and
+// those in the cache on disk (CachedRecords), of which one file at a time is also in memory.
 #pragma once
 
 #include <cstdint>
@@ -28,14 +27,14 @@ class RecordStore {
   RecordStore(Consent consent, UnsentChanges& changes, RunJournal& journal)
       : consent_(consent), changes_(changes), run_(journal), cached_(consent, changes) {}
 
-  // Bytes of records in memory. Records from the host may pass it.
+  // Bytes of records in memory. Records from the host may exceed it.
   void SetMaxMemory(int maxMemorySize) { run_.SetMaxMemory(maxMemorySize); }
   // Finds the records of earlier runs; after an opt-out, deletes them. Before this call, and if it
   // throws, the store works in memory only.
   void OpenCache(std::unique_ptr<CacheManager> cache, bool persistentInterval);
 
   void Append(std::unique_ptr<BuiltRecord> record) { run_.Append(std::move(record)); }
-  // Between two steps of work that may take a while.
+  // Call it between two steps of work that may take a while.
   void PrepareRoom() { run_.PrepareRoom(); }
   // Whether the records of this run take their maximum of memory or more.
   bool Full() const { return run_.Full(); }
@@ -55,18 +54,17 @@ class RecordStore {
   void RemoveAccepted() { changes_.OnAccepted(TakeOldest()->carried); }
   void RemovePulled() { changes_.OnLost(TakeOldest()->carried); }
 
-  // Sends go through the records with NextToSend, from BeginSend on. The result is as that of
-  // Oldest, but passes over refused records; null also when only those are left. They stay behind
-  // all others.
+  // A send calls BeginSend, then NextToSend for each record. NextToSend is like Oldest, but passes
+  // over refused records, which stay behind all others. Null also when only those are left.
   void BeginSend() { refused_.BeginSend(); }
   const BuiltRecord* NextToSend();
   // Moves the oldest record in memory to the cache, behind the others: the server has refused it.
   // Drops it, with a warning, when it is too old to be tried again.
   void SetRefused(int status);
   bool HasRefused() const { return !refused_.Empty(); }
-  // Whether no other record is left.
+  // Whether all records that are left are refused ones.
   bool HasOnlyRefused() const;
-  // The refused records count as any others again.
+  // From now on the refused records are treated like any others.
   void RetryRefused() { refused_.Clear(); }
 
   // Moves the records of this run from memory to the cache, and drops those of a cache file from
@@ -74,7 +72,7 @@ class RecordStore {
   // not be used.
   bool Flush();
   // Drops the oldest records in memory, with a warning, until they take no more than a multiple of
-  // the maximum. First of all those of a cache file, which has them.
+  // the maximum. Begins with those of a leased cache file: they are still on disk.
   void BoundMemory();
   // Whether a flush failed since the last call.
   bool TakeFlushFailed() { return std::exchange(flushFailed_, false); }
@@ -89,7 +87,7 @@ class RecordStore {
   const RecordList& InMemory() const { return run_.List(); }
   // No record in memory at all.
   bool NothingInMemory() const { return cached_.InMemory().Empty() && run_.List().Empty(); }
-  // Whether a record in memory is the only one, also in the cache, and no supply is left.
+  // Whether one record in memory is the only one, the cache has no other, and no supply is left.
   bool HasOne() const;
   // Bytes of cache files, also of the one whose records are in memory; 0 when the cache must not be
   // used.
@@ -97,7 +95,8 @@ class RecordStore {
   bool HasCacheFiles() const { return cached_.HasFiles(); }
   // See CacheManager::OldestTime.
   int64_t OldestCached() const { return cached_.OldestTime(); }
-  // Borrowed; null for none. Where NextToSend gets more records of this run when memory is empty.
+  // The source of more records of this run, for NextToSend when memory is empty. Borrowed; null for
+  // none.
   void SetSupply(RecordSupply* supply) { supply_ = supply; }
 
   // What a send could deliver: leaves out cache files that could not be loaded and refused records.

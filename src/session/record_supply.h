@@ -1,4 +1,4 @@
-// Where the store gets more records from when it has none in memory.
+// The source from which RecordStore gets more records when it has none in memory.
 #pragma once
 
 namespace Tav {

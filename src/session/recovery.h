@@ -1,5 +1,5 @@
-// Recovery: the events that runs left in their journals because their process died, or because they
-// could neither send nor store everything, become records in the cache.
+// Turns events that earlier runs left in their journals into records in the cache. A run leaves
+// them if its process dies, or if it can neither send nor store everything.
 #pragma once
 
 #include <cstdint>
@@ -41,9 +41,9 @@ class Recovery {
   void Search();
   // Searches again if a journal was in use: its process may have ended since.
   void SearchAgain();
-  // Does what takes a short time: finds the journals, begins or ends one, or stores one record.
+  // One short step: finds the journals, begins or ends one, or stores one record.
   void Step();
-  // Steps for at most so many milliseconds, without limit if negative.
+  // Repeats Step for at most so many milliseconds, or without limit if negative.
   void Run(int milliseconds);
   // Seconds until the next step; a day if nothing is left.
   int Timeout() const;
@@ -69,7 +69,7 @@ class Recovery {
   const RecordBuilder& builder_;
   Delivery& delivery_;
   JournalSearch search_;
-  bool recovered_ = false;  // a record, since the last sending was planned
+  bool recovered_ = false;  // a record was cached since the schedule was last updated
   std::unique_ptr<Current> current_;
   int64_t retryAt_ = 0;  // monotonic milliseconds; after the cache could not be written
 };

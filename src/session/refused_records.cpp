@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::chrono::days kMaxAge{30};
 
-// Keys as they stand in the text. A quotation mark inside a string is escaped, so neither occurs
-// there. The time of a record without events is that of its environment.
+// Keys as they appear in the text. A quotation mark inside a string is escaped, so neither key can
+// occur there. A record without events has the time of its environment.
 constexpr std::string_view kFirstEventTime = R"("rt":[{"t":")";
 constexpr std::string_view kFirstTime = R"("t":")";
 

@@ -1,4 +1,4 @@
-// The records that the server has refused in this run and that are not tried again yet.
+// The records that the server has refused in this run and that are not to be tried again yet.
 #pragma once
 
 #include <algorithm>
@@ -20,7 +20,7 @@ bool IsOutdated(const BuiltRecord& record, int64_t now);
 class RefusedRecords {
  public:
   bool Empty() const { return entries_.empty(); }
-  // What the records take in the cache.
+  // The bytes that the records take in the cache.
   int64_t Bytes() const { return bytes_; }
 
   void Add(const BuiltRecord& record) {
@@ -35,8 +35,8 @@ class RefusedRecords {
     bytes_ = 0;
   }
 
-  // During one send, true the first time that a contained record is met. The second time all that
-  // was in the cache before it has been tried.
+  // True the first time that a contained record comes up during a send. The second time, all
+  // records that were in the cache before it have been tried.
   bool MeetFirst(const BuiltRecord& record) {
     const auto entry = Find(record);
     const bool first = entry->lastMet != send_;

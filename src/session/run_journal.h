@@ -1,5 +1,5 @@
-// The journal of this run: gives the log of events its room in a file, so that the events survive
-// the death of the process.
+// The journal of this run: provides the segments of the event log in a mapped file, so that the
+// events survive the death of the process.
 #pragma once
 
 #include <cstddef>
@@ -25,8 +25,8 @@ class RunJournal final : public LeaseLog {
   // Leaves the file for a later run, unless Close was called.
   ~RunJournal() override;
 
-  // Creates the file, with a name that begins with `prefix`, and the first room in it. Logs why
-  // there is none.
+  // Creates the file, with a name that begins with `prefix`, and its first segments. If it cannot
+  // be created, logs the reason.
   void Open(const std::string& directory, std::string_view prefix, const RunBlock& run);
   bool HasFile() const { return file_ != nullptr; }
   // The name of the file; empty if there is none.
@@ -34,9 +34,9 @@ class RunJournal final : public LeaseLog {
   // Replaces the description of the run.
   void Update(const RunBlock& run);
 
-  // Keeps enough room ready. Call it between any two steps of work that may take a while.
+  // Keeps enough segments ready. Call it between any two steps of work that may take a while.
   void Refill();
-  // Gives back the disk space of a burst once nothing is left of it.
+  // Frees the disk space of a burst once all of its events are settled.
   void Shrink();
 
   // Everything before `end` is delivered, in the cache, or dropped.
@@ -45,8 +45,8 @@ class RunJournal final : public LeaseLog {
   // Notes in the file which part of a cache file is no longer needed.
   void Accepted(const LeaseNote& note) override;
 
-  // At the end of the run. Hosts cannot add events any more. Deletes the file if nothing is left in
-  // it.
+  // At the end of the run: from now on hosts cannot add events. Deletes the file if nothing is left
+  // in it.
   void Close();
 
  private:

@@ -29,8 +29,8 @@ std::unique_ptr<BuiltRecord> RunRecords::TakeFirst() {
   return record;
 }
 
-// The events of the record, and those before it that a rule dropped. Records leave in the order of
-// their events. Does nothing for a record that settled its events before.
+// Settles the events of the record, and those before it that a rule dropped. Records leave in the
+// order of their events. Does nothing if the record has settled its events before.
 void RunRecords::Settle(const BuiltRecord& record) {
   if (record.logEnd > settled_) {
     journal_.Settle(record.logEnd);

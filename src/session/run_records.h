@@ -1,4 +1,4 @@
-// The records of this run that are in memory. The journal has the events of a record until the
+// The records of this run that are in memory. The events of a record stay in the journal until the
 // record leaves or is in the cache.
 #pragma once
 
@@ -18,7 +18,7 @@ class RunRecords {
   // Borrows the journal, whose events the records settle.
   explicit RunRecords(RunJournal& journal) : journal_(journal) {}
 
-  // Bytes. Records from the host may pass it.
+  // Bytes. Records from the host may exceed it.
   void SetMaxMemory(int maxMemorySize) { maxMemorySize_ = maxMemorySize; }
   bool Full() const { return records_.Bytes() > maxMemorySize_; }
 
@@ -26,7 +26,7 @@ class RunRecords {
   void Append(std::unique_ptr<BuiltRecord> record);
   // A record from the host.
   void Push(std::unique_ptr<BuiltRecord> record) { records_.Append(std::move(record)); }
-  // The oldest record leaves.
+  // Removes the oldest record.
   std::unique_ptr<BuiltRecord> TakeFirst();
   // For records that move and do not leave.
   RecordList& List() { return records_; }

@@ -11,11 +11,11 @@ namespace Tav {
 
 namespace {
 
-// Milliseconds. After a slice the session thread looks after the host and the disk.
+// Milliseconds. Between slices the session thread serves the host and flushes to the disk.
 constexpr int64_t kMaxSlice = 1000;
 
-// A server that refuses so many records in a row refuses all of them for now, for example a filter
-// between here and the gateway. Without a bound the whole cache would go there at each attempt.
+// A server that refuses so many records in a row probably refuses all of them; it may be a filter
+// in front of the gateway. Without a bound, each attempt would send the whole cache.
 constexpr int kMaxRefusedInRow = 16;
 
 }  // namespace
@@ -155,7 +155,7 @@ bool Uploader::SendRecord(const BuiltRecord& record) {
   return true;
 }
 
-// The server may want the records after one that it refuses, unless it refuses everything.
+// The server may accept the records after one that it refuses, unless it refuses everything.
 bool Uploader::OnNotAccepted(const SendOutcome& outcome) {
   if (outcome.kind != SendOutcome::Kind::Refused) {
     LogWarning("SM: SendRecord: Send of record failed");

@@ -46,9 +46,9 @@ class Uploader {
   bool UseGateway(std::string url);
   const std::string& GatewayUrl() const { return gatewayUrl_; }
 
-  // Sends one slice of the records, those in the cache included: for about a second, or what
-  // is in memory and one cache file. Opens a connection unless one is open, and closes it unless
-  // more is left. After UseGateway.
+  // Sends one slice of the records, including those in the cache. A slice ends after about a
+  // second, or after the records in memory and one cache file. Opens a connection unless one is
+  // open, and closes it unless more is left. After UseGateway.
   SendProgress SendSome();
   // Whether the last slice has left more.
   bool Connected() const { return connected_; }
