@@ -39,7 +39,7 @@ int64_t CacheDirectories::TotalSize() const {
   return bytes;
 }
 
-// A product may have many versions, of which few have left files.
+// A product may have many versions, but few of them have left files.
 void CacheDirectories::DropEmpty() {
   if (directories_.size() == 1) {
     return;

@@ -1,6 +1,7 @@
-// The cache files of all versions of one product: an upgrade takes over what earlier versions could
-// not send. The versions are loaded one after the other, the own one first. Age and limits apply to
-// all files together. Only the own version's files are written to.
+// The cache files of all versions of one product: after an upgrade, a run sends what earlier
+// versions could not send. The versions are loaded one after the other, the run's own version
+// first. Age and limits apply to all files together. Records are appended to files of the own
+// version only.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +25,7 @@ class CacheDirectories {
   const CacheDirectory& Own() const { return directories_.front(); }
   auto begin() { return directories_.begin(); }
   auto end() { return directories_.end(); }
-  // Of all known files, the size in bytes.
+  // The size of all known files, in bytes.
   size_t FileCount() const;
   int64_t TotalSize() const;
 
@@ -32,9 +33,9 @@ class CacheDirectories {
   CacheDirectory::Scan ScanFiles(int64_t now);
   void Refresh(int64_t now);
 
-  // The file that a full cache deletes first, for which `isHeld(directory, sequence)` is false;
-  // never the newest own one. Numbers order the files of one version, times the versions. Null for
-  // none.
+  // The file that a full cache deletes first. Never the newest own one, nor one for which
+  // `isHeld(directory, sequence)` is true. Files of one version are ordered by number, the versions
+  // by time. Null for none.
   template <typename IsHeld>
   CacheDirectory* FindOldest(IsHeld isHeld, CacheFile& oldest);
 

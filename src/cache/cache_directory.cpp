@@ -21,11 +21,11 @@ using Scan = CacheDirectory::Scan;
 constexpr int64_t kDay = 86400;
 constexpr int64_t kRetention = 30 * kDay;
 constexpr int64_t kYear2000 = 946'684'800;
-// A file that seems older than that was written before the clock was set wrong, or after.
+// A file that seems older than this has a time from a wrong clock, or the clock is wrong now.
 constexpr int64_t kMaxPlausibleAge = 3650 * kDay;
 
-// Whether a file was last written to when its time says. A clock that was wrong, then or now, must
-// not cost its records.
+// Whether the time of a file can be true. Records must not be lost because the clock was wrong when
+// the file was written, or is wrong now.
 bool IsPlausible(int64_t modifiedAt, int64_t now) {
   return modifiedAt >= kYear2000 && modifiedAt <= now + kDay && modifiedAt > now - kMaxPlausibleAge;
 }
@@ -56,7 +56,7 @@ Deletion DeleteFile(const std::string& path) {
   return opened || file.Unusable() ? Deletion::Failed : Deletion::InUse;
 }
 
-// If another process has the file open, that one or a later scan dates it.
+// If another process has the file open, that process or a later scan sets the time.
 void DateNow(const std::string& path, int64_t now) {
   TAV_NOTE("CM: The time of cache file '%s' is implausible. It is dated now", path.c_str());
   TavFile file;

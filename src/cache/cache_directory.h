@@ -58,7 +58,7 @@ class CacheDirectory {
   bool IsPassedOver(int sequence) const;
 
   // Builds the list from the files on disk. Deletes those that nobody has written to for 30 days.
-  // A file with an implausible time is dated now. `now`: seconds since 1970.
+  // A file with an implausible time gets the time `now`, in seconds since 1970.
   Scan ScanFiles(int64_t now);
   // Updates the list from the disk, which other processes change, too. Does not add files that
   // nobody has written to for 30 days.

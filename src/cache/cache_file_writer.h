@@ -12,7 +12,7 @@
 
 namespace Tav {
 
-// What happens when a record is whole on the disk.
+// Called when a record is completely on the disk.
 using OnStored = std::function<void(const BuiltRecord&)>;
 
 // For one file: one Open, then one Write. Failures are logged.

@@ -17,7 +17,7 @@ namespace Tav {
 
 namespace {
 
-// Other processes may take the same free number.
+// Another process may take the same free number, so creation is tried several times.
 constexpr int kMaxAttempts = 8;
 
 // The file that takes the place of another one. Deleted unless it is kept.
@@ -93,13 +93,14 @@ bool ComputeLeaseChecksum(TavFile& file, int64_t bytes, uint64_t& checksum) {
   return whole;
 }
 
-// Replaces a file that OpenAtomic has opened, and closes it, by one that holds these records and
-// has the old one's age. False if nothing has changed.
+// Closes a file that OpenAtomic has opened, and replaces it by one that holds these records and has
+// the same age. False if nothing has changed.
 //
-// The new file gets a number of its own, so that each name leads to a whole file at any moment. It
-// takes the old name when that is free. If another process is faster, it keeps its number. A crash
-// leaves one of both files, at worst both. The new file is closed before the old one is deleted,
-// since a failed close may mean lost data; then others may already append to it.
+// The new file first has a number of its own, so that each name belongs to a whole file at any
+// moment. It takes the old name when that is free. If another process takes the old name first, the
+// new file keeps its number. A crash leaves one of the two files, or both. The new file is closed
+// before the old one is deleted, since a failed close may mean lost data; then others may already
+// append to it.
 bool RewriteCacheFile(CacheDirectory& directory,
                       int sequence,
                       TavFile& file,

@@ -1,6 +1,7 @@
 // One cache file whose records are being sent. It stays on the disk as it is, with its age, until
-// the last record is consumed: accepted by the server, pulled by the host or dropped for damage.
-// Meanwhile nobody else can open it. If the process dies, the next run finds the whole file.
+// the last record is consumed: accepted by the server, refused and stored again, pulled by the host
+// or dropped. Until then no other process can open it. If the process dies, the next run finds the
+// whole file.
 #pragma once
 
 #include <cstdint>
@@ -19,14 +20,14 @@ struct LeaseNote {
   uint64_t checksum = 0;  // of these bytes: FNV-1a, begun with 0x9E3779B97F4A7C15 xor their number
 };
 
-// Keeps the latest note where it survives the process.
+// Keeps the latest note in a place that survives the process.
 class LeaseLog {
  public:
   LeaseLog() = default;
   LeaseLog(const LeaseLog&) = delete;
   LeaseLog& operator=(const LeaseLog&) = delete;
   virtual ~LeaseLog() = default;
-  // After each consumed record, on the session thread. Throws nothing.
+  // Called after each consumed record, on the session thread. Throws nothing.
   virtual void Accepted(const LeaseNote& note) = 0;
 };
 
@@ -42,9 +43,9 @@ class CacheLease {
 
   // Borrows the directory. The file is open for exclusive use.
   void Begin(CacheDirectory& directory, int sequence, std::unique_ptr<TavFile> file);
-  // The next record is consumed. `fileEnd` is that of the record.
+  // The next record is consumed. `fileEnd`: see BuiltRecord.
   void Consume(int64_t fileEnd);
-  // False if nothing is known: the file is of the line layout, or cannot be read.
+  // False if no note can be made: the file has the line layout or cannot be read.
   bool MakeNote(LeaseNote& note) const;
 
   // Deletes the file and ends the lease. If the file cannot be deleted, passes over it and returns

@@ -45,8 +45,8 @@ bool CacheLoader::Lease(RecordList& records) {
   return false;
 }
 
-// A file is full after the record that reaches its limit. A larger one is not the cache's own and
-// could take any amount of memory.
+// A file is full after the record that reaches its limit. A larger file was not written by the
+// library and could take any amount of memory.
 int64_t CacheLoader::MaxLoadSize() const {
   return std::max(state_.maxFileSize, CacheState::kDefaultMaxFileSize) +
          ChunkSize(kMaxChunkPayload);
@@ -89,7 +89,7 @@ void CacheLoader::DeleteConsumed() {
   std::erase_if(consumed_, [](const std::unique_ptr<TavFile>& file) { return file->Discard(); });
 }
 
-// The checksum tells which version's file it is.
+// The note has no version: the checksum identifies the file.
 void CacheLoader::DropAccepted(const LeaseNote& note) {
   for (CacheDirectory& directory : state_.directories) {
     const CacheFile* const known = directory.Find(note.sequence);

@@ -1,4 +1,4 @@
-// Loads cached records, and holds the file whose records are in use until nobody needs it. The
+// Loads cached records, and holds the file whose records are being used until all are consumed. The
 // operations are those of CacheManager.
 #pragma once
 
@@ -21,7 +21,7 @@ class CacheLoader {
   explicit CacheLoader(CacheState& state) : state_(state) {}
   CacheLoader(const CacheLoader&) = delete;
   CacheLoader& operator=(const CacheLoader&) = delete;
-  // Tries again to delete what is left of Lease.
+  // Tries again to delete consumed files that could not be deleted before.
   ~CacheLoader();
 
   void Load(RecordList& records);

@@ -4,7 +4,7 @@
 // Several managers, in one process or several, may use the files of one product at once. None waits
 // for another: a file that another one has open is skipped, a file that another one has consumed is
 // forgotten. A file that cannot be opened at all is passed over from then on: it is not tried
-// again, not counted and in nobody's way.
+// again, is not counted and blocks no other file.
 //
 // The files of the product's other versions are loaded after its own, one version after the other.
 // Age and limits apply to all of them together. Records are stored in the own files only.
@@ -39,9 +39,9 @@ class CacheManager {
   CacheManager(const CacheManager&) = delete;
   CacheManager& operator=(const CacheManager&) = delete;
 
-  // Tries again to delete what is left of Lease.
+  // Tries again to delete consumed files that could not be deleted before.
   virtual ~CacheManager() = default;
-  // Before ScanFiles: the prefix of another version of the product, whose files are used, too.
+  // Before ScanFiles: the prefix of another version of the product, whose files are used too.
   void AddVersion(const std::string& prefix) { state_.directories.AddVersion(prefix); }
   // Finds the files and deletes those that nobody has written to for 30 days. `persistentInterval`:
   // note the time of the oldest one.
@@ -49,7 +49,7 @@ class CacheManager {
   // Removes each record from the list once it is stored whole; the others stay in the list. True
   // when the list is empty.
   virtual bool Append(RecordList& records);
-  // What Append does after each record.
+  // Append calls it after each record.
   void SetOnStored(OnStored onStored) { onStored_ = std::move(onStored); }
   // Moves all cached records to the end of the list, oldest first, and deletes their files. A file
   // that another manager has open is skipped, one that is much too large is passed over. If memory
@@ -69,21 +69,21 @@ class CacheManager {
   // records is in the list. False if there is no such file.
   bool Lease(RecordList& records) { return loader_.Lease(records); }
   bool HasLease() const { return loader_.Current().Held(); }
-  // For each record of the leased file, in order, once nobody needs it any more; see
+  // Call it for each record of the leased file, in order, when the record is consumed; see
   // BuiltRecord::fileEnd.
   void Consume(int64_t fileEnd) { loader_.Current().Consume(fileEnd); }
   // False if there is nothing to note.
   bool MakeNote(LeaseNote& note) const { return loader_.Current().MakeNote(note); }
   // Ends the lease after all records are consumed: deletes the file. If it cannot be deleted now,
-  // it stays open and out of use, and is deleted later.
+  // it stays open and unused, and is deleted later.
   void EndLease() { loader_.EndLease(); }
   // Ends the lease early. Takes a copy of the records that are left. False if the file could not be
   // rewritten without the consumed records; the lease is then still held.
   bool ReturnLease(const RecordList& rest) { return loader_.ReturnLease(rest); }
-  // Ends the lease as if it had not begun.
+  // Ends the lease and leaves the file unchanged.
   void AbandonLease() { loader_.Current().Abandon(); }
   // After ScanFiles, before records are loaded: drops what an earlier run has consumed according to
-  // its last note. A file whose beginning is not what was noted stays as it is.
+  // its last note. A file whose beginning does not match the note stays as it is.
   void DropAccepted(const LeaseNote& note) { loader_.DropAccepted(note); }
   // False when the file could not be deleted. Unless the file is only in use, that disables the
   // cache.

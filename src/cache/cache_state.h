@@ -1,4 +1,4 @@
-// What storing and loading share in one cache, and how its errors are counted.
+// The state that storing and loading share in one cache, and its error counters.
 #pragma once
 
 #include <cstdint>

@@ -24,7 +24,7 @@ class ConfigLoader final : public Thread {
   // sender has logged. Only after Ended() has returned true.
   const std::string& Answer() const { return answer_; }
 
-  // When the loader was made or its request last got on, on the scale of
+  // When the loader was made or its request last made progress, on the scale of
   // Platform::MonotonicMilliseconds.
   int64_t LastProgress() const { return progress_.Last(); }
 

@@ -10,7 +10,7 @@
 
 extern "C" {
 
-// Of MinGW's start-up code: has the slot's value of a thread that ends passed to the destructor.
+// In MinGW's start-up code: when a thread ends, its value of the slot is passed to the destructor.
 int ___w64_mingwthr_add_key_dtor(DWORD slot, void (*destructor)(void*));
 
 namespace {

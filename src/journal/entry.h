@@ -1,8 +1,8 @@
-// One accepted event in its binary form, as it lies in a segment of the journal.
+// One accepted event in its binary form, as stored in a segment of the journal.
 //
-// An entry is complete or absent: its first eight bytes, with a size above zero, are stored last
-// and at once. The checksum, and the number of the segment in each entry, tell an entry of this use
-// of the segment from what an earlier use or a damaged disk left.
+// An entry is complete or absent: its first eight bytes, which include the size, are stored last,
+// in a single store. The checksum and the segment's number in each entry distinguish it from
+// remainders of an earlier use and from damaged data.
 #pragma once
 
 #include <cstddef>
@@ -36,8 +36,9 @@ enum class Verdict : uint32_t { Open = 0, Dropped = 1 };
 inline constexpr size_t kEntryAlignment = 8;
 inline constexpr size_t kEntryHeaderSize = 32;
 
-// The size of the entry. It is complete in `memory`, but for its segment's number, if it fits; the
-// caller then passes it to a segment. `memory` is aligned to eight. Does not allocate. Any thread.
+// Returns the size of the entry. If the entry fits, it is in `memory`, complete except for the
+// segment's number, and the caller passes it to a segment. `memory` is aligned to eight. Does not
+// allocate. Any thread.
 size_t EncodeEntry(const EntryFields& fields, std::span<std::byte> memory);
 
 // The checksum of bytes 16 to the end of an encoded entry, without the segment's number.
@@ -46,8 +47,8 @@ uint32_t EntryChecksum(std::span<const std::byte> entry);
 // A complete entry in borrowed memory.
 class EntryView {
  public:
-  // The entry at the start of `memory`; nothing if none is there or it does not belong to the use
-  // `number` of the segment, or is damaged.
+  // The entry at the start of `memory`; nothing if there is none, if it does not belong to the use
+  // `number` of the segment, or if it is damaged.
   static std::optional<EntryView> Read(std::span<const std::byte> memory, uint32_t number);
 
   size_t Size() const { return size_; }

@@ -25,7 +25,7 @@ bool EventLog::Append(std::span<const std::byte> entry) {
   uint32_t end = 0;  // none yet
   if (!uses_.Empty()) {
     Use& use = uses_.Last();
-    // Memory is left as soon as there is room in the file.
+    // Entries go to the file again as soon as it has room.
     if (use.mapped || readyCount_ == 0) {
       end = use.segment.Append(use.end, entry).value_or(0);
     }
@@ -135,7 +135,7 @@ void EventLog::EndUse(const Use& use) {
 }
 
 std::optional<EventLog::Migration> EventLog::BeginMigration() {
-  // The last use is a host's until the end.
+  // Until Close, hosts append to the last use, so it is not moved.
   const size_t count = uses_.Count() - (closed_ || uses_.Empty() ? 0 : 1);
   for (size_t i = 0; readyCount_ > 0 && i < count; ++i) {
     const Use& use = uses_.At(i);

@@ -29,7 +29,7 @@ class EventLog {
   static constexpr size_t kMaxSegments = kMaxBytes / kSegmentSize;
 
   EventLog() = default;
-  // Frees the memory of the log's own. Mapped segments are their owner's, with what they hold.
+  // Frees the segments of plain memory. Mapped segments and their contents belong to their owner.
   ~EventLog();
   EventLog(const EventLog&) = delete;
   EventLog& operator=(const EventLog&) = delete;
@@ -40,7 +40,7 @@ class EventLog {
   // then counted as refused. False after Close. Allocates pages when no mapped segment is ready.
   bool Append(std::span<const std::byte> entry);
   Position End() const { return uses_.Empty() ? Place(lastNumber_, 0) : EndOf(uses_.Last()); }
-  // Where the first entry begins that is not settled; End() if there is none.
+  // The place of the first unsettled entry; End() if there is none.
   Position Begin() const;
   // Nothing is unsettled, and no mapped segment is in use.
   bool Empty() const { return uses_.Empty(); }
@@ -57,12 +57,13 @@ class EventLog {
 
   // With the lock held, session thread.
 
-  // Adds a mapped segment of kSegmentSize bytes; hosts go on there if they are in memory. It is
-  // borrowed until the log is destroyed or TakeRoom returns it. False if the log may not grow.
+  // Adds a mapped segment of kSegmentSize bytes. If hosts append to plain memory, they continue in
+  // it. It is borrowed until the log is destroyed or TakeRoom returns it. False if the log may not
+  // grow.
   bool AddRoom(std::byte* mapped);
   // Removes a ready segment; null if there is none.
   std::byte* TakeRoom();
-  // No more mapped segments can be had for now; AddRoom revokes it.
+  // For now, no more mapped segments are available. AddRoom revokes this.
   void StopGrowing() { growing_ = false; }
   // From now on nothing is appended.
   void Close() { closed_ = true; }
@@ -79,8 +80,8 @@ class EventLog {
 
   // Without the lock, session thread.
 
-  // Copies the entries. The first word comes last and at once, so that a file never has half a
-  // segment or entries that were settled before.
+  // Copies the entries. The first word is stored last, in a single store, so that a file never has
+  // half a segment or entries that were settled before.
   static void Copy(const Migration& migration);
 
   struct Item {

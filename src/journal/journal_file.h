@@ -1,7 +1,7 @@
 // The journal file of one run: a head, then segments. docs/journal-format.md describes it.
 //
-// Its process owns the file from its creation until it ends, in whatever way. Another process that
-// can open the file therefore knows that its run is over.
+// The process that creates the file owns it until the run or the process ends. If another process
+// can open the file, the run is therefore over.
 #pragma once
 
 #include <cstddef>
@@ -41,7 +41,7 @@ class JournalFile {
                                              std::span<const std::byte> runBlock,
                                              int64_t startTime);
   // Takes the file of a dead run into `file`, with all of its segments. Deletes a file whose
-  // process died while it created it: nothing is in there.
+  // process died while creating it: it holds nothing.
   static Lease Take(const std::string& path, std::unique_ptr<JournalFile>& file);
 
   // Unmaps everything. The file stays.

@@ -1,6 +1,6 @@
-// The head of a journal file: the format, the start of the run, and two texts that are replaced
-// while the run goes on, the run block and the cache note. Each is in one of two slots; the older
-// slot is written, so that a process that dies meanwhile leaves the newer one.
+// The head of a journal file: the format, the start of the run, and the run block and the cache
+// note, which are replaced during the run. Each of these two has two slots. A write goes to the
+// older slot, so a process that dies meanwhile leaves the newer one.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@ namespace Tav {
 // A head is a multiple of this.
 inline constexpr size_t kHeadUnit = size_t{64} << 10;
 
-// How much of a cache file the server has accepted. Without it, a crash would send the whole file
-// again.
+// How much of a cache file is consumed. Without this note, the whole file would be sent again after
+// a crash.
 struct CacheNote {
   uint32_t fileSequence = 0;
   uint64_t acceptedBytes = 0;

@@ -33,8 +33,9 @@ std::optional<uint32_t> Segment::Append(uint32_t offset, std::span<const std::by
   const uint32_t number = Number();
   std::byte* const target = memory_ + offset;
   const auto end = static_cast<uint32_t>(offset + entry.size());
-  // What an earlier use left behind the entry must not count as its successor. Its number is an
-  // older one, so nothing has to be erased. What it left here must not count as a damaged entry.
+  // Remainders of an earlier use must not count. After the entry they cannot, because their number
+  // is an older one. At its place they are cleared, so that an entry that is not completed does not
+  // count as damaged.
   Word(target).store(0, std::memory_order_release);
   std::atomic_signal_fence(std::memory_order_seq_cst);  // a kill sees the stores in their order
   std::memcpy(target + kNumberAt, &number, sizeof number);

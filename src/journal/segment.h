@@ -4,7 +4,7 @@
 // The first word orders the uses of all segments of a run: number << 32 | settled. A number of zero
 // means that the segment is not in use. Entries before the offset `settled` are delivered, stored
 // in the cache or dropped. One store of the word settles entries or begins another use of the
-// segment, so that a process that dies leaves a segment that can be read.
+// segment, so a process that dies always leaves a readable segment.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +21,8 @@ inline constexpr uint32_t kSegmentHeadSize = 64;
 // The largest entry that fits.
 inline constexpr size_t kMaxEntrySize = kSegmentSize - kSegmentHeadSize;
 
-// Borrows the memory, which is aligned to eight. Appending and reading go on at
-// the same time on two threads; what orders them is the owner's.
+// Borrows the memory, which is aligned to eight. Two threads may append and read at the same time;
+// their owner orders these accesses.
 class Segment {
  public:
   Segment() = default;
@@ -32,7 +32,7 @@ class Segment {
   size_t Size() const { return size_; }
   explicit operator bool() const { return memory_ != nullptr; }
 
-  // Begins a use. Without entries of that number, everything in the segment counts as free.
+  // Begins a use. The segment then counts as empty, because it has no entries of that number.
   void Begin(uint32_t number, uint32_t settled = kSegmentHeadSize) { Store(number, settled); }
   // Ends the use.
   void Release() { Store(0, 0); }
@@ -45,11 +45,11 @@ class Segment {
   // it does not fit.
   std::optional<uint32_t> Append(uint32_t offset, std::span<const std::byte> entry);
 
-  // The entry at `offset`; nothing at the end of the entries and behind damage.
+  // The entry at `offset`; nothing at the end of the entries or after damage.
   std::optional<EntryView> At(uint32_t offset) const;
   void SetVerdict(uint32_t offset, Verdict verdict);
 
-  // Whether bytes that are not free follow the last entry at `offset`: an entry that was damaged.
+  // Whether a damaged entry, and not free space, follows the last entry, at `offset`.
   bool DamagedAt(uint32_t offset) const;
 
  private:

@@ -83,7 +83,7 @@ ClientInfo::Due ClientInfo::ShouldCollect() const {
     TAV_DEBUG("CI: Comparing client query time stamps. Last stamp = %d, today = %d",
               static_cast<int>(ToDay(stamp.number)), static_cast<int>(today));
     if (ToDay(stamp.number) > today) {
-      // From a clock that was wrong. It would put off the next description until then.
+      // From a clock that was wrong. It would delay the next description until then.
       storage.Close(Changes::Discard);
       StampDay(true);
     }

@@ -1,7 +1,7 @@
 // The properties of an event that the host is still building, within the event's size limit.
 //
-// They are kept in the binary form in which the journal stores them, see docs/journal-format.md: on
-// a host's thread nothing is faster than appending bytes.
+// They are kept in the binary form in which the journal stores them (docs/journal-format.md),
+// because appending bytes costs a host's thread the least time.
 //
 // An addition that would exceed the limit is refused with a warning and marks the event discarded:
 // later additions are ignored, and logging the event drops it, because an event with some of its
@@ -30,7 +30,7 @@ class EventProperties {
   EventProperties& operator=(const EventProperties&) = delete;
 
   bool Empty() const { return size_ == 0; }
-  // Without an end.
+  // Without the end tag.
   std::span<const std::byte> Bytes() const { return {data_, size_}; }
   void Clear();
 

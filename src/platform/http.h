@@ -41,7 +41,8 @@ struct HttpUrl {
 // `url` has at most 127 characters. Fails for any other scheme than HTTP and HTTPS.
 bool HttpCrackUrl(const std::string& url, HttpUrl* parts);
 
-// Told whenever a request gets on: an address found, a connection made, a piece sent or received.
+// Called whenever a request makes progress: an address found, a connection made, a piece sent or
+// received.
 class HttpObserver {
  public:
   // On the thread that runs the step. Must not block or throw.

@@ -37,7 +37,7 @@ class MappedFile {
 
   // Bytes; -1 on failure.
   int64_t Size() const;
-  // Appends `size` zero bytes, which then have their place on the disk. False if the disk is full;
+  // Appends `size` zero bytes and allocates their disk space. False if the disk is full;
   // the file then has its old size, or is somewhat longer.
   bool Extend(size_t size);
 

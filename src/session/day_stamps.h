@@ -1,8 +1,8 @@
 // Loads and saves the days of a product's last server access, last activity and last request for
 // settings, in the storage file of time stamps.
 //
-// Days outlive the process, so they come from the wall clock. A stored day in the future is left
-// from a clock that was wrong: it counts as today and is stored again as that.
+// Days outlive the process, so they come from the wall clock. A stored day in the future comes from
+// a clock that was wrong. It counts as today and is stored again as today.
 #pragma once
 
 #include <atomic>

@@ -35,13 +35,13 @@ struct RateLimits {
   int perHour = 0;
 };
 
-// Dates events on the monotonic clock. An event has only a wall-clock time stamp: another clock
-// reading would cost the host's thread time and each event memory. The wall clock tells how long
-// the event waited in the queue; the two moments at which the queue was emptied limit that. If the
-// wall clock jumps meanwhile, the error is therefore no longer than the wait between them.
+// Dates events on the monotonic clock. An event has only a wall-clock time stamp, because another
+// reading would cost time on the host's thread and memory in each event. The wall clock tells how
+// long the event waited in the queue. The wait cannot be longer than the time between the last two
+// moments at which the queue was emptied, so a jump of the wall clock causes no larger error.
 class ReportClock {
  public:
-  // The queue is being emptied: later dates are for the events in it.
+  // Call it when the queue is emptied. The dates that follow are for the events that were in it.
   void OnQueueTaken(const Now& now);
   // The moment of an event that was stamped with `unixSeconds`.
   MonotonicTime MomentOf(int64_t unixSeconds) const;

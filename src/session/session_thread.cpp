@@ -18,8 +18,8 @@ constexpr int kClientInfoPoll = 1;
 
 // Seconds. After a turn that threw, the next one waits at least this long: the reason may persist.
 constexpr int kPauseAfterFailure = 1;
-// While a timer is armed. Unlike the timers, a wait stands still while the computer sleeps, so a
-// long one would end too late.
+// The maximum wait while a timer is armed. A wait, unlike the timers, does not count the time that
+// the computer sleeps, so a long one would end too late.
 constexpr int kMaxTimedWait = 60;
 
 }  // namespace
@@ -100,13 +100,13 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (parts_.app.Machine().FinishClientInfo(0)) {
     parts_.delivery.Schedule().OnFirstPending(ReadClocks());
   }
-  // One step, so that hosts are not kept waiting. The host's own first events come before.
+  // Only one step, so that hosts are not kept waiting, and after the first events of this run.
   parts_.recovery.Step();
   SendOrFlush();
   parts_.delivery.ArmFlush();
 }
 
-// Sends one slice, so that a long send holds up neither the hosts nor a flush.
+// Sends one slice, so that a long send delays neither hosts nor a flush.
 void SessionThread::SendOrFlush() {
   bool due = true;
   if (parts_.items.CommitPending()) {

@@ -137,8 +137,8 @@ void Startup::OpenCache() {
   parts_.delivery.Store().SetLeaseLog(&parts_.journal);
 }
 
-// Before any other file is touched: the sooner it exists, the fewer events depend on the process.
-// An opted-out run accepts no events.
+// Called before any other file is touched: the sooner the journal exists, the fewer events are lost
+// if the process dies. An opted-out run accepts no events and has no journal.
 void Startup::OpenJournal() try {
   if (parts_.consent.AllowsReports()) {
     parts_.journal.Open(GetStorageDirectory(parts_.config.storage),

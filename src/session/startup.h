@@ -15,7 +15,7 @@ class Startup {
   // While another process has the main file locked, keeps what hosts report. False if the file is
   // still locked at the end of the run. `shutdown` limits the last attempt.
   bool Run(const Shutdown& shutdown);
-  // For a run whose settings could not be read: opens the cache, for what is unsent.
+  // For a run whose settings could not be read: opens the cache for unsent records.
   void RunWithoutSettings();
 
  private:

@@ -1,4 +1,4 @@
-// Work with the storage files that a run repeats while another process has them locked.
+// Work with storage files that a run repeats because another process has them locked.
 #pragma once
 
 #include "session/run_parts.h"

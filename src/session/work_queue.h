@@ -1,5 +1,5 @@
-// The queue from host threads to the session thread: the log of accepted events, and the items that
-// ask for something else.
+// The queue from host threads to the session thread: the log of accepted events, and the items with
+// all other requests.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace Tav {
 
-// The request in an item. The numbers appear in log lines; 1 stood for events.
+// The request in an item. The numbers appear in log lines; 1 is no longer used.
 enum class ItemCode : int {
   Client = 0,
   Suspend = 2,
@@ -102,7 +102,7 @@ class WorkQueue {
   // take.
   bool AddEvent(std::span<const std::byte> entry);
 
-  // On the session thread: takes what there is. When there is nothing new, first waits for at most
+  // On the session thread: takes everything. When there is nothing new, first waits for at most
   // `timeoutSeconds`; 0 never waits.
   Work TakeWork(int timeoutSeconds);
 
@@ -112,7 +112,7 @@ class WorkQueue {
     const std::lock_guard guard(thread_.QueueLock());
     return use(log_);
   }
-  // On the session thread: for what needs no lock.
+  // On the session thread, for the operations of the log that need no lock.
   EventLog& Log() { return log_; }
 
   // On the session thread. With 0 every item wakes the session thread.
@@ -129,7 +129,7 @@ class WorkQueue {
   void WaitForWork(int timeoutSeconds);
 
   Thread& thread_;
-  EventLog log_;                        // as its operations say
+  EventLog log_;                        // locking: see its operations
   WorkList items_;                      // guarded by the lock
   EventLog::Position taken_ = 0;        // guarded by the lock
   int newEvents_ = 0;                   // guarded by the lock; since the last take

@@ -18,7 +18,7 @@ namespace Tav {
 struct SendOutcome {
   enum class Kind {
     Accepted,
-    Refused,     // the server does not want this body; it may want others
+    Refused,     // the server does not accept this body; it may accept others
     NotReached,  // no answer, an answer of somebody else, or the server takes no bodies for now
   };
 
@@ -33,8 +33,8 @@ struct SendOutcome {
 // itself should answer 204, and a captive portal answers 302.
 SendOutcome OutcomeOfStatus(int status, int retryAfter);
 
-// When a sender's call last got on: sent or received something. Written by the thread of the call,
-// read by any.
+// When a sender's call last made progress: sent or received something. Written by the thread of the
+// call, read by any.
 class SendingProgress {
  public:
   void Note() { last_.store(Platform::MonotonicMilliseconds(), std::memory_order_relaxed); }

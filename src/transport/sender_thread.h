@@ -49,7 +49,7 @@ class SenderThread final : public Thread {
   // Takes the sender back before Run or after a finished Close call.
   std::unique_ptr<DataSender> TakeSender();
 
-  // When the running call began or last got on, see SendingProgress.
+  // When the running call began or last made progress, see SendingProgress.
   int64_t LastProgress() const { return progress_.Last(); }
 
   // Any thread: ends the current or the next WaitForResult.

@@ -2,8 +2,8 @@
 //
 // A member is the tag of its value, the key and the value; a tag of zero ends an object or an
 // array. Strings, reals, objects, arrays and items exist; an integer is stored as a real. An item
-// is an object that is appended to the array of its key. A key that comes twice in an object has
-// its last value, as in the host's calls.
+// is an object that is appended to the array of its key. If a key appears twice in an object,
+// the last value counts, as in the host's calls.
 #pragma once
 
 #include "util/byte_codec.h"
@@ -13,7 +13,7 @@ namespace Tav {
 
 enum class ValueTag : uint8_t { End = 0, String = 1, Real = 2, Object = 3, Array = 4, Item = 5 };
 
-// Nested objects and arrays at most, the outermost included.
+// Maximum depth of nested objects and arrays, the outermost included.
 inline constexpr int kMaxValueDepth = 16;
 
 // Writes the members of an object and its end. Members that the form does not know, and those

@@ -121,8 +121,8 @@ int64_t MappedFile::Size() const {
   return size.QuadPart;
 }
 
-// Zeros are written because a file that is only made longer has no place on a full disk: a store
-// into its pages would then raise an exception.
+// Zeros are written to allocate disk space. If the file were only made longer, a store into its
+// pages could raise an exception on a full disk.
 bool MappedFile::Extend(size_t size) {
   // Not const: constants take space in the DLL.
   static constinit std::array<char, 65536> zeros{};
@@ -170,7 +170,7 @@ void MappedFile::Unmap(std::byte* piece, size_t) {
   }
 }
 
-// A network drive that is mounted as a folder of a local volume is not found out.
+// Does not detect a network drive that is mounted as a folder of a local volume.
 bool IsLocalDisk(const std::string& directory) {
   std::wstring volume(MAX_PATH + 1, L'\0');
   if (!GetVolumePathNameW(ToWide(directory).c_str(), volume.data(),

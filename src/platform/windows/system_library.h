@@ -1,6 +1,6 @@
-// Looks up functions of system libraries at run time. A host's thread thus loads none of them with
-// tav.dll: the thread that first needs one does, which can take tens of milliseconds. They are
-// loaded from the system folder only: no planted file is ever loaded.
+// Looks up functions of system libraries at run time. Loading tav.dll on a host's thread therefore
+// loads none of these libraries. The thread that first needs one loads it, which can take tens of
+// milliseconds. They are loaded from the system folder only, so no planted file is ever loaded.
 #pragma once
 
 #include <atomic>

@@ -66,9 +66,9 @@ DWORD WINAPI RunThread(void* parameter) {
   FreeLibraryAndExitThread(start.module, 0);
 }
 
-// The first slots are in the thread's own block. Reading them there instead of by TlsGetValue makes
-// an event a tenth cheaper: jansson's allocator reads a slot several times for each property. The
-// place is declared in winternl.h and part of every 64-bit Windows.
+// The first slots are in the thread's own block. Reading them there is faster than TlsGetValue, and
+// jansson's allocator reads a slot several times for each property. The place is declared in
+// winternl.h and the same in every 64-bit Windows.
 constexpr DWORD kDirectSlots = sizeof(TEB::TlsSlots) / sizeof(void*);
 static_assert(kDirectSlots == 64 && offsetof(TEB, TlsSlots) == 0x1480);
 
