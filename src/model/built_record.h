@@ -16,10 +16,9 @@ struct CarriedData {
 struct BuiltRecord {
   std::vector<uint8_t> bytes;  // one gzip member holding one JSON document
   CarriedData carried;         // nothing in a record from another run or from the host
-  // The place in the log of events up to which this record settles it; 0 if its events are not
-  // there.
+  // This record settles the log of events up to this place; 0 if its events are not in the log.
   uint64_t logEnd = 0;
-  // In a record from a cache file: the offset in the file behind it. 0 if unknown.
+  // For a record from a cache file: the offset in the file at which the record ends. 0 if unknown.
   int64_t fileEnd = 0;
   std::unique_ptr<BuiltRecord> next;
 

@@ -23,7 +23,7 @@ Uuid NewUuid() noexcept;
 // system library or memory, so that a host's thread can call it.
 Uuid NewUniqueUuid() noexcept;
 
-// Words that together differ between any two processes on any machines. For NewUniqueUuid.
+// Words that, taken together, differ between any two processes on any machines. For NewUniqueUuid.
 using ProcessSeed = std::array<uint64_t, 6>;
 ProcessSeed GatherProcessSeed() noexcept;
 

@@ -1,5 +1,5 @@
 // Loads, compares and saves the stored state of the product: which data the server lacks, a pending
-// opt-out, and the settings of the last fetch. MachineStatus has the part of the machine.
+// opt-out, and the settings of the last fetch. MachineStatus does the same for the machine.
 #pragma once
 
 #include <memory>

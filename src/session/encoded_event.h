@@ -15,7 +15,7 @@ namespace Tav {
 class EncodedEvent {
  public:
   explicit EncodedEvent(const TavEvent_s& event);
-  // A place, or the begin or end of a session.
+  // A place, or the beginning or end of a session.
   EncodedEvent(std::string_view marker, std::string_view sessionId);
   EncodedEvent(const EncodedEvent&) = delete;
   EncodedEvent& operator=(const EncodedEvent&) = delete;

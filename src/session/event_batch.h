@@ -27,9 +27,9 @@ class PendingEvents final : public EventSource {
   // The place in the log before which no event is pending.
   EventLog::Position Begin() const { return Empty() ? end_ : begin_; }
 
-  // The next event of the log, accepted.
+  // Adds the next event of the log, which was accepted.
   void Append(const EventLog::Item& item);
-  // The next event of the log, which a rule has dropped.
+  // Skips the next event of the log, which a rule has dropped.
   void Skip(const EventLog::Item& item) { end_ = item.end; }
   void Clear();
 

@@ -37,14 +37,14 @@ class ItemHandler {
   // While the stored settings are unknown: leaves the events in the log, keeps the product values,
   // and answers requests with what is known. Nothing is sent.
   void Hold() { holding_ = true; }
-  // Handles what was kept, in order, and the later items as usual.
+  // Handles the kept items and events in order. Later ones are handled as usual.
   void Release(const Now& now);
 
   // Whether a host waits in Commit for records that are still being sent.
   bool CommitPending() const { return commitPending_; }
   // Sends one slice for that host, and answers it when that was the last one.
   void ContinueCommit();
-  // At the end of the run: such a host gets its answer.
+  // At the end of the run: answers such a host.
   void AnswerUnfinished();
 
   bool Terminating() const { return terminating_; }

@@ -11,9 +11,8 @@
 namespace Tav {
 
 // All but the product's own version, from both storage files: a version that never reached a server
-// is in that of the time stamps only. The newest 500 of each file, these first. Versions in a file
-// that is locked are missing. Blocks as an
-// open of these files does. Throws std::bad_alloc.
+// is in that of the time stamps only. The newest 500 of each file, these first. Versions in a
+// locked file are missing. Blocks as an open of these files does. Throws std::bad_alloc.
 std::vector<std::string> OtherVersions(const ProductIdentity& product,
                                        const std::optional<StorageLocation>& location);
 

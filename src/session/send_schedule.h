@@ -57,7 +57,8 @@ class SendSchedule {
   bool IsDue(bool suspended) const;
 
   void OnSent(const Now& now);
-  // `retryAfter`: the server's wish in seconds, which can only lengthen the back-off; 0 for none.
+  // `retryAfter`: the seconds that the server asks for, which can only lengthen the back-off; 0 for
+  // none.
   void OnSendFailure(const Now& now, int retryAfter = 0);
   // After OnSent or OnSendFailure.
   void OnSendDone();

@@ -14,12 +14,12 @@
 
 namespace Tav {
 
-// What became of a body.
+// The result of sending a body.
 struct SendOutcome {
   enum class Kind {
     Accepted,
     Refused,     // the server does not accept this body; it may accept others
-    NotReached,  // no answer, an answer of somebody else, or the server takes no bodies for now
+    NotReached,  // no answer, an answer of another server, or no bodies accepted for now
   };
 
   Kind kind = Kind::NotReached;
@@ -76,8 +76,8 @@ class DataSender {
   // After a Send that has failed.
   virtual SendOutcome LastOutcome() const { return {}; }
 
-  // Notes the progress of later calls there, or nowhere if it is null. Borrowed. Senders that do
-  // not wait for others ignore it.
+  // Later calls note their progress there, or nowhere if it is null. Borrowed. Senders that do not
+  // wait for others ignore it.
   virtual void ReportTo(SendingProgress* progress) { static_cast<void>(progress); }
 
  protected:

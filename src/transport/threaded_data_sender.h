@@ -49,7 +49,7 @@ class ThreadedDataSender final : public DataSender {
   // Closes the sender.
   ~ThreadedDataSender() override;
 
-  // What the caller does meanwhile, about ten times a second, while a call runs.
+  // The caller's thread runs it about ten times a second while it waits for a call.
   void SetMeanwhile(std::function<void()> meanwhile) { meanwhile_ = std::move(meanwhile); }
 
   // Any thread, at any time; does not block. At `deadline`, on the scale of

@@ -225,8 +225,8 @@ void Comparer::CountDouble(const Expected& expected, const Arrival& arrival) {
   AddFinding("doubled", DumpJson(arrival.event));
 }
 
-// The run that delivers the error knows those places and commands that are in the same journal. The
-// older ones may be gone, because the dead run has delivered them.
+// The run that delivers the error knows only the places and commands in the same journal. Older
+// ones may be missing, because the dead run has delivered them.
 void Comparer::AllowShortBreadcrumbs(json_t* expected, const json_t* arrived) {
   for (const char* key : {"std-Place", "std-Cmd"}) {
     json_t* const list = json_object_get(expected, key);

@@ -4,10 +4,10 @@
 # which reports to it through tav.dll, and compares what arrived with what the host reported. The
 # second phase stops the gateway, runs the host, lists the cache on disk, restarts the gateway and
 # runs the host again, which delivers the cache. In the third phase the host's process dies in the
-# middle of its work; the next run delivers what it had reported, from the journal.
-# The exit status is 0 only if everything that was reported has arrived, once. Only what was being
-# sent when the process died may arrive twice. build/demo keeps the host's reports, its output and the
-# library's storage folder.
+# middle of its work; the next run delivers the reported events from the journal.
+# The exit status is 0 only if every reported event has arrived exactly once. Only events that were
+# being sent when the process died may arrive twice. build/demo keeps the host's reports, its output
+# and the library's storage folder.
 set -euo pipefail
 
 host_seconds=120 # far more than the host needs, even on a busy machine

@@ -281,9 +281,9 @@ void ReportReader::ReadNumber(const json_t* call, const std::string& kind) {
   ++target_.numbers;
 }
 
-// Those that a killed process has counted since the last report are lost with it. A flush and the
-// end of a session report the counters and statistics of that session. Those that
-// belong to no explicit session belong to the implied one.
+// A flush and the end of a session report the counters and statistics of that session. Those that
+// belong to no explicit session belong to the implied one. Those that a killed process has
+// collected since the last report are lost with it.
 void ReportReader::AddTotals(json_int_t session, json_int_t position, std::size_t thread) {
   const auto begin = numbers_.lower_bound({session, "", ""});
   const auto end = numbers_.lower_bound({session + 1, "", ""});

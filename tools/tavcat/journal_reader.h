@@ -1,4 +1,4 @@
-// Reads the bytes of a journal after docs/journal-format.md, without the library's reader, so that
+// Reads a journal as docs/journal-format.md describes it, without the library's reader, so that
 // each of the two checks the other and the document.
 #pragma once
 
