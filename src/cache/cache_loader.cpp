@@ -70,11 +70,14 @@ bool CacheLoader::LeaseFile(CacheDirectory& directory, int sequence, RecordList&
   return true;
 }
 
-void CacheLoader::EndLease() {
-  if (std::unique_ptr<TavFile> file = lease_.Discard()) {
-    CountCacheErrors();
-    consumed_.push_back(std::move(file));
+bool CacheLoader::EndLease() {
+  std::unique_ptr<TavFile> file = lease_.Discard();
+  if (file == nullptr) {
+    return true;
   }
+  CountCacheErrors();
+  consumed_.push_back(std::move(file));
+  return false;
 }
 
 bool CacheLoader::ReturnLease(const RecordList& rest) {

@@ -29,7 +29,7 @@ class CacheLoader {
   bool Lease(RecordList& records);
   CacheLease& Current() { return lease_; }
   const CacheLease& Current() const { return lease_; }
-  void EndLease();
+  bool EndLease();
   bool ReturnLease(const RecordList& rest);
   // Tries again to delete the consumed files that could not be deleted.
   void DeleteConsumed();

@@ -75,8 +75,8 @@ class CacheManager {
   // False if there is nothing to note.
   bool MakeNote(LeaseNote& note) const { return loader_.Current().MakeNote(note); }
   // Ends the lease after all records are consumed: deletes the file. If it cannot be deleted now,
-  // it stays open and unused, and is deleted later.
-  void EndLease() { loader_.EndLease(); }
+  // it stays open and unused, and is deleted later; false then.
+  bool EndLease() { return loader_.EndLease(); }
   // Ends the lease early. Takes a copy of the records that are left. False if the file could not be
   // rewritten without the consumed records; the lease is then still held.
   bool ReturnLease(const RecordList& rest) { return loader_.ReturnLease(rest); }

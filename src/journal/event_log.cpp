@@ -54,6 +54,15 @@ bool EventLog::InMemory() const {
   return false;
 }
 
+bool EventLog::HasMovable() const {
+  for (size_t i = 0; i < uses_.Count(); ++i) {
+    if (!uses_.At(i).mapped && uses_.At(i).segment.Size() == kSegmentSize) {
+      return true;
+    }
+  }
+  return false;
+}
+
 uint64_t EventLog::TakeRefused() {
   return std::exchange(refused_, 0);
 }

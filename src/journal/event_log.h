@@ -46,6 +46,8 @@ class EventLog {
   bool Empty() const { return uses_.Empty(); }
   // Whether a segment of memory is in use.
   bool InMemory() const;
+  // The same for one that fits into the file.
+  bool HasMovable() const;
   // Mapped segments that are ready.
   size_t Ready() const { return readyCount_; }
   // Whether few mapped segments are ready although more can be had.

@@ -64,9 +64,11 @@ bool JournalFile::CreateHead(const std::string& path,
   return head_->WriteRunBlock(runBlock);
 }
 
-// Extends the file by a piece and maps it.
+// Extends the file by a piece and maps it. An attempt that failed may have added some of the zeros.
 std::byte* JournalFile::MapPiece(size_t size) {
-  if (!file_.Extend(size)) {
+  const int64_t present = file_.Size() - size_;
+  if (present < 0 || (present < static_cast<int64_t>(size) &&
+                      !file_.Extend(size - static_cast<size_t>(present)))) {
     return nullptr;
   }
   std::byte* const memory = file_.Map(size_, size);
@@ -77,13 +79,7 @@ std::byte* JournalFile::MapPiece(size_t size) {
   return memory;
 }
 
-// A piece that was added to the file and then not mapped, or only in part, is zero and not in use.
-// The next one would not follow the last, so there is none.
 std::byte* JournalFile::AddSegment() {
-  if (file_.Size() != size_) {
-    errno = ENOSPC;
-    return nullptr;
-  }
   std::byte* const memory = MapPiece(kSegmentSize);
   if (memory != nullptr) {
     Touch(memory, kSegmentSize);

@@ -109,8 +109,15 @@ void CachedRecords::GiveUp(int64_t fileEnd) {
   if (leaseLog_ != nullptr && cache_->MakeNote(note)) {
     leaseLog_->Accepted(note);
   }
-  if (leased_.Empty()) {
-    cache_->EndLease();
+  if (leased_.Empty() && cache_->EndLease()) {
+    ForgetNote();
+  }
+}
+
+// Another file may get the number, and begin with the same bytes.
+void CachedRecords::ForgetNote() {
+  if (leaseLog_ != nullptr) {
+    leaseLog_->Accepted({});
   }
 }
 
@@ -121,6 +128,7 @@ bool CachedRecords::ReturnLease() {
     return false;
   }
   leased_.Clear();
+  ForgetNote();
   return true;
 }
 

@@ -60,6 +60,7 @@ class CachedRecords {
   int64_t OldestTime() const { return cache_ == nullptr ? 0 : cache_->OldestTime(); }
 
  private:
+  void ForgetNote();
   void CheckLoaded(RecordList& loaded);
 
   const Consent consent_;

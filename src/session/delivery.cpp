@@ -39,8 +39,9 @@ void Delivery::SettleDropped() {
 
 void Delivery::ProcessEventList(bool all) {
   if (intake_.Disabled()) {
-    batch_.Pending().Clear();
+    batch_.Pending().DropAll();
     SettleDropped();
+    EndFlush();
   } else {
     batch_.BuildRecords(all, store_);
   }

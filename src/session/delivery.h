@@ -26,7 +26,7 @@ class Delivery final : RecordSupply {
            const Intake& intake,
            Consent consent,
            RunJournal& journal,
-           const EventLog& log)
+           EventLog& log)
       : app_(app),
         stamps_(stamps),
         intake_(intake),
@@ -63,6 +63,8 @@ class Delivery final : RecordSupply {
   // Writes the records to the cache when the flush interval has passed or memory is full. For about
   // a second; the next call goes on.
   void FlushIfDue();
+  // Does not go on with a flush that was cut short.
+  void EndFlush() { flushing_ = false; }
   // At the end of a turn: ensures that everything in memory has a time at which it goes to the
   // cache.
   void ArmFlush();

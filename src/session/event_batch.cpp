@@ -41,6 +41,14 @@ void PendingEvents::RemoveFirst() {
   }
 }
 
+void PendingEvents::DropAll() {
+  for (std::optional<EventLog::Item> event = log_.Next(begin_, end_); !Empty() && event;
+       event = log_.Next(event->end, end_)) {
+    log_.SetVerdict(event->begin, Verdict::Dropped);
+  }
+  Clear();
+}
+
 void PendingEvents::Clear() {
   begin_ = end_;
   size_ = 0;
@@ -59,7 +67,9 @@ void PendingEvents::ReturnTo(const Mark& mark) {
 std::unique_ptr<BuiltRecord> EventBatch::BuildRecord() {
   const PendingEvents::Mark mark = pending_.GetMark();
   try {
-    return builder_.BuildOneJsonRecord(pending_, changes_);
+    std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_, changes_);
+    pending_.ForgetFirst();
+    return record;
   } catch (...) {
     pending_.ReturnTo(mark);
     throw;

@@ -16,7 +16,7 @@ namespace Tav {
 class PendingEvents final : public EventSource {
  public:
   // Borrows the log.
-  explicit PendingEvents(const EventLog& log) : log_(log) {}
+  explicit PendingEvents(EventLog& log) : log_(log) {}
 
   bool Empty() const override { return count_ == 0; }
   const EntryView* First() override;
@@ -31,7 +31,10 @@ class PendingEvents final : public EventSource {
   void Append(const EventLog::Item& item);
   // Skips the next event of the log, which a rule has dropped.
   void Skip(const EventLog::Item& item) { end_ = item.end; }
-  void Clear();
+  // Drops all events, also for a later run.
+  void DropAll();
+  // After a record was built: the log may move what was read ahead.
+  void ForgetFirst() { first_.reset(); }
 
   // For a record that could not be built: where its events begin.
   struct Mark {
@@ -43,7 +46,9 @@ class PendingEvents final : public EventSource {
   void ReturnTo(const Mark& mark);
 
  private:
-  const EventLog& log_;
+  void Clear();
+
+  EventLog& log_;
   EventLog::Position begin_ = 0;
   EventLog::Position end_ = 0;
   int64_t size_ = 0;
@@ -55,7 +60,7 @@ class PendingEvents final : public EventSource {
 class EventBatch {
  public:
   // Borrows all of them.
-  EventBatch(RecordBuilder& builder, UnsentChanges& changes, const EventLog& log)
+  EventBatch(RecordBuilder& builder, UnsentChanges& changes, EventLog& log)
       : builder_(builder), changes_(changes), pending_(log) {}
 
   // Estimates the size of a record without events. Call once the endpoint is known, before the

@@ -42,6 +42,8 @@ void ItemHandler::TakeEvents(EventLog::Position end, const Now& now) {
       OnEvent(*event, now);
     } catch (...) {
       LogException("SM: ");
+      queue_.Log().SetVerdict(event->begin, Verdict::Dropped);
+      delivery_.Skip(*event);
     }
   }
   taken_ = std::max(taken_, end);

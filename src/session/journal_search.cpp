@@ -113,7 +113,8 @@ void JournalSearch::EnforceBound() {
   for (const Found& file : files_) {
     total += file.size;
   }
-  while (total > kMaxBytes) {
+  // A single one has its own bound, and a head.
+  while (total > kMaxBytes && files_.size() > 1) {
     const auto oldest = std::ranges::min_element(files_, {}, &Found::startTime);
     LogWarning("SM: The journals of earlier runs take too much space. Deleting '%s' (%lld bytes)",
                oldest->path.c_str(), static_cast<long long>(oldest->size));

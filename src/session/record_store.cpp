@@ -88,10 +88,20 @@ void RecordStore::MoveBehindOthers() {
   RecordList moved;
   moved.Append(leased ? cached_.TakeFirst() : run_.List().TakeFirst());
   const int64_t fileEnd = moved.First()->fileEnd;
-  if (cached_.Usable()) {
-    flushFailed_ = !cached_.Append(moved) || flushFailed_;
+  try {
+    if (cached_.Usable()) {
+      flushFailed_ = !cached_.Append(moved) || flushFailed_;
+    }
+  } catch (...) {
+    run_.Hold();
+    run_.List().AppendAll(std::move(moved));
+    throw;
+  }
+  if (!moved.Empty()) {
+    run_.Hold();
   }
   run_.List().AppendAll(std::move(moved));
+  run_.ReleaseHold();
   if (leased) {
     cached_.GiveUp(fileEnd);
   }
@@ -129,6 +139,7 @@ bool RecordStore::Flush() {
     return true;
   }
   const bool stored = cached_.Append(run_.List());
+  run_.ReleaseHold();
   changes_.OnFlushed(CarriedInMemory());
   flushFailed_ = flushFailed_ || !stored;
   return stored;

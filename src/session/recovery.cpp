@@ -13,6 +13,8 @@ namespace Tav {
 
 namespace {
 
+constexpr int64_t kYear2000 = 946'684'800'000;
+constexpr int64_t kMaxPlausibleAge = int64_t{3650} * 86400 * 1000;
 constexpr int64_t kRetentionMilliseconds = int64_t{30} * 86400 * 1000;
 
 constexpr int kMillisecondsPerSecond = 1000;
@@ -35,9 +37,11 @@ RecordHeader HeaderOf(RunBlock run, const std::string& endpointId) {
   return header;
 }
 
-// A time in the future counts as now.
+// An implausible time counts as now, as that of a cache file does: a clock that was wrong must not
+// delete events.
 bool IsTooOld(int64_t newest) {
-  return newest != 0 && newest < Platform::UnixMilliseconds() - kRetentionMilliseconds;
+  const int64_t age = Platform::UnixMilliseconds() - newest;
+  return newest >= kYear2000 && age > kRetentionMilliseconds && age < kMaxPlausibleAge;
 }
 
 }  // namespace
@@ -91,12 +95,19 @@ void Recovery::Step() {
   if (recovered_ && !Left()) {
     recovered_ = false;
     const RecordStore& store = delivery_.Store();
-    delivery_.Schedule().SetInitialWaitTime(ReadClocks(), store.CacheSize(), store.OldestCached());
+    // A back-off goes on.
+    if (store.CacheSize() > 0 && delivery_.Schedule().Failures() == 0) {
+      const Now now = ReadClocks();
+      const int64_t oldest = store.OldestCached();
+      delivery_.Schedule().SetInitialWaitTime(now, store.CacheSize(),
+                                              oldest == 0 ? now.unixSeconds : oldest);
+    }
   }
 }
 
-// A record that cannot be stored is kept for another attempt.
-void Recovery::StoreRecord() {
+// A record that cannot be stored is kept for another attempt. If memory runs out, the file is left
+// to a later run.
+void Recovery::StoreRecord() try {
   if (current_->unsaved == nullptr) {
     current_->unsaved = current_->builder->BuildOneJsonRecord(*current_->events, {});
   }
@@ -108,6 +119,9 @@ void Recovery::StoreRecord() {
     recovered_ = true;
   }
   current_->events->Settle();
+} catch (...) {
+  current_.reset();
+  throw;
 }
 
 void Recovery::Begin() {

@@ -67,7 +67,11 @@ void RunJournal::Update(const RunBlock& run) {
 }
 
 void RunJournal::Refill() {
-  if (file_ == nullptr || Platform::MonotonicMilliseconds() < retryAt_) {
+  if (file_ == nullptr) {
+    return;
+  }
+  MoveToFile();  // settled segments are room, too
+  if (Platform::MonotonicMilliseconds() < retryAt_) {
     return;
   }
   while (queue_.WithLog(
@@ -82,12 +86,15 @@ void RunJournal::Refill() {
 bool RunJournal::AddSegment() {
   std::byte* const segment = file_->AddSegment();
   if (segment == nullptr) {
-    TAV_NOTE("SM: Cannot extend the journal (%s). New events are kept in memory",
-             std::strerror(errno));
+    if (!std::exchange(failing_, true)) {
+      TAV_NOTE("SM: Cannot extend the journal (%s). New events are kept in memory",
+               std::strerror(errno));
+    }
     queue_.WithLog([](EventLog& log) { log.StopGrowing(); });
     retryAt_ = Platform::MonotonicMilliseconds() + kRetryInterval;
     return false;
   }
+  failing_ = false;
   return queue_.WithLog([segment](EventLog& log) { return log.AddRoom(segment); });
 }
 
@@ -103,6 +110,7 @@ void RunJournal::MoveToFile() {
 // A file that is mapped cannot be made shorter.
 void RunJournal::Shrink() {
   if (file_ == nullptr || file_->Size() <= kMaxIdleSize ||
+      Platform::MonotonicMilliseconds() < retryAt_ ||
       !queue_.WithLog([](const EventLog& log) { return log.Empty(); })) {
     return;
   }
@@ -118,9 +126,13 @@ void RunJournal::Shrink() {
     return log.AddRoom(segment);
   });
   if (replaced) {
+    if (const std::optional<CacheNote> note = file_->Head().ReadCacheNote()) {
+      file->Head().WriteCacheNote(*note);
+    }
     std::swap(file, file_);
   } else {
     name_ = std::move(oldName);
+    retryAt_ = Platform::MonotonicMilliseconds() + kRetryInterval;
   }
   if (file != nullptr && !file->Remove()) {
     TAV_DEBUG("SM: Cannot delete a journal: %s", std::strerror(errno));
@@ -145,9 +157,12 @@ void RunJournal::Close() {
     return;
   }
   MoveToFile();
-  while (queue_.WithLog([](const EventLog& log) { return log.InMemory() && log.MayGrow(); }) &&
+  while (queue_.WithLog([](const EventLog& log) { return log.HasMovable() && log.MayGrow(); }) &&
          AddSegment()) {
     MoveToFile();
+  }
+  if (queue_.WithLog([](const EventLog& log) { return log.InMemory(); })) {
+    LogWarning("SM: Events that could be neither sent nor stored are lost");
   }
   if (!queue_.WithLog([](const EventLog& log) { return log.Empty(); })) {
     TAV_NOTE("SM: Events that could be neither sent nor stored stay in the journal '%s'",

@@ -60,7 +60,8 @@ class RunJournal final : public LeaseLog {
   std::string name_;
   std::vector<std::byte> run_;
   std::unique_ptr<JournalFile> file_;
-  int64_t retryAt_ = 0;  // monotonic milliseconds; when to extend the file after a failure
+  bool failing_ = false;  // the last attempt to extend the file failed
+  int64_t retryAt_ = 0;   // monotonic milliseconds; when to extend the file after a failure
 };
 
 }  // namespace Tav

@@ -26,15 +26,25 @@ void RunRecords::Append(std::unique_ptr<BuiltRecord> record) {
 std::unique_ptr<BuiltRecord> RunRecords::TakeFirst() {
   std::unique_ptr<BuiltRecord> record = records_.TakeFirst();
   Settle(*record);
+  ReleaseHold();
   return record;
+}
+
+void RunRecords::ReleaseHold() {
+  if (held_ && records_.Empty()) {
+    held_ = false;
+    journal_.Settle(settled_);
+  }
 }
 
 // Settles the events of the record, and those before it that a rule dropped. Records leave in the
 // order of their events. Does nothing if the record has settled its events before.
 void RunRecords::Settle(const BuiltRecord& record) {
   if (record.logEnd > settled_) {
-    journal_.Settle(record.logEnd);
     settled_ = record.logEnd;
+    if (!held_) {
+      journal_.Settle(settled_);
+    }
   }
 }
 
@@ -60,7 +70,8 @@ void RunRecords::DropBeyondBound(UnsentChanges& changes) {
 RunRecords::Unprotected RunRecords::FindUnprotected() const {
   Unprotected found;
   for (const BuiltRecord* record = records_.First(); record; record = record->next.get()) {
-    if (record->logEnd <= settled_ || !journal_.HasFile()) {
+    const bool settled = record->logEnd == 0 || (!held_ && record->logEnd <= settled_);
+    if (settled || !journal_.HasFile()) {
       ++found.count;
       found.bytes += record->Size();
     }

@@ -35,7 +35,12 @@ class RunRecords {
   // The record has left, or is stored in the cache.
   void Settle(const BuiltRecord& record);
   // Whether there is a record whose events are in the journal.
-  bool HasUnsettled() const { return settled_ < logEnd_; }
+  bool HasUnsettled() const { return held_ || settled_ < logEnd_; }
+  // A record has moved behind others that settle later events. Nothing is settled until all records
+  // have left.
+  void Hold() { held_ = true; }
+  // Call it when records may have left.
+  void ReleaseHold();
   // See RunJournal::Refill.
   void PrepareRoom() { journal_.Refill(); }
 
@@ -56,6 +61,7 @@ class RunRecords {
   RecordList records_;
   uint64_t logEnd_ = 0;   // of the newest record, see BuiltRecord::logEnd
   uint64_t settled_ = 0;  // the same of the newest record that left
+  bool held_ = false;
   int maxMemorySize_ = INT32_MAX;
 };
 

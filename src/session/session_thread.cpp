@@ -117,7 +117,9 @@ void SessionThread::SendOrFlush() {
       parts_.delivery.SendSome();
     }
   }
-  if ((!due || parts_.delivery.Sending()) && !parts_.items.SuspendedForTermination()) {
+  if (parts_.items.SuspendedForTermination()) {
+    parts_.delivery.EndFlush();
+  } else if (!due || parts_.delivery.Sending()) {
     parts_.delivery.FlushIfDue();
   }
 }

@@ -47,6 +47,7 @@ void Shutdown::Run(ConfigLoader* loader) {
   Attempt([this] { delivery_.SendAtTermination(); });
   Attempt([this] { delivery_.EndSend(); });
   Attempt([this] { delivery_.CacheUnsent(); });
+  Attempt([this] { delivery_.SettleDropped(); });
   if (loader != nullptr) {
     Attempt([this, loader] { ApplyFetchedSettings(*loader); });
   }
@@ -58,6 +59,7 @@ void Shutdown::CacheEverything() {
   TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   Attempt([this] { delivery_.ProcessEventList(true); });
   Attempt([this] { delivery_.CacheUnsent(); });
+  Attempt([this] { delivery_.SettleDropped(); });
   StoreState();
 }
 

@@ -35,7 +35,13 @@ bool Uploader::UseGateway(std::string url) try {
   gatewayUrl_ = std::move(url);
   auto sender = std::make_unique<ThreadedDataSender>(
       [target = gatewayUrl_] { return CreateDataSender(target); });
-  sender->SetMeanwhile([this] { store_.PrepareRoom(); });
+  sender->SetMeanwhile([this] {
+    try {
+      store_.PrepareRoom();
+    } catch (...) {
+      LogException("SM: ");
+    }
+  });
   const std::lock_guard guard(senderLock_);
   sender_.swap(sender);
   if (const int64_t deadline = deadline_.load(std::memory_order_relaxed); deadline != 0) {

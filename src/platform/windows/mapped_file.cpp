@@ -66,6 +66,15 @@ bool MappedFile::Create(const std::string& path) {
     return Fail();
   }
   descriptor_ = reinterpret_cast<intptr_t>(handle);
+  // Zeros take no space in a compressed file, so a full disk would show only at a later store.
+  constexpr DWORD kWithoutSpace = FILE_ATTRIBUTE_COMPRESSED | FILE_ATTRIBUTE_SPARSE_FILE;
+  BY_HANDLE_FILE_INFORMATION status;
+  if (!GetFileInformationByHandle(handle, &status) ||
+      (status.dwFileAttributes & kWithoutSpace) != 0) {
+    Remove();
+    errno = EACCES;
+    return false;
+  }
   return true;
 }
 

@@ -157,7 +157,9 @@ TEST_F(CacheProcessesTest, AFileThatCannotBeOpenedIsPassedOver) {
     RecordList records;
     EXPECT_EQ(cache.Lease(records), i == 0);
     EXPECT_EQ(TextsOf(records), i == 0 ? Texts{"good"} : Texts{});
-    cache.HasLease() ? cache.EndLease() : void();
+    if (cache.HasLease()) {
+      cache.EndLease();
+    }
   }
   EXPECT_EQ(log.Find("warning: CM:"), "warning: CM: Could not open cache file '" + PathText(1) +
                                           "' to load. Cache disabled: 0");
