@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "journal/event_log.h"
@@ -112,6 +113,19 @@ TEST_F(JournalFileTest, RecoveryGoesOnWhereAnEarlierOneDied) {
   EXPECT_TRUE(Unsettled(*journal).empty());
   EXPECT_TRUE(journal->Remove());
   EXPECT_FALSE(std::filesystem::exists(folder_.Root() / "journal"));
+}
+
+// What a full disk leaves of an attempt is used by the next one.
+TEST_F(JournalFileTest, APartialExtensionIsCompleted) {
+  AddRoom(1);
+  std::error_code ignored;  // Windows lets nobody else write
+  std::filesystem::resize_file(folder_.Root() / "journal",
+                               static_cast<uintmax_t>(file_->Size()) + 65536, ignored);
+  AddRoom(1);
+  Append("a", 1000000);
+  Append("b", 1000000);
+  Die();
+  EXPECT_EQ(Unsettled(*Take()), (Names{"a", "b"}));
 }
 
 TEST_F(JournalFileTest, TheFileOfALivingProcessIsLeftAlone) {

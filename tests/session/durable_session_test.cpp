@@ -238,6 +238,24 @@ TEST_F(DurableSessionTest, WithoutACacheEventsStayInTheJournal) {
   EXPECT_EQ(Gateway::Events(), expected);
 }
 
+// Behind a record that waits, nobody settled it.
+TEST_F(DurableSessionTest, ADroppedEventDoesNotKeepTheJournal) {
+  StoreSettings({}, {"secret"});
+  Gateway::refuse = true;
+  Start();
+  Log("one");
+  EXPECT_NE(manager_->Commit(), CommitResult::Sent);
+  manager_->Suspend();
+  Log("secret");
+  Stop();
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.Path(""))) {
+    EXPECT_FALSE(entry.path().filename().string().starts_with("TavJournal_"));
+  }
+  Gateway::refuse = false;
+  Run({});
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "$e"}));
+}
+
 TEST_F(DurableSessionTest, PushedRecordsAreBoundedAndTheEndSaysWhatIsLost) {
   config_.maxMemorySize = 100;  // sixteen times as much is kept at most
   BlockCache();

@@ -188,6 +188,19 @@ TEST_F(RecordStoreTest, AfterAKillTheNoteSparesTheServerWhatItHas) {
   EXPECT_EQ(Gateway::Events(), (Names{"one", "two", "three"}));
 }
 
+// Another file may get the number and begin with the same bytes.
+TEST_F(RecordStoreTest, TheNoteIsWithdrawnWhenItsFileIsDeleted) {
+  Leave({"one", "two"});
+  LatestNote log;
+  SessionParts run(config_, Wmi("1"));
+  run.delivery.Store().SetLeaseLog(&log);
+  TakeAll();
+  EXPECT_TRUE(run.Send());
+  EXPECT_FALSE(Cached(1));
+  EXPECT_EQ(log.count, 3);
+  EXPECT_EQ(log.note.bytes, 0);
+}
+
 TEST_F(RecordStoreTest, AnUpgradeSendsWhatTheVersionBeforeCouldNot) {
   config_.noImpliedRecords = true;
   Gateway::refuse = true;
