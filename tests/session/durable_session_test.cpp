@@ -10,6 +10,9 @@
 #include "config/config_manager.h"
 #include "session/session_fixture.h"
 #include "storage/storage_views.h"
+#include "streams/chunk_stream.h"
+#include "streams/gzip_stream.h"
+#include "streams/memory_stream.h"
 #include "util/time_stamp.h"
 
 namespace Tav {
@@ -286,6 +289,33 @@ TEST_F(DurableSessionTest, ADamagedRecordDoesNotBlockThoseBehindIt) {
   Run({});
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "two", "$e"}));
   EXPECT_NE(log_.Find("warning: SM: Dropped a damaged record of "), "");
+}
+
+TEST_F(DurableSessionTest, ARecordThatExpandsBeyondTheBoundIsDropped) {
+  MemoryOutputStream file;
+  ChunkOutputStream chunks(&file);
+  MemoryOutputStream bomb;
+  GZipOutputStream gzip(&bomb);
+  const std::string blanks(1 << 20, ' ');
+  gzip.Write("{\"rt\":[]", 8);
+  for (int i = 0; i < 17; ++i) {
+    gzip.Write(blanks.data(), blanks.size());
+  }
+  gzip.Write("}", 1);
+  gzip.Flush();
+  const std::vector<uint8_t> payload = bomb.Join();
+  chunks.Write(payload.data(), payload.size());
+  const std::vector<uint8_t> bytes = file.Join();
+  std::ofstream(CachePath(1), std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
+  Run({"one"});
+  EXPECT_EQ(Gateway::RecordCount(), 1u);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "$e"}));
+  EXPECT_EQ(log_.Find("warning: SM: Dropped a damaged record of "),
+            "warning: SM: Dropped a damaged record of " + std::to_string(payload.size()) +
+                " bytes from the cache");
+  EXPECT_FALSE(Cached(1));
 }
 
 TEST_F(DurableSessionTest, PulledRecordsComeFromTheCacheAndAnOptedOutProductTakesNoneBack) {
