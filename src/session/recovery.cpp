@@ -76,6 +76,7 @@ void Recovery::Run(int milliseconds) {
   const int64_t end = Platform::MonotonicMilliseconds() + milliseconds;
   while (Timeout() == 0 && (milliseconds < 0 || Platform::MonotonicMilliseconds() < end)) {
     Step();
+    delivery_.Store().PrepareRoom();  // hosts go on meanwhile
   }
 }
 
