@@ -39,7 +39,11 @@ const TavEntryTable* LoadTable() {
 // Removed when the process ends, even if it ends in the middle of a test.
 class ScratchFolder {
  public:
-  ScratchFolder() { std::filesystem::create_directories(path_); }
+  // A process that was killed has left its folder, and process numbers come again.
+  ScratchFolder() {
+    std::filesystem::remove_all(path_);
+    std::filesystem::create_directories(path_);
+  }
   ~ScratchFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);

@@ -22,6 +22,7 @@ class KilledHostTest : public HostTest {
     memory_ = static_cast<BlastMemory*>(MapViewOfFile(section_, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     // Records are small, so that few events may arrive twice.
     PutSettings(R"({"max_record_size":9000.0,"send_threshold":1.0})");
+    std::filesystem::remove_all(plainFolder_);
     std::filesystem::create_directories(plainFolder_);
     for (const char* const file : {"TavData", "TsTavData"}) {
       std::filesystem::copy_file(Folder() / file, plainFolder_ + '/' + file);
