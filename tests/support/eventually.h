@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/clock.h"
+#include "platform/thread.h"
 
 namespace Tav::Testing {
 

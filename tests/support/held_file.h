@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/file.h"
+#include "support/eventually.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -24,16 +25,12 @@ enum class Hold { Locked, NotShared };
 // Until Release or the end.
 class HeldFile {
  public:
+  // The library may have the file open at the moment.
   explicit HeldFile(const std::filesystem::path& path, Hold how = Hold::Locked) {
-    if (how == Hold::Locked) {
-      const std::u8string text = path.u8string();
-      const std::string utf8(text.begin(), text.end());
-      held_ = lock_.Open(utf8.c_str(), Platform::FileUse::Update) == Platform::OpenResult::Opened &&
-              lock_.LockFirstByte();
-    } else {
-      held_ = OpenAlone(path);
-    }
-    EXPECT_TRUE(held_);
+    EXPECT_TRUE(Eventually([&] {
+      Release();
+      return how == Hold::Locked ? Lock(path) : OpenAlone(path);
+    }));
   }
   ~HeldFile() { Release(); }
   HeldFile(const HeldFile&) = delete;
@@ -45,6 +42,13 @@ class HeldFile {
   }
 
  private:
+  bool Lock(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    const std::string utf8(text.begin(), text.end());
+    return lock_.Open(utf8.c_str(), Platform::FileUse::Update) == Platform::OpenResult::Opened &&
+           lock_.LockFirstByte();
+  }
+
 #ifdef _WIN32
   bool OpenAlone(const std::filesystem::path& path) {
     handle_ = CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
@@ -75,7 +79,6 @@ class HeldFile {
 #endif
 
   Platform::File lock_;
-  bool held_ = false;
 };
 
 }  // namespace Tav::Testing
