@@ -14,9 +14,12 @@ here=$(dirname "$0")
 # that program. It must not hold a pipe open whose reader waits for its end.
 folder=$(mktemp -d) || exit 1
 show() {
+  local status=$?
   cat "$folder/out"
   cat "$folder/err" >&2
   rm -rf "$folder"
+  # A program that Wine or a crash has ended may have printed nothing about it.
+  [ $status -le 2 ] || echo "tools/wine/run.sh: ${1##*/} ended with status $status" >&2
 }
-trap show EXIT
+trap 'show "$1"' EXIT
 wine "$@" >"$folder/out" 2>"$folder/err"
