@@ -355,7 +355,8 @@ typedef struct TavEntryTable {
   // queries WMI, and Windows then sets the COM security of the process to its default.
   // Errors:
   //   TAV_ALREADY_INITIALIZED  "Tav: Oops, TavInitialize has already been called"
-  //   TAV_BAD_PRODUCT          "Tav: TavInitialize called with a bad product/version"
+  //   TAV_BAD_PRODUCT          "Tav: TavInitialize called with a bad product/version"; the line
+  //                            after it says why
   //   TAV_NO_LOCAL_APP_DATA    "TavInitialize: Environment variable 'LOCALAPPDATA' is not defined"
   //   TAV_NO_SESSION_THREAD    "Failed to create thread", followed by the system's reason
   // After TAV_BAD_PRODUCT and TAV_NO_LOCAL_APP_DATA all settings and product values are still set,

@@ -3,6 +3,7 @@
 //
 //   const Tav::Host::Library tav = Tav::Host::Library::BesideProgram();
 //   const Tav::Host::Run run(tav, "Editor", "4.2", "4.2.0.118", TAV_LANGUAGE_EN_US);
+//   if (!run) std::fprintf(stderr, "No analytics: %s, status %d\n", tav.Error(), run.Status());
 //   tav.NewEvent("DocumentOpened").Add("Format", "PDF").Add("Pages", 12).Log();
 //
 // A member function calls the slot of the same name: tav.h describes it, with its limits, its
@@ -225,6 +226,8 @@ inline constexpr bool kIsNumber =
 
 template <typename T>
 using IfNumber = std::enable_if_t<kIsNumber<T>, int>;
+template <typename T>
+using IfAmbiguous = std::enable_if_t<std::is_arithmetic_v<T> && !kIsNumber<T>, int>;
 
 // Whether AddProductInfoValue accepts, and so consumes, a value under this key.
 inline bool IsProductKey(std::string_view key) noexcept {
@@ -311,6 +314,13 @@ class [[nodiscard]] Event {
   template <typename Number, Internal::IfNumber<Number> = 0>
   Event Add(Text name, Number value) && noexcept {
     return std::move(Add(name, value));
+  }
+  template <typename Other, Internal::IfAmbiguous<Other> = 0>
+  Event Add(Text, Other) noexcept {
+    static_assert(Internal::kIsNumber<Other>,
+                  "a bool or a character is neither a text nor a number: pass "
+                  "flag ? \"yes\" : \"no\" or int(flag), std::string(1, c) or int(c)");
+    return {};
   }
 
   // Appends an item to the stack trace of an error event.

@@ -36,6 +36,18 @@ bool IsValidProductName(const std::string& name) {
          std::all_of(name.begin(), name.end(), IsProductNameCharacter);
 }
 
+// After the error, which does not say what is wrong.
+void ExplainRefusal(const std::string& name, const std::string& version) {
+  if (!IsValidProductName(name)) {
+    LogWarning("Tav: The product name '%s' is refused: it must be 1 to %d letters, digits and dots",
+               name.c_str(), static_cast<int>(kMaxProductTextLength));
+  } else {
+    LogWarning("Tav: The product version '%s' is refused: it has %d bytes, at most %d are allowed",
+               version.c_str(), static_cast<int>(version.size()),
+               static_cast<int>(kMaxProductTextLength));
+  }
+}
+
 const char* LocaleName(int appLanguage) {
   const auto number = static_cast<unsigned>(appLanguage);
   if (number >= std::size(kLocales)) {
@@ -100,6 +112,7 @@ int Initialize(const char* productName,
   }
   if (!IsValidProductName(name) || version.size() > kMaxProductTextLength) {
     LogError("Tav: TavInitialize called with a bad product/version");
+    ExplainRefusal(name, version);
     return TAV_BAD_PRODUCT;
   }
   if (Platform::Environment("LOCALAPPDATA").value_or("").empty()) {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "config/gateway_url.h"
 #include "config/server_urls.h"
 #include "util/format.h"
 #include "util/logger.h"
@@ -17,6 +18,11 @@ void ConfigLoader::Main() try {
   if (const std::unique_ptr<DataSender> sender = CreateDataSender(url_)) {
     sender->ReportTo(&progress_);
     answer_ = sender->Fetch();
+    const std::string server = url_.substr(0, url_.find('?'));
+    if (answer_.empty() && ParseWebUrl(server)) {
+      LogWarning("CL: No settings from '%s'. Those of the last answer stay in force",
+                 UrlForLog(server).c_str());
+    }
   }
   TAV_TRACE("CL: Config loader is done");
 } catch (...) {

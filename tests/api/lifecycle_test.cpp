@@ -46,6 +46,12 @@ TEST_F(LifecycleTest, OnlyWellFormedProductsAreAccepted) {
     Stop();
   }
   ExpectLogged("error: Tav: TavInitialize called with a bad product/version");
+  ExpectLogged(
+      "warning: Tav: The product name 'My-Product' is refused: it must be 1 to 32 letters, digits "
+      "and "
+      "dots");
+  ExpectLogged("warning: Tav: The product version '" + std::string(28, 'v') +
+               " - abc' is refused: it has 34 bytes, at most 32 are allowed");
   EXPECT_EQ(Initialize(nullptr, nullptr, nullptr), TAV_BAD_PRODUCT);
 }
 

@@ -48,7 +48,10 @@ TEST_F(ConfigLoaderTest, AnswerIsTheServersWhateverItsStatus) {
   EXPECT_TRUE(server.Requests()[0].head.starts_with(
       "GET /configserver/?N=App%201&V=2%3d3&P=win64 HTTP/1.1\r\n"));
   EXPECT_EQ(Load(url), "no such product");
+  EXPECT_EQ(log.Find("warning: CL: No settings"), "");
   EXPECT_EQ(Load(url), "");
+  EXPECT_EQ(log.Find("warning: CL: No settings"),
+            "warning: CL: No settings from '" + url + "'. Those of the last answer stay in force");
   EXPECT_EQ(log.Find("CL: "), "CL: Inside config loader");
   EXPECT_NE(log.Find("CL: Config loader is done"), "");
 }

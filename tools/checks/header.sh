@@ -32,6 +32,11 @@ void Use(const Tav::Host::Table& tav, const std::vector<std::string>& texts, lon
   tav.AddProductInfoMap("n", std::vector<Tav::Host::Member>{{"a", "b"}});
 }'
 
+# What must not compile, and the words of its error.
+misuse='#include <tav/tav.hpp>
+void Misuse(const Tav::Host::Table& tav) { tav.NewEvent("E").Add("n", true).Log(); }'
+misuse_error='a bool or a character is neither a text nor a number'
+
 compile() { # LANGUAGE STANDARD SOURCE COMPILER...
   local language=$1 standard=$2 source=$3
   shift 3
@@ -61,6 +66,10 @@ for compiler in x86_64-w64-mingw32-gcc-posix mingw_clang gcc clang-19; do
   for standard in c++17 c++20; do
     compile c++ $standard '#include <tav/tav.hpp>' "$compiler"
     compile c++ $standard "$uses" "$compiler"
+    { compile c++ $standard "$misuse" "$compiler" 2>&1 || true; } | grep -q "$misuse_error" || {
+      echo "header.sh: $compiler does not say what is wrong with a bool as a value" >&2
+      exit 1
+    }
   done
 done
 [ $compilers -gt 0 ] || { echo "header.sh: no compiler found" >&2; exit 1; }
