@@ -13,9 +13,9 @@ const char* __ubsan_default_options() {
   return "print_stacktrace=1";
 }
 
-// Terminate returns after the terminate time at the latest. On a loaded machine the session thread may
-// then still run, with helper threads that have ended and that it has not joined yet. A host that
-// exits at that moment leaks them by design.
+// Terminate returns after the terminate time at the latest. On a loaded machine the session thread
+// may then still run, with helper threads that have ended and that it has not joined yet. A host
+// that exits at that moment leaks them by design.
 const char* __tsan_default_options() {
   return "second_deadlock_stack=1:report_thread_leaks=0";
 }
