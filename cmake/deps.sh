@@ -5,6 +5,7 @@
 #   native    GCC and the libraries of the local gateway and of native builds
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
+#   bindings  compilers and run-times for the tests of the bindings for other languages
 #   lint      clang-format, clang-tidy, shellcheck
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -24,6 +25,10 @@ packages_of() {
       ;;
     sanitize) echo clang-19 libclang-rt-19-dev lld-19 llvm-19 ;; # llvm-19: names in reports
     wine) echo wine wine64 libgnutls30 ;;
+    bindings)
+      echo python3 mono-mcs rustc libstd-rust-dev-windows
+      command -v npm >/dev/null || echo npm
+      ;;
     lint) echo clang-format-19 clang-tidy-19 shellcheck ;;
     *)
       sed -n '2,/^set/{/^#/p}' "$0" >&2
