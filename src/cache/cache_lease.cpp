@@ -74,13 +74,13 @@ int64_t WriteAll(const RecordList& records, TavFile& file) {
   return file.Failed() ? -1 : bytes;
 }
 
-// Reads `bytes` bytes from the beginning of the file. False if there are fewer.
-bool ComputeLeaseChecksum(TavFile& file, int64_t bytes, uint64_t& checksum) {
-  constexpr uint64_t kBegin = 0x9E3779B97F4A7C15;
+constexpr uint64_t kEmptyChecksum = 0x9E3779B97F4A7C15;
+
+// Adds the next `bytes` bytes of the file. False if there are fewer.
+bool AddToChecksum(TavFile& file, int64_t bytes, uint64_t& sum) {
   constexpr uint64_t kPrime = 0x100000001B3;
-  uint64_t sum = kBegin ^ static_cast<uint64_t>(bytes);
   uint8_t buffer[4096];
-  bool whole = file.Rewind();
+  bool whole = true;
   while (whole && bytes > 0) {
     const auto wanted = static_cast<size_t>(std::min<int64_t>(bytes, sizeof buffer));
     whole = file.Read(buffer, wanted) == wanted;
@@ -89,7 +89,6 @@ bool ComputeLeaseChecksum(TavFile& file, int64_t bytes, uint64_t& checksum) {
     }
     bytes -= static_cast<int64_t>(wanted);
   }
-  checksum = sum;
   return whole;
 }
 
@@ -139,8 +138,8 @@ bool DropConsumed(CacheDirectory& directory,
                   TavFile& file,
                   const LeaseNote& note,
                   uint32_t& errors) {
-  uint64_t checksum = 0;
-  if (!ComputeLeaseChecksum(file, note.bytes, checksum) || checksum != note.checksum) {
+  uint64_t checksum = kEmptyChecksum;
+  if (!file.Rewind() || !AddToChecksum(file, note.bytes, checksum) || checksum != note.checksum) {
     return false;
   }
   TAV_DEBUG("CM: %lld bytes of cache file '%s' were sent already",
@@ -163,6 +162,8 @@ void CacheLease::Begin(CacheDirectory& directory, int sequence, std::unique_ptr<
   file_ = std::move(file);
   consumed_ = false;
   consumedBytes_ = 0;
+  checkedBytes_ = 0;
+  checksum_ = kEmptyChecksum;
 }
 
 void CacheLease::Consume(int64_t fileEnd) {
@@ -170,11 +171,17 @@ void CacheLease::Consume(int64_t fileEnd) {
   consumedBytes_ = fileEnd;
 }
 
-bool CacheLease::MakeNote(LeaseNote& note) const {
+// Nobody else reads the file after the first note, so each one reads on where the last one ended.
+bool CacheLease::MakeNote(LeaseNote& note) {
+  if (!Held() || consumedBytes_ <= 0 || (checkedBytes_ == 0 && !file_->Rewind()) ||
+      !AddToChecksum(*file_, consumedBytes_ - checkedBytes_, checksum_)) {
+    return false;
+  }
+  checkedBytes_ = consumedBytes_;
   note.sequence = sequence_;
   note.bytes = consumedBytes_;
-  return Held() && consumedBytes_ > 0 &&
-         ComputeLeaseChecksum(*file_, consumedBytes_, note.checksum);
+  note.checksum = checksum_;
+  return true;
 }
 
 std::unique_ptr<TavFile> CacheLease::Discard() {

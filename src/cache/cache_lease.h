@@ -17,7 +17,7 @@ namespace Tav {
 struct LeaseNote {
   int sequence = 0;       // the number in the file's name
   int64_t bytes = 0;      // from the beginning of the file
-  uint64_t checksum = 0;  // of these bytes: FNV-1a, begun with 0x9E3779B97F4A7C15 xor their number
+  uint64_t checksum = 0;  // of these bytes: FNV-1a, begun with 0x9E3779B97F4A7C15
 };
 
 // Keeps the latest note in a place that survives the process.
@@ -46,7 +46,7 @@ class CacheLease {
   // The next record is consumed. `fileEnd`: see BuiltRecord.
   void Consume(int64_t fileEnd);
   // False if no note can be made: the file has the line layout or cannot be read.
-  bool MakeNote(LeaseNote& note) const;
+  bool MakeNote(LeaseNote& note);
 
   // Deletes the file and ends the lease. If the file cannot be deleted, passes over it and returns
   // it, still open for exclusive use.
@@ -64,6 +64,8 @@ class CacheLease {
   std::unique_ptr<TavFile> file_;
   bool consumed_ = false;
   int64_t consumedBytes_ = 0;
+  int64_t checkedBytes_ = 0;  // that checksum_ covers
+  uint64_t checksum_ = 0;
 };
 
 // Drops the consumed part of a file that OpenAtomic has opened, and closes the file. False, and no

@@ -73,7 +73,7 @@ class CacheManager {
   // BuiltRecord::fileEnd.
   void Consume(int64_t fileEnd) { loader_.Current().Consume(fileEnd); }
   // False if there is nothing to note.
-  bool MakeNote(LeaseNote& note) const { return loader_.Current().MakeNote(note); }
+  bool MakeNote(LeaseNote& note) { return loader_.Current().MakeNote(note); }
   // Ends the lease after all records are consumed: deletes the file. If it cannot be deleted now,
   // it stays open and unused, and is deleted later; false then.
   bool EndLease() { return loader_.EndLease(); }
