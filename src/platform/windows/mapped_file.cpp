@@ -50,6 +50,16 @@ HANDLE OpenHandle(const std::string& path, DWORD disposition) {
                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
 }
 
+constexpr DWORD kMaxPath = 32768;
+
+bool IsOnFixedDrive(const std::wstring& path) {
+  std::wstring volume(kMaxPath, L'\0');
+  if (!GetVolumePathNameW(path.c_str(), volume.data(), kMaxPath)) {
+    return Fail();
+  }
+  return GetDriveTypeW(volume.c_str()) == DRIVE_FIXED;
+}
+
 bool IsPlainFile(HANDLE handle) {
   constexpr DWORD kOther = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
   BY_HANDLE_FILE_INFORMATION status;
@@ -179,14 +189,31 @@ void MappedFile::Unmap(std::byte* piece, size_t) {
   }
 }
 
-// Does not detect a network drive that is mounted as a folder of a local volume.
+// By the place that the folder is found at in the end: links, mount points and substituted drives
+// may lead to the network.
 bool IsLocalDisk(const std::string& directory) {
-  std::wstring volume(MAX_PATH + 1, L'\0');
-  if (!GetVolumePathNameW(ToWide(directory).c_str(), volume.data(),
-                          static_cast<DWORD>(volume.size()))) {
+  const std::wstring path = ToWide(directory);
+  if (!IsOnFixedDrive(path)) {
+    return false;
+  }
+  HANDLE handle =
+      CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
     return Fail();
   }
-  return GetDriveTypeW(volume.c_str()) == DRIVE_FIXED;
+  FILE_REMOTE_PROTOCOL_INFO protocol;
+  bool local =
+      !GetFileInformationByHandleEx(handle, FileRemoteProtocolInfo, &protocol, sizeof protocol);
+  std::wstring target(kMaxPath, L'\0');
+  const DWORD length = GetFinalPathNameByHandleW(handle, target.data(), kMaxPath, 0);
+  // Without a name, the volume is mounted as a folder only, as no network drive is.
+  if (length > 0 && length < kMaxPath) {
+    target.resize(length);
+    local = local && !target.starts_with(L"\\\\?\\UNC\\") && IsOnFixedDrive(target);
+  }
+  CloseHandle(handle);
+  return local;
 }
 
 }  // namespace Tav::Platform
