@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/guarded_copy.h"
 #include "platform/process.h"
 
 namespace Tav {
@@ -16,29 +17,47 @@ EventLog::~EventLog() {
     }
     uses_.RemoveFirst();
   }
+  Platform::FreePages(copy_.memory, kSegmentSize);
 }
 
 bool EventLog::Append(std::span<const std::byte> entry) {
   if (closed_) {
     return false;
   }
-  uint32_t end = 0;  // none yet
-  if (!uses_.Empty()) {
-    Use& use = uses_.Last();
-    // Entries go to the file again as soon as it has room.
-    if (use.mapped || readyCount_ == 0) {
-      end = use.segment.Append(use.end, entry).value_or(0);
+  // Entries go to the file again as soon as it has room.
+  const bool useLast = !uses_.Empty() && (uses_.Last().mapped ? !fileFailed_ : readyCount_ == 0);
+  if (useLast && AppendToLast(entry)) {
+    return true;
+  }
+  // If a mapped segment cannot be accessed, the next one is of memory.
+  while (BeginUse(entry.size())) {
+    if (AppendToLast(entry)) {
+      return true;
     }
   }
-  if (end == 0) {
-    if (!BeginUse(entry.size())) {
-      ++refused_;
-      return false;
-    }
-    end = uses_.Last().segment.Append(kSegmentHeadSize, entry).value_or(kSegmentHeadSize);
+  ++refused_;
+  return false;
+}
+
+bool EventLog::AppendToLast(std::span<const std::byte> entry) {
+  Use& use = uses_.Last();
+  if (!use.segment.Fits(use.end, entry.size())) {
+    return false;
   }
-  uses_.Last().end = end;
+  const std::optional<uint32_t> end = use.segment.Append(use.end, entry);
+  if (!end) {
+    FailFile();
+    return false;
+  }
+  use.end = *end;
   return true;
+}
+
+void EventLog::FailFile() {
+  fileFailed_ = true;
+  growing_ = false;
+  bytes_ -= readyCount_ * kSegmentSize;
+  readyCount_ = 0;
 }
 
 EventLog::Position EventLog::Begin() const {
@@ -71,11 +90,19 @@ bool EventLog::BeginUse(size_t entrySize) {
   if (uses_.Full()) {
     return false;
   }
-  if (readyCount_ == 0 || entrySize > kMaxEntrySize) {
-    return BeginMemoryUse(entrySize);
+  if (readyCount_ > 0 && entrySize <= kMaxEntrySize && StartMappedUse()) {
+    return true;
   }
-  StartUse(Segment(ready_[--readyCount_]), true);
-  return true;
+  return BeginMemoryUse(entrySize);
+}
+
+bool EventLog::StartMappedUse() {
+  if (StartUse(Segment(ready_[--readyCount_]), true)) {
+    return true;
+  }
+  bytes_ -= kSegmentSize;
+  FailFile();
+  return false;
 }
 
 bool EventLog::BeginMemoryUse(size_t entrySize) {
@@ -88,24 +115,29 @@ bool EventLog::BeginMemoryUse(size_t entrySize) {
     return false;
   }
   bytes_ += size;
-  StartUse(Segment(memory, size), false);
+  return StartUse(Segment(memory, size), false);
+}
+
+bool EventLog::StartUse(Segment segment, bool mapped) {
+  if (!segment.Begin(lastNumber_ + 1)) {
+    return false;
+  }
+  uses_.Add({segment, ++lastNumber_, kSegmentHeadSize, mapped});
   return true;
 }
 
-void EventLog::StartUse(Segment segment, bool mapped) {
-  segment.Begin(++lastNumber_);
-  uses_.Add({segment, lastNumber_, kSegmentHeadSize, mapped});
-}
-
 bool EventLog::AddRoom(std::byte* mapped) {
-  if (!MayGrow()) {
+  if (copy_.memory == nullptr) {
+    copy_.memory = static_cast<std::byte*>(Platform::AllocatePages(kSegmentSize));
+  }
+  if (!MayGrow() || copy_.memory == nullptr) {
     return false;
   }
   growing_ = true;
   bytes_ += kSegmentSize;
   ready_[readyCount_++] = mapped;
   if (!closed_ && !uses_.Empty() && !uses_.Last().mapped && !uses_.Full()) {
-    StartUse(Segment(ready_[--readyCount_]), true);
+    return StartMappedUse();
   }
   return true;
 }
@@ -123,8 +155,8 @@ void EventLog::Settle(Position end) {
     Use& use = uses_.At(0);
     const bool isLast = uses_.Count() == 1;
     if (EndOf(use) > end || (isLast && EndOf(use) != end)) {
-      if (use.number == end >> 32) {
-        use.segment.Settle(static_cast<uint32_t>(end));
+      if (use.number == end >> 32 && !use.segment.Settle(static_cast<uint32_t>(end))) {
+        FailFile();
       }
       return;
     }
@@ -135,11 +167,18 @@ void EventLog::Settle(Position end) {
 
 void EventLog::EndUse(const Use& use) {
   if (use.mapped) {
-    Segment(use.segment).Release();
-    ready_[readyCount_++] = use.segment.Memory();
-    return;
+    if (!Segment(use.segment).Release()) {
+      FailFile();
+    }
+    if (!fileFailed_) {
+      ready_[readyCount_++] = use.segment.Memory();
+      return;
+    }
   }
   bytes_ -= use.segment.Size();
+  if (use.mapped) {
+    return;
+  }
   Platform::FreePages(use.segment.Memory(), use.segment.Size());
 }
 
@@ -155,11 +194,12 @@ std::optional<EventLog::Migration> EventLog::BeginMigration() {
   return std::nullopt;
 }
 
-void EventLog::Copy(const Migration& migration) {
-  std::memcpy(migration.to.Memory() + kSegmentHeadSize, migration.from.Memory() + kSegmentHeadSize,
-              migration.end - kSegmentHeadSize);
+bool EventLog::Copy(const Migration& migration) {
   Segment to = migration.to;
-  to.Begin(migration.from.Number(), migration.from.Settled());
+  return Platform::CopyGuarded(to.Memory() + kSegmentHeadSize,
+                               migration.from.Memory() + kSegmentHeadSize,
+                               migration.end - kSegmentHeadSize) &&
+         to.Begin(migration.from.Number(), migration.from.Settled());
 }
 
 void EventLog::EndMigration(const Migration& migration) {
@@ -175,7 +215,7 @@ void EventLog::EndMigration(const Migration& migration) {
   }
 }
 
-std::optional<EventLog::Item> EventLog::Next(Position cursor, Position end) const {
+std::optional<EventLog::Item> EventLog::Next(Position cursor, Position end) {
   const auto cursorNumber = static_cast<uint32_t>(cursor >> 32);
   for (size_t i = uses_.IndexOf(cursorNumber); i < uses_.Count(); ++i) {
     const Use& use = uses_.At(i);
@@ -186,7 +226,12 @@ std::optional<EventLog::Item> EventLog::Next(Position cursor, Position end) cons
     if (begin >= end) {
       break;
     }
-    if (const std::optional<EntryView> view = use.segment.At(offset)) {
+    // The end of the last use changes meanwhile.
+    if (i + 1 < uses_.Count() && offset >= use.end) {
+      continue;
+    }
+    if (const std::optional<EntryView> view =
+            use.segment.At(offset, use.mapped ? &copy_ : nullptr)) {
       return Item{begin, begin + view->Size(), *view};
     }
   }

@@ -5,6 +5,9 @@
 // entry does not change once it has been appended, except for its verdict, which is the session
 // thread's. It settles entries from the oldest on; a segment without unsettled entries is used
 // again.
+//
+// When the memory of the file cannot be accessed any more, the file is given up: new entries go to
+// plain memory. The entries that the file has stay in use.
 #pragma once
 
 #include <array>
@@ -13,6 +16,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "journal/segment.h"
 
@@ -53,9 +57,13 @@ class EventLog {
   // Whether few mapped segments are ready although more can be had.
   bool RunsLow() const { return growing_ && readyCount_ < kLowRoom && MayGrow(); }
   // Whether a mapped segment may be added.
-  bool MayGrow() const { return readyCount_ < ready_.size() && bytes_ + kSegmentSize <= kMaxBytes; }
+  bool MayGrow() const {
+    return !fileFailed_ && readyCount_ < ready_.size() && bytes_ + kSegmentSize <= kMaxBytes;
+  }
   // Events refused since the last call.
   uint64_t TakeRefused();
+  // Whether the file was given up.
+  bool FileFailed() const { return fileFailed_; }
 
   // With the lock held, session thread.
 
@@ -67,6 +75,8 @@ class EventLog {
   std::byte* TakeRoom();
   // For now, no more mapped segments are available. AddRoom revokes this.
   void StopGrowing() { growing_ = false; }
+  // Gives the file up.
+  void FailFile();
   // From now on nothing is appended.
   void Close() { closed_ = true; }
   // Everything before `end` is settled. Segments without unsettled entries become ready.
@@ -83,8 +93,9 @@ class EventLog {
   // Without the lock, session thread.
 
   // Copies the entries. The first word is stored last, in a single store, so that a file never has
-  // half a segment or entries that were settled before.
-  static void Copy(const Migration& migration);
+  // half a segment or entries that were settled before. False if the file must be given up; the
+  // migration then ends here.
+  static bool Copy(const Migration& migration);
 
   struct Item {
     Position begin = 0;
@@ -92,7 +103,11 @@ class EventLog {
     EntryView view;
   };
   // The first entry from `cursor` on and before `end`, a value of End. Nothing if there is none.
-  std::optional<Item> Next(Position cursor, Position end) const;
+  // Its view is valid until the next call.
+  std::optional<Item> Next(Position cursor, Position end);
+  // Whether an entry could not be read since the last call. Next has passed over the rest of its
+  // segment.
+  bool TakeReadFailure() { return std::exchange(copy_.failed, false); }
   void SetVerdict(Position entry, Verdict verdict);
 
  private:
@@ -141,9 +156,11 @@ class EventLog {
   }
   static Position EndOf(const Use& use) { return Place(use.number, use.end); }
 
+  bool AppendToLast(std::span<const std::byte> entry);
   bool BeginUse(size_t entrySize);
   bool BeginMemoryUse(size_t entrySize);
-  void StartUse(Segment segment, bool mapped);
+  bool StartMappedUse();
+  bool StartUse(Segment segment, bool mapped);
   void EndUse(const Use& use);
 
   Uses uses_;
@@ -154,6 +171,8 @@ class EventLog {
   uint64_t refused_ = 0;
   bool growing_ = false;
   bool closed_ = false;
+  bool fileFailed_ = false;
+  EntryCopy copy_;  // session thread only
 };
 
 }  // namespace Tav

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/guarded_copy.h"
 #include "platform/identifiers.h"
 #include "util/format.h"
 
@@ -15,12 +16,15 @@ namespace {
 constexpr size_t kNameBytes = 8;
 
 // Loads the pages now, on this thread, and not when a host stores its first entry there. Zeros were
-// written to the file, so nothing changes.
-void Touch(std::byte* memory, size_t size) {
+// written to the file, so nothing changes. False if a page cannot be loaded.
+bool Touch(std::byte* memory, size_t size) {
   constexpr size_t kPage = 4096;
   for (size_t i = 0; i < size; i += kPage) {
-    *const_cast<volatile std::byte*>(memory + i) = std::byte{0};
+    if (!Platform::StoreGuarded(memory + i, 0)) {
+      return false;
+    }
   }
+  return true;
 }
 
 }  // namespace
@@ -81,10 +85,14 @@ std::byte* JournalFile::MapPiece(size_t size) {
 
 std::byte* JournalFile::AddSegment() {
   std::byte* const memory = MapPiece(kSegmentSize);
-  if (memory != nullptr) {
-    Touch(memory, kSegmentSize);
+  if (memory == nullptr || Touch(memory, kSegmentSize)) {
+    return memory;
   }
-  return memory;
+  Platform::MappedFile::Unmap(memory, kSegmentSize);
+  pieces_.pop_back();
+  size_ -= static_cast<int64_t>(kSegmentSize);
+  errno = EIO;
+  return nullptr;
 }
 
 JournalFile::Lease JournalFile::Take(const std::string& path, std::unique_ptr<JournalFile>& file) {
@@ -100,16 +108,18 @@ JournalFile::Lease JournalFile::Take(const std::string& path, std::unique_ptr<Jo
     case Platform::OpenResult::Failed:
       return Lease::Unknown;
   }
-  if (!taken->MapAll()) {
-    return taken->IsUnfinished() && taken->Remove() ? Lease::Missing : Lease::Unknown;
+  const bool known = taken->MapAll();
+  if (!known && taken->IsUnfinished()) {
+    return taken->Remove() ? Lease::Missing : Lease::Unknown;
   }
   file = std::move(taken);
-  return Lease::Taken;
+  return known ? Lease::Taken : Lease::Unknown;
 }
 
 bool JournalFile::MapAll() {
   constexpr int64_t kMaxSize = int64_t{1} << 30;
   const int64_t size = file_.Size();
+  size_ = size;
   if (size <= 0 || size > kMaxSize) {
     return false;
   }
@@ -118,7 +128,6 @@ bool JournalFile::MapAll() {
     return false;
   }
   pieces_.push_back({memory, static_cast<size_t>(size)});
-  size_ = size;
   if (const std::optional<JournalHead> head =
           JournalHead::Read({memory, static_cast<size_t>(size)})) {
     head_ = std::make_unique<JournalHead>(*head);
@@ -165,8 +174,13 @@ JournalFile::~JournalFile() {
 }
 
 DeadJournal::DeadJournal(std::unique_ptr<JournalFile> file)
-    : file_(std::move(file)), run_(DecodeRunBlock(file_->Head().RunBlockBytes())) {
+    : file_(std::move(file)),
+      run_(DecodeRunBlock(file_->Head().RunBlockBytes())),
+      entry_(std::make_unique_for_overwrite<std::byte[]>(kSegmentSize)),
+      copy_{entry_.get()} {
   for (const Segment& segment : file_->Segments()) {
+    const std::optional<uint64_t> word = segment.Load();
+    copy_.failed = copy_.failed || !word;
     if (segment.Number() != 0) {
       segments_.push_back(segment);
     }
@@ -177,13 +191,13 @@ DeadJournal::DeadJournal(std::unique_ptr<JournalFile> file)
 std::optional<DeadJournal::Item> DeadJournal::Next() {
   for (; segment_ < segments_.size(); ++segment_, offset_ = kSegmentHeadSize) {
     const Segment& segment = segments_[segment_];
-    if (const std::optional<EntryView> view = segment.At(offset_)) {
+    if (const std::optional<EntryView> view = segment.At(offset_, &copy_)) {
       const auto end = static_cast<uint32_t>(offset_ + view->Size());
       Item item{segment_, offset_, end, end <= segment.Settled(), *view};
       offset_ = end;
       return item;
     }
-    damaged_ += segment.DamagedAt(offset_) ? 1 : 0;
+    damaged_ += !copy_.failed && segment.DamagedAt(offset_) ? 1 : 0;
   }
   return std::nullopt;
 }
@@ -195,14 +209,12 @@ void DeadJournal::Settle(const Item& item) {
   segments_[item.segment].Settle(item.end);
 }
 
-int64_t DeadJournal::NewestTime() const {
+int64_t DeadJournal::NewestTime(size_t segment) {
   int64_t newest = 0;
-  for (const Segment& segment : segments_) {
-    uint32_t offset = kSegmentHeadSize;
-    while (const std::optional<EntryView> view = segment.At(offset)) {
-      newest = std::max(newest, view->Fields().time.unixMilliseconds);
-      offset += static_cast<uint32_t>(view->Size());
-    }
+  uint32_t offset = kSegmentHeadSize;
+  while (const std::optional<EntryView> view = segments_[segment].At(offset, &copy_)) {
+    newest = std::max(newest, view->Fields().time.unixMilliseconds);
+    offset += static_cast<uint32_t>(view->Size());
   }
   return newest;
 }

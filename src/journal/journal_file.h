@@ -41,7 +41,8 @@ class JournalFile {
                                              std::span<const std::byte> runBlock,
                                              int64_t startTime);
   // Takes the file of a dead run into `file`, with all of its segments. Deletes a file whose
-  // process died while creating it: it holds nothing.
+  // process died while creating it: it holds nothing. Takes an unknown file, too, if it is a plain
+  // one; such a file has only a size and can be removed.
   static Lease Take(const std::string& path, std::unique_ptr<JournalFile>& file);
 
   // Unmaps everything. The file stays.
@@ -91,10 +92,14 @@ class DeadJournal {
   // What the run's records are built from; nothing if it is damaged.
   const std::optional<RunBlock>& Run() const { return run_; }
   int64_t StartTime() const { return file_->Head().StartTime(); }
-  // The time of the newest entry, in milliseconds since 1970; 0 without entries.
-  int64_t NewestTime() const;
+  // Those in use.
+  size_t SegmentCount() const { return segments_.size(); }
+  // The time of the newest entry of a segment, in milliseconds since 1970; 0 without entries.
+  int64_t NewestTime(size_t segment);
   // Segments that end in an entry that is damaged or was not completed.
   int DamagedSegments() const { return damaged_; }
+  // Whether something could not be read because of the disk. The file should stay.
+  bool Unreadable() const { return copy_.failed; }
 
   struct Item {
     size_t segment;  // index in the order of numbers
@@ -103,7 +108,8 @@ class DeadJournal {
     bool settled;  // delivered, stored or dropped already
     EntryView view;
   };
-  // The next entry, settled ones included; nothing at the end.
+  // The next entry, settled ones included; nothing at the end. Its view is valid until the next
+  // call.
   std::optional<Item> Next();
   // Stores in the file that `item` and everything before it is settled.
   void Settle(const Item& item);
@@ -119,6 +125,8 @@ class DeadJournal {
   uint32_t offset_ = kSegmentHeadSize;
   size_t settledSegments_ = 0;
   int damaged_ = 0;
+  std::unique_ptr<std::byte[]> entry_;
+  EntryCopy copy_;
 };
 
 }  // namespace Tav

@@ -2,14 +2,20 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "journal/segment.h"
+#include "platform/guarded_copy.h"
 
 namespace Tav {
 
 namespace {
+
+using Platform::CopyGuarded;
+using Platform::LoadGuarded;
+using Platform::StoreGuarded;
 
 constexpr uint64_t kMagic = 0x4C4E524A56415401;  // 01 "TAVJRNL"
 constexpr uint32_t kFormat = 1;
@@ -49,7 +55,8 @@ uint64_t Checksum(const std::byte* bytes, size_t count) {
   return sum;
 }
 
-// Two slots of one size, one behind the other.
+// Two slots of one size, one behind the other. A slot whose page cannot be loaded is empty, and
+// nothing is stored in it.
 class Slots {
  public:
   Slots(std::byte* memory, size_t slotSize) : memory_(memory), slotSize_(slotSize) {}
@@ -61,21 +68,19 @@ class Slots {
     const uint64_t first = Counter(0);
     const uint64_t second = Counter(1);
     std::byte* const slot = memory_ + (first <= second ? 0 : slotSize_);
-    CounterOf(slot).store(0, std::memory_order_release);
-    const uint64_t checksum = Checksum(content.data(), content.size());
-    const uint64_t length = content.size();
-    std::memcpy(slot + offsetof(SlotHead, checksum), &checksum, sizeof checksum);
-    std::memcpy(slot + offsetof(SlotHead, length), &length, sizeof length);
-    std::memcpy(slot + sizeof(SlotHead), content.data(), content.size());
-    CounterOf(slot).store((first > second ? first : second) + 1, std::memory_order_release);
+    const SlotHead head{0, Checksum(content.data(), content.size()), content.size()};
+    if (StoreGuarded(slot, 0) && CopyGuarded(slot, &head, sizeof head) &&
+        CopyGuarded(slot + sizeof head, content.data(), content.size())) {
+      StoreGuarded(slot, std::max(first, second) + 1);
+    }
     return true;
   }
 
   // The content of the newest slot that is whole; empty if there is none.
-  std::span<const std::byte> Read() const {
+  std::vector<std::byte> Read() const {
     const size_t newer = Counter(0) >= Counter(1) ? 0 : 1;
     for (const size_t index : {newer, 1 - newer}) {
-      if (const std::span<const std::byte> content = ContentOf(index); !content.empty()) {
+      if (std::vector<std::byte> content = ContentOf(index); !content.empty()) {
         return content;
       }
     }
@@ -83,23 +88,23 @@ class Slots {
   }
 
  private:
-  static std::atomic_ref<uint64_t> CounterOf(std::byte* slot) {
-    return std::atomic_ref<uint64_t>(*reinterpret_cast<uint64_t*>(slot));
-  }
-
   uint64_t Counter(size_t index) const {
-    return CounterOf(memory_ + index * slotSize_).load(std::memory_order_acquire);
+    uint64_t counter = 0;
+    LoadGuarded(memory_ + index * slotSize_, counter);
+    return counter;
   }
 
-  std::span<const std::byte> ContentOf(size_t index) const {
+  std::vector<std::byte> ContentOf(size_t index) const {
     const std::byte* const slot = memory_ + index * slotSize_;
     SlotHead head{};
-    std::memcpy(&head, slot, sizeof head);
-    if (head.counter == 0 || head.length > slotSize_ - sizeof head ||
-        Checksum(slot + sizeof head, head.length) != head.checksum) {
+    if (!CopyGuarded(&head, slot, sizeof head) || head.counter == 0 ||
+        head.length > slotSize_ - sizeof head) {
       return {};
     }
-    return {slot + sizeof head, head.length};
+    std::vector<std::byte> content(head.length);
+    const bool valid = CopyGuarded(content.data(), slot + sizeof head, content.size()) &&
+                       Checksum(content.data(), content.size()) == head.checksum;
+    return valid ? std::move(content) : std::vector<std::byte>();
   }
 
   std::byte* memory_;
@@ -114,14 +119,14 @@ Slots RunBlockSlots(std::span<std::byte> head) {
   return {head.data() + kRunBlocksAt, (head.size() - kRunBlocksAt) / 2};
 }
 
+// All zero if it cannot be loaded.
 Preamble PreambleOf(std::span<const std::byte> memory) {
   Preamble preamble{};
-  std::memcpy(&preamble, memory.data(), sizeof preamble);
-  return preamble;
+  return CopyGuarded(&preamble, memory.data(), sizeof preamble) ? preamble : Preamble{};
 }
 
-uint64_t PreambleChecksum(std::span<const std::byte> memory) {
-  return Checksum(memory.data(), offsetof(Preamble, checksum));
+uint64_t ChecksumOf(const Preamble& preamble) {
+  return Checksum(reinterpret_cast<const std::byte*>(&preamble), offsetof(Preamble, checksum));
 }
 
 }  // namespace
@@ -141,15 +146,15 @@ std::optional<JournalHead> JournalHead::Read(std::span<std::byte> file) {
   if (preamble.magic != kMagic || preamble.format != kFormat ||
       preamble.segmentSize != kSegmentSize || preamble.headSize > file.size() ||
       preamble.headSize > kMaxHead || preamble.headSize == 0 ||
-      preamble.headSize % kHeadUnit != 0 || preamble.checksum != PreambleChecksum(file)) {
+      preamble.headSize % kHeadUnit != 0 || preamble.checksum != ChecksumOf(preamble)) {
     return std::nullopt;
   }
   return JournalHead(file.first(preamble.headSize));
 }
 
 bool JournalHead::IsMissing(std::span<const std::byte> file) {
-  const std::span<const std::byte> magic = file.first(std::min(file.size(), sizeof kMagic));
-  return std::ranges::all_of(magic, [](std::byte each) { return each == std::byte{0}; });
+  uint64_t magic = 0;
+  return CopyGuarded(&magic, file.data(), std::min(file.size(), sizeof magic)) && magic == 0;
 }
 
 JournalHead JournalHead::Create(std::span<std::byte> memory, int64_t startTime) {
@@ -159,12 +164,12 @@ JournalHead JournalHead::Create(std::span<std::byte> memory, int64_t startTime) 
   preamble.headSize = static_cast<uint32_t>(memory.size());
   preamble.segmentSize = static_cast<uint32_t>(kSegmentSize);
   preamble.startTime = startTime;
-  const auto* const bytes = reinterpret_cast<const std::byte*>(&preamble);
-  preamble.checksum = Checksum(bytes, offsetof(Preamble, checksum));
+  preamble.checksum = ChecksumOf(preamble);
   constexpr size_t kMagicSize = sizeof preamble.magic;
-  std::memcpy(memory.data() + kMagicSize, bytes + kMagicSize, sizeof preamble - kMagicSize);
-  std::atomic_ref<uint64_t>(*reinterpret_cast<uint64_t*>(memory.data()))
-      .store(kMagic, std::memory_order_release);
+  const auto* const bytes = reinterpret_cast<const std::byte*>(&preamble);
+  if (CopyGuarded(memory.data() + kMagicSize, bytes + kMagicSize, sizeof preamble - kMagicSize)) {
+    StoreGuarded(memory.data(), kMagic);
+  }
   return JournalHead(memory);
 }
 
@@ -176,7 +181,7 @@ bool JournalHead::WriteRunBlock(std::span<const std::byte> block) {
   return RunBlockSlots(memory_).Write(block);
 }
 
-std::span<const std::byte> JournalHead::RunBlockBytes() const {
+std::vector<std::byte> JournalHead::RunBlockBytes() const {
   return RunBlockSlots(memory_).Read();
 }
 
@@ -187,7 +192,7 @@ void JournalHead::WriteCacheNote(const CacheNote& note) {
 }
 
 std::optional<CacheNote> JournalHead::ReadCacheNote() const {
-  const std::span<const std::byte> bytes = NoteSlots(memory_).Read();
+  const std::vector<std::byte> bytes = NoteSlots(memory_).Read();
   if (bytes.size() != sizeof(CacheNote)) {
     return std::nullopt;
   }

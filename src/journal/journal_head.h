@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace Tav {
 
@@ -21,7 +22,8 @@ struct CacheNote {
   uint64_t checksum = 0;  // of these bytes
 };
 
-// Borrows the memory, which is aligned to eight.
+// Borrows the memory, which is aligned to eight. If a page of it cannot be loaded, a write has no
+// effect and a read finds nothing.
 class JournalHead {
  public:
   // The size for a run block of so many bytes, with room for it to grow.
@@ -39,7 +41,7 @@ class JournalHead {
   // False if the block is too large.
   bool WriteRunBlock(std::span<const std::byte> block);
   // Empty if there is none or it is damaged.
-  std::span<const std::byte> RunBlockBytes() const;
+  std::vector<std::byte> RunBlockBytes() const;
 
   void WriteCacheNote(const CacheNote& note);
   std::optional<CacheNote> ReadCacheNote() const;

@@ -1,7 +1,10 @@
 #include "journal/segment.h"
 
-#include <atomic>
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
+
+#include "platform/guarded_copy.h"
 
 namespace Tav {
 
@@ -9,66 +12,88 @@ namespace {
 
 constexpr size_t kNumberAt = 8;
 constexpr size_t kVerdictAt = 12;
+constexpr size_t kTimeAt = 16;
 
-// Two stores through these functions become visible in their order, also to another process that
-// opens the file after this one has died.
-std::atomic_ref<uint64_t> Word(std::byte* at) {
-  return std::atomic_ref<uint64_t>(*reinterpret_cast<uint64_t*>(at));
-}
+using Platform::CopyGuarded;
+using Platform::LoadGuarded;
+using Platform::StoreGuarded;
 
 }  // namespace
 
-uint64_t Segment::Load() const {
-  return Word(memory_).load(std::memory_order_acquire);
+std::optional<uint64_t> Segment::Load() const {
+  uint64_t word = 0;
+  return LoadGuarded(memory_, word) ? std::optional(word) : std::nullopt;
 }
 
-void Segment::Store(uint32_t number, uint32_t settled) {
-  Word(memory_).store(uint64_t{number} << 32 | settled, std::memory_order_release);
+bool Segment::Store(uint32_t number, uint32_t settled) {
+  return StoreGuarded(memory_, uint64_t{number} << 32 | settled);
+}
+
+bool Segment::Settle(uint32_t offset) {
+  const uint32_t number = Number();
+  return number != 0 && Store(number, offset);
 }
 
 std::optional<uint32_t> Segment::Append(uint32_t offset, std::span<const std::byte> entry) {
-  if (entry.size() > size_ - offset) {
+  const uint32_t number = Number();
+  if (!Fits(offset, entry.size()) || number == 0) {
     return std::nullopt;
   }
-  const uint32_t number = Number();
   std::byte* const target = memory_ + offset;
-  const auto end = static_cast<uint32_t>(offset + entry.size());
   // Remainders of an earlier use must not count. After the entry they cannot, because their number
   // is an older one. At its place they are cleared, so that an entry that is not completed does not
   // count as damaged.
-  Word(target).store(0, std::memory_order_release);
-  std::atomic_signal_fence(std::memory_order_seq_cst);  // a kill sees the stores in their order
-  std::memcpy(target + kNumberAt, &number, sizeof number);
-  std::memcpy(target + kVerdictAt, entry.data() + kVerdictAt, entry.size() - kVerdictAt);
-  uint64_t seal = 0;
-  std::memcpy(&seal, entry.data(), sizeof seal);
+  struct Head {
+    uint64_t seal;
+    uint32_t number;
+    uint32_t verdict;
+  };
+  static_assert(sizeof(Head) == kTimeAt && offsetof(Head, number) == kNumberAt &&
+                offsetof(Head, verdict) == kVerdictAt);
+  Head head{};
+  std::memcpy(&head, entry.data(), sizeof head);
   // The checksum is the upper half.
-  Word(target).store(seal ^ uint64_t{number} << 32, std::memory_order_release);
-  return end;
+  const uint64_t seal = head.seal ^ uint64_t { number } << 32;
+  head.seal = 0;
+  head.number = number;
+  // Three calls that the compiler does not reorder: a kill sees the stores in their order.
+  const bool stored =
+      CopyGuarded(target, &head, sizeof head) &&
+      CopyGuarded(target + kTimeAt, entry.data() + kTimeAt, entry.size() - kTimeAt) &&
+      StoreGuarded(target, seal);
+  return stored ? std::optional(static_cast<uint32_t>(offset + entry.size())) : std::nullopt;
 }
 
-std::optional<EntryView> Segment::At(uint32_t offset) const {
+std::optional<EntryView> Segment::At(uint32_t offset, EntryCopy* copy) const {
   if (offset < kSegmentHeadSize || offset + kEntryHeaderSize > size_ ||
       offset % kEntryAlignment != 0) {
     return std::nullopt;
   }
-  Word(memory_ + offset).load(std::memory_order_acquire);
-  return EntryView::Read({memory_ + offset, size_ - offset}, Number());
+  uint64_t seal = 0;
+  const std::optional<uint64_t> word = Load();
+  bool loaded = word && LoadGuarded(memory_ + offset, seal);
+  const auto size = static_cast<uint32_t>(seal);
+  std::span<const std::byte> entry{memory_ + offset, size_ - offset};
+  if (copy != nullptr) {
+    if (size > std::min(entry.size(), kSegmentSize)) {
+      return std::nullopt;
+    }
+    loaded = loaded && CopyGuarded(copy->memory, entry.data(), size);
+    copy->failed = copy->failed || !loaded;
+    entry = {copy->memory, size};
+  }
+  return loaded ? EntryView::Read(entry, static_cast<uint32_t>(*word >> 32)) : std::nullopt;
 }
 
 void Segment::SetVerdict(uint32_t offset, Verdict verdict) {
-  std::atomic_ref<uint32_t>(*reinterpret_cast<uint32_t*>(memory_ + offset + kVerdictAt))
-      .store(static_cast<uint32_t>(verdict), std::memory_order_relaxed);
+  auto value = static_cast<uint32_t>(verdict);
+  CopyGuarded(memory_ + offset + kVerdictAt, &value, sizeof value);
 }
 
 bool Segment::DamagedAt(uint32_t offset) const {
-  if (offset + kEntryHeaderSize > size_) {
-    return false;
-  }
-  const auto size = static_cast<uint32_t>(Word(memory_ + offset).load(std::memory_order_acquire));
-  uint32_t number = 0;
-  std::memcpy(&number, memory_ + offset + kNumberAt, sizeof number);
-  return size != 0 && number == Number();
+  uint64_t head[2] = {};
+  return offset + kEntryHeaderSize <= size_ && CopyGuarded(head, memory_ + offset, sizeof head) &&
+         static_cast<uint32_t>(head[0]) != 0 && static_cast<uint32_t>(head[1]) == Number();
 }
 
 }  // namespace Tav

@@ -21,8 +21,15 @@ inline constexpr uint32_t kSegmentHeadSize = 64;
 // The largest entry that fits.
 inline constexpr size_t kMaxEntrySize = kSegmentSize - kSegmentHeadSize;
 
+// Where an entry of a mapped segment is read from: a copy, because its page may not be loadable.
+struct EntryCopy {
+  std::byte* memory = nullptr;  // kSegmentSize bytes, borrowed
+  bool failed = false;          // something could not be loaded
+};
+
 // Borrows the memory, which is aligned to eight. Two threads may append and read at the same time;
-// their owner orders these accesses.
+// their owner orders these accesses. All of them survive a page that cannot be loaded: those that
+// store then return false or nothing.
 class Segment {
  public:
   Segment() = default;
@@ -33,28 +40,34 @@ class Segment {
   explicit operator bool() const { return memory_ != nullptr; }
 
   // Begins a use. The segment then counts as empty, because it has no entries of that number.
-  void Begin(uint32_t number, uint32_t settled = kSegmentHeadSize) { Store(number, settled); }
+  bool Begin(uint32_t number, uint32_t settled = kSegmentHeadSize) {
+    return Store(number, settled);
+  }
   // Ends the use.
-  void Release() { Store(0, 0); }
-  uint32_t Number() const { return static_cast<uint32_t>(Load() >> 32); }
-  uint32_t Settled() const { return static_cast<uint32_t>(Load()); }
+  bool Release() { return Store(0, 0); }
+  // The first word; nothing if it cannot be loaded.
+  std::optional<uint64_t> Load() const;
+  // 0 if it cannot be loaded.
+  uint32_t Number() const { return static_cast<uint32_t>(Load().value_or(0) >> 32); }
+  uint32_t Settled() const { return static_cast<uint32_t>(Load().value_or(0)); }
   // Entries before `offset` are settled.
-  void Settle(uint32_t offset) { Store(Number(), offset); }
+  bool Settle(uint32_t offset);
 
+  bool Fits(uint32_t offset, size_t entrySize) const { return entrySize <= size_ - offset; }
   // Appends an encoded entry at `offset`, where the last one ended. Returns its end, or nothing if
   // it does not fit.
   std::optional<uint32_t> Append(uint32_t offset, std::span<const std::byte> entry);
 
-  // The entry at `offset`; nothing at the end of the entries or after damage.
-  std::optional<EntryView> At(uint32_t offset) const;
+  // The entry at `offset`; nothing at the end of the entries or after damage. With `copy`, the view
+  // is of the copy and valid until the next entry is read into it.
+  std::optional<EntryView> At(uint32_t offset, EntryCopy* copy = nullptr) const;
   void SetVerdict(uint32_t offset, Verdict verdict);
 
   // Whether a damaged entry, and not free space, follows the last entry, at `offset`.
   bool DamagedAt(uint32_t offset) const;
 
  private:
-  uint64_t Load() const;
-  void Store(uint32_t number, uint32_t settled);
+  bool Store(uint32_t number, uint32_t settled);
 
   std::byte* memory_ = nullptr;
   size_t size_ = 0;

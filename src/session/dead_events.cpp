@@ -4,20 +4,30 @@
 
 namespace Tav {
 
+namespace {
+
+// A fraction of a millisecond for most entries; some ten milliseconds if all are remembered.
+constexpr int kMaxPassed = 2048;
+
+}  // namespace
+
 DeadEvents::DeadEvents(std::unique_ptr<JournalFile> file,
                        RecordBuilder& builder,
                        const Intake& intake)
-    : journal_(std::move(file)), builder_(builder), intake_(intake) {
-  ReadNext();
-}
+    : journal_(std::move(file)), builder_(builder), intake_(intake) {}
 
 void DeadEvents::RemoveFirst() {
   passed_ = std::exchange(next_, std::nullopt);
-  ReadNext();
+  ReadOn();
 }
 
-void DeadEvents::ReadNext() {
-  while ((next_ = journal_.Next())) {
+void DeadEvents::ReadOn() {
+  for (int i = 0; i < kMaxPassed; ++i) {
+    next_ = journal_.Next();
+    if (!next_) {
+      ended_ = true;
+      return;
+    }
     const EntryView& view = next_->view;
     if (next_->settled) {
       builder_.Remember(view);
@@ -26,6 +36,7 @@ void DeadEvents::ReadNext() {
     }
     passed_ = next_;
   }
+  next_.reset();
 }
 
 void DeadEvents::Settle() {

@@ -16,6 +16,12 @@ class DeadEvents final : public EventSource {
   // Borrows the last two. The builder learns the settled events, which errors may refer to.
   DeadEvents(std::unique_ptr<JournalFile> file, RecordBuilder& builder, const Intake& intake);
 
+  // Reads on to the next event, past a limited number of other entries. Call it until Ready, first
+  // of all and after each record.
+  void ReadOn();
+  bool Ready() const { return next_ || ended_; }
+
+  // Also where a step ends that has passed many entries; the record then ends there.
   bool Empty() const override { return !next_; }
   const EntryView* First() override { return next_ ? &next_->view : nullptr; }
   void RemoveFirst() override;
@@ -25,13 +31,12 @@ class DeadEvents final : public EventSource {
   DeadJournal& Journal() { return journal_; }
 
  private:
-  void ReadNext();
-
   DeadJournal journal_;
   RecordBuilder& builder_;
   const Intake& intake_;
   std::optional<DeadJournal::Item> next_;
   std::optional<DeadJournal::Item> passed_;  // the last one before next_
+  bool ended_ = false;
 };
 
 }  // namespace Tav

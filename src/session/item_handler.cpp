@@ -35,7 +35,7 @@ void ItemHandler::TakeEvents(EventLog::Position end, const Now& now) {
     heldEnd_ = end;
     return;
   }
-  const EventLog& log = queue_.Log();
+  EventLog& log = queue_.Log();
   while (const std::optional<EventLog::Item> event = log.Next(taken_, end)) {
     taken_ = event->end;
     try {

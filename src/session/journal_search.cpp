@@ -21,12 +21,26 @@ namespace {
 
 // For all journals of dead runs together: a host that crashes at each start must not fill the disk.
 constexpr int64_t kMaxBytes = int64_t{128} << 20;
+constexpr size_t kMaxFiles = 256;
+// Milliseconds.
+constexpr int64_t kRetention = int64_t{30} * 86400 * 1000;
+constexpr int64_t kMaxPlausibleAge = int64_t{3650} * 86400 * 1000;
+constexpr int64_t kYear2000 = 946'684'800'000;
 constexpr int64_t kMillisecondsPerSecond = 1000;
 // Seconds. By then, a process whose journal was in use may have ended, or its crash dump may be
 // complete.
 constexpr int kSearchInterval = 600;
 
 }  // namespace
+
+bool IsTooOldJournal(int64_t newest) {
+  const int64_t age = Platform::UnixMilliseconds() - newest;
+  return newest >= kYear2000 && age > kRetention && age < kMaxPlausibleAge;
+}
+
+bool IsRecentJournal(int64_t newest) {
+  return Platform::UnixMilliseconds() - newest <= kRetention;
+}
 
 std::optional<JournalSearch::Found> JournalSearch::Next() {
   if (files_.empty()) {
@@ -71,7 +85,8 @@ void JournalSearch::Search() {
     }
     files_.clear();
   }
-  EnforceBound();
+  EnforceBounds();
+  std::erase_if(files_, [](const Found& file) { return !file.known; });
   std::ranges::reverse(files_);
 }
 
@@ -86,6 +101,12 @@ void JournalSearch::FindOf(const std::string& prefix, const std::vector<std::str
     std::unique_ptr<JournalFile> journal;
     const JournalFile::Lease lease = JournalFile::Take(file.path, journal);
     someInUse_ = someInUse_ || lease == JournalFile::Lease::InUse;
+    if (lease == JournalFile::Lease::Unknown && journal != nullptr) {
+      file.size = journal->Size();
+      journal.reset();
+      AddUnknown(std::move(file), found);
+      continue;
+    }
     if (lease == JournalFile::Lease::Taken) {
       file.startTime = journal->Head().StartTime();
       file.size = journal->Size();
@@ -101,20 +122,41 @@ void JournalSearch::FindOf(const std::string& prefix, const std::vector<std::str
                 std::make_move_iterator(found.end()));
 }
 
+// Written by another version of the library, or damaged. Only the time of the file is known; a
+// clock that was wrong counts as now.
+void JournalSearch::AddUnknown(Found file, std::vector<Found>& found) {
+  Platform::FileStatus status;
+  if (!Platform::QueryFileStatus(file.path.c_str(), status)) {
+    return;
+  }
+  file.known = false;
+  file.startTime = status.modifiedAt * kMillisecondsPerSecond;
+  if (IsTooOldJournal(file.startTime)) {
+    LogWarning("SM: The journal '%s' is too old. Deleting %lld bytes", file.path.c_str(),
+               static_cast<long long>(file.size));
+    DeleteFile(file.path);
+    return;
+  }
+  file.startTime = std::min(file.startTime, Platform::UnixMilliseconds());
+  found.push_back(std::move(file));
+}
+
 void JournalSearch::DeleteFile(const std::string& path) {
   std::unique_ptr<JournalFile> file;
-  if (JournalFile::Take(path, file) == JournalFile::Lease::Taken && !file->Remove()) {
+  JournalFile::Take(path, file);
+  if (file != nullptr && !file->Remove()) {
     LogWarning("SM: Cannot delete the journal '%s': %s", path.c_str(), std::strerror(errno));
   }
 }
 
-void JournalSearch::EnforceBound() {
+void JournalSearch::EnforceBounds() {
   int64_t total = 0;
   for (const Found& file : files_) {
     total += file.size;
   }
   // A single one has its own bound, and a head.
-  while (total > kMaxBytes && files_.size() > 1) {
+  while ((total > kMaxBytes || files_.size() > kMaxFiles) &&
+         (files_.size() > 1 || !files_.front().known)) {
     const auto oldest = std::ranges::min_element(files_, {}, &Found::startTime);
     LogWarning("SM: The journals of earlier runs take too much space. Deleting '%s' (%lld bytes)",
                oldest->path.c_str(), static_cast<long long>(oldest->size));

@@ -14,6 +14,12 @@
 
 namespace Tav {
 
+// By the time of its newest event, in milliseconds since 1970. An implausible time counts as now,
+// as that of a cache file does: a clock that was wrong must not delete events.
+bool IsTooOldJournal(int64_t newest);
+// No later time can make the journal too old.
+bool IsRecentJournal(int64_t newest);
+
 // Session thread only. A journal whose process lives is left alone.
 class JournalSearch {
  public:
@@ -21,6 +27,7 @@ class JournalSearch {
     std::string path;
     int64_t startTime = 0;  // of the run, in milliseconds since 1970
     int64_t size = 0;       // bytes
+    bool known = true;      // the format
   };
 
   // Borrows all but `consent`. `own` is the journal of this run.
@@ -32,7 +39,8 @@ class JournalSearch {
       : config_(config), consent_(consent), app_(app), own_(own), store_(store) {}
 
   // Lists the journals in the folder. Shortens cache files of which a dead run has sent a part.
-  // Deletes the journals after an opt-out, and the oldest ones beyond the bound. Only while Empty.
+  // Deletes the journals after an opt-out, and the oldest ones beyond the bounds; also those of an
+  // unknown format, which Next never returns. Only while Empty.
   void Search();
   // Seconds until a search is due: the first one, or another one because a journal was in use.
   // Nothing if none is.
@@ -47,8 +55,9 @@ class JournalSearch {
 
  private:
   void FindOf(const std::string& prefix, const std::vector<std::string>& names);
+  void AddUnknown(Found file, std::vector<Found>& found);
   void DeleteFile(const std::string& path);
-  void EnforceBound();
+  void EnforceBounds();
 
   const LibraryConfig& config_;
   const Consent consent_;

@@ -1,5 +1,6 @@
 #include "session/recovery.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -12,10 +13,6 @@
 namespace Tav {
 
 namespace {
-
-constexpr int64_t kYear2000 = 946'684'800'000;
-constexpr int64_t kMaxPlausibleAge = int64_t{3650} * 86400 * 1000;
-constexpr int64_t kRetentionMilliseconds = int64_t{30} * 86400 * 1000;
 
 constexpr int kMillisecondsPerSecond = 1000;
 // Seconds.
@@ -35,13 +32,6 @@ RecordHeader HeaderOf(RunBlock run, const std::string& endpointId) {
   header.productComponentName = std::move(run.productComponentName);
   header.tags = std::move(run.tags);
   return header;
-}
-
-// An implausible time counts as now, as that of a cache file does: a clock that was wrong must not
-// delete events.
-bool IsTooOld(int64_t newest) {
-  const int64_t age = Platform::UnixMilliseconds() - newest;
-  return newest >= kYear2000 && age > kRetentionMilliseconds && age < kMaxPlausibleAge;
 }
 
 }  // namespace
@@ -88,10 +78,8 @@ void Recovery::Step() {
     search_.Search();
   } else if (current_ == nullptr) {
     Begin();
-  } else if (current_->unsaved == nullptr && current_->events->Empty()) {
-    End();
   } else {
-    StoreRecord();
+    Continue();
   }
   if (recovered_ && !Left()) {
     recovered_ = false;
@@ -106,9 +94,42 @@ void Recovery::Step() {
   }
 }
 
-// A record that cannot be stored is kept for another attempt. If memory runs out, the file is left
-// to a later run.
-void Recovery::StoreRecord() try {
+// If memory runs out, the file is left to a later run.
+void Recovery::Continue() try {
+  if (current_->undated > 0) {
+    CheckAge();
+  } else if (!current_->events->Ready()) {
+    current_->events->ReadOn();
+  } else if (current_->unsaved == nullptr && current_->events->Empty()) {
+    End();
+  } else {
+    StoreRecord();
+  }
+} catch (...) {
+  current_.reset();
+  throw;
+}
+
+// Looks at one segment, the newest one first: most journals need no other.
+void Recovery::CheckAge() {
+  DeadJournal& journal = current_->events->Journal();
+  current_->newest = std::max(current_->newest, journal.NewestTime(--current_->undated));
+  if (IsRecentJournal(current_->newest)) {
+    current_->undated = 0;
+  } else if (current_->undated == 0 && IsTooOldJournal(current_->newest)) {
+    LogWarning("SM: The journal '%s' is too old. Deleting %lld bytes", current_->path.c_str(),
+               LongLong{current_->size});
+    journal.Remove();
+    current_.reset();
+    return;
+  }
+  if (current_->undated == 0) {
+    TAV_DEBUG("SM: Recovering the events of the journal '%s'", current_->path.c_str());
+  }
+}
+
+// A record that cannot be stored is kept for another attempt.
+void Recovery::StoreRecord() {
   if (current_->unsaved == nullptr) {
     current_->unsaved = current_->builder->BuildOneJsonRecord(*current_->events, {});
   }
@@ -120,9 +141,6 @@ void Recovery::StoreRecord() try {
     recovered_ = true;
   }
   current_->events->Settle();
-} catch (...) {
-  current_.reset();
-  throw;
 }
 
 void Recovery::Begin() {
@@ -134,16 +152,10 @@ void Recovery::Begin() {
   const JournalSearch::Found& found = *next;
   auto current = std::make_unique<Current>();
   current->path = found.path;
+  current->size = found.size;
   current->builder = MakeBuilder(found, *file);
   current->events = std::make_unique<DeadEvents>(std::move(file), *current->builder, intake_);
-  DeadJournal& journal = current->events->Journal();
-  if (IsTooOld(journal.NewestTime())) {
-    LogWarning("SM: The journal '%s' is too old. Deleting %lld bytes", found.path.c_str(),
-               LongLong{found.size});
-    journal.Remove();
-    return;
-  }
-  TAV_DEBUG("SM: Recovering the events of the journal '%s'", found.path.c_str());
+  current->undated = current->events->Journal().SegmentCount();
   current_ = std::move(current);
 }
 
@@ -172,7 +184,10 @@ void Recovery::End() {
                journal.DamagedSegments(), current_->path.c_str());
   }
   current_->events->Settle();
-  if (!journal.Remove()) {
+  if (journal.Unreadable()) {
+    LogWarning("SM: The journal '%s' cannot be read completely. It stays for a later run",
+               current_->path.c_str());
+  } else if (!journal.Remove()) {
     LogWarning("SM: Cannot delete the journal '%s': %s", current_->path.c_str(),
                std::strerror(errno));
   }

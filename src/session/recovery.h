@@ -41,7 +41,8 @@ class Recovery {
   void Search();
   // Searches again if a journal was in use: its process may have ended since.
   void SearchAgain();
-  // One short step: finds the journals, begins or ends one, or stores one record.
+  // One short step: finds the journals, begins or ends one, reads a part of it, or stores one
+  // record.
   void Step();
   // Repeats Step for at most so many milliseconds, or without limit if negative.
   void Run(int milliseconds);
@@ -51,15 +52,20 @@ class Recovery {
  private:
   struct Current {
     std::string path;
+    int64_t size = 0;  // bytes
     std::unique_ptr<RecordBuilder> builder;
     std::unique_ptr<DeadEvents> events;
     std::unique_ptr<BuiltRecord> unsaved;  // could not be stored yet
+    size_t undated = 0;                    // segments before the age is known
+    int64_t newest = 0;                    // milliseconds since 1970
   };
 
   bool Left() const;
   void Begin();
   std::unique_ptr<RecordBuilder> MakeBuilder(const JournalSearch::Found& found,
                                              const JournalFile& file) const;
+  void Continue();
+  void CheckAge();
   void StoreRecord();
   void End();
 

@@ -33,6 +33,10 @@ RunJournal::~RunJournal() {
 }
 
 void RunJournal::Open(const std::string& directory, std::string_view prefix, const RunBlock& run) {
+  if (file_ != nullptr) {
+    Refill();
+    return;
+  }
   directory_ = directory;
   prefix_ = prefix;
   run_ = EncodeRunBlock(run);
@@ -70,6 +74,7 @@ void RunJournal::Refill() {
   if (file_ == nullptr) {
     return;
   }
+  CheckFile();
   MoveToFile();  // settled segments are room, too
   if (Platform::MonotonicMilliseconds() < retryAt_) {
     return;
@@ -102,15 +107,32 @@ bool RunJournal::AddSegment() {
 void RunJournal::MoveToFile() {
   while (const std::optional<EventLog::Migration> migration =
              queue_.WithLog([](EventLog& log) { return log.BeginMigration(); })) {
-    EventLog::Copy(*migration);
-    queue_.WithLog([&](EventLog& log) { log.EndMigration(*migration); });
+    const bool copied = EventLog::Copy(*migration);
+    queue_.WithLog([&](EventLog& log) { copied ? log.EndMigration(*migration) : log.FailFile(); });
+  }
+}
+
+// Notices that the file cannot be accessed any more, on this thread or on that of a host.
+void RunJournal::CheckFile() {
+  const bool unreadable = queue_.Log().TakeReadFailure();
+  const bool failed = queue_.WithLog([unreadable](EventLog& log) {
+    if (unreadable) {
+      log.FailFile();
+    }
+    return log.FileFailed();
+  });
+  if (failed && !std::exchange(fileFailed_, true)) {
+    LogWarning("SM: The journal '%s' cannot be accessed any more. New events are kept in memory",
+               name_.c_str());
+  }
+  if (unreadable) {
+    LogWarning("SM: Events in the journal '%s' could not be read and are lost", name_.c_str());
   }
 }
 
 // A file that is mapped cannot be made shorter.
 void RunJournal::Shrink() {
-  if (file_ == nullptr || file_->Size() <= kMaxIdleSize ||
-      Platform::MonotonicMilliseconds() < retryAt_ ||
+  if (!HasFile() || file_->Size() <= kMaxIdleSize || Platform::MonotonicMilliseconds() < retryAt_ ||
       !queue_.WithLog([](const EventLog& log) { return log.Empty(); })) {
     return;
   }
@@ -156,6 +178,7 @@ void RunJournal::Close() {
   if (file_ == nullptr) {
     return;
   }
+  CheckFile();
   MoveToFile();
   while (queue_.WithLog([](const EventLog& log) { return log.HasMovable() && log.MayGrow(); }) &&
          AddSegment()) {

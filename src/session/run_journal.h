@@ -26,9 +26,10 @@ class RunJournal final : public LeaseLog {
   ~RunJournal() override;
 
   // Creates the file, with a name that begins with `prefix`, and its first segments. If it cannot
-  // be created, logs the reason.
+  // be created, logs the reason. If memory runs out, throws; call it again then.
   void Open(const std::string& directory, std::string_view prefix, const RunBlock& run);
-  bool HasFile() const { return file_ != nullptr; }
+  // Whether events that are neither sent nor cached survive the run.
+  bool HasFile() const { return file_ != nullptr && !fileFailed_; }
   // The name of the file; empty if there is none.
   const std::string& FileName() const { return name_; }
   // Replaces the description of the run.
@@ -52,6 +53,7 @@ class RunJournal final : public LeaseLog {
  private:
   bool AddSegment();
   void MoveToFile();
+  void CheckFile();
   std::unique_ptr<JournalFile> CreateFile();
 
   WorkQueue& queue_;
@@ -60,6 +62,7 @@ class RunJournal final : public LeaseLog {
   std::string name_;
   std::vector<std::byte> run_;
   std::unique_ptr<JournalFile> file_;
+  bool fileFailed_ = false;
   bool failing_ = false;  // the last attempt to extend the file failed
   int64_t retryAt_ = 0;   // monotonic milliseconds; when to extend the file after a failure
 };

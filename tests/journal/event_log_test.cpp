@@ -100,7 +100,7 @@ class EventLogTest : public testing::Test {
 
   void Migrate() {
     while (const std::optional<EventLog::Migration> migration = log_->BeginMigration()) {
-      EventLog::Copy(*migration);
+      ASSERT_TRUE(EventLog::Copy(*migration));
       log_->EndMigration(*migration);
     }
   }

@@ -5,9 +5,11 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "journal/event_log.h"
+#include "platform/lost_pages.h"
 #include "support/temp_folder.h"
 
 namespace Tav {
@@ -29,6 +31,7 @@ class JournalFileTest : public testing::Test {
       std::byte* const memory = file_->AddSegment();
       ASSERT_NE(memory, nullptr);
       ASSERT_TRUE(log_->AddRoom(memory));
+      segments_.push_back(memory);
     }
   }
 
@@ -41,6 +44,16 @@ class JournalFileTest : public testing::Test {
     std::vector<std::byte> entry(EncodeEntry(fields, {}));
     EncodeEntry(fields, entry);
     ASSERT_TRUE(log_->Append(entry));
+  }
+
+  Names Unsettled() {
+    Names names;
+    EventLog::Position at = log_->Begin();
+    while (const std::optional<EventLog::Item> item = log_->Next(at, log_->End())) {
+      names.emplace_back(item->view.Fields().name);
+      at = item->end;
+    }
+    return names;
   }
 
   // The end of the run, without a last word.
@@ -70,6 +83,7 @@ class JournalFileTest : public testing::Test {
   const Testing::TempFolder folder_;
   const std::string path_ = folder_.Path("journal");
   std::unique_ptr<JournalFile> file_;
+  std::vector<std::byte*> segments_;
   std::unique_ptr<EventLog> log_ = std::make_unique<EventLog>();
 };
 
@@ -85,7 +99,8 @@ TEST_F(JournalFileTest, ALaterProcessFindsWhatADeadOneLeft) {
   ASSERT_TRUE(journal->Run());
   EXPECT_EQ(journal->Run()->product.name, "Editor");
   EXPECT_EQ(journal->StartTime(), 1000);
-  EXPECT_EQ(journal->NewestTime(), 5000);
+  EXPECT_EQ(journal->NewestTime(0), 5000);
+  EXPECT_EQ(journal->SegmentCount(), 1u);
   EXPECT_EQ(Unsettled(*journal), (Names{"b", "c"}));
   EXPECT_EQ(journal->DamagedSegments(), 0);
 }
@@ -145,7 +160,8 @@ TEST_F(JournalFileTest, FilesThatAreNoJournalStay) {
        {std::string(10, 'x'), std::string(1 << 18, 'x'), std::string(1 << 20, '\0')}) {
     folder_.Put("other", contents);
     EXPECT_EQ(JournalFile::Take(folder_.Path("other"), file), JournalFile::Lease::Unknown);
-    EXPECT_EQ(folder_.Contents("other"), contents);
+    file.reset();
+    EXPECT_TRUE(folder_.Contents("other") == contents);
   }
 }
 
@@ -192,6 +208,71 @@ TEST_F(JournalFileTest, ADamagedEntryEndsItsSegmentOnly) {
   const std::unique_ptr<DeadJournal> journal = Take();
   EXPECT_EQ(Unsettled(*journal), (Names{"a", "c"}));
   EXPECT_EQ(journal->DamagedSegments(), 1);
+}
+
+// The disk is gone: a page that was not in memory cannot be loaded.
+TEST_F(JournalFileTest, WhatTheFileCannotTakeGoesToMemory) {
+  AddRoom(2);
+  Append("a");
+  Append("b", 500000);
+  {
+    // Half of the second entry after this one would fit.
+    const Testing::LostPages lost(segments_[1] + 700 * 1024, kSegmentSize - 700 * 1024);
+    std::thread host([this] {
+      Append("c", 400000);
+      Append("d");
+    });
+    host.join();
+    EXPECT_TRUE(log_->FileFailed());
+    EXPECT_TRUE(log_->InMemory());
+    EXPECT_FALSE(log_->MayGrow());
+    EXPECT_EQ(Unsettled(), (Names{"a", "b", "c", "d"}));
+  }
+  EXPECT_FALSE(log_->TakeReadFailure());
+  log_->Settle(log_->Next(log_->Begin(), log_->End())->end);
+  EXPECT_EQ(log_->Ready(), 0u);
+  Append("e");
+  EXPECT_EQ(Unsettled(), (Names{"b", "c", "d", "e"}));
+  log_->Settle(log_->End());
+  EXPECT_TRUE(Unsettled().empty());
+}
+
+TEST_F(JournalFileTest, ALostPageCostsOnlyWhatItHolds) {
+  AddRoom(2);
+  Append("a", 300000);
+  Append("b", 300000);
+  {
+    const Testing::LostPages lost(segments_[1] + 400 * 1024, kSegmentSize - 400 * 1024);
+    Append("c", 600000);
+    EXPECT_EQ(Unsettled(), (Names{"a", "c"}));
+    EXPECT_TRUE(log_->TakeReadFailure());
+    EXPECT_FALSE(log_->TakeReadFailure());
+  }
+  // A segment whose first word is lost.
+  const Testing::LostPages lost(segments_[1], kSegmentSize);
+  Append("d");
+  EXPECT_EQ(Unsettled(), (Names{"c", "d"}));
+  log_->Settle(log_->End());
+  EXPECT_TRUE(Unsettled().empty());
+}
+
+// It may be readable again, so nothing of it is given up.
+TEST_F(JournalFileTest, ADeadJournalOnALostDiskIsNotDamaged) {
+  AddRoom(1);
+  Append("a");
+  Append("b", 500000);
+  Die();
+  std::unique_ptr<JournalFile> file;
+  ASSERT_EQ(JournalFile::Take(path_, file), JournalFile::Lease::Taken);
+  std::byte* const segment = file->Segments().front().Memory();
+  {
+    DeadJournal journal(std::move(file));
+    const Testing::LostPages lost(segment + 4096, kSegmentSize - 4096);
+    EXPECT_EQ(Unsettled(journal), Names{"a"});
+    EXPECT_EQ(journal.DamagedSegments(), 0);
+    EXPECT_TRUE(journal.Unreadable());
+  }
+  EXPECT_EQ(Unsettled(*Take()), (Names{"a", "b"}));
 }
 
 TEST(JournalFileNameTest, BelongsToOnePrefix) {

@@ -1,0 +1,27 @@
+// Takes the access to pages away, as a disk that is gone does with pages that are not loaded.
+#pragma once
+
+#include <cstddef>
+
+namespace Tav::Testing {
+
+// Whole pages of the process.
+void SetAccess(std::byte* pages, size_t size, bool access);
+
+// From now on to the end.
+class LostPages {
+ public:
+  // Borrows the pages.
+  LostPages(std::byte* pages, size_t size) : pages_(pages), size_(size) {
+    SetAccess(pages_, size_, false);
+  }
+  ~LostPages() { SetAccess(pages_, size_, true); }
+  LostPages(const LostPages&) = delete;
+  LostPages& operator=(const LostPages&) = delete;
+
+ private:
+  std::byte* const pages_;
+  const size_t size_;
+};
+
+}  // namespace Tav::Testing

@@ -1,0 +1,156 @@
+// What a run makes of the journals in its folder, step by step.
+#include "session/recovery.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cache/cache_file_name.h"
+#include "session/session_parts.h"
+
+namespace Tav::Testing {
+namespace {
+
+constexpr int64_t kDayMs = 86'400'000;
+
+class RecoveryTest : public SessionManagerTest {
+ protected:
+  RecoveryTest() : run_(config_, Wmi("1")) { std::filesystem::create_directories(Folder()); }
+
+  static std::filesystem::path Folder() {
+    const std::string folder = GetStorageDirectory(AlternateStorage());
+    return std::u8string(folder.begin(), folder.end());
+  }
+  static std::string NewPath() {
+    const std::string name = NewJournalFileName(JournalPrefix("Product", "1.0", Deployment()));
+    return StorageFolder::Utf8(Folder() / name);
+  }
+  static std::filesystem::path ToPath(const std::string& path) {
+    return std::u8string(path.begin(), path.end());
+  }
+
+  // The journal of a dead run.
+  struct Dead {
+    void Add(std::string_view name, int days = 0, bool dropped = false) {
+      while (log.Ready() < 2) {
+        ASSERT_TRUE(log.AddRoom(file->AddSegment()));
+      }
+      EntryFields fields;
+      fields.time.unixMilliseconds = Platform::UnixMilliseconds() - days * kDayMs;
+      fields.name = name;
+      std::vector<std::byte> entry(EncodeEntry(fields, {}));
+      EncodeEntry(fields, entry);
+      const EventLog::Position at = log.End();
+      ASSERT_TRUE(log.Append(entry));
+      if (dropped) {
+        log.SetVerdict(log.Next(at, log.End())->begin, Verdict::Dropped);
+      }
+    }
+    const std::string path = NewPath();
+    EventLog log;
+    std::unique_ptr<JournalFile> file = JournalFile::Create(path, EncodeRunBlock({}), 1);
+  };
+
+  // Repeats steps until nothing is left; returns their number.
+  int Recover() {
+    Recovery recovery(config_, run_.consent, run_.app, run_.intake, run_.builder, run_.journal,
+                      run_.delivery);
+    int steps = 0;
+    while (recovery.Timeout() == 0 && steps < 10000) {
+      recovery.Step();
+      ++steps;
+    }
+    return steps;
+  }
+
+  // A file of a format that this library does not know.
+  static std::string PutUnknown(int days, uintmax_t size = 100) {
+    const std::string path = NewPath();
+    std::ofstream(ToPath(path), std::ios::binary) << std::string(64, 'x');
+    std::filesystem::resize_file(ToPath(path), size);
+    std::filesystem::last_write_time(ToPath(path), std::filesystem::file_time_type::clock::now() -
+                                                       std::chrono::hours(24 * days));
+    return path;
+  }
+  static bool Exists(const std::string& path) { return std::filesystem::exists(ToPath(path)); }
+  int CountLines(const std::string& start) {
+    int count = 0;
+    for (const std::string& line : log_.Take()) {
+      count += line.starts_with(start) ? 1 : 0;
+    }
+    return count;
+  }
+
+  SessionParts run_;
+};
+
+// The queue must not wait until a large journal is read.
+TEST_F(RecoveryTest, AStepPassesALimitedNumberOfEntries) {
+  constexpr int kDropped = 40000;
+  {
+    Dead dead;
+    dead.Add("first");
+    for (int i = 0; i < kDropped; ++i) {
+      dead.Add("dropped", 0, true);
+    }
+    dead.Add("last");
+  }
+  EXPECT_GT(Recover(), kDropped / 2500);
+  EXPECT_TRUE(run_.Send());
+  EXPECT_EQ(Gateway::Events(), (Names{"first", "last"}));
+  EXPECT_TRUE(std::filesystem::is_empty(Folder()) || CountLines("warning") == 0);
+}
+
+TEST_F(RecoveryTest, TheNewestEventTellsTheAge) {
+  for (const int newest : {40, 20}) {
+    std::string path;
+    {
+      Dead dead;
+      path = dead.path;
+      for (int segment = 0; segment < 4; ++segment) {
+        dead.Add(std::string(900'000, 'x'), segment == 2 ? newest : 50);
+      }
+    }
+    log_.Take();
+    const int steps = Recover();
+    EXPECT_GT(steps, 4) << "a segment each";
+    EXPECT_FALSE(Exists(path));
+    EXPECT_EQ(CountLines("warning: SM: The journal '" + path + "' is too old. Deleting "),
+              newest == 40 ? 1 : 0);
+  }
+  EXPECT_GT(run_.delivery.Store().CacheSize(), 0);
+}
+
+TEST_F(RecoveryTest, FilesOfAnUnknownFormatCountInTheBounds) {
+  const std::string old = PutUnknown(40);
+  const std::string held = PutUnknown(40);
+  const std::string fresh = PutUnknown(20);
+  Platform::MappedFile owner;
+  ASSERT_EQ(owner.Open(held), Platform::OpenResult::Opened);
+  Recover();
+  EXPECT_FALSE(Exists(old));
+  EXPECT_TRUE(Exists(held)) << "its process lives";
+  EXPECT_TRUE(Exists(fresh));
+  EXPECT_EQ(CountLines("warning: SM: The journal '" + old + "' is too old. Deleting 100 bytes"), 1);
+
+  const std::string large = PutUnknown(10, uintmax_t{100} << 20);
+  const std::string newer = PutUnknown(5, uintmax_t{40} << 20);
+  Recover();
+  EXPECT_FALSE(Exists(fresh));
+  EXPECT_FALSE(Exists(large));
+  EXPECT_TRUE(Exists(newer));
+  EXPECT_EQ(CountLines("warning: SM: The journals of earlier runs take too much space. Deleting"),
+            2);
+
+  std::vector<std::string> many;
+  for (int i = 0; i < 258; ++i) {
+    many.push_back(PutUnknown(i < 2 ? 20 : 10));
+  }
+  Recover();
+  EXPECT_FALSE(Exists(many[0]) || Exists(many[1]));
+  EXPECT_TRUE(Exists(newer) && Exists(many[2]));
+}
+
+}  // namespace
+}  // namespace Tav::Testing

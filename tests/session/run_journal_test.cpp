@@ -1,0 +1,96 @@
+// The disk of the journal is gone while the process goes on.
+#include "session/run_journal.h"
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "platform/lost_pages.h"
+#include "session/session_parts.h"
+
+namespace Tav::Testing {
+namespace {
+
+class RunJournalTest : public SessionManagerTest {
+ protected:
+  RunJournalTest() { journal_.Open(StorageFolder::Utf8(folder_.Path("")), "TavJournal_1_", {}); }
+
+  // All mapped segments, none of which is in use yet.
+  std::vector<std::byte*> Segments() {
+    std::vector<std::byte*> segments;
+    queue_.WithLog([&](EventLog& log) {
+      while (std::byte* const segment = log.TakeRoom()) {
+        segments.push_back(segment);
+      }
+      for (std::byte* const segment : segments) {
+        EXPECT_TRUE(log.AddRoom(segment));
+      }
+    });
+    return segments;
+  }
+  void Report(std::string_view name) {
+    std::thread host([&] {
+      TavEvent_s* const event = Event(name);
+      EXPECT_TRUE(queue_.AddEvent(EncodedEvent(*event).Bytes()));
+      FreeHandle(event);
+    });
+    host.join();
+  }
+  Names Taken() {
+    Names names;
+    const EventLog::Position end = queue_.TakeWork(0).end;
+    EventLog::Position at = 0;
+    while (const auto item = queue_.Log().Next(at, end)) {
+      names.emplace_back(item->view.Fields().name);
+      at = item->end;
+    }
+    return names;
+  }
+  std::ptrdiff_t Warnings() {
+    const Names lines = log_.Take();
+    return std::ranges::count_if(lines, [](const auto& l) { return l.starts_with("warning: "); });
+  }
+
+  SessionParts::NoThread thread_;
+  WorkQueue queue_{thread_};
+  RunJournal journal_{queue_};
+};
+
+TEST_F(RunJournalTest, HostsGoOnInMemoryAndOneLineTells) {
+  ASSERT_TRUE(journal_.HasFile());
+  const std::vector<std::byte*> segments = Segments();
+  ASSERT_GE(segments.size(), 8u);
+  Report("before");
+  {
+    std::vector<std::unique_ptr<LostPages>> lost;
+    for (std::byte* const segment : segments) {
+      lost.push_back(std::make_unique<LostPages>(segment + 4096, kSegmentSize - 4096));
+    }
+    Report(std::string(5000, 'x'));  // reaches the second page
+    Report("after");
+    journal_.Refill();
+    journal_.Refill();
+    journal_.Shrink();
+    EXPECT_EQ(Warnings(), 1);
+    EXPECT_FALSE(journal_.HasFile()) << "the end of the run must not rely on it";
+    const Names names = Taken();
+    ASSERT_EQ(names.size(), 3u);
+    EXPECT_EQ(names.front(), "before");
+    EXPECT_EQ(names.back(), "after");
+  }
+  {
+    std::vector<std::unique_ptr<LostPages>> lost;
+    for (std::byte* const segment : segments) {
+      lost.push_back(std::make_unique<LostPages>(segment, kSegmentSize));
+    }
+    Report("later");
+    EXPECT_EQ(Taken().size(), 3u) << "the first one cannot be read";
+    journal_.Settle(queue_.WithLog([](const EventLog& log) { return log.End(); }));
+    journal_.Refill();
+    EXPECT_EQ(Warnings(), 1) << "that events are lost";
+  }
+  journal_.Close();
+}
+
+}  // namespace
+}  // namespace Tav::Testing
