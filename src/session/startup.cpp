@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "cache/cache_file_name.h"
@@ -33,18 +34,41 @@ bool IsLocked(const AppStatus& app) try { return app.Locked(); } catch (...) {
 }  // namespace
 
 bool Startup::Run(const Shutdown& shutdown) {
-  OpenJournal();
   return StartUp(kStartLockWait) || StartUpLater(shutdown);
 }
 
-bool Startup::StartUp(int lockWait) {
+bool Startup::StartUp(int lockWait) try {
+  locked_ = !RunStages(lockWait);
+  return !locked_;
+} catch (...) {
+  locked_ = false;
+  LogException("SM: ");
+  return false;
+}
+
+bool Startup::RunStages(int lockWait) {
   const int64_t end = Platform::MonotonicMilliseconds() + lockWait;
-  parts_.app.Machine().CollectClient();
-  if (!CheckAppStatus(lockWait)) {
-    return false;
+  if (stage_ == Stage::Journal) {
+    OpenJournal();
+    stage_ = Stage::Load;
   }
-  LoadTimestamps(parts_, std::max(static_cast<int>(end - Platform::MonotonicMilliseconds()),
-                                  StorageFile::kDefaultLockWait));
+  parts_.app.Machine().CollectClient();
+  if (stage_ == Stage::Load) {
+    if (!parts_.app.Load(lockWait)) {
+      return false;
+    }
+    stage_ = Stage::Settings;
+  }
+  if (stage_ == Stage::Settings) {
+    ApplySettings();
+    parts_.app.UpdateServer(parts_.delivery.Sender().GatewayUrl());
+    stage_ = Stage::Stamps;
+  }
+  if (stage_ == Stage::Stamps) {
+    LoadTimestamps(parts_, std::max(static_cast<int>(end - Platform::MonotonicMilliseconds()),
+                                    StorageFile::kDefaultLockWait));
+    stage_ = Stage::Cache;
+  }
   SetEndpoint();
   parts_.app.Machine().LogClientEnv();
   TAV_DEBUG("SM: Endpt: %s", parts_.app.Machine().EndpointId().c_str());
@@ -59,38 +83,48 @@ bool Startup::StartUp(int lockWait) {
 
 // Without the stored settings it is unknown what may be reported, and to which server.
 bool Startup::StartUpLater(const Shutdown& shutdown) {
-  LogWarning("SM: The storage file is locked. Nothing is sent until it can be opened");
-  parts_.stamps.LoadDays(CurrentTime());
+  if (locked_) {
+    LogWarning("SM: The storage file is locked. Nothing is sent until it can be opened");
+  } else {
+    LogWarning("SM: The start has failed. Nothing is sent until another attempt succeeds");
+  }
   parts_.items.Hold();
   parts_.queue.SetBatchDelay(kMaxBatchDelay);
   bool started = false;
   while (!started && !parts_.items.Terminating()) {
-    parts_.items.ProcessWork(parts_.queue.TakeWork(kStorageRetry), ReadClocks());
-    parts_.journal.Refill();
-    started = !IsLocked(parts_.app) && StartUp(StorageFile::kDefaultLockWait);
+    KeepReports();
+    started = !(locked_ && IsLocked(parts_.app)) && StartUp(StorageFile::kDefaultLockWait);
   }
   return started || StartUp(shutdown.LockWait());
 }
 
+// The journal keeps the events and the item handler all else.
+void Startup::KeepReports() try {
+  if (stage_ <= Stage::Load && !std::exchange(daysLoaded_, true)) {
+    parts_.stamps.LoadDays(CurrentTime());
+  }
+  parts_.items.ProcessWork(parts_.queue.TakeWork(kStorageRetry), ReadClocks());
+  parts_.journal.Refill();
+} catch (...) {
+  LogException("SM: ");
+}
+
 void Startup::RunWithoutSettings() {
-  LogWarning("SM: The storage file is still locked. Everything unsent goes to the cache");
+  if (locked_) {
+    LogWarning("SM: The storage file is still locked. Everything unsent goes to the cache");
+  } else {
+    LogWarning("SM: The start has failed again. Everything unsent goes to the cache");
+  }
   try {
-    parts_.app.AssumeNothingChanged();
+    if (stage_ <= Stage::Load) {
+      parts_.app.AssumeNothingChanged();
+    }
     ApplyLimits();
     SetEndpoint();
     OpenCache();
   } catch (...) {
     LogException("SM: ");
   }
-}
-
-bool Startup::CheckAppStatus(int lockWait) {
-  if (!parts_.app.Load(lockWait)) {
-    return false;
-  }
-  ApplySettings();
-  parts_.app.UpdateServer(parts_.delivery.Sender().GatewayUrl());
-  return true;
 }
 
 void Startup::ApplyLimits() {
@@ -107,16 +141,15 @@ void Startup::ApplyLimits() {
 void Startup::ApplySettings() {
   ApplyLimits();
   const ConfigManager& settings = parts_.app.Config();
-  const bool hasSender = parts_.delivery.Sender().UseGateway(
-      ChooseGateway(settings.GetString(Setting::kGateway, ""), parts_.app.Product().GetServer(),
-                    parts_.config.deployment)
-          .url);
+  if (!parts_.delivery.Sender().UseGateway(ChooseGateway(settings.GetString(Setting::kGateway, ""),
+                                                         parts_.app.Product().GetServer(),
+                                                         parts_.config.deployment)
+                                               .url)) {
+    throw std::bad_alloc();
+  }
   if (settings.GetNumber(Setting::kDisabled, 0) != 0) {
     parts_.intake.Disable();
     TAV_DEBUG("SM: Analytics disabled due to settings");
-  } else if (!hasSender) {
-    parts_.intake.Disable();
-    LogWarning("SM: Disabling due to bad dataSender");
   }
   LogBanner(parts_.config, parts_.limits, parts_.delivery.Sender().GatewayUrl());
 }
@@ -139,15 +172,13 @@ void Startup::OpenCache() {
 
 // Called before any other file is touched: the sooner the journal exists, the fewer events are lost
 // if the process dies. An opted-out run accepts no events and has no journal.
-void Startup::OpenJournal() try {
+void Startup::OpenJournal() {
   if (parts_.consent.AllowsReports()) {
     parts_.journal.Open(GetStorageDirectory(parts_.config.storage),
                         JournalPrefix(parts_.config.productName, parts_.config.productVersion,
                                       parts_.config.deployment),
                         DescribeRun());
   }
-} catch (...) {
-  LogException("SM: ");
 }
 
 RunBlock Startup::DescribeRun() const {

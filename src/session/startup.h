@@ -12,18 +12,23 @@ class Startup {
  public:
   explicit Startup(RunParts& parts) : parts_(parts) {}
 
-  // While another process has the main file locked, keeps what hosts report. False if the file is
-  // still locked at the end of the run. `shutdown` limits the last attempt.
+  // While another process has the main file locked, or memory runs out, keeps what hosts report and
+  // tries again. False if that is still so at the end of the run. `shutdown` limits the last
+  // attempt. Throws nothing.
   bool Run(const Shutdown& shutdown);
   // For a run whose settings could not be read: opens the cache for unsent records.
   void RunWithoutSettings();
 
  private:
-  // Waits at most `lockWait` milliseconds for each storage file. False, and no change, while
-  // another process has the main file locked.
+  // The stages that are left; one that throws is repeated as a whole.
+  enum class Stage { Journal, Load, Settings, Stamps, Cache };
+
+  // Waits at most `lockWait` milliseconds for each storage file. False while another process has
+  // the main file locked, or after an exception, which is logged.
   bool StartUp(int lockWait);
   bool StartUpLater(const Shutdown& shutdown);
-  bool CheckAppStatus(int lockWait);
+  void KeepReports();
+  bool RunStages(int lockWait);
   void ApplyLimits();
   void ApplySettings();
   void OpenCache();
@@ -32,6 +37,9 @@ class Startup {
   void SetEndpoint();
 
   RunParts& parts_;
+  Stage stage_ = Stage::Journal;
+  bool locked_ = false;
+  bool daysLoaded_ = false;
 };
 
 }  // namespace Tav

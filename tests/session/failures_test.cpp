@@ -107,13 +107,23 @@ TEST_F(FailuresTest, ATurnFailsAlone) {
   EXPECT_EQ(Gateway::Events().back(), "two");
 }
 
-TEST_F(FailuresTest, AFailedStartStillAnswers) {
-  FailAfter("SM: Loading PS timestamps...");
-  Start();
-  Log("one");
-  manager_->Commit();
-  EXPECT_TRUE(Failed());
-  EXPECT_TRUE(manager_->Running());
+// At any of its stages.
+TEST_F(FailuresTest, AStartThatFailsIsRepeatedAndLosesNothing) {
+  Names expected;
+  for (const char* const stage :
+       {"SM: Main. Session thread is running", "SM: CheckAppStatus", "PI: (Product",
+        "SM: Loading PS timestamps...", "SM: Endpt: ", "CM: Loading cache file names"}) {
+    SCOPED_TRACE(stage);
+    log_.Take();
+    FailAfter(stage);
+    Start();
+    Log("one");
+    EXPECT_TRUE(Failed());
+    EXPECT_TRUE(Eventually([this] { return manager_->Commit() == CommitResult::Sent; }));
+    Stop();
+    expected.insert(expected.end(), {"$b", "one", "$e"});
+    EXPECT_EQ(Gateway::Events(), expected);
+  }
 }
 
 TEST_F(FailuresTest, TheOtherStepsOfTheTerminationStillRun) {
