@@ -15,18 +15,41 @@ namespace {
 
 constexpr int64_t kMillisecondsPerSecond = 1000;
 
+// Whether the item concerns neither records nor what they contain.
+bool IsIndependent(ItemCode code) {
+  return code == ItemCode::Sync || code == ItemCode::Suspend || code == ItemCode::Resume ||
+         code == ItemCode::SuspendTerm;
+}
+
 }  // namespace
 
 void ItemHandler::ProcessWork(Work work, const Now& now) {
   if (!holding_) {
     intake_.OnQueueTaken(now);
   }
-  while (WorkItemPtr item = work.items.TakeFirst()) {
-    TakeEvents(item->position, now);
-    ProcessSafely(std::move(item), now);
+  for (WorkList* const items : {&left_, &work.items}) {
+    while (WorkItemPtr item = items->TakeFirst()) {
+      TakeEvents(item->position, now);
+      ProcessSafely(std::move(item), now);
+    }
   }
   TakeEvents(work.end, now);
   ReportRefused();
+}
+
+void ItemHandler::Serve() {
+  Work work = queue_.TakeWork(0);
+  const Now now = ReadClocks();
+  intake_.OnQueueTaken(now);
+  while (WorkItemPtr item = work.items.TakeFirst()) {
+    if (SomeLeft() || !IsIndependent(item->code)) {
+      left_.Append(std::move(item));
+      continue;
+    }
+    TakeEvents(item->position, now);
+    ProcessSafely(std::move(item), now);
+  }
+  TakeEvents(SomeLeft() ? left_.First()->position : work.end, now);
 }
 
 // An event whose handling throws is dropped with a message.

@@ -12,7 +12,7 @@
 namespace Tav {
 
 // Session thread only.
-class ItemHandler {
+class ItemHandler final : public RecordStore::Meanwhile {
  public:
   // Borrows all of them; `thread` signals the answers that host threads wait for.
   ItemHandler(Thread& thread,
@@ -33,6 +33,11 @@ class ItemHandler {
   // In order. An item whose handling throws is dropped with a message; a host that waits still gets
   // an answer.
   void ProcessWork(Work work, const Now& now);
+  // While a request to the server is in flight: takes the queue and handles it up to the first item
+  // that may send, change or remove records. ProcessWork handles the rest.
+  void Serve() override;
+  // Whether there is such a rest.
+  bool SomeLeft() const { return !left_.Empty(); }
 
   // While the stored settings are unknown: leaves the events in the log, keeps the product values,
   // and answers requests with what is known. Nothing is sent.
@@ -80,6 +85,7 @@ class ItemHandler {
   EventLog::Position taken_ = 0;    // events before it are handled
   EventLog::Position heldEnd_ = 0;  // while holding: events before it were queued
   WorkList held_;
+  WorkList left_;  // by Serve
   bool holding_ = false;
   bool commitPending_ = false;
   bool terminating_ = false;

@@ -35,7 +35,21 @@ class RecordStore {
 
   void Append(std::unique_ptr<BuiltRecord> record) { run_.Append(std::move(record)); }
   // Call it between two steps of work that may take a while.
-  void PrepareRoom() { run_.PrepareRoom(); }
+  void PrepareRoom() {
+    run_.PrepareRoom();
+    if (meanwhile_ != nullptr) {
+      meanwhile_->Serve();
+    }
+  }
+  // What PrepareRoom also does, for the time of a send. Borrowed; null for nothing.
+  class Meanwhile {
+   public:
+    virtual void Serve() = 0;
+
+   protected:
+    ~Meanwhile() = default;
+  };
+  void SetMeanwhile(Meanwhile* meanwhile) { meanwhile_ = meanwhile; }
   // Whether the records of this run take their maximum of memory or more.
   bool Full() const { return run_.Full(); }
   // Whether a record is in memory whose events are in the journal.
@@ -120,6 +134,7 @@ class RecordStore {
   CachedRecords cached_;
   RefusedRecords refused_;
   RecordSupply* supply_ = nullptr;
+  Meanwhile* meanwhile_ = nullptr;
   bool flushFailed_ = false;
 };
 

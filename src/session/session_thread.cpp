@@ -22,6 +22,20 @@ constexpr int kPauseAfterFailure = 1;
 // the computer sleeps, so a long one would end too late.
 constexpr int kMaxTimedWait = 60;
 
+// While it exists, hosts do not wait for a server that is silent or slow.
+class ServeMeanwhile {
+ public:
+  explicit ServeMeanwhile(RunParts& parts) : store_(parts.delivery.Store()) {
+    store_.SetMeanwhile(&parts.items);
+  }
+  ~ServeMeanwhile() { store_.SetMeanwhile(nullptr); }
+  ServeMeanwhile(const ServeMeanwhile&) = delete;
+  ServeMeanwhile& operator=(const ServeMeanwhile&) = delete;
+
+ private:
+  RecordStore& store_;
+};
+
 }  // namespace
 
 void SessionThread::Run() {
@@ -29,15 +43,7 @@ void SessionThread::Run() {
   parts_.intake.OnQueueTaken(ReadClocks());  // no event is older
   Startup startup(parts_);
   Shutdown shutdown(parts_.app, parts_.stamps, parts_.delivery, parts_.items, parts_.recovery);
-  // After a failed start the thread still answers hosts and terminates in order.
-  bool started = true;
-  try {
-    started = startup.Run(shutdown);
-  } catch (...) {
-    LogException("SM: ");
-    parts_.intake.Disable();
-  }
-  if (started) {
+  if (startup.Run(shutdown)) {
     ProcessData();
     shutdown.Run(parts_.loader.get());
   } else {
@@ -82,7 +88,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (StorageWorkLeft(parts_)) {
     timeout = std::min(timeout, kStorageRetry);
   }
-  if (parts_.delivery.Busy()) {
+  if (parts_.delivery.Busy() || parts_.items.SomeLeft()) {
     timeout = 0;
   }
   parts_.delivery.Schedule().CheckTimers(now);
@@ -114,6 +120,7 @@ void SessionThread::SendOrFlush() {
   } else {
     due = parts_.delivery.IsSendDue(parts_.items.Suspended());
     if (due) {
+      const ServeMeanwhile serve(parts_);
       parts_.delivery.SendSome();
     }
   }

@@ -61,6 +61,7 @@ class SendingTest : public Testing::SessionManagerTest {
   // Passes one record to the server for each Pass.
   static void Pass() { passed_.Set(); }
   static void HoldEachRecord() {
+    passed_.Wait(0);  // of an earlier test
     Gateway::gate = [] { passed_.Wait(60000); };
   }
   static inline Platform::AutoResetEvent passed_;
@@ -214,6 +215,26 @@ TEST_F(SendingTest, AFlushThatIsDueHappensBetweenSlices) {
   const auto flush =
       std::ranges::find(lines, "SM: Flushing records to disk (memory flush timer expires)");
   EXPECT_NE(std::find(flush, lines.end(), "SM: Record sent"), lines.end());
+}
+
+// The server has the first record and does not answer.
+TEST_F(SendingTest, ASilentServerHoldsNoHostUp) {
+  FillCache(Numbered(3));
+  const int attemptsBefore = Gateway::attempts;
+  HoldEachRecord();
+  Start();
+  EXPECT_TRUE(Testing::Eventually([&] { return Gateway::attempts > attemptsBefore; }));
+  manager_->GetLastActiveTime();
+  manager_->Suspend();
+  Log("fresh");
+  manager_->GetLastActiveTime();
+  EXPECT_EQ(Gateway::attempts, attemptsBefore + 1) << "answered while the record was in flight";
+  ChangeProduct("Edition", "Pro");
+  Gateway::gate = nullptr;
+  Pass();
+  manager_->Resume();
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
+  EXPECT_EQ(Gateway::Events().back(), "fresh");
 }
 
 TEST_F(SendingTest, PushedRecordsReachTheCacheAfterTheFlushTime) {
