@@ -15,12 +15,6 @@ namespace {
 
 constexpr int64_t kMillisecondsPerSecond = 1000;
 
-// Whether the item concerns neither records nor what they contain.
-bool IsIndependent(ItemCode code) {
-  return code == ItemCode::Sync || code == ItemCode::Suspend || code == ItemCode::Resume ||
-         code == ItemCode::SuspendTerm;
-}
-
 }  // namespace
 
 void ItemHandler::ProcessWork(Work work, const Now& now) {
@@ -42,7 +36,7 @@ void ItemHandler::Serve() {
   const Now now = ReadClocks();
   intake_.OnQueueTaken(now);
   while (WorkItemPtr item = work.items.TakeFirst()) {
-    if (SomeLeft() || !IsIndependent(item->code)) {
+    if (SomeLeft() || item->code != ItemCode::Sync) {
       left_.Append(std::move(item));
       continue;
     }

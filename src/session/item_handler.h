@@ -34,7 +34,7 @@ class ItemHandler final : public RecordStore::Meanwhile {
   // an answer.
   void ProcessWork(Work work, const Now& now);
   // While a request to the server is in flight: takes the queue and handles it up to the first item
-  // that may send, change or remove records. ProcessWork handles the rest.
+  // that concerns the sending or the records, which is any but Sync. ProcessWork handles the rest.
   void Serve() override;
   // Whether there is such a rest.
   bool SomeLeft() const { return !left_.Empty(); }

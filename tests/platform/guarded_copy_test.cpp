@@ -26,7 +26,7 @@ TEST_F(GuardedCopyTest, CopiesAnySizeAndNothingElse) {
   for (size_t i = 0; i < source.size(); ++i) {
     source[i] = static_cast<char>(i + 1);
   }
-  for (const size_t offset : {0, 3}) {
+  for (const size_t offset : {size_t{0}, size_t{3}}) {
     for (size_t size = 0; size < 70; ++size) {
       std::string target(100, 'x');
       ASSERT_TRUE(CopyGuarded(target.data() + 8 + offset, source.data() + offset, size));
@@ -41,7 +41,7 @@ TEST_F(GuardedCopyTest, FailsWhereAPageCannotBeAccessed) {
   uint64_t word = 0;
   for (int round = 0; round < 3; ++round) {
     const Testing::LostPages lost(pages_ + 4096, 4096);
-    for (const size_t size : {1, 8, 16, 40, 4096}) {
+    for (const size_t size : {size_t{1}, size_t{8}, size_t{16}, size_t{40}, size_t{4096}}) {
       EXPECT_FALSE(CopyGuarded(pages_ + 4096, buffer.data(), size)) << size;
       EXPECT_FALSE(CopyGuarded(buffer.data(), pages_ + 4096, size)) << size;
     }

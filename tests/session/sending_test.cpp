@@ -224,15 +224,15 @@ TEST_F(SendingTest, ASilentServerHoldsNoHostUp) {
   HoldEachRecord();
   Start();
   EXPECT_TRUE(Testing::Eventually([&] { return Gateway::attempts > attemptsBefore; }));
-  manager_->GetLastActiveTime();
-  manager_->Suspend();
   Log("fresh");
   manager_->GetLastActiveTime();
+  manager_->GetLastActiveTime();
   EXPECT_EQ(Gateway::attempts, attemptsBefore + 1) << "answered while the record was in flight";
+  manager_->Suspend();  // and what follows waits for the end of the slice
   ChangeProduct("Edition", "Pro");
+  manager_->Resume();
   Gateway::gate = nullptr;
   Pass();
-  manager_->Resume();
   EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   EXPECT_EQ(Gateway::Events().back(), "fresh");
 }
