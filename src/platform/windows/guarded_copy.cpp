@@ -24,7 +24,8 @@ namespace {
 
 // Not inlined: clang-cl guards calls only.
 __declspec(noinline) void CopyPlain(void* to, const void* from, size_t size) {
-  if (size == sizeof(uint64_t)) {
+  const auto places = reinterpret_cast<uintptr_t>(to) | reinterpret_cast<uintptr_t>(from);
+  if (size == sizeof(uint64_t) && places % sizeof(uint64_t) == 0) {
     const std::atomic_ref<uint64_t> source(*static_cast<uint64_t*>(const_cast<void*>(from)));
     std::atomic_ref<uint64_t>(*static_cast<uint64_t*>(to))
         .store(source.load(std::memory_order_acquire), std::memory_order_release);
