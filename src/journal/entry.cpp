@@ -179,12 +179,4 @@ EntryFields EntryView::Fields() const {
   return fields;
 }
 
-JsonPtr EntryView::Properties() const {
-  if (properties_.empty()) {
-    return JsonPtr();
-  }
-  ByteReader reader(properties_);
-  return ReadMembers(reader);
-}
-
 }  // namespace Tav

@@ -12,7 +12,6 @@
 #include <string_view>
 
 #include "model/handles.h"
-#include "util/json.h"
 #include "util/time_stamp.h"
 
 namespace Tav {
@@ -55,8 +54,9 @@ class EntryView {
   Verdict GetVerdict() const { return verdict_; }
   // `session` is valid as long as this object, the rest as long as the memory. Without properties.
   EntryFields Fields() const;
-  // The properties as a new JSON object; null when there are none or memory runs out.
-  JsonPtr Properties() const;
+  // The properties in the binary form of value_codec.h, with their end; empty when there are none.
+  // Valid as long as the memory.
+  std::span<const std::byte> Members() const { return properties_; }
 
  private:
   EntryView() = default;

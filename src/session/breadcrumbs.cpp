@@ -5,13 +5,22 @@
 
 #include "model/record_keys.h"
 #include "util/logger.h"
+#include "util/value_codec.h"
 
 namespace Tav {
+
+void LoggedEvent::LoadProperties() {
+  if (!members.empty() && !properties) {
+    ByteReader reader(members);
+    properties = ReadMembers(reader);
+  }
+}
 
 void Breadcrumbs::Update(LoggedEvent& event) {
   const std::string_view session = event.fields.session;
   const std::string_view name = event.fields.name;
   if (event.fields.kind == HandleKind::Command) {
+    event.LoadProperties();
     Save(Crumb::Command, session,
          JsonStringView(json_object_get(event.properties.Get(), Key::kCommandName.data())));
   } else if (event.fields.kind == HandleKind::Error) {
@@ -80,6 +89,7 @@ void Breadcrumbs::AttachTo(LoggedEvent& errorEvent) {
 
 void Breadcrumbs::Attach(LoggedEvent& event, std::string_view key, const Names& names) {
   TAV_TRACE("JD: AttachList. Adding queued item to '%s':", key.data());
+  event.LoadProperties();
   JsonPtr list(json_array());
   for (const std::string& name : names) {
     TAV_TRACE("JD:    %s", name.c_str());

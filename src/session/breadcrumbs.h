@@ -5,17 +5,23 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "journal/entry.h"
+#include "util/json.h"
 
 namespace Tav {
 
 // An event that becomes part of a record.
 struct LoggedEvent {
   EntryFields fields;
-  JsonPtr properties;  // an object; null for none
+  std::span<const std::byte> members;  // see EntryView::Members
+  JsonPtr properties = {};             // takes the members' place if not null
+
+  // Makes an object of the members, unless there are none.
+  void LoadProperties();
 };
 
 // Session thread only.
@@ -30,7 +36,8 @@ class Breadcrumbs {
   void SetLength(int length) { length_ = length; }
 
   // For each event in order: saves a place or a command, attaches the session's lists to an error
-  // as "std-Place" and "std-Cmd", forgets a session that ends.
+  // as "std-Place" and "std-Cmd", forgets a session that ends. Loads the properties if it reads or
+  // changes them.
   void Update(LoggedEvent& event);
 
  private:

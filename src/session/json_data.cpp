@@ -3,10 +3,6 @@
 #include <utility>
 
 #include "model/event_size.h"
-#include "streams/filter_stream.h"
-#include "streams/gzip_stream.h"
-#include "streams/json_stream.h"
-#include "streams/memory_stream.h"
 #include "util/arena.h"
 #include "util/logger.h"
 
@@ -101,23 +97,6 @@ void JsonData::MoveUp() {
     return;
   }
   current_ = enclosing_[--depth_];
-}
-
-std::unique_ptr<BuiltRecord> JsonData::Serialize() const {
-  MemoryOutputStream compressed;
-  GZipOutputStream gzip(&compressed);
-  CounterOutputStream counter(&gzip);
-  JsonOutputStream json(&counter, JSON_COMPACT);
-  json.WriteValue(root_.Get());
-  json.Flush();
-  if (json.HasError()) {
-    LogError("%s", json.ErrorText());
-    return nullptr;
-  }
-  auto record = std::make_unique<BuiltRecord>();
-  record->bytes = compressed.Join();
-  TAV_TRACE("JD: Compressed %d down to %d", static_cast<int>(counter.Count()), record->Size());
-  return record;
 }
 
 }  // namespace Tav

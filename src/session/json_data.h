@@ -4,10 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string_view>
 
-#include "model/built_record.h"
 #include "util/json.h"
 
 namespace Tav {
@@ -38,8 +36,8 @@ class JsonData {
   // Closes the current container.
   void MoveUp();
 
-  // The root as compact JSON text in one gzip member. Null when it could not be written.
-  std::unique_ptr<BuiltRecord> Serialize() const;
+  // Borrowed.
+  const json_t* Root() const { return root_.Get(); }
 
  private:
   static constexpr size_t kMaxDepth = 4;

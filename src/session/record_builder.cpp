@@ -4,7 +4,7 @@
 
 #include "model/event_size.h"
 #include "model/record_keys.h"
-#include "util/arena.h"
+#include "util/json_text.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
 
@@ -20,23 +20,27 @@ size_t SizeIfSet(std::string_view key, const std::string& text) {
   return text.empty() ? 0 : StringPairSize(key, text);
 }
 
-// Without memory for it, values come from the heap.
-class RecordArena {
- public:
-  RecordArena() : arena_(Arena::Create()) {}
-  ~RecordArena() {
-    if (arena_ != nullptr) {
-      Arena::Destroy(arena_);
-    }
+// Appends `"name":`, after a comma.
+void BeginMember(std::string& text, std::string_view name) {
+  text += ',';
+  AppendJsonString(text, name);
+  text += ':';
+}
+
+void AppendTime(std::string& text, const TimeStamp& stamp) {
+  char time[kTimeStampTextSize];
+  AppendJsonString(text, {time, FormatTimeStamp(stamp, time)});
+}
+
+void AppendProperties(std::string& text, const LoggedEvent& event) {
+  const size_t before = text.size();
+  BeginMember(text, Key::kProperties);
+  if (event.properties) {
+    AppendJsonValue(text, event.properties.Get());
+  } else if (event.members.empty() || !AppendJsonMembers(text, event.members)) {
+    text.resize(before);
   }
-  RecordArena(const RecordArena&) = delete;
-  RecordArena& operator=(const RecordArena&) = delete;
-
-  Arena* Get() const { return arena_; }
-
- private:
-  Arena* arena_;
-};
+}
 
 }  // namespace
 
@@ -60,26 +64,23 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(EventSource& pend
   if (!changes.RecordDue() && pending.Empty()) {
     return nullptr;
   }
-  // Declared before the tree, which is allocated there.
-  const RecordArena arena;
   JsonData data;
   componentName_.clear();
   componentVersion_.clear();
   const CarriedData carried = changes.ForRecord(!pending.Empty());
   const size_t headerSize = BeginData(data, carried);
+  RecordText text(data.Root());
   if (pending.Empty()) {
     TAV_DEBUG("SM: No events added");
   } else {
     TAV_TRACE("SM: BuildOneJsonRecord: Adding events");
-    const size_t arraySize = data.OpenArray(Key::kEvents);
-    AddEvents(data, pending, headerSize + arraySize, arena.Get());
-    data.MoveUp();
+    AddEvents(text, pending, headerSize + EmptyContainerSize(Key::kEvents));
   }
   if (!componentName_.empty()) {
-    data.AddString(Key::kComponentName, componentName_);
-    data.AddString(Key::kComponentVersion, componentVersion_);
+    text.AddString(Key::kComponentName, componentName_);
+    text.AddString(Key::kComponentVersion, componentVersion_);
   }
-  std::unique_ptr<BuiltRecord> record = data.Serialize();
+  std::unique_ptr<BuiltRecord> record = text.Finish();
   if (record == nullptr) {
     LogWarning("SM: Oops, could not convert json object to a string");
     return nullptr;
@@ -174,51 +175,63 @@ size_t RecordBuilder::AddClientEnvironment(JsonData& data) const {
   return size;
 }
 
-void RecordBuilder::AddEvents(JsonData& data, EventSource& pending, size_t size, Arena* arena) {
-  const ArenaScope scope(arena);
-  bool first = true;
+void RecordBuilder::AddEvents(RecordText& record, EventSource& pending, size_t size) {
+  BeginMember(record.End(), Key::kEvents);
+  char separator = '[';
   while (const EntryView* const next = pending.First()) {
     const EntryFields event = next->Fields();
-    if (first) {
+    if (separator == '[') {
       componentName_ = event.componentName;
       componentVersion_ = event.componentVersion;
-      first = false;
     } else if (size + event.estimatedSize > static_cast<size_t>(maxRecordSize_)) {
       TAV_DEBUG("SM: Record full. size=%d, eventSize=%d, max=%d", static_cast<int>(size),
                 static_cast<int>(event.estimatedSize), maxRecordSize_);
-      return;
+      break;
     } else if (event.componentName != componentName_ ||
                event.componentVersion != componentVersion_) {
       TAV_DEBUG("SM: Change of component");
-      return;
+      break;
     }
     size += event.estimatedSize;
-    AddEvent(data, *next);
+    record.End() += separator;
+    separator = ',';
+    AddEvent(record.End(), *next);
+    record.Compress();
     pending.RemoveFirst();
+  }
+  record.End() += separator == '[' ? "[]" : "]";
+}
+
+void RecordBuilder::SetSessionEnvironment(const JsonPtr& object) {
+  sessionEnvironment_.clear();
+  if (object) {
+    BeginMember(sessionEnvironment_, Key::kSessionEnvironment);
+    AppendJsonValue(sessionEnvironment_, object.Get());
   }
 }
 
 void RecordBuilder::Remember(const EntryView& entry) {
-  LoggedEvent event{entry.Fields(), entry.Properties()};
+  LoggedEvent event{entry.Fields(), entry.Members()};
   breadcrumbs_.Update(event);
 }
 
-void RecordBuilder::AddEvent(JsonData& data, const EntryView& entry) {
-  LoggedEvent event{entry.Fields(), entry.Properties()};
+void RecordBuilder::AddEvent(std::string& text, const EntryView& entry) {
+  LoggedEvent event{entry.Fields(), entry.Members()};
   const EntryFields& fields = event.fields;
   breadcrumbs_.Update(event);
-  data.OpenObject({});
-  data.AddString(Key::kTime, FormatTimeStamp(fields.time));
-  data.AddString(Key::kSession, fields.session);
-  data.AddString(fields.kind == HandleKind::Marker ? Key::kMarkerName : Key::kEventName,
-                 fields.name);
-  if (event.properties) {
-    data.AddValue(Key::kProperties, std::move(event.properties));
+  text += '{';
+  AppendJsonString(text, Key::kTime);
+  text += ':';
+  AppendTime(text, fields.time);
+  BeginMember(text, Key::kSession);
+  AppendJsonString(text, fields.session);
+  BeginMember(text, fields.kind == HandleKind::Marker ? Key::kMarkerName : Key::kEventName);
+  AppendJsonString(text, fields.name);
+  AppendProperties(text, event);
+  if (IsReportedEvent(fields.kind)) {
+    text += sessionEnvironment_;
   }
-  if (IsReportedEvent(fields.kind) && sessionEnvironment_) {
-    data.AddValue(Key::kSessionEnvironment, JsonPtr::Share(sessionEnvironment_.Get()));
-  }
-  data.MoveUp();
+  text += '}';
 }
 
 }  // namespace Tav

@@ -14,6 +14,7 @@
 #include "session/breadcrumbs.h"
 #include "session/intake.h"
 #include "session/json_data.h"
+#include "session/record_text.h"
 #include "session/unsent_changes.h"
 #include "storage/product_info.h"
 #include "util/version.h"
@@ -58,7 +59,7 @@ class RecordBuilder {
   const RecordHeader& Header() const { return header_; }
   void SetEndpoint(std::string id) { header_.endpointId = std::move(id); }
   // An object that every reported event carries under "se"; null for none.
-  void SetSessionEnvironment(JsonPtr object) { sessionEnvironment_ = std::move(object); }
+  void SetSessionEnvironment(const JsonPtr& object);
   void SetMaxRecordSize(int bytes) { maxRecordSize_ = bytes; }
   int MaxRecordSize() const { return maxRecordSize_; }
   // See Breadcrumbs::SetLength.
@@ -83,14 +84,14 @@ class RecordBuilder {
   size_t AddTags(JsonData& data) const;
   size_t AddProductEnvironment(JsonData& data) const;
   size_t AddClientEnvironment(JsonData& data) const;
-  void AddEvents(JsonData& data, EventSource& pending, size_t size, Arena* arena);
-  void AddEvent(JsonData& data, const EntryView& entry);
+  void AddEvents(RecordText& record, EventSource& pending, size_t size);
+  void AddEvent(std::string& text, const EntryView& entry);
 
   const ProductInfo& product_;
   const ClientEnv& client_;
   const Consent consent_;
   RecordHeader header_;
-  JsonPtr sessionEnvironment_;  // shared by all events
+  std::string sessionEnvironment_;  // the text of a member; empty for none
   Breadcrumbs breadcrumbs_;
   int maxRecordSize_ = 0;
   std::string componentName_;  // of the record being built

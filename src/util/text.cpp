@@ -42,6 +42,9 @@ std::string Latin1ToUtf8(std::string_view text) {
 }
 
 bool IsUtf8(std::string_view text) {
+  if (IsAscii(text)) {
+    return true;
+  }
   const char* at = text.data();
   const char* const end = at + text.size();
   while (at != end) {

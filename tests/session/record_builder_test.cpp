@@ -50,7 +50,9 @@ class RecordBuilderTest : public testing::Test {
       return JsonPtr();
     }
     changes_.OnRecordBuilt(record->carried);
-    return Expand(*record);
+    JsonPtr document = Expand(*record);
+    EXPECT_EQ(Testing::ExpandText(*record), Text(document.Get())) << "compact";
+    return document;
   }
   // The `index`-th event of a record.
   static json_t* EventAt(const JsonPtr& record, size_t index) {
