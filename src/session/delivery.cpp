@@ -39,12 +39,24 @@ void Delivery::SettleDropped() {
 
 void Delivery::ProcessEventList(bool all) {
   if (intake_.Disabled()) {
-    batch_.Pending().DropAll();
-    SettleDropped();
-    EndFlush();
+    DropPending();
   } else {
     batch_.BuildRecords(all, store_);
   }
+}
+
+void Delivery::BuildNext(bool all) {
+  if (intake_.Disabled()) {
+    DropPending();
+  } else if (batch_.Due(all, store_)) {
+    batch_.BuildNext(store_);
+  }
+}
+
+void Delivery::DropPending() {
+  batch_.Pending().DropAll();
+  SettleDropped();
+  EndFlush();
 }
 
 bool Delivery::IsSendDue(bool suspended) {
@@ -56,12 +68,12 @@ bool Delivery::IsSendDue(bool suspended) {
   }
   CheckSendThreshold(suspended);
   bool due = schedule_.IsDue(suspended);
-  ProcessEventList(due || schedule_.FlushExpired());
+  BuildNext(due || schedule_.FlushExpired());
   if (!schedule_.SendNow()) {
     CheckSendThreshold(suspended);
     due = schedule_.IsDue(suspended);
     if (schedule_.SendNow()) {
-      ProcessEventList(due || schedule_.FlushExpired());
+      BuildNext(due || schedule_.FlushExpired());
     }
   }
   return due;
@@ -80,7 +92,7 @@ SendProgress Delivery::SendSome() {
     return SendProgress::Failed;
   }
   if (uploader_.Connected()) {
-    ProcessEventList(true);  // the same send also delivers what hosts have reported meanwhile
+    BuildNext(true);  // the same send also delivers what hosts have reported meanwhile
   } else {
     if (retryRefused_ && *retryRefused_ <= ReadClocks().monotonic) {
       store_.RetryRefused();

@@ -48,7 +48,9 @@ class Delivery final : RecordSupply {
   // Builds full records, or, with `all`, records of everything that is pending, while there is room
   // for them in memory.
   void ProcessEventList(bool all);
-  // Builds records and decides whether they are sent now. Ends a send while suspended.
+  // The same for one record at most. A send then builds the others.
+  void BuildNext(bool all);
+  // Builds a record if one is due and decides whether to send now. Ends a send while suspended.
   bool IsSendDue(bool suspended);
   // Sends a slice of about a second. After More, call it again soon; the connection stays open
   // until then. Done also when there was nothing to send.
@@ -57,8 +59,8 @@ class Delivery final : RecordSupply {
   bool SendToServer();
   // Ends a send before its last slice. The next send begins as the schedule says.
   void EndSend();
-  // Whether the last slice or flush has left more.
-  bool Busy() const { return uploader_.Connected() || flushing_; }
+  // Whether the last slice or flush has left more, or another record is due.
+  bool Busy() const { return uploader_.Connected() || flushing_ || batch_.Due(false, store_); }
   bool Sending() const { return uploader_.Connected(); }
   // Writes the records to the cache when the flush interval has passed or memory is full. For about
   // a second; the next call goes on.
@@ -82,7 +84,8 @@ class Delivery final : RecordSupply {
 
  private:
   bool Exhausted() const override { return batch_.Pending().Empty(); }
-  void Supply() override { ProcessEventList(true); }
+  void Supply() override { BuildNext(true); }
+  void DropPending();
   void FinishSend(bool reached);
   void CheckSendThreshold(bool suspended);
   bool FlushToCache();

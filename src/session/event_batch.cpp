@@ -76,24 +76,28 @@ std::unique_ptr<BuiltRecord> EventBatch::BuildRecord() {
   }
 }
 
-void EventBatch::BuildRecords(bool all, RecordStore& store) {
-  if (pending_.Empty() && !changes_.RecordDue()) {
-    return;
+bool EventBatch::Due(bool all, const RecordStore& store) const {
+  const bool any = !pending_.Empty() || changes_.RecordDue();
+  const bool full = overheadEstimate_ + pending_.EstimatedSize() >= builder_.MaxRecordSize();
+  return any && (all || full) && !store.Full();
+}
+
+void EventBatch::BuildNext(RecordStore& store) {
+  if (std::unique_ptr<BuiltRecord> record = BuildRecord()) {
+    record->logEnd = pending_.Begin();
+    changes_.OnRecordBuilt(record->carried);
+    store.Append(std::move(record));
+    TAV_TRACE("SM: ProcessEventList: jsonRec added: totalMemoryUsed = %d",
+              static_cast<int>(store.InMemory().Bytes()));
   }
-  do {
-    const bool due =
-        all || overheadEstimate_ + pending_.EstimatedSize() >= builder_.MaxRecordSize();
-    if (!due || store.Full()) {
-      return;
-    }
-    if (std::unique_ptr<BuiltRecord> record = BuildRecord()) {
-      record->logEnd = pending_.Begin();
-      changes_.OnRecordBuilt(record->carried);
-      store.Append(std::move(record));
-      TAV_TRACE("SM: ProcessEventList: jsonRec added: totalMemoryUsed = %d",
-                static_cast<int>(store.InMemory().Bytes()));
-    }
-  } while (!pending_.Empty());
+}
+
+void EventBatch::BuildRecords(bool all, RecordStore& store) {
+  bool more = true;
+  while (more && Due(all, store)) {
+    BuildNext(store);
+    more = !pending_.Empty();
+  }
 }
 
 }  // namespace Tav

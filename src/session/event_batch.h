@@ -70,8 +70,12 @@ class EventBatch {
   PendingEvents& Pending() { return pending_; }
   const PendingEvents& Pending() const { return pending_; }
 
-  // Appends full records to the store; with `all`, records of all pending events and changes, even
-  // of changes without events. Events stay pending while the store is full.
+  // Whether there is room in the store and enough for a full record; with `all`, anything at all,
+  // even changes without events.
+  bool Due(bool all, const RecordStore& store) const;
+  // Appends the next record to the store.
+  void BuildNext(RecordStore& store);
+  // Appends records to the store while one is due. Events stay pending while the store is full.
   void BuildRecords(bool all, RecordStore& store);
 
  private:

@@ -191,7 +191,7 @@ void ItemHandler::OnCommit() {
   commitPending_ = true;
   recovery_.SearchAgain();
   recovery_.Run(-1);
-  delivery_.ProcessEventList(true);
+  delivery_.BuildNext(true);
   SendForCommit();
 }
 

@@ -4,7 +4,6 @@
 
 #include "model/event_size.h"
 #include "model/record_keys.h"
-#include "util/json_text.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
 
@@ -20,25 +19,18 @@ size_t SizeIfSet(std::string_view key, const std::string& text) {
   return text.empty() ? 0 : StringPairSize(key, text);
 }
 
-// Appends `"name":`, after a comma.
-void BeginMember(std::string& text, std::string_view name) {
-  text += ',';
-  AppendJsonString(text, name);
-  text += ':';
-}
-
-void AppendTime(std::string& text, const TimeStamp& stamp) {
+void AddTime(JsonText& text, const TimeStamp& stamp) {
   char time[kTimeStampTextSize];
-  AppendJsonString(text, {time, FormatTimeStamp(stamp, time)});
+  text.AddString({time, FormatTimeStamp(stamp, time)});
 }
 
-void AppendProperties(std::string& text, const LoggedEvent& event) {
-  const size_t before = text.size();
-  BeginMember(text, Key::kProperties);
+void AddProperties(JsonText& text, const LoggedEvent& event) {
+  const size_t before = text.Size();
+  text.AddName(',', Key::kProperties);
   if (event.properties) {
-    AppendJsonValue(text, event.properties.Get());
-  } else if (event.members.empty() || !AppendJsonMembers(text, event.members)) {
-    text.resize(before);
+    text.AddValue(event.properties.Get());
+  } else if (event.members.empty() || !text.AddMembers(event.members)) {
+    text.CutTo(before);
   }
 }
 
@@ -77,8 +69,10 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(EventSource& pend
     AddEvents(text, pending, headerSize + EmptyContainerSize(Key::kEvents));
   }
   if (!componentName_.empty()) {
-    text.AddString(Key::kComponentName, componentName_);
-    text.AddString(Key::kComponentVersion, componentVersion_);
+    text.End().AddName(',', Key::kComponentName);
+    text.End().AddString(componentName_);
+    text.End().AddName(',', Key::kComponentVersion);
+    text.End().AddString(componentVersion_);
   }
   std::unique_ptr<BuiltRecord> record = text.Finish();
   if (record == nullptr) {
@@ -176,7 +170,7 @@ size_t RecordBuilder::AddClientEnvironment(JsonData& data) const {
 }
 
 void RecordBuilder::AddEvents(RecordText& record, EventSource& pending, size_t size) {
-  BeginMember(record.End(), Key::kEvents);
+  record.End().AddName(',', Key::kEvents);
   char separator = '[';
   while (const EntryView* const next = pending.First()) {
     const EntryFields event = next->Fields();
@@ -193,20 +187,20 @@ void RecordBuilder::AddEvents(RecordText& record, EventSource& pending, size_t s
       break;
     }
     size += event.estimatedSize;
-    record.End() += separator;
+    record.End().Add(separator);
     separator = ',';
     AddEvent(record.End(), *next);
     record.Compress();
     pending.RemoveFirst();
   }
-  record.End() += separator == '[' ? "[]" : "]";
+  record.End().Add(separator == '[' ? "[]" : "]");
 }
 
 void RecordBuilder::SetSessionEnvironment(const JsonPtr& object) {
-  sessionEnvironment_.clear();
+  sessionEnvironment_.CutTo(0);
   if (object) {
-    BeginMember(sessionEnvironment_, Key::kSessionEnvironment);
-    AppendJsonValue(sessionEnvironment_, object.Get());
+    sessionEnvironment_.AddName(',', Key::kSessionEnvironment);
+    sessionEnvironment_.AddValue(object.Get());
   }
 }
 
@@ -215,23 +209,21 @@ void RecordBuilder::Remember(const EntryView& entry) {
   breadcrumbs_.Update(event);
 }
 
-void RecordBuilder::AddEvent(std::string& text, const EntryView& entry) {
+void RecordBuilder::AddEvent(JsonText& text, const EntryView& entry) {
   LoggedEvent event{entry.Fields(), entry.Members()};
   const EntryFields& fields = event.fields;
   breadcrumbs_.Update(event);
-  text += '{';
-  AppendJsonString(text, Key::kTime);
-  text += ':';
-  AppendTime(text, fields.time);
-  BeginMember(text, Key::kSession);
-  AppendJsonString(text, fields.session);
-  BeginMember(text, fields.kind == HandleKind::Marker ? Key::kMarkerName : Key::kEventName);
-  AppendJsonString(text, fields.name);
-  AppendProperties(text, event);
+  text.AddName('{', Key::kTime);
+  AddTime(text, fields.time);
+  text.AddName(',', Key::kSession);
+  text.AddString(fields.session);
+  text.AddName(',', fields.kind == HandleKind::Marker ? Key::kMarkerName : Key::kEventName);
+  text.AddString(fields.name);
+  AddProperties(text, event);
   if (IsReportedEvent(fields.kind)) {
-    text += sessionEnvironment_;
+    text.Add(sessionEnvironment_.View());
   }
-  text += '}';
+  text.Add('}');
 }
 
 }  // namespace Tav

@@ -85,13 +85,13 @@ class RecordBuilder {
   size_t AddProductEnvironment(JsonData& data) const;
   size_t AddClientEnvironment(JsonData& data) const;
   void AddEvents(RecordText& record, EventSource& pending, size_t size);
-  void AddEvent(std::string& text, const EntryView& entry);
+  void AddEvent(JsonText& text, const EntryView& entry);
 
   const ProductInfo& product_;
   const ClientEnv& client_;
   const Consent consent_;
   RecordHeader header_;
-  std::string sessionEnvironment_;  // the text of a member; empty for none
+  JsonText sessionEnvironment_{0};  // a member of each reported event
   Breadcrumbs breadcrumbs_;
   int maxRecordSize_ = 0;
   std::string componentName_;  // of the record being built

@@ -28,7 +28,7 @@ SendSchedule::Backlog RecordStore::Backlog() const {
 }
 
 bool RecordStore::HasOne() const {
-  if (supply_ != nullptr && !supply_->Exhausted()) {
+  if (SupplyLeft()) {
     return false;
   }
   if (cached_.InMemory().Empty()) {
@@ -42,15 +42,36 @@ const BuiltRecord* RecordStore::Oldest() {
   return NothingInMemory() && !cached_.Load() ? nullptr : FirstInMemory();
 }
 
+bool RecordStore::PrepareNext() {
+  // With the one on its way. More would fill the memory when the server is slow.
+  constexpr size_t kMaxReady = 3;
+  PrepareRoom();
+  if (!SupplyLeft() || run_.List().Count() >= kMaxReady) {
+    return false;
+  }
+  const int64_t before = run_.List().Bytes();
+  supply_->Supply();
+  return run_.List().Bytes() > before;
+}
+
+const BuiltRecord* RecordStore::NextToSend() {
+  if (NothingInMemory() && SupplyLeft()) {
+    supply_->Supply();
+  }
+  const BuiltRecord* const next = NextNotRefused();
+  if (next != nullptr || !SupplyLeft()) {
+    return next;
+  }
+  supply_->Supply();  // refused records are in memory
+  return NextNotRefused();
+}
+
 // The cache is a queue. A refused record goes back to its end. When one comes up for the second
 // time, everything that was in the cache before has come up once, so only records in memory are
 // left.
-const BuiltRecord* RecordStore::NextToSend() {
+const BuiltRecord* RecordStore::NextNotRefused() {
   constexpr size_t kAll = SIZE_MAX;
   size_t left = kAll;
-  if (NothingInMemory() && supply_ != nullptr && !supply_->Exhausted()) {
-    supply_->Supply();
-  }
   const BuiltRecord* next = Oldest();
   while (next != nullptr && refused_.Contains(*next)) {
     if (!refused_.MeetFirst(*next) && left == kAll) {

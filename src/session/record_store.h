@@ -50,6 +50,11 @@ class RecordStore {
     ~Meanwhile() = default;
   };
   void SetMeanwhile(Meanwhile* meanwhile) { meanwhile_ = meanwhile; }
+  // During a send: prepares room and gets one more record from the supply, unless a few are ready.
+  // False if there is nothing to get.
+  bool PrepareNext();
+  // Whether the supply has more.
+  bool SupplyLeft() const { return supply_ != nullptr && !supply_->Exhausted(); }
   // Whether the records of this run take their maximum of memory or more.
   bool Full() const { return run_.Full(); }
   // Whether a record is in memory whose events are in the journal.
@@ -69,7 +74,8 @@ class RecordStore {
   void RemovePulled() { changes_.OnLost(TakeOldest()->carried); }
 
   // A send calls BeginSend, then NextToSend for each record. NextToSend is like Oldest, but passes
-  // over refused records, which stay behind all others. Null also when only those are left.
+  // over refused records, which stay behind all others. Null also when only those are left. Gets a
+  // record from the supply before it loads a cache file.
   void BeginSend() { refused_.BeginSend(); }
   const BuiltRecord* NextToSend();
   // Moves the oldest record in memory to the cache, behind the others: the server has refused it.
@@ -109,8 +115,7 @@ class RecordStore {
   bool HasCacheFiles() const { return cached_.HasFiles(); }
   // See CacheManager::OldestTime.
   int64_t OldestCached() const { return cached_.OldestTime(); }
-  // The source of more records of this run, for NextToSend when memory is empty. Borrowed; null for
-  // none.
+  // The source of more records of this run. Borrowed; null for none.
   void SetSupply(RecordSupply* supply) { supply_ = supply; }
 
   // What a send could deliver: leaves out cache files that could not be loaded and refused records.
@@ -123,6 +128,7 @@ class RecordStore {
 
  private:
   const BuiltRecord* FirstInMemory() const;
+  const BuiltRecord* NextNotRefused();
   std::unique_ptr<BuiltRecord> TakeOldest();
   void MoveBehindOthers();
   void ReturnLease();

@@ -1,16 +1,18 @@
-// The source from which RecordStore gets more records when it has none in memory.
+// The source of the records that RecordStore gets during a send: one by one, each while the one
+// before it is on its way.
 #pragma once
 
 namespace Tav {
 
-// Appends records to the store when there is room for them.
 class RecordSupply {
  public:
   RecordSupply() = default;
   RecordSupply(const RecordSupply&) = delete;
   RecordSupply& operator=(const RecordSupply&) = delete;
 
+  // Whether no events are left.
   virtual bool Exhausted() const = 0;
+  // Appends the next record to the store if there is room for it.
   virtual void Supply() = 0;
 
  protected:

@@ -1,30 +1,23 @@
 #include "session/record_text.h"
 
-#include "util/json_text.h"
 #include "util/logger.h"
 
 namespace Tav {
 
-RecordText::RecordText(const json_t* header) : gzip_(&compressed_), counter_(&gzip_) {
-  end_.reserve(2 * kPiece);  // an event seldom takes more than a piece
-  AppendJsonValue(end_, header);
-  end_.pop_back();
-}
-
-void RecordText::AddString(std::string_view name, std::string_view text) {
-  end_ += ',';
-  AppendJsonString(end_, name);
-  end_ += ':';
-  AppendJsonString(end_, text);
+// An event seldom takes more than a piece.
+RecordText::RecordText(const json_t* header)
+    : gzip_(&compressed_), counter_(&gzip_), end_(2 * kPiece) {
+  end_.AddValue(header);
+  end_.CutTo(end_.Size() - 1);  // without the brace at the end
 }
 
 void RecordText::WriteEnd() {
-  counter_.Write(end_.data(), end_.size());
-  end_.clear();
+  counter_.Write(end_.View().data(), end_.Size());
+  end_.CutTo(0);
 }
 
 std::unique_ptr<BuiltRecord> RecordText::Finish() {
-  end_ += '}';
+  end_.Add('}');
   WriteEnd();
   counter_.Flush();
   if (counter_.HasError()) {

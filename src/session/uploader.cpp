@@ -37,9 +37,10 @@ bool Uploader::UseGateway(std::string url) try {
       [target = gatewayUrl_] { return CreateDataSender(target); });
   sender->SetMeanwhile([this] {
     try {
-      store_.PrepareRoom();
+      return store_.PrepareNext();
     } catch (...) {
       LogException("SM: ");
+      return false;
     }
   });
   const std::lock_guard guard(senderLock_);
@@ -119,7 +120,7 @@ void Uploader::Disconnect() {
 SendProgress Uploader::SendRecords(int64_t end) {
   bool loaded = false;
   for (;;) {
-    if (store_.NothingInMemory() && store_.CacheSize() != 0) {
+    if (store_.NothingInMemory() && !store_.SupplyLeft() && store_.CacheSize() != 0) {
       if (loaded) {
         return SendProgress::More;
       }

@@ -121,9 +121,10 @@ bool ThreadedDataSender::Await(int64_t end) {
   while (!thread_->Finished()) {
     const int left = TimeLeft(std::min(end, IdleEnd()));
     if (left > 0) {
-      thread_->WaitForResult(meanwhile_ ? std::min(left, kMeanwhileInterval) : left);
-      if (meanwhile_) {
-        meanwhile_();
+      if (!meanwhile_) {
+        thread_->WaitForResult(left);
+      } else if (!meanwhile_()) {
+        thread_->WaitForResult(std::min(left, kMeanwhileInterval));
       }
     } else if (thread_->Abandon()) {
       LogWarning("Data sender did not answer in time. Giving it up");

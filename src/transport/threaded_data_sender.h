@@ -49,8 +49,10 @@ class ThreadedDataSender final : public DataSender {
   // Closes the sender.
   ~ThreadedDataSender() override;
 
-  // The caller's thread runs it about ten times a second while it waits for a call.
-  void SetMeanwhile(std::function<void()> meanwhile) { meanwhile_ = std::move(meanwhile); }
+  // The caller's thread runs it while it waits for a call: about ten times a second, or again at
+  // once when it returns true. It delays the end of the call, also that at a deadline, so it must
+  // be short.
+  void SetMeanwhile(std::function<bool()> meanwhile) { meanwhile_ = std::move(meanwhile); }
 
   // Any thread, at any time; does not block. At `deadline`, on the scale of
   // Platform::MonotonicMilliseconds, a running call is abandoned; later calls fail at once.
@@ -76,7 +78,7 @@ class ThreadedDataSender final : public DataSender {
 
   const Factory makeSender_;
   const CallLimits limits_;
-  std::function<void()> meanwhile_;
+  std::function<bool()> meanwhile_;
   std::unique_ptr<DataSender> sender_;  // null while a thread owns it
   SendOutcome outcome_;                 // of the last Send
   std::atomic<int64_t> deadline_{kNoDeadline};

@@ -1,5 +1,6 @@
 #include "util/json_text.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -15,8 +16,6 @@
 namespace Tav {
 
 namespace {
-
-constexpr size_t kMaxDigits = 20;
 
 // Null means that memory ran out.
 JsonPtr OrThrow(JsonPtr value) {
@@ -50,40 +49,32 @@ bool IsPlain(std::string_view string) {
   return (found & kHighBits) == 0;
 }
 
-void AppendEscape(std::string& text, char c) {
+char* PutEscape(char* to, char c) {
   constexpr std::string_view kNamed = "\"\\\b\f\n\r\t";
   constexpr std::string_view kNames = "\"\\bfnrt";
-  constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+  constexpr char kHexDigits[] = "0123456789ABCDEF";
+  *to++ = '\\';
   if (const size_t index = kNamed.find(c); index != std::string_view::npos) {
-    text += '\\';
-    text += kNames[index];
-    return;
+    *to++ = kNames[index];
+    return to;
   }
-  text += "\\u00";
-  text += kHexDigits[static_cast<unsigned char>(c) >> 4];
-  text += kHexDigits[static_cast<unsigned char>(c) & 0xF];
-}
-
-void AppendEscaped(std::string& text, std::string_view string) {
-  size_t begin = 0;
-  for (size_t at = 0; at < string.size(); ++at) {
-    if (NeedsEscape(string[at])) {
-      text.append(string, begin, at - begin);
-      AppendEscape(text, string[at]);
-      begin = at + 1;
-    }
-  }
-  text.append(string, begin);
+  std::memcpy(to, "u00", 3);
+  to[3] = kHexDigits[static_cast<unsigned char>(c) >> 4];
+  to[4] = kHexDigits[static_cast<unsigned char>(c) & 0xF];
+  return to + 5;
 }
 
 // At least `minDigits` digits.
-void AppendNumber(std::string& text, uint64_t number, int minDigits) {
-  char digits[kMaxDigits];
-  size_t begin = kMaxDigits;
-  for (; number != 0 || minDigits > 0; number /= 10, --minDigits) {
-    digits[--begin] = static_cast<char>('0' + number % 10);
+char* PutNumber(char* to, uint64_t number, int minDigits) {
+  int digits = 0;
+  for (uint64_t rest = number; rest != 0 || digits < minDigits; rest /= 10) {
+    ++digits;
   }
-  text.append(digits + begin, kMaxDigits - begin);
+  char* const end = to + digits;
+  for (char* at = end; at != to; number /= 10) {
+    *--at = static_cast<char>('0' + number % 10);
+  }
+  return end;
 }
 
 // A number of which 17 significant digits are kept, the last one rounded: whole + fraction / ten,
@@ -207,8 +198,105 @@ class Keys {
   uint64_t bits_ = 0;  // one for each key; most different keys have different bits
 };
 
+}  // namespace
+
+JsonText::JsonText(size_t capacity) : bytes_(new char[capacity]), capacity_(capacity) {}
+
+void JsonText::Grow(size_t size) {
+  const size_t capacity = std::max(capacity_ * 2, size_ + size);
+  std::unique_ptr<char[]> grown(new char[capacity]);
+  std::memcpy(grown.get(), bytes_.get(), size_);
+  bytes_ = std::move(grown);
+  capacity_ = capacity;
+}
+
+// The memory for `size` more bytes, which count from now on.
+char* JsonText::Room(size_t size) {
+  if (size > capacity_ - size_) {
+    Grow(size);
+  }
+  char* const room = bytes_.get() + size_;
+  size_ += size;
+  return room;
+}
+
+void JsonText::Add(std::string_view bytes) {
+  std::memcpy(Room(bytes.size()), bytes.data(), bytes.size());
+}
+
+void JsonText::AddName(char separator, std::string_view name) {
+  Add(separator);
+  AddString(name);
+  Add(':');
+}
+
+void JsonText::AddString(std::string_view string) {
+  if (IsPlain(string)) {
+    char* const to = Room(string.size() + 2);
+    to[0] = '"';
+    std::memcpy(to + 1, string.data(), string.size());
+    to[string.size() + 1] = '"';
+  } else if (IsAscii(string)) {
+    AddEscaped(string);
+  } else {
+    const JsonPtr checked = OrThrow(MakeJsonString(string));
+    AddEscaped(JsonStringView(checked.Get()));
+  }
+}
+
+void JsonText::AddEscaped(std::string_view string) {
+  constexpr size_t kMaxEscape = 6;
+  const size_t before = size_;
+  char* const begin = Room(2 + string.size() * kMaxEscape);
+  char* to = begin;
+  *to++ = '"';
+  for (const char c : string) {
+    if (NeedsEscape(c)) {
+      to = PutEscape(to, c);
+    } else {
+      *to++ = c;
+    }
+  }
+  *to++ = '"';
+  CutTo(before + static_cast<size_t>(to - begin));
+}
+
+void JsonText::AddReal(double number) {
+  constexpr size_t kMaxLength = 42;  // a sign, a point and two numbers of 64 bits
+  Decimal decimal;
+  if (number != 0 && !ToDecimal(number, decimal)) {
+    AddValue(OrThrow(JsonPtr(json_real(number))).Get());
+    return;
+  }
+  const size_t before = size_;
+  char* const begin = Room(kMaxLength);
+  char* to = begin;
+  if (std::signbit(number)) {
+    *to++ = '-';
+  }
+  to = PutNumber(to, decimal.whole, 1);
+  *to++ = '.';
+  to = PutNumber(to, decimal.fraction, decimal.places == 0 ? 1 : decimal.places);
+  CutTo(before + static_cast<size_t>(to - begin));
+}
+
+void JsonText::AddValue(const json_t* value) {
+  // No exception may pass through jansson.
+  constexpr auto add = [](const char* bytes, size_t size, void* text) noexcept {
+    try {
+      static_cast<JsonText*>(text)->Add({bytes, size});
+      return 0;
+    } catch (...) {
+      return -1;
+    }
+  };
+  if (json_dump_callback(value, add, this, JSON_COMPACT | JSON_ENCODE_ANY) != 0) {
+    throw std::bad_alloc();
+  }
+}
+
 // Nearly all events: a few strings and numbers with different ASCII keys. False for others.
-bool AppendPlainMembers(std::string& text, std::span<const std::byte> bytes) {
+bool JsonText::AddPlainMembers(std::span<const std::byte> bytes) {
   PlainMembers members(bytes);
   Keys keys;
   char separator = '{';
@@ -220,76 +308,30 @@ bool AppendPlainMembers(std::string& text, std::span<const std::byte> bytes) {
     if (!IsAscii(members.Key()) || !keys.Add(members.Key())) {
       return false;
     }
-    text += separator;
+    AddName(separator, members.Key());
     separator = ',';
-    AppendJsonString(text, members.Key());
-    text += ':';
     if (members.IsString()) {
-      AppendJsonString(text, members.Text());
+      AddString(members.Text());
     } else {
-      AppendJsonReal(text, members.Number());
+      AddReal(members.Number());
     }
   }
-  text += separator == '{' ? "{}" : "}";
+  Add(separator == '{' ? "{}" : "}");
   return members.AtEnd();
 }
 
-}  // namespace
-
-void AppendJsonString(std::string& text, std::string_view string) {
-  text += '"';
-  if (IsPlain(string)) {
-    text += string;
-  } else if (IsAscii(string)) {
-    AppendEscaped(text, string);
-  } else {
-    const JsonPtr checked = OrThrow(MakeJsonString(string));
-    AppendEscaped(text, JsonStringView(checked.Get()));
-  }
-  text += '"';
-}
-
-void AppendJsonReal(std::string& text, double number) {
-  Decimal decimal;
-  if (number != 0 && !ToDecimal(number, decimal)) {
-    AppendJsonValue(text, OrThrow(JsonPtr(json_real(number))).Get());
-    return;
-  }
-  if (std::signbit(number)) {
-    text += '-';
-  }
-  AppendNumber(text, decimal.whole, 1);
-  text += '.';
-  AppendNumber(text, decimal.fraction, decimal.places == 0 ? 1 : decimal.places);
-}
-
-void AppendJsonValue(std::string& text, const json_t* value) {
-  // No exception may pass through jansson.
-  constexpr auto append = [](const char* piece, size_t size, void* to) noexcept {
-    try {
-      static_cast<std::string*>(to)->append(piece, size);
-      return 0;
-    } catch (...) {
-      return -1;
-    }
-  };
-  if (json_dump_callback(value, append, &text, JSON_COMPACT | JSON_ENCODE_ANY) != 0) {
-    throw std::bad_alloc();
-  }
-}
-
-bool AppendJsonMembers(std::string& text, std::span<const std::byte> members) {
-  const size_t before = text.size();
-  if (AppendPlainMembers(text, members)) {
+bool JsonText::AddMembers(std::span<const std::byte> members) {
+  const size_t before = size_;
+  if (AddPlainMembers(members)) {
     return true;
   }
-  text.resize(before);
+  CutTo(before);
   ByteReader reader(members);
   JsonPtr object = ReadMembers(reader);
   if (reader.Failed()) {
     return false;
   }
-  AppendJsonValue(text, OrThrow(std::move(object)).Get());
+  AddValue(OrThrow(std::move(object)).Get());
   return true;
 }
 

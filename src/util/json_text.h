@@ -5,25 +5,49 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "util/json.h"
 
 namespace Tav {
 
-// Each appends to `text`. Throws std::bad_alloc.
+// A text that grows at its end. What is appended may throw std::bad_alloc. Used by one thread.
+class JsonText {
+ public:
+  // With room for so many bytes.
+  explicit JsonText(size_t capacity);
 
-// A string with its quotes. Ill-formed UTF-8 is treated as by MakeJsonString.
-void AppendJsonString(std::string& text, std::string_view string);
-// `number` is finite.
-void AppendJsonReal(std::string& text, double number);
-// Not null.
-void AppendJsonValue(std::string& text, const json_t* value);
+  std::string_view View() const { return {bytes_.get(), size_}; }
+  size_t Size() const { return size_; }
+  // Removes what follows the first `size` bytes.
+  void CutTo(size_t size) { size_ = size; }
 
-// The object whose members have the binary form of value_codec.h. False, and nothing is appended,
-// if they are damaged.
-bool AppendJsonMembers(std::string& text, std::span<const std::byte> members);
+  // Bytes as they are.
+  void Add(char byte) { *Room(1) = byte; }
+  void Add(std::string_view bytes);
+  // The separator, and the name of a member with its colon.
+  void AddName(char separator, std::string_view name);
+  // A string with its quotes. Ill-formed UTF-8 is treated as by MakeJsonString.
+  void AddString(std::string_view string);
+  // `number` is finite.
+  void AddReal(double number);
+  // Not null.
+  void AddValue(const json_t* value);
+  // The object whose members have the binary form of value_codec.h. False, and no change, if they
+  // are damaged.
+  bool AddMembers(std::span<const std::byte> members);
+
+ private:
+  char* Room(size_t size);
+  void Grow(size_t size);
+  void AddEscaped(std::string_view string);
+  bool AddPlainMembers(std::span<const std::byte> members);
+
+  std::unique_ptr<char[]> bytes_;
+  size_t size_ = 0;
+  size_t capacity_;
+};
 
 }  // namespace Tav

@@ -12,6 +12,7 @@
 namespace Tav {
 namespace {
 
+using Testing::CapturedLog;
 using Testing::Gateway;
 using Testing::Names;
 using Testing::SessionParts;
@@ -235,6 +236,63 @@ TEST_F(SendingTest, ASilentServerHoldsNoHostUp) {
   Pass();
   EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
   EXPECT_EQ(Gateway::Events().back(), "fresh");
+}
+
+// The answer to the first record waits until another one is built.
+TEST_F(SendingTest, AFewRecordsAreBuiltWhileOneTravels) {
+  static constexpr char kBuilt[] = "SM: ProcessEventList: jsonRec added";
+  constexpr int kMaxReady = 3;
+  SessionParts run(config_, Wmi("1"));
+  EXPECT_TRUE(run.Send());
+  run.builder.SetMaxRecordSize(1);  // one event each
+  const Names events = Numbered(12);
+  for (const std::string& event : events) {
+    run.Log(event);
+  }
+  run.delivery.BuildNext(true);
+  log_.Take();
+  static CapturedLog* log = nullptr;
+  static std::atomic<bool> overlapped{false};
+  log = &log_;
+  Gateway::gate = [] { overlapped = Testing::Eventually([] { return log->Find(kBuilt) != ""; }); };
+  EXPECT_TRUE(run.delivery.SendToServer());
+  EXPECT_TRUE(overlapped);
+  EXPECT_EQ(Gateway::Events(), events);
+  int ready = 1;
+  for (const std::string& line : log_.Take()) {
+    ready += line.starts_with(kBuilt) ? 1 : line == "SM: Record sent" ? -1 : 0;
+    EXPECT_LE(ready, kMaxReady);
+  }
+  EXPECT_EQ(ready, 0);
+}
+
+TEST_F(SendingTest, ARefusedRecordInMemoryDoesNotHoldBackEventsInNoRecordYet) {
+  SessionParts run(config_, Wmi("1"));
+  EXPECT_TRUE(run.Send());
+  run.delivery.Store().OpenCache(std::make_unique<CacheManager>("/nowhere", "none"), false);
+  Gateway::poisonStatus = 400;
+  Build(run, {"poison"});
+  EXPECT_FALSE(run.delivery.SendToServer());
+  run.Log("later");
+  EXPECT_FALSE(run.delivery.SendToServer());
+  EXPECT_EQ(Gateway::Events(), Names{"later"});
+  EXPECT_EQ(Gateway::refusals, 1);
+}
+
+// Otherwise a request of a host would wait until all records of a burst are built.
+TEST_F(SendingTest, ATurnBuildsOneRecordOfABurst) {
+  SessionParts run(config_, Wmi("1"));
+  EXPECT_TRUE(run.Send());
+  run.builder.SetMaxRecordSize(1);
+  for (const std::string& event : Numbered(3)) {
+    run.Log(event);
+  }
+  for (size_t turn = 1; turn <= 3; ++turn) {
+    EXPECT_TRUE(run.delivery.Busy());
+    run.delivery.IsSendDue(true);
+    EXPECT_EQ(run.delivery.Store().InMemory().Count(), turn);
+  }
+  EXPECT_FALSE(run.delivery.Busy());
 }
 
 TEST_F(SendingTest, PushedRecordsReachTheCacheAfterTheFlushTime) {

@@ -19,9 +19,9 @@ namespace {
 using Testing::Random;
 
 std::string RealText(double number) {
-  std::string text;
-  AppendJsonReal(text, number);
-  return text;
+  JsonText text(0);
+  text.AddReal(number);
+  return std::string(text.View());
 }
 
 std::string JanssonText(double number) {
@@ -172,9 +172,9 @@ TEST(JsonTextTest, EscapesAreThoseOfJansson) {
     all += static_cast<char>(c);
   }
   for (const std::string& string : {all, all + "\xC3\xA4", std::string(), std::string(1, '\0')}) {
-    std::string text;
-    AppendJsonString(text, string);
-    EXPECT_EQ(text, Testing::Text(MakeJsonString(string).Get()));
+    JsonText text(0);
+    text.AddString(string);
+    EXPECT_EQ(text.View(), Testing::Text(MakeJsonString(string).Get()));
   }
 }
 
@@ -190,9 +190,10 @@ TEST(JsonTextTest, MembersAreThoseOfJansson) {
     const std::string expected = Testing::Text(ReadMembers(reader).Get());
     ASSERT_FALSE(reader.Failed());
     const size_t warnings = log.Take().size();
-    std::string text = "before";
-    ASSERT_TRUE(AppendJsonMembers(text, members));
-    ASSERT_EQ(text, "before" + expected);
+    JsonText text(0);
+    text.Add("before");
+    ASSERT_TRUE(text.AddMembers(members));
+    ASSERT_EQ(text.View(), "before" + expected);
     ASSERT_EQ(log.Take().size() > 0, warnings > 0);
     nested += expected.find(":{") != std::string::npos ? 1 : 0;
     repaired += warnings > 0 ? 1 : 0;
@@ -214,10 +215,11 @@ TEST(JsonTextTest, DamagedMembersLeaveTheTextAsItWas) {
     }
     ByteReader reader(members);
     const JsonPtr expected = ReadMembers(reader);
-    std::string text = "before";
-    const bool appended = AppendJsonMembers(text, members);
+    JsonText text(0);
+    text.Add("before");
+    const bool appended = text.AddMembers(members);
     ASSERT_EQ(appended, !reader.Failed());
-    ASSERT_EQ(text, "before" + (appended ? Testing::Text(expected.Get()) : ""));
+    ASSERT_EQ(text.View(), "before" + (appended ? Testing::Text(expected.Get()) : ""));
     damaged += appended ? 0 : 1;
   }
   EXPECT_GT(damaged, 2000);
