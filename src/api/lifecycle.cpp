@@ -12,7 +12,6 @@
 #include "platform/process.h"
 #include "session/session_manager.h"
 #include "storage/persistent_storage.h"
-#include "util/arena.h"
 #include "util/block_pool.h"
 #include "util/logger.h"
 
@@ -82,11 +81,10 @@ int StartSessionManager(Library& library) {
   return status;
 }
 
-// A session thread that is still running after the wait for its end goes on using both. They then
-// stay until a later termination finds no thread.
+// A session thread that is still running after the wait for its end goes on using it. It then stays
+// until a later termination finds no thread.
 void ReleaseEventMemory() {
   if (!Thread::AnyRunning()) {
-    ReleaseArenaSlot();
     BlockPool::Trim();
   }
 }
@@ -134,8 +132,6 @@ int Initialize(const char* productName,
       "Tid: %ld",
       OrEmpty(productName), OrEmpty(productVersion), OrEmpty(fullVersion), appLanguage, optOut,
       TAV_WHERE);
-  UseArenasForJson();
-  AcquireArenaSlot();
   const int status = StartSessionManager(library);
   if (status != TAV_OK) {
     ReleaseEventMemory();

@@ -8,7 +8,6 @@
 #include "api/entry_points.h"
 #include "api/library.h"
 #include "session/session_manager.h"
-#include "util/arena.h"
 #include "util/json.h"
 #include "util/logger.h"
 
@@ -26,7 +25,6 @@ PendingProductValues& Pending() {
 
 // A handle of kind map whose payload is the single value itself.
 TavValue_s* MakeSingleValue(std::string_view key, const EnvValue& value) {
-  UseArenasForJson();
   TavValue_s* const handle =
       CreateSingleValue(value.type == EnvType::String ? MakeJsonString(value.text)
                                                       : JsonPtr(json_real(value.number)));

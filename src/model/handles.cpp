@@ -91,7 +91,6 @@ TavEvent_s* CreateEvent(HandleKind kind, std::string_view name, std::string_view
 }
 
 TavValue_s* CreateValue(HandleKind kind) {
-  UseArenasForJson();
   return MakeValue(kind, JsonPtr(json_object()));
 }
 

@@ -1,4 +1,4 @@
-// Threads, locks, events and thread-local slots: each class wraps one system object.
+// Threads, locks and events: each class wraps one system object.
 #pragma once
 
 #include <cstddef>
@@ -101,24 +101,5 @@ class NativeThread {
 
 // Blocks the calling thread for at least that long. Zero or less only yields the processor.
 void SleepMilliseconds(int milliseconds) noexcept;
-
-// A slot of the system's thread-local storage, null in each thread until set. `thread_local` is
-// avoided: MinGW emulates it and allocates memory at each thread's first access.
-class TlsSlot {
- public:
-  // False if the system has no slot left. Get returns null then.
-  bool Acquire() noexcept;
-  // No other thread may be in Get or Set.
-  void Release() noexcept;
-  bool Valid() const { return valid_; }
-
-  // Keeps the calling thread's last error.
-  void* Get() const noexcept;
-  void Set(void* value) const noexcept;
-
- private:
-  unsigned long index_ = 0;
-  bool valid_ = false;
-};
 
 }  // namespace Tav::Platform

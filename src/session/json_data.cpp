@@ -3,16 +3,11 @@
 #include <utility>
 
 #include "model/event_size.h"
-#include "util/arena.h"
 #include "util/logger.h"
 
 namespace Tav {
 
-JsonData::JsonData() {
-  UseArenasForJson();
-  root_.Reset(json_object());
-  current_ = root_.Get();
-}
+JsonData::JsonData() : root_(json_object()), current_(root_.Get()) {}
 
 JsonData::~JsonData() {
   if (depth_ != 0) {

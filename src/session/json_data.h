@@ -45,7 +45,7 @@ class JsonData {
   bool Insert(std::string_view name, JsonPtr value);
 
   JsonPtr root_;
-  json_t* current_ = nullptr;
+  json_t* current_;
   json_t* enclosing_[kMaxDepth] = {};
   size_t depth_ = 0;
 };

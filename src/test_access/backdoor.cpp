@@ -10,7 +10,6 @@
 #include "machine/client_info.h"
 #include "machine/endpoint.h"
 #include "storage/product_info.h"
-#include "util/arena.h"
 #include "util/json.h"
 #include "util/storage_directory.h"
 
@@ -39,9 +38,7 @@ EnvValue ParseNumber(const char* text) {
 
 }  // namespace
 
-Backdoor::Backdoor() {
-  UseArenasForJson();
-}
+Backdoor::Backdoor() = default;
 
 Backdoor::~Backdoor() = default;
 

@@ -1,14 +1,9 @@
 #include "util/arena.h"
 
-#include <jansson.h>
-
-#include <atomic>
 #include <cstdint>
 #include <cstdlib>
-#include <mutex>
 #include <new>
 
-#include "platform/thread.h"
 #include "util/block_pool.h"
 
 namespace Tav {
@@ -19,16 +14,8 @@ constexpr size_t kAlignment = 8;
 constexpr uint64_t kFromHeap = 0x4845415048454150;   // "HEAPHEAP"
 constexpr uint64_t kFromArena = 0x4152454E41524E41;  // "ARENARNA"
 
-constinit Platform::TlsSlot currentArena;
-constinit std::atomic<bool> jsonUsesArenas{false};
-constinit Platform::StaticLock jsonSetup;
-
 constexpr size_t RoundUp(size_t size) {
   return (size + kAlignment - 1) & ~(kAlignment - 1);
-}
-
-void* JsonAllocate(size_t size) {
-  return TaggedAllocate(size, static_cast<Arena*>(currentArena.Get()));
 }
 
 // Writes the tag and returns the memory after it.
@@ -101,42 +88,6 @@ void TaggedFree(void* memory) {
   uint64_t* const tag = static_cast<uint64_t*>(memory) - 1;
   if (*tag == kFromHeap) {
     std::free(tag);
-  }
-}
-
-ArenaScope::ArenaScope(Arena* arena) {
-  if (currentArena.Valid()) {
-    previous_ = currentArena.Get();
-    currentArena.Set(arena);
-  }
-}
-
-ArenaScope::~ArenaScope() {
-  if (currentArena.Valid()) {
-    currentArena.Set(previous_);
-  }
-}
-
-void UseArenasForJson() {
-  if (jsonUsesArenas.load(std::memory_order_acquire)) {
-    return;
-  }
-  const std::lock_guard guard(jsonSetup);
-  if (!jsonUsesArenas.load(std::memory_order_relaxed)) {
-    json_set_alloc_funcs(JsonAllocate, TaggedFree);
-    jsonUsesArenas.store(true, std::memory_order_release);
-  }
-}
-
-void AcquireArenaSlot() {
-  if (!currentArena.Valid()) {
-    currentArena.Acquire();
-  }
-}
-
-void ReleaseArenaSlot() {
-  if (currentArena.Valid()) {
-    currentArena.Release();
   }
 }
 

@@ -1,5 +1,5 @@
 // Memory for one event: a chain of pool blocks, filled from front to back and released all at once.
-// It holds the handle, its texts and its JSON properties, so that an event usually costs one block.
+// It holds the handle, its texts and its properties, so that an event usually costs one block.
 #pragma once
 
 #include <cstddef>
@@ -35,34 +35,12 @@ class Arena {
 };
 
 // Memory with a tag in front that says where it came from, so that one function frees both heap and
-// arena memory. jansson allocates this way.
+// arena memory.
 //
 // Aligned to 8. From `arena` if it is not null and has room, else from the heap. Null if memory
 // runs out.
 void* TaggedAllocate(size_t size, Arena* arena);
 // Frees heap memory; arena memory is released with its arena. Null is allowed.
 void TaggedFree(void* memory);
-
-// While it exists, JSON values created on this thread are allocated from `arena`. Has no effect
-// without a thread-local slot (before initialisation): values then come from the heap.
-class ArenaScope {
- public:
-  explicit ArenaScope(Arena* arena);
-  ~ArenaScope();
-  ArenaScope(const ArenaScope&) = delete;
-  ArenaScope& operator=(const ArenaScope&) = delete;
-
- private:
-  void* previous_ = nullptr;
-};
-
-// Makes jansson allocate with the functions above. Must run before the first JSON value of the
-// process is created, so every creator of values calls it. Cheap after the first call.
-void UseArenasForJson();
-
-// Acquire and release the thread-local slot of ArenaScope: at initialisation and, after the session
-// thread has ended, at termination. No other thread may be inside the library.
-void AcquireArenaSlot();
-void ReleaseArenaSlot();
 
 }  // namespace Tav

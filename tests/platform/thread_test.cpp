@@ -176,44 +176,5 @@ TEST(NativeThreadTest, AWaitForAnEventEndsWithTheThread) {
   EXPECT_FALSE(ProcessEnding());
 }
 
-TEST(TlsSlotTest, HoldsAValueForEachThread) {
-  TlsSlot slot;
-  EXPECT_EQ(slot.Get(), nullptr);
-  ASSERT_TRUE(slot.Acquire());
-  int here = 0;
-  slot.Set(&here);
-  void* elsewhere = &here;
-  std::thread([&] {
-    elsewhere = slot.Get();
-    slot.Set(&elsewhere);
-  }).join();
-  EXPECT_EQ(elsewhere, nullptr);
-  SetLastError(5);
-  EXPECT_EQ(slot.Get(), &here);
-  EXPECT_EQ(LastError(), 5u);
-  slot.Release();
-  EXPECT_FALSE(slot.Valid());
-  EXPECT_EQ(slot.Get(), nullptr);
-
-  TlsSlot again;
-  ASSERT_TRUE(again.Acquire());
-  EXPECT_EQ(again.Get(), nullptr) << "the value of a released slot";
-  again.Release();
-}
-
-// The first 64 slots of Windows are in another place than the rest.
-TEST(TlsSlotTest, HoldsAValueInEachOfManySlots) {
-  std::vector<TlsSlot> slots(100);
-  for (TlsSlot& slot : slots) {
-    ASSERT_TRUE(slot.Acquire());
-    EXPECT_EQ(slot.Get(), nullptr);
-    slot.Set(&slot);
-  }
-  for (TlsSlot& slot : slots) {
-    EXPECT_EQ(slot.Get(), &slot);
-    slot.Release();
-  }
-}
-
 }  // namespace
 }  // namespace Tav::Platform

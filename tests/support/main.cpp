@@ -1,8 +1,6 @@
-// The main function of all test programs that link the library's objects: the JSON allocator must
-// be set before the first JSON value is made.
+// The main function of all test programs that link the library's objects: on Windows it waits for
+// threads that are ending.
 #include <gtest/gtest.h>
-
-#include "util/arena.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -39,7 +37,6 @@ void AwaitEndingThreads() {
 #endif
 
 int main(int argc, char** argv) {
-  Tav::UseArenasForJson();
   testing::InitGoogleTest(&argc, argv);
   const int status = RUN_ALL_TESTS();
 #ifdef _WIN32

@@ -1,6 +1,7 @@
 // Converts built records back to JSON, and makes events.
 #pragma once
 
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,7 +13,6 @@
 #include "streams/gzip_stream.h"
 #include "streams/json_stream.h"
 #include "streams/memory_stream.h"
-#include "util/arena.h"
 #include "util/json.h"
 
 namespace Tav::Testing {
@@ -43,7 +43,7 @@ inline std::string ExpandText(const BuiltRecord& record) {
 inline std::string Text(const json_t* value) {
   char* const text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY);
   const std::string copy = text == nullptr ? "" : text;
-  TaggedFree(text);
+  std::free(text);
   return copy;
 }
 

@@ -164,35 +164,6 @@ TEST(ArenaTest, GrowsByBlocksAndRejectsWhatNoBlockHolds) {
   EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
 }
 
-TEST(ArenaScopeTest, JsonOfAScopeMayGrowOutsideOfIt) {
-  AcquireArenaSlot();
-  Arena* const arena = Arena::Create();
-  json_t* object = nullptr;
-  {
-    const ArenaScope scope(arena);
-    object = json_object();
-    json_object_set_new(object, "inside", json_string("arena"));
-  }
-  // Enough members to grow the object's table. The new table is heap memory, and freeing the object
-  // must tell the two apart.
-  for (int i = 0; i < 50; ++i) {
-    json_object_set_new(object, std::to_string(i).c_str(), json_integer(i));
-  }
-  const std::string tooLargeForABlock(5000, 'x');
-  {
-    const ArenaScope scope(arena);
-    json_object_set_new(object, "large", json_string(tooLargeForABlock.c_str()));
-  }
-  EXPECT_EQ(json_object_size(object), 52u);
-  EXPECT_EQ(JsonStringView(json_object_get(object, "large")), tooLargeForABlock);
-  JsonPtr owner(object);
-  owner.Reset();
-  Arena::Destroy(arena);
-  ReleaseArenaSlot();
-  BlockPool::Trim();
-  EXPECT_EQ(BlockPool::CommittedSlabs(), 0u);
-}
-
 TEST(JsonTest, TextThatJsonRejectsIsDecodedAsLatin1) {
   EXPECT_EQ(JsonStringView(MakeJsonString("").Get()), "");
   EXPECT_EQ(JsonStringView(MakeJsonString({}).Get()), "");

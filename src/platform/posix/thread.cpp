@@ -270,28 +270,4 @@ void SleepMilliseconds(int milliseconds) noexcept {
   }
 }
 
-bool TlsSlot::Acquire() noexcept {
-  pthread_key_t key{};
-  valid_ = pthread_key_create(&key, nullptr) == 0;
-  index_ = key;
-  return valid_;
-}
-
-void TlsSlot::Release() noexcept {
-  if (valid_) {
-    valid_ = false;
-    pthread_key_delete(static_cast<pthread_key_t>(index_));
-  }
-}
-
-void* TlsSlot::Get() const noexcept {
-  return valid_ ? pthread_getspecific(static_cast<pthread_key_t>(index_)) : nullptr;
-}
-
-void TlsSlot::Set(void* value) const noexcept {
-  if (valid_) {
-    pthread_setspecific(static_cast<pthread_key_t>(index_), value);
-  }
-}
-
 }  // namespace Tav::Platform

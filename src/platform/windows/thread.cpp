@@ -1,11 +1,8 @@
 #include "platform/thread.h"
 
 #include <windows.h>
-// Needs windows.h.
-#include <winternl.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <new>
 
 #include "platform/error.h"
@@ -65,23 +62,6 @@ DWORD WINAPI RunThread(void* parameter) {
   start.entry(start.argument);
   FreeLibraryAndExitThread(start.module, 0);
 }
-
-// The first slots are in the thread's own block. Reading them there is faster than TlsGetValue, and
-// jansson's allocator reads a slot several times for each property. The place is declared in
-// winternl.h and the same in every 64-bit Windows.
-constexpr DWORD kDirectSlots = sizeof(TEB::TlsSlots) / sizeof(void*);
-static_assert(kDirectSlots == 64 && offsetof(TEB, TlsSlots) == 0x1480);
-
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Warray-bounds"  // in MinGW's NtCurrentTeb
-#endif
-void** DirectSlot(DWORD index) {
-  return &NtCurrentTeb()->TlsSlots[index];
-}
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
 
 int ErrnoOf(DWORD lastError) {
   switch (lastError) {
@@ -188,44 +168,6 @@ WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) n
 
 void SleepMilliseconds(int milliseconds) noexcept {
   Sleep(milliseconds > 0 ? static_cast<DWORD>(milliseconds) : 0);
-}
-
-bool TlsSlot::Acquire() noexcept {
-  index_ = TlsAlloc();
-  valid_ = index_ != TLS_OUT_OF_INDEXES;
-  return valid_;
-}
-
-void TlsSlot::Release() noexcept {
-  if (valid_) {
-    valid_ = false;
-    TlsFree(index_);
-  }
-}
-
-void* TlsSlot::Get() const noexcept {
-  if (!valid_) {
-    return nullptr;
-  }
-  if (index_ < kDirectSlots) {
-    return *DirectSlot(index_);
-  }
-  // TlsGetValue clears the last error, so that a null value differs from a failure.
-  const DWORD lastError = ::GetLastError();
-  void* const value = TlsGetValue(index_);
-  ::SetLastError(lastError);
-  return value;
-}
-
-void TlsSlot::Set(void* value) const noexcept {
-  if (!valid_) {
-    return;
-  }
-  if (index_ < kDirectSlots) {
-    *DirectSlot(index_) = value;
-  } else {
-    TlsSetValue(index_, value);
-  }
 }
 
 }  // namespace Tav::Platform
