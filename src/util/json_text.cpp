@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -10,6 +9,7 @@
 #include <utility>
 
 #include "util/byte_codec.h"
+#include "util/real_text.h"
 #include "util/text.h"
 #include "util/value_codec.h"
 
@@ -62,70 +62,6 @@ char* PutEscape(char* to, char c) {
   to[3] = kHexDigits[static_cast<unsigned char>(c) >> 4];
   to[4] = kHexDigits[static_cast<unsigned char>(c) & 0xF];
   return to + 5;
-}
-
-// At least `minDigits` digits.
-char* PutNumber(char* to, uint64_t number, int minDigits) {
-  int digits = 0;
-  for (uint64_t rest = number; rest != 0 || digits < minDigits; rest /= 10) {
-    ++digits;
-  }
-  char* const end = to + digits;
-  for (char* at = end; at != to; number /= 10) {
-    *--at = static_cast<char>('0' + number % 10);
-  }
-  return end;
-}
-
-// A number of which 17 significant digits are kept, the last one rounded: whole + fraction / ten,
-// where `places` is the number of digits after the point.
-struct Decimal {
-  uint64_t whole = 0;
-  uint64_t fraction = 0;
-  int places = 0;
-};
-
-// With numbers of 64 bits, for most numbers that occur: about 0.004 to 9e15. False for others, and
-// for a number halfway between two results.
-bool ToDecimal(double number, Decimal& decimal) {
-  constexpr int kSignificant = 17;
-  constexpr int kMaxShift = 60;  // ten times the rest must fit
-  constexpr int kMantissaBits = 52;
-  constexpr int kExponentBias = 1075;
-  const auto bits = std::bit_cast<uint64_t>(number);
-  const int shift = kExponentBias - static_cast<int>(bits >> kMantissaBits & 0x7FF);
-  if (shift < 0 || shift > kMaxShift) {
-    return false;
-  }
-  const uint64_t one = uint64_t{1} << kMantissaBits;
-  const uint64_t mantissa = (bits & (one - 1)) | one;
-  const uint64_t unit = uint64_t{1} << shift;
-  uint64_t rest = mantissa & (unit - 1);
-  decimal.whole = mantissa >> shift;
-  int significant = 0;
-  for (uint64_t whole = decimal.whole; whole != 0; whole /= 10) {
-    ++significant;
-  }
-  uint64_t power = 1;  // of ten
-  while (rest != 0 && significant < kSignificant) {
-    rest *= 10;
-    decimal.fraction = decimal.fraction * 10 + (rest >> shift);
-    rest &= unit - 1;
-    power *= 10;
-    ++decimal.places;
-    significant += decimal.whole != 0 || decimal.fraction != 0 ? 1 : 0;
-  }
-  if (rest * 2 == unit) {
-    return false;
-  }
-  if (rest * 2 > unit && ++decimal.fraction == power) {
-    ++decimal.whole;
-    decimal.fraction = 0;
-  }
-  for (; decimal.places > 0 && decimal.fraction % 10 == 0; --decimal.places) {
-    decimal.fraction /= 10;
-  }
-  return true;
 }
 
 // Reads an object's members that are strings or numbers.
@@ -262,22 +198,12 @@ void JsonText::AddEscaped(std::string_view string) {
 }
 
 void JsonText::AddReal(double number) {
-  constexpr size_t kMaxLength = 42;  // a sign, a point and two numbers of 64 bits
-  Decimal decimal;
-  if (number != 0 && !ToDecimal(number, decimal)) {
+  char text[kRealTextSize];
+  if (const size_t length = FormatReal(number, text)) {
+    Add({text, length});
+  } else {
     AddValue(OrThrow(JsonPtr(json_real(number))).Get());
-    return;
   }
-  const size_t before = size_;
-  char* const begin = Room(kMaxLength);
-  char* to = begin;
-  if (std::signbit(number)) {
-    *to++ = '-';
-  }
-  to = PutNumber(to, decimal.whole, 1);
-  *to++ = '.';
-  to = PutNumber(to, decimal.fraction, decimal.places == 0 ? 1 : decimal.places);
-  CutTo(before + static_cast<size_t>(to - begin));
 }
 
 void JsonText::AddValue(const json_t* value) {
@@ -290,7 +216,9 @@ void JsonText::AddValue(const json_t* value) {
       return -1;
     }
   };
-  if (json_dump_callback(value, add, this, JSON_COMPACT | JSON_ENCODE_ANY) != 0) {
+  // Later versions of jansson write fewer digits by default.
+  constexpr size_t kFlags = JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(17);
+  if (json_dump_callback(value, add, this, kFlags) != 0) {
     throw std::bad_alloc();
   }
 }

@@ -41,7 +41,7 @@ inline std::string ExpandText(const BuiltRecord& record) {
 
 // Compact JSON text.
 inline std::string Text(const json_t* value) {
-  char* const text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY);
+  char* const text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(17));
   const std::string copy = text == nullptr ? "" : text;
   std::free(text);
   return copy;
