@@ -212,6 +212,7 @@ TEST_F(JournalFileTest, ADamagedEntryEndsItsSegmentOnly) {
 
 // The disk is gone: a page that was not in memory cannot be loaded.
 TEST_F(JournalFileTest, WhatTheFileCannotTakeGoesToMemory) {
+  TAV_NEEDS_GUARDED_COPIES();
   AddRoom(2);
   Append("a");
   Append("b", 500000);
@@ -238,6 +239,7 @@ TEST_F(JournalFileTest, WhatTheFileCannotTakeGoesToMemory) {
 }
 
 TEST_F(JournalFileTest, ALostPageCostsOnlyWhatItHolds) {
+  TAV_NEEDS_GUARDED_COPIES();
   AddRoom(2);
   Append("a", 300000);
   Append("b", 300000);
@@ -258,6 +260,7 @@ TEST_F(JournalFileTest, ALostPageCostsOnlyWhatItHolds) {
 
 // It may be readable again, so nothing of it is given up.
 TEST_F(JournalFileTest, ADeadJournalOnALostDiskIsNotDamaged) {
+  TAV_NEEDS_GUARDED_COPIES();
   AddRoom(1);
   Append("a");
   Append("b", 500000);

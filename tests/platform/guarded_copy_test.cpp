@@ -37,6 +37,7 @@ TEST_F(GuardedCopyTest, CopiesAnySizeAndNothingElse) {
 }
 
 TEST_F(GuardedCopyTest, FailsWhereAPageCannotBeAccessed) {
+  TAV_NEEDS_GUARDED_COPIES();
   std::vector<std::byte> buffer(2 * 4096);
   uint64_t word = 0;
   for (int round = 0; round < 3; ++round) {

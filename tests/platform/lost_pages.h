@@ -5,6 +5,22 @@
 
 namespace Tav::Testing {
 
+#if defined(__SANITIZE_THREAD__)
+#define TAV_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define TAV_THREAD_SANITIZER
+#endif
+#endif
+
+// At the beginning of a test that loses pages.
+#ifdef TAV_THREAD_SANITIZER
+#define TAV_NEEDS_GUARDED_COPIES() \
+  GTEST_SKIP() << "ThreadSanitizer does not survive a jump out of an access that has failed"
+#else
+#define TAV_NEEDS_GUARDED_COPIES() static_cast<void>(0)
+#endif
+
 // Whole pages of the process.
 void SetAccess(std::byte* pages, size_t size, bool access);
 

@@ -57,6 +57,7 @@ class RunJournalTest : public SessionManagerTest {
 };
 
 TEST_F(RunJournalTest, HostsGoOnInMemoryAndOneLineTells) {
+  TAV_NEEDS_GUARDED_COPIES();
   ASSERT_TRUE(journal_.HasFile());
   const std::vector<std::byte*> segments = Segments();
   ASSERT_GE(segments.size(), 8u);

@@ -10,6 +10,37 @@ namespace Tav::Platform {
 
 namespace {
 
+void CopyPlain(void* to, const void* from, size_t size) {
+  const auto places = reinterpret_cast<uintptr_t>(to) | reinterpret_cast<uintptr_t>(from);
+  if (size == sizeof(uint64_t) && places % sizeof(uint64_t) == 0) {
+    const std::atomic_ref<uint64_t> source(*static_cast<uint64_t*>(const_cast<void*>(from)));
+    std::atomic_ref<uint64_t>(*static_cast<uint64_t*>(to))
+        .store(source.load(std::memory_order_acquire), std::memory_order_release);
+  } else if (size != 0) {
+    std::memcpy(to, from, size);
+  }
+}
+
+}  // namespace
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define TAV_UNGUARDED
+#endif
+#endif
+
+#ifdef TAV_UNGUARDED
+
+// ThreadSanitizer does not survive the jump.
+bool CopyGuarded(void* to, const void* from, size_t size) noexcept {
+  CopyPlain(to, from, size);
+  return true;
+}
+
+#else
+
+namespace {
+
 // Where the copy that this thread is making continues after a fault; null while it makes none.
 __thread sigjmp_buf* failure = nullptr;
 
@@ -36,17 +67,6 @@ bool Install() {
   return true;
 }
 
-void CopyPlain(void* to, const void* from, size_t size) {
-  const auto places = reinterpret_cast<uintptr_t>(to) | reinterpret_cast<uintptr_t>(from);
-  if (size == sizeof(uint64_t) && places % sizeof(uint64_t) == 0) {
-    const std::atomic_ref<uint64_t> source(*static_cast<uint64_t*>(const_cast<void*>(from)));
-    std::atomic_ref<uint64_t>(*static_cast<uint64_t*>(to))
-        .store(source.load(std::memory_order_acquire), std::memory_order_release);
-  } else if (size != 0) {
-    std::memcpy(to, from, size);
-  }
-}
-
 }  // namespace
 
 bool CopyGuarded(void* to, const void* from, size_t size) noexcept {
@@ -63,5 +83,7 @@ bool CopyGuarded(void* to, const void* from, size_t size) noexcept {
   failure = nullptr;
   return true;
 }
+
+#endif
 
 }  // namespace Tav::Platform

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "platform/lost_pages.h"
 #include "session/session_fixture.h"
 
 namespace Tav::Testing {
@@ -21,6 +22,7 @@ class LostJournalTest : public SessionManagerTest {
 };
 
 TEST_F(LostJournalTest, TheRunGoesOnAndDeliversWhatIsReported) {
+  TAV_NEEDS_GUARDED_COPIES();
   Start();
   Log("one");
   EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
