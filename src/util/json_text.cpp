@@ -79,6 +79,7 @@ class PlainMembers {
     if (tag_ == ValueTag::String) {
       text_ = reader_.Text();
     } else {
+      text_ = {};
       number_ = reader_.Fixed<double>();
     }
     return !reader_.Failed();
@@ -157,7 +158,7 @@ char* JsonText::Room(size_t size) {
 }
 
 void JsonText::Add(std::string_view bytes) {
-  std::memcpy(Room(bytes.size()), bytes.data(), bytes.size());
+  bytes.copy(Room(bytes.size()), bytes.size());
 }
 
 void JsonText::AddName(char separator, std::string_view name) {
@@ -170,7 +171,7 @@ void JsonText::AddString(std::string_view string) {
   if (IsPlain(string)) {
     char* const to = Room(string.size() + 2);
     to[0] = '"';
-    std::memcpy(to + 1, string.data(), string.size());
+    string.copy(to + 1, string.size());
     to[string.size() + 1] = '"';
   } else if (IsAscii(string)) {
     AddEscaped(string);
@@ -233,7 +234,7 @@ bool JsonText::AddPlainMembers(std::span<const std::byte> bytes) {
     if (!members.IsString() && !std::isfinite(members.Number())) {
       continue;
     }
-    if (!IsAscii(members.Key()) || !keys.Add(members.Key())) {
+    if (!IsAscii(members.Key()) || !keys.Add(members.Key()) || !IsUtf8(members.Text())) {
       return false;
     }
     AddName(separator, members.Key());

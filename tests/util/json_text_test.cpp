@@ -208,7 +208,9 @@ TEST(JsonTextTest, DamagedMembersLeaveTheTextAsItWas) {
   int damaged = 0;
   for (int i = 0; i < 3000; ++i) {
     std::vector<std::byte> members = writer.Write();
-    members.resize(static_cast<size_t>(random.Below(static_cast<int64_t>(members.size()))));
+    if (random.OneIn(3)) {
+      members.resize(static_cast<size_t>(random.Below(static_cast<int64_t>(members.size()))));
+    }
     for (int64_t flips = random.Below(3); flips > 0 && !members.empty(); --flips) {
       members[static_cast<size_t>(random.Below(static_cast<int64_t>(members.size())))] ^=
           std::byte{0x81};
@@ -222,7 +224,7 @@ TEST(JsonTextTest, DamagedMembersLeaveTheTextAsItWas) {
     ASSERT_EQ(text.View(), "before" + (appended ? Testing::Text(expected.Get()) : ""));
     damaged += appended ? 0 : 1;
   }
-  EXPECT_GT(damaged, 2000);
+  EXPECT_GT(damaged, 1000);
 }
 
 }  // namespace
