@@ -252,9 +252,12 @@ TEST_F(SendingTest, AFewRecordsAreBuiltWhileOneTravels) {
   run.delivery.BuildNext(true);
   log_.Take();
   static CapturedLog* log = nullptr;
-  static std::atomic<bool> overlapped{false};
+  static std::atomic<bool> overlapped;
   log = &log_;
-  Gateway::gate = [] { overlapped = Testing::Eventually([] { return log->Find(kBuilt) != ""; }); };
+  overlapped = true;
+  Gateway::gate = [] {
+    overlapped = overlapped && Testing::Eventually([] { return log->Find(kBuilt) != ""; });
+  };
   EXPECT_TRUE(run.delivery.SendToServer());
   EXPECT_TRUE(overlapped);
   EXPECT_EQ(Gateway::Events(), events);
