@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Usage: cmake/deps.sh GROUP...
 # Installs the missing ones of the packages that a group needs on Debian 12.
-#   cross     the MinGW-w64 compiler, zlib for it, and jansson built for it into build/deps/mingw
+#   cross     the MinGW-w64 compiler, and zlib and jansson built for it into build/deps/mingw
 #   native    GCC and the libraries of the local gateway and of native builds
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
@@ -16,8 +16,8 @@ say() { printf '   %s\n' "$*"; }
 packages_of() {
   case $1 in
     cross)
-      echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix libz-mingw-w64-dev
-      [ -e "$prefix/.stamp" ] || echo dpkg-dev # unpacks jansson's sources
+      echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix
+      [ -e "$prefix/.stamp" ] || echo dpkg-dev # unpacks sources
       ;;
     native)
       echo cmake ninja-build googletest g++ \
@@ -61,9 +61,9 @@ install_packages() {
     2> >(grep -v '^debconf: delaying package configuration' >&2)
 }
 
-# Debian has no package of jansson for MinGW, only the sources. apt reads the source lists into a
-# separate folder, which leaves the machine's configuration unchanged, and checks signatures as usual.
-fetch_jansson() {
+# Unpacks the sources of Debian's packages zlib and jansson. apt reads the source lists into a separate
+# folder, which leaves the machine's configuration unchanged, and checks signatures as usual.
+fetch_sources() {
   local work=$1 options
   mkdir -p "$work/sources.list.d" "$work/lists/partial"
   if [ -e /etc/apt/sources.list.d/debian.sources ]; then
@@ -76,33 +76,65 @@ fetch_jansson() {
   options=(-o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$work/sources.list.d"
     -o "Dir::State::lists=$work/lists" -o APT::Sandbox::User=root -o Acquire::Retries=3)
   apt-get "${options[@]}" -qq update </dev/null
-  (cd "$work" && apt-get "${options[@]}" -qq source jansson </dev/null >/dev/null)
+  (cd "$work" && apt-get "${options[@]}" -qq source zlib jansson </dev/null >/dev/null)
+}
+
+triplet=x86_64-w64-mingw32
+# The objects contain machine code beside the input of link-time optimisation, as those of
+# src/CMakeLists.txt do.
+library_flags=(-DNDEBUG -ffunction-sections -fdata-sections -flto -ffat-lto-objects)
+
+# The files that compress are optimised for speed: most of the session thread's time is theirs. The
+# table of checksums (9 KB) is calculated at run time. The functions for .gz files are left out.
+build_zlib() {
+  local source=$1 file level objects=()
+  mkdir -p "$prefix/lib" "$prefix/include"
+  for file in adler32 compress crc32 deflate inffast inflate inftrees trees uncompr zutil; do
+    case $file in
+      adler32 | crc32 | deflate | trees) level=-O2 ;;
+      *) level=-Os ;;
+    esac
+    objects+=("$source/$file.o")
+    $triplet-gcc-posix $level "${library_flags[@]}" -DDYNAMIC_CRC_TABLE \
+      "-ffile-prefix-map=$source=." "-frandom-seed=$file" \
+      -c "$source/$file.c" -o "$source/$file.o" || return 1
+  done
+  $triplet-gcc-ar-posix rcsD "$prefix/lib/libz.a" "${objects[@]}" &&
+    cp "$source/zlib.h" "$source/zconf.h" "$prefix/include/"
 }
 
 build_jansson() {
-  local stamp work source
+  local source=$1
+  cmake -S "$source" -B "$source/build" -G Ninja -Wno-dev \
+    -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS_RELEASE=-Os \
+    -DCMAKE_C_FLAGS="${library_flags[*]} -ffile-prefix-map=$source=. -frandom-seed=jansson" \
+    -DJANSSON_BUILD_DOCS=OFF -DJANSSON_EXAMPLES=OFF -DJANSSON_WITHOUT_TESTS=ON \
+    -DJANSSON_BUILD_SHARED_LIBS=OFF &&
+    cmake --build "$source/build" &&
+    cmake --install "$source/build"
+}
+
+# Debian has zlib for MinGW, but optimised for speed only, and no jansson.
+build_libraries() {
+  local stamp work
   # A change of this script, the toolchain file or the compiler causes a rebuild.
   stamp=$(cat "$0" "$root/cmake/mingw-w64.cmake" | sha256sum | cut -c1-16)
-  stamp+=" $(x86_64-w64-mingw32-gcc-posix --version | head -n 1)"
+  stamp+=" $($triplet-gcc-posix --version | head -n 1)"
   [ "$(cat "$prefix/.stamp" 2>/dev/null)" != "$stamp" ] || return 0
   install_packages dpkg-dev
 
-  say "building jansson for Windows"
+  say "building zlib and jansson for Windows"
   mkdir -p "$root/build/deps"
-  work=$(mktemp -d "$root/build/deps/jansson.XXXXXX")
+  work=$(mktemp -d "$root/build/deps/sources.XXXXXX")
   # shellcheck disable=SC2064 # expands now, on purpose
   trap "rm -rf '$work'" EXIT
-  fetch_jansson "$work"
-  source=$(find "$work" -maxdepth 1 -type d -name 'jansson-*')
-  cmake -S "$source" -B "$work/build" -G Ninja -Wno-dev \
-    -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
-    -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS_RELEASE="-O2 -DNDEBUG" \
-    -DCMAKE_C_FLAGS="-ffunction-sections -fdata-sections -ffile-prefix-map=$work=." \
-    -DJANSSON_BUILD_DOCS=OFF -DJANSSON_EXAMPLES=OFF -DJANSSON_WITHOUT_TESTS=ON \
-    -DJANSSON_BUILD_SHARED_LIBS=OFF >"$work/log" 2>&1 &&
-    cmake --build "$work/build" >>"$work/log" 2>&1 &&
-    rm -rf "$prefix" &&
-    cmake --install "$work/build" >>"$work/log" 2>&1 || {
+  fetch_sources "$work"
+  rm -rf "$prefix"
+  {
+    build_zlib "$(find "$work" -maxdepth 1 -type d -name 'zlib-*')" &&
+      build_jansson "$(find "$work" -maxdepth 1 -type d -name 'jansson-*')"
+  } >"$work/log" 2>&1 || {
     cat "$work/log" >&2
     return 1
   }
@@ -119,5 +151,5 @@ done
 read -rd '' -a packages <<<"$names" || true
 install_packages "${packages[@]}"
 for group in "$@"; do
-  if [ "$group" = cross ]; then build_jansson; fi
+  if [ "$group" = cross ]; then build_libraries; fi
 done

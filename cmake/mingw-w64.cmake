@@ -11,12 +11,12 @@ set(CMAKE_RC_COMPILER ${triplet}-windres)
 set(CMAKE_AR ${triplet}-gcc-ar-posix CACHE FILEPATH "")
 set(CMAKE_RANLIB ${triplet}-gcc-ranlib-posix CACHE FILEPATH "")
 
-# cmake/deps.sh installs here the libraries that Debian does not package for MinGW.
+# cmake/deps.sh installs zlib and jansson here.
 set(TAV_DEPS_PREFIX "${CMAKE_CURRENT_LIST_DIR}/../build/deps/mingw"
     CACHE PATH "Prefix of the libraries built for MinGW")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TAV_DEPS_PREFIX)
 
-set(CMAKE_FIND_ROOT_PATH "/usr/${triplet}" "${TAV_DEPS_PREFIX}")
+set(CMAKE_FIND_ROOT_PATH "${TAV_DEPS_PREFIX}" "/usr/${triplet}")
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

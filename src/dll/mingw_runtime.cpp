@@ -1,7 +1,7 @@
-// Replacements for two parts of GCC's C++ run-time, for the MinGW build of the DLL only. They keep
-// the linker from using the archive members of libstdc++ with the same functions, and so leave out
-// the symbol demangler (47 KB) and the exception classes with their reference-counted strings (56
-// KB). If anything else needs those members, the link fails with duplicate symbols.
+// Replacements for parts of the run-times of GCC and MinGW, for the MinGW build of the DLL only. They
+// keep the linker from using the archive members with the same functions, and so leave out the symbol
+// demangler (47 KB), the exception classes with their reference-counted strings (56 KB) and the
+// relocation of imported data (3 KB). If anything else needs those members, the link fails with duplicate symbols.
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -20,6 +20,10 @@ class LogicFailure final : public std::exception {
 };
 
 }  // namespace
+
+// Called at the start of the DLL. With --disable-auto-import there is nothing to relocate.
+extern "C" void _pei386_runtime_relocator(void);
+void _pei386_runtime_relocator(void) {}
 
 namespace __gnu_cxx {
 

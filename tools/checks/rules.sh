@@ -26,6 +26,9 @@ complain "these headers add hundreds of kilobytes to the DLL; use src/platform i
   "$(search '#[[:space:]]*include[[:space:]]*<(iostream|fstream|sstream|ostream|istream|locale|regex|filesystem|thread|future|condition_variable)>' \
     'src/*.h' 'src/*.cpp')"
 
+complain "msvcrt.dll, which formats text for the DLL, does not know these length modifiers" \
+  "$(search '"[^"]*%[-+ #0-9.*]*(hh|j|z|t|L)[diouxXeEfgGaA]' 'src/*.h' 'src/*.cpp' ':!src/platform/posix')"
+
 complain "thread_local needs a run-time of its own" \
   "$(search '^[^/]*\bthread_local\b' 'src/*.h' 'src/*.cpp')"
 

@@ -104,8 +104,14 @@ class ComVariant {
 };
 
 std::string RealText(double number) {
-  char text[40];
-  std::snprintf(text, sizeof text, "%g", number);
+  char buffer[40];
+  std::snprintf(buffer, sizeof buffer, "%g", number);
+  std::string text = buffer;
+  // The system's C run-time writes three digits of the exponent.
+  const size_t exponent = text.find('e');
+  if (exponent != text.npos && text.size() == exponent + 5 && text[exponent + 2] == '0') {
+    text.erase(exponent + 2, 1);
+  }
   return text;
 }
 
