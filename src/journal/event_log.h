@@ -111,7 +111,7 @@ class EventLog {
   void SetVerdict(Position entry, Verdict verdict);
 
  private:
-  static constexpr size_t kLowRoom = 6;
+  static constexpr size_t kLowRoom = 4;  // not more than RunJournal keeps ready
 
   // One use of a segment.
   struct Use {

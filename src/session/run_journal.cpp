@@ -12,8 +12,11 @@ namespace Tav {
 
 namespace {
 
-// Segments that are kept ready: 8 MiB, room for some 36,000 events with seven properties.
-constexpr size_t kReadySegments = 8;
+// The room for a burst that meets an idle session thread: 8 MiB, some 36,000 events with seven
+// properties.
+constexpr int64_t kStandingSize = int64_t{8} << 20;
+// Segments that are kept ready during a burst.
+constexpr size_t kReadySegments = 4;
 // A larger file is replaced when it is empty.
 constexpr int64_t kMaxIdleSize = int64_t{12} << 20;
 
@@ -79,8 +82,9 @@ void RunJournal::Refill() {
   if (Platform::MonotonicMilliseconds() < retryAt_) {
     return;
   }
-  while (queue_.WithLog(
-      [](const EventLog& log) { return log.Ready() < kReadySegments && log.MayGrow(); })) {
+  while (queue_.WithLog([standing = file_->Size() >= kStandingSize](const EventLog& log) {
+    return (!standing || log.Ready() < kReadySegments) && log.MayGrow();
+  })) {
     if (!AddSegment()) {
       return;
     }
