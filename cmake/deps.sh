@@ -95,9 +95,9 @@ build_zlib() {
       *) level=-Os ;;
     esac
     objects+=("$source/$file.o")
-    $triplet-gcc-posix $level "${library_flags[@]}" -DDYNAMIC_CRC_TABLE \
-      "-ffile-prefix-map=$source=." "-frandom-seed=$file" \
-      -c "$source/$file.c" -o "$source/$file.o" || return 1
+    # The input of link-time optimisation contains the name of the source file as it is given here.
+    (cd "$source" && $triplet-gcc-posix $level "${library_flags[@]}" -DDYNAMIC_CRC_TABLE \
+      "-frandom-seed=$file" -c $file.c -o $file.o) || return 1
   done
   $triplet-gcc-ar-posix rcsD "$prefix/lib/libz.a" "${objects[@]}" &&
     cp "$source/zlib.h" "$source/zconf.h" "$prefix/include/"
