@@ -1,5 +1,6 @@
 // A library with the run-time of tav.dll, for the test of its failures.
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <string>
@@ -42,4 +43,9 @@ extern "C" __declspec(dllexport) int Fail(int failure, size_t tooMuch) {
   } catch (const std::exception& exception) {
     return exception.what()[0] != '\0' ? 2 : 3;
   }
+}
+
+// Reads the number and writes it between a text and another number; returns what snprintf does.
+extern "C" __declspec(dllexport) int Format(char* buffer, size_t size, const char* number) {
+  return std::snprintf(buffer, size, "%s %.3f %lld", "text", std::strtod(number, nullptr), -7LL);
 }

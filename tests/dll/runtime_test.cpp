@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -27,6 +28,26 @@ TEST(RuntimeTest, ADefectIsAnExceptionThatCanBeCaught) {
   EXPECT_EQ(fail(3, 7), 2) << "std::string(nullptr)";
   EXPECT_EQ(fail(4, 7), 1) << "std::vector::resize";
 #endif
+  FreeLibrary(module);
+}
+
+TEST(RuntimeTest, TextThatDoesNotFitIsCutAndMeasured) {
+  const HMODULE module = LoadLibraryW(L"tav_runtime.dll");
+  ASSERT_NE(module, nullptr) << GetLastError();
+  using FormatFunction = int (*)(char*, size_t, const char*);
+  const auto format = reinterpret_cast<FormatFunction>(
+      reinterpret_cast<void (*)()>(GetProcAddress(module, "Format")));
+  ASSERT_NE(format, nullptr);
+  const std::string whole = "text 2500.125 -7";
+  const int length = static_cast<int>(whole.size());
+  char text[32];
+  EXPECT_EQ(format(text, sizeof text, "2.500125e3"), length);
+  EXPECT_EQ(text, whole);
+  for (const size_t size : {whole.size(), size_t{5}, size_t{1}}) {
+    EXPECT_EQ(format(text, size, "2.500125e3"), length);
+    EXPECT_EQ(text, whole.substr(0, size - 1));
+  }
+  EXPECT_EQ(format(nullptr, 0, "2.500125e3"), length);
   FreeLibrary(module);
 }
 
