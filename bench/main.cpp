@@ -18,11 +18,13 @@ using namespace Bench;
 
 constexpr char kUsage[] =
     "usage: bench_host SCENARIO [OPTION VALUE]...\n"
-    "scenarios: latency steps requests throughput memory report\n"
+    "scenarios: latency steps requests throughput compression memory growth-sent\n"
+    "  growth-waiting report\n"
     "  --name NAME       name of the round in the results\n"
     "  --threads N       default 1\n"
     "  --events N        per thread, default 1\n"
-    "  --pause-ms N      pause before each event, default 0\n"
+    "  --pause-ms N      pause before each group of events, default 0\n"
+    "  --group N         events of a group, default 1\n"
     "  --gateway URL     default: environment variable TAV_TEST_GATEWAY, else null://\n"
     "  --library PATH    default tav.dll\n"
     "  --results FILE    default results.json\n"
@@ -35,11 +37,10 @@ Scenario FindScenario(const std::string& name) {
   static constexpr struct {
     const char* name;
     Scenario run;
-  } kScenarios[] = {{"latency", MeasureLatency},
-                    {"steps", MeasureSteps},
-                    {"requests", CountRequests},
-                    {"throughput", MeasureThroughput},
-                    {"memory", MeasureMemory}};
+  } kScenarios[] = {{"latency", MeasureLatency},         {"steps", MeasureSteps},
+                    {"requests", CountRequests},         {"throughput", MeasureThroughput},
+                    {"compression", MeasureCompression}, {"memory", MeasureMemory},
+                    {"growth-sent", MeasureGrowthSent},  {"growth-waiting", MeasureGrowthWaiting}};
   for (const auto& scenario : kScenarios) {
     if (name == scenario.name) {
       return scenario.run;
@@ -66,6 +67,8 @@ void SetOption(Options& options, const std::string& option, const std::string& v
     options.load.eventsPerThread = ReadNumber(value, 1);
   } else if (option == "--pause-ms") {
     options.load.pauseMilliseconds = ReadNumber(value, 0);
+  } else if (option == "--group") {
+    options.load.groupSize = ReadNumber(value, 1);
   } else if (option == "--gateway") {
     options.gateway = value;
   } else if (option == "--library") {

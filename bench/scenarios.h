@@ -19,7 +19,8 @@ namespace Bench {
 struct Load {
   int threads = 1;
   int eventsPerThread = 1;
-  int pauseMilliseconds = 0;  // of each thread before each event
+  int pauseMilliseconds = 0;  // of each thread before each group of events
+  int groupSize = 1;
 
   int Events() const { return threads * eventsPerThread; }
 };
@@ -46,6 +47,12 @@ void MeasureSteps(const Timing& timing, const Options& options, Results& results
 void CountRequests(const Timing& timing, const Options& options, Results& results);
 // Events per second from the host to the gateway; none may be lost.
 void MeasureThroughput(const Timing& timing, const Options& options, Results& results);
+// Speed of zlib alone on the records that the library makes of the events.
+void MeasureCompression(const Timing& timing, const Options& options, Results& results);
+// Times of events, and memory, while the gateway takes the events, and in a process in which the
+// library may not send.
+void MeasureGrowthSent(const Timing& timing, const Options& options, Results& results);
+void MeasureGrowthWaiting(const Timing& timing, const Options& options, Results& results);
 // Memory of the process at rest, at its peak and afterwards; size of the DLL.
 void MeasureMemory(const Timing& timing, const Options& options, Results& results);
 
@@ -87,11 +94,10 @@ class StartingGate {
 };
 
 // Calls `work(serial, values)` as often as the load says, and measures each call. The threads start
-// together. The memory for the samples has been touched by then, so that its page faults are not
-// measured.
+// together. The memory for the samples, which may be that of earlier ones, has been touched by
+// then, so that its page faults are not measured.
 template <typename Work>
-LoadTimes RunLoad(const Timing& timing, const Load& load, Work work) {
-  LoadTimes times;
+LoadTimes RunLoad(const Timing& timing, const Load& load, Work work, LoadTimes times = {}) {
   times.samples.assign(static_cast<size_t>(load.Events()), 0);
   StartingGate gate;
   const auto body = [&](int thread) {
@@ -99,7 +105,7 @@ LoadTimes RunLoad(const Timing& timing, const Load& load, Work work) {
                     static_cast<size_t>(thread) * static_cast<size_t>(load.eventsPerThread);
     gate.Enter();
     for (int event = 0; event < load.eventsPerThread; ++event) {
-      if (load.pauseMilliseconds > 0) {
+      if (load.pauseMilliseconds > 0 && event % load.groupSize == 0) {
         Sleep(static_cast<DWORD>(load.pauseMilliseconds));
       }
       const double serial = Serial(load, thread, event);

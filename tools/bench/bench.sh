@@ -29,7 +29,7 @@ export TAV_CONFIGURATOR=null:// # no name look-ups during the measurements
 failed=0
 
 # A program that hangs must not block the benchmark.
-windows_host=(timeout --kill-after=5 120 "$TAV_WINE" "$TAV_WINDOWS_BIN/bench_host.exe")
+windows_host=(timeout --kill-after=5 300 "$TAV_WINE" "$TAV_WINDOWS_BIN/bench_host.exe")
 blast=(--threads 4 --events 25000)
 
 load_average() { cut -d ' ' -f 1 /proc/loadavg; }
@@ -41,13 +41,14 @@ measure() {
   }
 }
 
-# measure_gateway NAME [GATEWAY-OPTION...]
-measure_gateway() {
-  local name=$1
+# with_gateway [GATEWAY-OPTION...] -- SCENARIO [OPTION...]
+with_gateway() {
+  local options=()
+  while [ "$1" != -- ]; do options+=("$1") && shift; done
   shift
-  "$TAV_ROOT/tests/support/with_gateway.sh" "$TAV_GATEWAY_PROGRAM" "$@" -- \
-    "${windows_host[@]}" throughput --name "$name" "${blast[@]}" --library "Z:$TAV_LIBRARY" || {
-    echo "!! failed: throughput to the gateway, $name" >&2
+  "$TAV_ROOT/tests/support/with_gateway.sh" "$TAV_GATEWAY_PROGRAM" "${options[@]}" -- \
+    "${windows_host[@]}" "$@" --library "Z:$TAV_LIBRARY" || {
+    echo "!! failed with the gateway: $*" >&2
     failed=1
   }
 }
@@ -78,10 +79,18 @@ for ((round = 1; round <= rounds; ++round)); do
   measure steps --name paced_1 --threads 1 --events 1000 --pause-ms 1
   printf ' end to end,'
   measure throughput --name null "${blast[@]}"
-  measure_gateway http
-  measure_gateway https --https
+  with_gateway -- throughput --name http "${blast[@]}"
+  with_gateway --https -- throughput --name https "${blast[@]}"
+  measure compression --name level9 --events 100000
   printf ' memory\n'
-  measure memory --name burst "${blast[@]}"
+  measure memory --name burst --threads 1 --events 20000
+done
+printf '   growth to 1,000,000 events\n'
+for events in 10000 100000 1000000; do
+  for what in sent waiting; do
+    with_gateway -- growth-$what --name ${what}_$events --events $events --pause-ms 1 --group 20 \
+      --scratch growth
+  done
 done
 # Counts, not times: one round is enough.
 measure requests --name blast --events 20000
