@@ -17,7 +17,7 @@ struct JsonRelease {
 using Json = std::unique_ptr<json_t, JsonRelease>;
 
 // Increased when a key changes its meaning.
-inline constexpr int kResultsVersion = 1;
+inline constexpr int kResultsVersion = 2;
 
 // Failures throw std::runtime_error.
 class Results {

@@ -1,7 +1,8 @@
-// Replacements for parts of the run-times of GCC and MinGW, for the MinGW build of the DLL only. They
-// keep the linker from using the archive members with the same functions, and so leave out the symbol
-// demangler (47 KB), the exception classes with their reference-counted strings (56 KB) and the
-// relocation of imported data (3 KB). If anything else needs those members, the link fails with duplicate symbols.
+// Replacements for parts of the run-times of GCC and MinGW, for the MinGW build of the DLL only.
+// They keep the linker from using the archive members with the same functions, and so leave out the
+// symbol demangler (47 KB), the exception classes with their reference-counted strings (56 KB) and
+// the relocation of imported data (3 KB). If anything else needs those members, the link fails with
+// duplicate symbols.
 #include <cstdlib>
 #include <exception>
 #include <new>
