@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "gateway/gzip.h"
+#include "gateway/store/rows.h"
 #include "gateway/value_checks.h"
 
 namespace Gateway {
@@ -77,12 +78,13 @@ void ListEvents(const json_t* root, Record& record, Problems& problems) {
   record.sessions.erase(first, last);
 }
 
-void ReadText(Record& record, Problems& problems) {
+// Returns the parsed text; null if it is not JSON.
+JsonPtr ReadText(Record& record, Problems& problems) {
   std::string error;
-  const JsonPtr root = ParseJson(record.text, error);
+  JsonPtr root = ParseJson(record.text, error);
   if (!root) {
     problems.Add(record.text.empty() ? "the body is empty" : "the text is not JSON: " + error);
-    return;
+    return root;
   }
   record.isJson = json_is_object(root.get());
   if (record.isJson) {
@@ -96,11 +98,12 @@ void ReadText(Record& record, Problems& problems) {
   }
   CheckSameVersion(root.get(), record.headers, problems);
   CheckRecord(root.get(), problems);
+  return root;
 }
 
 }  // namespace
 
-Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes) {
+Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes, bool withRows) {
   Record record;
   Problems problems;
   record.target = std::move(request.target);
@@ -109,8 +112,9 @@ Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes) {
   CheckRequestHeaders(record.headers, problems);
   record.text = ExpandBody(std::move(request.body), record.headers, maxExpandedBytes, problems);
   record.digest = Sha256Hex(record.text);
-  ReadText(record, problems);
+  const JsonPtr root = ReadText(record, problems);
   record.problems = problems.List();
+  record.rows = withRows ? MakeRows(root.get(), record) : nullptr;
   return record;
 }
 

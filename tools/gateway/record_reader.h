@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,8 @@
 #include "gateway/record_validator.h"
 
 namespace Gateway {
+
+struct RecordRows;  // store/rows.h
 
 // A POST request as it arrived.
 struct IncomingRequest {
@@ -44,13 +47,18 @@ struct Record {
   std::string component;  // "can", empty if the record has none
   std::vector<EventEntry> events;
   std::vector<std::string> sessions;  // distinct well-formed session ids of the events
+
+  std::shared_ptr<const RecordRows> rows;  // for a durable store; null unless asked for
 };
 
 // Bound on the expanded text of a body.
 constexpr std::size_t kMaxExpandedBytes = std::size_t{256} * 1024 * 1024;
 
 // Expands, parses and checks the body. Never fails: what is wrong is in the record's problems.
-// Leaves number, arrival and doubleOf unset. Any thread.
-Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes = kMaxExpandedBytes);
+// Leaves number, arrival and doubleOf unset. Any thread. `withRows` makes the rows that a durable
+// store writes, so that the store's one writer thread does not parse the text again.
+Record ReadRecord(IncomingRequest request,
+                  std::size_t maxExpandedBytes = kMaxExpandedBytes,
+                  bool withRows = false);
 
 }  // namespace Gateway

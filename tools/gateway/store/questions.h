@@ -39,6 +39,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "gateway/store/rows.h"
 #include "gateway/store/store.h"
@@ -133,7 +134,7 @@ class AnswerWriter {
   Answer Finish();
 
  private:
-  void Separate();
+  void Append(std::string_view value);
 
   std::string json_;
   std::size_t columns_;
