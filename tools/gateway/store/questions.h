@@ -2,7 +2,9 @@
 //
 // Times are milliseconds since the epoch, UTC; days and hours are UTC too, weeks begin on Monday.
 // Every question but `products` and `record` is about one product. `version`, `from` and `to`
-// (exclusive) narrow each of them: events by their time, sessions by their first event.
+// (exclusive) narrow their answers: events by their time, sessions by their first event.
+// `products`, `record` and `before_error` take `from` and `to` and ignore them; `record` ignores
+// the others too.
 //
 //   products()                        product, version, first, last, events, sessions
 //   events_over_time(step, name?, component?)        time, events; steps without events are left
@@ -39,7 +41,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "gateway/store/rows.h"
 #include "gateway/store/store.h"
@@ -115,47 +116,5 @@ struct ParsedQuestion {
 
 // Unknown parameters are refused. Texts must be UTF-8 without NUL.
 ParsedQuestion ParseQuestion(std::string_view question, const Parameters& parameters);
-
-// {"error":"..."}
-Answer ErrorAnswer(int status, std::string_view text);
-
-// Writes an answer, value by value, row after row. A row is complete when it has a value for every
-// column of the question.
-class AnswerWriter {
- public:
-  explicit AnswerWriter(QuestionId id);
-
-  void Integer(std::int64_t value);
-  void Number(double value);          // null if it is not finite
-  void Text(std::string_view value);  // any bytes
-  void Json(std::string_view value);  // as it is; null if empty
-  std::size_t Rows() const { return rows_; }
-
-  Answer Finish();
-
- private:
-  void Append(std::string_view value);
-
-  std::string json_;
-  std::size_t columns_;
-  std::size_t column_ = 0;
-  std::size_t rows_ = 0;
-};
-
-// The bins of a histogram. Numbers that are not finite are left out.
-class Histogram {
- public:
-  Histogram(double least, double greatest, std::int64_t bins);
-
-  void Add(double number, std::int64_t events = 1);
-  void Write(AnswerWriter& writer) const;
-
- private:
-  double Edge(std::size_t bin) const;
-
-  double least_;
-  double greatest_;
-  std::vector<std::int64_t> events_;
-};
 
 }  // namespace Gateway
