@@ -1,10 +1,29 @@
 #include "gateway/store/open_store.h"
 
+#include <exception>
+
+#include "gateway/store/sqlite_store.h"
+
 namespace Gateway {
 
+bool IsUrl(const std::string& where) {
+  return where.starts_with("http://") || where.starts_with("https://");
+}
+
 std::unique_ptr<Store> OpenStore(const StoreOptions& options, std::string& error) {
-  error = "this gateway is built without a store for " + options.where;
-  return nullptr;
+  if (IsUrl(options.where)) {
+    error = "this gateway is built without a store for " + options.where;
+    return nullptr;
+  }
+  try {
+    SqliteOptions sqlite;
+    sqlite.path = options.where;
+    sqlite.retentionDays = options.retentionDays;
+    return std::make_unique<SqliteStore>(std::move(sqlite));
+  } catch (const std::exception& failure) {
+    error = options.where + ": " + failure.what();
+    return nullptr;
+  }
 }
 
 }  // namespace Gateway

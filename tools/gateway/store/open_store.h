@@ -13,6 +13,9 @@ struct StoreOptions {
   int retentionDays = 0;  // 0 keeps records for ever
 };
 
+// Whether `where` is a URL and not a file.
+bool IsUrl(const std::string& where);
+
 // Opens or creates the store. Null on failure, with the reason in `error`. Blocks.
 std::unique_ptr<Store> OpenStore(const StoreOptions& options, std::string& error);
 

@@ -1,0 +1,214 @@
+#include "gateway/store/sqlite_store.h"
+
+#include <algorithm>
+#include <future>
+#include <utility>
+
+#include "gateway/store/sqlite_eraser.h"
+#include "gateway/store/sqlite_schema.h"
+
+namespace Gateway {
+namespace {
+
+constexpr std::size_t kMaxBatch = 100;
+constexpr int kReaders = 3;
+
+// A slice takes 50 ms at most; while records arrive, there is one a second.
+constexpr std::int64_t kSlice = 500;
+constexpr std::chrono::seconds kBetweenSlices{1};
+constexpr std::chrono::hours kBetweenRetentions{1};
+
+// The log is emptied when nothing was written for so long.
+constexpr std::chrono::seconds kIdle{1};
+constexpr std::chrono::minutes kAfterFailure{1};
+
+std::int64_t Now() {
+  return std::chrono::floor<std::chrono::milliseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+}  // namespace
+
+SqliteStore::SqliteStore(SqliteOptions options)
+    : options_(std::move(options)),
+      database_(options_.path, Database::Access::Write, static_cast<int>(options_.busy.count())) {
+  PrepareStore(database_);
+  writer_ = std::make_unique<SqliteWriter>(database_);
+  readers_ = std::make_unique<SqliteReaders>(options_.path, kReaders);
+  thread_ = std::thread([this] { Run(); });
+}
+
+SqliteStore::~SqliteStore() {
+  {
+    const std::scoped_lock guard(lock_);
+    isEnding_ = true;
+  }
+  isWork_.notify_one();
+  thread_.join();
+}
+
+bool SqliteStore::IsFull(const Record& record) const {
+  return waiting_.size() >= options_.maxWaiting ||
+         (!waiting_.empty() && waitingBytes_ + record.text.size() > options_.maxWaitingBytes);
+}
+
+void SqliteStore::Add(std::shared_ptr<const Record> record, Done done) {
+  {
+    const std::scoped_lock guard(lock_);
+    if (!IsFull(*record)) {
+      waitingBytes_ += record->text.size();
+      waiting_.push_back({std::move(record), std::move(done)});
+      isWork_.notify_one();
+      return;
+    }
+  }
+  done({AddOutcome::Failed, "too many records wait for the store"});
+}
+
+Answer SqliteStore::Ask(std::string_view question, const Parameters& parameters) {
+  ParsedQuestion parsed = ParseQuestion(question, parameters);
+  return parsed.query ? readers_->Ask(*parsed.query, options_.deadline) : std::move(parsed.refusal);
+}
+
+std::int64_t SqliteStore::Forget(std::string_view digest, std::string& error) {
+  if (digest.empty()) {
+    error = "no digest is given";
+    return -1;
+  }
+  std::promise<std::int64_t> deleted;
+  {
+    const std::scoped_lock guard(lock_);
+    jobs_.emplace_back([&] {
+      try {
+        deleted.set_value(ForgetDigest(database_, digest));
+      } catch (const std::exception& failure) {
+        error = failure.what();
+        deleted.set_value(-1);
+      }
+    });
+    isWork_.notify_one();
+  }
+  return deleted.get_future().get();
+}
+
+void SqliteStore::Run() {
+  Batch batch;
+  std::function<void()> job;
+  while (Take(batch, job)) {
+    if (!batch.empty()) {
+      Write(batch);
+      batch.clear();
+    } else if (job) {
+      job();
+      job = nullptr;
+      writer_->ForgetNumbers();
+    }
+    Maintain();
+  }
+}
+
+bool SqliteStore::Take(Batch& batch, std::function<void()>& job) {
+  std::unique_lock guard(lock_);
+  const Clock::time_point next =
+      std::min(hasLog_ ? nextEmptying_ : Clock::time_point::max(),
+               options_.retentionDays > 0 ? nextRetention_ : Clock::time_point::max());
+  const auto hasWork = [this] { return isEnding_ || !jobs_.empty() || !waiting_.empty(); };
+  if (next == Clock::time_point::max()) {
+    isWork_.wait(guard, hasWork);
+  } else {
+    isWork_.wait_until(guard, next, hasWork);
+  }
+  // Records that came before a job are written before it.
+  while (!waiting_.empty() && batch.size() < kMaxBatch) {
+    waitingBytes_ -= waiting_.front().record->text.size();
+    batch.push_back(std::move(waiting_.front()));
+    waiting_.pop_front();
+  }
+  if (batch.empty() && !jobs_.empty()) {
+    job = std::move(jobs_.front());
+    jobs_.pop_front();
+  }
+  return !isEnding_ || !batch.empty() || job;
+}
+
+bool SqliteStore::IsExpired(const Record& record, const RecordRows& rows) const {
+  return options_.retentionDays > 0 &&
+         AgeFrom(rows, ArrivalOf(record)) < Now() - options_.retentionDays * kDay;
+}
+
+std::vector<AddResult> SqliteStore::WriteTogether(const Batch& batch) {
+  std::vector<AddResult> results;
+  Transaction transaction(database_);
+  writer_->Begin();
+  for (const Waiting& waiting : batch) {
+    const auto rows = RowsOf(*waiting.record);
+    results.push_back({IsExpired(*waiting.record, *rows) ? AddOutcome::Expired
+                                                         : writer_->Add(*waiting.record, *rows),
+                       {}});
+  }
+  transaction.Commit();
+  return results;
+}
+
+AddResult SqliteStore::WriteOne(const Waiting& waiting) {
+  try {
+    return WriteTogether({waiting}).front();
+  } catch (const std::exception& failure) {
+    writer_->ForgetNumbers();
+    return {AddOutcome::Failed, failure.what()};
+  }
+}
+
+void SqliteStore::Write(const Batch& batch) {
+  std::vector<AddResult> results;
+  bool isOneByOne = false;
+  try {
+    results = WriteTogether(batch);
+  } catch (const SqliteError& failure) {
+    writer_->ForgetNumbers();
+    isOneByOne = !failure.IsOfMedium();
+    results.assign(batch.size(), {AddOutcome::Failed, failure.what()});
+  } catch (const std::exception& failure) {
+    writer_->ForgetNumbers();
+    results.assign(batch.size(), {AddOutcome::Failed, failure.what()});
+  }
+  for (std::size_t i = 0; i < batch.size(); ++i) {
+    batch[i].done(isOneByOne ? WriteOne(batch[i]) : results[i]);
+  }
+  hasLog_ = true;
+  nextEmptying_ = Clock::now() + kIdle;
+}
+
+// Deletes one slice. The wait between two slices leaves the time to records.
+void SqliteStore::ApplyRetention() {
+  const bool isDone =
+      DeleteOlder(database_, Now() - options_.retentionDays * kDay, kSlice) < kSlice;
+  hasDeleted_ = true;
+  hasLog_ = true;
+  nextRetention_ = Clock::now() + kBetweenSlices;
+  if (isDone) {
+    DeleteOrphans(database_);
+    writer_->ForgetNumbers();
+    nextRetention_ = Clock::now() + kBetweenRetentions;
+  }
+}
+
+void SqliteStore::Maintain() {
+  const Clock::time_point now = Clock::now();
+  try {
+    if (options_.retentionDays > 0 && now >= nextRetention_) {
+      ApplyRetention();
+    } else if (hasLog_ && now >= nextEmptying_) {
+      hasLog_ = !EmptyLog(database_);
+      nextEmptying_ = now + kIdle;
+    }
+  } catch (const std::exception&) {
+    // The file is locked, full or read-only; records that arrive meanwhile are refused with the
+    // reason.
+    nextRetention_ = now + kAfterFailure;
+    nextEmptying_ = now + kAfterFailure;
+  }
+}
+
+}  // namespace Gateway
