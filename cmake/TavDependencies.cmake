@@ -1,5 +1,5 @@
 # zlib and jansson, the library's only dependencies: linked statically into the DLL for Windows, the
-# system's packages in native builds.
+# system's packages in native builds; and CLI11 for the tools.
 
 if(WIN32)
   set(ZLIB_USE_STATIC_LIBS ON)
@@ -22,6 +22,11 @@ endif()
 
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
+
+# The command lines of native tools; headers only.
+if(NOT WIN32)
+  find_package(CLI11 REQUIRED)
+endif()
 
 # Debian ships googletest as sources, vcpkg as a library.
 function(tav_find_googletest)

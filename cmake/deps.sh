@@ -21,7 +21,7 @@ packages_of() {
       ;;
     native)
       echo cmake ninja-build googletest g++ \
-        libjansson-dev libsqlite3-dev zlib1g-dev libssl-dev libcpp-httplib-dev openssl
+        libjansson-dev libsqlite3-dev zlib1g-dev libssl-dev libboost-dev libcli11-dev openssl
       ;;
     sanitize) echo clang-19 libclang-rt-19-dev lld-19 llvm-19 ;; # llvm-19: names in reports
     wine) echo wine wine64 libgnutls30 ;;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -27,17 +28,40 @@ TEST(OptionsTest, TakesValuesFromTheNextArgumentOrAfterEquals) {
 }
 
 TEST(OptionsTest, ExplainsErrors) {
-  EXPECT_EQ(ErrorFor({"--pot", "1"}), "unknown option --pot");
-  EXPECT_EQ(ErrorFor({"--port"}), "--port needs a value");
-  EXPECT_EQ(ErrorFor({"--config="}), "--config needs a value");
-  EXPECT_EQ(ErrorFor({"--https=no"}), "--https takes no value");
-  EXPECT_EQ(ErrorFor({"--https", "--certificate", "a"}), "--certificate and --key need each other");
-  EXPECT_EQ(ErrorFor({"--certificate", "a", "--key", "b"}), "--certificate needs --https");
+  EXPECT_EQ(ErrorFor({"--pot", "1"}), "The following arguments were not expected: 1 --pot");
+  EXPECT_EQ(ErrorFor({"--port"}), "--port: 1 required N missing");
+  EXPECT_EQ(ErrorFor({"--config", ""}), "--config: needs a value");
+  EXPECT_NE(ErrorFor({"--https=no"}), "");
+  EXPECT_EQ(ErrorFor({"--https", "--certificate", "a"}), "--cert and --key need each other");
+  EXPECT_EQ(ErrorFor({"--cert", "a", "--key", "b"}), "--cert needs --https");
   EXPECT_EQ(ErrorFor({"--key", "b", "--certificate", "a", "--https"}), "");
-  for (const char* port : {"65536", "-1", "80x", "99999999999"}) {
-    EXPECT_EQ(ErrorFor({"--port", port}),
-              "--port needs a number from 0 to 65535, not \"" + std::string(port) + '"');
+  EXPECT_EQ(ErrorFor({"--retention", "9"}), "--retention needs --store");
+  for (const char* port : {"65536", "-1", "80x", "99999999999", ""}) {
+    EXPECT_NE(ErrorFor({"--port", port}), "") << port;
   }
+}
+
+TEST(OptionsTest, ReadsSizesAndTimes) {
+  std::string error;
+  const std::vector<const char*> arguments = {"--max-body",
+                                              "2KB",
+                                              "--max-expanded=2mb",
+                                              "--head-time",
+                                              "0.25",
+                                              "--page-port=0",
+                                              "--max-connections",
+                                              "7",
+                                              "--port",
+                                              "1",
+                                              "--port=2"};
+  const auto options = ParseOptions(arguments, error);
+  ASSERT_TRUE(options) << error;
+  EXPECT_EQ(options->limits.maxBodyBytes, 2048U);
+  EXPECT_EQ(options->maxExpandedBytes, 2U * 1024 * 1024);
+  EXPECT_EQ(options->limits.headTime, std::chrono::milliseconds(250));
+  EXPECT_EQ(options->limits.maxConnections, 7U);
+  EXPECT_EQ(options->pagePort, 0);
+  EXPECT_EQ(options->port, 2);
 }
 
 }  // namespace

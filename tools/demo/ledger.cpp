@@ -5,8 +5,6 @@
 
 #include <unistd.h>
 
-#include <httplib.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -17,10 +15,13 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "command_line/command_line.h"
 #include "demo/comparison.h"
 #include "demo/presentation.h"
+#include "gateway/http/client.h"
 #include "gateway/json_text.h"
 
 namespace {
@@ -39,25 +40,24 @@ JsonPtr Parse(const std::string& text, const std::string& origin) {
   return value;
 }
 
-JsonPtr ReadReport(const char* path) {
+JsonPtr ReadReport(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
-    throw std::runtime_error(std::string("cannot read the host's report ") + path);
+    throw std::runtime_error("cannot read the host's report " + path);
   }
   return Parse(std::string(std::istreambuf_iterator<char>(file), {}), path);
 }
 
-std::string Fetch(httplib::Client& gateway, const std::string& path) {
-  const httplib::Result result = gateway.Get(path);
-  if (!result) {
-    throw std::runtime_error("the gateway does not answer " + path + ": " +
-                             httplib::to_string(result.error()));
+std::string Fetch(Gateway::HttpClient& gateway, const std::string& path) {
+  Gateway::ClientAnswer answer = gateway.Get(path);
+  if (answer.status == 0) {
+    throw std::runtime_error("the gateway does not answer " + path);
   }
-  if (result->status != 200) {
+  if (answer.status != 200) {
     throw std::runtime_error("the gateway answers " + path + " with status " +
-                             std::to_string(result->status));
+                             std::to_string(answer.status));
   }
-  return result->body;
+  return std::move(answer.body);
 }
 
 bool WantsColours() {
@@ -69,7 +69,7 @@ void ShowHeading(const std::string& text) {
   std::printf("\n== %s\n\n", text.c_str());
 }
 
-void ShowFirstRecord(httplib::Client& gateway) {
+void ShowFirstRecord(Gateway::HttpClient& gateway) {
   const std::string text = Fetch(gateway, "/api/records/1/text");
   ShowHeading("The first record as it arrived");
   std::fputs(Demo::RecordExcerpt(text).c_str(), stdout);
@@ -92,16 +92,14 @@ void ShowHostOutcome(const json_t* report) {
               static_cast<int>(warnings));
 }
 
-int RunLedger(const char* url, std::span<char*> reportFiles, bool withRecord) {
+int RunLedger(const std::string& url, std::span<const std::string> reportFiles, bool withRecord) {
   std::vector<JsonPtr> owned;
   std::vector<const json_t*> reports;
-  for (const char* file : reportFiles) {
+  for (const std::string& file : reportFiles) {
     owned.push_back(ReadReport(file));
     reports.push_back(owned.back().get());
   }
-  httplib::Client gateway(url);
-  gateway.enable_server_certificate_verification(false);  // self-signed
-
+  Gateway::HttpClient gateway(url);
   Demo::WireCounts wire;
   if (!Demo::ReadWireCounts(Parse(Fetch(gateway, "/api/summary"), "summary").get(), wire)) {
     throw std::runtime_error("the gateway's summary lacks a count");
@@ -129,16 +127,27 @@ int RunLedger(const char* url, std::span<char*> reportFiles, bool withRecord) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
-  arguments = arguments.subspan(1);
-  const bool withRecord = !arguments.empty() && std::string_view(arguments[0]) == "--record";
-  arguments = arguments.subspan(withRecord ? 1 : 0);
-  if (arguments.size() < 2) {
-    std::fputs("usage: demo_ledger [--record] GATEWAY_URL REPORT_FILE...\n", stderr);
-    return kExitFailure;
-  }
+  std::string url;
+  std::vector<std::string> reportFiles;
+  bool withRecord = false;
+  CLI::App app("Compares what the sample host has reported with what has arrived at the gateway.");
+  CommandLine::SetRules(app);
+  app.add_flag("--record", withRecord, "also print the first record")->disable_flag_override();
+  app.add_option("GATEWAY_URL", url)->required();
+  app.add_option("REPORT_FILE", reportFiles)->required();
   try {
-    return RunLedger(arguments[0], arguments.subspan(1), withRecord);
+    const std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
+    std::string error;
+    switch (CommandLine::Parse<char*>(app, arguments.subspan(1), error)) {
+      case CommandLine::Parsed::WantsHelp:
+        std::fputs(app.help("demo_ledger").c_str(), stdout);
+        return 0;
+      case CommandLine::Parsed::Wrong:
+        throw std::runtime_error(error);
+      case CommandLine::Parsed::Good:
+        break;
+    }
+    return RunLedger(url, reportFiles, withRecord);
   } catch (const std::exception& failure) {
     std::fflush(stdout);
     std::fprintf(stderr, "demo_ledger: %s\n", failure.what());

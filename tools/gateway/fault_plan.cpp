@@ -150,24 +150,6 @@ std::string FaultPlan::Describe() const {
   return out += ']';
 }
 
-bool DelayTimer::Wait(std::chrono::milliseconds time) {
-  std::unique_lock guard(lock_);
-  const std::uint64_t round = round_;
-  return !cancelled_.wait_for(guard, time, [&] { return isClosed_ || round_ != round; });
-}
-
-void DelayTimer::Cancel() {
-  const std::scoped_lock guard(lock_);
-  ++round_;
-  cancelled_.notify_all();
-}
-
-void DelayTimer::Close() {
-  const std::scoped_lock guard(lock_);
-  isClosed_ = true;
-  cancelled_.notify_all();
-}
-
 std::string FaultText(const Fault& fault) {
   std::string text(KindName(fault.kind));
   if (fault.kind == FaultKind::Status) {

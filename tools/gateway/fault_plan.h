@@ -4,7 +4,6 @@
 #include <jansson.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -51,25 +50,6 @@ class FaultPlan {
  private:
   mutable std::mutex lock_;
   std::deque<Fault> queue_;
-};
-
-// Delays requests, and can cancel the delays. Thread-safe.
-class DelayTimer {
- public:
-  // Blocks for the given time. Returns false if Cancel or Close came first.
-  bool Wait(std::chrono::milliseconds time);
-
-  // Ends every wait that has begun.
-  void Cancel();
-
-  // Ends every wait, including future ones.
-  void Close();
-
- private:
-  std::mutex lock_;
-  std::condition_variable cancelled_;
-  std::uint64_t round_ = 0;
-  bool isClosed_ = false;
 };
 
 // "status 500", "delay 200 ms", "hang", "drop, record stored".

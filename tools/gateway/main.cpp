@@ -1,8 +1,9 @@
 // The local gateway's program.
 
+#include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -19,33 +22,12 @@
 #include "gateway/arrival_log.h"
 #include "gateway/options.h"
 #include "gateway/server.h"
+#include "gateway/store/open_store.h"
 
 namespace {
 
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
-
-std::atomic<Gateway::Server*> runningServer = nullptr;
-static_assert(std::atomic<Gateway::Server*>::is_always_lock_free);
-
-void OnStopSignal(int) {
-  if (Gateway::Server* server = runningServer.load()) {
-    server->Stop();
-  }
-}
-
-// SIGINT and SIGTERM stop the server while this object exists.
-class SignalScope {
- public:
-  explicit SignalScope(Gateway::Server& server) {
-    runningServer = &server;
-    std::signal(SIGINT, OnStopSignal);
-    std::signal(SIGTERM, OnStopSignal);
-  }
-  SignalScope(const SignalScope&) = delete;
-  SignalScope& operator=(const SignalScope&) = delete;
-  ~SignalScope() { runningServer = nullptr; }
-};
 
 bool WantsColours() {
   const char* noColour = std::getenv("NO_COLOR");
@@ -94,53 +76,138 @@ class PortFile {
   const std::string path_;
 };
 
-Gateway::ServerOptions MakeServerOptions(const Gateway::Options& options,
-                                         Gateway::ArrivalLog& log) {
-  Gateway::ServerOptions result;
-  result.address = options.address;
-  result.port = options.port;
-  result.https = options.https;
-  result.certificateFile = options.certificateFile;
-  result.keyFile = options.keyFile;
-  if (!options.settingsFile.empty()) {
-    // Read for each request, so that the file can be edited while the gateway runs.
-    result.readSettings = [path = options.settingsFile] { return ReadFile(path); };
+// Says at most every ten seconds that the store fails.
+class StoreComplaints {
+ public:
+  void Add(const std::string& reason) {
+    using Clock = std::chrono::steady_clock;
+    const std::scoped_lock guard(lock_);
+    ++unsaid_;
+    if (said_ && Clock::now() - *said_ < std::chrono::seconds(10)) {
+      return;
+    }
+    said_ = Clock::now();
+    std::fprintf(stderr, "gateway: %d record(s) not stored: %s\n", std::exchange(unsaid_, 0),
+                 reason.c_str());
   }
-  if (options.log) {
-    result.events.onRecord = [&log](const Gateway::Record& record) { log.ShowRecord(record); };
-    result.events.onFault = [&log](const std::string& target, const Gateway::Fault& fault) {
-      log.ShowFault(target, fault);
-    };
-    result.events.onConfigurationRequest = [&log](const std::string& target) {
-      log.ShowConfigurationRequest(target);
-    };
-  }
-  return result;
-}
+
+ private:
+  std::mutex lock_;
+  std::optional<std::chrono::steady_clock::time_point> said_;
+  int unsaid_ = 0;
+};
+
+struct Logs {
+  Gateway::ArrivalLog arrivals{stdout, WantsColours()};
+  StoreComplaints complaints;
+};
 
 int Fail(int status, const std::string& reason) {
   std::fprintf(stderr, "gateway: %s\n", reason.c_str());
   return status;
 }
 
-int RunGateway(const Gateway::Options& options) {
-  if (!options.settingsFile.empty() && !ReadFile(options.settingsFile)) {
-    return Fail(kExitFailure, "cannot read the settings file " + options.settingsFile);
+void SetEvents(Gateway::ServerEvents& events, bool showsArrivals, Logs& logs) {
+  events.onStoreFailure = [&logs](const std::string& reason) { logs.complaints.Add(reason); };
+  if (!showsArrivals) {
+    return;
   }
-  PortFile portFile(options.portFile);
-  Gateway::ArrivalLog log(stdout, WantsColours());
-  Gateway::Server server(MakeServerOptions(options, log));
+  events.onRecord = [&logs](const Gateway::Record& record) { logs.arrivals.ShowRecord(record); };
+  events.onFault = [&logs](const std::string& target, const Gateway::Fault& fault) {
+    logs.arrivals.ShowFault(target, fault);
+  };
+  events.onConfigurationRequest = [&logs](const std::string& target) {
+    logs.arrivals.ShowConfigurationRequest(target);
+  };
+}
+
+// Reads the token's file into `token`. Returns what is wrong with it.
+std::string ReadToken(const std::string& path, std::string& token) {
+  if (path.empty()) {
+    return {};
+  }
+  const std::optional<std::string> text = ReadFile(path);
+  if (!text) {
+    return "cannot read the token file " + path;
+  }
+  token = text->substr(0, text->find_first_of("\r\n"));
+  return Gateway::IsUsableToken(token)
+             ? ""
+             : "the token in " + path + " needs 16 characters or more: letters, digits and -._~+/=";
+}
+
+// Opens the store, if any. Returns what is wrong with it.
+std::string OpenStoreFor(const Gateway::Options& options, Gateway::ServerOptions& result) {
   std::string error;
+  if (!options.store.empty()) {
+    result.store = Gateway::OpenStore({options.store, options.retentionDays}, error);
+  }
+  return error;
+}
+
+// Returns what is wrong with the options' files.
+std::string FillServerOptions(const Gateway::Options& options, Gateway::ServerOptions& result) {
+  result.address = options.address;
+  result.port = options.port;
+  result.https = options.https;
+  result.certificateFile = options.certificateFile;
+  result.keyFile = options.keyFile;
+  result.pageAddress = options.pageAddress;
+  result.pagePort = options.pagePort;
+  result.limits = options.limits;
+  result.maxExpandedBytes = options.maxExpandedBytes;
+  if (!options.settingsFile.empty()) {
+    if (!ReadFile(options.settingsFile)) {
+      return "cannot read the settings file " + options.settingsFile;
+    }
+    // Read for each request, so that the file can be edited while the gateway runs.
+    result.readSettings = [path = options.settingsFile] { return ReadFile(path); };
+  }
+  const std::string error = ReadToken(options.tokenFile, result.token);
+  return error.empty() ? OpenStoreFor(options, result) : error;
+}
+
+// Each connection needs a file handle.
+void RaiseFileLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
+void PrintAddresses(const Gateway::Server& server) {
+  std::printf("Gateway listening on %s\n", server.Url().c_str());
+  if (server.PagePort() != server.Port()) {
+    std::printf("Page and API on %s\n", server.PageUrl().c_str());
+  }
+  std::fflush(stdout);
+}
+
+int RunGateway(const Gateway::Options& options) {
+  // A closed standard output ends the log, not the gateway.
+  std::signal(SIGPIPE, SIG_IGN);
+  RaiseFileLimit();
+  PortFile portFile(options.portFile);
+  PortFile pagePortFile(options.pagePortFile);
+  Logs logs;
+  Gateway::ServerOptions serverOptions;
+  std::string error = FillServerOptions(options, serverOptions);
+  if (!error.empty()) {
+    return Fail(kExitFailure, error);
+  }
+  SetEvents(serverOptions.events, options.log, logs);
+  Gateway::Server server(std::move(serverOptions));
   if (!server.Listen(error)) {
     return Fail(kExitFailure, error);
   }
   // Before the port file: a script may send the signal as soon as that exists.
-  const SignalScope stopsOnSignal(server);
-  if (!portFile.Write(server.Port())) {
+  server.StopOnSignals();
+  // The page's first, so that both exist when the other one does.
+  if (!pagePortFile.Write(server.PagePort()) || !portFile.Write(server.Port())) {
     return Fail(kExitFailure, "cannot write the port file " + options.portFile);
   }
-  std::printf("Gateway listening on %s\n", server.Url().c_str());
-  std::fflush(stdout);
+  PrintAddresses(server);
   server.Run();
   return 0;
 }
@@ -156,7 +223,7 @@ int main(int argc, char** argv) {
       return Fail(kExitUsage, error + "; see gateway --help");
     }
     if (options->help) {
-      std::fputs(Gateway::HelpText(), stdout);
+      std::fputs(Gateway::HelpText().c_str(), stdout);
       return 0;
     }
     return RunGateway(*options);

@@ -1,148 +1,142 @@
 #include "gateway/options.h"
 
-#include <charconv>
-#include <string_view>
+#include <chrono>
+#include <utility>
+
+#include "command_line/command_line.h"
 
 namespace Gateway {
 namespace {
 
 constexpr int kMaxPort = 65535;
+constexpr int kMaxDays = 36'500;
 
-class ArgumentReader {
- public:
-  explicit ArgumentReader(std::span<const char* const> arguments) : arguments_(arguments) {}
-
-  // Moves to the next argument and splits it at '='.
-  bool Next() {
-    if (next_ == arguments_.size()) {
-      return false;
-    }
-    const std::string_view argument = arguments_[next_++];
-    const std::size_t equals = argument.find('=');
-    name_ = argument.substr(0, equals);
-    hasAttached_ = equals != std::string_view::npos;
-    attached_ = hasAttached_ ? argument.substr(equals + 1) : std::string_view();
-    return true;
-  }
-
-  std::string_view Name() const { return name_; }
-  bool HasAttachedValue() const { return hasAttached_; }
-
-  std::optional<std::string> TakeValue() {
-    if (hasAttached_) {
-      return std::string(attached_);
-    }
-    if (next_ == arguments_.size()) {
-      return std::nullopt;
-    }
-    return std::string(arguments_[next_++]);
-  }
-
- private:
-  std::span<const char* const> arguments_;
-  std::size_t next_ = 0;
-  std::string_view name_;
-  bool hasAttached_ = false;
-  std::string_view attached_;
-};
-
-bool ReadPort(const std::string& text, int& port) {
-  const char* end = text.data() + text.size();
-  const auto [rest, failure] = std::from_chars(text.data(), end, port);
-  return failure == std::errc() && rest == end && port >= 0 && port <= kMaxPort;
+void AddText(CLI::App& app, const std::string& names, std::string& text, const char* description) {
+  app.add_option(names, text, description)->check(CommandLine::NotEmpty())->type_name("TEXT");
 }
 
-bool* FindSwitch(Options& options, std::string_view name) {
-  if (name == "--https") {
-    return &options.https;
-  }
-  if (name == "--log") {
-    return &options.log;
-  }
-  return name == "--help" || name == "-h" ? &options.help : nullptr;
+void AddFlag(CLI::App& app, const std::string& name, bool& flag, const char* description) {
+  app.add_flag(name, flag, description)->disable_flag_override();
 }
 
-std::string* FindText(Options& options, std::string_view name) {
-  if (name == "--port-file") {
-    return &options.portFile;
-  }
-  if (name == "--config") {
-    return &options.settingsFile;
-  }
-  if (name == "--certificate") {
-    return &options.certificateFile;
-  }
-  if (name == "--key") {
-    return &options.keyFile;
-  }
-  return name == "--address" ? &options.address : nullptr;
+void AddSize(CLI::App& app, const std::string& name, std::size_t& size, const char* description) {
+  app.add_option(name, size, description)
+      ->transform(CLI::AsSizeValue(false).description(""))
+      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
+      ->type_name("SIZE");
 }
 
-// Reads the current option. Returns what is wrong with it.
-std::string ReadOption(ArgumentReader& reader, Options& options) {
-  const std::string name(reader.Name());
-  if (bool* flag = FindSwitch(options, name)) {
-    *flag = true;
-    return reader.HasAttachedValue() ? name + " takes no value" : "";
-  }
-  std::string* text = FindText(options, name);
-  if (text == nullptr && name != "--port") {
-    return "unknown option " + name;
-  }
-  const std::optional<std::string> value = reader.TakeValue();
-  if (!value || value->empty()) {
-    return name + " needs a value";
-  }
-  if (text != nullptr) {
-    *text = *value;
-    return {};
-  }
-  return ReadPort(*value, options.port)
-             ? ""
-             : "--port needs a number from 0 to 65535, not \"" + *value + '"';
+void AddSeconds(CLI::App& app,
+                const std::string& name,
+                HttpLimits::Duration& time,
+                const char* description) {
+  app.add_option_function<double>(
+         name,
+         [&time](double seconds) {
+           time = std::chrono::duration_cast<HttpLimits::Duration>(
+               std::chrono::duration<double>(seconds));
+         },
+         description)
+      ->check(CLI::Range(0.001, 86'400.0).description(""))
+      ->type_name("SECONDS");
+}
+
+void AddListening(CLI::App& app, Options& options) {
+  app.add_option("--port", options.port, "listen on this port; 0 takes any free one (8080)")
+      ->check(CLI::Range(0, kMaxPort).description(""))
+      ->type_name("N");
+  AddText(app, "--port-file", options.portFile, "write the port to this file once listening");
+  AddText(app, "--address", options.address, "listen on this address (127.0.0.1)");
+  AddFlag(app, "--https", options.https,
+          "speak HTTPS with a self-signed certificate made at start");
+  AddText(app, "--cert,--certificate", options.certificateFile,
+          "with --https: use this certificate (PEM)");
+  AddText(app, "--key", options.keyFile, "with --cert: its private key (PEM)");
+}
+
+void AddPage(CLI::App& app, Options& options) {
+  app.add_option("--page-port", options.pagePort,
+                 "a port of their own for page and API; they have one anyway when --address is "
+                 "not loopback (8081)")
+      ->check(CLI::Range(0, kMaxPort).description(""))
+      ->type_name("N");
+  AddText(app, "--page-port-file", options.pagePortFile, "write the page's port to this file");
+  AddText(app, "--page-address", options.pageAddress,
+          "address of page and API (127.0.0.1); beyond loopback only with a token");
+  AddText(app, "--token-file", options.tokenFile,
+          "page and API need the token that is the first line of this file");
+}
+
+void AddRecords(CLI::App& app, Options& options) {
+  AddText(app, "--store", options.store,
+          "keep records in this SQLite file, or in ClickHouse at http://HOST:PORT/DATABASE "
+          "(default: in memory)");
+  app.add_option("--retention", options.retentionDays, "days to keep records; 0 for ever (0)")
+      ->check(CLI::Range(0, kMaxDays).description(""))
+      ->type_name("DAYS");
+  AddText(app, "--config", options.settingsFile,
+          "answer the configuration request with this file ({})");
+  AddFlag(app, "--log", options.log, "show each record and event as it arrives");
+}
+
+void AddLimits(CLI::App& app, Options& options) {
+  AddSize(app, "--max-body", options.limits.maxBodyBytes, "bytes of a body (64 MB)");
+  AddSize(app, "--max-expanded", options.maxExpandedBytes, "bytes of an expanded body (256 MB)");
+  AddSize(app, "--max-buffered", options.limits.maxBufferedBytes,
+          "bytes of all bodies that are being received (1 GB)");
+  app.add_option("--max-connections", options.limits.maxConnections, "open connections (10000)")
+      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
+      ->type_name("N");
+  AddSize(app, "--min-rate", options.limits.minRate,
+          "bytes a second that a client must send and read (1 KB)");
+  AddSeconds(app, "--head-time", options.limits.headTime, "for the headers of a request (20)");
+  AddSeconds(app, "--transfer-time", options.limits.transferTime,
+             "for a body or an answer, besides its size at the minimum rate (30)");
+  AddSeconds(app, "--idle-time", options.limits.idleTime, "between requests (300)");
+}
+
+// Borrows the options for its lifetime.
+void Describe(CLI::App& app, Options& options) {
+  app.description(
+      "Receives usage records, checks, keeps and shows them. Stops on Ctrl+C or SIGTERM.");
+  CommandLine::SetRules(app);
+  AddListening(app, options);
+  AddRecords(app, options);
+  AddPage(app, options);
+  AddLimits(app, options);
 }
 
 // Returns what is wrong with the options as a whole.
-std::string CheckCertificate(const Options& options) {
+std::string Check(const Options& options) {
   if (options.certificateFile.empty() != options.keyFile.empty()) {
-    return "--certificate and --key need each other";
+    return "--cert and --key need each other";
   }
-  return options.https || options.keyFile.empty() ? "" : "--certificate needs --https";
+  if (!options.https && !options.keyFile.empty()) {
+    return "--cert needs --https";
+  }
+  return options.retentionDays > 0 && options.store.empty() ? "--retention needs --store" : "";
 }
 
 }  // namespace
 
 std::optional<Options> ParseOptions(std::span<const char* const> arguments, std::string& error) {
   Options options;
-  for (ArgumentReader reader(arguments); reader.Next();) {
-    error = ReadOption(reader, options);
-    if (!error.empty()) {
-      return std::nullopt;
-    }
+  CLI::App app;
+  Describe(app, options);
+  const CommandLine::Parsed parsed = CommandLine::Parse(app, arguments, error);
+  options.help = parsed == CommandLine::Parsed::WantsHelp;
+  if (parsed == CommandLine::Parsed::Good) {
+    error = Check(options);
   }
-  error = CheckCertificate(options);
-  return error.empty() ? std::optional(options) : std::nullopt;
+  const bool isGood = options.help || (parsed == CommandLine::Parsed::Good && error.empty());
+  return isGood ? std::optional(std::move(options)) : std::nullopt;
 }
 
-const char* HelpText() {
-  return "Usage: gateway [options]\n"
-         "\n"
-         "Receives usage records on this machine, checks them and lists them.\n"
-         "\n"
-         "  --port N          listen on port N; 0 selects a free port (default 8080)\n"
-         "  --port-file FILE  write the port to FILE once listening; removed on exit\n"
-         "  --address A       listen on address A (default 127.0.0.1, this machine only)\n"
-         "  --https           speak HTTPS with a self-signed certificate made at start\n"
-         "  --certificate FILE, --key FILE\n"
-         "                    with --https: use this certificate and private key (PEM)\n"
-         "  --config FILE     answer the configuration request with FILE (default: {})\n"
-         "  --log             show each record and event as it arrives\n"
-         "  --help            show this text\n"
-         "\n"
-         "Accepts records by POST to any path. GET /api/records, /api/events or /api/summary to "
-         "see\n"
-         "what arrived; POST to /api/faults to inject faults, to /api/reset to delete everything.\n"
-         "Stops on Ctrl+C or SIGTERM.\n";
+std::string HelpText() {
+  Options options;
+  CLI::App app;
+  Describe(app, options);
+  return app.help("gateway");
 }
 
 }  // namespace Gateway

@@ -1,9 +1,13 @@
 // The gateway's command line.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
+
+#include "gateway/http/http_server.h"
+#include "gateway/record_reader.h"
 
 namespace Gateway {
 
@@ -13,10 +17,22 @@ struct Options {
   std::string address = "127.0.0.1";
   int port = kDefaultPort;
   std::string portFile;
-  std::string settingsFile;
   bool https = false;
   std::string certificateFile;
   std::string keyFile;
+
+  std::string store;
+  int retentionDays = 0;
+  std::string settingsFile;
+
+  std::string pageAddress = "127.0.0.1";
+  std::optional<int> pagePort;
+  std::string pagePortFile;
+  std::string tokenFile;
+
+  HttpLimits limits;
+  std::size_t maxExpandedBytes = kMaxExpandedBytes;
+
   bool log = false;
   bool help = false;
 };
@@ -26,6 +42,6 @@ struct Options {
 std::optional<Options> ParseOptions(std::span<const char* const> arguments, std::string& error);
 
 // What --help prints.
-const char* HelpText();
+std::string HelpText();
 
 }  // namespace Gateway

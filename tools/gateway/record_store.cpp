@@ -91,7 +91,9 @@ bool IsInPage(std::size_t index, const Page& page) {
 }  // namespace
 
 void RecordStore::Add(Record record) {
-  record.arrival = std::chrono::system_clock::now();
+  if (record.arrival == std::chrono::system_clock::time_point()) {
+    record.arrival = std::chrono::system_clock::now();
+  }
   const std::scoped_lock arriving(arrival_);
   const std::shared_ptr<const Record> kept = Keep(std::move(record));
   if (observer_) {
@@ -101,7 +103,7 @@ void RecordStore::Add(Record record) {
 
 std::shared_ptr<const Record> RecordStore::Keep(Record record) {
   const std::scoped_lock guard(lock_);
-  record.number = records_.size() + 1;
+  record.number = ++totals_.records;
   const auto [first, isNew] = firstByDigest_.try_emplace(record.digest, record.number);
   record.doubleOf = isNew ? 0 : first->second;
   totals_.badRecords += record.problems.empty() ? 0 : 1;
@@ -109,8 +111,31 @@ std::shared_ptr<const Record> RecordStore::Keep(Record record) {
   totals_.events += record.events.size();
   totals_.bytesCompressed += record.compressedSize;
   totals_.bytesExpanded += record.text.size();
-  sessions_.insert(record.sessions.begin(), record.sessions.end());
-  return records_.emplace_back(std::make_shared<const Record>(std::move(record)));
+  for (const std::string& session : record.sessions) {
+    ++sessions_[session];
+  }
+  const auto kept = records_.emplace_back(std::make_shared<const Record>(std::move(record)));
+  if (records_.size() > maxRecords_) {
+    Forget(*records_.front());
+    records_.pop_front();
+  }
+  return kept;
+}
+
+void RecordStore::Forget(const Record& record) {
+  if (record.doubleOf == 0) {
+    firstByDigest_.erase(record.digest);
+  }
+  for (const std::string& session : record.sessions) {
+    if (const auto found = sessions_.find(session); --found->second == 0) {
+      sessions_.erase(found);
+    }
+  }
+}
+
+std::shared_ptr<const Record> RecordStore::Find(std::uint64_t number) const {
+  const std::uint64_t lost = totals_.records - records_.size();
+  return number > lost && number <= totals_.records ? records_[number - lost - 1] : nullptr;
 }
 
 void RecordStore::CountRequest(RequestKind kind) {
@@ -144,9 +169,8 @@ RecordStore::RecordList RecordStore::Snapshot() const {
 
 std::string RecordStore::ListRecords(const Page& page, bool withBody) const {
   std::string out = "[";
-  std::size_t index = 0;
   for (const auto& record : Snapshot()) {
-    if (IsInPage(index++, page)) {
+    if (IsInPage(record->number - 1, page)) {
       out += out.size() > 1 ? "," : "";
       AppendRecord(out, *record, withBody);
     }
@@ -156,20 +180,19 @@ std::string RecordStore::ListRecords(const Page& page, bool withBody) const {
 
 std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number) const {
   const std::scoped_lock guard(lock_);
-  if (number < 1 || number > records_.size()) {
+  const auto record = Find(number);
+  if (!record) {
     return std::nullopt;
   }
   std::string out;
-  AppendRecord(out, *records_[number - 1], true);
+  AppendRecord(out, *record, true);
   return out;
 }
 
 std::optional<std::string> RecordStore::RecordText(std::uint64_t number) const {
   const std::scoped_lock guard(lock_);
-  if (number < 1 || number > records_.size()) {
-    return std::nullopt;
-  }
-  return records_[number - 1]->text;
+  const auto record = Find(number);
+  return record ? std::optional(record->text) : std::nullopt;
 }
 
 std::string RecordStore::ListEvents(std::string_view name, const Page& page) const {
@@ -192,7 +215,7 @@ std::string RecordStore::Summary() const {
   const std::scoped_lock guard(lock_);
   const JsonPtr object(json_object());
   const std::initializer_list<std::pair<const char*, std::uint64_t>> counts = {
-      {"records", records_.size()},
+      {"records", totals_.records},
       {"bad_records", totals_.badRecords},
       {"doubled_records", totals_.doubledRecords},
       {"refused", totals_.refused},

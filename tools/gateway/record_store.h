@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -11,9 +12,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
-#include <vector>
 
 #include "gateway/record_reader.h"
 
@@ -33,17 +32,19 @@ class RecordStore {
   // Called for each record when it is stored, in order of arrival, one at a time.
   using Observer = std::function<void(const Record&)>;
 
-  // `observer` may be empty. It runs on the thread that calls Add, without the lock that readers
-  // take, and must not call Add.
-  explicit RecordStore(Observer observer = {}) : observer_(std::move(observer)) {}
+  // Keeps the last `maxRecords` records; older ones still count. `observer` may be empty. It runs
+  // on the thread that calls Add, without the lock that readers take, and must not call Add.
+  explicit RecordStore(Observer observer = {},
+                       std::size_t maxRecords = static_cast<std::size_t>(-1))
+      : observer_(std::move(observer)), maxRecords_(maxRecords) {}
   RecordStore(const RecordStore&) = delete;
   RecordStore& operator=(const RecordStore&) = delete;
 
-  // Stores the record; sets its number, its time of arrival and `doubleOf`.
+  // Stores the record; sets its number, `doubleOf` and, unless it is set, the time of arrival.
   void Add(Record record);
 
   void CountRequest(RequestKind kind);
-  // Counts a record that was not stored because of a fault.
+  // Counts a record that was not stored, because of a fault or because the store failed.
   void CountRefused();
   void CountConnection();
 
@@ -58,7 +59,7 @@ class RecordStore {
   std::optional<std::string> RecordText(std::uint64_t number) const;
 
   // An array with one object per event of all records, in order of arrival. An empty name selects
-  // all events; the page counts the selected ones.
+  // all events; the page counts the selected ones among the records that are kept.
   std::string ListEvents(std::string_view name, const Page& page) const;
 
   // An object with all counts.
@@ -66,6 +67,7 @@ class RecordStore {
 
  private:
   struct Totals {
+    std::uint64_t records = 0;
     std::uint64_t badRecords = 0;
     std::uint64_t doubledRecords = 0;
     std::uint64_t events = 0;
@@ -77,20 +79,24 @@ class RecordStore {
     std::uint64_t connections = 0;
   };
 
-  using RecordList = std::vector<std::shared_ptr<const Record>>;
+  using RecordList = std::deque<std::shared_ptr<const Record>>;
 
   std::shared_ptr<const Record> Keep(Record record);
+  void Forget(const Record& record);
+  // Null if the record has not arrived or is not kept. The lock is held.
+  std::shared_ptr<const Record> Find(std::uint64_t number) const;
   // A copy of the list, so that writing a long listing does not block Add.
   RecordList Snapshot() const;
 
   const Observer observer_;
+  const std::size_t maxRecords_;
   std::mutex arrival_;  // held while storing and observing, so that the observer sees the order
 
   mutable std::mutex lock_;  // guards everything below
   // Shared, so that a listing can go on after a reset.
   RecordList records_;
   std::unordered_map<std::string, std::uint64_t> firstByDigest_;
-  std::unordered_set<std::string> sessions_;
+  std::unordered_map<std::string, std::size_t> sessions_;  // and how many kept records have them
   Totals totals_;
 };
 

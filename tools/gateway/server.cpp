@@ -1,46 +1,46 @@
 #include "gateway/server.h"
 
-#include <httplib.h>
-
 #include <algorithm>
-#include <cctype>
+#include <thread>
 #include <utility>
 
 #include "gateway/api.h"
-#include "gateway/http_server.h"
+#include "gateway/page/page_files.h"
 #include "gateway/record_reader.h"
 
 namespace Gateway {
 namespace {
 
-// "." would not match line ends, which a path may contain in encoded form.
-constexpr const char* kAnyPath = "[\\s\\S]*";
-
 // Tav accepts text/* only.
 constexpr const char* kTextType = "text/plain; charset=utf-8";
 constexpr const char* kJsonType = "application/json; charset=utf-8";
+constexpr const char* kLivePath = "/api/live";
 
-std::string LowerCase(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
+// With a durable store the list shows what has arrived lately.
+constexpr std::size_t kMaxListedRecords = 1000;
+constexpr unsigned kQueryThreads = 2;
+
+bool IsGet(const HttpRequest& request) {
+  return request.method == "GET" || request.method == "HEAD";
 }
 
-Headers CopyHeaders(const httplib::Request& request) {
-  Headers headers;
-  for (const auto& [name, value] : request.headers) {
-    headers.emplace(LowerCase(name), value);
-  }
-  for (const std::string name : {"content-encoding", "content-type"}) {
-    if (const std::string value = HttpServer::OriginalHeader(request, name); !value.empty()) {
-      headers[name] = value;
-    }
-  }
-  return headers;
+bool IsConfigurationRequest(const HttpRequest& request) {
+  const auto& parameters = request.parameters;
+  return IsGet(request) && parameters.contains("N") && parameters.contains("V") &&
+         parameters.contains("P");
 }
 
-bool IsConfigurationRequest(const httplib::Request& request) {
-  return request.has_param("N") && request.has_param("V") && request.has_param("P");
+bool IsForPage(const HttpRequest& request) {
+  return Api::Owns(request.path) || request.path == kLoginPath ||
+         (IsGet(request) && FindPageFile(request.path));
+}
+
+HttpResponse TextAnswer(int status, std::string text) {
+  HttpResponse response;
+  response.status = status;
+  response.contentType = kTextType;
+  response.body = std::move(text);
+  return response;
 }
 
 // Whether the record of a request is stored in spite of the fault.
@@ -49,172 +49,255 @@ bool IsStored(const std::optional<Fault>& fault) {
          (fault->kind == FaultKind::Status && fault->status == 200);
 }
 
-// Applies the fault to the answer or to the connection.
-void Inject(const Fault& fault, httplib::Response& response) {
-  switch (fault.kind) {
-    case FaultKind::Delay:
-      break;
-    case FaultKind::Status:
-      response.status = fault.status;
-      // These two have no body.
-      if (fault.status == 204 || fault.status == 304) {
-        response.body.clear();
-      } else {
-        response.set_content("status " + std::to_string(fault.status) + " on demand\n", kTextType);
-      }
-      break;
-    case FaultKind::Hang:
-      Connection::Current()->HoldUntilClosed();
-      break;
-    case FaultKind::Drop:
-      Connection::Current()->Abandon();
-      break;
+// Ends the exchange with the answer, or with what the fault makes of it.
+void Finish(Exchange& exchange, const std::optional<Fault>& fault, HttpResponse response) {
+  if (!fault || fault->kind == FaultKind::Delay) {
+    exchange.Answer(std::move(response));
+  } else if (fault->kind == FaultKind::Status) {
+    exchange.Answer(
+        TextAnswer(fault->status, "status " + std::to_string(fault->status) + " on demand\n"));
+  } else if (fault->kind == FaultKind::Hang) {
+    exchange.Hold();
+  } else {
+    exchange.Drop();
   }
+}
+
+std::string UrlOf(bool https, const std::string& address, int port) {
+  const bool needsBrackets = address.find(':') != std::string::npos;
+  return (https ? "https://" : "http://") + (needsBrackets ? '[' + address + ']' : address) + ':' +
+         std::to_string(port);
+}
+
+std::string ListenError(const std::string& address, int port) {
+  return "cannot listen on " + address + " port " + std::to_string(port) +
+         ": the address is not this machine's, or another program has the port";
 }
 
 }  // namespace
 
 Server::Server(ServerOptions options)
-    : options_(std::move(options)), store_(options_.events.onRecord) {
-  api_ = std::make_unique<Api>(store_, faults_, [this] {
-    delays_.Cancel();
-    http_->EndHeldConnections();
+    : options_(std::move(options)),
+      records_(options_.events.onRecord,
+               options_.store ? kMaxListedRecords : static_cast<std::size_t>(-1)),
+      readers_(std::max(1U, std::thread::hardware_concurrency())),
+      queries_(kQueryThreads) {
+  http_ = std::make_unique<HttpServer>(options_.limits,
+                                       [this](const ExchangePtr& exchange) { Handle(exchange); });
+  api_ = std::make_unique<Api>(records_, faults_, [this] {
+    http_->CancelDelays();
+    http_->EndHeld();
   });
 }
 
-Server::~Server() = default;
+// The store calls back with exchanges that wait for it, so it ends before the connections do.
+Server::~Server() {
+  readers_.Stop();
+  queries_.Stop();
+  options_.store.reset();
+}
 
 bool Server::Listen(std::string& error) {
-  SslContextPtr context;
-  if (options_.https) {
-    context = options_.certificateFile.empty()
-                  ? CreateSelfSignedContext(error)
-                  : CreateContextFromFiles(options_.certificateFile, options_.keyFile, error);
-    if (!context) {
-      return false;
-    }
-  }
-  http_ = std::make_unique<HttpServer>(std::move(context), [this] { delays_.Close(); });
-  AddRoutes();
-  port_ = http_->Bind(options_.address, options_.port);
-  if (port_ < 0) {
-    error = "cannot listen on " + options_.address + " port " + std::to_string(options_.port) +
-            ": the address is not this machine's, or another program has the port";
+  const bool isLoopback = IsLoopback(options_.address);
+  const bool isOnePort = isLoopback && !options_.pagePort;
+  SslContextPtr context = options_.https ? CreateContext(error) : nullptr;
+  if (options_.https && !context) {
     return false;
   }
-  return true;
+  guard_ =
+      std::make_unique<PageGuard>(options_.token, isOnePort || IsLoopback(options_.pageAddress));
+  port_ = http_->Listen(options_.address, options_.port, std::move(context),
+                        isOnePort ? PortRole::Everything : PortRole::Uploads);
+  pagePort_ = port_;
+  if (port_ < 0) {
+    error = ListenError(options_.address, options_.port);
+    return false;
+  }
+  return isOnePort || ListenForPage(error);
+}
+
+bool Server::ListenForPage(std::string& error) {
+  const bool isLoopback = IsLoopback(options_.pageAddress);
+  if (!isLoopback && options_.token.empty()) {
+    error =
+        "the page needs a token at " + options_.pageAddress + ", which other machines can reach";
+    return false;
+  }
+  // On loopback nobody listens in, and a self-signed certificate would only bring warnings.
+  SslContextPtr context = options_.https && !isLoopback ? CreateContext(error) : nullptr;
+  const int port = options_.pagePort.value_or(kDefaultPagePort);
+  pagePort_ = http_->Listen(options_.pageAddress, port, std::move(context), PortRole::Page);
+  if (pagePort_ < 0) {
+    error = ListenError(options_.pageAddress, port);
+  }
+  return pagePort_ >= 0;
+}
+
+SslContextPtr Server::CreateContext(std::string& error) const {
+  return options_.certificateFile.empty()
+             ? CreateSelfSignedContext(error)
+             : CreateContextFromFiles(options_.certificateFile, options_.keyFile, error);
 }
 
 std::string Server::Url() const {
-  const bool needsBrackets = options_.address.find(':') != std::string::npos;
-  return (options_.https ? "https://" : "http://") +
-         (needsBrackets ? '[' + options_.address + ']' : options_.address) + ':' +
-         std::to_string(port_);
+  return UrlOf(options_.https, options_.address, port_);
+}
+
+std::string Server::PageUrl() const {
+  return pagePort_ == port_ ? Url()
+                            : UrlOf(options_.https && !IsLoopback(options_.pageAddress),
+                                    options_.pageAddress, pagePort_);
 }
 
 void Server::Run() {
   http_->Run();
+  readers_.Stop();
+  queries_.Stop();
+  options_.store.reset();
 }
 
-void Server::Stop() {
-  http_->Stop();
+void Server::Handle(const ExchangePtr& exchange) {
+  const HttpRequest& request = exchange->Request();
+  if (request.role != PortRole::Uploads && !IsConfigurationRequest(request) && IsForPage(request)) {
+    return HandlePage(exchange);
+  }
+  if (request.role == PortRole::Page || Api::Owns(request.path)) {
+    return exchange->Answer(TextAnswer(404, "not here\n"));
+  }
+  if (IsGet(request)) {
+    return HandleGet(exchange);
+  }
+  if (request.method != "POST") {
+    return exchange->Answer(TextAnswer(405, "only GET and POST\n"));
+  }
+  if (auto refusal = PageGuard::CheckUpload(request)) {
+    return exchange->Answer(*std::move(refusal));
+  }
+  HandleRecord(exchange);
 }
 
-void Server::AddRoutes() {
-  http_->Get(kAnyPath, [this](const httplib::Request& request, httplib::Response& response) {
-    HandleGet(request, response);
-  });
-  http_->Post(kAnyPath, [this](const httplib::Request& request, httplib::Response& response,
-                               const httplib::ContentReader& reader) {
-    HandlePost(request, response, reader);
-  });
-}
-
-void Server::HandleGet(const httplib::Request& request, httplib::Response& response) {
+void Server::HandlePage(const ExchangePtr& exchange) {
+  const HttpRequest& request = exchange->Request();
+  if (auto refusal = guard_->Check(request)) {
+    return exchange->Answer(*std::move(refusal));
+  }
   if (Api::Owns(request.path)) {
-    return HandleApi(request, {}, response);
+    return HandleApi(exchange);
   }
-  const bool isConfiguration = IsConfigurationRequest(request);
-  Count(isConfiguration ? RequestKind::Configuration : RequestKind::Other);
-  const std::optional<Fault> fault = TakeFault(request);
-  if (!WaitFor(fault)) {
-    return;
+  if (request.path == kLoginPath) {
+    return exchange->Answer(guard_->Login(request));
   }
-  response.status = 200;
-  if (isConfiguration) {
-    AnswerConfiguration(request, response);
-  }
-  if (fault) {
-    Inject(*fault, response);
-  }
+  const std::optional<StaticFile> file = FindPageFile(request.path);
+  HttpResponse response;
+  response.contentType = file->contentType;
+  response.body = file->bytes;
+  AddPageHeaders(response);
+  exchange->Answer(std::move(response));
 }
 
-void Server::HandlePost(const httplib::Request& request,
-                        httplib::Response& response,
-                        const httplib::ContentReader& reader) {
-  std::string body;
-  const bool isComplete = reader([&](const char* data, size_t size) {
-    // The library checks the size of bodies with a Content-Length; chunked ones are checked here.
-    body.append(data, std::min(size, HttpServer::kMaxBodyBytes + 1 - body.size()));
-    return body.size() <= HttpServer::kMaxBodyBytes;
-  });
-  if (!isComplete) {
-    // The library has set the status. The rest of the body would be taken for the next request.
-    Connection::Current()->CloseAfterAnswer();
-    response.status = body.size() > HttpServer::kMaxBodyBytes ? 413 : response.status;
-  } else if (Api::Owns(request.path)) {
-    HandleApi(request, std::move(body), response);
-  } else {
-    HandleRecord(request, std::move(body), response);
+void Server::HandleApi(const ExchangePtr& exchange) {
+  if (exchange->Request().path == kLivePath && exchange->Request().method == "GET") {
+    return exchange->Follow(live_);
   }
+  queries_.Run([this, exchange] { AnswerApi(*exchange); });
 }
 
-void Server::HandleApi(const httplib::Request& request,
-                       std::string body,
-                       httplib::Response& response) {
-  ApiAnswer answer = api_->Handle({request.method, request.path, request.params, std::move(body)});
+void Server::AnswerApi(Exchange& exchange) {
+  const HttpRequest& request = exchange.Request();
+  std::string body = exchange.TakeBody();
+  ApiAnswer answer =
+      api_->Handle({request.method, request.path, request.parameters, std::move(body)});
+  HttpResponse response;
   response.status = answer.status;
+  response.contentType = kJsonType;
   response.body = std::move(answer.body);
-  response.set_header("Content-Type", kJsonType);
+  AddPageHeaders(response);
+  exchange.Answer(std::move(response));
 }
 
-void Server::HandleRecord(const httplib::Request& request,
-                          std::string body,
-                          httplib::Response& response) {
-  Count(RequestKind::Record);
-  const std::optional<Fault> fault = TakeFault(request);
-  if (!WaitFor(fault)) {
-    return;
-  }
-  if (IsStored(fault)) {
-    store_.Add(ReadRecord({request.target, CopyHeaders(request), std::move(body)}));
-  } else {
-    store_.CountRefused();
-  }
-  response.status = 200;
-  if (fault) {
-    Inject(*fault, response);
-  }
+void Server::HandleGet(const ExchangePtr& exchange) {
+  const bool isConfiguration = IsConfigurationRequest(exchange->Request());
+  Count(*exchange, isConfiguration ? RequestKind::Configuration : RequestKind::Other);
+  const std::optional<Fault> fault = TakeFault(exchange->Request());
+  AfterDelay(exchange, fault, [this, exchange, fault, isConfiguration] {
+    if (!isConfiguration) {
+      return Finish(*exchange, fault, HttpResponse());
+    }
+    queries_.Run([this, exchange, fault] { AnswerConfiguration(exchange, fault); });
+  });
 }
 
-void Server::AnswerConfiguration(const httplib::Request& request, httplib::Response& response) {
+void Server::AnswerConfiguration(const ExchangePtr& exchange, const std::optional<Fault>& fault) {
   if (options_.events.onConfigurationRequest) {
-    options_.events.onConfigurationRequest(request.target);
+    options_.events.onConfigurationRequest(exchange->Request().target);
   }
   const std::optional<std::string> settings =
       options_.readSettings ? options_.readSettings() : std::string("{}");
-  response.status = settings ? 200 : 500;
-  response.set_content(settings.value_or("the settings cannot be read\n"), kTextType);
+  Finish(*exchange, fault,
+         TextAnswer(settings ? 200 : 500, settings.value_or("the settings cannot be read\n")));
 }
 
-void Server::Count(RequestKind kind) {
-  if (Connection::Current()->MarkUsed()) {
-    store_.CountConnection();
+void Server::HandleRecord(const ExchangePtr& exchange) {
+  Count(*exchange, RequestKind::Record);
+  const std::optional<Fault> fault = TakeFault(exchange->Request());
+  AfterDelay(exchange, fault, [this, exchange, fault] {
+    readers_.Run([this, exchange, fault] { ReceiveRecord(exchange, fault); });
+  });
+}
+
+void Server::ReceiveRecord(const ExchangePtr& exchange, const std::optional<Fault>& fault) {
+  if (!IsStored(fault)) {
+    records_.CountRefused();
+    return Finish(*exchange, fault, HttpResponse());
   }
-  store_.CountRequest(kind);
+  const HttpRequest& request = exchange->Request();
+  std::string body = exchange->TakeBody();
+  Record record =
+      ReadRecord({request.target, request.headers, std::move(body)}, options_.maxExpandedBytes);
+  if (options_.store) {
+    return StoreRecord(exchange, std::move(record), fault);
+  }
+  records_.Add(std::move(record));
+  Finish(*exchange, fault, HttpResponse());
 }
 
-std::optional<Fault> Server::TakeFault(const httplib::Request& request) {
+void Server::StoreRecord(const ExchangePtr& exchange,
+                         Record record,
+                         const std::optional<Fault>& fault) {
+  record.arrival = std::chrono::system_clock::now();
+  const auto kept = std::make_shared<const Record>(std::move(record));
+  // The log may block; the store's thread must not.
+  options_.store->Add(kept, [this, exchange, fault, kept](const AddResult& result) {
+    readers_.Run([this, exchange, fault, kept, result] {
+      HttpResponse response;
+      response.status = OnStored(*kept, result);
+      Finish(*exchange, fault, std::move(response));
+    });
+  });
+}
+
+int Server::OnStored(const Record& record, const AddResult& result) {
+  if (result.outcome == AddOutcome::Failed) {
+    records_.CountRefused();
+    if (options_.events.onStoreFailure) {
+      options_.events.onStoreFailure(result.reason);
+    }
+    return 503;
+  }
+  if (result.outcome != AddOutcome::Expired) {
+    records_.Add(record);
+  }
+  return 200;
+}
+
+void Server::Count(Exchange& exchange, RequestKind kind) {
+  if (exchange.MarkConnectionUsed()) {
+    records_.CountConnection();
+  }
+  records_.CountRequest(kind);
+}
+
+std::optional<Fault> Server::TakeFault(const HttpRequest& request) {
   const std::optional<Fault> fault = faults_.Take();
   if (fault && options_.events.onFault) {
     options_.events.onFault(request.target, *fault);
@@ -222,13 +305,15 @@ std::optional<Fault> Server::TakeFault(const httplib::Request& request) {
   return fault;
 }
 
-bool Server::WaitFor(const std::optional<Fault>& fault) {
-  const bool isWaiting = fault && fault->kind == FaultKind::Delay;
-  if (isWaiting && !delays_.Wait(fault->delay)) {
-    Connection::Current()->Abandon();
-    return false;
+void Server::AfterDelay(const ExchangePtr& exchange,
+                        const std::optional<Fault>& fault,
+                        std::function<void()> next) {
+  if (!fault || fault->kind != FaultKind::Delay) {
+    return next();
   }
-  return true;
+  http_->After(fault->delay, [exchange, next = std::move(next)](bool isOver) {
+    isOver ? next() : exchange->Drop();
+  });
 }
 
 }  // namespace Gateway

@@ -1,4 +1,4 @@
-// The gateway: receives records over HTTP or HTTPS, stores them, answers requests about them, and
+// The gateway: receives records over HTTP or HTTPS, stores them, serves the page and its API, and
 // injects faults.
 #pragma once
 
@@ -8,24 +8,25 @@
 #include <string>
 
 #include "gateway/fault_plan.h"
+#include "gateway/http/http_server.h"
+#include "gateway/http/worker_pool.h"
+#include "gateway/live_feed.h"
+#include "gateway/page_guard.h"
 #include "gateway/record_store.h"
-
-namespace httplib {
-struct Request;
-struct Response;
-class ContentReader;
-}  // namespace httplib
+#include "gateway/store/store.h"
 
 namespace Gateway {
 
 class Api;
-class HttpServer;
 
-// Callbacks for the log. Called on the connections' threads.
+constexpr int kDefaultPagePort = 8081;
+
+// Callbacks for the log. Called on the server's threads.
 struct ServerEvents {
   std::function<void(const Record&)> onRecord;  // in order of arrival, one at a time
   std::function<void(const std::string& target, const Fault&)> onFault;
   std::function<void(const std::string& target)> onConfigurationRequest;
+  std::function<void(const std::string& reason)> onStoreFailure;
 };
 
 struct ServerOptions {
@@ -35,6 +36,15 @@ struct ServerOptions {
   // PEM files of HTTPS. Both empty: a self-signed certificate is generated.
   std::string certificateFile;
   std::string keyFile;
+  // The page and its API have a port of their own if this is set, or if `address` is not loopback:
+  // then kDefaultPagePort.
+  std::optional<int> pagePort;
+  std::string pageAddress = "127.0.0.1";  // beyond loopback only with a token
+  std::string token;
+  HttpLimits limits;
+  std::size_t maxExpandedBytes = kMaxExpandedBytes;
+  // Where records are kept; null for memory.
+  std::unique_ptr<Store> store;
   // Returns the settings document for the configuration request; nothing if it cannot be read.
   std::function<std::optional<std::string>()> readSettings;
   ServerEvents events;
@@ -52,41 +62,63 @@ class Server {
   // Call it once, before anything else.
   bool Listen(std::string& error);
   int Port() const { return port_; }
+  // The port of the page and its API, which may be Port().
+  int PagePort() const { return pagePort_; }
   // "https://127.0.0.1:8443"
   std::string Url() const;
+  std::string PageUrl() const;
 
-  // Blocks and serves until Stop is called, then ends all connections, answered or not.
+  // Blocks and serves until Stop is called and the requests in progress are answered. After ten
+  // seconds, or when Stop is called again, ends the rest. Then commits the store.
   void Run();
 
-  // Does not block; callable after Listen, from any thread and from a signal handler.
-  void Stop();
+  // Does not block; callable after Listen, from any thread.
+  void Stop() { http_->Stop(); }
+  // From now on SIGINT and SIGTERM call Stop. A second signal ends the process at once.
+  void StopOnSignals() { http_->StopOnSignals(); }
 
-  RecordStore& Store() { return store_; }
+  RecordStore& Records() { return records_; }
   FaultPlan& Faults() { return faults_; }
+  // What GET /api/live sends.
+  LiveFeed& Live() { return live_; }
 
  private:
-  void AddRoutes();
-  void HandleGet(const httplib::Request& request, httplib::Response& response);
-  void HandlePost(const httplib::Request& request,
-                  httplib::Response& response,
-                  const httplib::ContentReader& reader);
-  void HandleApi(const httplib::Request& request, std::string body, httplib::Response& response);
-  void HandleRecord(const httplib::Request& request, std::string body, httplib::Response& response);
-  void AnswerConfiguration(const httplib::Request& request, httplib::Response& response);
+  bool ListenForPage(std::string& error);
+  SslContextPtr CreateContext(std::string& error) const;
 
-  void Count(RequestKind kind);
-  std::optional<Fault> TakeFault(const httplib::Request& request);
-  // Blocks while the fault delays its request. Returns false if the delay was cancelled; the
-  // connection is then abandoned.
-  bool WaitFor(const std::optional<Fault>& fault);
+  // These run on an I/O thread and do not block.
+  void Handle(const ExchangePtr& exchange);
+  void HandlePage(const ExchangePtr& exchange);
+  void HandleApi(const ExchangePtr& exchange);
+  void HandleGet(const ExchangePtr& exchange);
+  void HandleRecord(const ExchangePtr& exchange);
 
-  const ServerOptions options_;
+  // These run on a worker.
+  void AnswerApi(Exchange& exchange);
+  void AnswerConfiguration(const ExchangePtr& exchange, const std::optional<Fault>& fault);
+  void ReceiveRecord(const ExchangePtr& exchange, const std::optional<Fault>& fault);
+  void StoreRecord(const ExchangePtr& exchange, Record record, const std::optional<Fault>& fault);
+  // Adds the record to the list if the store has it. Returns the answer's status.
+  int OnStored(const Record& record, const AddResult& result);
+
+  void Count(Exchange& exchange, RequestKind kind);
+  std::optional<Fault> TakeFault(const HttpRequest& request);
+  // Continues when the fault no longer delays the request; drops it if the delay is cancelled.
+  void AfterDelay(const ExchangePtr& exchange,
+                  const std::optional<Fault>& fault,
+                  std::function<void()> next);
+
+  ServerOptions options_;
   int port_ = 0;
-  RecordStore store_;
+  int pagePort_ = 0;
+  RecordStore records_;
   FaultPlan faults_;
-  DelayTimer delays_;
+  LiveFeed live_;
   std::unique_ptr<Api> api_;
+  std::unique_ptr<PageGuard> guard_;
   std::unique_ptr<HttpServer> http_;
+  WorkerPool readers_;
+  WorkerPool queries_;  // apart, so that a slow question holds up no record
 };
 
 }  // namespace Gateway

@@ -1,0 +1,48 @@
+// The command lines of the tools, which CLI11 parses. Included by the source file of a program's
+// options only.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace CommandLine {
+
+// Exit status of every tool for arguments that it does not accept.
+inline constexpr int kExitUsage = 2;
+
+// The rules of all tools: the last value of an option counts, a flag takes none.
+inline void SetRules(CLI::App& app) {
+  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  app.set_help_flag("-h,--help", "show this text");
+  app.get_formatter()->column_width(30);
+}
+
+// For options whose value must not be empty.
+inline CLI::Validator NotEmpty() {
+  return {[](const std::string& value) { return value.empty() ? "needs a value" : ""; }, "",
+          "NotEmpty"};
+}
+
+enum class Parsed { Good, WantsHelp, Wrong };
+
+// Parses the arguments, given without the program's name. Wrong: the reason is in `error`.
+template <typename Text>
+Parsed Parse(CLI::App& app, std::span<const Text> arguments, std::string& error) {
+  // CLI11 expects them in reverse order.
+  std::vector<std::string> reversed(arguments.begin(), arguments.end());
+  std::ranges::reverse(reversed);
+  try {
+    app.parse(std::move(reversed));
+    return Parsed::Good;
+  } catch (const CLI::CallForHelp&) {
+    return Parsed::WantsHelp;
+  } catch (const CLI::ParseError& failure) {
+    error = failure.what();
+    return Parsed::Wrong;
+  }
+}
+
+}  // namespace CommandLine

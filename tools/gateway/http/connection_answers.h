@@ -1,0 +1,150 @@
+// The functions of Connection that answer and end. Included once, by beast_server.cpp.
+#pragma once
+
+#include "gateway/http/connection_impl.h"
+
+namespace Gateway {
+
+void Connection::Refuse(int status) {
+  phase_ = Phase::Working;
+  parser_.reset();
+  keepsAlive_ = false;
+  hasUnread_ = true;
+  HttpResponse response;
+  response.status = status;
+  response.contentType = "text/plain; charset=utf-8";
+  response.body.append(Reason(status)).append("\n");
+  Write(std::move(response));
+}
+
+void Connection::Write(HttpResponse response) {
+  if (phase_ != Phase::Working) {
+    return;
+  }
+  phase_ = Phase::Sending;
+  ReleaseBody();
+  keepsAlive_ = keepsAlive_ && !context_.isDraining;
+  head_ = AnswerHead(response, keepsAlive_);
+  const bool hasBody = !isHead_ && response.status != 204 && response.status != 304;
+  body_ = hasBody ? std::move(response.body) : std::string();
+  SetDeadline(Clock::now() + TransferTime(body_.size()));
+  const std::array<net::const_buffer, 2> answer = {net::buffer(head_), net::buffer(body_)};
+  net::async_write(wire_, answer, [self = shared_from_this()](const Error& failure, std::size_t) {
+    self->OnWritten(failure);
+  });
+}
+
+void Connection::OnWritten(const Error& failure) {
+  head_ = {};
+  body_ = {};
+  if (failure || phase_ == Phase::Closed) {
+    return Close();
+  }
+  keepsAlive_ ? AwaitRequest() : Finish();
+}
+
+void Connection::Finish() {
+  phase_ = Phase::Ending;
+  SetDeadline(Clock::now() + kEndTime);
+  if (!wire_.IsSecure()) {
+    return Linger();
+  }
+  wire_.ShutDownTls([self = shared_from_this()](const Error&) { self->Linger(); });
+}
+
+// Closing a socket with unread bytes would reset the connection and take the answer away from the
+// client.
+void Connection::Linger() {
+  Error ignored;
+  wire_.Raw().shutdown(tcp::socket::shutdown_send, ignored);
+  hasUnread_ ? Discard() : Close();
+}
+
+void Connection::Discard() {
+  wire_.Raw().async_read_some(
+      buffer_.prepare(kFirstRead), [self = shared_from_this()](const Error& failure, std::size_t) {
+        failure || self->phase_ == Phase::Closed ? self->Close() : self->Discard();
+      });
+}
+
+void Connection::Close() {
+  phase_ = Phase::Closed;
+  Error ignored;
+  wire_.Raw().close(ignored);
+  timer_.cancel();
+}
+
+void Connection::FollowNow(LiveFeed& feed) {
+  if (context_.isDraining) {
+    return Close();
+  }
+  phase_ = Phase::Following;
+  ReleaseBody();
+  QueueEvent(std::make_shared<const std::string>(kFeedHead));
+  Discard();
+  feed.Add(weak_from_this());
+}
+
+void Connection::QueueEvent(std::shared_ptr<const std::string> event) {
+  if (phase_ != Phase::Following) {
+    return;
+  }
+  eventBytes_ += event->size();
+  events_.push_back(std::move(event));
+  if (events_.size() > context_.limits.maxWaitingEvents ||
+      eventBytes_ > context_.limits.maxWaitingEventBytes) {
+    return Close();
+  }
+  if (!isWriting_) {
+    WriteEvents();
+  }
+}
+
+void Connection::WriteEvents() {
+  if (phase_ != Phase::Following) {
+    return Close();
+  }
+  isWriting_ = !events_.empty();
+  if (!isWriting_) {
+    return SetDeadline(Clock::now() + kHeartbeat);
+  }
+  head_.clear();
+  for (const auto& event : std::exchange(events_, {})) {
+    head_ += *event;
+  }
+  eventBytes_ = 0;
+  SetDeadline(Clock::now() + TransferTime(head_.size()));
+  net::async_write(wire_, net::buffer(head_),
+                   [self = shared_from_this()](const Error& failure, std::size_t) {
+                     failure ? self->Close() : self->WriteEvents();
+                   });
+}
+
+void Connection::SetDeadline(Clock::time_point time) {
+  timer_.expires_at(time);
+  timer_.async_wait([self = shared_from_this()](const Error& failure) {
+    // A later deadline may have been set after this one had passed.
+    if (!failure && self->timer_.expiry() <= Clock::now()) {
+      self->OnDeadline();
+    }
+  });
+}
+
+void Connection::OnDeadline() {
+  if (phase_ == Phase::Receiving) {
+    isTimedOut_ = true;
+    Error ignored;
+    wire_.Raw().cancel(ignored);
+  } else if (phase_ == Phase::Following && !isWriting_) {
+    // Finds out whether the client is still there.
+    QueueEvent(std::make_shared<const std::string>(":\n\n"));
+  } else {
+    Close();
+  }
+}
+
+Connection::Clock::duration Connection::TransferTime(std::size_t bytes) const {
+  return context_.limits.transferTime + std::chrono::seconds(bytes / context_.limits.minRate);
+}
+
+}  // namespace Gateway

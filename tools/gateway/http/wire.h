@@ -1,0 +1,79 @@
+// A client's socket, with TLS if its port has it. Part of beast_server.cpp.
+#pragma once
+
+#include <netinet/tcp.h>
+
+#include <boost/asio.hpp>
+#include <boost/asio/ssl.hpp>
+#include <optional>
+#include <utility>
+
+namespace Gateway {
+
+namespace net = boost::asio;
+using tcp = net::ip::tcp;
+using Strand = net::strand<net::io_context::executor_type>;
+using Socket = net::basic_stream_socket<tcp, Strand>;
+
+// A stream for Asio's composed operations. Used on its strand only.
+class Wire {
+ public:
+  using executor_type = Strand;
+
+  // `context` is borrowed; null for a connection without TLS.
+  Wire(Socket socket, net::ssl::context* context) : socket_(std::move(socket)) {
+    boost::system::error_code ignored;
+    // Short answers do not wait for the peer's acknowledgement.
+    socket_.set_option(tcp::no_delay(true), ignored);
+    if (context != nullptr) {
+      tls_.emplace(socket_, *context);
+    }
+  }
+
+  executor_type get_executor() { return socket_.get_executor(); }
+  Socket& Raw() { return socket_; }
+  bool IsSecure() const { return tls_.has_value(); }
+
+  template <typename Handler>
+  void Handshake(Handler&& handler) {
+    tls_->async_handshake(net::ssl::stream_base::server, std::forward<Handler>(handler));
+  }
+  template <typename Handler>
+  void ShutDownTls(Handler&& handler) {
+    tls_->async_shutdown(std::forward<Handler>(handler));
+  }
+
+  template <typename Buffers, typename Handler>
+  void async_read_some(const Buffers& buffers, Handler&& handler) {
+    AcknowledgeAtOnce();
+    if (tls_) {
+      tls_->async_read_some(buffers, std::forward<Handler>(handler));
+    } else {
+      socket_.async_read_some(buffers, std::forward<Handler>(handler));
+    }
+  }
+
+  template <typename Buffers, typename Handler>
+  void async_write_some(const Buffers& buffers, Handler&& handler) {
+    if (tls_) {
+      tls_->async_write_some(buffers, std::forward<Handler>(handler));
+    } else {
+      socket_.async_write_some(buffers, std::forward<Handler>(handler));
+    }
+  }
+
+ private:
+  // Must be repeated before each wait. A client that sends headers and body separately holds the
+  // body back until the headers are acknowledged, which would otherwise take 40 ms for each record.
+  void AcknowledgeAtOnce() {
+#ifdef TCP_QUICKACK
+    const int on = 1;
+    ::setsockopt(socket_.native_handle(), IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+#endif
+  }
+
+  Socket socket_;
+  std::optional<net::ssl::stream<Socket&>> tls_;
+};
+
+}  // namespace Gateway
