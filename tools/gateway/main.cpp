@@ -22,6 +22,7 @@
 #include "gateway/arrival_log.h"
 #include "gateway/options.h"
 #include "gateway/server.h"
+#include "gateway/store/forget.h"
 #include "gateway/store/open_store.h"
 
 namespace {
@@ -226,7 +227,9 @@ int main(int argc, char** argv) {
       std::fputs(Gateway::HelpText().c_str(), stdout);
       return 0;
     }
-    return RunGateway(*options);
+    return options->forget.empty()
+               ? RunGateway(*options)
+               : Gateway::RunForget({options->store, 0}, options->forget, stdout, stderr);
   } catch (const std::exception& failure) {
     return Fail(kExitFailure, failure.what());
   }

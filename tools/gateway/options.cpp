@@ -95,6 +95,18 @@ void AddLimits(CLI::App& app, Options& options) {
   AddSeconds(app, "--idle-time", options.limits.idleTime, "between requests (300)");
 }
 
+void AddForget(CLI::App& app, Options& options) {
+  CLI::App* forget =
+      app.add_subcommand("forget", "delete what a store has of an endpoint or a user, and end");
+  forget->add_option("--store", options.store, "the store, as above")
+      ->check(CommandLine::NotEmpty())
+      ->type_name("TEXT")
+      ->required();
+  forget->add_option("DIGEST", options.forget, "the endpoint's or the user's digest")
+      ->check(CommandLine::NotEmpty())
+      ->required();
+}
+
 // Borrows the options for its lifetime.
 void Describe(CLI::App& app, Options& options) {
   app.description(
@@ -104,6 +116,7 @@ void Describe(CLI::App& app, Options& options) {
   AddRecords(app, options);
   AddPage(app, options);
   AddLimits(app, options);
+  AddForget(app, options);
 }
 
 // Returns what is wrong with the options as a whole.

@@ -33,6 +33,7 @@ struct Options {
   HttpLimits limits;
   std::size_t maxExpandedBytes = kMaxExpandedBytes;
 
+  std::string forget;  // the digest after `forget`; empty: run the gateway
   bool log = false;
   bool help = false;
 };

@@ -171,7 +171,7 @@ bool PageGuard::IsToken(std::string_view text) const {
   return !token_.empty() && CRYPTO_memcmp(given.data(), expected.data(), given.size()) == 0;
 }
 
-void AddPageHeaders(HttpResponse& response) {
+void AddPageHeaders(HttpResponse& response, const char* cacheControl) {
   response.headers.insert(
       response.headers.end(),
       {{"Content-Security-Policy",
@@ -180,7 +180,7 @@ void AddPageHeaders(HttpResponse& response) {
        {"X-Content-Type-Options", "nosniff"},
        {"Referrer-Policy", "no-referrer"},
        {"Cross-Origin-Resource-Policy", "same-origin"},
-       {"Cache-Control", "no-store"}});
+       {"Cache-Control", cacheControl}});
 }
 
 bool IsUsableToken(std::string_view text) {

@@ -39,7 +39,7 @@ class PageGuard {
 
 // Adds the headers that all answers of the page have: no content from other hosts, no in-line code,
 // no frames, no guessed types, no referrer.
-void AddPageHeaders(HttpResponse& response);
+void AddPageHeaders(HttpResponse& response, const char* cacheControl = "no-store");
 
 // Whether a text can be a token: 16 characters at least, all of which a cookie can have.
 bool IsUsableToken(std::string_view text);

@@ -32,7 +32,8 @@ bool IsConfigurationRequest(const HttpRequest& request) {
 
 bool IsForPage(const HttpRequest& request) {
   return Api::Owns(request.path) || request.path == kLoginPath ||
-         (IsGet(request) && FindPageFile(request.path));
+         (IsGet(request) && FindPageFile(request.path) &&
+          IsForBrowser(request.path, HeaderValue(request.headers, "accept")));
 }
 
 HttpResponse TextAnswer(int status, std::string text) {
@@ -40,6 +41,19 @@ HttpResponse TextAnswer(int status, std::string text) {
   response.status = status;
   response.contentType = kTextType;
   response.body = std::move(text);
+  return response;
+}
+
+HttpResponse FileAnswer(const StaticFile& file, const HttpRequest& request) {
+  HttpResponse response;
+  AddPageHeaders(response, "no-cache");
+  response.headers.emplace_back("ETag", file.etag);
+  if (HeaderValue(request.headers, "if-none-match") == file.etag) {
+    response.status = 304;
+    return response;
+  }
+  response.contentType = file.contentType;
+  response.body = file.bytes;
   return response;
 }
 
@@ -162,7 +176,7 @@ void Server::Handle(const ExchangePtr& exchange) {
     return HandlePage(exchange);
   }
   if (request.role == PortRole::Page || Api::Owns(request.path)) {
-    return exchange->Answer(TextAnswer(404, "not here\n"));
+    return exchange->Answer(TextAnswer(404, "not at this port\n"));
   }
   if (IsGet(request)) {
     return HandleGet(exchange);
@@ -188,11 +202,7 @@ void Server::HandlePage(const ExchangePtr& exchange) {
     return exchange->Answer(guard_->Login(request));
   }
   const std::optional<StaticFile> file = FindPageFile(request.path);
-  HttpResponse response;
-  response.contentType = file->contentType;
-  response.body = file->bytes;
-  AddPageHeaders(response);
-  exchange->Answer(std::move(response));
+  exchange->Answer(file ? FileAnswer(*file, request) : TextAnswer(404, "not here\n"));
 }
 
 void Server::HandleApi(const ExchangePtr& exchange) {
@@ -252,8 +262,8 @@ void Server::ReceiveRecord(const ExchangePtr& exchange, const std::optional<Faul
   }
   const HttpRequest& request = exchange->Request();
   std::string body = exchange->TakeBody();
-  Record record =
-      ReadRecord({request.target, request.headers, std::move(body)}, options_.maxExpandedBytes);
+  Record record = ReadRecord({request.target, request.headers, std::move(body)},
+                             options_.maxExpandedBytes, options_.store != nullptr);
   if (options_.store) {
     return StoreRecord(exchange, std::move(record), fault);
   }
@@ -285,7 +295,9 @@ int Server::OnStored(const Record& record, const AddResult& result) {
     return 503;
   }
   if (result.outcome != AddOutcome::Expired) {
-    records_.Add(record);
+    Record listed = record;
+    listed.rows.reset();
+    records_.Add(std::move(listed));
   }
   return 200;
 }

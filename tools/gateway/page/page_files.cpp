@@ -7,4 +7,8 @@ std::optional<StaticFile> FindPageFile(std::string_view) {
   return std::nullopt;
 }
 
+bool IsForBrowser(std::string_view path, std::string_view accept) {
+  return path != "/" || accept.find("text/html") != std::string_view::npos;
+}
+
 }  // namespace Gateway
