@@ -23,9 +23,21 @@ endif()
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
-# The command lines of native tools; headers only.
-if(NOT WIN32)
-  find_package(CLI11 REQUIRED)
+# The command lines of the tools: headers only. Debian's package suits every target, but the folder it
+# is in also has this machine's own headers: a cross build sees CLI11's alone, by a link.
+if(CMAKE_CROSSCOMPILING)
+  find_path(TAV_CLI11_INCLUDE_DIR CLI/CLI.hpp PATHS /usr/include
+            NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+  if(NOT TAV_CLI11_INCLUDE_DIR)
+    message(FATAL_ERROR "CLI11 not found; cmake/deps.sh installs it")
+  endif()
+  set(cli11 "${CMAKE_BINARY_DIR}/cli11")
+  file(MAKE_DIRECTORY "${cli11}")
+  file(CREATE_LINK "${TAV_CLI11_INCLUDE_DIR}/CLI" "${cli11}/CLI" SYMBOLIC)
+  add_library(CLI11::CLI11 INTERFACE IMPORTED)
+  set_target_properties(CLI11::CLI11 PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "${cli11}")
+else()
+  find_package(CLI11 CONFIG REQUIRED)
 endif()
 
 # Debian ships googletest as sources, vcpkg as a library.

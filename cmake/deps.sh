@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Usage: cmake/deps.sh GROUP...
 # Installs the missing ones of the packages that a group needs on Debian 12.
-#   cross     the MinGW-w64 compiler, and zlib and jansson built for it into build/deps/mingw
+#   cross     the MinGW-w64 compiler, CLI11, and zlib and jansson built for it into build/deps/mingw
 #   native    GCC and the libraries of the local gateway and of native builds
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
@@ -16,7 +16,7 @@ say() { printf '   %s\n' "$*"; }
 packages_of() {
   case $1 in
     cross)
-      echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix
+      echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix libcli11-dev
       [ -e "$prefix/.stamp" ] || echo dpkg-dev # unpacks sources
       ;;
     native)

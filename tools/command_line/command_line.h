@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -15,6 +14,8 @@ inline constexpr int kExitUsage = 2;
 
 // The rules of all tools: the last value of an option counts, a flag takes none.
 inline void SetRules(CLI::App& app) {
+  // The same options on every system; on Windows "/name" is a file.
+  app.allow_windows_style_options(false);
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.set_help_flag("-h,--help", "show this text");
   app.get_formatter()->column_width(30);
@@ -29,8 +30,8 @@ inline CLI::Validator NotEmpty() {
 enum class Parsed { Good, WantsHelp, Wrong };
 
 // Parses the arguments, given without the program's name. Wrong: the reason is in `error`.
-template <typename Text>
-Parsed Parse(CLI::App& app, std::span<const Text> arguments, std::string& error) {
+template <typename Arguments>
+Parsed Parse(CLI::App& app, const Arguments& arguments, std::string& error) {
   // CLI11 expects them in reverse order.
   std::vector<std::string> reversed(arguments.begin(), arguments.end());
   std::ranges::reverse(reversed);

@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
   try {
     const std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
     std::string error;
-    switch (CommandLine::Parse<char*>(app, arguments.subspan(1), error)) {
+    switch (CommandLine::Parse(app, arguments.subspan(1), error)) {
       case CommandLine::Parsed::WantsHelp:
         std::fputs(app.help("demo_ledger").c_str(), stdout);
         return 0;

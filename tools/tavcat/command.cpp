@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "command_line/command_line.h"
 #include "platform/process.h"
 #include "tavcat/folder.h"
 #include "tavcat/text.h"
@@ -10,50 +11,42 @@ namespace Tavcat {
 
 namespace {
 
-constexpr char kHelp[] =
-    "Usage: tavcat [options] [FOLDER]\n"
-    "\n"
-    "Prints what the library has stored in FOLDER and explains damage. Changes nothing.\n"
+constexpr char kDescription[] =
+    "Prints what the library has stored in FOLDER and explains damage. Changes nothing.";
+constexpr char kFooter[] =
 #ifdef _WIN32
     "Without FOLDER: %LOCALAPPDATA%\\Quendel\\Tav.\n"
 #endif
-    "\n"
-    "  --events    show a line for each event instead of a record's JSON text\n"
-    "  --records   print only the records, one per line; damage goes to standard error\n"
-    "  --help      show this text\n"
-    "\n"
     "Exit status: 0 no damage, 1 damage, 2 wrong arguments or no such folder.\n";
 
 struct Options {
-  Form form = Form::Everything;
+  bool showsEvents = false;
+  bool showsRecordsOnly = false;
   std::string folder;
-  bool help = false;
 };
 
-// Returns what is wrong with the arguments.
-std::string ParseOptions(std::span<const std::string> arguments, Options& options) {
-  bool onlyFolders = false;
-  for (const std::string& argument : arguments) {
-    if (onlyFolders || !argument.starts_with('-')) {
-      if (!options.folder.empty() || argument.empty()) {
-        return argument.empty() ? "the folder's name is empty" : "more than one folder";
-      }
-      options.folder = argument;
-    } else if (argument == "--events" || argument == "--records") {
-      const Form form = argument == "--events" ? Form::Events : Form::RecordsOnly;
-      if (options.form != Form::Everything && options.form != form) {
-        return "--events and --records cannot be combined";
-      }
-      options.form = form;
-    } else if (argument == "--help" || argument == "-h") {
-      options.help = true;
-    } else if (argument == "--") {
-      onlyFolders = true;
-    } else {
-      return "unknown option " + argument;
-    }
-  }
-  return {};
+Form FormOf(const Options& options) {
+  return options.showsEvents        ? Form::Events
+         : options.showsRecordsOnly ? Form::RecordsOnly
+                                    : Form::Everything;
+}
+
+// Borrows the options for its lifetime.
+void Describe(CLI::App& app, Options& options) {
+  app.description(kDescription);
+  app.footer(kFooter);
+  CommandLine::SetRules(app);
+  CLI::Option* events = app.add_flag("--events", options.showsEvents,
+                                     "show a line for each event instead of a record's JSON text")
+                            ->disable_flag_override();
+  app.add_flag("--records", options.showsRecordsOnly,
+               "print only the records, one per line; damage goes to standard error")
+      ->disable_flag_override()
+      ->excludes(events);
+  app.add_option("FOLDER", options.folder, "the storage folder")
+      ->check(CommandLine::NotEmpty())
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw)
+      ->type_name("");
 }
 
 // The library's folder; empty if there is none. The library's own function would create it.
@@ -74,19 +67,23 @@ int RunCommand(std::span<const std::string> arguments, const Sink& output, const
     return kExitUsage;
   };
   Options options;
-  const std::string error = ParseOptions(arguments, options);
-  if (!error.empty()) {
-    return fail(error + "; see tavcat --help");
-  }
-  if (options.help) {
-    output(kHelp);
-    return kExitGood;
+  CLI::App app;
+  Describe(app, options);
+  std::string error;
+  switch (CommandLine::Parse(app, arguments, error)) {
+    case CommandLine::Parsed::Wrong:
+      return fail(error + "; see tavcat --help");
+    case CommandLine::Parsed::WantsHelp:
+      output(app.help("tavcat"));
+      return kExitGood;
+    case CommandLine::Parsed::Good:
+      break;
   }
   const std::string folder = options.folder.empty() ? DefaultFolder() : options.folder;
   if (folder.empty()) {
     return fail("no folder given; see tavcat --help");
   }
-  Report report(options.form, output, problems);
+  Report report(FormOf(options), output, problems);
   if (!ShowFolder(folder, report)) {
     return fail("cannot read the folder " + folder);
   }

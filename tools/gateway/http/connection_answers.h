@@ -1,9 +1,50 @@
 // The functions of Connection that answer and end. Included once, by beast_server.cpp.
 #pragma once
 
+#include <array>
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <utility>
+
 #include "gateway/http/connection_impl.h"
 
 namespace Gateway {
+namespace {
+
+// For the client to read the last answer and close.
+constexpr std::chrono::seconds kEndTime(2);
+constexpr std::chrono::seconds kHeartbeat(15);
+
+constexpr std::string_view kFeedHead =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-store\r\n"
+    "X-Content-Type-Options: nosniff\r\nConnection: close\r\n\r\n: connected\n\n";
+
+std::string_view Reason(int status) {
+  return View(http::obsolete_reason(static_cast<http::status>(status)));
+}
+
+std::string AnswerHead(const HttpResponse& response, bool keepsAlive) {
+  std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ';
+  head.append(Reason(response.status)).append("\r\n");
+  const auto add = [&head](std::string_view name, std::string_view value) {
+    head.append(name).append(": ").append(value).append("\r\n");
+  };
+  // Neither status has a body.
+  if (response.status != 204 && response.status != 304) {
+    add("Content-Length", std::to_string(response.body.size()));
+  }
+  if (!response.contentType.empty()) {
+    add("Content-Type", response.contentType);
+  }
+  for (const auto& [name, value] : response.headers) {
+    add(name, value);
+  }
+  add("Connection", keepsAlive ? "keep-alive" : "close");
+  return head += "\r\n";
+}
+
+}  // namespace
 
 void Connection::Refuse(int status) {
   phase_ = Phase::Working;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/status.hpp>
 #include <cctype>
@@ -20,14 +19,8 @@ namespace http = boost::beast::http;
 // An idle connection holds this much.
 constexpr std::size_t kFirstRead = 1024;
 constexpr std::size_t kNextRead = std::size_t{16} * 1024;
-// For the client to read the last answer and close.
-constexpr std::chrono::seconds kEndTime(2);
-constexpr std::chrono::seconds kHeartbeat(15);
 
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
-constexpr std::string_view kFeedHead =
-    "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-store\r\n"
-    "X-Content-Type-Options: nosniff\r\nConnection: close\r\n\r\n: connected\n\n";
 
 std::string_view View(boost::beast::string_view text) {
   return {text.data(), text.size()};
@@ -45,30 +38,6 @@ int StatusOf(const boost::system::error_code& failure) {
     return 413;
   }
   return failure == http::error::header_limit ? 431 : 400;
-}
-
-std::string_view Reason(int status) {
-  return View(http::obsolete_reason(static_cast<http::status>(status)));
-}
-
-std::string AnswerHead(const HttpResponse& response, bool keepsAlive) {
-  std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ';
-  head.append(Reason(response.status)).append("\r\n");
-  const auto add = [&head](std::string_view name, std::string_view value) {
-    head.append(name).append(": ").append(value).append("\r\n");
-  };
-  // Neither status has a body.
-  if (response.status != 204 && response.status != 304) {
-    add("Content-Length", std::to_string(response.body.size()));
-  }
-  if (!response.contentType.empty()) {
-    add("Content-Type", response.contentType);
-  }
-  for (const auto& [name, value] : response.headers) {
-    add(name, value);
-  }
-  add("Connection", keepsAlive ? "keep-alive" : "close");
-  return head += "\r\n";
 }
 
 }  // namespace
