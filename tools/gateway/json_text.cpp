@@ -182,6 +182,21 @@ std::size_t FindLooseSpace(std::string_view validText) {
   return cursor.AtEnd() ? std::string_view::npos : cursor.Position();
 }
 
+std::vector<MemberSpan> FindMembers(std::string_view validText) {
+  std::vector<MemberSpan> members;
+  Cursor cursor(validText);
+  if (!cursor.Accept('{') || cursor.Here() != '"') {
+    return members;
+  }
+  do {
+    const std::size_t start = cursor.Position();
+    const TextSpan key{start, cursor.TakeString().size()};
+    cursor.Accept(':');
+    members.push_back({key, cursor.TakeValue()});
+  } while (cursor.Accept(','));
+  return members;
+}
+
 std::optional<std::vector<TextSpan>> FindArrayItems(std::string_view validObject,
                                                     std::string_view key) {
   const std::string quoted = '"' + std::string(key) + '"';

@@ -56,6 +56,15 @@ void ForEachMember(const json_t* object, Visitor visit) {
 // Offset of the first white space outside strings; npos for compact text.
 std::size_t FindLooseSpace(std::string_view validText);
 
+// A member of an object: its key with the quotes, and its value.
+struct MemberSpan {
+  TextSpan key;
+  TextSpan value;
+};
+
+// The members of the root object, in their order; none if the root is not an object.
+std::vector<MemberSpan> FindMembers(std::string_view validText);
+
 // The items of the array that the root object has under `key`. Nothing if the key, spelled without
 // escapes, is missing or its value is not an array.
 std::optional<std::vector<TextSpan>> FindArrayItems(std::string_view validObject,
