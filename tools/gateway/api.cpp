@@ -1,10 +1,14 @@
 #include "gateway/api.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <utility>
+#include <vector>
 
+#include "gateway/digest.h"
 #include "gateway/json_text.h"
+#include "gateway/settings_check.h"
 
 namespace Gateway {
 namespace {
@@ -12,6 +16,16 @@ namespace {
 constexpr std::string_view kPrefix = "/api/";
 constexpr std::string_view kRecordPrefix = "/api/records/";
 constexpr std::string_view kTextSuffix = "/text";
+
+constexpr std::string_view kAskPrefix = "/api/ask/";
+
+constexpr std::size_t kMaxRecent = 200;
+constexpr std::size_t kMaxParameters = 16;  // of a question
+constexpr std::size_t kMaxNameBytes = 64;
+constexpr std::size_t kMaxValueBytes = 1024;
+
+constexpr const char* kNoSettings =
+    "there is no settings file; start the gateway with --config FILE";
 
 ApiAnswer Refuse(int status, const std::string& reason) {
   return {status, "{\"error\":" + QuoteJson(reason) + '}'};
@@ -37,24 +51,52 @@ bool ReadPage(const ApiRequest& request, Page& page) {
 
 }  // namespace
 
-Api::Api(RecordStore& store, FaultPlan& faults, std::function<void()> onReset)
-    : store_(store), faults_(faults), onReset_(std::move(onReset)) {}
+Api::Api(RecordStore& store,
+         FaultPlan& faults,
+         std::function<void()> onReset,
+         Store* durable,
+         SettingsFile* settings)
+    : store_(store),
+      faults_(faults),
+      onReset_(std::move(onReset)),
+      durable_(durable),
+      settings_(settings) {}
 
 bool Api::Owns(std::string_view path) {
   return path.starts_with(kPrefix);
 }
 
 ApiAnswer Api::Handle(const ApiRequest& request) {
-  const bool isPost = request.method == "POST";
-  const std::string& path = request.path;
-  if (isPost && path == "/api/reset") {
+  if (request.method == "POST") {
+    return Post(request);
+  }
+  if (request.method == "PUT") {
+    return request.path == "/api/settings" ? PutSettings(request)
+                                           : Refuse(404, "nothing to PUT at " + request.path);
+  }
+  return Get(request);
+}
+
+ApiAnswer Api::Post(const ApiRequest& request) {
+  if (request.path == "/api/reset") {
     return Reset();
   }
-  if (isPost && path == "/api/faults") {
+  if (request.path == "/api/faults") {
     return AddFaults(request);
   }
-  if (isPost) {
-    return Refuse(404, "nothing to POST at " + path);
+  return Refuse(404, "nothing to POST at " + request.path);
+}
+
+ApiAnswer Api::Get(const ApiRequest& request) const {
+  const std::string& path = request.path;
+  if (path == "/api/recent") {
+    return Recent(request);
+  }
+  if (path.starts_with(kAskPrefix)) {
+    return Ask(request);
+  }
+  if (path == "/api/settings") {
+    return Settings();
   }
   if (path == "/api/records") {
     return Records(request);
@@ -93,7 +135,8 @@ ApiAnswer Api::OneRecord(const ApiRequest& request) const {
     return Refuse(404, "no record number in " + request.path);
   }
   std::optional<std::string> found =
-      wantsText ? store_.RecordText(number) : store_.DescribeRecord(number);
+      wantsText ? store_.RecordText(number)
+                : store_.DescribeRecord(number, Parameter(request, "body", "1") != "0");
   if (!found) {
     return Refuse(404, "there is no record " + std::to_string(number));
   }
@@ -112,6 +155,73 @@ ApiAnswer Api::Events(const ApiRequest& request) const {
   return {200, store_.ListEvents(Parameter(request, "name", ""), page)};
 }
 
+ApiAnswer Api::Recent(const ApiRequest& request) const {
+  std::uint64_t after = 0;
+  std::size_t limit = kMaxRecent;
+  if (!ReadNumber(Parameter(request, "after", "0"), after) ||
+      !ReadNumber(Parameter(request, "limit", std::to_string(limit)), limit)) {
+    return Refuse(400, "\"after\" and \"limit\" must be whole numbers");
+  }
+  return {200, store_.ListRecent(after, std::min(limit, kMaxRecent))};
+}
+
+ApiAnswer Api::Ask(const ApiRequest& request) const {
+  if (durable_ == nullptr) {
+    return {404,
+            "{\"error\":\"records are kept in memory only; start the gateway with --store FILE to "
+            "ask questions\",\"store\":\"memory\"}"};
+  }
+  Parameters parameters;
+  for (const auto& [name, value] : request.parameters) {
+    if (name.size() > kMaxNameBytes || value.size() > kMaxValueBytes) {
+      return Refuse(400, "a parameter is too long");
+    }
+    if (parameters.size() == kMaxParameters || !parameters.emplace(name, value).second) {
+      return Refuse(400, "too many parameters, or one is there twice");
+    }
+  }
+  Answer answer =
+      durable_->Ask(std::string_view(request.path).substr(kAskPrefix.size()), parameters);
+  return {answer.status, std::move(answer.json)};
+}
+
+ApiAnswer Api::Settings() const {
+  if (settings_ == nullptr) {
+    return Refuse(404, kNoSettings);
+  }
+  const std::optional<std::string> text = settings_->Read();
+  if (!text) {
+    return Refuse(500, "the settings cannot be read");
+  }
+  return {200, "{\"file\":" + QuoteJson(settings_->Path()) + ",\"digest\":" +
+                   QuoteJson(Sha256Hex(*text)) + ",\"text\":" + QuoteJson(*text) + '}'};
+}
+
+ApiAnswer Api::PutSettings(const ApiRequest& request) {
+  if (settings_ == nullptr) {
+    return Refuse(404, kNoSettings);
+  }
+  const std::vector<SettingsProblem> problems = CheckSettings(request.body);
+  const std::string list = "\"problems\":" + ProblemsJson(problems);
+  if (Parameter(request, "check", "0") != "0") {
+    return {200, '{' + list + ",\"saved\":false}"};
+  }
+  if (HasErrors(problems)) {
+    return {400, "{\"error\":\"the settings have errors\"," + list + '}'};
+  }
+  std::string error;
+  switch (settings_->Replace(request.body, Parameter(request, "base", ""), error)) {
+    case SettingsFile::Outcome::Written:
+      break;
+    case SettingsFile::Outcome::Changed:
+      return Refuse(409, "the file has been changed by somebody else since it was read");
+    case SettingsFile::Outcome::Failed:
+      return Refuse(500, error);
+  }
+  return {200,
+          '{' + list + ",\"saved\":true,\"digest\":" + QuoteJson(Sha256Hex(request.body)) + '}'};
+}
+
 ApiAnswer Api::AddFaults(const ApiRequest& request) {
   std::string error;
   const JsonPtr value = ParseJson(request.body, error);
@@ -121,6 +231,9 @@ ApiAnswer Api::AddFaults(const ApiRequest& request) {
   const auto faults = ParseFaults(value.get(), error);
   if (!faults) {
     return Refuse(400, error);
+  }
+  if (Parameter(request, "replace", "0") != "0") {
+    faults_.Clear();
   }
   faults_.Append(*faults);
   return {200, faults_.Describe()};

@@ -1,4 +1,5 @@
-// The requests under /api/: listings of what arrived, fault injection, reset. Answers are JSON.
+// The requests under /api/: listings of what arrived, questions to the store, fault injection, the
+// settings file, reset. Answers are JSON.
 // Independent of HTTP and sockets; docs/gateway.md describes each path.
 #pragma once
 
@@ -9,6 +10,8 @@
 
 #include "gateway/fault_plan.h"
 #include "gateway/record_store.h"
+#include "gateway/settings_file.h"
+#include "gateway/store/store.h"
 
 namespace Gateway {
 
@@ -27,24 +30,39 @@ struct ApiAnswer {
 // Thread-safe.
 class Api {
  public:
-  // Borrows both for its lifetime. `onReset` must end the requests that a fault still delays.
-  Api(RecordStore& store, FaultPlan& faults, std::function<void()> onReset);
+  // Borrows all of them for its lifetime. `onReset` must end the requests that a fault still
+  // delays. `durable` answers questions and `settings` is the file that may be edited; null without
+  // them.
+  Api(RecordStore& store,
+      FaultPlan& faults,
+      std::function<void()> onReset,
+      Store* durable = nullptr,
+      SettingsFile* settings = nullptr);
 
   // Whether a path belongs to the API: such requests are not counted and get no faults.
   static bool Owns(std::string_view path);
 
+  // A question to the store may take 10 seconds; everything else answers at once.
   ApiAnswer Handle(const ApiRequest& request);
 
  private:
+  ApiAnswer Get(const ApiRequest& request) const;
+  ApiAnswer Post(const ApiRequest& request);
   ApiAnswer Records(const ApiRequest& request) const;
   ApiAnswer OneRecord(const ApiRequest& request) const;
   ApiAnswer Events(const ApiRequest& request) const;
+  ApiAnswer Recent(const ApiRequest& request) const;
+  ApiAnswer Ask(const ApiRequest& request) const;
+  ApiAnswer Settings() const;
+  ApiAnswer PutSettings(const ApiRequest& request);
   ApiAnswer AddFaults(const ApiRequest& request);
   ApiAnswer Reset();
 
   RecordStore& store_;
   FaultPlan& faults_;
   const std::function<void()> onReset_;
+  Store* const durable_;
+  SettingsFile* const settings_;
 };
 
 }  // namespace Gateway

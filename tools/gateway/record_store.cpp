@@ -1,5 +1,6 @@
 #include "gateway/record_store.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <initializer_list>
@@ -58,6 +59,10 @@ JsonPtr DescribeProblems(const Record& record) {
   return problems;
 }
 
+// How many of a record's events the live list carries, and how many bytes of them.
+constexpr std::size_t kMaxLiveEvents = 200;
+constexpr std::size_t kMaxLiveBytes = std::size_t{64} * 1024;
+
 // The object for one record. Its text is inserted as it arrived, not parsed and printed again.
 void AppendRecord(std::string& out, const Record& record, bool withBody) {
   const JsonPtr object(json_object());
@@ -84,11 +89,39 @@ void AppendRecord(std::string& out, const Record& record, bool withBody) {
   }
 }
 
+// Appends the first events of a record, as many as the bounds allow. Returns how many.
+std::size_t AppendFirstEvents(std::string& out, const Record& record) {
+  std::size_t count = 0;
+  const std::size_t start = out.size();
+  for (const EventEntry& event : record.events) {
+    if (count == kMaxLiveEvents || out.size() - start + event.span.length > kMaxLiveBytes) {
+      break;
+    }
+    out += count++ > 0 ? "," : "";
+    out.append(record.text, event.span.offset, event.span.length);
+  }
+  return count;
+}
+
 bool IsInPage(std::size_t index, const Page& page) {
   return index >= page.from && index - page.from < page.limit;
 }
 
 }  // namespace
+
+std::string LiveRecordJson(const Record& record) {
+  std::string out;
+  AppendRecord(out, record, false);
+  out.pop_back();
+  out.append(",\"product\":").append(QuoteJson(record.product));
+  out.append(",\"version\":").append(QuoteJson(record.productVersion));
+  out.append(",\"component\":").append(QuoteJson(record.component)).append(",\"rt\":[");
+  const std::size_t listed = AppendFirstEvents(out, record);
+  out.append("],\"left_out\":").append(std::to_string(record.events.size() - listed)).append("}");
+  // In valid JSON a line end is white space. Without them the text is one line of an event stream.
+  std::ranges::replace_if(out, [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  return out;
+}
 
 void RecordStore::Add(Record record) {
   if (record.arrival == std::chrono::system_clock::time_point()) {
@@ -178,14 +211,28 @@ std::string RecordStore::ListRecords(const Page& page, bool withBody) const {
   return out += ']';
 }
 
-std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number) const {
+std::string RecordStore::ListRecent(std::uint64_t after, std::size_t limit) const {
+  const RecordList records = Snapshot();
+  const std::uint64_t newest = records.empty() ? 0 : records.back()->number;
+  const auto isKnown = [after](const auto& record) { return record->number <= after; };
+  auto first = std::ranges::partition_point(records, isKnown);
+  first += std::max<std::ptrdiff_t>(0, records.end() - first - static_cast<std::ptrdiff_t>(limit));
+  std::string out = "{\"newest\":" + std::to_string(newest) + ",\"records\":[";
+  for (auto record = first; record != records.end(); ++record) {
+    out += record == first ? "" : ",";
+    out += LiveRecordJson(**record);
+  }
+  return out += "]}";
+}
+
+std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number, bool withBody) const {
   const std::scoped_lock guard(lock_);
   const auto record = Find(number);
   if (!record) {
     return std::nullopt;
   }
   std::string out;
-  AppendRecord(out, *record, true);
+  AppendRecord(out, *record, withBody);
   return out;
 }
 

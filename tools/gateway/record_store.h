@@ -26,6 +26,11 @@ struct Page {
 
 enum class RequestKind { Record, Configuration, Other };
 
+// A record as the live list shows it: what ListRecords returns without the body, its product,
+// version and component, and its first events under "rt", with the number of further ones under
+// "left_out". One line. Any thread.
+std::string LiveRecordJson(const Record& record);
+
 // Thread-safe; no function does I/O. Listings are JSON texts.
 class RecordStore {
  public:
@@ -53,8 +58,11 @@ class RecordStore {
 
   // An array with one object per record, without the record itself unless `withBody`.
   std::string ListRecords(const Page& page, bool withBody) const;
+  // The newest `limit` records with a number above `after`, oldest first, and the newest number:
+  // {"newest":7,"records":[…]}, each as LiveRecordJson describes it.
+  std::string ListRecent(std::uint64_t after, std::size_t limit) const;
   // The object for one record; nothing if there is no such record.
-  std::optional<std::string> DescribeRecord(std::uint64_t number) const;
+  std::optional<std::string> DescribeRecord(std::uint64_t number, bool withBody = true) const;
   // The record's text as it arrived; nothing if there is no such record.
   std::optional<std::string> RecordText(std::uint64_t number) const;
 
