@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Usage: lint.sh [FILE...]
-# Checks the format, the rules of the tree, the shell scripts and, with clang-tidy, the given files or
+# Checks the format, the rules of the tree, the scripts and, with clang-tidy, the given files or
 # all. Needs the configured trees build/release (for the library and Windows programs) and
 # build/native (for the tools). Runs all checks before it fails.
 set -uo pipefail
@@ -30,6 +30,15 @@ check_format() {
 
 check_scripts() {
   files '*.sh' run .ci/run | xargs -d '\n' shellcheck
+}
+
+# The syntax of the page's modules and of its tests.
+check_modules() {
+  local file failed=0
+  while IFS= read -r file; do
+    node --check --input-type=module <"$file" || { echo "$file" >&2; failed=1; }
+  done < <(files '*.js' '*.mjs')
+  return "$failed"
 }
 
 # tidy BUILD-TREE EXTRA-ARGUMENT... : reads file names, skips those the tree does not compile. clang
@@ -69,6 +78,7 @@ named=("$@")
 stage "format" check_format
 stage "rules of the tree" tools/checks/rules.sh
 stage "shell scripts" check_scripts
+stage "JavaScript modules" check_modules
 stage "clang-tidy, library and Windows programs" tidy_windows < <(
   choose 'src/*.cpp' 'examples/*.c' 'examples/*.cpp' 'bench/*.cpp')
 stage "clang-tidy, tools and the POSIX side" tidy_native < <(

@@ -68,5 +68,14 @@ upward=$(search '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' 'src/*.h' 'src/
     }')
 complain "a layer includes a higher one, or a header without its layer's name" "$upward"
 
+# What arrives at the gateway is hostile text: its page creates text nodes, never markup or code, and
+# loads nothing from elsewhere. The namespace of SVG is a name, not an address.
+complain "the gateway's page must not make markup or code out of text" "$(search \
+  'innerHTML|outerHTML|insertAdjacentHTML|document\.write|DOMParser|createContextualFragment|srcdoc|\beval\(|new Function|setTimeout\(["'"'"'`]' \
+  'tools/gateway/page/*.js' 'tools/gateway/page/*.html')"
+complain "the gateway's page must not name another host, or have inline code or styles" "$(search \
+  '(src|href|url|import|fetch)[^a-z]{1,3}https?:|<style|<script>|javascript:| on[a-z]+="| style="' \
+  'tools/gateway/page/*.js' 'tools/gateway/page/*.html' 'tools/gateway/page/*.css')"
+
 [ $failed = 0 ] || exit 1
 echo "   all rules hold"
