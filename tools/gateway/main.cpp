@@ -161,6 +161,7 @@ std::string FillServerOptions(const Gateway::Options& options, Gateway::ServerOp
     if (!ReadFile(options.settingsFile)) {
       return "cannot read the settings file " + options.settingsFile;
     }
+    result.settingsFile = options.settingsFile;
     // Read for each request, so that the file can be edited while the gateway runs.
     result.readSettings = [path = options.settingsFile] { return ReadFile(path); };
   }

@@ -81,16 +81,20 @@ void Finish(Exchange& exchange, const std::optional<Fault>& fault, HttpResponse 
 
 Server::Server(ServerOptions options)
     : options_(std::move(options)),
-      records_(options_.events.onRecord,
+      records_([this](const Record& record) { Announce(record); },
                options_.store ? kMaxListedRecords : static_cast<std::size_t>(-1)),
       readers_(std::max(1U, std::thread::hardware_concurrency())),
       queries_(kQueryThreads) {
   http_ = std::make_unique<HttpServer>(options_.limits,
                                        [this](const ExchangePtr& exchange) { Handle(exchange); });
-  api_ = std::make_unique<Api>(records_, faults_, [this] {
+  if (!options_.settingsFile.empty()) {
+    settings_ = std::make_unique<SettingsFile>(options_.settingsFile);
+  }
+  const auto onReset = [this] {
     http_->CancelDelays();
     http_->EndHeld();
-  });
+  };
+  api_ = std::make_unique<Api>(records_, faults_, onReset, options_.store.get(), settings_.get());
 }
 
 // The store calls back with exchanges that wait for it, so it ends before the connections do.
@@ -237,6 +241,15 @@ int Server::OnStored(const Record& record, const AddResult& result) {
     records_.Add(std::move(listed));
   }
   return 200;
+}
+
+void Server::Announce(const Record& record) {
+  if (options_.events.onRecord) {
+    options_.events.onRecord(record);
+  }
+  if (live_.HasFollowers()) {
+    live_.Publish("record", LiveRecordJson(record));
+  }
 }
 
 void Server::Count(Exchange& exchange, RequestKind kind) {

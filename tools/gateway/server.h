@@ -18,6 +18,7 @@
 namespace Gateway {
 
 class Api;
+class SettingsFile;
 
 constexpr int kDefaultPagePort = 8081;
 
@@ -45,6 +46,8 @@ struct ServerOptions {
   std::size_t maxExpandedBytes = kMaxExpandedBytes;
   // Where records are kept; null for memory.
   std::unique_ptr<Store> store;
+  // The file that /api/settings shows and replaces; empty: none.
+  std::string settingsFile;
   // Returns the settings document for the configuration request; nothing if it cannot be read.
   std::function<std::optional<std::string>()> readSettings;
   ServerEvents events;
@@ -101,6 +104,8 @@ class Server {
   // Adds the record to the list if the store has it. Returns the answer's status.
   int OnStored(const Record& record, const AddResult& result);
 
+  // Tells the log and the live pages of a record.
+  void Announce(const Record& record);
   void Count(Exchange& exchange, RequestKind kind);
   std::optional<Fault> TakeFault(const HttpRequest& request);
   // Continues when the fault no longer delays the request; drops it if the delay is cancelled.
@@ -114,6 +119,7 @@ class Server {
   RecordStore records_;
   FaultPlan faults_;
   LiveFeed live_;
+  std::unique_ptr<SettingsFile> settings_;
   std::unique_ptr<Api> api_;
   std::unique_ptr<PageGuard> guard_;
   std::unique_ptr<HttpServer> http_;

@@ -61,6 +61,7 @@ function showNavigation(view, state) {
 function show() {
   const { view, state } = current();
   const name = Object.hasOwn(kViews, view) ? view : 'live';
+  const isFirst = shown === null;
   const isOther = name !== shown;
   end?.();
   end = null;
@@ -85,7 +86,9 @@ function show() {
   }
   if (isOther) {
     scrollTo(0, 0);
-    main.querySelector('h1')?.focus({ preventScroll: true });
+    if (!isFirst) {
+      main.querySelector('h1')?.focus({ preventScroll: true });
+    }
   }
 }
 

@@ -4,7 +4,9 @@ import { link } from './address.js';
 import { bytes, clock, clockOf, plural, whole } from './format.js';
 import { properties } from './session.js';
 
-const kMarkers = { $b: 'begin', $e: 'end', $i: 'idle' };
+// Maps, because names that arrive may be those of an object's own members.
+const kMarkers = new Map([['$b', 'begin'], ['$e', 'end'], ['$i', 'idle']]);
+const kNames = new Map([['std-Cmd', 'command'], ['std-Error', 'error']]);
 
 // Events of a component carry its name and an underscore before their own names.
 function plainName(name, component) {
@@ -13,10 +15,9 @@ function plainName(name, component) {
 
 function kindOf({ g: marker, m: name }, component) {
   if (marker !== undefined) {
-    return Object.hasOwn(kMarkers, marker) ? kMarkers[marker] : 'place';
+    return kMarkers.get(marker) ?? 'place';
   }
-  const plain = plainName(String(name), component);
-  return { 'std-Cmd': 'command', 'std-Error': 'error' }[plain] ?? 'event';
+  return kNames.get(plainName(String(name), component)) ?? 'event';
 }
 
 // A command is known by its own name.

@@ -49,11 +49,19 @@ export function explore(name, view) {
         place = h('div', { class: 'explore' }, h('p', { class: 'waiting' }, 'Asking the store …'));
         replace(main, h('h1', { tabindex: '-1' }, view.title), place);
       }
-      const run = () => fill(place, name, view, state, stop.signal).catch((error) => {
-        if (!stop.signal.aborted) {
-          replace(place, error.answer?.store === 'memory' ? noStore() : failure(error, run));
+      const run = async () => {
+        place.setAttribute('aria-busy', 'true');
+        try {
+          await fill(place, name, view, state, stop.signal);
+        } catch (error) {
+          if (!stop.signal.aborted) {
+            replace(place, error.answer?.store === 'memory' ? noStore() : failure(error, run));
+          }
         }
-      });
+        if (!stop.signal.aborted) {
+          place.removeAttribute('aria-busy');
+        }
+      };
       run();
       return () => stop.abort();
     },
