@@ -6,12 +6,18 @@
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
 #   bindings  compilers and run-times for the tests of the bindings for other languages
-#   lint      clang-format, clang-tidy, shellcheck
+#   lint      clang-format, clang-tidy, shellcheck, Node.js
+#   web       Chromium without a window and Node.js, to test the gateway's page
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 prefix=$root/build/deps/mingw
 
 say() { printf '   %s\n' "$*"; }
+
+# Node.js may be installed from elsewhere, and Debian's packages would conflict with it.
+unless_found() { # PROGRAM PACKAGE
+  command -v "$1" >/dev/null || echo "$2"
+}
 
 packages_of() {
   case $1 in
@@ -21,15 +27,24 @@ packages_of() {
       ;;
     native)
       echo cmake ninja-build googletest g++ \
-        libjansson-dev libsqlite3-dev zlib1g-dev libssl-dev libboost-dev libcli11-dev openssl
+        libjansson-dev libsqlite3-dev zlib1g-dev libssl-dev libboost-dev libcli11-dev libjs-chart.js \
+        openssl
       ;;
     sanitize) echo clang-19 libclang-rt-19-dev lld-19 llvm-19 ;; # llvm-19: names in reports
     wine) echo wine wine64 libgnutls30 ;;
     bindings)
       echo python3 mono-mcs rustc libstd-rust-dev-windows
-      command -v npm >/dev/null || echo npm
+      unless_found npm npm
       ;;
-    lint) echo clang-format-19 clang-tidy-19 shellcheck ;;
+    lint)
+      echo clang-format-19 clang-tidy-19 shellcheck
+      unless_found node nodejs
+      ;;
+    web)
+      echo chromium-headless-shell
+      unless_found node nodejs
+      unless_found npm npm
+      ;;
     *)
       sed -n '2,/^set/{/^#/p}' "$0" >&2
       exit 2

@@ -1,0 +1,65 @@
+// A gateway process on a free port.
+import { spawn } from 'node:child_process';
+import { existsSync, mkdirSync, readFileSync, rmSync } from 'node:fs';
+import { join } from 'node:path';
+
+const kStartTime = 20000; // ms
+
+export const pause = (milliseconds) => new Promise((resolve) => { setTimeout(resolve, milliseconds); });
+
+// Polls until `condition` holds; throws after ten seconds, more than a busy machine needs.
+export async function until(what, condition, limit = 10000) {
+  const end = Date.now() + limit;
+  for (;;) {
+    const value = await condition();
+    if (value) {
+      return value;
+    }
+    if (Date.now() > end) {
+      throw new Error(`waited in vain for: ${what}`);
+    }
+    await pause(25);
+  }
+}
+
+export class Gateway {
+  #process;
+  #log = '';
+
+  // `folder` is emptied first.
+  static async start(program, folder, options = []) {
+    const gateway = new Gateway();
+    rmSync(folder, { recursive: true, force: true });
+    mkdirSync(folder, { recursive: true });
+    const portFile = join(folder, 'port');
+    gateway.#process = spawn(program, ['--port', '0', '--port-file', portFile, ...options],
+                             { cwd: folder, stdio: ['ignore', 'pipe', 'pipe'] });
+    for (const stream of [gateway.#process.stdout, gateway.#process.stderr]) {
+      stream.on('data', (data) => { gateway.#log += data; });
+    }
+    await until('the gateway to listen', () => {
+      if (gateway.#process.exitCode !== null) {
+        throw new Error(`the gateway did not start: ${gateway.#log}`);
+      }
+      return existsSync(portFile);
+    }, kStartTime);
+    gateway.url = `http://127.0.0.1:${readFileSync(portFile, 'utf8').trim()}/`;
+    return gateway;
+  }
+
+  async json(path, options) {
+    const response = await fetch(this.url + path, options);
+    return response.json();
+  }
+
+  async stop() {
+    if (this.#process.exitCode === null) {
+      const ended = new Promise((resolve) => { this.#process.once('exit', resolve); });
+      this.#process.kill('SIGTERM');
+      await ended;
+    }
+    if (this.#process.exitCode !== 0) {
+      throw new Error(`the gateway ended with ${this.#process.exitCode}: ${this.#log}`);
+    }
+  }
+}

@@ -1,0 +1,83 @@
+// Runs the journeys, each in a browser profile of its own, and reports them.
+import { createRequire } from 'node:module';
+import { parseArgs } from 'node:util';
+import { join, resolve } from 'node:path';
+import { mkdirSync } from 'node:fs';
+import { Gateway } from './gateway.mjs';
+import { Visit } from './visit.mjs';
+import { postAll, records } from './seed.mjs';
+import { liveJourneys } from './live.mjs';
+import { exploreJourneys } from './explore.mjs';
+import { hostileJourneys } from './hostile.mjs';
+import { accessJourneys } from './access.mjs';
+import { longJourneys } from './long.mjs';
+
+const kSeeded = 1200; // records in the store
+
+const { values: options, positionals: chosen } = parseArgs({
+  allowPositionals: true,
+  options: {
+    gateway: { type: 'string' }, browser: { type: 'string' }, folder: { type: 'string' },
+    pictures: { type: 'string' }, long: { type: 'boolean', default: false },
+  },
+});
+// The driver is installed in the build folder, not beside this file.
+const { chromium } = createRequire(join(options.folder, 'package.json'))('playwright-core');
+
+async function run([name, journey], world) {
+  const begin = performance.now();
+  const visit = await Visit.begin(world, name);
+  let failure = null;
+  try {
+    await journey(visit, world);
+    visit.checkProblems();
+  } catch (error) {
+    failure = error;
+    await visit.keepPicture(join(options.folder, `failed-${name}.png`));
+  }
+  await visit.end();
+  const time = `${((performance.now() - begin) / 1000).toFixed(1)} s`;
+  console.log(`${failure ? 'FAILED' : 'ok    '}  ${name.padEnd(24)} ${time}`);
+  if (failure) {
+    console.log(`${failure.stack ?? failure}\n${visit.problems.join('\n')}\n  at ${visit.lastAddress}`);
+  }
+  return failure === null;
+}
+
+async function main() {
+  const journeys = { ...liveJourneys, ...exploreJourneys, ...hostileJourneys, ...accessJourneys,
+                     ...(options.long ? longJourneys : {}) };
+  const unknown = chosen.filter((name) => !(name in journeys));
+  if (unknown.length > 0) {
+    throw new Error(`no such journey: ${unknown}; there are ${Object.keys(journeys)}`);
+  }
+  if (options.pictures) {
+    mkdirSync(options.pictures, { recursive: true });
+  }
+  const folder = (name) => join(options.folder, name);
+  const world = { pictures: options.pictures, folder, seeded: records(kSeeded) };
+  const gateways = [];
+  world.start = async (...parameters) => {
+    gateways.push(await Gateway.start(resolve(options.gateway), ...parameters));
+    return gateways.at(-1);
+  };
+  let passed = true;
+  try {
+    world.store = await world.start(folder('store'), ['--store', 'tav.db']);
+    await postAll(world.store.url, world.seeded);
+    world.browser = await chromium.launch({ executablePath: options.browser, args: ['--no-sandbox'] });
+    for (const entry of Object.entries(journeys)) {
+      if (chosen.length === 0 || chosen.includes(entry[0])) {
+        passed = (await run(entry, world)) && passed;
+      }
+    }
+  } finally {
+    await world.browser?.close();
+    for (const gateway of gateways) {
+      await gateway.stop();
+    }
+  }
+  return passed;
+}
+
+process.exitCode = (await main()) ? 0 : 1;
