@@ -7,7 +7,8 @@
 #   wine      Wine, to run Windows programs
 #   bindings  compilers and run-times for the tests of the bindings for other languages
 #   lint      clang-format, clang-tidy, shellcheck, Node.js
-#   web       Chromium without a window and Node.js, to test the gateway's page
+#   web       Chromium without a window and Node.js, to test the gateway's page; nginx and curl, to
+#             test examples/deploy
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 prefix=$root/build/deps/mingw
@@ -41,7 +42,7 @@ packages_of() {
       unless_found node nodejs
       ;;
     web)
-      echo chromium-headless-shell
+      echo chromium-headless-shell nginx-light curl
       unless_found node nodejs
       unless_found npm npm
       ;;

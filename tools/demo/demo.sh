@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# Usage: `./run demo`, which calls this script and sets the TAV_... variables.
+# Usage: `./run demo [--stay]`, which calls this script and sets the TAV_... variables.
 # The first phase starts the local gateway with HTTPS on a free loopback port, runs the sample host,
 # which reports to it through tav.dll, and compares what arrived with what the host reported. The
 # second phase stops the gateway, runs the host, lists the cache on disk, restarts the gateway and
 # runs the host again, which delivers the cache. In the third phase the host's process dies in the
 # middle of its work; the next run delivers the reported events from the journal.
 # The exit status is 0 only if every reported event has arrived exactly once. Only events that were
-# being sent when the process died may arrive twice. build/demo keeps the host's reports, its output
-# and the library's storage folder.
+# being sent when the process died may arrive twice. build/demo keeps the host's reports, its output,
+# the library's storage folder and the gateway's store. With --stay the gateway and its page stay until
+# Ctrl+C.
 set -euo pipefail
 
 host_seconds=120 # far more than the host needs, even on a busy machine
@@ -51,13 +52,16 @@ need_file() {
 # The gateway logs what arrives to standard output.
 start_gateway() {
   rm -f port
-  "$TAV_GATEWAY_PROGRAM" --port 0 --port-file port --https --log </dev/null &
+  # The page has a port of its own, without TLS: a browser would warn of the certificate.
+  "$TAV_GATEWAY_PROGRAM" --port 0 --port-file port --https --page-port 0 --page-port-file page-port \
+    --store tav.db --log </dev/null &
   gateway_pid=$!
   # The port file appears when the gateway listens. Waits ten seconds at most.
   local i
   for ((i = 0; i < 500; i++)); do
     if [ -s port ]; then
       url=https://127.0.0.1:$(cat port)/
+      page=http://127.0.0.1:$(cat page-port)/
       return 0
     fi
     kill -0 "$gateway_pid" 2>/dev/null || die "the gateway ended before it listened"
@@ -120,7 +124,7 @@ first_phase() {
   printf '\n'
   start_gateway
   run_host 1
-  "$ledger" --record "${url%/}" report-1.json || failed=1
+  "$ledger" --record "${page%/}" report-1.json || failed=1
 }
 
 second_phase() {
@@ -137,7 +141,7 @@ second_phase() {
   run_host 3
   say "The gateway's log:"
   sed -nE 's/^[0-9:.]+  record .*/   | &/p' gateway.log | fit
-  "$ledger" "${url%/}" report-2.json report-3.json || failed=1
+  "$ledger" "${page%/}" report-2.json report-3.json || failed=1
   check_nothing_waits
 }
 
@@ -171,14 +175,16 @@ third_phase() {
   run_host 5
   say "The gateway's log:"
   sed -nE 's/^[0-9:.]+  record .*/   | &/p' gateway.log | fit
-  "$ledger" "${url%/}" report-4.json report-5.json || failed=1
+  "$ledger" "${page%/}" report-4.json report-5.json || failed=1
   check_nothing_waits
 }
 
 : "${TAV_ROOT:?is not set; start the demonstration with ./run demo}"
 : "${TAV_LIBRARY:?}" "${TAV_WINDOWS_BIN:?}" "${TAV_NATIVE_BIN:?}" "${TAV_GATEWAY_PROGRAM:?}"
 : "${TAV_WINE:?}"
-[ $# -eq 0 ] || die "the demonstration takes no arguments"
+stay=
+[ "${1:-}" != --stay ] || { stay=1; shift; }
+[ $# -eq 0 ] || die "the demonstration takes no argument but --stay"
 host=$TAV_WINDOWS_BIN/demo_host.exe
 ledger=$TAV_NATIVE_BIN/demo_ledger
 tavcat=$TAV_WINDOWS_BIN/tavcat.exe
@@ -207,5 +213,14 @@ if [ "$failed" -eq 0 ]; then
   say "All ledgers balance: nothing was lost."
 else
   say "A check failed; see above."
+fi
+if [ -n "$stay" ]; then
+  say "The gateway's page: $page"
+  printf '   Ctrl+C ends the gateway.\n'
+  trap 'exit "$failed"' INT TERM HUP
+  wait "$gateway_pid" || true
+else
+  say "The gateway's page was $page; it shows what has arrived."
+  printf '   ./run demo --stay keeps it, and ./run gateway starts a gateway of your own.\n'
 fi
 exit "$failed"
