@@ -73,8 +73,10 @@ sum=$(($(records 1) + $(records 2)))
 [ "$(request /api/summary)" = 404 ] || die "the API can be reached through nginx"
 
 before=$(records 2)
-kill -9 "${pids[0]}"
-wait "${pids[0]}" 2>/dev/null
+{
+  kill -9 "${pids[0]}"
+  wait "${pids[0]}"
+} 2>/dev/null
 for n in $(seq 11 30); do post "$n" || die "record $n is refused after a gateway's death"; done
 [ $(($(records 2) - before)) = 20 ] || die "the other gateway has not received 20 records"
 

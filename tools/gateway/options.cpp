@@ -61,8 +61,10 @@ void AddPage(CLI::App& app, Options& options) {
       ->check(CLI::Range(0, kMaxPort).description(""))
       ->type_name("N");
   AddText(app, "--page-port-file", options.pagePortFile, "write the page's port to this file");
-  AddText(app, "--page-address", options.pageAddress,
-          "address of page and API (127.0.0.1); beyond loopback only with a token");
+  app.add_option("--page-address", options.pageAddress,
+                 "address of page and API (127.0.0.1); beyond loopback only with a token")
+      ->check(CommandLine::NotEmpty())
+      ->type_name("TEXT");
   AddText(app, "--token-file", options.tokenFile,
           "page and API need the token that is the first line of this file");
 }

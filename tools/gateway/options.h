@@ -25,7 +25,7 @@ struct Options {
   int retentionDays = 0;
   std::string settingsFile;
 
-  std::string pageAddress = "127.0.0.1";
+  std::optional<std::string> pageAddress;
   std::optional<int> pagePort;
   std::string pagePortFile;
   std::string tokenFile;

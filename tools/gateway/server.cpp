@@ -174,7 +174,7 @@ void Server::HandleGet(const ExchangePtr& exchange) {
     if (!isConfiguration) {
       return Finish(*exchange, fault, HttpResponse());
     }
-    queries_.Run([this, exchange, fault] { AnswerConfiguration(exchange, fault); });
+    readers_.Run([this, exchange, fault] { AnswerConfiguration(exchange, fault); });
   });
 }
 

@@ -37,10 +37,10 @@ struct ServerOptions {
   // PEM files of HTTPS. Both empty: a self-signed certificate is generated.
   std::string certificateFile;
   std::string keyFile;
-  // The page and its API have a port of their own if this is set, or if `address` is not loopback:
-  // then kDefaultPagePort.
+  // The page and its API have a port of their own if one of these is set, or if `address` is not
+  // loopback: kDefaultPagePort at 127.0.0.1. Beyond loopback only with a token.
   std::optional<int> pagePort;
-  std::string pageAddress = "127.0.0.1";  // beyond loopback only with a token
+  std::optional<std::string> pageAddress;
   std::string token;
   HttpLimits limits;
   std::size_t maxExpandedBytes = kMaxExpandedBytes;
@@ -88,6 +88,7 @@ class Server {
  private:
   bool ListenForPage(std::string& error);
   SslContextPtr CreateContext(std::string& error) const;
+  std::string PageAddress() const;
 
   // These run on an I/O thread and do not block.
   void Handle(const ExchangePtr& exchange);

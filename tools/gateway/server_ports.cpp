@@ -22,13 +22,12 @@ std::string ListenError(const std::string& address, int port) {
 
 bool Server::Listen(std::string& error) {
   const bool isLoopback = IsLoopback(options_.address);
-  const bool isOnePort = isLoopback && !options_.pagePort;
+  const bool isOnePort = isLoopback && !options_.pagePort && !options_.pageAddress;
   SslContextPtr context = options_.https ? CreateContext(error) : nullptr;
   if (options_.https && !context) {
     return false;
   }
-  guard_ =
-      std::make_unique<PageGuard>(options_.token, isOnePort || IsLoopback(options_.pageAddress));
+  guard_ = std::make_unique<PageGuard>(options_.token, isOnePort || IsLoopback(PageAddress()));
   port_ = http_->Listen(options_.address, options_.port, std::move(context),
                         isOnePort ? PortRole::Everything : PortRole::Uploads);
   pagePort_ = port_;
@@ -40,18 +39,17 @@ bool Server::Listen(std::string& error) {
 }
 
 bool Server::ListenForPage(std::string& error) {
-  const bool isLoopback = IsLoopback(options_.pageAddress);
+  const bool isLoopback = IsLoopback(PageAddress());
   if (!isLoopback && options_.token.empty()) {
-    error =
-        "the page needs a token at " + options_.pageAddress + ", which other machines can reach";
+    error = "the page needs a token at " + PageAddress() + ", which other machines can reach";
     return false;
   }
   // On loopback nobody listens in, and a self-signed certificate would only bring warnings.
   SslContextPtr context = options_.https && !isLoopback ? CreateContext(error) : nullptr;
   const int port = options_.pagePort.value_or(kDefaultPagePort);
-  pagePort_ = http_->Listen(options_.pageAddress, port, std::move(context), PortRole::Page);
+  pagePort_ = http_->Listen(PageAddress(), port, std::move(context), PortRole::Page);
   if (pagePort_ < 0) {
-    error = ListenError(options_.pageAddress, port);
+    error = ListenError(PageAddress(), port);
   }
   return pagePort_ >= 0;
 }
@@ -62,14 +60,18 @@ SslContextPtr Server::CreateContext(std::string& error) const {
              : CreateContextFromFiles(options_.certificateFile, options_.keyFile, error);
 }
 
+std::string Server::PageAddress() const {
+  return options_.pageAddress.value_or("127.0.0.1");
+}
+
 std::string Server::Url() const {
   return UrlOf(options_.https, options_.address, port_);
 }
 
 std::string Server::PageUrl() const {
-  return pagePort_ == port_ ? Url()
-                            : UrlOf(options_.https && !IsLoopback(options_.pageAddress),
-                                    options_.pageAddress, pagePort_);
+  return pagePort_ == port_
+             ? Url()
+             : UrlOf(options_.https && !IsLoopback(PageAddress()), PageAddress(), pagePort_);
 }
 
 }  // namespace Gateway

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <utility>
@@ -135,6 +136,12 @@ std::string HttpClient::ReadSome(std::size_t size) {
   std::string some = received_.substr(0, size);
   received_.erase(0, some.size());
   return some;
+}
+
+bool HttpClient::AwaitClose() {
+  char byte = 0;
+  const ssize_t count = connection_ ? ::recv(socket_, &byte, 1, 0) : 0;
+  return received_.empty() && (count == 0 || (count < 0 && errno == ECONNRESET));
 }
 
 void HttpClient::SetTimeout(std::chrono::milliseconds timeout) {

@@ -52,6 +52,9 @@ class HttpClient {
   ClientAnswer ReadAnswer(bool hasBody = true);
   // Reads up to `size` bytes; empty at the end of the connection, on failure or after the time-out.
   std::string ReadSome(std::size_t size);
+  // Blocks until the server closes the connection, which has no TLS; false if something else
+  // arrives, or nothing within the time-out.
+  bool AwaitClose();
 
   // Asks the server to close the connection after each answer.
   void SetKeepAlive(bool keepAlive) { keepAlive_ = keepAlive; }

@@ -121,9 +121,10 @@ void Connection::FollowNow(LiveFeed& feed) {
   }
   phase_ = Phase::Following;
   ReleaseBody();
+  // Before the head: a client that has read it receives every event from then on.
+  feed.Add(weak_from_this());
   QueueEvent(std::make_shared<const std::string>(kFeedHead));
   Discard();
-  feed.Add(weak_from_this());
 }
 
 void Connection::QueueEvent(std::shared_ptr<const std::string> event) {

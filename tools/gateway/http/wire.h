@@ -1,8 +1,6 @@
 // A client's socket, with TLS if its port has it. Part of beast_server.cpp.
 #pragma once
 
-#include <netinet/tcp.h>
-
 #include <boost/asio.hpp>
 #include <boost/asio/ssl.hpp>
 #include <optional>
