@@ -203,6 +203,17 @@ Environment ReadEnvironment(const json_t* object) {
   return environment;
 }
 
+// `text` is UTF-8. Few texts need an escape.
+void AppendQuoted(std::string& json, const std::string& text) {
+  const bool isPlain = std::ranges::none_of(
+      text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\'; });
+  if (isPlain) {
+    json.append("\"").append(text).append("\"");
+  } else {
+    json += QuoteJson(text);
+  }
+}
+
 std::string HeadersJson(const Headers& headers) {
   const JsonPtr object(json_object());
   for (const auto& [name, value] : headers) {
@@ -258,8 +269,13 @@ std::string PropertiesJson(const std::vector<Property>& properties) {
   std::string json = "{";
   for (const Property& property : properties) {
     json += json.size() > 1 ? "," : "";
-    json += QuoteJson(property.key) + ':';
-    json += property.type == PropertyType::Text ? QuoteJson(property.text) : property.text;
+    AppendQuoted(json, property.key);
+    json += ':';
+    if (property.type == PropertyType::Text) {
+      AppendQuoted(json, property.text);
+    } else {
+      json += property.text;
+    }
   }
   return json += '}';
 }

@@ -178,15 +178,12 @@ std::string DailySql(const Query& query) {
 std::string RetentionSql(const Query& query) {
   const std::string offset = std::to_string(kMondayOffset);
   const std::string week = std::to_string(kWeek);
-  return "WITH weeks AS (SELECT DISTINCT s.endpoint, " +
+  return "SELECT first, (week - first) / " + week +
+         ", count(*) FROM (SELECT week, min(week) OVER (PARTITION BY endpoint) AS first"
+         " FROM (SELECT DISTINCT s.endpoint, " +
          StepOf("(s.begin_time + " + offset + ")", week) + " - " + offset +
          " AS week FROM sessions s INDEXED BY sessions_begin" + SessionsOf(query) +
-         "), firsts AS (SELECT endpoint, min(week) AS first FROM weeks GROUP BY endpoint) "
-         "SELECT f.first, (w.week - f.first) / " +
-         week +
-         ", count(*) FROM weeks w JOIN firsts f ON f.endpoint = w.endpoint"
-         " GROUP BY 1, 2 ORDER BY 1, 2 LIMIT " +
-         std::to_string(kMaxSteps);
+         ")) GROUP BY 1, 2 ORDER BY 1, 2 LIMIT " + std::to_string(kMaxSteps);
 }
 
 std::string CountersSql(const Query& query) {

@@ -1,0 +1,231 @@
+// Fills stores with made-up records and measures them; see the usage text.
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "gateway/load/made_records.h"
+#include "gateway/load/plain_inserts.h"
+#include "gateway/record_store.h"
+#include "gateway/store/open_store.h"
+
+namespace {
+
+using Gateway::Record;
+using Records = std::vector<std::shared_ptr<const Record>>;
+using Clock = std::chrono::steady_clock;
+
+constexpr char kUsage[] =
+    "usage: gateway_load fill STORE [RECORDS]   adds made-up records, 50000 unless told otherwise\n"
+    "       gateway_load ask STORE              times the page's questions about them, best of 3\n"
+    "       gateway_load rates FOLDER [RECORDS] adds 10000 records to a memory store, to an "
+    "SQLite\n"
+    "                                           store and by plain inserts; files go into FOLDER\n";
+
+// Records that a store may have at a time; a gateway has as many as there are clients.
+constexpr int kMaxInFlight = 1000;
+
+// Adds records and waits for the last answer.
+class Feeder {
+ public:
+  explicit Feeder(Gateway::Store& store) : store_(store) {}
+  ~Feeder() { WaitFor(1); }
+  Feeder(const Feeder&) = delete;
+  Feeder& operator=(const Feeder&) = delete;
+
+  void Add(std::shared_ptr<const Record> record) {
+    WaitFor(kMaxInFlight);
+    {
+      const std::scoped_lock guard(lock_);
+      ++inFlight_;
+    }
+    store_.Add(std::move(record), [this](const Gateway::AddResult& result) { Count(result); });
+  }
+
+  int Failures() {
+    WaitFor(1);
+    return failures_;
+  }
+
+ private:
+  void Count(const Gateway::AddResult& result) {
+    const std::scoped_lock guard(lock_);
+    --inFlight_;
+    if (result.outcome == Gateway::AddOutcome::Failed && failures_++ == 0) {
+      std::fprintf(stderr, "gateway_load: %s\n", result.reason.c_str());
+    }
+    isAnswered_.notify_one();
+  }
+
+  void WaitFor(int inFlight) {
+    std::unique_lock guard(lock_);
+    isAnswered_.wait(guard, [&] { return inFlight_ < inFlight; });
+  }
+
+  Gateway::Store& store_;
+  std::mutex lock_;
+  std::condition_variable isAnswered_;
+  int inFlight_ = 0;
+  int failures_ = 0;
+};
+
+std::shared_ptr<const Record> Read(std::int64_t number, std::int64_t count) {
+  const Gateway::Headers headers{{"content-type", "application/json; charset=utf-8"},
+                                 {"x-sdkversion", "2.8.2.1187559"}};
+  return std::make_shared<const Record>(Gateway::ReadRecord(
+      {"/", headers, Gateway::MadeRecord(number, count)}, Gateway::kMaxExpandedBytes, true));
+}
+
+std::unique_ptr<Gateway::Store> Open(const std::string& where) {
+  std::string error;
+  auto store = Gateway::OpenStore({where, 0}, error);
+  if (store == nullptr) {
+    throw std::runtime_error(error);
+  }
+  return store;
+}
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void Report(const char* what, std::int64_t records, double seconds) {
+  const double rate = static_cast<double>(records) / seconds;
+  std::printf("%-22s %8.0f records/s %10.0f events/s\n", what, rate,
+              rate * Gateway::kEventsPerRecord);
+}
+
+int Fill(const std::string& where, std::int64_t count) {
+  const auto store = Open(where);
+  const Clock::time_point start = Clock::now();
+  Feeder feeder(*store);
+  for (std::int64_t number = 0; number < count; ++number) {
+    feeder.Add(Read(number, count));
+  }
+  const int failures = feeder.Failures();
+  Report("filled, reading too", count, SecondsSince(start));
+  return failures == 0 ? 0 : 1;
+}
+
+int Ask(const std::string& where) {
+  struct Asked {
+    const char* text;
+    const char* question;
+    Gateway::Parameters parameters;
+  };
+  const std::string day = std::to_string(Gateway::kMadeStart + 14 * 86'400'000LL);
+  const std::string nextDay = std::to_string(Gateway::kMadeStart + 15 * 86'400'000LL);
+  const std::string session = "00000bb8-0000-4000-8000-000000000bb8";
+  const std::vector<Asked> asked = {
+      {"products", "products", {}},
+      {"events over time, 30 days by hour", "events_over_time", {{"step", "hour"}}},
+      {"events over time, a day by minute",
+       "events_over_time",
+       {{"step", "minute"}, {"from", day}, {"to", nextDay}}},
+      {"one name over time, by hour", "events_over_time", {{"name", "Event0"}}},
+      {"a version over time, by day", "events_over_time", {{"step", "day"}, {"version", "1.5"}}},
+      {"names", "names", {}},
+      {"names, commands, one version", "names", {{"kind", "command"}, {"version", "1.5"}}},
+      {"properties of an event", "properties", {{"name", "Event0"}}},
+      {"values of a property", "values", {{"name", "Event0"}, {"property", "Format"}}},
+      {"histogram of a property", "histogram", {{"name", "Event0"}, {"property", "Pages"}}},
+      {"newest sessions", "sessions", {}},
+      {"one session", "session", {{"session", session}}},
+      {"errors", "errors", {}},
+      {"before an error", "before_error", {{"session", session}, {"time", nextDay}}},
+      {"versions", "environments", {{"what", "version"}}},
+      {"languages", "environments", {{"what", "language"}}},
+      {"operating systems", "environments", {{"what", "os"}}},
+      {"daily endpoints", "daily", {}},
+      {"retention by week", "retention", {}},
+      {"counters", "counters", {}},
+      {"one record", "record", {{"digest", Read(1000, 50'000)->digest}}},
+  };
+  const auto store = Open(where);
+  for (Asked one : asked) {
+    one.parameters.emplace("product", "Quendel Writer");
+    double best = 1e9;
+    Gateway::Answer answer;
+    for (int i = 0; i < 3; ++i) {
+      const Clock::time_point start = Clock::now();
+      answer = store->Ask(one.question, one.parameters);
+      best = std::min(best, SecondsSince(start));
+    }
+    std::printf("| %-36s | %7.1f |%s\n", one.text, best * 1000,
+                answer.status == 200 ? "" : answer.json.c_str());
+  }
+  return 0;
+}
+
+int Rates(const std::string& folder, std::int64_t count) {
+  Records records;
+  Clock::time_point start = Clock::now();
+  for (std::int64_t number = 0; number < count; ++number) {
+    records.push_back(Read(number, count));
+  }
+  Report("read and checked", count, SecondsSince(start));
+
+  // A copy, as the gateway has one of its own.
+  std::deque<Record> copies;
+  for (const auto& record : records) {
+    copies.push_back(*record);
+  }
+  Gateway::RecordStore memory;
+  start = Clock::now();
+  for (Record& record : copies) {
+    memory.Add(std::move(record));
+  }
+  Report("into memory", count, SecondsSince(start));
+
+  const auto fresh = [&](const char* name) {
+    const std::string path = folder + '/' + name;
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+      std::filesystem::remove(path + suffix);
+    }
+    return path;
+  };
+  int failures = 0;
+  {
+    const auto store = Open(fresh("store.db"));
+    start = Clock::now();
+    Feeder feeder(*store);
+    for (const auto& record : records) {
+      feeder.Add(record);
+    }
+    failures = feeder.Failures();
+    Report("into SQLite", count, SecondsSince(start));
+  }
+  Report("floor: plain inserts", count, Gateway::InsertPlainly(fresh("floor.db"), records));
+  return failures == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const std::string command = argc > 2 ? argv[1] : "";
+    const std::int64_t given = argc > 3 ? std::atoll(argv[3]) : 0;
+    if (command == "fill") {
+      return Fill(argv[2], given > 0 ? given : 50'000);
+    }
+    if (command == "ask") {
+      return Ask(argv[2]);
+    }
+    if (command == "rates") {
+      return Rates(argv[2], given > 0 ? given : 10'000);
+    }
+    std::fputs(kUsage, stderr);
+    return 2;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "gateway_load: %s\n", failure.what());
+    return 1;
+  }
+}
