@@ -55,6 +55,15 @@ TEST(RowsTest, ReadsWhatABadRecordHas) {
   }
 }
 
+TEST(RowsTest, KeepsNoHeaderThatNamesAClient) {
+  const Headers headers{{"content-type", "text/plain"},
+                        {"x-forwarded-for", "192.0.2.7"},
+                        {"cookie", "a=b"},
+                        {"user-agent", "Analytics/\xFF"}};
+  EXPECT_EQ(RowsOf(ReadRecord({"/", headers, "{}"}))->headers,
+            "{\"content-type\":\"text/plain\",\"user-agent\":\"Analytics/\uFFFD\"}");
+}
+
 TEST(RowsTest, TurnsLocalTimesIntoMillisecondsSinceTheEpoch) {
   const auto time = [](const std::string& stamp) {
     return RowsOfEvents(R"({"t":")" + stamp +

@@ -214,11 +214,18 @@ void AppendQuoted(std::string& json, const std::string& text) {
   }
 }
 
+// Those that the format lays down. Others may name a person or a machine: a proxy adds the client's
+// address, a browser sends cookies.
+constexpr std::string_view kKeptHeaders[] = {"connection",   "content-encoding", "content-length",
+                                             "content-type", "user-agent",       "x-compressed",
+                                             "x-sdkversion"};
+
 std::string HeadersJson(const Headers& headers) {
   const JsonPtr object(json_object());
-  for (const auto& [name, value] : headers) {
-    // A name is a token of ASCII characters; the parser of the requests has checked it.
-    json_object_set_new(object.get(), name.c_str(), JsonText(value).release());
+  for (const std::string_view name : kKeptHeaders) {
+    if (const auto found = headers.find(name); found != headers.end()) {
+      json_object_set_new(object.get(), found->first.c_str(), JsonText(found->second).release());
+    }
   }
   return DumpJson(object.get());
 }

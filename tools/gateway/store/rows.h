@@ -80,7 +80,7 @@ struct RecordRows {
   std::string endpoint;          // "ep"
   std::string user;              // "u", a digest; empty if the record has none
   std::int64_t newest = 0;       // time of the newest event, ms; 0 without events
-  std::string headers;           // a JSON object of strings
+  std::string headers;           // a JSON object of strings: the headers of the format, no others
   std::string problems;          // a JSON array of strings
   Environment productEnvironment;
   Environment machine;
