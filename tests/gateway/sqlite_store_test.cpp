@@ -52,6 +52,8 @@ TEST_F(SqliteStoreTest, CountsARecordThatComesTwiceOnceAcrossRestarts) {
 
 TEST_F(SqliteStoreTest, AnswersAsWrittenDown) {
   const auto store = Open();
+  using std::filesystem::perms;
+  EXPECT_EQ(std::filesystem::status(Path()).permissions(), perms::owner_read | perms::owner_write);
   AddAnalysisRecords(*store);
   CheckAnswers(*store);
 }

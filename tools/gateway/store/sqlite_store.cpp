@@ -1,7 +1,9 @@
 #include "gateway/store/sqlite_store.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <future>
+#include <system_error>
 #include <utility>
 
 #include "gateway/store/sqlite_eraser.h"
@@ -28,12 +30,23 @@ std::int64_t Now() {
       .count();
 }
 
+Database OpenFile(const SqliteOptions& options) {
+  using std::filesystem::perms;
+  std::error_code ignored;
+  const bool isNew = !std::filesystem::exists(options.path, ignored);
+  Database database(options.path, Database::Access::Write, static_cast<int>(options.busy.count()));
+  if (isNew) {
+    // The log and the index beside the file get its permissions.
+    std::filesystem::permissions(options.path, perms::owner_read | perms::owner_write, ignored);
+  }
+  PrepareStore(database);
+  return database;
+}
+
 }  // namespace
 
 SqliteStore::SqliteStore(SqliteOptions options)
-    : options_(std::move(options)),
-      database_(options_.path, Database::Access::Write, static_cast<int>(options_.busy.count())) {
-  PrepareStore(database_);
+    : options_(std::move(options)), database_(OpenFile(options_)) {
   writer_ = std::make_unique<SqliteWriter>(database_);
   readers_ = std::make_unique<SqliteReaders>(options_.path, kReaders);
   thread_ = std::thread([this] { Run(); });
@@ -180,18 +193,27 @@ void SqliteStore::Write(const Batch& batch) {
   nextEmptying_ = Clock::now() + kIdle;
 }
 
-// Deletes one slice. The wait between two slices leaves the time to records.
+bool SqliteStore::IsIdle() {
+  const std::scoped_lock guard(lock_);
+  return waiting_.empty() && jobs_.empty();
+}
+
+// Deletes one slice.
 void SqliteStore::ApplyRetention() {
-  const bool isDone =
-      DeleteOlder(database_, Now() - options_.retentionDays * kDay, kSlice) < kSlice;
-  hasDeleted_ = true;
-  hasLog_ = true;
-  nextRetention_ = Clock::now() + kBetweenSlices;
-  if (isDone) {
+  const std::int64_t deleted =
+      DeleteOlder(database_, Now() - options_.retentionDays * kDay, kSlice);
+  hasDeleted_ = hasDeleted_ || deleted > 0;
+  hasLog_ = hasLog_ || deleted > 0;
+  if (deleted == kSlice) {
+    nextRetention_ = Clock::now() + (IsIdle() ? std::chrono::seconds(0) : kBetweenSlices);
+    return;
+  }
+  if (hasDeleted_) {
     DeleteOrphans(database_);
     writer_->ForgetNumbers();
-    nextRetention_ = Clock::now() + kBetweenRetentions;
+    hasDeleted_ = false;
   }
+  nextRetention_ = Clock::now() + kBetweenRetentions;
 }
 
 void SqliteStore::Maintain() {

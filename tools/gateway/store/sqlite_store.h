@@ -28,6 +28,7 @@ struct SqliteOptions {
   std::size_t maxWaitingBytes = std::size_t{256} << 20U;  // of their texts
 };
 
+// A new file is readable by its owner only.
 class SqliteStore : public Store {
  public:
   // Throws SqliteError.
@@ -58,6 +59,7 @@ class SqliteStore : public Store {
   bool IsExpired(const Record& record, const RecordRows& rows) const;
   void Maintain();
   void ApplyRetention();
+  bool IsIdle();
 
   const SqliteOptions options_;
   Database database_;
