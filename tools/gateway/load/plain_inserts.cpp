@@ -1,17 +1,12 @@
 #include "gateway/load/plain_inserts.h"
 
-#include <chrono>
-#include <cstdint>
+#include <algorithm>
 #include <map>
-
-#include "gateway/store/rows.h"
-#include "gateway/store/sqlite_database.h"
-#include "gateway/store/sqlite_schema.h"
 
 namespace Gateway {
 namespace {
 
-constexpr std::int64_t kBatch = 100;
+constexpr std::size_t kBatch = 100;
 
 // Every text has the number that it would get in the store.
 class Numbers {
@@ -24,32 +19,9 @@ class Numbers {
   std::map<std::string, std::int64_t> numbers_;
 };
 
-struct PlainEvent {
-  std::int64_t session;
-  std::int64_t name;
-  std::int64_t time;
-  std::int64_t kind;
-  std::string code;
-  std::string properties;
-  std::string trace;
-};
+}  // namespace
 
-struct PlainRecord {
-  std::int64_t id;
-  std::string digest;
-  std::int64_t product;
-  std::int64_t version;
-  std::int64_t endpoint;
-  std::string user;
-  std::string headers;
-  std::string text;
-  std::vector<PlainEvent> events;
-  std::vector<std::pair<std::int64_t, SessionPart>> sessions;
-  std::vector<Property> environment;
-};
-
-std::vector<PlainRecord> Flatten(const std::vector<std::shared_ptr<const Record>>& records) {
-  std::vector<PlainRecord> plain;
+PlainInserts::PlainInserts(const std::vector<std::shared_ptr<const Record>>& records) {
   Numbers products;
   Numbers versions;
   Numbers endpoints;
@@ -57,8 +29,8 @@ std::vector<PlainRecord> Flatten(const std::vector<std::shared_ptr<const Record>
   Numbers sessions;
   for (const auto& record : records) {
     const auto rows = RowsOf(*record);
-    PlainRecord& one = plain.emplace_back();
-    one.id = static_cast<std::int64_t>(plain.size());
+    OneRecord& one = records_.emplace_back();
+    one.id = static_cast<std::int64_t>(records_.size());
     one.digest = BytesOfHex(record->digest);
     one.product = products.Of(rows->product);
     one.version = versions.Of(rows->product + rows->version);
@@ -79,16 +51,9 @@ std::vector<PlainRecord> Flatten(const std::vector<std::shared_ptr<const Record>
       one.environment.insert(one.environment.end(), part->values.begin(), part->values.end());
     }
   }
-  return plain;
 }
 
-}  // namespace
-
-double InsertPlainly(const std::string& path,
-                     const std::vector<std::shared_ptr<const Record>>& records) {
-  const std::vector<PlainRecord> plain = Flatten(records);
-  Database database(path, Database::Access::Write, 0);
-  PrepareStore(database);
+void PlainInserts::Write(Database& database) const {
   Statement insertRecord =
       database.Prepare("INSERT INTO records VALUES(?1, ?2, ?3, ?4, 0, ?5, ?6, 0, 0, ?7, '[]', ?8)");
   Statement insertSession = database.Prepare(
@@ -99,11 +64,10 @@ double InsertPlainly(const std::string& path,
       " nullif(?, ''), NULL)");
   Statement insertValue =
       database.Prepare("INSERT OR REPLACE INTO environment VALUES(?, ?, 1, ?, ?, 0)");
-  const auto start = std::chrono::steady_clock::now();
-  for (std::size_t at = 0; at < plain.size();) {
+  for (std::size_t at = 0; at < records_.size();) {
     Transaction transaction(database);
-    for (const std::size_t end = std::min(plain.size(), at + kBatch); at < end; ++at) {
-      const PlainRecord& one = plain[at];
+    for (const std::size_t end = std::min(records_.size(), at + kBatch); at < end; ++at) {
+      const OneRecord& one = records_[at];
       insertRecord.With(one.id, one.digest, one.product, one.version, one.endpoint, one.user,
                         one.headers, one.text);
       insertRecord.BindBlob(2, one.digest);
@@ -115,7 +79,7 @@ double InsertPlainly(const std::string& path,
             .Run();
       }
       std::int64_t position = 0;
-      for (const PlainEvent& event : one.events) {
+      for (const Event& event : one.events) {
         insertEvent
             .With(one.id, position++, event.session, one.product, one.version, event.time,
                   event.kind, event.name, event.code, event.properties, event.trace)
@@ -127,7 +91,6 @@ double InsertPlainly(const std::string& path,
     }
     transaction.Commit();
   }
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 }  // namespace Gateway

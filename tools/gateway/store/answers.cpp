@@ -58,7 +58,9 @@ Answer AnswerWriter::Finish() {
 }
 
 Histogram::Histogram(double least, double greatest, std::int64_t bins)
-    : least_(least), greatest_(greatest), events_(least < greatest ? bins : 1) {}
+    : least_(least),
+      greatest_(greatest),
+      events_(least < greatest ? static_cast<std::size_t>(bins) : 1) {}
 
 double Histogram::Edge(std::size_t bin) const {
   if (bin == events_.size()) {
