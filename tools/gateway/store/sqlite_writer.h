@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -29,7 +30,7 @@ class SqliteWriter {
   AddOutcome Add(const Record& record, const RecordRows& rows);
 
  private:
-  enum Dictionary : int { Products, Versions, Components, Endpoints, DictionaryCount };
+  enum Dictionary : std::size_t { Products, Versions, Components, Endpoints, DictionaryCount };
 
   std::int64_t NumberOf(Dictionary dictionary, std::int64_t product, std::string_view text);
   std::int64_t NameNumber(std::int64_t product, std::string_view name, EventKind kind);
