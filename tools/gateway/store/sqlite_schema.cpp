@@ -171,7 +171,12 @@ void PrepareStore(Database& database) {
   if (tables > 0) {
     CheckVersion(database);
   }
-  database.Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
+  database.Execute("PRAGMA synchronous = FULL");
+  Statement journal = database.Prepare("PRAGMA journal_mode = WAL");
+  if (!journal.Step() || journal.Text(0) != "wal") {
+    throw SqliteError(SQLITE_IOERR, "the file system has no shared memory for a write-ahead log");
+  }
+  journal.Reset();
   Transaction transaction(database);
   // Another process may have made the tables meanwhile.
   if (database.Integer("SELECT count(*) FROM sqlite_schema") == 0) {
