@@ -115,7 +115,8 @@ std::string MadeRecord(std::int64_t number, std::int64_t count) {
                              : !isFirst && i == kEventsPerRecord - 1 ? R"("g":"$e")"
                                                                      : Body(dice);
     text += i > 0 ? "," : "";
-    text += R"({"t":")" + Stamp(time) + R"(","s":")" + id + "\"," + body + '}';
+    text.append(R"({"t":")").append(Stamp(time)).append(R"(","s":")").append(id);
+    text.append("\",").append(body).append("}");
     time += dice.Roll(60'000) + 1;
   }
   return text += "]}";

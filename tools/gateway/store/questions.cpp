@@ -44,16 +44,16 @@ bool ReadInteger(const std::string& value,
   return true;
 }
 
-template <std::int64_t Query::* member>
+template <std::int64_t Query::* Member>
 const char* ReadTime(const std::string& value, Query& query) {
-  return ReadInteger(value, kFirstTime, kEndOfTime, query.*member)
+  return ReadInteger(value, kFirstTime, kEndOfTime, query.*Member)
              ? nullptr
              : "is not a time in milliseconds since the epoch";
 }
 
-template <auto member>
+template <auto Member>
 const char* ReadAnyText(const std::string& value, Query& query) {
-  query.*member = value;
+  query.*Member = value;
   return nullptr;
 }
 

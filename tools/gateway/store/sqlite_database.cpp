@@ -67,9 +67,10 @@ void Statement::BindBlobName(const char* name, std::string_view bytes) {
 bool Statement::Step() {
   const int code = sqlite3_step(statement_.get());
   if (code != SQLITE_ROW && code != SQLITE_DONE) {
-    const SqliteError error(sqlite3_extended_errcode(database_), sqlite3_errmsg(database_));
+    const int extended = sqlite3_extended_errcode(database_);
+    const std::string text = sqlite3_errmsg(database_);
     sqlite3_reset(statement_.get());
-    throw error;
+    throw SqliteError(extended, text);
   }
   return code == SQLITE_ROW;
 }
