@@ -71,6 +71,14 @@ double Histogram::Edge(std::size_t bin) const {
   return least_ * (1 - part) + greatest_ * part;
 }
 
+std::vector<double> Histogram::InnerEdges() const {
+  std::vector<double> edges;
+  for (std::size_t bin = 1; bin < events_.size(); ++bin) {
+    edges.push_back(Edge(bin));
+  }
+  return edges;
+}
+
 void Histogram::Add(double number, std::int64_t events) {
   if (!std::isfinite(number)) {
     return;

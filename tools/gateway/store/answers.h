@@ -45,6 +45,9 @@ class Histogram {
   void Add(double number, std::int64_t events = 1);
   void Write(AnswerWriter& writer) const;
 
+  // Between the bins: an engine that counts by itself asks which of them a number reaches.
+  std::vector<double> InnerEdges() const;
+
  private:
   double Edge(std::size_t bin) const;
 

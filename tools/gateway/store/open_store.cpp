@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "gateway/store/clickhouse_store.h"
 #include "gateway/store/sqlite_store.h"
 
 namespace Gateway {
@@ -12,8 +13,7 @@ bool IsUrl(const std::string& where) {
 
 std::unique_ptr<Store> OpenStore(const StoreOptions& options, std::string& error) {
   if (IsUrl(options.where)) {
-    error = "this gateway is built without a store for " + options.where;
-    return nullptr;
+    return OpenClickHouse(options.where, options.retentionDays, error);
   }
   try {
     SqliteOptions sqlite;

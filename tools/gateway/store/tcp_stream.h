@@ -1,0 +1,37 @@
+// A TCP connection with deadlines. The only part of the stores that uses sockets.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Gateway {
+
+// Not thread-safe. Blocks until the deadline at most. After a failure the connection is closed.
+class TcpStream {
+ public:
+  using Deadline = std::chrono::steady_clock::time_point;
+
+  TcpStream() = default;
+  TcpStream(const TcpStream&) = delete;
+  TcpStream& operator=(const TcpStream&) = delete;
+  ~TcpStream() { Close(); }
+
+  // `port` is a number. Resolving a name that is no address may take longer than the deadline.
+  // Returns the reason of a failure.
+  std::string Connect(const std::string& host, const std::string& port, Deadline deadline);
+  bool Send(std::string_view bytes, Deadline deadline);
+  // Appends what has arrived, one byte at least. False at the end of the stream or after a failure.
+  bool Receive(std::string& bytes, Deadline deadline);
+  // Open, with nothing to read and not closed by the other side: fit for another request.
+  bool IsIdle() const;
+  void Close();
+
+ private:
+  bool Await(short events, Deadline deadline) const;
+
+  int socket_ = -1;
+};
+
+}  // namespace Gateway
