@@ -143,7 +143,7 @@ TEST(ClickHouseClusterTest, EveryConfirmedRecordIsThereOnceAfterKills) {
   const char* variable = std::getenv("TAV_TEST_KILLS");
   const int kills = variable != nullptr ? std::atoi(variable) : 3;
   GatewayCluster cluster(kDatabase);
-  Load load(cluster.Url(), std::max(10, kills * 5));
+  Load load(cluster.Url(), 2 + kills * 2);
   std::printf(
       "| kill (-9) | of | confirmed before | refused meanwhile | s until confirmed again |\n"
       "|---|---|---|---|---|\n");

@@ -101,7 +101,7 @@ WHERE kind = 'error'
 GROUP BY product, version, code)",
 
     R"(CREATE VIEW IF NOT EXISTS DATABASE.daily_endpoints AS
-SELECT product, toDate(intDiv(begin_time, 1000)) AS day, uniqExact(endpoint) AS endpoints
+SELECT product, toDate(toUInt16(intDiv(begin_time, 86400000))) AS day, uniqExact(endpoint) AS endpoints
 FROM DATABASE.sessions_view
 GROUP BY product, day)",
 
