@@ -42,7 +42,7 @@ packages_of() {
       unless_found node nodejs
       ;;
     web)
-      echo chromium-headless-shell nginx-light curl
+      echo chromium-headless-shell clickhouse-server nginx-light curl
       unless_found node nodejs
       unless_found npm npm
       ;;

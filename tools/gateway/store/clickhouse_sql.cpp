@@ -217,13 +217,13 @@ class Statement {
     // Weeks begin on Monday.
     const std::string offset = Number(kMondayOffset);
     const std::string week = "(" + Floor("(begin + " + offset + ")", kWeek) + " - " + offset + ")";
-    const std::string weeks =
-        "SELECT DISTINCT endpoint, " + week + " AS active FROM (" + SessionRows() + ")";
     return "SELECT first_week, intDiv(active - first_week, " + Number(kWeek) +
-           ") AS week, toInt64(count()) FROM (" + weeks + ") ANY LEFT JOIN (SELECT endpoint, " +
-           "min(active) AS first_week FROM (" + weeks +
-           ") GROUP BY endpoint) USING endpoint GROUP BY first_week, week ORDER BY first_week, "
-           "week";
+           ") AS week, toInt64(count()) FROM (SELECT groupUniqArray(week_of) AS weeks, "
+           "min(week_of) AS "
+           "first_week FROM (SELECT endpoint, " +
+           week + " AS week_of FROM (" + SessionRows() +
+           ")) GROUP BY endpoint) ARRAY JOIN weeks AS active GROUP BY first_week, week "
+           "ORDER BY first_week, week";
   }
 
   const Query& query_;
