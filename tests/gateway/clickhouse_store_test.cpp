@@ -1,3 +1,7 @@
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -162,6 +166,40 @@ TEST(ClickHouseStoreTest, ARefusedRowDoesNotKeepOthersOut) {
   }
   EXPECT_EQ(CountOf("refused", "records_view"), "4\n");
   EXPECT_EQ(CountOf("refused", "events_view"), "8\n");
+}
+
+TEST(ClickHouseStoreTest, ASilentServerFailsWhatWaitsAndTheQueueIsBounded) {
+  // Connections succeed, and nobody answers.
+  const int silent = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in bound{};
+  bound.sin_family = AF_INET;
+  bound.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof bound;
+  ASSERT_EQ(bind(silent, reinterpret_cast<sockaddr*>(&bound), size), 0);
+  ASSERT_EQ(listen(silent, 8), 0);
+  ASSERT_EQ(getsockname(silent, reinterpret_cast<sockaddr*>(&bound), &size), 0);
+  const std::string url = "http://127.0.0.1:" + std::to_string(ntohs(bound.sin_port)) + "/tav";
+
+  constexpr std::size_t kRecords = 2000;
+  Outcomes outcomes(kRecords);
+  {
+    std::string error;
+    ClickHouseWriter writer(ParseClickHouseUrl(url, error).value(),
+                            {.maxQueuedRecords = 100, .insertTimeout = std::chrono::seconds(1)});
+    for (std::size_t i = 0; i < kRecords; ++i) {
+      ClickHouseRecord record{.digest = std::to_string(i), .events = {}, .record = {}};
+      record.record.Add("{");
+      writer.Add(std::move(record), outcomes.At(i));
+    }
+  }
+  close(silent);
+  const auto& results = outcomes.Wait();
+  EXPECT_TRUE(std::ranges::all_of(
+      results, [](const AddResult& result) { return result.outcome == AddOutcome::Failed; }));
+  const auto notTaken =
+      std::ranges::count(results, "too many records wait for ClickHouse", &AddResult::reason);
+  EXPECT_GT(notTaken, 0);
+  EXPECT_LE(notTaken, static_cast<std::ptrdiff_t>(kRecords) - 100);
 }
 
 TEST(ClickHouseStoreTest, ForgottenDigestsLeaveNoByteOnTheDisk) {

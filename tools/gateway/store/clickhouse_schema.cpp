@@ -86,9 +86,9 @@ FROM DATABASE.event_rows
 WHERE (digest, copy) IN (SELECT digest, min(copy) FROM DATABASE.record_rows GROUP BY digest))",
 
     R"(CREATE VIEW IF NOT EXISTS DATABASE.sessions_view AS
-SELECT product, any(version) AS version, any(endpoint) AS endpoint, session, min(time) AS begin_time,
-  max(time) AS end_time, max(time) - min(time) AS length, count() AS events,
-  countIf(kind = 'error') AS errors
+SELECT product, argMin(version, time) AS version, argMin(endpoint, time) AS endpoint, session,
+  min(time) AS begin_time, max(time) AS end_time, max(time) - min(time) AS length,
+  count() AS events, countIf(kind = 'error') AS errors
 FROM DATABASE.events_view
 GROUP BY product, session)",
 

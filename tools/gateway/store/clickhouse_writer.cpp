@@ -17,11 +17,6 @@ constexpr std::chrono::milliseconds kGatherTime{100};
 constexpr std::size_t kMaxBatchRecords = 1000;
 constexpr std::size_t kMaxBatchBytes = std::size_t{8} * 1024 * 1024;
 
-constexpr std::size_t kMaxQueuedRecords = 20'000;
-constexpr std::size_t kMaxQueuedBytes = std::size_t{256} * 1024 * 1024;
-
-constexpr std::chrono::seconds kInsertTimeout{20};
-
 constexpr std::size_t kMaxRecentDigests = 100'000;
 
 // Never the same twice: events of an abandoned attempt must not be taken for another's. The time in
@@ -79,8 +74,8 @@ void RecentDigests::Clear() {
   order_.clear();
 }
 
-ClickHouseWriter::ClickHouseWriter(ClickHouseAddress address)
-    : client_(std::move(address)), thread_([this] { Run(); }) {}
+ClickHouseWriter::ClickHouseWriter(ClickHouseAddress address, ClickHouseLimits limits)
+    : limits_(limits), client_(std::move(address)), thread_([this] { Run(); }) {}
 
 ClickHouseWriter::~ClickHouseWriter() {
   {
@@ -95,7 +90,8 @@ void ClickHouseWriter::Add(ClickHouseRecord record, Store::Done done) {
   {
     const std::lock_guard guard(lock_);
     const std::size_t bytes = record.Bytes();
-    if (queue_.size() < kMaxQueuedRecords && queuedBytes_ + bytes <= kMaxQueuedBytes) {
+    if (queue_.empty() || (queue_.size() < limits_.maxQueuedRecords &&
+                           queuedBytes_ + bytes <= limits_.maxQueuedBytes)) {
       queuedBytes_ += bytes;
       queue_.push_back({std::move(record), std::move(done), Clock::now()});
       done = nullptr;
@@ -212,12 +208,12 @@ ClickHouseReply ClickHouseWriter::TryInsert(std::span<Entry* const> entries) {
   }
   if (!events.empty()) {
     ClickHouseReply reply =
-        client_.Post(InsertInto("event_rows", client_.Address()), events, kInsertTimeout);
+        client_.Post(InsertInto("event_rows", client_.Address()), events, limits_.insertTimeout);
     if (!reply.IsOk()) {
       return reply;
     }
   }
-  return client_.Post(InsertInto("record_rows", client_.Address()), records, kInsertTimeout);
+  return client_.Post(InsertInto("record_rows", client_.Address()), records, limits_.insertTimeout);
 }
 
 }  // namespace Gateway

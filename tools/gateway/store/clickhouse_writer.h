@@ -32,10 +32,17 @@ class RecentDigests {
   std::deque<std::string> order_;
 };
 
+struct ClickHouseLimits {
+  // Of what waits. One record may have more bytes: it has to pass at some time.
+  std::size_t maxQueuedRecords = 20'000;
+  std::size_t maxQueuedBytes = std::size_t{256} * 1024 * 1024;
+  std::chrono::milliseconds insertTimeout{20'000};  // of one statement
+};
+
 // Thread-safe. One thread inserts; while it does, the next batch gathers.
 class ClickHouseWriter {
  public:
-  explicit ClickHouseWriter(ClickHouseAddress address);
+  explicit ClickHouseWriter(ClickHouseAddress address, ClickHouseLimits limits = {});
   ClickHouseWriter(const ClickHouseWriter&) = delete;
   ClickHouseWriter& operator=(const ClickHouseWriter&) = delete;
   // Stores what waits, or fails all of it if the server does not answer.
@@ -65,6 +72,7 @@ class ClickHouseWriter {
   ClickHouseReply Insert(std::span<Entry* const> entries);
   ClickHouseReply TryInsert(std::span<Entry* const> entries);
 
+  const ClickHouseLimits limits_;
   ClickHouseClient client_;  // used by the thread alone
 
   std::mutex lock_;  // guards everything below
