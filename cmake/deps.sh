@@ -8,7 +8,7 @@
 #   bindings  compilers and run-times for the tests of the bindings for other languages
 #   lint      clang-format, clang-tidy, shellcheck, Node.js
 #   web       Chromium without a window and Node.js, to test the gateway's page; nginx and curl, to
-#             test examples/deploy
+#             test examples/deploy; ClickHouse, to test the gateway's store
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 prefix=$root/build/deps/mingw
