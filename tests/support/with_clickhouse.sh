@@ -33,7 +33,7 @@ end_server() { # PID
 }
 
 start_server() { # FOLDER
-  "$server" --config-file="$1/config.xml" >>"$1/output" 2>&1 </dev/null &
+  "${guard[@]}" "$server" --config-file="$1/config.xml" >>"$1/output" 2>&1 </dev/null &
   echo $! >"$1/pid"
   disown # or bash reports its death
   await_server "$1"
@@ -42,6 +42,7 @@ start_server() { # FOLDER
 server=$(command -v clickhouse-server) ||
   { echo "with_clickhouse.sh: install Debian's clickhouse-server" >&2; exit 2; }
 
+guard=()
 if [ "${1-}" = --restart ]; then
   folder=${2:?}
   pid=$(cat "$folder/pid")
@@ -51,7 +52,9 @@ if [ "${1-}" = --restart ]; then
 fi
 [ $# -ge 1 ] || { echo "with_clickhouse.sh: no command" >&2; exit 2; }
 
+guard=(setpriv --pdeathsig KILL) # also if this script is killed
 folder=$(mktemp -d)
+command=
 finish() {
   local pid
   pid=$(cat "$folder/pid" 2>/dev/null) || pid=
@@ -60,7 +63,7 @@ finish() {
   rm -rf "$folder"
 }
 trap finish EXIT
-trap 'exit 143' TERM INT HUP
+trap '[ -z "$command" ] || kill "$command"; exit 143' TERM INT HUP
 
 is_free() { # PORT
   ! (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
@@ -141,4 +144,6 @@ fi
 TAV_TEST_CLICKHOUSE="$(cat "$folder/url")/tav" \
   TAV_TEST_CLICKHOUSE_FOLDER="$folder" \
   TAV_TEST_CLICKHOUSE_RESTART="$0 --restart $folder" \
-  "$@"
+  "$@" &
+command=$!
+wait "$command" # a signal ends it, unlike a command in the foreground
