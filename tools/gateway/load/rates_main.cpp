@@ -1,5 +1,6 @@
 // Measures ClickHouse stores, and gateways over HTTP, beside their floors; see the usage text.
 
+#include <unistd.h>
 #include <zlib.h>
 
 #include <atomic>
@@ -7,9 +8,12 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -41,10 +45,46 @@ double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-void Report(const char* what, std::size_t records, double seconds) {
-  const double rate = static_cast<double>(records) / seconds;
-  std::printf("| %-28s | %8.0f | %9.0f |\n", what, rate, rate * Gateway::kEventsPerRecord);
+// Processor time in seconds of the test's server; 0 without one.
+double ServerTime() {
+  const char* folder = std::getenv("TAV_TEST_CLICKHOUSE_FOLDER");
+  std::string id;
+  std::ifstream(std::string(folder != nullptr ? folder : "") + "/pid") >> id;
+  std::ifstream file("/proc/" + id + "/stat");
+  std::string text;
+  std::getline(file, text);
+  // After the name in parentheses, fields 14 and 15 of proc(5).
+  std::istringstream fields(text.substr(text.rfind(')') + 1));
+  for (int field = 3; field < 14; ++field) {
+    fields >> text;
+  }
+  double user = 0;
+  double system = 0;
+  fields >> user >> system;
+  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
+
+double OwnTime() {
+  return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+// Time and processor time from its construction to Report.
+class Measurement {
+ public:
+  void Report(const char* what, std::size_t records) const {
+    const auto count = static_cast<double>(records);
+    const double rate = count / SecondsSince(start_);
+    std::printf("| %s | %.0f us | %.0f us | %.0f | %.0f |\n", what,
+                (OwnTime() - own_) / count * 1e6, (ServerTime() - server_) / count * 1e6, rate,
+                rate * Gateway::kEventsPerRecord);
+    std::fflush(stdout);
+  }
+
+ private:
+  Clock::time_point start_ = Clock::now();
+  double own_ = OwnTime();
+  double server_ = ServerTime();
+};
 
 Records MakeRecords(std::int64_t count) {
   Records records;
@@ -55,7 +95,7 @@ Records MakeRecords(std::int64_t count) {
   return records;
 }
 
-double AddToStore(const std::string& url, const Records& records) {
+void AddToStore(const std::string& url, const Records& records) {
   std::string error;
   const auto store = Gateway::OpenClickHouse(url, 0, error);
   if (store == nullptr) {
@@ -65,7 +105,7 @@ double AddToStore(const std::string& url, const Records& records) {
   std::condition_variable answered;
   int inFlight = 0;
   int failures = 0;
-  const Clock::time_point start = Clock::now();
+  const Measurement measurement;
   for (const auto& record : records) {
     {
       std::unique_lock guard(lock);
@@ -84,7 +124,7 @@ double AddToStore(const std::string& url, const Records& records) {
   if (failures > 0) {
     throw std::runtime_error(std::to_string(failures) + " records were not stored");
   }
-  return SecondsSince(start);
+  measurement.Report("into ClickHouse", records.size());
 }
 
 void InsertLines(Gateway::ClickHouseClient& client,
@@ -99,7 +139,7 @@ void InsertLines(Gateway::ClickHouseClient& client,
 }
 
 // The rows are written down before the clock starts.
-double InsertPlainly(const std::string& url, const Records& records) {
+void InsertPlainly(const std::string& url, const Records& records) {
   std::string error;
   Gateway::ClickHouseClient client(Gateway::ParseClickHouseUrl(url, error).value());
   std::vector<std::string> events;
@@ -113,20 +153,20 @@ double InsertPlainly(const std::string& url, const Records& records) {
     lines.events.Write(1, events.back());
     lines.record.Write(1, rows.back());
   }
-  const Clock::time_point start = Clock::now();
+  const Measurement measurement;
   for (std::size_t batch = 0; batch < events.size(); ++batch) {
     InsertLines(client, "event_rows", events[batch]);
     InsertLines(client, "record_rows", rows[batch]);
   }
-  return SecondsSince(start);
+  measurement.Report("floor: plain inserts", records.size());
 }
 
 int MeasureClickHouse(const std::string& url, std::int64_t count) {
-  const Clock::time_point start = Clock::now();
+  const Measurement measurement;
   const Records records = MakeRecords(count);
-  Report("read and checked, one thread", records.size(), SecondsSince(start));
-  Report("into ClickHouse", records.size(), AddToStore(url, records));
-  Report("floor: plain inserts", records.size(), InsertPlainly(url, records));
+  measurement.Report("read, check, make rows", records.size());
+  AddToStore(url, records);
+  InsertPlainly(url, records);
   return 0;
 }
 
@@ -156,7 +196,7 @@ int MeasurePosts(const std::string& url, std::int64_t count, int connections) {
   std::atomic<std::size_t> next{0};
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
-  const Clock::time_point start = Clock::now();
+  const Measurement measurement;
   for (int i = 0; i < connections; ++i) {
     threads.emplace_back([&] {
       Gateway::HttpClient client(url);
@@ -168,7 +208,7 @@ int MeasurePosts(const std::string& url, std::int64_t count, int connections) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  Report(url.c_str(), bodies.size(), SecondsSince(start));
+  measurement.Report(url.c_str(), bodies.size());
   if (failures > 0) {
     std::printf("%d were not answered 200\n", failures.load());
   }
