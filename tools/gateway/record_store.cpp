@@ -89,13 +89,16 @@ void AppendRecord(std::string& out, const Record& record, bool withBody) {
   }
 }
 
-// Appends the first events of a record, as many as the bounds allow. Returns how many.
+// Appends the first events of a record that the bounds have room for. Returns how many.
 std::size_t AppendFirstEvents(std::string& out, const Record& record) {
   std::size_t count = 0;
   const std::size_t start = out.size();
   for (const EventEntry& event : record.events) {
-    if (count == kMaxLiveEvents || out.size() - start + event.span.length > kMaxLiveBytes) {
+    if (count == kMaxLiveEvents) {
       break;
+    }
+    if (out.size() - start + event.span.length > kMaxLiveBytes) {
+      continue;  // a shorter one may follow
     }
     out += count++ > 0 ? "," : "";
     out.append(record.text, event.span.offset, event.span.length);
