@@ -49,7 +49,8 @@ async function keyboard(visit, { store }) {
   await page.keyboard.press('Tab');
   await visit.press('Enter');
   await visit.hasText('Record', 'h1');
-  assert.match((await page.evaluate(() => document.activeElement.innerText)), /^Record \d+/, 'the new title');
+  assert.match((await page.evaluate(() => document.activeElement.innerText)), /^Record 1200/, 'the new title');
+  await visit.hasText('The request and the record follow the format.');
 
   await page.focus('#skip');
   await tabTo(visit, 'Overview');
@@ -65,6 +66,7 @@ async function keyboard(visit, { store }) {
   await tabTo(visit, 'Pages');
   await visit.press('Enter');
   await visit.hasText('Property Pages');
+  assert.equal((await focused(page)).id, 'property-Pages', 'the focus stays where the panel was made anew');
 }
 
 // Each link shows the same in a new window and after a reload.

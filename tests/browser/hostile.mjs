@@ -51,6 +51,7 @@ async function hostile(visit, { start, folder }) {
   assert.equal(await post(gateway.url, made), 200);
   await page.waitForSelector('text=#1');
   await visit.hasText('<img src=x onerror=');
+  await visit.hasText('2 further events in record 1');
   await visit.hasText('invoice\u27e8U+202E\u27e9gpj.exe');
   await isHarmless(visit);
   await visit.picture('hostile');

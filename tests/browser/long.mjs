@@ -4,14 +4,14 @@ import { postAll, records, kProduct } from './seed.mjs';
 
 const kRecords = 50000;
 const kSlice = 5000;
-const kLimit = 3000; // ms; on an idle machine all but the first are below a second
+const kLimit = 10000; // ms, the store's own bound; on an idle machine they are below a second
 
 async function million(visit, { start, folder }) {
   const gateway = await start(folder('million'), ['--store', 'tav.db']);
   let events = 0;
   const begin = performance.now();
   for (let seed = 1; seed <= kRecords / kSlice; seed += 1) {
-    const list = records(kSlice, { seed, size: 18 });
+    const list = records(kSlice, { seed, size: 20 });
     events += list.reduce((sum, { rt }) => sum + rt.length, 0);
     await postAll(gateway.url, list, 32);
   }

@@ -35,7 +35,7 @@ const kCommands = ['Paste', 'Copy', 'Bold', 'Undo', 'Save', 'Insert Table', 'Spe
 const kPlaces = ['Editor', 'Start', 'Options', 'Print Preview', 'Template Gallery'];
 const kFormats = ['qwd', 'docx', 'odt', 'pdf', 'rtf', 'html'];
 const kLanguages = ['en_US', 'de_DE', 'fr_FR', 'ja_JP', 'pt_BR', 'nl_NL'];
-const kSystems = [['10.0', '19045'], ['10.0', '22631'], ['10.0', '26100']];
+const kSystems = [['10.0', '19045'], ['10.0', '22631'], ['6.3', '9600']];
 const kErrors = ['IO-7', 'FONT-MISSING', 'PRINT-3', 'MEM-1'];
 
 function eventOf(random, session, time) {

@@ -81,7 +81,7 @@ export function newestRecords(records, filter, limit) {
   return found;
 }
 
-const recordLink = (record) => h('a', { href: link('record', { number: record.number }),
+const recordLink = (record) => h('a', { href: link('record', { number: record.number, digest: record.sha256 }),
                                         'aria-label': `record ${record.number}` }, `#${record.number}`);
 
 const productOf = (record) => [arrived(record.product, 40), ' ',

@@ -80,12 +80,23 @@ export function arrived(text, limit = kShownText) {
   }, visible(shorten(whole, limit)));
 }
 
-// Elements are made anew when a selection changes; the focus goes to the one with the same id.
+// Elements are made anew when a selection changes, some of them later. The focus goes to the one with
+// the same id as the element that had it, unless the reader has moved it since.
+let lostFocus = '';
+addEventListener('focusin', () => { lostFocus = ''; });
+
+export function restoreFocus() {
+  if (lostFocus && document.activeElement === document.body) {
+    document.getElementById(lostFocus)?.focus({ preventScroll: true });
+  }
+}
+
 export function keepFocus(render) {
   const id = document.activeElement?.id;
   render();
   if (id && document.activeElement === document.body) {
-    document.getElementById(id)?.focus({ preventScroll: true });
+    lostFocus = id;
+    restoreFocus();
   }
 }
 

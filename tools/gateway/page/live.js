@@ -39,7 +39,7 @@ function ledger(summary) {
 
 const firstSteps = () => empty('Nothing has arrived yet. Point an application at this gateway:',
   h('pre', {}, `TAV_GATEWAY=${location.origin}/\nTAV_CONFIGURATOR=${location.origin}/configserver/`),
-  h('p', {}, 'Events appear here when the library sends them; by default within five minutes, at the latest when the application ends.'));
+  h('p', {}, 'Events appear here when the library sends them; by default within five minutes, at the latest when the application ends. If uploads have a port of their own, use that one.'));
 
 // The distinct values of a filter among what is in memory, as suggestions.
 function suggestions(records, name) {

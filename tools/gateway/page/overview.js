@@ -18,13 +18,16 @@ function usualStep(length) {
   return Object.keys(kStepTimes).find((step) => length / kStepTimes[step] <= 200) ?? 'day';
 }
 
-// The store leaves out the steps without events; here they are zeros.
+// The store leaves out the steps without events; here they are zeros. A selection may be far longer
+// than the time that has events, also by a wrong clock: the newest steps are shown then.
 function fillSteps(rows, step, from, to) {
   const width = kStepTimes[step];
   const counts = new Map(rows.map(({ time, events }) => [time, events]));
-  const first = rows.length > 0 ? Math.min(rows[0].time, Math.floor(from / width) * width) : from;
+  const end = (to - from) / width > kMaxPoints ? rows.at(-1).time + width : to;
+  const begin = Math.max(Math.floor(from / width) * width,
+                         Math.ceil(end / width - kMaxPoints) * width);
   const times = [];
-  for (let time = Math.floor(first / width) * width; time < to; time += width) {
+  for (let time = begin; time < end; time += width) {
     times.push(time);
   }
   return { times, values: times.map((time) => counts.get(time) ?? 0) };
@@ -53,10 +56,8 @@ export function timePanel(view, { state, product, signal }, heading, name) {
       plot('bar', {
         title: heading, labelTitle: 'from (UTC)', unit: 'events',
         labels: times.map(text), values,
-        onpick: (index) => {
-          location.hash = link(view, { ...state, from: times[index],
-                                       to: times[index] + kStepTimes[step], step: '' });
-        },
+        address: (index) => link(view, { ...state, from: times[index],
+                                         to: times[index] + kStepTimes[step], step: '' }),
       }),
     ];
   });

@@ -1,5 +1,5 @@
 // The parts that views are made of: panels with their states, tables, bars and labelled fields.
-import { h, replace, arrived } from './dom.js';
+import { h, replace, restoreFocus, arrived } from './dom.js';
 import { share, whole } from './format.js';
 
 let lastId = 0;
@@ -49,6 +49,7 @@ export class Panel {
       const content = await load();
       if (!signal.aborted) {
         replace(this.body, content);
+        restoreFocus();
       }
     } catch (error) {
       if (!signal.aborted) {

@@ -2,6 +2,7 @@
 // cannot see the canvas and those who want the numbers.
 import { h } from './dom.js';
 import { table } from './parts.js';
+import { whole } from './format.js';
 
 let library = null;
 
@@ -22,7 +23,7 @@ function loadLibrary() {
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 
-function settings(kind, { labels, values, unit, onpick }) {
+function settings(kind, { labels, values, unit, address }) {
   const grid = { color: colour('--line'), drawBorder: false };
   const ticks = { color: colour('--soft'), font: { family: 'system-ui, sans-serif', size: 12 } };
   return {
@@ -48,7 +49,11 @@ function settings(kind, { labels, values, unit, onpick }) {
       responsive: true,
       maintainAspectRatio: false,
       interaction: { mode: 'index', intersect: false },
-      onClick: (_event, items) => items.length > 0 && onpick?.(items[0].index),
+      onClick: (_event, items) => {
+        if (address && items.length > 0) {
+          location.hash = address(items[0].index);
+        }
+      },
       plugins: {
         legend: { display: false },
         tooltip: { displayColors: false },
@@ -84,8 +89,9 @@ function forgetRemoved() {
   }
 }
 
-// kind: 'bar' or 'line'. data: {title, labelTitle, unit, labels, values, onpick(index)}. Returns the
-// element at once; the chart follows when the library is there.
+// kind: 'bar' or 'line'. data: {title, labelTitle, unit, labels, values, address(index)}; the last is
+// where a value leads, if anywhere. Returns the element at once; the chart follows when the library is
+// there.
 export function plot(kind, data) {
   const canvas = h('canvas', { role: 'img', 'aria-label': `${data.title}; the numbers are below` });
   const place = h('div', { class: 'plot' }, canvas);
@@ -105,16 +111,16 @@ export function plot(kind, data) {
   return h('div', {}, place, numbers(data));
 }
 
-function numbers({ title, labelTitle, unit, labels, values }) {
-  const rows = labels.map((label, index) => ({ label, value: values[index] }));
+function numbers({ title, labelTitle, unit, labels, values, address }) {
   const details = h('details', { class: 'numbers' }, h('summary', {}, 'Numbers'));
+  const labelOf = (index) => (address ? h('a', { href: address(index) }, labels[index]) : labels[index]);
   details.addEventListener('toggle', () => {
-    // Built on demand: a chart may have thousands of values.
+    // Built on demand: a chart may have a thousand values.
     if (details.open && details.childElementCount === 1) {
       details.append(table(title, [
-        { title: labelTitle, cell: (row) => row.label },
-        { title: unit, number: true, cell: (row) => row.value },
-      ], rows));
+        { title: labelTitle, cell: labelOf },
+        { title: unit, number: true, cell: (index) => whole(values[index]) },
+      ], [...values.keys()]));
     }
   });
   return details;

@@ -1,6 +1,6 @@
 // One record: where it came from, what the checks found, its headers and its text.
 import { h, replace, arrived, visible } from './dom.js';
-import { ask, getJson, getText } from './client.js';
+import { RequestError, ask, getJson, getText } from './client.js';
 import { link } from './address.js';
 import { Panel, empty, facts, failure, table } from './parts.js';
 import { bytes, moment, plural, whole } from './format.js';
@@ -62,12 +62,15 @@ function indent(source) {
   });
 }
 
-async function fromMemory(number, signal) {
+// Numbers begin at 1 with each start of the gateway. A link with the digest as well means the record
+// of that digest, whatever its number is now.
+async function fromMemory(number, digest, signal) {
   const address = `api/records/${number}`;
-  const [page, content] = await Promise.all([
-    getJson(`api/records?body=0&from=${number - 1}&limit=1`, signal),
-    getText(`${address}/text`, signal)]);
-  const [record] = page;
+  const record = await getJson(`${address}?body=0`, signal);
+  if (digest && digest !== record.sha256) {
+    throw new RequestError(404, 'another record');
+  }
+  const content = await getText(`${address}/text`, signal);
   return [
     facts([
       ['arrived (UTC)', moment(Date.parse(record.arrived))],
@@ -97,7 +100,21 @@ async function fromStore(digest, signal) {
   ];
 }
 
-const gone = () => empty('The gateway no longer has this record in memory.',
+async function find({ number, digest }, signal) {
+  if (!/^[1-9]\d{0,15}$/.test(number ?? '')) {
+    return fromStore(digest ?? '', signal);
+  }
+  try {
+    return await fromMemory(Number(number), digest, signal);
+  } catch (error) {
+    if (error.status === 404 && digest) {
+      return fromStore(digest, signal);
+    }
+    throw error;
+  }
+}
+
+const gone = () => empty('The gateway no longer has this record.',
                          h('a', { href: link('live') }, 'What has arrived'));
 
 export function show(main, { number, digest }) {
@@ -107,9 +124,7 @@ export function show(main, { number, digest }) {
   replace(main, h('h1', { tabindex: '-1' }, heading), place);
   const run = async () => {
     try {
-      const isNumber = /^[1-9]\d{0,15}$/.test(number ?? '');
-      replace(place, isNumber ? await fromMemory(Number(number), stop.signal)
-                              : await fromStore(digest ?? '', stop.signal));
+      replace(place, await find({ number, digest }, stop.signal));
     } catch (error) {
       if (!stop.signal.aborted) {
         replace(place, error.status === 404 ? gone() : failure(error, run));
