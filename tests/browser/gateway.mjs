@@ -27,12 +27,12 @@ export class Gateway {
   #log = '';
 
   // `folder` is emptied first.
-  static async start(program, folder, options = []) {
+  static async start(program, folder, options = [], port = 0) {
     const gateway = new Gateway();
     rmSync(folder, { recursive: true, force: true });
     mkdirSync(folder, { recursive: true });
     const portFile = join(folder, 'port');
-    gateway.#process = spawn(program, ['--port', '0', '--port-file', portFile, ...options],
+    gateway.#process = spawn(program, ['--port', port, '--port-file', portFile, ...options],
                              { cwd: folder, stdio: ['ignore', 'pipe', 'pipe'] });
     for (const stream of [gateway.#process.stdout, gateway.#process.stderr]) {
       stream.on('data', (data) => { gateway.#log += data; });

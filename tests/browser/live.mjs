@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { until } from './gateway.mjs';
-import { kProduct, kOtherProduct, post, postAll } from './seed.mjs';
+import { kOtherProduct, post, postAll } from './seed.mjs';
 
 const number = (text) => Number(text.replaceAll(',', ''));
 
@@ -12,7 +12,7 @@ async function arrivals(visit, { start, folder, seeded }) {
   const gateway = await start(folder('arrivals'));
   await visit.open(gateway);
   await visit.hasText(`TAV_GATEWAY=${gateway.url}`);
-  await visit.hasText('connected', '#connection');
+  await visit.isConnected();
 
   // They come without a reload, newest first.
   await postAll(gateway.url, seeded.slice(0, 60), 1);
@@ -72,6 +72,11 @@ async function oneRecord(visit, { start, folder, seeded }) {
   assert.deepEqual(rows.map((row) => row[1]), ['#7', '#6', '#5', '#4', '#3', '#2', '#1']);
   assert.match(rows[0].at(-1), /double of #1/);
   assert.match(rows[1].at(-1), /problems/);
+
+  await page.fill('#filter-session', seeded[2].rt[0].s.slice(0, 13));
+  await until('the record of one session', async () =>
+    (await visit.rows('Newest first')).map((row) => row[1]).join() === '#3');
+  await page.fill('#filter-session', '');
 
   await visit.follow('text="#6"');
   const { problems } = (await gateway.json('api/records?body=0'))[5];
@@ -150,16 +155,22 @@ async function settings(visit, { start, folder }) {
   await until('the file', async () => (await page.inputValue('#settings-text')) === '{"pause_time": 3}');
 }
 
-// A page that loses its gateway says so.
+// A page that loses its gateway says so, and finds the next one.
 async function lostGateway(visit, { start, folder, seeded }) {
   const gateway = await start(folder('lost'));
-  await post(gateway.url, seeded[0]);
+  await postAll(gateway.url, seeded.slice(0, 2), 1);
   await visit.open(gateway);
-  await visit.hasText('connected', '#connection');
+  await visit.isConnected();
   visit.allow('ERR_');
   await gateway.stop();
   await visit.hasText('not connected', '#connection');
-  await visit.hasText(kProduct); // what had arrived stays
+  await visit.hasText('#2'); // what had arrived stays
+
+  const next = await start(folder('next'), [], new URL(gateway.url).port);
+  await post(next.url, seeded[2]);
+  await visit.isConnected();
+  await until('only the new record', async () =>
+    (await visit.rows('Newest first')).every((row) => row[1] === '#1'));
 }
 
 export const liveJourneys = { arrivals, 'one-record': oneRecord, faults, settings, 'lost-gateway': lostGateway };

@@ -117,6 +117,10 @@ export class Visit {
     await until(`"${part}" in ${selector}`, async () => (await this.text(selector)).includes(part));
   }
 
+  isConnected() {
+    return until('the connection', async () => (await this.text('#connection')) === 'connected');
+  }
+
   // The cells of the body's rows of the n-th table in a panel.
   async rows(panel) {
     return this.page.evaluate((title) => {
