@@ -43,8 +43,8 @@ file(CONFIGURE OUTPUT "${CMAKE_CURRENT_BINARY_DIR}/page_files.S" CONTENT [[
   .section .data.rel.ro,"aw"
 #endif
   .balign 8
-  .globl gatewayPageEntries
-gatewayPageEntries:
+  .globl kGatewayPageEntries
+kGatewayPageEntries:
 @page_entries@  .quad 0, 0, 0
 #ifdef __ELF__
   .section .note.GNU-stack,"",@progbits

@@ -13,7 +13,7 @@ struct GatewayPageEntry {
   const char* begin;
   const char* end;
 };
-extern const GatewayPageEntry gatewayPageEntries[];  // ends with a name that is null
+extern const GatewayPageEntry kGatewayPageEntries[];  // ends with a name that is null
 }
 
 namespace Gateway {
@@ -43,7 +43,7 @@ std::string_view TypeOf(std::string_view name) {
 
 FilesByName ReadEntries() {
   FilesByName files;
-  for (const GatewayPageEntry* entry = gatewayPageEntries; entry->name != nullptr; ++entry) {
+  for (const GatewayPageEntry* entry = kGatewayPageEntries; entry->name != nullptr; ++entry) {
     const std::string_view name = entry->name;
     const std::string_view bytes(entry->begin, static_cast<std::size_t>(entry->end - entry->begin));
     files[name] = {bytes, TypeOf(name), '"' + Sha256Hex(bytes).substr(0, kEtagDigits) + '"'};
