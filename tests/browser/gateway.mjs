@@ -3,12 +3,13 @@ import { spawn } from 'node:child_process';
 import { existsSync, mkdirSync, readFileSync, rmSync } from 'node:fs';
 import { join } from 'node:path';
 
-const kStartTime = 20000; // ms
+const kStartTime = 60000; // ms
+const kWait = 30000;      // ms, more than a busy machine needs
 
 export const pause = (milliseconds) => new Promise((resolve) => { setTimeout(resolve, milliseconds); });
 
-// Polls until `condition` holds; throws after ten seconds, more than a busy machine needs.
-export async function until(what, condition, limit = 10000) {
+// Polls until `condition` holds; throws after `limit` ms.
+export async function until(what, condition, limit = kWait) {
   const end = Date.now() + limit;
   for (;;) {
     const value = await condition();

@@ -43,9 +43,9 @@ async function isHarmless(visit) {
                    visit.page.url());
 }
 
-async function hostile(visit, { start, folder }) {
+async function hostile(visit, { start, folder, storeOption }) {
   const { page } = visit;
-  const gateway = await start(folder('hostile'), ['--store', 'tav.db']);
+  const gateway = await start(folder('hostile'), storeOption);
   await visit.open(gateway);
   const { made, session } = hostileRecord();
   assert.equal(await post(gateway.url, made), 200);

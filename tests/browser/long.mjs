@@ -6,8 +6,8 @@ const kRecords = 50000;
 const kSlice = 5000;
 const kLimit = 10000; // ms, the store's own bound; on an idle machine they are below a second
 
-async function million(visit, { start, folder }) {
-  const gateway = await start(folder('million'), ['--store', 'tav.db']);
+async function million(visit, { start, folder, storeOption }) {
+  const gateway = await start(folder('million'), storeOption);
   let events = 0;
   const begin = performance.now();
   for (let seed = 1; seed <= kRecords / kSlice; seed += 1) {

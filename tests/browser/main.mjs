@@ -19,7 +19,7 @@ const { values: options, positionals: chosen } = parseArgs({
   allowPositionals: true,
   options: {
     gateway: { type: 'string' }, browser: { type: 'string' }, folder: { type: 'string' },
-    pictures: { type: 'string' }, long: { type: 'boolean', default: false },
+    store: { type: 'string', default: 'tav.db' }, pictures: { type: 'string' }, long: { type: 'boolean', default: false },
   },
 });
 // The driver is installed in the build folder, not beside this file.
@@ -56,7 +56,8 @@ async function main() {
     mkdirSync(options.pictures, { recursive: true });
   }
   const folder = (name) => join(options.folder, name);
-  const world = { pictures: options.pictures, folder, seeded: records(kSeeded) };
+  const world = { pictures: options.pictures, folder, seeded: records(kSeeded),
+                  storeOption: ['--store', options.store] };
   const gateways = [];
   world.start = async (...parameters) => {
     gateways.push(await Gateway.start(resolve(options.gateway), ...parameters));
@@ -64,7 +65,7 @@ async function main() {
   };
   let passed = true;
   try {
-    world.store = await world.start(folder('store'), ['--store', 'tav.db']);
+    world.store = await world.start(folder('store'), world.storeOption);
     await postAll(world.store.url, world.seeded);
     world.browser = await chromium.launch({ executablePath: options.browser, args: ['--no-sandbox'] });
     const waiting = Object.entries(journeys)

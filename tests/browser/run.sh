@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Usage: run.sh GATEWAY FOLDER [--pictures FOLDER] [--long] [JOURNEY...]
+# Usage: run.sh GATEWAY FOLDER [--store STORE] [--pictures FOLDER] [--long] [JOURNEY...]
 # Runs the journeys through the gateway's page in a headless Chromium. FOLDER receives the driver,
-# playwright-core, by npm, and the gateways' files. With --pictures each view's picture is written;
+# playwright-core, by npm, and the gateways' files. STORE is a URL of ClickHouse, an empty database,
+# instead of an SQLite file. With --pictures each view's picture is written;
 # --long adds a journey through a million events. Names choose journeys.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)

@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { join } from 'node:path';
 import { until } from './gateway.mjs';
 
-const kWait = 10000; // ms
+const kWait = 30000; // ms
 
 export class Visit {
   problems = [];
