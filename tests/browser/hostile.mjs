@@ -54,6 +54,7 @@ async function hostile(visit, { start, folder, storeOption }) {
   await visit.hasText('2 further events in record 1');
   await visit.hasText('invoice\u27e8U+202E\u27e9gpj.exe');
   await isHarmless(visit);
+  await visit.hasText('records 1 events');
   await visit.picture('hostile');
 
   const product = encodeURIComponent(kMarkup);
