@@ -82,12 +82,11 @@ export function bar(part, label) {
 }
 
 // A list of values with a bar for each one's share.
-export function barTable(caption, { title, unit, rows, value, count, address }) {
+export function barTable(caption, { title, unit, rows, value, count }) {
   const total = rows.reduce((sum, row) => sum + count(row), 0);
   const most = rows.reduce((max, row) => Math.max(max, count(row)), 0);
   return table(caption, [
-    { title, cell: (row) => (address ? h('a', { href: address(row) }, arrived(value(row)))
-                                     : arrived(value(row))) },
+    { title, cell: (row) => arrived(value(row)) },
     { title: unit, number: true, cell: (row) => whole(count(row)) },
     { title: 'share', number: true, cell: (row) => share(count(row), total) },
     { title: '', kind: 'bar-cell', cell: (row) => bar(most ? count(row) / most : 0) },
