@@ -1,5 +1,5 @@
-// Where records are kept: in memory, in an SQLite file or in ClickHouse. The narrow interface between
-// the gateway and its stores.
+// Where records are kept: in memory, in an SQLite file or in ClickHouse. The narrow interface
+// between the gateway and its stores.
 #pragma once
 
 #include <cstdint>
@@ -50,12 +50,13 @@ class Store {
   // once on this one; it must not block.
   virtual void Add(std::shared_ptr<const Record> record, Done done) = 0;
 
-  // Answers one of the questions in questions.h. Blocks while the store reads, for 10 seconds at most.
+  // Answers one of the questions in questions.h. Blocks while the store reads, for 10 seconds at
+  // most.
   virtual Answer Ask(std::string_view question, const Parameters& parameters) = 0;
 
   // Deletes every record, event and session of an endpoint or of a user, both given by the digest
-  // they arrive as, so that no byte of them remains in the store's files. Blocks. Returns the number
-  // of records deleted, or -1 with the reason in `error`.
+  // they arrive as, so that no byte of them remains in the store's files. Blocks. Returns the
+  // number of records deleted, or -1 with the reason in `error`.
   virtual std::int64_t Forget(std::string_view digest, std::string& error) = 0;
 };
 
