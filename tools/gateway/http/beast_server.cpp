@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 #include <list>
+#include <optional>
 #include <thread>
 
 #include "gateway/http/connection_answers.h"

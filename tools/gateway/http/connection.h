@@ -10,7 +10,6 @@
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -136,7 +135,7 @@ class Connection final : public Answerer, public std::enable_shared_from_this<Co
   Phase phase_ = Phase::Handshake;
 
   boost::beast::flat_buffer buffer_;
-  std::optional<Parser> parser_;
+  std::unique_ptr<Parser> parser_;
   Clock::time_point begin_;  // of the headers, then of the body
   std::size_t charged_ = 0;  // bytes of this request in ConnectionContext::bufferedBytes
   bool isTimedOut_ = false;

@@ -46,7 +46,7 @@ std::string AnswerHead(const HttpResponse& response, bool keepsAlive) {
 
 }  // namespace
 
-void Connection::Refuse(int status) {
+inline void Connection::Refuse(int status) {
   phase_ = Phase::Working;
   parser_.reset();
   keepsAlive_ = false;
@@ -58,7 +58,7 @@ void Connection::Refuse(int status) {
   Write(std::move(response));
 }
 
-void Connection::Write(HttpResponse response) {
+inline void Connection::Write(HttpResponse response) {
   if (phase_ != Phase::Working) {
     return;
   }
@@ -75,7 +75,7 @@ void Connection::Write(HttpResponse response) {
   });
 }
 
-void Connection::OnWritten(const Error& failure) {
+inline void Connection::OnWritten(const Error& failure) {
   head_ = {};
   body_ = {};
   if (failure || phase_ == Phase::Closed) {
@@ -84,7 +84,7 @@ void Connection::OnWritten(const Error& failure) {
   keepsAlive_ ? AwaitRequest() : Finish();
 }
 
-void Connection::Finish() {
+inline void Connection::Finish() {
   phase_ = Phase::Ending;
   SetDeadline(Clock::now() + kEndTime);
   if (!wire_.IsSecure()) {
@@ -95,27 +95,27 @@ void Connection::Finish() {
 
 // Closing a socket with unread bytes would reset the connection and take the answer away from the
 // client.
-void Connection::Linger() {
+inline void Connection::Linger() {
   Error ignored;
   wire_.Raw().shutdown(tcp::socket::shutdown_send, ignored);
   hasUnread_ ? Discard() : Close();
 }
 
-void Connection::Discard() {
+inline void Connection::Discard() {
   wire_.Raw().async_read_some(
       buffer_.prepare(kFirstRead), [self = shared_from_this()](const Error& failure, std::size_t) {
         failure || self->phase_ == Phase::Closed ? self->Close() : self->Discard();
       });
 }
 
-void Connection::Close() {
+inline void Connection::Close() {
   phase_ = Phase::Closed;
   Error ignored;
   wire_.Raw().close(ignored);
   timer_.cancel();
 }
 
-void Connection::FollowNow(LiveFeed& feed) {
+inline void Connection::FollowNow(LiveFeed& feed) {
   if (context_.isDraining) {
     return Close();
   }
@@ -127,7 +127,7 @@ void Connection::FollowNow(LiveFeed& feed) {
   Discard();
 }
 
-void Connection::QueueEvent(std::shared_ptr<const std::string> event) {
+inline void Connection::QueueEvent(std::shared_ptr<const std::string> event) {
   if (phase_ != Phase::Following) {
     return;
   }
@@ -142,7 +142,7 @@ void Connection::QueueEvent(std::shared_ptr<const std::string> event) {
   }
 }
 
-void Connection::WriteEvents() {
+inline void Connection::WriteEvents() {
   if (phase_ != Phase::Following) {
     return Close();
   }
@@ -162,7 +162,7 @@ void Connection::WriteEvents() {
                    });
 }
 
-void Connection::SetDeadline(Clock::time_point time) {
+inline void Connection::SetDeadline(Clock::time_point time) {
   timer_.expires_at(time);
   timer_.async_wait([self = shared_from_this()](const Error& failure) {
     // A later deadline may have been set after this one had passed.
@@ -172,7 +172,7 @@ void Connection::SetDeadline(Clock::time_point time) {
   });
 }
 
-void Connection::OnDeadline() {
+inline void Connection::OnDeadline() {
   if (phase_ == Phase::Receiving) {
     isTimedOut_ = true;
     Error ignored;
@@ -185,7 +185,7 @@ void Connection::OnDeadline() {
   }
 }
 
-Connection::Clock::duration Connection::TransferTime(std::size_t bytes) const {
+inline Connection::Clock::duration Connection::TransferTime(std::size_t bytes) const {
   return context_.limits.transferTime + std::chrono::seconds(bytes / context_.limits.minRate);
 }
 

@@ -42,22 +42,22 @@ int StatusOf(const boost::system::error_code& failure) {
 
 }  // namespace
 
-void ConnectionSet::Add(Connection& connection) {
+inline void ConnectionSet::Add(Connection& connection) {
   const std::scoped_lock guard(lock_);
   connections_.insert(&connection);
 }
 
-void ConnectionSet::Remove(Connection& connection) {
+inline void ConnectionSet::Remove(Connection& connection) {
   const std::scoped_lock guard(lock_);
   connections_.erase(&connection);
 }
 
-std::size_t ConnectionSet::Size() const {
+inline std::size_t ConnectionSet::Size() const {
   const std::scoped_lock guard(lock_);
   return connections_.size();
 }
 
-std::vector<std::shared_ptr<Connection>> ConnectionSet::All() const {
+inline std::vector<std::shared_ptr<Connection>> ConnectionSet::All() const {
   const std::scoped_lock guard(lock_);
   std::vector<std::shared_ptr<Connection>> all;
   for (Connection* connection : connections_) {
@@ -69,24 +69,24 @@ std::vector<std::shared_ptr<Connection>> ConnectionSet::All() const {
   return all;
 }
 
-Connection::Connection(Socket socket,
-                       net::ssl::context* tls,
-                       PortRole role,
-                       ConnectionContext& context)
+inline Connection::Connection(Socket socket,
+                              net::ssl::context* tls,
+                              PortRole role,
+                              ConnectionContext& context)
     : context_(context), role_(role), wire_(std::move(socket), tls), timer_(wire_.get_executor()) {
   context_.connections.Add(*this);
 }
 
-Connection::~Connection() {
+inline Connection::~Connection() {
   ReleaseBody();
   context_.connections.Remove(*this);
 }
 
-void Connection::Start() {
+inline void Connection::Start() {
   OnStrand([this] { Open(); });
 }
 
-void Connection::Drain() {
+inline void Connection::Drain() {
   OnStrand([this] {
     if (phase_ != Phase::Receiving && phase_ != Phase::Working && phase_ != Phase::Sending) {
       Close();
@@ -94,7 +94,7 @@ void Connection::Drain() {
   });
 }
 
-void Connection::EndIfHeld() {
+inline void Connection::EndIfHeld() {
   OnStrand([this] {
     if (phase_ == Phase::Held) {
       Close();
@@ -102,15 +102,15 @@ void Connection::EndIfHeld() {
   });
 }
 
-void Connection::End() {
+inline void Connection::End() {
   OnStrand([this] { Close(); });
 }
 
-void Connection::Send(HttpResponse response) {
+inline void Connection::Send(HttpResponse response) {
   OnStrand([this, response = std::move(response)]() mutable { Write(std::move(response)); });
 }
 
-void Connection::Hold() {
+inline void Connection::Hold() {
   OnStrand([this] {
     if (context_.isDraining) {
       return Close();
@@ -120,15 +120,15 @@ void Connection::Hold() {
   });
 }
 
-void Connection::Follow(LiveFeed& feed) {
+inline void Connection::Follow(LiveFeed& feed) {
   OnStrand([this, &feed] { FollowNow(feed); });
 }
 
-void Connection::Deliver(std::shared_ptr<const std::string> event) {
+inline void Connection::Deliver(std::shared_ptr<const std::string> event) {
   OnStrand([this, event = std::move(event)] { QueueEvent(event); });
 }
 
-void Connection::Open() {
+inline void Connection::Open() {
   const bool isFull = context_.connections.Size() > context_.limits.maxConnections;
   if (context_.isDraining || (isFull && wire_.IsSecure())) {
     return Close();
@@ -145,7 +145,7 @@ void Connection::Open() {
   });
 }
 
-void Connection::AwaitRequest() {
+inline void Connection::AwaitRequest() {
   if (phase_ == Phase::Closed || context_.isDraining) {
     return Close();
   }
@@ -160,12 +160,12 @@ void Connection::AwaitRequest() {
   Read();
 }
 
-void Connection::Read() {
+inline void Connection::Read() {
   wire_.async_read_some(buffer_.prepare(phase_ == Phase::Idle ? kFirstRead : kNextRead),
                         Bound(&Connection::OnRead));
 }
 
-void Connection::OnRead(const Error& failure, std::size_t count) {
+inline void Connection::OnRead(const Error& failure, std::size_t count) {
   if (failure && isTimedOut_ && phase_ == Phase::Receiving) {
     return Refuse(408);
   }
@@ -176,7 +176,7 @@ void Connection::OnRead(const Error& failure, std::size_t count) {
   Consume();
 }
 
-void Connection::Consume() {
+inline void Connection::Consume() {
   if (phase_ == Phase::Idle) {
     StartRequest();
   }
@@ -193,15 +193,15 @@ void Connection::Consume() {
   parser_->is_done() ? Dispatch() : ReceiveMore();
 }
 
-void Connection::StartRequest() {
+inline void Connection::StartRequest() {
   phase_ = Phase::Receiving;
   begin_ = Clock::now();
-  parser_.emplace();
+  parser_ = std::make_unique<Parser>();
   parser_->header_limit(context_.limits.maxHeadBytes);
   parser_->body_limit(context_.limits.maxBodyBytes);
 }
 
-Connection::Error Connection::Parse() {
+inline Connection::Error Connection::Parse() {
   Error failure;
   while (!failure && !parser_->is_done() && buffer_.size() > 0) {
     const bool hadHead = parser_->is_header_done();
@@ -213,7 +213,7 @@ Connection::Error Connection::Parse() {
   return failure == http::error::need_more ? Error() : failure;
 }
 
-bool Connection::AcceptHead() {
+inline bool Connection::AcceptHead() {
   const auto& head = parser_->get();
   begin_ = Clock::now();
   isHead_ = head.method() == http::verb::head;
@@ -227,18 +227,18 @@ bool Connection::AcceptHead() {
   return true;
 }
 
-bool Connection::ChargeBody() {
+inline bool Connection::ChargeBody() {
   const std::size_t size = parser_->get().body().size();
   const std::size_t added = size - charged_;
   charged_ = size;
   return context_.bufferedBytes.fetch_add(added) + added <= context_.limits.maxBufferedBytes;
 }
 
-void Connection::ReleaseBody() {
+inline void Connection::ReleaseBody() {
   context_.bufferedBytes.fetch_sub(std::exchange(charged_, 0));
 }
 
-void Connection::ReceiveMore() {
+inline void Connection::ReceiveMore() {
   const bool hasHead = parser_->is_header_done();
   SetDeadline(begin_ + (hasHead ? TransferTime(charged_) : context_.limits.headTime));
   if (!hasHead || !std::exchange(owesContinue_, false)) {
@@ -250,13 +250,13 @@ void Connection::ReceiveMore() {
                    });
 }
 
-void Connection::Dispatch() {
+inline void Connection::Dispatch() {
   phase_ = Phase::Working;
   timer_.cancel();
   context_.handler(std::make_shared<Exchange>(TakeRequest(), shared_from_this()));
 }
 
-HttpRequest Connection::TakeRequest() {
+inline HttpRequest Connection::TakeRequest() {
   auto message = parser_->release();
   parser_.reset();
   HttpRequest request;

@@ -15,10 +15,10 @@ struct GrowingBody {
   using value_type = std::string;
 
   // The names are those that Beast looks for.
-  class reader {
+  class reader {  // NOLINT(readability-identifier-naming)
    public:
-    template <bool isRequest, typename Fields>
-    reader(boost::beast::http::header<isRequest, Fields>&, value_type& body) : body_(body) {}
+    template <bool IsRequest, typename Fields>
+    reader(boost::beast::http::header<IsRequest, Fields>&, value_type& body) : body_(body) {}
 
     void init(const boost::optional<std::uint64_t>&, boost::system::error_code& failure) {
       failure = {};

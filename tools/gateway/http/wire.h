@@ -3,7 +3,7 @@
 
 #include <boost/asio.hpp>
 #include <boost/asio/ssl.hpp>
-#include <optional>
+#include <memory>
 #include <utility>
 
 namespace Gateway {
@@ -24,13 +24,13 @@ class Wire {
     // Short answers do not wait for the peer's acknowledgement.
     socket_.set_option(tcp::no_delay(true), ignored);
     if (context != nullptr) {
-      tls_.emplace(socket_, *context);
+      tls_ = std::make_unique<net::ssl::stream<Socket&>>(socket_, *context);
     }
   }
 
   executor_type get_executor() { return socket_.get_executor(); }
   Socket& Raw() { return socket_; }
-  bool IsSecure() const { return tls_.has_value(); }
+  bool IsSecure() const { return tls_ != nullptr; }
 
   template <typename Handler>
   void Handshake(Handler&& handler) {
@@ -71,7 +71,7 @@ class Wire {
   }
 
   Socket socket_;
-  std::optional<net::ssl::stream<Socket&>> tls_;
+  std::unique_ptr<net::ssl::stream<Socket&>> tls_;
 };
 
 }  // namespace Gateway
