@@ -52,8 +52,13 @@ class FleetLibraryTest : public Tav::Testing::SessionManagerTest {
     Tav::TestDataSender::SetHook(nullptr);
   }
 
-  static int32_t Receive(const uint8_t*, size_t) {
-    ++(gone ? inVain : accepted);
+  // Null data opens a connection.
+  static int32_t Receive(const uint8_t* data, size_t) {
+    if (gone) {
+      ++inVain;
+    } else if (data != nullptr) {
+      ++accepted;
+    }
     return gone ? 1 : 0;
   }
 
@@ -74,6 +79,10 @@ class FleetLibraryTest : public Tav::Testing::SessionManagerTest {
     }
     const bool due = delivery.IsSendDue(false);
     if (due) {
+      // The test sender does not show a request without a body, with which such a send begins.
+      const bool onlyCached = !delivery.Sending() && delivery.Store().NothingInMemory() &&
+                              delivery.Store().CacheSize() > 0;
+      accepted += onlyCached && !gone ? 1 : 0;
       delivery.SendSome();
     }
     if (!due || delivery.Sending()) {

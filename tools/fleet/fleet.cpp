@@ -35,6 +35,18 @@ class Wheel {
   std::vector<uint32_t> next_;
 };
 
+// Fetches a client into the processor's cache while another one is stepped: without that, most of
+// the time is spent waiting for memory.
+void Prefetch(const Client& client) {
+#if defined(__GNUC__)
+  constexpr size_t kLine = 64;
+  const auto* const bytes = reinterpret_cast<const char*>(&client);
+  for (size_t i = 0; i < sizeof client; i += kLine) {
+    __builtin_prefetch(bytes + i, 1);
+  }
+#endif
+}
+
 }  // namespace
 
 Figures Simulate(const Scenario& scenario) {
@@ -52,6 +64,9 @@ Figures Simulate(const Scenario& scenario) {
     gateways.BeginSecond(time);
     for (uint32_t number = wheel.Take(time); number != Wheel::kNone;) {
       const uint32_t following = wheel.Next(number);
+      if (following != Wheel::kNone) {
+        Prefetch(clients[following]);
+      }
       wheel.Put(number, clients[number].Step(time, world));
       number = following;
     }

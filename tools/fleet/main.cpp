@@ -1,5 +1,5 @@
 // Simulates a fleet of clients; docs/scale.md explains it. The exit status is 0 if every event is
-// accounted for, 1 if not or if a file cannot be written, and another one for a wrong command line.
+// accounted for, 1 if not or if a file cannot be written, 2 if an option is wrong.
 #include <cstdio>
 #include <ctime>
 #include <string>

@@ -180,7 +180,7 @@ bool ParseOptions(int argc, const char* const* argv, Options& options, int& stat
       CheckTogether(scenario);
     }
   } catch (const CLI::ParseError& error) {
-    status = app.exit(error);
+    status = app.exit(error) == 0 ? 0 : 2;
     return false;
   }
   return true;

@@ -14,7 +14,7 @@ namespace {
 // Pixels.
 constexpr double kWidth = 860;
 constexpr double kLeft = 86;
-constexpr double kRight = 16;
+constexpr double kRight = 28;
 constexpr double kTop = 44;
 constexpr double kPanel = 120;
 constexpr double kGap = 46;

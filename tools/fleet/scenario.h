@@ -14,10 +14,10 @@ namespace Fleet {
 // Bytes of a record of n events: on the wire (gzip) wire + n * wirePerEvent, as the library
 // estimates its text text + n * textPerEvent. docs/scale.md says how the defaults were measured.
 struct RecordModel {
-  int64_t wire = 450;
-  int64_t wirePerEvent = 20;
-  int64_t text = 300;
-  int64_t textPerEvent = 260;
+  int64_t wire = 350;
+  int64_t wirePerEvent = 22;
+  int64_t text = 250;
+  int64_t textPerEvent = 225;
 };
 
 struct GatewayModel {
