@@ -30,7 +30,8 @@ int64_t DrawInWave(Draw& draw, const Workday& workday) {
 Activity::Activity(const Workday& workday, uint64_t seed, uint32_t client, int64_t day) {
   Draw habits(seed, client, 0);
   const double factor = std::min(-std::log(habits.Fraction()), kMaxRateFactor);
-  rate_ = std::llround(factor * static_cast<double>((workday.eventsPerHour << kShift) / 3600));
+  const int64_t mean = (workday.eventsPerHour << kShift) / 3600;
+  rate_ = std::llround(factor * static_cast<double>(mean));
   cyclePhase_ = static_cast<int32_t>(habits.Below(workday.cycle));
 
   Draw today(seed, client, 1 + static_cast<uint64_t>(day));
