@@ -141,7 +141,11 @@ void InsertLines(Gateway::ClickHouseClient& client,
 // The rows are written down before the clock starts.
 void InsertPlainly(const std::string& url, const Records& records) {
   std::string error;
-  Gateway::ClickHouseClient client(Gateway::ParseClickHouseUrl(url, error).value());
+  const auto address = Gateway::ParseClickHouseUrl(url, error);
+  if (!address) {
+    throw std::runtime_error(error);
+  }
+  Gateway::ClickHouseClient client(*address);
   std::vector<std::string> events;
   std::vector<std::string> rows;
   for (std::size_t i = 0; i < records.size(); ++i) {
@@ -190,12 +194,14 @@ int MeasurePosts(const std::string& url, std::int64_t count, int connections) {
                                             {"Content-Encoding", "gzip"},
                                             {"X-Compressed", "true"}};
   std::vector<std::string> bodies;
+  bodies.reserve(static_cast<std::size_t>(count));
   for (std::int64_t number = 0; number < count; ++number) {
     bodies.push_back(Gzip(Gateway::MadeRecord(number, count)));
   }
   std::atomic<std::size_t> next{0};
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(connections));
   const Measurement measurement;
   for (int i = 0; i < connections; ++i) {
     threads.emplace_back([&] {

@@ -266,11 +266,12 @@ ClickHouseReply ClickHouseClient::Execute(std::string_view sql, std::chrono::mil
 std::string PercentEncode(std::string_view text) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string encoded;
-  for (const unsigned char c : text) {
-    if (IsNameCharacter(static_cast<char>(c))) {
-      encoded += static_cast<char>(c);
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (IsNameCharacter(c)) {
+      encoded += c;
     } else {
-      encoded += {'%', kDigits[c >> 4U], kDigits[c & 0x0FU]};
+      encoded += {'%', kDigits[byte >> 4U], kDigits[byte & 0x0FU]};
     }
   }
   return encoded;

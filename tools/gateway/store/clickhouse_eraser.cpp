@@ -104,6 +104,26 @@ bool IsDigest(std::string_view text) {
          std::ranges::all_of(text, [](unsigned char c) { return c > 0x20 && c < 0x7F; });
 }
 
+// Drops the days before `first` from a table.
+bool DropDays(ClickHouseClient& client,
+              const std::string& table,
+              const std::string& first,
+              std::string& error) {
+  const ClickHouseReply days =
+      client.Execute("SELECT DISTINCT toString(day) FROM " + table + " WHERE day < " +
+                         QuoteSql(first) + " FORMAT RowBinary",
+                     kStatementTimeout);
+  error = days.IsOk() ? "" : days.text;
+  const std::string drop = "ALTER TABLE " + table + " DROP PARTITION ";
+  for (RowBinary rows(days.text); error.empty() && !rows.IsAtEnd();) {
+    std::string statement = drop;
+    statement += QuoteSql(rows.Text());
+    const ClickHouseReply reply = client.Execute(statement, kStatementTimeout);
+    error = reply.IsOk() ? "" : reply.text;
+  }
+  return error.empty();
+}
+
 }  // namespace
 
 std::int64_t ForgetInClickHouse(ClickHouseClient& client,
@@ -127,25 +147,8 @@ bool DropOldDays(ClickHouseClient& client, std::int64_t retentionDays, std::stri
       std::chrono::system_clock::now().time_since_epoch());
   const std::string first = ClickHouseDay(now.count() - retentionDays * kDay);
   // Records first: their events are invisible at once.
-  for (const std::string table : {"record_rows", "event_rows"}) {
-    const ClickHouseReply days = client.Execute("SELECT DISTINCT toString(day) FROM " + table +
-                                                    " WHERE day < '" + first + "' FORMAT RowBinary",
-                                                kStatementTimeout);
-    if (!days.IsOk()) {
-      error = days.text;
-      return false;
-    }
-    for (RowBinary rows(days.text); !rows.IsAtEnd();) {
-      const std::string day(rows.Text());
-      const ClickHouseReply reply = client.Execute(
-          "ALTER TABLE " + table + " DROP PARTITION " + QuoteSql(day), kStatementTimeout);
-      if (!reply.IsOk()) {
-        error = reply.text;
-        return false;
-      }
-    }
-  }
-  return true;
+  return DropDays(client, "record_rows", first, error) &&
+         DropDays(client, "event_rows", first, error);
 }
 
 ClickHouseRetention::ClickHouseRetention(const ClickHouseAddress& address, int retentionDays)
