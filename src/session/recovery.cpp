@@ -165,7 +165,7 @@ std::unique_ptr<RecordBuilder> Recovery::MakeBuilder(const JournalSearch::Found&
   builder->SetMaxRecordSize(builder_.MaxRecordSize());
   if (std::optional<RunBlock> run = DecodeRunBlock(file.Head().RunBlockBytes())) {
     builder->SetBreadcrumbLength(run->breadcrumbLength);
-    builder->SetSessionEnvironment(std::move(run->sessionEnvironment));
+    builder->SetSessionEnvironment(run->sessionEnvironment);
     builder->SetHeader(HeaderOf(std::move(*run), app_.Machine().EndpointId()));
   } else {
     LogWarning(

@@ -52,7 +52,7 @@ bool CopyGuarded(void* to, const void* from, size_t size) noexcept {
 // nothing is registered at run time. On x86-64, plain accesses have the order that is promised.
 extern "C" {
 bool TavCopyGuarded(void* to, const void* from, size_t size) noexcept;
-extern const char TavCopyFailed[];
+extern const char kTavCopyFailed[];
 __attribute__((used)) EXCEPTION_DISPOSITION TavOnCopyFault(EXCEPTION_RECORD* record,
                                                            void*,
                                                            CONTEXT* context,
@@ -61,7 +61,7 @@ __attribute__((used)) EXCEPTION_DISPOSITION TavOnCopyFault(EXCEPTION_RECORD* rec
     return ExceptionContinueSearch;
   }
   // The function has no frame, so it can be continued at its end.
-  context->Rip = reinterpret_cast<DWORD64>(TavCopyFailed);
+  context->Rip = reinterpret_cast<DWORD64>(kTavCopyFailed);
   return ExceptionContinueExecution;
 }
 }
@@ -71,7 +71,7 @@ asm(R"(
   .text
   .p2align 4
   .globl TavCopyGuarded
-  .globl TavCopyFailed
+  .globl kTavCopyFailed
   .def TavCopyGuarded; .scl 2; .type 32; .endef
   .seh_proc TavCopyGuarded
 TavCopyGuarded:
@@ -106,7 +106,7 @@ TavCopyGuarded:
 5:
   movl $1, %eax
   ret
-TavCopyFailed:
+kTavCopyFailed:
   xorl %eax, %eax
   ret
   .seh_endproc
