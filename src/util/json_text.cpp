@@ -58,10 +58,12 @@ char* PutEscape(char* to, char c) {
     *to++ = kNames[index];
     return to;
   }
-  std::memcpy(to, "u00", 3);
-  to[3] = kHexDigits[static_cast<unsigned char>(c) >> 4];
-  to[4] = kHexDigits[static_cast<unsigned char>(c) & 0xF];
-  return to + 5;
+  *to++ = 'u';
+  *to++ = '0';
+  *to++ = '0';
+  *to++ = kHexDigits[static_cast<unsigned char>(c) >> 4];
+  *to++ = kHexDigits[static_cast<unsigned char>(c) & 0xF];
+  return to;
 }
 
 // Reads an object's members that are strings or numbers.

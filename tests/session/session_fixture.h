@@ -161,7 +161,8 @@ class SessionManagerTest : public testing::Test {
     }
     (*config_.productValues)[key].value = EnvValue::String(text);
   }
-  // Two round trips: the first answer may come before the turn in which it was given sends.
+  // Two round trips: the first answer may come before the turn in which it was given flushes. Says
+  // nothing of a send, because both may be answered while a record is in flight.
   void FinishTurn() {
     manager_->GetLastActiveTime();
     manager_->GetLastActiveTime();
