@@ -126,11 +126,15 @@ bool EventLog::StartUse(Segment segment, bool mapped) {
   return true;
 }
 
-bool EventLog::AddRoom(std::byte* mapped) {
+bool EventLog::PrepareCopies() {
   if (copy_.memory == nullptr) {
     copy_.memory = static_cast<std::byte*>(Platform::AllocatePages(kSegmentSize));
   }
-  if (!MayGrow() || copy_.memory == nullptr) {
+  return copy_.memory != nullptr;
+}
+
+bool EventLog::AddRoom(std::byte* mapped) {
+  if (!MayGrow() || !PrepareCopies()) {
     return false;
   }
   growing_ = true;

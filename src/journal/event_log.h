@@ -67,9 +67,11 @@ class EventLog {
 
   // With the lock held, session thread.
 
+  // Gets the memory for reading mapped segments. False if there is none.
+  bool PrepareCopies();
   // Adds a mapped segment of kSegmentSize bytes. If hosts append to plain memory, they continue in
   // it. It is borrowed until the log is destroyed or TakeRoom returns it. False if the log may not
-  // grow.
+  // grow or PrepareCopies fails.
   bool AddRoom(std::byte* mapped);
   // Removes a ready segment; null if there is none.
   std::byte* TakeRoom();

@@ -191,7 +191,13 @@ DeadJournal::DeadJournal(std::unique_ptr<JournalFile> file)
 std::optional<DeadJournal::Item> DeadJournal::Next() {
   for (; segment_ < segments_.size(); ++segment_, offset_ = kSegmentHeadSize) {
     const Segment& segment = segments_[segment_];
-    if (const std::optional<EntryView> view = segment.At(offset_, &copy_)) {
+    const bool failedBefore = std::exchange(copy_.failed, false);
+    const std::optional<EntryView> view = segment.At(offset_, &copy_);
+    if (copy_.failed) {
+      unread_.emplace(segment_, offset_);
+    }
+    copy_.failed = copy_.failed || failedBefore;
+    if (view) {
       const auto end = static_cast<uint32_t>(offset_ + view->Size());
       Item item{segment_, offset_, end, end <= segment.Settled(), *view};
       offset_ = end;
@@ -204,7 +210,12 @@ std::optional<DeadJournal::Item> DeadJournal::Next() {
 
 void DeadJournal::Settle(const Item& item) {
   for (; settledSegments_ < item.segment; ++settledSegments_) {
-    segments_[settledSegments_].Release();
+    // What could not be read now may be readable for a later run.
+    if (const auto unread = unread_.find(settledSegments_); unread != unread_.end()) {
+      segments_[settledSegments_].Settle(unread->second);
+    } else {
+      segments_[settledSegments_].Release();
+    }
   }
   segments_[item.segment].Settle(item.end);
 }

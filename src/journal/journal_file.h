@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -124,6 +125,7 @@ class DeadJournal {
   size_t segment_ = 0;
   uint32_t offset_ = kSegmentHeadSize;
   size_t settledSegments_ = 0;
+  std::map<size_t, uint32_t> unread_;  // segments that could not be read, and from where
   int damaged_ = 0;
   std::unique_ptr<std::byte[]> entry_;
   EntryCopy copy_;

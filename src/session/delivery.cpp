@@ -92,8 +92,16 @@ SendProgress Delivery::SendSome() {
     return SendProgress::Failed;
   }
   if (uploader_.Connected()) {
-    BuildNext(true);  // the same send also delivers what hosts have reported meanwhile
+    // A long send also delivers what hosts have reported meanwhile. One that did so to its end
+    // would have none while they go on.
+    if (store_.Backlog().cache > 0) {
+      sendEnd_ = batch_.Pending().End();
+    }
+    if (!Exhausted()) {
+      BuildNext(true);
+    }
   } else {
+    sendEnd_ = batch_.Pending().End();
     if (retryRefused_ && *retryRefused_ <= ReadClocks().monotonic) {
       store_.RetryRefused();
       retryRefused_.reset();

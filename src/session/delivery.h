@@ -83,7 +83,7 @@ class Delivery final : RecordSupply {
   Uploader& Sender() { return uploader_; }
 
  private:
-  bool Exhausted() const override { return batch_.Pending().Empty(); }
+  bool Exhausted() const override { return batch_.Pending().Begin() >= sendEnd_; }
   void Supply() override { BuildNext(true); }
   void DropPending();
   void FinishSend(bool reached);
@@ -100,6 +100,7 @@ class Delivery final : RecordSupply {
   EventBatch batch_;
   Uploader uploader_;
   int maxMemorySize_ = 0;
+  EventLog::Position sendEnd_ = 0;             // the send delivers the pending events before it
   bool flushing_ = false;                      // the last flush was cut short
   std::optional<MonotonicTime> retryRefused_;  // from when on refused records are tried again
 };

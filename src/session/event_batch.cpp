@@ -83,6 +83,10 @@ bool EventBatch::Due(bool all, const RecordStore& store) const {
 }
 
 void EventBatch::BuildNext(RecordStore& store) {
+  // Without this, events that cannot be read any more would make a record without events.
+  if (pending_.First() == nullptr && !changes_.RecordDue()) {
+    return;
+  }
   if (std::unique_ptr<BuiltRecord> record = BuildRecord()) {
     record->logEnd = pending_.Begin();
     changes_.OnRecordBuilt(record->carried);

@@ -26,6 +26,8 @@ class PendingEvents final : public EventSource {
   int64_t EstimatedSize() const { return size_; }
   // The place in the log before which no event is pending.
   EventLog::Position Begin() const { return Empty() ? end_ : begin_; }
+  // The place in the log after the last event that was added or skipped.
+  EventLog::Position End() const { return end_; }
 
   // Adds the next event of the log, which was accepted.
   void Append(const EventLog::Item& item);

@@ -34,7 +34,11 @@ void ItemHandler::ProcessWork(Work work, const Now& now) {
 void ItemHandler::Serve() {
   Work work = queue_.TakeWork(0);
   const Now now = ReadClocks();
-  intake_.OnQueueTaken(now);
+  // Events behind an item that is left are handled later. Until then they count as reported since
+  // the queue was last taken.
+  if (!SomeLeft()) {
+    intake_.OnQueueTaken(now);
+  }
   while (WorkItemPtr item = work.items.TakeFirst()) {
     if (SomeLeft() || item->code != ItemCode::Sync) {
       left_.Append(std::move(item));

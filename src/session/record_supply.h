@@ -10,7 +10,7 @@ class RecordSupply {
   RecordSupply(const RecordSupply&) = delete;
   RecordSupply& operator=(const RecordSupply&) = delete;
 
-  // Whether no events are left.
+  // Whether no events are left that belong to the send.
   virtual bool Exhausted() const = 0;
   // Appends the next record to the store if there is room for it.
   virtual void Supply() = 0;

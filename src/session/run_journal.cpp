@@ -93,7 +93,8 @@ void RunJournal::Refill() {
 }
 
 bool RunJournal::AddSegment() {
-  std::byte* const segment = file_->AddSegment();
+  const bool ready = queue_.WithLog([](EventLog& log) { return log.PrepareCopies(); });
+  std::byte* const segment = ready ? file_->AddSegment() : nullptr;
   if (segment == nullptr) {
     if (!std::exchange(failing_, true)) {
       TAV_NOTE("SM: Cannot extend the journal (%s). New events are kept in memory",

@@ -22,7 +22,8 @@ constexpr int kPauseAfterFailure = 1;
 // the computer sleeps, so a long one would end too late.
 constexpr int kMaxTimedWait = 60;
 
-// While it exists, hosts do not wait for a server that is silent or slow.
+// While it exists, hosts that ask for the endpoint or the day stamps do not wait for a server that
+// is silent or slow, unless a request that must wait for it is before them in the queue.
 class ServeMeanwhile {
  public:
   explicit ServeMeanwhile(RunParts& parts) : store_(parts.delivery.Store()) {

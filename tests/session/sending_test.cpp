@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -216,6 +217,27 @@ TEST_F(SendingTest, AFlushThatIsDueHappensBetweenSlices) {
   const auto flush =
       std::ranges::find(lines, "SM: Flushing records to disk (memory flush timer expires)");
   EXPECT_NE(std::find(flush, lines.end(), "SM: Record sent"), lines.end());
+}
+
+// A host that reports during each flight must not keep one send going for ever.
+TEST_F(SendingTest, ASendEndsWhileAHostReports) {
+  constexpr int kFlights = 5;
+  config_.sendThreshold = 0;  // reached by anything
+  Start();
+  static std::function<void()> report;
+  report = [this, left = kFlights]() mutable {
+    if (left-- > 0) {
+      Log("more");
+      manager_->GetLastActiveTime();  // the session thread has taken it
+    }
+  };
+  Gateway::gate = [] { report(); };
+  Log("first");
+  EXPECT_TRUE(Testing::Eventually([] { return Gateway::Events().size() >= 2; }));
+  // Answered when the send is over or has taken a second, the time of many flights.
+  const std::unique_ptr<char, decltype(&std::free)> rest(manager_->PullData(), &std::free);
+  EXPECT_NE(rest, nullptr);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "first"}));
 }
 
 // The server has the first record and does not answer.
