@@ -65,6 +65,24 @@ TEST(RecordReaderTest, ExplainsTextsThatAreNotRecords) {
             Lines{"the body is gzip and no Content-Encoding says so"});
 }
 
+TEST(RecordReaderTest, BoundsWhatATextBecomesInMemory) {
+  const auto ones = [](std::size_t count) {
+    std::string text = R"({"rt":[1)";
+    for (std::size_t i = 1; i < count; ++i) {
+      text += ",1";
+    }
+    return text + "]}";
+  };
+  const Record longList =
+      ReadRecord({"/", PlainHeaders(), ones(kMaxEvents + 1)}, kMaxExpandedBytes, true);
+  EXPECT_EQ(longList.events.size(), kMaxEvents);
+  EXPECT_EQ(longList.problems.at(0), "\"rt\" has 250001 entries; the first 250000 are read");
+  const Record tooMany = ReadRecord({"/", PlainHeaders(), ones(kMaxValues)});
+  EXPECT_EQ(tooMany.problems, Lines{"the text has too many values to be parsed"});
+  EXPECT_FALSE(tooMany.isJson);
+  EXPECT_TRUE(tooMany.events.empty());
+}
+
 TEST(RecordReaderTest, ExplainsAVersionThatDiffersFromTheHeader) {
   Headers headers = PlainHeaders();
   headers["x-sdkversion"] = "2.8.2.1";

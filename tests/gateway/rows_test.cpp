@@ -37,6 +37,20 @@ TEST(RowsTest, TellsKindsOfEventsApart) {
   EXPECT_EQ(kindAndName("Other_std-Error", R"("std-ErrCode":"x")"), "event Other_std-Error");
 }
 
+TEST(RowsTest, ReadsManyStatisticsInOneEventAndDeepValues) {
+  // A search that takes quadratic time would not end within the time limit of the tests.
+  std::string values = R"("deep":)" + std::string(65, '[') + std::string(65, ']') + R"(,"flat":)" +
+                       std::string(64, '[') + std::string(64, ']');
+  for (int i = 0; i < 200'000; ++i) {
+    values += ",\"a" + std::to_string(i) + "average\":1";
+  }
+  const EventRow row = RowsOfEvents(WithValues("load", values))->events.at(0);
+  EXPECT_EQ(KindName(row.kind), "event");
+  EXPECT_EQ(row.properties.at(0).text, "[nested too deep]");
+  EXPECT_EQ(row.properties.at(0).type, PropertyType::Text);
+  EXPECT_EQ(row.properties.at(1).type, PropertyType::Json);
+}
+
 TEST(RowsTest, ReadsWhatABadRecordHas) {
   const auto rows = RowsOfEvents(
       R"(7,{"t":"2026-02-30T09:00:00.000Z","s":"00000001-0000-4000-8000-000000000001","m":"a"},)"

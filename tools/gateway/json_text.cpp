@@ -174,6 +174,22 @@ std::string_view TextOf(const json_t* value) {
              : std::string_view();
 }
 
+bool IsNestedDeeper(const json_t* value, int levels) {
+  if (levels == 0) {
+    return json_is_array(value) || json_is_object(value);
+  }
+  bool isDeeper = false;
+  for (std::size_t i = 0; i < json_array_size(value) && !isDeeper; ++i) {
+    isDeeper = IsNestedDeeper(json_array_get(value, i), levels - 1);
+  }
+  if (json_is_object(value)) {
+    ForEachMember(value, [&](std::string_view, const json_t* member) {
+      isDeeper = isDeeper || IsNestedDeeper(member, levels - 1);
+    });
+  }
+  return isDeeper;
+}
+
 std::size_t FindLooseSpace(std::string_view validText) {
   Cursor cursor(validText);
   while (!cursor.AtEnd() && !IsSpace(cursor.Here())) {

@@ -53,6 +53,9 @@ void ForEachMember(const json_t* object, Visitor visit) {
   }
 }
 
+// Whether arrays and objects are nested deeper than `levels`.
+bool IsNestedDeeper(const json_t* value, int levels);
+
 // Offset of the first white space outside strings; npos for compact text.
 std::size_t FindLooseSpace(std::string_view validText);
 

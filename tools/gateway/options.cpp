@@ -83,7 +83,7 @@ void AddRecords(CLI::App& app, Options& options) {
 
 void AddLimits(CLI::App& app, Options& options) {
   AddSize(app, "--max-body", options.limits.maxBodyBytes, "bytes of a body (64 MB)");
-  AddSize(app, "--max-expanded", options.maxExpandedBytes, "bytes of an expanded body (256 MB)");
+  AddSize(app, "--max-expanded", options.maxExpandedBytes, "bytes of an expanded body (32 MB)");
   AddSize(app, "--max-buffered", options.limits.maxBufferedBytes,
           "bytes of all bodies that are being received (1 GB)");
   app.add_option("--max-connections", options.limits.maxConnections, "open connections (10000)")

@@ -37,6 +37,14 @@ void CheckSameVersion(const json_t* root, const Headers& headers, Problems& prob
   }
 }
 
+// Whether the text may have more than kMaxValues values. All but the first follow a comma or an
+// opening bracket; those in strings count too.
+bool HasTooManyValues(std::string_view text) {
+  const auto count =
+      std::ranges::count_if(text, [](char c) { return c == ',' || c == '[' || c == '{'; });
+  return static_cast<std::size_t>(count) > kMaxValues;
+}
+
 void ListEvents(const json_t* root, Record& record, Problems& problems) {
   const json_t* list = json_object_get(root, "rt");
   if (!json_is_array(list)) {
@@ -47,7 +55,11 @@ void ListEvents(const json_t* root, Record& record, Problems& problems) {
     problems.Add("\"rt\" is written with escapes; its events are not listed");
     return;
   }
-  for (std::size_t i = 0; i < spans->size(); ++i) {
+  if (spans->size() > kMaxEvents) {
+    problems.Add("\"rt\" has " + std::to_string(spans->size()) + " entries; the first " +
+                 std::to_string(kMaxEvents) + " are read");
+  }
+  for (std::size_t i = 0; i < std::min(spans->size(), kMaxEvents); ++i) {
     const json_t* event = json_array_get(list, i);
     const json_t* name = json_object_get(event, "m");
     name = name != nullptr ? name : json_object_get(event, "g");
@@ -64,6 +76,10 @@ void ListEvents(const json_t* root, Record& record, Problems& problems) {
 
 // Returns the parsed text; null if it is not JSON.
 JsonPtr ReadText(Record& record, Problems& problems) {
+  if (HasTooManyValues(record.text)) {
+    problems.Add("the text has too many values to be parsed");
+    return nullptr;
+  }
   std::string error;
   JsonPtr root = ParseJson(record.text, error);
   if (!root) {

@@ -51,8 +51,13 @@ struct Record {
   std::shared_ptr<const RecordRows> rows;  // for a durable store; null unless asked for
 };
 
-// Bound on the expanded text of a body.
-constexpr std::size_t kMaxExpandedBytes = std::size_t{256} * 1024 * 1024;
+// Bound on the expanded text of a body. Tav's records have at most 16 MiB.
+constexpr std::size_t kMaxExpandedBytes = std::size_t{32} * 1024 * 1024;
+// Bound on the entries of "rt" that are read; more than 16 MiB of events of Tav can be.
+constexpr std::size_t kMaxEvents = 250'000;
+// Bound on the JSON values of a text that is parsed. Parsed, a value of two bytes may take
+// hundreds.
+constexpr std::size_t kMaxValues = 2'500'000;
 
 // Expands, parses and checks the body. Never fails: what is wrong is in the record's problems.
 // Leaves number, arrival and doubleOf unset. Any thread. `withRows` makes the rows that a durable

@@ -5,7 +5,9 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <iterator>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "gateway/json_text.h"
@@ -16,6 +18,8 @@ namespace {
 
 constexpr std::string_view kKindNames[] = {"event", "command", "error",   "place",    "idle",
                                            "begin", "end",     "counter", "statistic"};
+
+constexpr int kMaxNesting = 64;  // SQLite's functions for JSON have a limit of some thousand
 
 int Digits(std::string_view text, std::size_t at, std::size_t count) {
   int number = 0;
@@ -57,6 +61,8 @@ Property MakeProperty(std::string_view key, const json_t* value) {
     property.type = PropertyType::Number;
     property.text = NumberText(value);
     property.number = json_number_value(value);
+  } else if (IsNestedDeeper(value, kMaxNesting)) {
+    property.text = "[nested too deep]";
   } else {
     property.type = PropertyType::Json;
     property.text = DumpJson(value);
@@ -76,23 +82,20 @@ std::vector<Property> MakeProperties(const json_t* object, std::string_view left
   return properties;
 }
 
-bool Has(const std::vector<Property>& properties, std::string_view name, std::string_view suffix) {
-  return std::ranges::any_of(properties, [&](const Property& property) {
-    return property.key.size() == name.size() + suffix.size() && property.key.starts_with(name) &&
-           property.key.ends_with(suffix);
-  });
-}
-
 bool IsStatistic(const std::vector<Property>& properties) {
   constexpr std::string_view kLast = "average";
+  // A search of the list for each candidate would take quadratic time.
+  std::set<std::string_view> keys;
   return std::ranges::any_of(properties, [&](const Property& property) {
     if (!property.key.ends_with(kLast) || property.type != PropertyType::Number) {
       return false;
     }
-    const std::string_view name =
-        std::string_view(property.key).substr(0, property.key.size() - kLast.size());
-    return Has(properties, name, "sum") && Has(properties, name, "count") &&
-           Has(properties, name, "max") && Has(properties, name, "min");
+    if (keys.empty()) {
+      std::ranges::transform(properties, std::inserter(keys, keys.end()), &Property::key);
+    }
+    const std::string name = property.key.substr(0, property.key.size() - kLast.size());
+    return keys.contains(name + "sum") && keys.contains(name + "count") &&
+           keys.contains(name + "max") && keys.contains(name + "min");
   });
 }
 
@@ -159,7 +162,7 @@ bool ReadEvent(const json_t* event, const std::string& component, EventRow& row)
 
 void ReadEvents(const json_t* root, RecordRows& rows) {
   const json_t* list = json_object_get(root, "rt");
-  for (std::size_t i = 0; i < json_array_size(list); ++i) {
+  for (std::size_t i = 0; i < std::min(json_array_size(list), kMaxEvents); ++i) {
     EventRow row;
     row.position = static_cast<std::int64_t>(i);
     if (ReadEvent(json_array_get(list, i), rows.component, row)) {
