@@ -124,9 +124,7 @@ int RunLedger(const std::string& url, std::span<const std::string> reportFiles, 
   return Demo::Balances(*comparison, headers, wire) ? 0 : kExitUnbalanced;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int RunProgram(std::span<char*> arguments) {
   std::string url;
   std::vector<std::string> reportFiles;
   bool withRecord = false;
@@ -135,19 +133,24 @@ int main(int argc, char** argv) {
   app.add_flag("--record", withRecord, "also print the first record")->disable_flag_override();
   app.add_option("GATEWAY_URL", url)->required();
   app.add_option("REPORT_FILE", reportFiles)->required();
+  std::string error;
+  switch (CommandLine::Parse(app, arguments.subspan(1), error)) {
+    case CommandLine::Parsed::WantsHelp:
+      std::fputs(app.help("demo_ledger").c_str(), stdout);
+      return 0;
+    case CommandLine::Parsed::Wrong:
+      throw std::runtime_error(error);
+    case CommandLine::Parsed::Good:
+      break;
+  }
+  return RunLedger(url, reportFiles, withRecord);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    const std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
-    std::string error;
-    switch (CommandLine::Parse(app, arguments.subspan(1), error)) {
-      case CommandLine::Parsed::WantsHelp:
-        std::fputs(app.help("demo_ledger").c_str(), stdout);
-        return 0;
-      case CommandLine::Parsed::Wrong:
-        throw std::runtime_error(error);
-      case CommandLine::Parsed::Good:
-        break;
-    }
-    return RunLedger(url, reportFiles, withRecord);
+    return RunProgram({argv, static_cast<std::size_t>(argc)});
   } catch (const std::exception& failure) {
     std::fflush(stdout);
     std::fprintf(stderr, "demo_ledger: %s\n", failure.what());
