@@ -50,6 +50,20 @@ TEST_F(SqliteStoreTest, CountsARecordThatComesTwiceOnceAcrossRestarts) {
   }
 }
 
+TEST_F(SqliteStoreTest, AnswersInSpiteOfHugeCountersAndDeepValues) {
+  const auto store = Open();
+  const std::string deep = std::string(2000, '[') + std::string(2000, ']');
+  const std::string huge = R"("clicks":9223372036854775807)";
+  AddAll(*store, {RecordText("a", {.name = "menu", .properties = huge}),
+                  RecordText("b", {.name = "menu", .properties = huge}),
+                  RecordText("c", {.properties = "\"deep\":" + deep})});
+  EXPECT_EQ(RowsFor(*store, "counters", kWriter), R"([["menu/clicks",18446744073709551616]])");
+  Database database(Path(), Database::Access::Read, 1000);
+  EXPECT_EQ(database.Integer("SELECT total > 1e19 FROM counters_view"), 1);
+  EXPECT_EQ(RowsFor(*store, "properties", {{"product", "Quendel Writer"}, {"name", "Open"}}),
+            R"([["deep",1,0]])");
+}
+
 TEST_F(SqliteStoreTest, AnswersAsWrittenDown) {
   const auto store = Open();
   using std::filesystem::perms;

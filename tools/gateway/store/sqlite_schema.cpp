@@ -112,7 +112,10 @@ FROM sessions s LEFT JOIN products p ON p.id = s.product
 GROUP BY s.product, day;
 
 CREATE VIEW counters_view AS
-SELECT p.product, v.version, n.name || '/' || j.key AS name, sum(j.value) AS total
+SELECT p.product, v.version, n.name || '/' || j.key AS name,
+       -- sum() fails when integers overflow
+       CASE WHEN total(j.value) < 1e15 THEN CAST(total(j.value) AS INTEGER)
+            ELSE total(j.value) END AS total
 FROM names n
 JOIN events e INDEXED BY events_name ON e.product = n.product AND e.name = n.id
 JOIN json_each(e.properties) j

@@ -186,8 +186,9 @@ std::string RetentionSql(const Query& query) {
          ")) GROUP BY 1, 2 ORDER BY 1, 2 LIMIT " + std::to_string(kMaxSteps);
 }
 
+// total() and not sum(): that fails when integers overflow.
 std::string CountersSql(const Query& query) {
-  return "SELECT n.name || '/' || j.key AS counter, sum(j.value) AS total FROM names n"
+  return "SELECT n.name || '/' || j.key AS counter, total(j.value) AS total FROM names n"
          " CROSS JOIN events e INDEXED BY events_name ON e.name = n.id, json_each(e.properties) j" +
          EventsOf(query, "e") + " AND n.product = " + kProduct +
          " AND n.kind = " + std::to_string(static_cast<int>(EventKind::Counter)) +

@@ -1,6 +1,7 @@
 #include "gateway/store/sqlite_store.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <future>
 #include <system_error>
@@ -218,16 +219,22 @@ void SqliteStore::ApplyRetention() {
 
 void SqliteStore::Maintain() {
   const Clock::time_point now = Clock::now();
+  const bool isRetention = options_.retentionDays > 0 && now >= nextRetention_;
   try {
-    if (options_.retentionDays > 0 && now >= nextRetention_) {
+    if (isRetention) {
       ApplyRetention();
+      isRetentionFailing_ = false;
     } else if (hasLog_ && now >= nextEmptying_) {
       hasLog_ = !EmptyLog(database_);
       nextEmptying_ = now + kIdle;
     }
-  } catch (const std::exception&) {
+  } catch (const std::exception& failure) {
     // The file is locked, full or read-only; records that arrive meanwhile are refused with the
     // reason.
+    if (isRetention && !std::exchange(isRetentionFailing_, true)) {
+      std::fprintf(stderr, "gateway: old records are not deleted; next try in a minute: %s\n",
+                   failure.what());
+    }
     nextRetention_ = now + kAfterFailure;
     nextEmptying_ = now + kAfterFailure;
   }

@@ -69,6 +69,7 @@ class SqliteStore : public Store {
   // Of the writer thread.
   bool hasLog_ = true;
   bool hasDeleted_ = false;
+  bool isRetentionFailing_ = false;
   Clock::time_point nextRetention_ = Clock::now();
   Clock::time_point nextEmptying_ = Clock::now();
 
