@@ -156,11 +156,19 @@ class HttpServer::Impl {
               if (failure) {
                 return PauseAccepting(listener);
               }
-              std::make_shared<Connection>(std::move(socket), listener.tls.get(), listener.role,
-                                           context_)
-                  ->Start();
+              StartConnection(listener, std::move(socket));
               Accept(listener);
             }));
+  }
+
+  // An exception, for want of memory, costs this connection only.
+  void StartConnection(Listener& listener, Socket socket) {
+    try {
+      std::make_shared<Connection>(std::move(socket), listener.tls.get(), listener.role, context_)
+          ->Start();
+    } catch (const std::exception& failure) {
+      std::fprintf(stderr, "gateway: a connection failed: %s\n", failure.what());
+    }
   }
 
   void PauseAccepting(Listener& listener) {

@@ -165,8 +165,8 @@ inline void Connection::WriteEvents() {
 inline void Connection::SetDeadline(Clock::time_point time) {
   timer_.expires_at(time);
   timer_.async_wait([self = shared_from_this()](const Error& failure) {
-    // A later deadline may have been set after this one had passed.
-    if (!failure && self->timer_.expiry() <= Clock::now()) {
+    // A later deadline may have been set, or the request handed over, after this one had passed.
+    if (!failure && self->phase_ != Phase::Working && self->timer_.expiry() <= Clock::now()) {
       self->OnDeadline();
     }
   });
