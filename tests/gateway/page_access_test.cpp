@@ -29,8 +29,14 @@ TEST(PageAccessTest, RefusesNamesThatResolveToThisMachine) {
   for (const char* host : {"localhost:1", "LOCALHOST", "127.0.0.9:8080", "[::1]:8080"}) {
     EXPECT_EQ(client.Get("/api/summary", {{"Host", host}}).status, 200) << host;
   }
-  // Uploads may come by any name.
+  // Programs may upload by any name; a browser's page and readers of the settings may not.
   EXPECT_EQ(client.Post("/", "{}", {{"Host", "gateway.example"}}).status, 200);
+  const Fields rebound = {{"Host", "evil.example:8080"}, {"Origin", "http://evil.example:8080"}};
+  EXPECT_EQ(client.Post("/", "{}", rebound).status, 403);
+  EXPECT_EQ(client.Get("/?N=a&V=1&P=x", {{"Host", "evil.example"}}).status, 403);
+  for (const char* host : {"localhost:1", "127.0.0.1:8080", "192.0.2.7", "[::1]:8080"}) {
+    EXPECT_EQ(client.Get("/?N=a&V=1&P=x", {{"Host", host}}).status, 200) << host;
+  }
 }
 
 TEST(PageAccessTest, RefusesOtherPagesInTheSameBrowser) {
@@ -107,6 +113,7 @@ TEST(PageAccessTest, TakesTheTokenAsBearerOrCookie) {
   EXPECT_EQ(gateway.Post(GoodRecord()), 200);
 
   EXPECT_EQ(client.Post("/login", "token=wrong").status, 401);
+  EXPECT_EQ(client.Post("/login", "token=" + std::string(5000, 'x')).status, 413);
   const ClientAnswer signedIn = client.Post("/login", "token=" + good);
   EXPECT_EQ(signedIn.status, 303);
   const std::string cookie = signedIn.headers.at("set-cookie");

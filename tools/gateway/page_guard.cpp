@@ -12,6 +12,7 @@ namespace Gateway {
 namespace {
 
 constexpr std::size_t kMinTokenLength = 16;
+constexpr std::size_t kMaxLoginBytes = std::size_t{4} * 1024;
 constexpr std::string_view kCookie = "gateway_token=";
 constexpr std::string_view kBearer = "Bearer ";
 
@@ -53,15 +54,15 @@ std::string_view WithoutPort(std::string_view authority) {
   return authority.substr(0, authority.find(':'));
 }
 
-bool IsIpv4Loopback(std::string_view host) {
-  return host.starts_with("127.") && std::ranges::all_of(host, [](unsigned char c) {
-           return std::isdigit(c) != 0 || c == '.';
-         });
+bool IsIpv4(std::string_view host) {
+  return std::ranges::all_of(host,
+                             [](unsigned char c) { return std::isdigit(c) != 0 || c == '.'; });
 }
 
 bool NamesThisMachine(std::string_view authority) {
   const std::string_view host = WithoutPort(authority);
-  return EqualCaseless(host, "localhost") || host == "[::1]" || IsIpv4Loopback(host);
+  return EqualCaseless(host, "localhost") || host == "[::1]" ||
+         (host.starts_with("127.") && IsIpv4(host));
 }
 
 // Whether a browser sent the request for a page of another origin. Old browsers send neither header
@@ -110,8 +111,8 @@ Digest DigestOf(std::string_view text) {
 
 }  // namespace
 
-PageGuard::PageGuard(std::string token, bool isLoopback)
-    : token_(std::move(token)), isLoopback_(isLoopback) {}
+PageGuard::PageGuard(std::string token, bool isLoopback, std::string address)
+    : token_(std::move(token)), isLoopback_(isLoopback), address_(std::move(address)) {}
 
 std::optional<HttpResponse> PageGuard::Check(const HttpRequest& request) const {
   const std::string_view host = HeaderValue(request.headers, "host");
@@ -132,13 +133,31 @@ std::optional<HttpResponse> PageGuard::Check(const HttpRequest& request) const {
   return std::nullopt;
 }
 
-std::optional<HttpResponse> PageGuard::CheckUpload(const HttpRequest& request) {
-  return IsForeign(request) ? std::optional(Refusal(403, "the request comes from another web page"))
-                            : std::nullopt;
+std::optional<HttpResponse> PageGuard::CheckClient(const HttpRequest& request) const {
+  const bool isUpload = request.method == "POST";
+  if (isUpload && IsForeign(request)) {
+    return Refusal(403, "the request comes from another web page");
+  }
+  // A browser sends Origin with each POST; what uploads without it may use any name.
+  const bool isChecked = !isUpload || request.headers.contains("origin");
+  return request.role == PortRole::Everything && isChecked &&
+                 !NamesNoOtherSite(HeaderValue(request.headers, "host"))
+             ? std::optional(Refusal(403, "the Host header does not name this machine"))
+             : std::nullopt;
+}
+
+// Only a name can resolve to another machine first and to this one later.
+bool PageGuard::NamesNoOtherSite(std::string_view authority) const {
+  const std::string_view host = WithoutPort(authority);
+  return host.starts_with('[') || IsIpv4(host) || EqualCaseless(host, "localhost") ||
+         EqualCaseless(host, address_);
 }
 
 HttpResponse PageGuard::Login(const HttpRequest& request) const {
   HttpResponse response;
+  if (request.body.size() > kMaxLoginBytes) {
+    return Refusal(413, "the form is too long");
+  }
   if (request.method == "POST") {
     const auto fields = ParseParameters(request.body);
     const auto field = fields.find("token");

@@ -119,16 +119,15 @@ void Server::Handle(const ExchangePtr& exchange) {
   if (request.role == PortRole::Page || Api::Owns(request.path)) {
     return exchange->Answer(TextAnswer(404, "not at this port\n"));
   }
-  if (IsGet(request)) {
-    return HandleGet(exchange);
-  }
-  if (request.method != "POST") {
+  if (!IsGet(request) && request.method != "POST") {
     return exchange->Answer(TextAnswer(405, "only GET and POST\n"));
   }
-  if (auto refusal = PageGuard::CheckUpload(request)) {
-    return exchange->Answer(*std::move(refusal));
+  if (!IsGet(request) || IsConfigurationRequest(request)) {
+    if (auto refusal = guard_->CheckClient(request)) {
+      return exchange->Answer(*std::move(refusal));
+    }
   }
-  HandleRecord(exchange);
+  IsGet(request) ? HandleGet(exchange) : HandleRecord(exchange);
 }
 
 void Server::HandlePage(const ExchangePtr& exchange) {

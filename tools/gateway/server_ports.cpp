@@ -27,7 +27,8 @@ bool Server::Listen(std::string& error) {
   if (options_.https && !context) {
     return false;
   }
-  guard_ = std::make_unique<PageGuard>(options_.token, isOnePort || IsLoopback(PageAddress()));
+  guard_ = std::make_unique<PageGuard>(options_.token, isOnePort || IsLoopback(PageAddress()),
+                                       options_.address);
   port_ = http_->Listen(options_.address, options_.port, std::move(context),
                         isOnePort ? PortRole::Everything : PortRole::Uploads);
   pagePort_ = port_;
