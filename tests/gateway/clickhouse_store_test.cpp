@@ -12,6 +12,7 @@
 #include "gateway/store/clickhouse_eraser.h"
 #include "gateway/store/clickhouse_rows.h"
 #include "gateway/store/clickhouse_writer.h"
+#include "gateway/store/forget.h"
 
 namespace Gateway {
 namespace {
@@ -229,6 +230,12 @@ TEST(ClickHouseStoreTest, ForgottenDigestsLeaveNoByteOnTheDisk) {
 
   EXPECT_EQ(store->Forget(endpoint, error), 0) << error;
   EXPECT_EQ(store->Forget("", error), -1);
+  // A mistyped name does not become a database.
+  std::FILE* out = std::tmpfile();
+  EXPECT_EQ(RunForget({DatabaseUrl("forgte"), 0}, endpoint, out, out), 2);
+  EXPECT_EQ(RunForget({DatabaseUrl("forget"), 0}, endpoint, out, out), 1);
+  std::fclose(out);
+  EXPECT_EQ(Select("forget", "SELECT count() FROM system.databases WHERE name = 'forgte'"), "0\n");
   // It may come again.
   EXPECT_EQ(DeliverText(*store, MakeText({.endpoint = endpoint})).outcome, AddOutcome::Stored);
 }

@@ -45,12 +45,21 @@ class Eraser {
            Read(CountMutations()) > 0;
   }
 
-  void Erase() {
+  // The server's clock, s since the epoch.
+  std::int64_t Now() { return Read("SELECT toInt64(toUInt32(now()))"); }
+
+  // Returns when the rows were deleted.
+  std::int64_t Erase() {
     Delete(condition_);
-    const std::int64_t deleted = Read("SELECT toInt64(toUInt32(now()))");
+    const std::int64_t deleted = Now();
     // Takes the text of the statements before off the disk: the last one of a table is kept.
     Delete("0");
     Await(CountMutations());
+    return deleted;
+  }
+
+  // Until the files of the parts that were replaced until then are gone.
+  void AwaitRemoval(std::int64_t deleted) {
     Await("SELECT toInt64(count()) FROM system.parts WHERE " + tables_ +
           " AND NOT active AND toInt64(toUInt32(remove_time)) <= " + std::to_string(deleted));
   }
@@ -135,9 +144,8 @@ std::int64_t ForgetInClickHouse(ClickHouseClient& client,
   }
   Eraser eraser(client, digest);
   const std::int64_t records = eraser.CountRecords();
-  if (eraser.HasTraces()) {
-    eraser.Erase();
-  }
+  // Also if nothing is left: a run that was interrupted has not waited.
+  eraser.AwaitRemoval(eraser.HasTraces() ? eraser.Erase() : eraser.Now());
   error = eraser.Error();
   return error.empty() ? records : -1;
 }
