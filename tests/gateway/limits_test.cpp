@@ -235,6 +235,39 @@ TEST(StoreAnswersTest, FaultsComeBeforeTheStoresAnswer) {
   EXPECT_EQ(gateway.Count("records"), 1);
 }
 
+TEST(RecordListTest, KeepsTheLastBytes) {
+  RecordStore list({}, 1000, 30'000);
+  const auto add = [&](std::size_t size) {
+    Record record;
+    record.text = std::string(size, 'x');
+    list.Add(std::move(record));
+  };
+  const auto kept = [&] {
+    std::string error;
+    return json_array_size(ParseJson(list.ListRecords({}, false), error).get());
+  };
+  for (int i = 0; i < 9; ++i) {
+    add(9'000);
+  }
+  EXPECT_EQ(kept(), 3U);
+  add(50'000);
+  EXPECT_EQ(kept(), 1U);
+  EXPECT_TRUE(list.RecordText(10));
+  list.Reset();
+  add(9'000);
+  add(9'000);
+  EXPECT_EQ(kept(), 2U);
+}
+
+TEST(RecordListTest, ShortensTheNamesOfALiveRecord) {
+  Record record;
+  record.product = std::string(1023, 'p') + "\u00E9";
+  record.component = std::string(100'000, 'c');
+  const std::string line = LiveRecordJson(record);
+  EXPECT_NE(line.find('"' + std::string(1023, 'p') + '"'), std::string::npos);
+  EXPECT_NE(line.find('"' + std::string(1024, 'c') + '"'), std::string::npos);
+}
+
 TEST(RecordListTest, KeepsTheLastRecordsAndCountsAll) {
   RecordStore list({}, 2);
   for (const char* label : {"one", "two", "one", "three"}) {

@@ -118,4 +118,13 @@ Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes, bool wi
   return record;
 }
 
+std::size_t MemoryOf(const Record& record) {
+  std::size_t size = sizeof record + record.text.size() + record.target.size();
+  size += record.events.size() * sizeof(EventEntry) + record.sessions.size() * sizeof(std::string);
+  for (const EventEntry& event : record.events) {
+    size += event.name.size();
+  }
+  return size;
+}
+
 }  // namespace Gateway

@@ -51,6 +51,9 @@ struct Record {
   std::shared_ptr<const RecordRows> rows;  // for a durable store; null unless asked for
 };
 
+// About how many bytes the record takes in memory, without `rows`.
+std::size_t MemoryOf(const Record& record);
+
 // Bound on the expanded text of a body. Tav's records have at most 16 MiB.
 constexpr std::size_t kMaxExpandedBytes = std::size_t{32} * 1024 * 1024;
 // Bound on the entries of "rt" that are read; more than 16 MiB of events of Tav can be.

@@ -106,6 +106,17 @@ std::size_t AppendFirstEvents(std::string& out, const Record& record) {
   return count;
 }
 
+// At most 1 KB of UTF-8, in whole characters.
+std::string Shortened(const std::string& text) {
+  constexpr std::size_t kMaxBytes = 1024;
+  std::size_t size = std::min(text.size(), kMaxBytes);
+  while (size < text.size() && size > 0 &&
+         (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80) {
+    --size;
+  }
+  return text.substr(0, size);
+}
+
 bool IsInPage(std::size_t index, const Page& page) {
   return index >= page.from && index - page.from < page.limit;
 }
@@ -116,9 +127,9 @@ std::string LiveRecordJson(const Record& record) {
   std::string out;
   AppendRecord(out, record, false);
   out.pop_back();
-  out.append(",\"product\":").append(QuoteJson(record.product));
-  out.append(",\"version\":").append(QuoteJson(record.productVersion));
-  out.append(",\"component\":").append(QuoteJson(record.component)).append(",\"rt\":[");
+  out.append(",\"product\":").append(QuoteJson(Shortened(record.product)));
+  out.append(",\"version\":").append(QuoteJson(Shortened(record.productVersion)));
+  out.append(",\"component\":").append(QuoteJson(Shortened(record.component))).append(",\"rt\":[");
   const std::size_t listed = AppendFirstEvents(out, record);
   out.append("],\"left_out\":").append(std::to_string(record.events.size() - listed)).append("}");
   // In valid JSON a line end is white space. Without them the text is one line of an event stream.
@@ -151,7 +162,8 @@ std::shared_ptr<const Record> RecordStore::Keep(Record record) {
     ++sessions_[session];
   }
   const auto kept = records_.emplace_back(std::make_shared<const Record>(std::move(record)));
-  if (records_.size() > maxRecords_) {
+  bytes_ += MemoryOf(*kept);
+  while (records_.size() > maxRecords_ || (bytes_ > maxBytes_ && records_.size() > 1)) {
     Forget(*records_.front());
     records_.pop_front();
   }
@@ -159,6 +171,7 @@ std::shared_ptr<const Record> RecordStore::Keep(Record record) {
 }
 
 void RecordStore::Forget(const Record& record) {
+  bytes_ -= MemoryOf(record);
   if (record.doubleOf == 0) {
     firstByDigest_.erase(record.digest);
   }
@@ -193,6 +206,7 @@ void RecordStore::CountConnection() {
 void RecordStore::Reset() {
   const std::scoped_lock guard(lock_);
   records_.clear();
+  bytes_ = 0;
   firstByDigest_.clear();
   sessions_.clear();
   totals_ = {};

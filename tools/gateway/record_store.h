@@ -26,9 +26,9 @@ struct Page {
 
 enum class RequestKind { Record, Configuration, Other };
 
-// A record as the live list shows it: what ListRecords returns without the body, its product,
-// version and component, and its first events under "rt", with the number of further ones under
-// "left_out". One line. Any thread.
+// A record as the live list shows it: what ListRecords returns without the body, the first 1 KB of
+// its product, version and component, and its first events under "rt", with the number of further
+// ones under "left_out". One line. Any thread.
 std::string LiveRecordJson(const Record& record);
 
 // Thread-safe; no function does I/O. Listings are JSON texts.
@@ -37,11 +37,13 @@ class RecordStore {
   // Called for each record when it is stored, in order of arrival, one at a time.
   using Observer = std::function<void(const Record&)>;
 
-  // Keeps the last `maxRecords` records; older ones still count. `observer` may be empty. It runs
-  // on the thread that calls Add, without the lock that readers take, and must not call Add.
+  // Keeps the last records, `maxRecords` and about `maxBytes` at most, but the last one always;
+  // older ones still count. `observer` may be empty. It runs on the thread that calls Add, without
+  // the lock that readers take, and must not call Add.
   explicit RecordStore(Observer observer = {},
-                       std::size_t maxRecords = static_cast<std::size_t>(-1))
-      : observer_(std::move(observer)), maxRecords_(maxRecords) {}
+                       std::size_t maxRecords = static_cast<std::size_t>(-1),
+                       std::size_t maxBytes = static_cast<std::size_t>(-1))
+      : observer_(std::move(observer)), maxRecords_(maxRecords), maxBytes_(maxBytes) {}
   RecordStore(const RecordStore&) = delete;
   RecordStore& operator=(const RecordStore&) = delete;
 
@@ -98,11 +100,13 @@ class RecordStore {
 
   const Observer observer_;
   const std::size_t maxRecords_;
+  const std::size_t maxBytes_;
   std::mutex arrival_;  // held while storing and observing, so that the observer sees the order
 
   mutable std::mutex lock_;  // guards everything below
   // Shared, so that a listing can go on after a reset.
   RecordList records_;
+  std::size_t bytes_ = 0;  // of the kept records
   std::unordered_map<std::string, std::uint64_t> firstByDigest_;
   std::unordered_map<std::string, std::size_t> sessions_;  // and how many kept records have them
   Totals totals_;

@@ -18,6 +18,8 @@ constexpr const char* kLivePath = "/api/live";
 
 // With a durable store the list shows what has arrived lately.
 constexpr std::size_t kMaxListedRecords = 1000;
+constexpr std::size_t kMaxListedBytes = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t kNoLimit = static_cast<std::size_t>(-1);
 constexpr unsigned kQueryThreads = 2;
 
 bool IsGet(const HttpRequest& request) {
@@ -82,7 +84,8 @@ void Finish(Exchange& exchange, const std::optional<Fault>& fault, HttpResponse 
 Server::Server(ServerOptions options)
     : options_(std::move(options)),
       records_([this](const Record& record) { Announce(record); },
-               options_.store ? kMaxListedRecords : static_cast<std::size_t>(-1)),
+               options_.store ? kMaxListedRecords : kNoLimit,
+               options_.store ? kMaxListedBytes : kNoLimit),
       readers_(std::max(1U, std::thread::hardware_concurrency())),
       queries_(kQueryThreads) {
   http_ = std::make_unique<HttpServer>(options_.limits,
