@@ -38,12 +38,17 @@ export class Gateway {
     for (const stream of [gateway.#process.stdout, gateway.#process.stderr]) {
       stream.on('data', (data) => { gateway.#log += data; });
     }
-    await until('the gateway to listen', () => {
-      if (gateway.#process.exitCode !== null) {
-        throw new Error(`the gateway did not start: ${gateway.#log}`);
-      }
-      return existsSync(portFile);
-    }, kStartTime);
+    try {
+      await until('the gateway to listen', () => {
+        if (gateway.#hasEnded()) {
+          throw new Error(`the gateway did not start: ${gateway.#log}`);
+        }
+        return existsSync(portFile);
+      }, kStartTime);
+    } catch (error) {
+      gateway.#process.kill('SIGKILL');
+      throw error;
+    }
     gateway.url = `http://127.0.0.1:${readFileSync(portFile, 'utf8').trim()}/`;
     return gateway;
   }
@@ -53,14 +58,23 @@ export class Gateway {
     return response.json();
   }
 
+  // A gateway that does not end in time is killed; that, too, is an error.
   async stop() {
-    if (this.#process.exitCode === null) {
+    if (!this.#hasEnded()) {
       const ended = new Promise((resolve) => { this.#process.once('exit', resolve); });
+      const timer = setTimeout(() => this.#process.kill('SIGKILL'), kWait);
       this.#process.kill('SIGTERM');
       await ended;
+      clearTimeout(timer);
     }
     if (this.#process.exitCode !== 0) {
-      throw new Error(`the gateway ended with ${this.#process.exitCode}: ${this.#log}`);
+      const end = this.#process.signalCode ?? this.#process.exitCode;
+      throw new Error(`the gateway ended with ${end}: ${this.#log}`);
     }
+  }
+
+  // The exit code of a process that died of a signal stays null.
+  #hasEnded() {
+    return this.#process.exitCode !== null || this.#process.signalCode !== null;
   }
 }

@@ -77,9 +77,11 @@ async function main() {
     };
     await Promise.all(Array.from({ length: kAtOnce }, work));
   } finally {
-    await world.browser?.close();
-    for (const gateway of gateways) {
-      await gateway.stop();
+    const ends = await Promise.allSettled([world.browser?.close(),
+                                           ...gateways.map((gateway) => gateway.stop())]);
+    for (const { reason } of ends.filter(({ status }) => status === 'rejected')) {
+      console.log(`FAILED  at the end: ${reason}`);
+      passed = false;
     }
   }
   return passed;
