@@ -6,7 +6,8 @@
 #   TAV_TEST_CLICKHOUSE          URL of the database tav, with user and password
 #   TAV_TEST_CLICKHOUSE_FOLDER   the temporary folder: data/ and the file pid
 #   TAV_TEST_CLICKHOUSE_RESTART  a command that kills the server (-9) and starts it again
-# `with_clickhouse.sh --restart FOLDER` is that command; it returns when the server answers.
+# `with_clickhouse.sh --restart FOLDER` is that command; it returns when the server answers. The first
+# script does the work, so that the new server ends with it like the old one.
 set -u
 
 # Waits up to a minute for an answer, enough for a busy machine. Fails if the server ends.
@@ -33,7 +34,8 @@ end_server() { # PID
 }
 
 start_server() { # FOLDER
-  "${guard[@]}" "$server" --config-file="$1/config.xml" >>"$1/output" 2>&1 </dev/null &
+  # The server ends with this script, also if that is killed.
+  setpriv --pdeathsig KILL "$server" --config-file="$1/config.xml" >>"$1/output" 2>&1 </dev/null &
   echo $! >"$1/pid"
   disown # or bash reports its death
   await_server "$1"
@@ -42,17 +44,18 @@ start_server() { # FOLDER
 server=$(command -v clickhouse-server) ||
   { echo "with_clickhouse.sh: install Debian's clickhouse-server" >&2; exit 2; }
 
-guard=()
 if [ "${1-}" = --restart ]; then
   folder=${2:?}
-  pid=$(cat "$folder/pid")
-  end_server "$pid"
-  start_server "$folder"
-  exit
+  rm -f "$folder/restarted"
+  kill -USR1 "$(cat "$folder/script")" || exit 1
+  for _ in $(seq 1800); do # more than end_server and await_server take
+    [ -s "$folder/restarted" ] && exit "$(cat "$folder/restarted")"
+    sleep 0.05
+  done
+  exit 1
 fi
 [ $# -ge 1 ] || { echo "with_clickhouse.sh: no command" >&2; exit 2; }
 
-guard=(setpriv --pdeathsig KILL) # also if this script is killed
 folder=$(mktemp -d)
 command=
 finish() {
@@ -64,6 +67,12 @@ finish() {
 }
 trap finish EXIT
 trap '[ -z "$command" ] || kill "$command"; exit 143' TERM INT HUP
+restart() {
+  restarted=yes
+  end_server "$(cat "$folder/pid")"
+  start_server "$folder"
+  echo $? >"$folder/restarted"
+}
 
 is_free() { # PORT
   ! (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
@@ -141,9 +150,17 @@ if [ $started = no ]; then
   exit 2
 fi
 
+trap restart USR1
+echo $$ >"$folder/script"
 TAV_TEST_CLICKHOUSE="$(cat "$folder/url")/tav" \
   TAV_TEST_CLICKHOUSE_FOLDER="$folder" \
   TAV_TEST_CLICKHOUSE_RESTART="$0 --restart $folder" \
-  "$@" &
+  setpriv --pdeathsig KILL "$@" &
 command=$!
-wait "$command" # a signal ends it, unlike a command in the foreground
+# A signal ends the wait, unlike that for a command in the foreground; after a restart it is repeated.
+while :; do
+  restarted=no
+  wait "$command"
+  status=$?
+  [ $restarted = yes ] || exit $status
+done
