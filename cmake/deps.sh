@@ -2,13 +2,14 @@
 # Usage: cmake/deps.sh GROUP...
 # Installs the missing ones of the packages that a group needs on Debian 12.
 #   cross     the MinGW-w64 compiler, CLI11, and zlib and jansson built for it into build/deps/mingw
-#   native    GCC and the libraries of the local gateway and of native builds
+#   native    GCC and the libraries of the local gateway and of native builds; curl, to send to it
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
 #   bindings  compilers and run-times for the tests of the bindings for other languages
 #   lint      clang-format, clang-tidy, shellcheck, Node.js
 #   web       Chromium without a window and Node.js, to test the gateway's page; nginx and curl, to
-#             test examples/deploy; ClickHouse, to test the gateway's store
+#             test examples/deploy; ClickHouse, to test the gateway's store. The services of nginx
+#             and ClickHouse are not started, but the next boot starts them unless you disable them
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 prefix=$root/build/deps/mingw
@@ -29,7 +30,7 @@ packages_of() {
     native)
       echo cmake ninja-build googletest g++ \
         libjansson-dev libsqlite3-dev zlib1g-dev libssl-dev libboost-dev libcli11-dev libjs-chart.js \
-        openssl
+        openssl curl
       ;;
     sanitize) echo clang-19 libclang-rt-19-dev lld-19 llvm-19 ;; # llvm-19: names in reports
     wine) echo wine wine64 libgnutls30 ;;
@@ -66,13 +67,24 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
+# Runs a command while no package may start its service.
+without_services() (
+  policy=/usr/sbin/policy-rc.d
+  if [ ! -e "$policy" ]; then
+    trap 'as_root rm -f "$policy"' EXIT
+    printf '#!/bin/sh\nexit 101\n' | as_root install -m 755 /dev/stdin "$policy"
+  fi
+  "$@"
+)
+
 install_packages() {
   local wanted
   mapfile -t wanted < <(missing "$@" | sort -u)
   [ ${#wanted[@]} -gt 0 ] || return 0
   say "installing packages: ${wanted[*]}"
   as_root apt-get -qq -o Acquire::Retries=3 update </dev/null
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends \
+  without_services \
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends \
     -o Acquire::Retries=3 -o Dpkg::Use-Pty=0 install "${wanted[@]}" </dev/null >/dev/null \
     2> >(grep -v '^debconf: delaying package configuration' >&2)
 }
