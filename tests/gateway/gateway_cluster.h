@@ -12,11 +12,13 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -27,10 +29,12 @@
 
 namespace Gateway {
 
-// A process that does not outlive its object.
+// A process that does not outlive its object, nor the thread that made it, not even if the test
+// program is killed.
 class ChildProcess {
  public:
   explicit ChildProcess(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"setpriv", "--pdeathsig", "KILL"});
     std::vector<char*> pointers;
     for (std::string& argument : arguments) {
       pointers.push_back(argument.data());
@@ -59,16 +63,27 @@ class ChildProcess {
   pid_t id_ = 0;
 };
 
+// Below the ports that the system gives to clients. Each call returns another one.
 inline int FreePort() {
-  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  EXPECT_EQ(bind(socket, reinterpret_cast<sockaddr*>(&address), size), 0);
-  EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-  close(socket);
-  return ntohs(address.sin_port);
+  constexpr int kFirst = 20000;
+  constexpr int kPorts = 12000;
+  static int next = static_cast<int>(std::random_device()() % kPorts);
+  for (int i = 0; i < kPorts; ++i) {
+    const int port = kFirst + next;
+    next = (next + 1) % kPorts;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    const bool isFree = bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(socket);
+    if (isFree) {
+      return port;
+    }
+  }
+  ADD_FAILURE() << "no port is free";
+  return 0;
 }
 
 class GatewayCluster {
@@ -85,7 +100,7 @@ class GatewayCluster {
       Start(i);
     }
     WriteConfiguration();
-    nginx_.emplace(std::vector<std::string>{"nginx", "-p", folder_, "-e", folder_ + "nginx-log",
+    nginx_.emplace(std::vector<std::string>{TAV_NGINX, "-p", folder_, "-e", folder_ + "nginx-log",
                                             "-c", folder_ + "nginx.conf"});
     Await(Url());
   }
