@@ -95,13 +95,13 @@ SendProgress Delivery::SendSome() {
     // A long send also delivers what hosts have reported meanwhile. One that did so to its end
     // would have none while they go on.
     if (store_.Backlog().cache > 0) {
-      sendEnd_ = batch_.Pending().End();
+      IncludePending();
     }
     if (!Exhausted()) {
       BuildNext(true);
     }
   } else {
-    sendEnd_ = batch_.Pending().End();
+    IncludePending();
     if (retryRefused_ && *retryRefused_ <= ReadClocks().monotonic) {
       store_.RetryRefused();
       retryRefused_.reset();
@@ -146,6 +146,7 @@ void Delivery::EndSend() {
 }
 
 bool Delivery::SendToServer() {
+  IncludePending();
   SendProgress progress = SendProgress::More;
   while (progress == SendProgress::More) {
     progress = SendSome();

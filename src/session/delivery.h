@@ -52,6 +52,8 @@ class Delivery final : RecordSupply {
   void BuildNext(bool all);
   // Builds a record if one is due and decides whether to send now. Ends a send while suspended.
   bool IsSendDue(bool suspended);
+  // A send that has begun, or the next one, also delivers all that is pending now.
+  void IncludePending() { sendEnd_ = batch_.Pending().End(); }
   // Sends a slice of about a second. After More, call it again soon; the connection stays open
   // until then. Done also when there was nothing to send.
   SendProgress SendSome();

@@ -195,6 +195,7 @@ void ItemHandler::OnCommit() {
   commitPending_ = true;
   recovery_.SearchAgain();
   recovery_.Run(-1);
+  delivery_.IncludePending();
   delivery_.BuildNext(true);
   SendForCommit();
 }

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -221,23 +220,27 @@ TEST_F(SendingTest, AFlushThatIsDueHappensBetweenSlices) {
 
 // A host that reports during each flight must not keep one send going for ever.
 TEST_F(SendingTest, ASendEndsWhileAHostReports) {
-  constexpr int kFlights = 5;
-  config_.sendThreshold = 0;  // reached by anything
-  Start();
-  static std::function<void()> report;
-  report = [this, left = kFlights]() mutable {
-    if (left-- > 0) {
-      Log("more");
-      manager_->GetLastActiveTime();  // the session thread has taken it
+  SessionParts run(config_, Wmi("1"));
+  EXPECT_TRUE(run.Send());
+  struct Host final : RecordStore::Meanwhile {
+    explicit Host(SessionParts& parts) : run(parts) {}
+    void Serve() override {
+      if (left-- > 0) {
+        run.Log("more");
+      }
     }
-  };
-  Gateway::gate = [] { report(); };
-  Log("first");
-  EXPECT_TRUE(Testing::Eventually([] { return Gateway::Events().size() >= 2; }));
-  // Answered when the send is over or has taken a second, the time of many flights.
-  const std::unique_ptr<char, decltype(&std::free)> rest(manager_->PullData(), &std::free);
-  EXPECT_NE(rest, nullptr);
-  EXPECT_EQ(Gateway::Events(), (Names{"$b", "first"}));
+    SessionParts& run;
+    int left = 50;
+  } host(run);
+  run.Log("first");
+  run.delivery.BuildNext(true);
+  run.delivery.Store().SetMeanwhile(&host);
+  EXPECT_TRUE(run.delivery.SendToServer());
+  run.delivery.Store().SetMeanwhile(nullptr);
+  EXPECT_LT(host.left, 50);
+  EXPECT_EQ(Gateway::Events(), Names{"first"});
+  EXPECT_TRUE(run.Send()) << "what was reported meanwhile";
+  EXPECT_EQ(Gateway::Events().back(), "more");
 }
 
 // The server has the first record and does not answer.
