@@ -224,16 +224,8 @@ class Event(_Handle):
         self._slots.LogEvent(self._consume())
 
 
-class _Reporter:
-    """What the library and a session have in common; `_prefix` selects the slots of a session."""
-
-    _prefix = ""
-
-    def _call(self, name, *arguments):
-        return getattr(self._slots, self._prefix + name)(*self._first(), *arguments)
-
-    def _first(self):
-        return ()
+class _EventMaker:
+    """What the library, a session and a component have in common; `_call` calls the slot of each."""
 
     def new_event(self, name):
         return Event(self._slots, self._call("NewEvent", _text(name)))
@@ -244,18 +236,30 @@ class _Reporter:
     def new_error_event(self, code, message=""):
         return Event(self._slots, self._call("NewErrorEvent", _text(code), _text(message)))
 
-    def log_place(self, place):
-        self._call("LogPlace", _text(place))
-
-    def log_idle(self):
-        self._call("LogIdle")
-
     def increment_counter(self, group, counter):
         """Not on two threads at once for the same session (or for the library and its components)."""
         self._call("IncrementCounter", _text(group), _text(counter))
 
     def aggregate_value(self, event, name, value):
         self._call("AggregateValue", _text(event), _text(name), value)
+
+
+class _Reporter(_EventMaker):
+    """What the library and a session have in common; `_prefix` selects the slots of a session."""
+
+    _prefix = ""
+
+    def _call(self, name, *arguments):
+        return getattr(self._slots, self._prefix + name)(*self._first(), *arguments)
+
+    def _first(self):
+        return ()
+
+    def log_place(self, place):
+        self._call("LogPlace", _text(place))
+
+    def log_idle(self):
+        self._call("LogIdle")
 
     def flush_aggregates(self):
         self._call("FlushAggregates")
@@ -295,7 +299,7 @@ class Value(_Handle):
         return self
 
 
-class Component(_Handle):
+class Component(_Handle, _EventMaker):
     """Reports for one component of the program, under its own name and version."""
 
     def __init__(self, slots, handle, name, version):
@@ -310,21 +314,6 @@ class Component(_Handle):
 
     def _call(self, name, *arguments):
         return self._operations[name](self._use(), *arguments)
-
-    def new_event(self, name):
-        return Event(self._slots, self._call("NewEvent", _text(name)))
-
-    def new_command_event(self, command):
-        return Event(self._slots, self._call("NewCommandEvent", _text(command)))
-
-    def new_error_event(self, code, message=""):
-        return Event(self._slots, self._call("NewErrorEvent", _text(code), _text(message)))
-
-    def increment_counter(self, event, name):
-        self._call("IncrementCounter", _text(event), _text(name))
-
-    def aggregate_value(self, event, name, value):
-        self._call("AggregateValue", _text(event), _text(name), value)
 
     def release(self):
         self._operations["Release"](self._consume())

@@ -100,7 +100,7 @@ class Connection final : public Answerer, public std::enable_shared_from_this<Co
   void Write(HttpResponse response);
   void OnWritten(const Error& failure);
   void Finish();
-  void Linger();
+  void ShutDownSend();
   // Reads and drops everything until the client closes the connection.
   void Discard();
   void Close();

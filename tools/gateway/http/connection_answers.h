@@ -88,14 +88,14 @@ inline void Connection::Finish() {
   phase_ = Phase::Ending;
   SetDeadline(Clock::now() + kEndTime);
   if (!wire_.IsSecure()) {
-    return Linger();
+    return ShutDownSend();
   }
-  wire_.ShutDownTls([self = shared_from_this()](const Error&) { self->Linger(); });
+  wire_.ShutDownTls([self = shared_from_this()](const Error&) { self->ShutDownSend(); });
 }
 
 // Closing a socket with unread bytes would reset the connection and take the answer away from the
 // client.
-inline void Connection::Linger() {
+inline void Connection::ShutDownSend() {
   Error ignored;
   wire_.Raw().shutdown(tcp::socket::shutdown_send, ignored);
   hasUnread_ ? Discard() : Close();
