@@ -72,6 +72,20 @@ TEST_F(SqliteStoreTest, AnswersAsWrittenDown) {
   CheckAnswers(*store);
 }
 
+TEST_F(SqliteStoreTest, InMemoryItAnswersTheSameAndKeepsNothing) {
+  std::string error;
+  const auto store = OpenStore({kInMemory, 1}, error);
+  ASSERT_NE(store, nullptr) << error;
+  const auto other = OpenStore({kInMemory, 0}, error);
+  ASSERT_NE(other, nullptr) << error;
+  EXPECT_EQ(AddText(*store, RecordText("a")), AddOutcome::Expired);
+  AddAnalysisRecords(*other);
+  CheckAnswers(*other);
+  EXPECT_EQ(RowsFor(*store, "products", {}), "[]");
+  EXPECT_GT(other->Forget("3f2a", error), -1) << error;
+  EXPECT_FALSE(std::filesystem::exists(kInMemory));
+}
+
 TEST_F(SqliteStoreTest, KeepsABadRecordWithItsProblems) {
   const auto store = Open();
   const std::string text = "{\"pn\":7, \xFF";

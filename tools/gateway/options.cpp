@@ -71,8 +71,8 @@ void AddPage(CLI::App& app, Options& options) {
 
 void AddRecords(CLI::App& app, Options& options) {
   AddText(app, "--store", options.store,
-          "keep records in this SQLite file, or in ClickHouse at http://HOST:PORT/DATABASE "
-          "(default: in memory)");
+          "keep records in this SQLite file, in ClickHouse at http://HOST:PORT/DATABASE, or until "
+          "the end in memory if this is :memory: (default: the listings only)");
   app.add_option("--retention", options.retentionDays, "days to keep records; 0 for ever (0)")
       ->check(CLI::Range(0, kMaxDays).description(""))
       ->type_name("DAYS");

@@ -106,6 +106,7 @@ std::string_view Statement::Text(int column) const {
 Database::Database(const std::string& path, Access access, int busyMilliseconds) {
   sqlite3* handle = nullptr;
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
+                    (path.starts_with("file:/") ? SQLITE_OPEN_URI : 0) |
                     (access == Access::Write ? SQLITE_OPEN_CREATE : 0);
   const int code = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr);
   handle_.reset(handle);

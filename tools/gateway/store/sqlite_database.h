@@ -75,7 +75,8 @@ class Database {
  public:
   enum class Access { Write, Read };
 
-  // Access::Write makes the file if there is none. Waits `busyMilliseconds` for locks of others.
+  // `path` may be a URI ("file:/name?vfs=memdb"). Access::Write makes the file if there is none.
+  // Waits `busyMilliseconds` for locks of others.
   Database(const std::string& path, Access access, int busyMilliseconds);
 
   void Execute(const std::string& sql);

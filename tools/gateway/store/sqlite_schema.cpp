@@ -71,8 +71,8 @@ CREATE INDEX events_record ON events(record);
 // LEFT JOIN, although each row has a partner: SQLite skips a LEFT JOIN that a query does not use.
 constexpr char kViews[] = R"(
 CREATE VIEW events_view AS
-SELECT p.product, v.version, coalesce(c.component, '') AS component, ep.endpoint, s.session, e.time,
-       k.kind, n.name, e.code, e.properties, e.trace, lower(hex(r.digest)) AS record
+SELECT p.product, v.version, coalesce(c.component, '') AS component, ep.endpoint, r.user, s.session,
+       e.time, k.kind, n.name, e.code, e.properties, e.trace, lower(hex(r.digest)) AS record
 FROM events e
 LEFT JOIN products p ON p.id = e.product
 LEFT JOIN versions v ON v.id = e.version
@@ -176,7 +176,8 @@ void PrepareStore(Database& database) {
   }
   database.Execute("PRAGMA synchronous = FULL");
   Statement journal = database.Prepare("PRAGMA journal_mode = WAL");
-  if (!journal.Step() || journal.Text(0) != "wal") {
+  // In memory there is no log, and none is needed.
+  if (!journal.Step() || (journal.Text(0) != "wal" && journal.Text(0) != "memory")) {
     throw SqliteError(SQLITE_IOERR, "the file system has no shared memory for a write-ahead log");
   }
   journal.Reset();

@@ -1,9 +1,11 @@
 #include "gateway/store/sqlite_store.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <future>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -31,6 +33,19 @@ std::int64_t Now() {
       .count();
 }
 
+// A database that all connections of this process with its name have in common.
+std::string NewMemoryName() {
+  static std::atomic<unsigned> made{0};
+  return "file:/tav-" + std::to_string(++made) + "?vfs=memdb";
+}
+
+SqliteOptions WithName(SqliteOptions options) {
+  if (options.path == kInMemory) {
+    options.path = NewMemoryName();
+  }
+  return options;
+}
+
 Database OpenFile(const SqliteOptions& options) {
   using std::filesystem::perms;
   std::error_code ignored;
@@ -47,7 +62,7 @@ Database OpenFile(const SqliteOptions& options) {
 }  // namespace
 
 SqliteStore::SqliteStore(SqliteOptions options)
-    : options_(std::move(options)), database_(OpenFile(options_)) {
+    : options_(WithName(std::move(options))), database_(OpenFile(options_)) {
   writer_ = std::make_unique<SqliteWriter>(database_);
   readers_ = std::make_unique<SqliteReaders>(options_.path, kReaders);
   thread_ = std::thread([this] { Run(); });

@@ -1,4 +1,5 @@
-// A store in an SQLite file. One thread writes: it commits what has gathered while it wrote before.
+// A store in an SQLite file, or in memory until it is destroyed. One thread writes: it commits what
+// has gathered while it wrote before.
 #pragma once
 
 #include <chrono>
@@ -19,8 +20,10 @@
 
 namespace Gateway {
 
+inline constexpr char kInMemory[] = ":memory:";
+
 struct SqliteOptions {
-  std::string path;
+  std::string path;                                       // kInMemory: no file
   int retentionDays = 0;                                  // 0 keeps records for ever
   std::chrono::milliseconds busy{5000};                   // how long to wait for another process
   std::chrono::milliseconds deadline{10'000};             // of a question
