@@ -243,7 +243,7 @@ TEST_F(ThreadedDataSenderTest, CallWithoutProgressIsAbandonedLongBeforeTheDeadli
   });
   const int64_t start = Now();
   EXPECT_EQ(Send("x"), 1);
-  EXPECT_GE(Now() - start, 2 * kMaxIdle);
+  EXPECT_GE(Now() - start, kMaxIdle);  // not abandoned before the limit was set
   EXPECT_LT(Now() - start, 30000);
   host.join();
   EXPECT_EQ(Warnings(), 1);
