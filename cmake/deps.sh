@@ -29,7 +29,7 @@ packages_of() {
       ;;
     native)
       echo cmake ninja-build googletest g++ \
-        libjansson-dev libsqlite3-dev zlib1g-dev libssl-dev libboost-dev libcli11-dev libjs-chart.js \
+        libjansson-dev libsqlite3-dev sqlite3 zlib1g-dev libssl-dev libboost-dev libcli11-dev libjs-chart.js \
         openssl curl
       ;;
     sanitize) echo clang-19 libclang-rt-19-dev lld-19 llvm-19 ;; # llvm-19: names in reports
