@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Usage: cmake/deps.sh GROUP...
 # Installs the missing ones of the packages that a group needs on Debian 12.
-#   cross     the MinGW-w64 compiler, CLI11, and zlib and jansson built for it into build/deps/mingw
+#   cross     the MinGW-w64 compiler, headers and page files that suit any system, and zlib, jansson and
+#             SQLite built for it into build/deps/mingw
 #   native    GCC and the libraries of the local gateway and of native builds; curl, to send to it
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
@@ -24,8 +25,10 @@ unless_found() { # PROGRAM PACKAGE
 packages_of() {
   case $1 in
     cross)
-      echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix libcli11-dev
-      [ -e "$prefix/.stamp" ] || echo dpkg-dev # unpacks sources
+      echo cmake ninja-build googletest g++-mingw-w64-x86-64-posix libcli11-dev libboost-dev \
+        libjs-chart.js
+      # To unpack sources, and to generate SQLite's.
+      [ -e "$prefix/.stamp" ] || echo dpkg-dev gcc libc6-dev make tcl
       ;;
     native)
       echo cmake ninja-build googletest g++ \
@@ -89,7 +92,7 @@ install_packages() {
     2> >(grep -v '^debconf: delaying package configuration' >&2)
 }
 
-# Unpacks the sources of Debian's packages zlib and jansson. apt reads the source lists into a separate
+# Unpacks the sources of Debian's packages zlib, jansson and sqlite3. apt reads the source lists into a separate
 # folder, which leaves the machine's configuration unchanged, and checks signatures as usual.
 fetch_sources() {
   local work=$1 options
@@ -104,7 +107,7 @@ fetch_sources() {
   options=(-o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$work/sources.list.d"
     -o "Dir::State::lists=$work/lists" -o APT::Sandbox::User=root -o Acquire::Retries=3)
   apt-get "${options[@]}" -qq update </dev/null
-  (cd "$work" && apt-get "${options[@]}" -qq source zlib jansson </dev/null >/dev/null)
+  (cd "$work" && apt-get "${options[@]}" -qq source zlib jansson sqlite3 </dev/null >/dev/null)
 }
 
 triplet=x86_64-w64-mingw32
@@ -143,16 +146,30 @@ build_jansson() {
     cmake --install "$source/build"
 }
 
-# Debian has zlib for MinGW, but optimised for speed only, and no jansson.
+# For the gateway only, which is linked without link-time optimisation. Extensions, full text search
+# among them, are left out. The store's connections are used by one thread each, at the same time.
+build_sqlite() {
+  local source=$1
+  mkdir "$source/build" || return 1
+  (cd "$source/build" &&
+    ../configure --disable-tcl --disable-readline &&
+    make sqlite3.c &&
+    $triplet-gcc-posix -O2 -DNDEBUG -ffunction-sections -fdata-sections -DSQLITE_THREADSAFE=1 \
+      -DSQLITE_OMIT_LOAD_EXTENSION -DSQLITE_LIKE_DOESNT_MATCH_BLOBS -c sqlite3.c -o sqlite3.o) &&
+    $triplet-gcc-ar-posix rcsD "$prefix/lib/libsqlite3.a" "$source/build/sqlite3.o" &&
+    cp "$source/build/sqlite3.h" "$prefix/include/"
+}
+
+# Debian has zlib for MinGW, but optimised for speed only, and neither of the others.
 build_libraries() {
   local stamp work
   # A change of this script, the toolchain file or the compiler causes a rebuild.
   stamp=$(cat "$0" "$root/cmake/mingw-w64.cmake" | sha256sum | cut -c1-16)
   stamp+=" $($triplet-gcc-posix --version | head -n 1)"
   [ "$(cat "$prefix/.stamp" 2>/dev/null)" != "$stamp" ] || return 0
-  install_packages dpkg-dev
+  install_packages dpkg-dev gcc libc6-dev make tcl
 
-  say "building zlib and jansson for Windows"
+  say "building zlib, jansson and SQLite for Windows"
   mkdir -p "$root/build/deps"
   work=$(mktemp -d "$root/build/deps/sources.XXXXXX")
   # shellcheck disable=SC2064 # expands now, on purpose
@@ -161,7 +178,8 @@ build_libraries() {
   rm -rf "$prefix"
   {
     build_zlib "$(find "$work" -maxdepth 1 -type d -name 'zlib-*')" &&
-      build_jansson "$(find "$work" -maxdepth 1 -type d -name 'jansson-*')"
+      build_jansson "$(find "$work" -maxdepth 1 -type d -name 'jansson-*')" &&
+      build_sqlite "$(find "$work" -maxdepth 1 -type d -name 'sqlite3-*')"
   } >"$work/log" 2>&1 || {
     cat "$work/log" >&2
     return 1
