@@ -23,19 +23,26 @@ endif()
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
-# The command lines of the tools: headers only. Debian's package suits every target, but the folder it
-# is in also has this machine's own headers: a cross build sees CLI11's alone, by a link.
-if(CMAKE_CROSSCOMPILING)
-  find_path(TAV_CLI11_INCLUDE_DIR CLI/CLI.hpp PATHS /usr/include
+# tav_find_headers(<target> <header>)
+# A library that is headers only. Debian's package suits every system, but the folder it is in also has
+# this machine's own headers: a cross build sees those of the library alone, by a link.
+function(tav_find_headers target header)
+  cmake_path(GET header PARENT_PATH folder)
+  find_path(TAV_${folder}_INCLUDE_DIR ${header} PATHS /usr/include
             NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-  if(NOT TAV_CLI11_INCLUDE_DIR)
-    message(FATAL_ERROR "CLI11 not found; cmake/deps.sh installs it")
+  if(NOT TAV_${folder}_INCLUDE_DIR)
+    message(FATAL_ERROR "${header} not found; cmake/deps.sh installs it")
   endif()
-  set(cli11 "${CMAKE_BINARY_DIR}/cli11")
-  file(MAKE_DIRECTORY "${cli11}")
-  file(CREATE_LINK "${TAV_CLI11_INCLUDE_DIR}/CLI" "${cli11}/CLI" SYMBOLIC)
-  add_library(CLI11::CLI11 INTERFACE IMPORTED)
-  set_target_properties(CLI11::CLI11 PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "${cli11}")
+  set(links "${CMAKE_BINARY_DIR}/headers")
+  file(MAKE_DIRECTORY "${links}")
+  file(CREATE_LINK "${TAV_${folder}_INCLUDE_DIR}/${folder}" "${links}/${folder}" SYMBOLIC)
+  add_library(${target} INTERFACE IMPORTED)
+  set_target_properties(${target} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "${links}")
+endfunction()
+
+# The command lines of the tools.
+if(CMAKE_CROSSCOMPILING)
+  tav_find_headers(CLI11::CLI11 CLI/CLI.hpp)
 else()
   find_package(CLI11 CONFIG REQUIRED)
 endif()

@@ -1,11 +1,9 @@
 // The whole gateway over loopback connections.
 
 #include <gtest/gtest.h>
-#include <openssl/x509v3.h>
 
 #include <atomic>
 #include <chrono>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -175,7 +173,7 @@ ServerOptions OptionsFor(bool https) {
   return options;
 }
 
-// Each test runs with HTTP and with HTTPS.
+// Each test runs with HTTP and, if the build has TLS, with HTTPS.
 class GatewayConnectionsTest : public testing::TestWithParam<bool> {
  protected:
   GatewayConnectionsTest() : gateway(OptionsFor(GetParam())) {}
@@ -188,7 +186,8 @@ class GatewayConnectionsTest : public testing::TestWithParam<bool> {
 
 INSTANTIATE_TEST_SUITE_P(OverLoopback,
                          GatewayConnectionsTest,
-                         testing::Bool(),
+                         testing::ValuesIn(HasTls() ? std::vector<bool>{false, true}
+                                                    : std::vector<bool>{false}),
                          [](const auto& tested) { return tested.param ? "Https" : "Http"; });
 
 TEST_P(GatewayConnectionsTest, OneCarriesAThousandRecords) {
@@ -261,36 +260,6 @@ TEST_P(GatewayConnectionsTest, EndWithTheGateway) {
   for (std::thread& thread : waiting) {
     thread.join();
   }
-}
-
-TEST(GatewayTest, NamesTheFilesOfAnUnusableCertificate) {
-  ServerOptions options = OptionsFor(true);
-  options.certificateFile = "no/such.pem";
-  options.keyFile = "no/such.key";
-  std::string error;
-  EXPECT_FALSE(Server(std::move(options)).Listen(error));
-  EXPECT_TRUE(
-      error.starts_with("cannot use the certificate no/such.pem with the key no/such.key: "))
-      << error;
-}
-
-TEST(CertificateTest, NamesThisMachineAndIsNewEachTime) {
-  std::set<std::uint64_t> serials;
-  for (int i = 0; i < 2; ++i) {
-    std::string error;
-    const SslContextPtr context = CreateSelfSignedContext(error);
-    ASSERT_TRUE(context) << error;
-    X509* certificate = SSL_CTX_get0_certificate(context.get());
-    EXPECT_EQ(X509_verify(certificate, X509_get0_pubkey(certificate)), 1);
-    EXPECT_EQ(X509_check_host(certificate, "localhost", 0, 0, nullptr), 1);
-    EXPECT_EQ(X509_check_ip_asc(certificate, "127.0.0.1", 0), 1);
-    EXPECT_LT(X509_cmp_current_time(X509_get0_notBefore(certificate)), 0);
-    EXPECT_GT(X509_cmp_current_time(X509_get0_notAfter(certificate)), 0);
-    std::uint64_t serial = 0;
-    EXPECT_EQ(ASN1_INTEGER_get_uint64(&serial, X509_get0_serialNumber(certificate)), 1);
-    serials.insert(serial);
-  }
-  EXPECT_EQ(serials.size(), 2U);
 }
 
 }  // namespace

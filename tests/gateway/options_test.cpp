@@ -6,24 +6,26 @@
 #include <string>
 #include <vector>
 
+#include "gateway/certificate.h"
+
 namespace Gateway {
 namespace {
 
-std::string ErrorFor(const std::vector<const char*>& arguments) {
+std::string ErrorFor(const std::vector<std::string>& arguments) {
   std::string error;
   return ParseOptions(arguments, error) ? "" : error;
 }
 
 TEST(OptionsTest, TakesValuesFromTheNextArgumentOrAfterEquals) {
   std::string error;
-  const std::vector<const char*> arguments = {"--port=0", "--port-file", "a=b",  "--https",
+  const std::vector<std::string> arguments = {"--port=0", "--port-file", "a=b",
                                               "--config", "s.json",      "--log"};
   const auto options = ParseOptions(arguments, error);
   ASSERT_TRUE(options) << error;
   EXPECT_EQ(options->port, 0);
   EXPECT_EQ(options->portFile, "a=b");
   EXPECT_EQ(options->settingsFile, "s.json");
-  EXPECT_TRUE(options->https && options->log && !options->help);
+  EXPECT_TRUE(options->log && !options->https && !options->help);
   EXPECT_EQ(options->address, "127.0.0.1");
 }
 
@@ -34,16 +36,24 @@ TEST(OptionsTest, ExplainsErrors) {
   EXPECT_NE(ErrorFor({"--https=no"}), "");
   EXPECT_EQ(ErrorFor({"--https", "--certificate", "a"}), "--cert and --key need each other");
   EXPECT_EQ(ErrorFor({"--cert", "a", "--key", "b"}), "--cert needs --https");
-  EXPECT_EQ(ErrorFor({"--key", "b", "--certificate", "a", "--https"}), "");
   EXPECT_EQ(ErrorFor({"--retention", "9"}), "--retention needs --store");
   for (const char* port : {"65536", "-1", "80x", "99999999999", ""}) {
     EXPECT_NE(ErrorFor({"--port", port}), "") << port;
   }
 }
 
+TEST(OptionsTest, RefuseHttpsWithoutTls) {
+  const std::string refusal =
+      "--https: this gateway is built without TLS; a proxy in front of it can speak HTTPS";
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {"--https"}, {"--key", "b", "--certificate", "a", "--https"}}) {
+    EXPECT_EQ(ErrorFor(arguments), HasTls() ? "" : refusal);
+  }
+}
+
 TEST(OptionsTest, ReadsSizesAndTimes) {
   std::string error;
-  const std::vector<const char*> arguments = {"--max-body",
+  const std::vector<std::string> arguments = {"--max-body",
                                               "2KB",
                                               "--max-expanded=2mb",
                                               "--head-time",

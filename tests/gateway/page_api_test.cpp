@@ -1,10 +1,8 @@
 // What the page asks for, without HTTP.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -14,6 +12,7 @@
 #include "gateway/gateway_fixture.h"
 #include "gateway/page/page_files.h"
 #include "gateway/record_reader.h"
+#include "support/temp_folder.h"
 
 namespace Gateway {
 namespace {
@@ -33,12 +32,7 @@ class EchoingStore final : public Store {
 
 class PageApiTest : public testing::Test {
  protected:
-  PageApiTest() {
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
-    std::ofstream(settings_.Path()) << "{}";
-  }
-  ~PageApiTest() override { std::filesystem::remove_all(folder_); }
+  PageApiTest() { folder_.Put("settings.json", "{}"); }
 
   ApiAnswer Send(const char* method,
                  const std::string& path,
@@ -50,12 +44,11 @@ class PageApiTest : public testing::Test {
     records_.Add(ReadRecord({"/", GzipHeaders(), Gzip(text)}));
   }
 
-  const std::filesystem::path folder_ =
-      std::filesystem::temp_directory_path() / ("page_api_test." + std::to_string(getpid()));
+  Tav::Testing::TempFolder folder_;
   RecordStore records_;
   FaultPlan faults_;
   EchoingStore store_;
-  SettingsFile settings_{(folder_ / "settings.json").string()};
+  SettingsFile settings_{folder_.Path("settings.json")};
   Api api_{records_, faults_, [] {}, &store_, &settings_};
 };
 
@@ -125,7 +118,7 @@ TEST_F(PageApiTest, ReplacesTheSettingsFile) {
   EXPECT_EQ(settings_.Read(), right);
   EXPECT_EQ(Send("PUT", path, {{"base", base}}, "{}").status, 409) << "somebody has changed it";
   EXPECT_EQ(settings_.Read(), right);
-  const auto files = std::filesystem::directory_iterator(folder_);
+  const auto files = std::filesystem::directory_iterator(folder_.Root());
   EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "no draft is left";
 
   Api withoutFile(records_, faults_, [] {});

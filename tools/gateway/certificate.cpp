@@ -3,6 +3,7 @@
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
+#include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
 #include <cstdint>
@@ -80,6 +81,14 @@ std::string LastReason() {
 }
 
 }  // namespace
+
+void SslContextRelease::operator()(ssl_ctx_st* context) const {
+  SSL_CTX_free(context);
+}
+
+bool HasTls() {
+  return true;
+}
 
 SslContextPtr CreateSelfSignedContext(std::string& error) {
   SslContextPtr context = CreateContext();

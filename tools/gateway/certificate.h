@@ -1,17 +1,20 @@
 // The gateway's certificate: self-signed, made at start and kept in memory, or read from files.
 #pragma once
 
-#include <openssl/ssl.h>
-
 #include <memory>
 #include <string>
+
+struct ssl_ctx_st;  // OpenSSL's SSL_CTX
 
 namespace Gateway {
 
 struct SslContextRelease {
-  void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+  void operator()(ssl_ctx_st* context) const;
 };
-using SslContextPtr = std::unique_ptr<SSL_CTX, SslContextRelease>;
+using SslContextPtr = std::unique_ptr<ssl_ctx_st, SslContextRelease>;
+
+// False in builds without OpenSSL, where the functions below fail.
+bool HasTls();
 
 // A server context with a new key and a certificate for localhost, 127.0.0.1 and ::1. Null on
 // failure, with OpenSSL's reason in `error`.

@@ -1,10 +1,6 @@
 // The local gateway's program.
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -14,13 +10,16 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <span>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
+#include "command_line/program.h"
 #include "gateway/arrival_log.h"
+#include "gateway/file_path.h"
 #include "gateway/options.h"
+#include "gateway/process.h"
 #include "gateway/server.h"
 #include "gateway/store/forget.h"
 #include "gateway/store/open_store.h"
@@ -32,11 +31,11 @@ constexpr int kExitUsage = 2;
 
 bool WantsColours() {
   const char* noColour = std::getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) != 0 && (noColour == nullptr || *noColour == '\0');
+  return Gateway::HasColourTerminal() && (noColour == nullptr || *noColour == '\0');
 }
 
 std::optional<std::string> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(Gateway::FilePath(path), std::ios::binary);
   if (!file) {
     return std::nullopt;
   }
@@ -47,7 +46,7 @@ std::optional<std::string> ReadFile(const std::string& path) {
 class PortFile {
  public:
   // Removes the file of an earlier run that was killed. An empty path means no file.
-  explicit PortFile(std::string path) : path_(std::move(path)) { Remove(); }
+  explicit PortFile(const std::string& path) : path_(Gateway::FilePath(path)) { Remove(); }
   PortFile(const PortFile&) = delete;
   PortFile& operator=(const PortFile&) = delete;
   ~PortFile() { Remove(); }
@@ -57,9 +56,10 @@ class PortFile {
     if (path_.empty()) {
       return true;
     }
-    const std::string draft = path_ + ".new";
+    std::filesystem::path draft = path_;
+    draft += ".new";
     std::error_code failure;
-    if (std::ofstream file(draft); !(file << port << '\n' << std::flush)) {
+    if (std::ofstream file(draft, std::ios::binary); !(file << port << '\n' << std::flush)) {
       return false;
     }
     std::filesystem::rename(draft, path_, failure);
@@ -74,7 +74,7 @@ class PortFile {
     }
   }
 
-  const std::string path_;
+  const std::filesystem::path path_;
 };
 
 // Says at most every ten seconds that the store fails.
@@ -169,15 +169,6 @@ std::string FillServerOptions(const Gateway::Options& options, Gateway::ServerOp
   return error.empty() ? OpenStoreFor(options, result) : error;
 }
 
-// Each connection needs a file handle.
-void RaiseFileLimit() {
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-  }
-}
-
 void PrintAddresses(const Gateway::Server& server) {
   std::printf("Gateway listening on %s\n", server.Url().c_str());
   if (server.PagePort() != server.Port()) {
@@ -188,8 +179,7 @@ void PrintAddresses(const Gateway::Server& server) {
 
 int RunGateway(const Gateway::Options& options) {
   // A closed standard output ends the log, not the gateway.
-  std::signal(SIGPIPE, SIG_IGN);
-  RaiseFileLimit();
+  Gateway::PrepareProcess();
   PortFile portFile(options.portFile);
   PortFile pagePortFile(options.pagePortFile);
   Logs logs;
@@ -216,11 +206,10 @@ int RunGateway(const Gateway::Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int RunProgram(const std::vector<std::string>& arguments) {
   try {
     std::string error;
-    const std::span<const char* const> arguments(argv, static_cast<std::size_t>(argc));
-    const auto options = Gateway::ParseOptions(arguments.subspan(argc > 0 ? 1 : 0), error);
+    const auto options = Gateway::ParseOptions(arguments, error);
     if (!options) {
       return Fail(kExitUsage, error + "; see gateway --help");
     }

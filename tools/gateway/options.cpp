@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "command_line/command_line.h"
+#include "gateway/certificate.h"
 
 namespace Gateway {
 namespace {
@@ -129,12 +130,15 @@ std::string Check(const Options& options) {
   if (!options.https && !options.keyFile.empty()) {
     return "--cert needs --https";
   }
+  if (options.https && !HasTls()) {
+    return "--https: this gateway is built without TLS; a proxy in front of it can speak HTTPS";
+  }
   return options.retentionDays > 0 && options.store.empty() ? "--retention needs --store" : "";
 }
 
 }  // namespace
 
-std::optional<Options> ParseOptions(std::span<const char* const> arguments, std::string& error) {
+std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, std::string& error) {
   Options options;
   CLI::App app;
   Describe(app, options);

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 #include <optional>
-#include <span>
 #include <string>
+#include <vector>
 
 #include "gateway/http/http_server.h"
 #include "gateway/record_reader.h"
@@ -40,7 +40,7 @@ struct Options {
 
 // Reads the arguments without the program's name. An option's value is the next argument or follows
 // '='. On failure returns nothing, with the wrong argument in `error`.
-std::optional<Options> ParseOptions(std::span<const char* const> arguments, std::string& error);
+std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, std::string& error);
 
 // What --help prints.
 std::string HelpText();

@@ -1,12 +1,10 @@
 #include "gateway/page_guard.h"
 
-#include <openssl/crypto.h>
-#include <openssl/sha.h>
-
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <utility>
+
+#include "gateway/digest.h"
 
 namespace Gateway {
 namespace {
@@ -101,14 +99,6 @@ std::string_view CookieOf(const HttpRequest& request) {
   return {};
 }
 
-using Digest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
-
-Digest DigestOf(std::string_view text) {
-  Digest digest{};
-  SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
-  return digest;
-}
-
 }  // namespace
 
 PageGuard::PageGuard(std::string token, bool isLoopback, std::string address)
@@ -183,11 +173,8 @@ bool PageGuard::HasToken(const HttpRequest& request) const {
                                             : IsToken(CookieOf(request));
 }
 
-// Takes the same time wherever the texts differ.
 bool PageGuard::IsToken(std::string_view text) const {
-  const Digest given = DigestOf(text);
-  const Digest expected = DigestOf(token_);
-  return !token_.empty() && CRYPTO_memcmp(given.data(), expected.data(), given.size()) == 0;
+  return !token_.empty() && HaveSameDigest(text, token_);
 }
 
 void AddPageHeaders(HttpResponse& response, const char* cacheControl) {

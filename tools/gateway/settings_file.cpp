@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "gateway/digest.h"
+#include "gateway/file_path.h"
 
 namespace Gateway {
 namespace {
@@ -22,7 +23,7 @@ void CopyPermissions(const std::filesystem::path& from, const std::filesystem::p
 }  // namespace
 
 std::optional<std::string> SettingsFile::Read() const {
-  std::ifstream file(path_, std::ios::binary);
+  std::ifstream file(FilePath(path_), std::ios::binary);
   if (!file) {
     return std::nullopt;
   }
@@ -39,17 +40,17 @@ SettingsFile::Outcome SettingsFile::Replace(const std::string& text,
   }
   std::error_code failure;
   // A link stays a link: the file that it names is replaced.
-  std::filesystem::path target = std::filesystem::weakly_canonical(path_, failure);
-  target = failure ? std::filesystem::path(path_) : target;
+  std::filesystem::path target = std::filesystem::weakly_canonical(FilePath(path_), failure);
+  target = failure ? FilePath(path_) : target;
   std::filesystem::path draft = target;
   draft += ".new";
   if (std::ofstream file(draft, std::ios::binary); !(file << text << std::flush)) {
-    error = "cannot write " + draft.string();
+    error = "cannot write " + Utf8(draft);
     return Outcome::Failed;
   }
   CopyPermissions(target, draft);
   std::filesystem::rename(draft, target, failure);
-  error = failure ? "cannot replace " + target.string() + ": " + failure.message() : "";
+  error = failure ? "cannot replace " + Utf8(target) + ": " + failure.message() : "";
   return failure ? Outcome::Failed : Outcome::Written;
 }
 

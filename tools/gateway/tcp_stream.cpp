@@ -1,41 +1,20 @@
-#include "gateway/store/tcp_stream.h"
-
-#include <fcntl.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "gateway/tcp_stream.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <memory>
+
+#include "gateway/system_sockets.h"
 
 namespace Gateway {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// For poll: at least 0, rounded up.
+// For Await: at least 0, rounded up.
 int MillisecondsUntil(TcpStream::Deadline deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
   return static_cast<int>(std::clamp<long long>(left, 0, 1'000'000'000));
-}
-
-bool WouldBlock(int error) {
-  return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
-}
-
-int OpenSocket(const addrinfo& address) {
-  const int socket = ::socket(address.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (socket >= 0) {
-    const int on = 1;
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  }
-  return socket;
 }
 
 }  // namespace
@@ -44,45 +23,50 @@ std::string TcpStream::Connect(const std::string& host,
                                const std::string& port,
                                Deadline deadline) {
   Close();
+  Sockets::Start();
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;
   if (const int error = getaddrinfo(host.c_str(), port.c_str(), &hints, &list); error != 0) {
-    return host + ": " + gai_strerror(error);
+    return host + ": " + Sockets::ResolverText(error);
   }
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> release(list, &freeaddrinfo);
   int error = 0;
   for (const addrinfo* address = list; address != nullptr; address = address->ai_next) {
-    socket_ = OpenSocket(*address);
-    error = errno;
-    if (socket_ < 0) {
-      continue;
-    }
-    if (connect(socket_, address->ai_addr, address->ai_addrlen) == 0) {
+    error = Start(*address, deadline);
+    if (error == 0) {
       return {};
-    }
-    error = errno;
-    if (error == EINPROGRESS) {
-      socklen_t size = sizeof error;
-      error = ETIMEDOUT;
-      if (Await(POLLOUT, deadline)) {
-        getsockopt(socket_, SOL_SOCKET, SO_ERROR, &error, &size);
-      }
-      if (error == 0) {
-        return {};
-      }
     }
     Close();
   }
-  return host + ":" + port + ": " + std::strerror(error);
+  return host + ":" + port + ": " + Sockets::ErrorText(error);
+}
+
+int TcpStream::Start(const addrinfo& address, Deadline deadline) {
+  {
+    const std::scoped_lock guard(lock_);
+    socket_ = Sockets::Open(address.ai_family);
+  }
+  if (socket_ < 0) {
+    return Sockets::LastError();
+  }
+  Sockets::SetNoDelay(socket_);
+  if (Sockets::Connect(socket_, address)) {
+    return 0;
+  }
+  const int error = Sockets::LastError();
+  if (!Sockets::IsConnecting(error)) {
+    return error;
+  }
+  return Await(true, deadline) ? Sockets::ConnectError(socket_) : Sockets::kTimedOut;
 }
 
 bool TcpStream::Send(std::string_view bytes, Deadline deadline) {
   while (!bytes.empty()) {
-    const ssize_t sent = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const std::ptrdiff_t sent = Sockets::Send(socket_, bytes.data(), bytes.size());
     if (sent > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(sent));
-    } else if (!WouldBlock(errno) || !Await(POLLOUT, deadline)) {
+    } else if (!Sockets::IsTransient(Sockets::LastError()) || !Await(true, deadline)) {
       Close();
       return false;
     }
@@ -92,13 +76,13 @@ bool TcpStream::Send(std::string_view bytes, Deadline deadline) {
 
 bool TcpStream::Receive(std::string& bytes, Deadline deadline) {
   std::array<char, 65536> buffer;
-  while (Await(POLLIN, deadline)) {
-    const ssize_t received = recv(socket_, buffer.data(), buffer.size(), 0);
+  while (Await(false, deadline)) {
+    const std::ptrdiff_t received = Sockets::Receive(socket_, buffer.data(), buffer.size());
     if (received > 0) {
       bytes.append(buffer.data(), static_cast<std::size_t>(received));
       return true;
     }
-    if (received == 0 || !WouldBlock(errno)) {
+    if (received == 0 || !Sockets::IsTransient(Sockets::LastError())) {
       break;
     }
   }
@@ -107,25 +91,31 @@ bool TcpStream::Receive(std::string& bytes, Deadline deadline) {
 }
 
 bool TcpStream::IsIdle() const {
-  pollfd entry{socket_, POLLIN, 0};
-  return socket_ >= 0 && poll(&entry, 1, 0) == 0;
+  return socket_ >= 0 && Sockets::Await(socket_, false, 0) == 0;
+}
+
+void TcpStream::End() {
+  const std::scoped_lock guard(lock_);
+  if (socket_ >= 0) {
+    Sockets::End(socket_);
+  }
 }
 
 void TcpStream::Close() {
+  const std::scoped_lock guard(lock_);
   if (socket_ >= 0) {
-    close(socket_);
+    Sockets::Close(socket_);
     socket_ = -1;
   }
 }
 
-bool TcpStream::Await(short events, Deadline deadline) const {
+bool TcpStream::Await(bool forWriting, Deadline deadline) const {
   for (;;) {
-    pollfd entry{socket_, events, 0};
-    const int ready = poll(&entry, 1, MillisecondsUntil(deadline));
+    const int ready = Sockets::Await(socket_, forWriting, MillisecondsUntil(deadline));
     if (ready > 0) {
       return true;
     }
-    if (ready == 0 || errno != EINTR) {
+    if (ready == 0 || !Sockets::IsTransient(Sockets::LastError())) {
       return false;
     }
   }

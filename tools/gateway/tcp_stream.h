@@ -1,14 +1,18 @@
-// A TCP connection with deadlines. The only part of the stores that uses sockets.
+// A TCP connection with deadlines.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <string_view>
 
+struct addrinfo;
+
 namespace Gateway {
 
-// Not thread-safe. Blocks until the deadline at most. After a failure the connection is closed.
+// Not thread-safe, except End. Blocks until the deadline at most. After a failure the connection is
+// closed.
 class TcpStream {
  public:
   using Deadline = std::chrono::steady_clock::time_point;
@@ -27,11 +31,17 @@ class TcpStream {
   // Open, with nothing to read and not closed by the other side: fit for another request.
   bool IsIdle() const;
   void Close();
+  // Ends the connection, on any thread: a call that waits fails when the other side has closed,
+  // too.
+  void End();
 
  private:
-  bool Await(short events, Deadline deadline) const;
+  // Connects to one address. Returns the system's error, or 0.
+  int Start(const addrinfo& address, Deadline deadline);
+  bool Await(bool forWriting, Deadline deadline) const;
 
-  int socket_ = -1;
+  std::mutex lock_;             // guards the socket against End
+  std::ptrdiff_t socket_ = -1;  // negative: none
 };
 
 }  // namespace Gateway

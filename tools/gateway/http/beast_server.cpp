@@ -17,6 +17,15 @@ constexpr int kBacklog = 4096;
 constexpr std::chrono::milliseconds kAcceptPause(100);
 constexpr std::chrono::milliseconds kDrainStep(5);
 
+#ifdef _WIN32
+// Otherwise another program could listen on the same port and take the clients.
+using AddressUse = net::detail::socket_option::boolean<SOL_SOCKET, SO_EXCLUSIVEADDRUSE>;
+#else
+// Lets a restarted server have its port back at once. A port that another program listens on is
+// still refused.
+using AddressUse = tcp::acceptor::reuse_address;
+#endif
+
 std::vector<tcp::endpoint> Resolve(net::io_context& io, const std::string& address, int port) {
   boost::system::error_code failure;
   tcp::resolver resolver(io);
@@ -57,7 +66,7 @@ class HttpServer::Impl {
       Listener listener(io_, role);
       if (listener.Open(endpoint)) {
         if (tls) {
-          listener.tls = std::make_unique<net::ssl::context>(tls.release());
+          listener.tls = std::make_unique<TlsContext>(tls.release());
         }
         listeners_.push_back(std::move(listener));
         return listeners_.back().acceptor.local_endpoint().port();
@@ -81,6 +90,9 @@ class HttpServer::Impl {
 
   void StopOnSignals() {
     signals_.emplace(io_, SIGINT, SIGTERM);
+#ifdef SIGBREAK
+    signals_->add(SIGBREAK);  // Ctrl+Break, and the end of the console
+#endif
     signals_->async_wait([this](const boost::system::error_code& failure, int) {
       if (!failure) {
         // Gives the signals their default effect again.
@@ -127,9 +139,7 @@ class HttpServer::Impl {
       boost::system::error_code failure;
       acceptor.open(endpoint.protocol(), failure);
       if (!failure) {
-        // Lets a restarted server have its port back at once. A port that another program listens
-        // on is still refused.
-        acceptor.set_option(tcp::acceptor::reuse_address(true), failure);
+        acceptor.set_option(AddressUse(true), failure);
         acceptor.bind(endpoint, failure);
       }
       if (!failure) {
@@ -141,7 +151,7 @@ class HttpServer::Impl {
     tcp::acceptor acceptor;
     net::steady_timer pause;
     PortRole role;
-    std::unique_ptr<net::ssl::context> tls;
+    std::unique_ptr<TlsContext> tls;
   };
 
   // This and the following functions run on the control strand.

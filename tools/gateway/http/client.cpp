@@ -1,21 +1,12 @@
 #include "gateway/http/client.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <charconv>
-#include <csignal>
 #include <utility>
 
 namespace Gateway {
 namespace {
-
-constexpr std::size_t kReadSize = std::size_t{64} * 1024;
 
 std::string AuthorityOf(const std::string& url) {
   const std::size_t scheme = url.find("://");
@@ -53,17 +44,12 @@ std::string Hexadecimal(std::size_t number) {
 }  // namespace
 
 HttpClient::HttpClient(const std::string& url)
-    : isSecure_(url.starts_with("https://")), authority_(AuthorityOf(url)) {
-  // OpenSSL writes to sockets whose peer may be gone.
-  std::signal(SIGPIPE, SIG_IGN);
-  if (isSecure_) {
-    context_.reset(SSL_CTX_new(TLS_client_method()));
-  }
+    : authority_(AuthorityOf(url)),
+      stream_(url.starts_with("https://") ? NewTlsStream() : NewPlainStream()) {
+  SetTimeout(std::chrono::seconds(30));
 }
 
-HttpClient::~HttpClient() {
-  Disconnect();
-}
+HttpClient::~HttpClient() = default;
 
 ClientAnswer HttpClient::Get(const std::string& path, const Fields& headers) {
   return Send("GET", path, std::nullopt, headers);
@@ -100,19 +86,13 @@ ClientAnswer HttpClient::PostChunks(const std::string& path,
 }
 
 bool HttpClient::SendRaw(std::string_view bytes) {
-  if (!connection_ && !Connect()) {
+  if (!isConnected_ && !Connect()) {
     return false;
   }
-  while (!bytes.empty()) {
-    const int count = BIO_write(connection_.get(), bytes.data(),
-                                static_cast<int>(std::min(bytes.size(), kReadSize)));
-    if (count <= 0) {
-      Disconnect();
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(count));
+  if (!stream_->Write(bytes)) {
+    Disconnect();
   }
-  return true;
+  return isConnected_;
 }
 
 ClientAnswer HttpClient::ReadAnswer(bool hasBody) {
@@ -139,61 +119,34 @@ std::string HttpClient::ReadSome(std::size_t size) {
 }
 
 bool HttpClient::AwaitClose() {
-  char byte = 0;
-  const ssize_t count = connection_ ? ::recv(socket_, &byte, 1, 0) : 0;
-  return received_.empty() && (count == 0 || (count < 0 && errno == ECONNRESET));
+  const auto end = std::chrono::steady_clock::now() + timeout_;
+  return !Fill() && received_.empty() && std::chrono::steady_clock::now() < end;
 }
 
 void HttpClient::SetTimeout(std::chrono::milliseconds timeout) {
   timeout_ = timeout;
-  const std::scoped_lock guard(lock_);
-  if (socket_ >= 0) {
-    SetSocketOptions(socket_);
+  if (stream_) {
+    stream_->SetTimeout(timeout);
   }
 }
 
 void HttpClient::End() {
-  const std::scoped_lock guard(lock_);
-  if (socket_ >= 0) {
-    ::shutdown(socket_, SHUT_RDWR);
+  if (stream_) {
+    stream_->End();
   }
 }
 
 bool HttpClient::Connect() {
-  connection_.reset(BIO_new_connect(authority_.c_str()));
-  if (!connection_ || BIO_do_connect(connection_.get()) != 1) {
-    connection_.reset();
-    return false;
-  }
-  {
-    const std::scoped_lock guard(lock_);
-    BIO_get_fd(connection_.get(), &socket_);
-    SetSocketOptions(socket_);
-  }
-  if (isSecure_) {
-    BIO* tls = BIO_new_ssl(context_.get(), 1);
-    connection_.reset(BIO_push(tls, connection_.release()));
-    if (BIO_do_handshake(connection_.get()) != 1) {
-      Disconnect();
-      return false;
-    }
-  }
-  return true;
-}
-
-void HttpClient::SetSocketOptions(int socket) const {
-  const int on = 1;
-  ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  const auto ms = timeout_.count();
-  const timeval time{static_cast<time_t>(ms / 1000), static_cast<suseconds_t>(ms % 1000 * 1000)};
-  ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+  isConnected_ = stream_ && stream_->Connect(authority_);
+  return isConnected_;
 }
 
 void HttpClient::Disconnect() {
-  const std::scoped_lock guard(lock_);
-  socket_ = -1;
-  connection_.reset();
+  isConnected_ = false;
   received_.clear();
+  if (stream_) {
+    stream_->Close();
+  }
 }
 
 std::string HttpClient::Head(const std::string& method,
@@ -263,14 +216,7 @@ bool HttpClient::ReadChunks(std::string& body) {
 }
 
 bool HttpClient::Fill() {
-  char buffer[kReadSize];
-  const int count =
-      connection_ ? BIO_read(connection_.get(), buffer, static_cast<int>(sizeof buffer)) : 0;
-  if (count <= 0) {
-    return false;
-  }
-  received_.append(buffer, static_cast<std::size_t>(count));
-  return true;
+  return isConnected_ && stream_->Read(received_);
 }
 
 bool HttpClient::Need(std::size_t size) {

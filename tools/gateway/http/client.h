@@ -1,18 +1,16 @@
 // A blocking HTTP client for the project's tools and tests: one connection, kept open between
-// requests, with or without TLS. Certificates are not verified.
+// requests, with TLS if the URL is of HTTPS. Certificates are not verified.
 #pragma once
-
-#include <openssl/bio.h>
-#include <openssl/ssl.h>
 
 #include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "gateway/http/client_stream.h"
 
 namespace Gateway {
 
@@ -64,15 +62,7 @@ class HttpClient {
   void End();
 
  private:
-  struct BioRelease {
-    void operator()(BIO* bio) const { BIO_free_all(bio); }
-  };
-  struct ContextRelease {
-    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
-  };
-
   bool Connect();
-  void SetSocketOptions(int socket) const;
   void Disconnect();
   std::string Head(const std::string& method, const std::string& path, const Fields& headers) const;
   bool ReadHead(ClientAnswer& answer);
@@ -82,14 +72,11 @@ class HttpClient {
   bool Need(std::size_t size);
   std::optional<std::string> TakeLine();
 
-  const bool isSecure_;
   const std::string authority_;
+  const std::unique_ptr<ClientStream> stream_;  // null: this build has no TLS
+  bool isConnected_ = false;
   bool keepAlive_ = true;
   std::chrono::milliseconds timeout_ = std::chrono::seconds(30);
-  std::unique_ptr<SSL_CTX, ContextRelease> context_;
-  std::unique_ptr<BIO, BioRelease> connection_;
-  std::mutex lock_;  // guards the socket against End
-  int socket_ = -1;
   std::string received_;  // and not yet used
 };
 

@@ -48,7 +48,7 @@ struct ConnectionContext {
 class Connection final : public Answerer, public std::enable_shared_from_this<Connection> {
  public:
   // Borrows both; `tls` may be null.
-  Connection(Socket socket, net::ssl::context* tls, PortRole role, ConnectionContext& context);
+  Connection(Socket socket, TlsContext* tls, PortRole role, ConnectionContext& context);
   ~Connection() override;
 
   // These may be called on any thread.

@@ -70,7 +70,7 @@ inline std::vector<std::shared_ptr<Connection>> ConnectionSet::All() const {
 }
 
 inline Connection::Connection(Socket socket,
-                              net::ssl::context* tls,
+                              TlsContext* tls,
                               PortRole role,
                               ConnectionContext& context)
     : context_(context), role_(role), wire_(std::move(socket), tls), timer_(wire_.get_executor()) {

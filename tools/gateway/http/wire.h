@@ -1,17 +1,17 @@
 // A client's socket, with TLS if its port has it. Part of beast_server.cpp.
 #pragma once
 
-#include <boost/asio.hpp>
-#include <boost/asio/ssl.hpp>
 #include <memory>
 #include <utility>
 
-namespace Gateway {
+#include "gateway/http/socket.h"
+#ifdef GATEWAY_HAS_TLS
+#include "gateway/http/tls.h"
+#else
+#include "gateway/http/no_tls.h"
+#endif
 
-namespace net = boost::asio;
-using tcp = net::ip::tcp;
-using Strand = net::strand<net::io_context::executor_type>;
-using Socket = net::basic_stream_socket<tcp, Strand>;
+namespace Gateway {
 
 // A stream for Asio's composed operations. Used on its strand only.
 class Wire {
@@ -19,12 +19,12 @@ class Wire {
   using executor_type = Strand;
 
   // `context` is borrowed; null for a connection without TLS.
-  Wire(Socket socket, net::ssl::context* context) : socket_(std::move(socket)) {
+  Wire(Socket socket, TlsContext* context) : socket_(std::move(socket)) {
     boost::system::error_code ignored;
     // Short answers do not wait for the peer's acknowledgement.
     socket_.set_option(tcp::no_delay(true), ignored);
     if (context != nullptr) {
-      tls_ = std::make_unique<net::ssl::stream<Socket&>>(socket_, *context);
+      tls_ = std::make_unique<TlsStream>(socket_, *context);
     }
   }
 
@@ -34,7 +34,7 @@ class Wire {
 
   template <typename Handler>
   void Handshake(Handler&& handler) {
-    tls_->async_handshake(net::ssl::stream_base::server, std::forward<Handler>(handler));
+    HandshakeAsServer(*tls_, std::forward<Handler>(handler));
   }
   template <typename Handler>
   void ShutDownTls(Handler&& handler) {
@@ -71,7 +71,7 @@ class Wire {
   }
 
   Socket socket_;
-  std::unique_ptr<net::ssl::stream<Socket&>> tls_;
+  std::unique_ptr<TlsStream> tls_;
 };
 
 }  // namespace Gateway

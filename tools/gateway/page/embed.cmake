@@ -3,7 +3,8 @@
 enable_language(ASM)
 
 # Debian's Chart.js, the only library of the page.
-find_file(CHART_JS chart.min.js PATHS /usr/share/javascript/chart.js NO_DEFAULT_PATH)
+find_file(CHART_JS chart.min.js PATHS /usr/share/javascript/chart.js NO_DEFAULT_PATH
+          NO_CMAKE_FIND_ROOT_PATH)
 if(NOT CHART_JS)
   message(FATAL_ERROR "Chart.js not found: install Debian's package libjs-chart.js (cmake/deps.sh "
                       "does) or set CHART_JS to the path of chart.min.js")

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "gateway/store/tcp_stream.h"
+#include "gateway/tcp_stream.h"
 
 namespace Gateway {
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "gateway/file_path.h"
 #include "gateway/store/clickhouse_client.h"
 
 namespace Gateway {
@@ -16,7 +17,7 @@ bool HasStore(const std::string& where, std::string& error) {
   error = "there is no store " + where;
   if (!IsUrl(where)) {
     std::error_code ignored;
-    return std::filesystem::exists(where, ignored);
+    return std::filesystem::exists(FilePath(where), ignored);
   }
   const auto address = ParseClickHouseUrl(where, error);
   if (!address) {

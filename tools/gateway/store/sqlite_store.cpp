@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "gateway/file_path.h"
 #include "gateway/store/sqlite_eraser.h"
 #include "gateway/store/sqlite_schema.h"
 
@@ -49,11 +50,12 @@ SqliteOptions WithName(SqliteOptions options) {
 Database OpenFile(const SqliteOptions& options) {
   using std::filesystem::perms;
   std::error_code ignored;
-  const bool isNew = !std::filesystem::exists(options.path, ignored);
+  const std::filesystem::path path = FilePath(options.path);
+  const bool isNew = !std::filesystem::exists(path, ignored);
   Database database(options.path, Database::Access::Write, static_cast<int>(options.busy.count()));
   if (isNew) {
     // The log and the index beside the file get its permissions.
-    std::filesystem::permissions(options.path, perms::owner_read | perms::owner_write, ignored);
+    std::filesystem::permissions(path, perms::owner_read | perms::owner_write, ignored);
   }
   PrepareStore(database);
   return database;
