@@ -48,9 +48,11 @@ start() {
   url="http://127.0.0.1:$(cat "$folder/port")"
 }
 
+# Sets `status`. Wine turns SIGINT into Ctrl+C.
 stop() { # SIGNAL
+  status=0
   kill "-$1" "$pid"
-  wait "$pid" 2>/dev/null
+  wait "$pid" 2>/dev/null || status=$?
   pid=
 }
 
@@ -72,7 +74,9 @@ page=$(curl -s --max-time 30 -H 'Accept: text/html' "$url/")
 stop KILL
 start
 [ "$(events)" = "$before" ] || fail "after a restart: $(events) instead of $before"
-stop KILL
+stop INT
+[ "$status" = 0 ] || fail "status $status after Ctrl+C: $(cat "$folder/log")"
+[ ! -e "$folder/port" ] || fail "the port file is still there"
 
 [ "$failed" = 0 ] || exit 1
 echo "windows_program_test.sh: good"
