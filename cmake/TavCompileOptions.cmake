@@ -23,10 +23,14 @@ set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 add_compile_options(-ffunction-sections -fdata-sections)
 # The product contains no path of the build machine, so that two checkouts give the same bytes. Other
 # builds keep the paths for debuggers.
-foreach(mapping IN ITEMS "${CMAKE_SOURCE_DIR}=." "${CMAKE_BINARY_DIR}=build")
-  add_compile_options("$<$<CONFIG:Release>:-ffile-prefix-map=${mapping}>")
-endforeach()
+set(tav_prefix_map "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=."
+                   "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
+add_compile_options("$<$<CONFIG:Release>:${tav_prefix_map}>")
 add_link_options(-Wl,--gc-sections)
+if(MINGW)
+  # Without a time stamp builds are reproducible.
+  add_link_options(-Wl,--no-insert-timestamp)
+endif()
 
 target_compile_options(tav_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow

@@ -1,13 +1,18 @@
 # zlib and jansson, the library's only dependencies: linked statically into the DLL for Windows, the
-# system's packages in native builds; and CLI11 for the tools.
+# system's packages in native builds; and CLI11 for the tools. A project that this one is part of may
+# have defined the targets of the two libraries itself.
 
 if(WIN32)
   set(ZLIB_USE_STATIC_LIBS ON)
 endif()
-find_package(ZLIB REQUIRED)
+if(NOT TARGET ZLIB::ZLIB)
+  find_package(ZLIB REQUIRED)
+endif()
 
 # Debian's native package of jansson has no CMake configuration; vcpkg and a build from source do.
-find_package(jansson CONFIG QUIET)
+if(NOT TARGET jansson::jansson)
+  find_package(jansson CONFIG QUIET)
+endif()
 if(NOT TARGET jansson::jansson)
   find_path(JANSSON_INCLUDE_DIR jansson.h)
   find_library(JANSSON_LIBRARY jansson)
@@ -22,6 +27,10 @@ endif()
 
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
+
+if(NOT TAV_BUILD_TOOLS)
+  return()
+endif()
 
 # tav_find_headers(<target> <header>)
 # A library that is headers only. Debian's package suits every system, but the folder it is in also has

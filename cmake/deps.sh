@@ -7,6 +7,7 @@
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
 #   bindings  compilers and run-times for the tests of the bindings for other languages
+#   package   what packs releases and checks them
 #   lint      clang-format, clang-tidy, shellcheck, Node.js
 #   web       Chromium without a window and Node.js, to test the gateway's page; nginx and curl, to
 #             test examples/deploy; ClickHouse, to test the gateway's store. The services of nginx
@@ -41,6 +42,7 @@ packages_of() {
       echo python3 mono-mcs rustc libstd-rust-dev-windows
       unless_found npm npm
       ;;
+    package) echo zip libxml2-utils ;;
     lint)
       echo clang-format-19 clang-tidy-19 shellcheck
       unless_found node nodejs
@@ -126,9 +128,11 @@ build_zlib() {
       *) level=-Os ;;
     esac
     objects+=("$source/$file.o")
-    # The input of link-time optimisation contains the name of the source file as it is given here.
-    (cd "$source" && $triplet-gcc-posix $level "${library_flags[@]}" -DDYNAMIC_CRC_TABLE \
-      "-frandom-seed=$file" -c $file.c -o $file.o) || return 1
+    # The input of link-time optimisation contains the name of the source file, and for a relative one
+    # the current folder. Both would get into the symbol file of the DLL.
+    $triplet-gcc-posix $level "${library_flags[@]}" -DDYNAMIC_CRC_TABLE \
+      "-ffile-prefix-map=$source=/zlib" "-frandom-seed=$file" \
+      -c "$source/$file.c" -o "$source/$file.o" || return 1
   done
   $triplet-gcc-ar-posix rcsD "$prefix/lib/libz.a" "${objects[@]}" &&
     cp "$source/zlib.h" "$source/zconf.h" "$prefix/include/"
@@ -139,7 +143,7 @@ build_jansson() {
   cmake -S "$source" -B "$source/build" -G Ninja -Wno-dev \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
     -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS_RELEASE=-Os \
-    -DCMAKE_C_FLAGS="${library_flags[*]} -ffile-prefix-map=$source=. -frandom-seed=jansson" \
+    -DCMAKE_C_FLAGS="${library_flags[*]} -ffile-prefix-map=$source=/jansson -frandom-seed=jansson" \
     -DJANSSON_BUILD_DOCS=OFF -DJANSSON_EXAMPLES=OFF -DJANSSON_WITHOUT_TESTS=ON \
     -DJANSSON_BUILD_SHARED_LIBS=OFF &&
     cmake --build "$source/build" &&

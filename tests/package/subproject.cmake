@@ -1,0 +1,27 @@
+# Configures tests/package/subproject with FetchContent and with add_subdirectory, builds it, runs it
+# and checks the record that it writes.
+#
+#   cmake -D WORK=... -P subproject.cmake
+#
+# The contents of WORK are deleted. cmake/deps.sh must have built the libraries.
+cmake_minimum_required(VERSION 3.25)
+include("${CMAKE_CURRENT_LIST_DIR}/run_command.cmake")
+get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
+
+file(REMOVE_RECURSE "${WORK}")
+foreach(way IN ITEMS FetchContent add_subdirectory)
+  run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/subproject" -B "${WORK}/${way}" -G Ninja
+      "-DCMAKE_TOOLCHAIN_FILE=${source}/cmake/mingw-w64.cmake" -DCMAKE_BUILD_TYPE=Debug
+      "-DTAV_SOURCE=${source}" "-DTAV_WAY=${way}")
+endforeach()
+
+set(build "${WORK}/FetchContent")
+run("${CMAKE_COMMAND}" --build "${build}" --target consumer)
+set(ENV{TAV_GATEWAY} "file://${WORK}/records.json")
+set(ENV{TAV_CONFIGURATOR} "null://")
+run("${source}/tools/wine/run.sh" "${build}/consumer.exe")
+file(READ "${WORK}/records.json" records)
+if(NOT records MATCHES "\"m\":\"DocumentOpened\"")
+  message(FATAL_ERROR "the event is not in the records: ${records}")
+endif()
+message("   the library as a part of another project: only its own targets, and a host that reports")
