@@ -80,8 +80,10 @@
 // Waits. Returns after the library's thread has done everything that was queued before, and then
 // this request. A send in progress is interrupted for it after about a second, or when the request
 // under way ends. Requests of several threads are served one after another. There is no time limit:
-// see Commit for the time that a request can take. Not for the thread of a user interface. Not
-// allowed on the threads of the library, that is, in a sink.
+// see Commit for the time that a request can take. GetEndpointIdentifier, GetLastServerAccessTime
+// and GetLastActiveTime are answered while a request to a server is under way, before what else is
+// queued then. Not for the thread of a user interface. Not allowed on the threads of the library,
+// that is, in a sink.
 //
 // Setting. A slot marked "Setting" is called before Initialize, for the run that Initialize starts.
 // Terminate resets the setting to its initial value. Called while the library runs, the slot has no

@@ -89,8 +89,8 @@ class NativeThread {
   WaitResult Join(int milliseconds) noexcept;
 
   // Waits for the event, or for the end of the thread by whatever means: then ThreadEnded, unless
-  // the event is set. A negative time waits without limit. Threads that wait at the same time must
-  // wait for the same event. If no thread was started, waits for the event only.
+  // the event is set. A negative time waits without limit. If no thread was started, waits for the
+  // event only.
   WaitResult WaitForEvent(AutoResetEvent& event, int milliseconds) noexcept;
 
   bool Valid() const { return impl_ != nullptr; }

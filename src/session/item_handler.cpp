@@ -21,11 +21,12 @@ void ItemHandler::ProcessWork(Work work, const Now& now) {
   if (!holding_) {
     intake_.OnQueueTaken(now);
   }
-  for (WorkList* const items : {&left_, &work.items}) {
-    while (WorkItemPtr item = items->TakeFirst()) {
-      TakeEvents(item->position, now);
-      ProcessSafely(std::move(item), now);
-    }
+  left_.AppendAll(std::move(work.items));
+  // A Commit calls Serve, which leaves newer items behind these.
+  while (SomeLeft() && left_.First()->position <= work.end) {
+    WorkItemPtr item = left_.TakeFirst();
+    TakeEvents(item->position, now);
+    ProcessSafely(std::move(item), now);
   }
   TakeEvents(work.end, now);
   ReportRefused();
@@ -39,15 +40,21 @@ void ItemHandler::Serve() {
   if (!SomeLeft()) {
     intake_.OnQueueTaken(now);
   }
-  while (WorkItemPtr item = work.items.TakeFirst()) {
-    if (SomeLeft() || item->code != ItemCode::Sync) {
-      left_.Append(std::move(item));
-      continue;
-    }
-    TakeEvents(item->position, now);
-    ProcessSafely(std::move(item), now);
-  }
+  left_.AppendAll(std::move(work.items));
+  AnswerQuestions(now);
   TakeEvents(SomeLeft() ? left_.First()->position : work.end, now);
+}
+
+void ItemHandler::AnswerQuestions(const Now& now) {
+  WorkList others;
+  while (WorkItemPtr item = left_.TakeFirst()) {
+    if (item->code == ItemCode::Sync) {
+      ProcessSafely(std::move(item), now);
+    } else {
+      others.Append(std::move(item));
+    }
+  }
+  left_.AppendAll(std::move(others));
 }
 
 // An event whose handling throws is dropped with a message.
@@ -122,8 +129,9 @@ void ItemHandler::Release(const Now& now) {
 
 void ItemHandler::AnswerFailed(ItemCode code) {
   commitPending_ = commitPending_ && code != ItemCode::Commit;
-  if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData ||
-      code == ItemCode::Sync) {
+  if (code == ItemCode::Sync) {
+    thread_.WakeReady(Thread::Ready::Question);
+  } else if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData) {
     thread_.WakeReady();
   }
 }
@@ -171,7 +179,7 @@ void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
     case ItemCode::Sync:
       TAV_DEBUG("SM: Sync. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
       requests_.endpointId = app_.Machine().EndpointId();
-      thread_.WakeReady();
+      thread_.WakeReady(Thread::Ready::Question);
       TAV_DEBUG("SM: Sync done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
       return;
   }

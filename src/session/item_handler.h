@@ -33,8 +33,9 @@ class ItemHandler final : public RecordStore::Meanwhile {
   // In order. An item whose handling throws is dropped with a message; a host that waits still gets
   // an answer.
   void ProcessWork(Work work, const Now& now);
-  // While a request to the server is in flight: takes the queue and handles it up to the first item
-  // that concerns the sending or the records, which is any but Sync. ProcessWork handles the rest.
+  // While something else takes long, such as a request to the server: takes the queue, answers all
+  // questions (Sync items), which depend on no other item, and handles the events before the first
+  // other item. ProcessWork handles the rest, in order.
   void Serve() override;
   // Whether there is such a rest.
   bool SomeLeft() const { return !left_.Empty(); }
@@ -70,6 +71,7 @@ class ItemHandler final : public RecordStore::Meanwhile {
   void TakeEvents(EventLog::Position end, const Now& now);
   void OnEvent(const EventLog::Item& event, const Now& now);
   void ReportRefused();
+  void AnswerQuestions(const Now& now);
   void OnCommit();
   void SendForCommit();
   void OnPullData();
@@ -85,7 +87,7 @@ class ItemHandler final : public RecordStore::Meanwhile {
   EventLog::Position taken_ = 0;    // events before it are handled
   EventLog::Position heldEnd_ = 0;  // while holding: events before it were queued
   WorkList held_;
-  WorkList left_;  // by Serve
+  WorkList left_;  // taken from the queue, not handled yet
   bool holding_ = false;
   bool commitPending_ = false;
   bool terminating_ = false;

@@ -41,7 +41,7 @@ class RecordStore {
       meanwhile_->Serve();
     }
   }
-  // What PrepareRoom also does, for the time of a send. Borrowed; null for nothing.
+  // What PrepareRoom also does. Borrowed; null for nothing.
   class Meanwhile {
    public:
     virtual void Serve() = 0;

@@ -146,11 +146,11 @@ SessionManager::Answer SessionManager::Ask(ItemCode code,
   }
   std::optional<Platform::WaitResult> result;
   {
-    const std::lock_guard turn(requestLock_);
+    const std::lock_guard turn(isSync ? questionLock_ : requestLock_);
     if (item != nullptr && Running()) {
       prepare();
       queue_.AddItem(std::move(item));
-      result = AwaitReady(-1);
+      result = AwaitReady(-1, isSync ? Ready::Question : Ready::Request);
       if (*result == Platform::WaitResult::ThreadEnded && Killed()) {
         return Answer::Killed;
       }

@@ -37,13 +37,15 @@ class SessionManager final : public Thread {
 
   // Synchronous requests. Each waits, without limit, until the session thread has handled all
   // earlier items and the request itself, which may include a send, or has ended. Concurrent
-  // requests are served one after another. If the thread was killed: not sent, null, empty, -1.
+  // requests are served one after another. If the thread was killed: not sent or null.
   CommitResult Commit();
   // Removes the oldest record and returns it as a data block, which the caller frees with
   // std::free. Null when there is none.
   char* PullData();
   // Takes a data block back; anything else is rejected with a warning.
   void PushData(std::string_view block);
+  // Questions wait in the same way, but not for a request to the server: they are answered
+  // meanwhile, before earlier items of other kinds. If the thread was killed: empty, -1.
   std::string GetEndpointInstance();
   // Days since 1970, 0 for never.
   long GetLastServerAccessTime();
@@ -81,8 +83,10 @@ class SessionManager final : public Thread {
   bool testFlag_ = false;
   WorkQueue queue_;
   ImpliedSession impliedSession_;
-  WorkItemPtr termItem_;        // made at the start, so that the end needs no memory
-  Platform::Lock requestLock_;  // one synchronous request at a time; nothing is logged meanwhile
+  WorkItemPtr termItem_;  // made at the start, so that the end needs no memory
+  // One synchronous request, and one question, at a time. Nothing is logged meanwhile.
+  Platform::Lock requestLock_;
+  Platform::Lock questionLock_;
   std::unique_ptr<SessionThread> sessionThread_;
 };
 

@@ -23,7 +23,7 @@ constexpr int kPauseAfterFailure = 1;
 constexpr int kMaxTimedWait = 60;
 
 // While it exists, hosts that ask for the endpoint or the day stamps do not wait for a server that
-// is silent or slow, unless a request that must wait for it is before them in the queue.
+// is silent or slow, whatever other hosts wait for.
 class ServeMeanwhile {
  public:
   explicit ServeMeanwhile(RunParts& parts) : store_(parts.delivery.Store()) {
@@ -62,6 +62,7 @@ void SessionThread::ProcessData() {
   parts_.delivery.Schedule().SetInitialWaitTime(ReadClocks(), store.CacheSize(),
                                                 store.OldestCached());
   parts_.items.Release(ReadClocks());
+  const ServeMeanwhile serve(parts_);
   int minTimeout = 0;
   while (!parts_.items.Terminating()) {
     // What fails for one record or event must not end the thread.
@@ -121,7 +122,6 @@ void SessionThread::SendOrFlush() {
   } else {
     due = parts_.delivery.IsSendDue(parts_.items.Suspended());
     if (due) {
-      const ServeMeanwhile serve(parts_);
       parts_.delivery.SendSome();
     }
   }

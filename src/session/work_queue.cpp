@@ -60,6 +60,12 @@ void WorkList::Append(WorkItemPtr item) {
   ++count_;
 }
 
+void WorkList::AppendAll(WorkList&& other) {
+  while (WorkItemPtr item = other.TakeFirst()) {
+    Append(std::move(item));
+  }
+}
+
 WorkItemPtr WorkList::TakeFirst() {
   WorkItem* const first = head_;
   if (first != nullptr) {

@@ -59,6 +59,7 @@ class WorkList {
   // Borrowed; null when empty.
   const WorkItem* First() const { return head_; }
   void Append(WorkItemPtr item);
+  void AppendAll(WorkList&& other);
   WorkItemPtr TakeFirst();
 
  private:
@@ -69,8 +70,8 @@ class WorkList {
 
 enum class CommitResult { Sent, NotSent, CacheWriteFailed };
 
-// The arguments and results of synchronous requests. A host writes them before it queues the
-// request and reads them after the answer; in between they belong to the session thread.
+// The arguments and results of synchronous requests. A host writes those of its request before it
+// queues it and reads them after the answer; in between they belong to the session thread.
 struct RequestData {
   CommitResult commit = CommitResult::NotSent;
   std::string endpointId;   // empty while it is unknown

@@ -17,7 +17,7 @@ constinit std::atomic<int> runningThreads{0};
 
 Thread::Thread() {
   TAV_DEBUG("TH: ctor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  for (const Platform::AutoResetEvent* event : {&work_, &ready_}) {
+  for (const Platform::AutoResetEvent* event : {&work_, &ready_, &questionReady_}) {
     if (!event->Valid()) {
       LogError("$Failed to created event for thread");
     }
@@ -60,6 +60,7 @@ void Thread::Entry(void* argument) {
   thread->running_.store(false, std::memory_order_release);
   // A host whose request came just before the end must not wait for its answer.
   thread->ready_.Set();
+  thread->questionReady_.Set();
   TAV_DEBUG("TH: Thread entry. No longer running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
   thread->Release();
   runningThreads.fetch_sub(1, std::memory_order_release);
@@ -103,12 +104,12 @@ void Thread::LogWaitReady(int milliseconds) const {
             TAV_WHERE);
 }
 
-Platform::WaitResult Thread::AwaitReady(int milliseconds) {
+Platform::WaitResult Thread::AwaitReady(int milliseconds, Ready kind) {
   const int32_t delay = waitDelay_.load(std::memory_order_relaxed);
   if (delay > 0) {
     Platform::SleepMilliseconds(delay);
   }
-  return native_.WaitForEvent(ready_, milliseconds);
+  return native_.WaitForEvent(EventOf(kind), milliseconds);
 }
 
 void Thread::LogReady(Platform::WaitResult result) {
@@ -128,9 +129,9 @@ void Thread::LogReady(Platform::WaitResult result) {
   }
 }
 
-void Thread::WakeReady() {
+void Thread::WakeReady(Ready kind) {
   TAV_DEBUG("TH: WakeReady. Setting event. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
-  ready_.Set();
+  EventOf(kind).Set();
   TAV_DEBUG("TH: WakeReady. Setting event done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
 }
 

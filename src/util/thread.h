@@ -1,5 +1,5 @@
 // The base class of the library's worker threads: a native thread with a work signal, a lock for
-// the derived class's queue, and a ready signal that answers host threads.
+// the derived class's queue, and ready signals that answer host threads.
 #pragma once
 
 #include <atomic>
@@ -15,6 +15,9 @@ class Thread {
  public:
   // What Wait waits for.
   enum class WaitFor { Work, End };
+  // Synchronous requests that may be answered independently of each other: each kind has a ready
+  // event of its own, for which one host waits at a time.
+  enum class Ready { Request, Question };
 
   Thread();
   Thread(const Thread&) = delete;
@@ -42,10 +45,10 @@ class Thread {
   // The steps of WaitReady. A caller that takes turns with other threads does so for the second
   // one, which logs nothing.
   void LogWaitReady(int milliseconds) const;
-  Platform::WaitResult AwaitReady(int milliseconds);
+  Platform::WaitResult AwaitReady(int milliseconds, Ready kind = Ready::Request);
   static void LogReady(Platform::WaitResult result);
   // Called by this thread: releases one waiting host thread, or the next one that waits.
-  void WakeReady();
+  void WakeReady(Ready kind = Ready::Request);
 
   // Waits for the end of the thread, a negative time without limit. Does not tell whether it ended.
   void Join(int milliseconds);
@@ -72,10 +75,14 @@ class Thread {
 
  private:
   static void Entry(void* argument);
+  Platform::AutoResetEvent& EventOf(Ready kind) {
+    return kind == Ready::Question ? questionReady_ : ready_;
+  }
 
   Platform::NativeThread native_;
   Platform::AutoResetEvent work_;
   Platform::AutoResetEvent ready_;
+  Platform::AutoResetEvent questionReady_;
   Platform::Lock lock_;
   std::atomic<int32_t> references_{1};
   std::atomic<bool> running_{false};

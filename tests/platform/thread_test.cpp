@@ -156,6 +156,7 @@ void ExitInTheMiddle(void* argument) {
 
 TEST(NativeThreadTest, AWaitForAnEventEndsWithTheThread) {
   AutoResetEvent event;
+  AutoResetEvent other;
   NativeThread none;
   EXPECT_EQ(none.WaitForEvent(event, 0), WaitResult::TimedOut);
   Held held;
@@ -165,8 +166,10 @@ TEST(NativeThreadTest, AWaitForAnEventEndsWithTheThread) {
   event.Set();
   EXPECT_EQ(thread.WaitForEvent(event, -1), WaitResult::Signalled);
   std::vector<std::thread> hosts;
-  for (int i = 0; i < 3; ++i) {
-    hosts.emplace_back([&] { EXPECT_EQ(thread.WaitForEvent(event, -1), WaitResult::ThreadEnded); });
+  for (AutoResetEvent* const awaited : {&event, &other, &event}) {
+    hosts.emplace_back([&thread, awaited] {
+      EXPECT_EQ(thread.WaitForEvent(*awaited, -1), WaitResult::ThreadEnded);
+    });
   }
   held.release.Set();
   for (std::thread& host : hosts) {

@@ -263,6 +263,36 @@ TEST_F(SendingTest, ASilentServerHoldsNoHostUp) {
   EXPECT_EQ(Gateway::Events().back(), "fresh");
 }
 
+// A Commit waits for the server, which has its record and does not answer. Questions of other hosts
+// wait neither for it nor for what was queued before them; that is done later, in order.
+TEST_F(SendingTest, QuestionsDoNotWaitBehindRequestsThatDo) {
+  HoldEachRecord();
+  Start();
+  Log("one");
+  std::atomic<bool> committed = false;
+  std::thread committing([&] {
+    EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
+    committed = true;
+  });
+  EXPECT_TRUE(Testing::Eventually([] { return Gateway::attempts == 1; }));
+  manager_->Suspend();
+  ChangeProduct("Edition", "Pro");
+  manager_->Resume();
+  std::thread pulling([&] { std::free(manager_->PullData()); });
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(manager_->GetEndpointInstance().empty());
+    EXPECT_GE(manager_->GetLastActiveTime(), 0);
+  }
+  EXPECT_FALSE(committed) << "answered while the record was in flight";
+  EXPECT_EQ(log_.Find("SM: ProdEnv"), "");
+  Gateway::gate = nullptr;
+  Pass();
+  committing.join();
+  pulling.join();
+  EXPECT_EQ(log_.Find("SM: ProdEnv"), "SM: ProdEnv");
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one"}));
+}
+
 // The answer to the first record waits until another one is built.
 TEST_F(SendingTest, AFewRecordsAreBuiltWhileOneTravels) {
   static constexpr char kBuilt[] = "SM: ProcessEventList: jsonRec added";

@@ -22,25 +22,30 @@ class EventState {
 
   enum class Afterwards { Keep, Lower };
 
-  // Sets the flag and wakes one waiter; wakes all waiters of the follower.
+  // Another event whose waiters also wait for this one.
+  struct Follower {
+    EventState& event;
+    Follower* next = nullptr;
+  };
+
+  // Sets the flag and wakes one waiter; wakes all waiters of the followers.
   void Raise();
   bool Raised() const { return raised_.load(std::memory_order_acquire); }
   // Waits until the flag is set; a negative time waits without limit. Ends with ThreadEnded when
-  // `end` is raised, whose follower must be this object.
+  // `end` is raised, which this object must follow.
   WaitResult Wait(int milliseconds,
                   Afterwards afterwards,
                   const EventState* end = nullptr) noexcept;
 
-  // Between the two calls, which may nest, `follower` is the follower.
-  void AddFollower(EventState& follower);
-  void RemoveFollower();
+  // Borrows `follower` until it is removed.
+  void AddFollower(Follower& follower);
+  void RemoveFollower(Follower& follower);
 
  private:
   pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
   pthread_cond_t condition_;
   std::atomic<bool> raised_{false};  // changed with the mutex held
-  EventState* follower_ = nullptr;
-  int follows_ = 0;
+  Follower* followers_ = nullptr;    // guarded by the mutex
 };
 
 timespec DeadlineIn(int milliseconds) {
@@ -72,24 +77,28 @@ void EventState::Raise() {
   pthread_mutex_lock(&mutex_);
   raised_.store(true, std::memory_order_release);
   pthread_cond_signal(&condition_);
-  if (follows_ > 0) {
-    pthread_mutex_lock(&follower_->mutex_);
-    pthread_cond_broadcast(&follower_->condition_);
-    pthread_mutex_unlock(&follower_->mutex_);
+  for (const Follower* follower = followers_; follower; follower = follower->next) {
+    pthread_mutex_lock(&follower->event.mutex_);
+    pthread_cond_broadcast(&follower->event.condition_);
+    pthread_mutex_unlock(&follower->event.mutex_);
   }
   pthread_mutex_unlock(&mutex_);
 }
 
-void EventState::AddFollower(EventState& follower) {
+void EventState::AddFollower(Follower& follower) {
   pthread_mutex_lock(&mutex_);
-  follower_ = &follower;
-  ++follows_;
+  follower.next = followers_;
+  followers_ = &follower;
   pthread_mutex_unlock(&mutex_);
 }
 
-void EventState::RemoveFollower() {
+void EventState::RemoveFollower(Follower& follower) {
   pthread_mutex_lock(&mutex_);
-  --follows_;
+  Follower** link = &followers_;
+  while (*link != &follower) {
+    link = &(*link)->next;
+  }
+  *link = follower.next;
   pthread_mutex_unlock(&mutex_);
 }
 
@@ -254,9 +263,10 @@ WaitResult NativeThread::WaitForEvent(AutoResetEvent& event, int milliseconds) n
   }
   EventState& ended = static_cast<ThreadState*>(impl_)->ended;
   auto* const awaited = static_cast<EventState*>(event.impl_);
-  ended.AddFollower(*awaited);
+  EventState::Follower follower{*awaited};
+  ended.AddFollower(follower);
   const WaitResult result = awaited->Wait(milliseconds, EventState::Afterwards::Lower, &ended);
-  ended.RemoveFollower();
+  ended.RemoveFollower(follower);
   return result;
 }
 
