@@ -219,6 +219,11 @@ void EventLog::EndMigration(const Migration& migration) {
   }
 }
 
+void EventLog::FailMigration() {
+  bytes_ -= kSegmentSize;
+  FailFile();
+}
+
 std::optional<EventLog::Item> EventLog::Next(Position cursor, Position end) {
   const auto cursorNumber = static_cast<uint32_t>(cursor >> 32);
   for (size_t i = uses_.IndexOf(cursorNumber); i < uses_.Count(); ++i) {

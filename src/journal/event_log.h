@@ -91,12 +91,14 @@ class EventLog {
   };
   std::optional<Migration> BeginMigration();
   void EndMigration(const Migration& migration);
+  // After Copy has failed: gives the file up, with the segment that was to be filled.
+  void FailMigration();
 
   // Without the lock, session thread.
 
   // Copies the entries. The first word is stored last, in a single store, so that a file never has
-  // half a segment or entries that were settled before. False if the file must be given up; the
-  // migration then ends here.
+  // half a segment or entries that were settled before. False if the file must be given up; then
+  // call FailMigration.
   static bool Copy(const Migration& migration);
 
   struct Item {

@@ -113,7 +113,8 @@ void RunJournal::MoveToFile() {
   while (const std::optional<EventLog::Migration> migration =
              queue_.WithLog([](EventLog& log) { return log.BeginMigration(); })) {
     const bool copied = EventLog::Copy(*migration);
-    queue_.WithLog([&](EventLog& log) { copied ? log.EndMigration(*migration) : log.FailFile(); });
+    queue_.WithLog(
+        [&](EventLog& log) { copied ? log.EndMigration(*migration) : log.FailMigration(); });
   }
 }
 

@@ -174,6 +174,21 @@ TEST_F(EventLogTest, AFullLogRefusesTheNewestAndCountsThem) {
   EXPECT_TRUE(Append());
 }
 
+// The segment into which a migration failed no longer counts.
+TEST_F(EventLogTest, AFileThatIsGivenUpTakesNoRoomFromMemory) {
+  Fill(2);
+  AddRoom();  // in use at once
+  AddRoom();
+  ASSERT_TRUE(log_->BeginMigration());
+  log_->FailMigration();
+  EXPECT_TRUE(log_->FileFailed());
+  log_->Settle(log_->End());
+  const int before = appended_;
+  while (Append(kMaxEntrySize - 100)) {
+  }
+  EXPECT_EQ(static_cast<size_t>(appended_ - before), EventLog::kMaxSegments);
+}
+
 TEST_F(EventLogTest, AVerdictIsKept) {
   AddRoom();
   ASSERT_TRUE(Append());
