@@ -247,6 +247,21 @@ std::optional<EventLog::Item> EventLog::Next(Position cursor, Position end) {
   return std::nullopt;
 }
 
+bool EventLog::AreInFile(Position begin, Position end) const {
+  const auto first = static_cast<uint32_t>(begin >> 32);
+  const auto last = static_cast<uint32_t>(end >> 32);
+  for (size_t i = uses_.IndexOf(first); i < uses_.Count() && uses_.At(i).number <= last; ++i) {
+    const Use& use = uses_.At(i);
+    const uint32_t from = use.number == first ? static_cast<uint32_t>(begin) : 0;
+    const uint32_t to = use.number == last ? static_cast<uint32_t>(end) : use.end;
+    if (from < to &&
+        !(use.mapped && use.segment.Number() == use.number && use.segment.CanRead(from, to))) {
+      return false;
+    }
+  }
+  return true;
+}
+
 void EventLog::SetVerdict(Position entry, Verdict verdict) {
   const size_t index = uses_.IndexOf(static_cast<uint32_t>(entry >> 32));
   if (index < uses_.Count()) {

@@ -113,6 +113,8 @@ class EventLog {
   // segment.
   bool TakeReadFailure() { return std::exchange(copy_.failed, false); }
   void SetVerdict(Position entry, Verdict verdict);
+  // Whether the entries from `begin` on and before `end` are in the file, where they can be read.
+  bool AreInFile(Position begin, Position end) const;
 
  private:
   static constexpr size_t kLowRoom = 4;  // not more than RunJournal keeps ready

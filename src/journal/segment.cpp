@@ -90,6 +90,17 @@ void Segment::SetVerdict(uint32_t offset, Verdict verdict) {
   CopyGuarded(memory_ + offset + kVerdictAt, &value, sizeof value);
 }
 
+bool Segment::CanRead(uint32_t begin, uint32_t end) const {
+  constexpr uint32_t kPage = 4096;
+  uint64_t word = 0;
+  for (uint32_t at = begin / kPage * kPage; at < end; at += kPage) {
+    if (!LoadGuarded(memory_ + at, word)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool Segment::DamagedAt(uint32_t offset) const {
   uint64_t head[2] = {};
   return offset + kEntryHeaderSize <= size_ && CopyGuarded(head, memory_ + offset, sizeof head) &&

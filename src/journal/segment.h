@@ -62,6 +62,8 @@ class Segment {
   // is of the copy and valid until the next entry is read into it.
   std::optional<EntryView> At(uint32_t offset, EntryCopy* copy = nullptr) const;
   void SetVerdict(uint32_t offset, Verdict verdict);
+  // Whether the pages from offset `begin` on and before `end` can be loaded.
+  bool CanRead(uint32_t begin, uint32_t end) const;
 
   // Whether a damaged entry, and not free space, follows the last entry, at `offset`.
   bool DamagedAt(uint32_t offset) const;

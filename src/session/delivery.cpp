@@ -227,16 +227,26 @@ void Delivery::CacheUnsent() {
     return;
   }
   TAV_DEBUG("SM: ProcessTermination: writing records to cache");
-  const bool mayStay = journal_.HasFile();
-  Flush(mayStay ? Platform::MonotonicMilliseconds() + uploader_.TimeToDeadline() + kMaxLastFlush
-                : INT64_MAX);
-  if (!mayStay) {
-    store_.SetMaxMemory(INT32_MAX);  // to know what is lost
-    ProcessEventList(true);
+  const int64_t end =
+      Platform::MonotonicMilliseconds() + uploader_.TimeToDeadline() + kMaxLastFlush;
+  Flush(end);
+  ReportLost(end);
+}
+
+// Builds records of the events that no later run finds, to count what is lost, while time permits.
+void Delivery::ReportLost(int64_t end) {
+  const PendingEvents& pending = batch_.Pending();
+  store_.SetMaxMemory(INT32_MAX);
+  while (!pending.Empty() && !journal_.Keeps(pending.Begin(), pending.End()) &&
+         Platform::MonotonicMilliseconds() < end) {
+    BuildNext(true);
   }
   if (const RecordStore::Unprotected lost = store_.FindUnprotected(); lost.count > 0) {
     LogWarning("SM: %d records (%d bytes) could be neither sent nor stored and are lost",
                lost.count, static_cast<int>(lost.bytes));
+  }
+  if (!pending.Empty() && !journal_.Keeps(pending.Begin(), pending.End())) {
+    LogWarning("SM: Events that could be neither sent nor stored are lost");
   }
 }
 

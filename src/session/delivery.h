@@ -75,8 +75,8 @@ class Delivery final : RecordSupply {
 
   // At the end of a run: sends if the schedule allows it.
   void SendAtTermination();
-  // After SendAtTermination: caches what is unsent while time permits, and logs what is lost. The
-  // rest stays in the journal.
+  // After SendAtTermination: caches what is unsent while time permits. The rest stays in the
+  // journal; what is not there is lost, and the log says so.
   void CacheUnsent();
 
   SendSchedule& Schedule() { return schedule_; }
@@ -92,6 +92,7 @@ class Delivery final : RecordSupply {
   void CheckSendThreshold(bool suspended);
   bool FlushToCache();
   void Flush(int64_t end);
+  void ReportLost(int64_t end);
 
   AppStatus& app_;
   DayStamps& stamps_;

@@ -136,6 +136,10 @@ void RunJournal::CheckFile() {
   }
 }
 
+bool RunJournal::Keeps(EventLog::Position begin, EventLog::Position end) const {
+  return HasFile() || (file_ != nullptr && queue_.Log().AreInFile(begin, end));
+}
+
 // A file that is mapped cannot be made shorter.
 void RunJournal::Shrink() {
   if (!HasFile() || file_->Size() <= kMaxIdleSize || Platform::MonotonicMilliseconds() < retryAt_ ||

@@ -30,6 +30,9 @@ class RunJournal final : public LeaseLog {
   void Open(const std::string& directory, std::string_view prefix, const RunBlock& run);
   // Whether events that are neither sent nor cached survive the run.
   bool HasFile() const { return file_ != nullptr && !fileFailed_; }
+  // Whether a later run finds the unsettled events from `begin` on and before `end`, also in a file
+  // that was given up.
+  bool Keeps(EventLog::Position begin, EventLog::Position end) const;
   // The name of the file; empty if there is none.
   const std::string& FileName() const { return name_; }
   // Replaces the description of the run.

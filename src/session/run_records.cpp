@@ -1,5 +1,7 @@
 #include "session/run_records.h"
 
+#include <algorithm>
+
 #include "util/logger.h"
 
 namespace Tav {
@@ -67,14 +69,18 @@ void RunRecords::DropBeyondBound(UnsentChanges& changes) {
   }
 }
 
+// The events of a record begin where those of the record before it end. One that has moved behind
+// others counts as if it began with the first unsettled event.
 RunRecords::Unprotected RunRecords::FindUnprotected() const {
   Unprotected found;
+  uint64_t end = settled_;
   for (const BuiltRecord* record = records_.First(); record; record = record->next.get()) {
     const bool settled = record->logEnd == 0 || (!held_ && record->logEnd <= settled_);
-    if (settled || !journal_.HasFile()) {
+    if (settled || !journal_.Keeps(record->logEnd > end ? end : settled_, record->logEnd)) {
       ++found.count;
       found.bytes += record->Size();
     }
+    end = std::max(end, record->logEnd);
   }
   return found;
 }

@@ -2,6 +2,7 @@
 #include "session/run_journal.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -91,6 +92,63 @@ TEST_F(RunJournalTest, HostsGoOnInMemoryAndOneLineTells) {
     EXPECT_EQ(Warnings(), 1) << "that events are lost";
   }
   journal_.Close();
+}
+
+// The end of a run whose records can neither be sent nor stored, with one event in each record.
+class LastRecordsTest : public SessionManagerTest {
+ protected:
+  LastRecordsTest() {
+    EXPECT_TRUE(run_.Send()) << "what needs no events";
+    Gateway::refuse = true;
+    run_.builder.SetMaxRecordSize(1);
+  }
+  ~LastRecordsTest() override { ConfigureLogger(nullptr, nullptr, false); }
+
+  void Log(std::string_view name) {
+    run_.Log(name);
+    run_.delivery.ProcessEventList(true);
+  }
+  bool Warned(const std::string& line) const { return log_.Find("warning: " + line) != ""; }
+
+  // A disk that takes longer than the end of the run may.
+  static void StoreSlowly(const char* line) {
+    CapturedLog::Receive(line);
+    if (std::string_view(line) == "SM: Flushing records to cache") {
+      Platform::SleepMilliseconds(600);
+    }
+  }
+
+  SessionParts run_{config_, Wmi("1")};
+};
+
+TEST_F(LastRecordsTest, EventsInAJournalThatWasGivenUpAreNotLost) {
+  run_.journal.Open(StorageFolder::Utf8(folder_.Path("")), "TavJournal_1_", {});
+  run_.delivery.Store().OpenCache(std::make_unique<CacheManager>("/nowhere", "none"), false);
+  Log("in the file");
+  run_.queue.WithLog([](EventLog& log) { log.FailFile(); });
+  run_.journal.Refill();
+  ASSERT_FALSE(run_.journal.HasFile());
+  Log("in memory");
+  run_.delivery.CacheUnsent();
+  EXPECT_EQ(run_.delivery.Store().FindUnprotected().count, 1) << "the second one";
+  EXPECT_TRUE(Warned("SM: 1 records ("));
+  run_.journal.Close();
+  EXPECT_TRUE(std::filesystem::exists(folder_.Path(run_.journal.FileName().c_str())));
+}
+
+TEST_F(LastRecordsTest, WithoutAJournalTheEndIsBoundedAndTellsOfALoss) {
+  Limits limits;
+  limits.maxMemorySize = 1;  // each flush stores a record
+  run_.delivery.SetLimits(limits);
+  for (const char* const name : {"one", "two", "three"}) {
+    run_.Log(name);
+  }
+  ConfigureLogger(StoreSlowly, nullptr, true);
+  Internal::logThreshold = static_cast<int>(LogLevel::Trace);
+  run_.delivery.CacheUnsent();
+  EXPECT_EQ(run_.delivery.Store().InMemory().Count(), 0u);
+  EXPECT_FALSE(run_.delivery.Batch().Pending().Empty());
+  EXPECT_TRUE(Warned("SM: Events that could be neither sent nor stored are lost"));
 }
 
 }  // namespace
