@@ -9,11 +9,13 @@
 
 namespace Tav {
 
-void LoggedEvent::LoadProperties() {
-  if (!members.empty() && !properties) {
-    ByteReader reader(members);
-    properties = ReadMembers(reader);
+bool LoggedEvent::LoadProperties() {
+  if (members.empty() || properties) {
+    return true;
   }
+  ByteReader reader(members);
+  properties = ReadMembers(reader);
+  return properties || reader.Failed();
 }
 
 void Breadcrumbs::Update(LoggedEvent& event) {
@@ -89,16 +91,16 @@ void Breadcrumbs::AttachTo(LoggedEvent& errorEvent) {
 
 void Breadcrumbs::Attach(LoggedEvent& event, std::string_view key, const Names& names) {
   TAV_TRACE("JD: AttachList. Adding queued item to '%s':", key.data());
-  event.LoadProperties();
   JsonPtr list(json_array());
   for (const std::string& name : names) {
     TAV_TRACE("JD:    %s", name.c_str());
     json_array_append_new(list.Get(), MakeJsonString(name).Release());
   }
-  if (!event.properties) {
+  const bool loaded = event.LoadProperties();
+  if (loaded && !event.properties) {
     event.properties.Reset(json_object());
   }
-  if (!SetJsonMember(event.properties.Get(), key, std::move(list))) {
+  if (!loaded || !SetJsonMember(event.properties.Get(), key, std::move(list))) {
     LogWarning("Failed to add object to json map");
   }
 }

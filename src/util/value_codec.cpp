@@ -1,5 +1,6 @@
 #include "util/value_codec.h"
 
+#include <cmath>
 #include <utility>
 
 #include "util/text.h"
@@ -146,12 +147,15 @@ struct JsonMaker {
   static Value Array() { return JsonPtr(json_array()); }
   static Value String(std::string_view text) { return MakeJsonString(text); }
   // A number that JSON cannot hold was never accepted from a host. It is left out.
-  static Value Real(double number) { return JsonPtr(json_real(number)); }
+  static Value Real(double number) {
+    return JsonPtr(std::isfinite(number) ? json_real(number) : json_null());
+  }
+  // False if memory runs out.
   static bool Add(Value& container, bool named, std::string_view key, Value value) {
-    if (!container) {
+    if (!container || !value) {
       return false;
     }
-    if (!value) {
+    if (json_is_null(value.Get())) {
       return true;
     }
     return named ? SetJsonMember(container.Get(), key, std::move(value))

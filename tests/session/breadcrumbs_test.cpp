@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "model/handles.h"
 #include "model/record_keys.h"
+#include "util/value_codec.h"
 
 namespace Tav {
 namespace {
@@ -63,6 +66,53 @@ TEST_F(BreadcrumbsTest, AnErrorCarriesTheLastNamesOfItsSession) {
   Mark("$e", "one");
   EXPECT_EQ(ErrorIn("one"), ";;");
   EXPECT_EQ(ErrorIn("two"), ";y;");
+}
+
+// Lets one of jansson's allocations fail.
+class FailingJson {
+ public:
+  explicit FailingJson(int successes) {
+    left = successes;
+    json_set_alloc_funcs([](size_t size) { return left-- == 0 ? nullptr : std::malloc(size); },
+                         std::free);
+  }
+  ~FailingJson() { json_set_alloc_funcs(std::malloc, std::free); }
+  bool Failed() const { return left < 0; }
+
+ private:
+  static inline int left = 0;
+};
+
+// Without its breadcrumbs an error still says something.
+TEST_F(BreadcrumbsTest, AnErrorKeepsItsOwnPropertiesWhenMemoryRunsOut) {
+  Mark("place", "one");
+  JsonPtr own(json_object());
+  SetJsonMember(own.Get(), "first", MakeJsonString("1"));
+  SetJsonMember(own.Get(), "second", MakeJsonString("2"));
+  std::vector<std::byte> members(100);
+  ByteWriter writer(members);
+  WriteMembers(writer, own.Get());
+  bool failed = true;
+  int without = 0;
+  for (int successes = 0; failed; ++successes) {
+    LoggedEvent event;
+    event.fields.kind = HandleKind::Error;
+    event.fields.session = "one";
+    event.members = std::span(members).first(writer.Size());
+    {
+      const FailingJson failing(successes);
+      breadcrumbs_.Update(event);
+      failed = failing.Failed();
+    }
+    if (!event.properties) {  // the members are used then
+      ++without;
+      continue;
+    }
+    for (const char* const key : {"first", "second"}) {
+      EXPECT_TRUE(json_object_get(event.properties.Get(), key)) << key << ' ' << successes;
+    }
+  }
+  EXPECT_GT(without, 0);
 }
 
 // With markers switched off, "$e" never arrives.
