@@ -148,6 +148,20 @@ TEST_F(EventLogTest, MemoryServesUntilThereIsRoomAndMovesIntoIt) {
   EXPECT_EQ(log_->Ready(), 1u);
 }
 
+// The file comes after the last event, and its first segment is never written.
+TEST_F(EventLogTest, RoomThatWasNeverNeededIsNotInUse) {
+  ASSERT_TRUE(Append());
+  const EventLog::Position end = log_->End();
+  AddRoom();
+  EXPECT_FALSE(log_->Empty());
+  log_->Settle(end);
+  EXPECT_TRUE(log_->Empty());
+  EXPECT_TRUE(Recover().empty());
+  ASSERT_TRUE(Append());
+  EXPECT_EQ(Unsettled(), std::vector<int>{1});
+  EXPECT_EQ(Recover(), std::vector<int>{1});
+}
+
 TEST_F(EventLogTest, AnEntryLargerThanASegmentStaysInMemoryInItsOrder) {
   AddRoom();
   AddRoom();
