@@ -563,10 +563,10 @@ typedef struct TavEntryTable {
   // item that is in the list already is not added again.
   void(TAV_CALL* AddListValue)(TavValue_s* list, const char* item);
 
-  // Slot 36. Waits. Copies the anonymous identifier of this machine and user to `buffer`, cut to
-  // `bufferSize` bytes including the terminating zero. `buffer` must have at least one byte. An
-  // identifier made by the library has 40 characters. It is empty while another program keeps the
-  // storage file locked.
+  // Slot 36. Waits. Copies the endpoint identifier of this user on this machine to `buffer`, cut to
+  // `bufferSize` bytes including the terminating zero. `buffer` must have at least one byte. The
+  // identifier is a pseudonym, not anonymous: docs/privacy.md says how it is made. One made by the
+  // library has 40 characters. It is empty while another program keeps the storage file locked.
   // Not running: copies the empty string.
   void(TAV_CALL* GetEndpointIdentifier)(char* buffer, size_t bufferSize);
 
@@ -690,9 +690,10 @@ typedef struct TavEntryTable {
   void(TAV_CALL* AddTag)(int category, const char* tag);
 
   // Slot 59. Setting. Opts the user out for the coming run. Product values set before Initialize
-  // are discarded, and nothing but the opt-out itself is sent, whatever the host reports. No other
-  // request is made: the settings are not requested either. For a user who has opted out, call it
-  // before each Initialize.
+  // are discarded, and nothing but the opt-out itself is sent, whatever the host reports. It is a
+  // record with the usual header: endpoint identifier, customer identifier, digest of the user
+  // identifier, and what else the host has set for every record. No other request is made: the
+  // settings are not requested either. For a user who has opted out, call it before each Initialize.
   void(TAV_CALL* OptOut)(void);
 
   // Slot 60. A new command event: the user ran `command`, a name. Consumed by LogEvent.

@@ -1,6 +1,6 @@
-// The endpoint identifier: an anonymous text that stays the same for a user on a machine and is
-// sent with every record. It is computed once, from the hardware address of a network adapter and
-// the user's name, and kept in the storage from then on.
+// The endpoint identifier: a pseudonym that stays the same for a user on a machine and is sent with
+// every record. It is computed once, from the hardware address of a network adapter and the user's
+// name, and kept in the storage from then on.
 //
 // The operations that take a storage need its main document open. Used by the session thread only.
 #pragma once

@@ -111,7 +111,7 @@ TEST_F(LogTest, IdentifiersNeverAppear) {
   EXPECT_TRUE(logged("UT: Hashing '[20 bytes]'..."));
   EXPECT_TRUE(logged("SM: CustID: [13 bytes], UserID: [32 bytes], ProdCtx: , ProdComp: "));
   EXPECT_TRUE(logged("bad input name: [320 bytes]"));
-  EXPECT_TRUE(logged(endpoint)) << "the endpoint identifier is anonymous";
+  EXPECT_TRUE(logged(endpoint)) << "the endpoint identifier is a pseudonym, which support needs";
 }
 
 TEST_F(LogTest, PathsDoNotNameTheUser) {
