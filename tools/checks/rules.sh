@@ -68,6 +68,15 @@ upward=$(search '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' 'src/*.h' 'src/
     }')
 complain "a layer includes a higher one, or a header without its layer's name" "$upward"
 
+# Each slot has an example, between two marks, and no example belongs to anything else than a slot,
+# a class or a component's record. `./run docs` shows them.
+unmarked=$(comm -3 \
+  <(sed -nE '/"table": \[/,/^ \]/s/^   "name": "(\w+)",$/\1\n\1/p' bindings/tav.json | sort) \
+  <(files 'docs/snippets/*.c' | xargs -r -d '\n' grep -hoE '^ *//! .*' | grep -oE '\w+' |
+    grep -vx TavComponent_s | sort))
+complain "slots of bindings/tav.json without an example in docs/snippets, or marks of no slot" \
+  "$unmarked"
+
 # What arrives at the gateway is hostile text: its page creates text nodes, never markup or code, and
 # loads nothing from elsewhere. The namespace of SVG is a name, not an address.
 complain "the gateway's page must not make markup or code out of text" "$(search \
