@@ -9,6 +9,7 @@
 #   bindings  compilers and run-times for the tests of the bindings for other languages
 #   package   what packs releases and checks them
 #   lint      clang-format, clang-tidy, shellcheck, Node.js
+#   docs      Doxygen and Python, to make the reference site
 #   web       Chromium without a window and Node.js, to test the gateway's page; nginx and curl, to
 #             test examples/deploy; ClickHouse, to test the gateway's store. The services of nginx
 #             and ClickHouse are not started, but the next boot starts them unless you disable them
@@ -47,6 +48,7 @@ packages_of() {
       echo clang-format-19 clang-tidy-19 shellcheck
       unless_found node nodejs
       ;;
+    docs) echo doxygen python3 ;;
     web)
       echo chromium-headless-shell clickhouse-server nginx-light curl
       unless_found node nodejs

@@ -693,7 +693,8 @@ typedef struct TavEntryTable {
   // are discarded, and nothing but the opt-out itself is sent, whatever the host reports. It is a
   // record with the usual header: endpoint identifier, customer identifier, digest of the user
   // identifier, and what else the host has set for every record. No other request is made: the
-  // settings are not requested either. For a user who has opted out, call it before each Initialize.
+  // settings are not requested either. For a user who has opted out, call it before each
+  // Initialize.
   void(TAV_CALL* OptOut)(void);
 
   // Slot 60. A new command event: the user ran `command`, a name. Consumed by LogEvent.

@@ -91,6 +91,7 @@ class Copies;
 // std::string.
 class Text {
  public:
+  // Borrows the string for the call.
   Text(const char* text) noexcept : data_(text), size_(kTerminated) {}
   Text(std::nullptr_t) noexcept : Text(static_cast<const char*>(nullptr)) {}
   Text(const std::string& text) noexcept : Text(text.c_str()) {}
@@ -369,6 +370,7 @@ class [[nodiscard]] Event {
 class PulledData {
  public:
   PulledData() noexcept = default;
+  // Takes ownership of a text that PullData of `table` returned. Both may be null.
   PulledData(const TavEntryTable* table, char* data) noexcept
       : data_(data, Internal::FreePulledData{table}) {}
 
@@ -382,11 +384,13 @@ class PulledData {
 
 // A member of a map for AddProductInfoMap. Borrows its strings.
 struct Member {
+  // A text or a number under `memberName`.
   Member(Text memberName, Text memberText) noexcept : name(memberName), text(memberText) {}
   template <typename Number, Internal::IfNumber<Number> = 0>
   Member(Text memberName, Number memberNumber) noexcept
       : name(memberName), number(static_cast<double>(memberNumber)), isNumber(true) {}
 
+  // `number` is used if `isNumber` is set, otherwise `text`.
   Text name;
   Text text = "";
   double number = 0.0;
@@ -409,6 +413,7 @@ class Table {
   explicit operator bool() const noexcept { return table_ != nullptr; }
 
   // Reporting in the implied session. Any thread; does not block.
+
   Event NewEvent(Text name) const noexcept {
     return {table_, Call(&TavEntryTable::NewEvent, name)};
   }
@@ -431,6 +436,7 @@ class Table {
 
   // Values of the product environment. One thread before the run, any thread during it; does not
   // block.
+
   void AddProductInfo(Text key, Text value) const noexcept {
     Call(&TavEntryTable::AddProductInfo, key, value);
   }
@@ -467,6 +473,7 @@ class Table {
   }
 
   // Settings: for the next Run, on one thread.
+
   void AddSessionEnvInfo(Text key, Text value) const noexcept {
     Call(&TavEntryTable::AddSessionEnvInfo, key, value);
   }
@@ -521,12 +528,14 @@ class Table {
   }
 
   // Sending. Suspend and Resume do not block; Commit waits, see tav.h.
+
   void Suspend() const noexcept { Call(&TavEntryTable::Suspend); }
   void Resume() const noexcept { Call(&TavEntryTable::Resume); }
   // Returns false if something was not sent; it is kept for a later attempt.
   bool Commit() const noexcept { return Call(&TavEntryTable::Commit) == 0; }
 
   // Queries and data transfer. They wait for the library's thread, see tav.h.
+
   void GetEndpointIdentifier(char* buffer, size_t bufferSize) const noexcept {
     if (table_ != nullptr) {
       table_->GetEndpointIdentifier(buffer, bufferSize);
@@ -633,6 +642,7 @@ class [[nodiscard]] Session {
  public:
   // No session.
   Session() noexcept = default;
+  // Begins a session; without a table, none.
   explicit Session(const Table& tav) noexcept
       : session_(tav ? tav.Get()->SessionBegin() : nullptr, Internal::EndSession{tav.Get()}) {}
 
@@ -681,6 +691,7 @@ class [[nodiscard]] Session {
 class [[nodiscard]] Component {
  public:
   Component() noexcept = default;
+  // Makes a component of this name and version.
   Component(const Table& tav, Text name, Text version) noexcept
       : table_(tav.Get()), component_(tav ? table_->CreateComponentAnalytics() : nullptr) {
     Call(&TavComponent_s::SetComponent, name, version);
@@ -735,6 +746,7 @@ class Library : public Table {
   static Library BesideProgram(const wchar_t* name = L"tav.dll") noexcept {
     return Library(name, LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
   }
+  // `other` has no table afterwards. Objects made with it keep theirs.
   Library(Library&& other) noexcept : Table(other) { Take(other); }
   Library& operator=(Library&& other) noexcept {
     if (this != &other) {
@@ -744,6 +756,7 @@ class Library : public Table {
     }
     return *this;
   }
+  // Releases the DLL, which stays mapped while a thread of it runs.
   ~Library() { Free(); }
 
   // Why there is no table: English, for a log or a developer. Empty if there is one. Valid as long
