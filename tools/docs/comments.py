@@ -3,6 +3,7 @@ import html
 import re
 
 WIDTH = 100  # of a line of the headers
+BEGINS_PARAGRAPH = re.compile(r'Errors[:,]|Logs [A-Z]|Not running:|While running:|Before Initialize:')
 SPECIAL = re.compile(r'[\\@<>&#%]')
 # A code span, or a quoted log message.
 CODE = re.compile(r'(`[^`]*`|"[\w<](?:[^"]*: |[^"]*[%<\\])[^"]*")')
@@ -39,7 +40,8 @@ class Links:
 def paragraphs(lines, indent):
     """The lines of a comment, without `//`, as (kind, lines) with the kinds text, list and code.
 
-    A line ends a paragraph if the first word of the next one would have fitted on it.
+    A line ends a paragraph if the first word of the next one would have fitted on it, or if the next
+    one begins as the parts of a slot's comment do.
     """
     result = []
     for number, line in enumerate(lines):
@@ -50,7 +52,7 @@ def paragraphs(lines, indent):
         previous = lines[number - 1] if number else ''
         if result and result[-1][0] == ('inset' if inset else 'text'):
             fits = len(previous) + indent + 4 + len(line.split()[0]) <= WIDTH
-            if inset or not fits:
+            if inset or not (fits or BEGINS_PARAGRAPH.match(line)):
                 result[-1][1].append(line)
                 continue
         result.append(('inset' if inset else 'text', [line]))

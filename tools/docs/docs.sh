@@ -12,7 +12,15 @@ mkdir -p build/docs
 python3 tools/docs/headers.py include/tav docs/snippets build/docs/input/tav
 python3 tools/docs/pages.py . build/docs/input build/docs/html
 doxygen tools/docs/Doxyfile
+
+# Plainer headings; no script, and no index that the navigation takes the place of.
+cd build/docs/html
 sed -i -e 's/ <code class="span">/<code>/g' -e 's/Public Attributes/Members/' \
-  -e 's/Public Member Functions/Functions/' -e 's/Member \(Data\|Function\) Documentation/Descriptions/' \
-  build/docs/html/*.html
+  -e 's/Public Member Functions/Functions/' \
+  -e 's/Member \(Data\|Function\) Documentation/Descriptions/' \
+  -e '/<div id="nav-path"/,/<\/div>/d' -e 's/<img src="closed.png"[^>]*>&#160;//' \
+  -e 's/ onclick="[^"]*"//g' ./*.html
+rm -f annotated.html classes.html files.html hierarchy.html pages.html dir_*.html functions_*.html \
+  globals*.html namespacemembers*.html ./*.js ./*.png doxygen.svg tabs.css
+cd - >/dev/null
 python3 tools/docs/links.py build/docs/html
