@@ -40,8 +40,8 @@ class Links:
 def paragraphs(lines, indent):
     """The lines of a comment, without `//`, as (kind, lines) with the kinds text, list and code.
 
-    A line ends a paragraph if the first word of the next one would have fitted on it, or if the next
-    one begins as the parts of a slot's comment do.
+    A line ends a paragraph if it ends a sentence and the first word of the next one would have fitted
+    on it, or if the next one begins as the parts of a slot's comment do.
     """
     result = []
     for number, line in enumerate(lines):
@@ -52,7 +52,8 @@ def paragraphs(lines, indent):
         previous = lines[number - 1] if number else ''
         if result and result[-1][0] == ('inset' if inset else 'text'):
             fits = len(previous) + indent + 4 + len(line.split()[0]) <= WIDTH
-            if inset or not (fits or BEGINS_PARAGRAPH.match(line)):
+            ends = fits and previous.endswith(('.', ':', ')', '"'))
+            if inset or not (ends or BEGINS_PARAGRAPH.match(line)):
                 result[-1][1].append(line)
                 continue
         result.append(('inset' if inset else 'text', [line]))
