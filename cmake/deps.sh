@@ -6,6 +6,7 @@
 #   native    GCC and the libraries of the local gateway and of native builds; curl, to send to it
 #   sanitize  clang and its sanitizers
 #   wine      Wine, to run Windows programs
+#   qt        Qt 6, for examples/qt
 #   bindings  compilers and run-times for the tests of the bindings for other languages
 #   package   what packs releases and checks them
 #   lint      clang-format, clang-tidy, shellcheck, Node.js
@@ -39,6 +40,7 @@ packages_of() {
       ;;
     sanitize) echo clang-19 libclang-rt-19-dev lld-19 llvm-19 ;; # llvm-19: names in reports
     wine) echo wine wine64 libgnutls30 ;;
+    qt) echo qt6-base-dev ;;
     bindings)
       echo python3 mono-mcs rustc libstd-rust-dev-windows
       unless_found npm npm
