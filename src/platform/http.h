@@ -32,8 +32,8 @@ enum class HttpScheme : int { None = 0, Http = 1, Https = 2 };
 
 struct HttpUrl {
   HttpScheme scheme = HttpScheme::None;
-  int port = 0;  // the scheme's default if the URL has none
-  std::string host;
+  int port = 0;      // the scheme's default if the URL has none
+  std::string host;  // an IPv6 address keeps its brackets
   std::string path;
   std::string extra;  // from the first '?' or '#' to the end
 };

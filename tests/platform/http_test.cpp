@@ -16,6 +16,9 @@ TEST(HttpCrackUrlTest, SplitsAUrl) {
       {"HTTPS://Host.name/a/b/", {HttpScheme::Https, 443, "Host.name", "/a/b/", ""}},
       {"https://host:8443/a?b=c/d#e", {HttpScheme::Https, 8443, "host", "/a", "?b=c/d#e"}},
       {"http://10.0.0.1:1", {HttpScheme::Http, 1, "10.0.0.1", "", ""}},
+      {"http://[::1]:8080/a?u=b://[c", {HttpScheme::Http, 8080, "[::1]", "/a", "?u=b://[c"}},
+      {"https://[2001:db8::1]/", {HttpScheme::Https, 443, "[2001:db8::1]", "/", ""}},
+      {"http://host/://[::1]:1/", {HttpScheme::Http, 80, "host", "/://[::1]:1/", ""}},
   };
   for (const auto& [url, expected] : cases) {
     HttpUrl parts;
@@ -29,6 +32,10 @@ TEST(HttpCrackUrlTest, SplitsAUrl) {
   HttpUrl parts;
   EXPECT_FALSE(HttpCrackUrl("ftp://host/", &parts));
   EXPECT_EQ(LastError(), 12006u);
+  for (const char* url : {"http://[::1", "http://[::1/", "http://[::1]x:80/", "http://[::1]x/"}) {
+    EXPECT_FALSE(HttpCrackUrl(url, &parts)) << url;
+    EXPECT_EQ(LastError(), 12005u) << url;
+  }
 }
 
 TEST(HttpHandleTest, StepOnAnEmptyHandleFailsWithTheReason) {

@@ -54,25 +54,46 @@ NativeSocket Native(uintptr_t socket) {
   return static_cast<NativeSocket>(socket);
 }
 
-sockaddr_in Loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  return address;
+struct Loopback {
+  Loopback(LoopbackServer::Address kind, int port) {
+    const auto portInOrder = htons(static_cast<uint16_t>(port));
+    if (kind == LoopbackServer::Address::Ipv6) {
+      v6.sin6_family = AF_INET6;
+      v6.sin6_addr.s6_addr[15] = 1;
+      v6.sin6_port = portInOrder;
+      size = sizeof v6;
+    } else {
+      v4.sin_family = AF_INET;
+      v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+      v4.sin_port = portInOrder;
+      size = sizeof v4;
+    }
+  }
+  sockaddr* Get() { return reinterpret_cast<sockaddr*>(&v6); }
+  int Port() const { return ntohs(v6.sin6_port); }  // at the same place in both
+
+  union {
+    sockaddr_in6 v6{};
+    sockaddr_in v4;
+  };
+  Length size = 0;
+};
+
+NativeSocket NewSocket(LoopbackServer::Address kind) {
+  return socket(kind == LoopbackServer::Address::Ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM, 0);
 }
 
 // A socket bound to a free port, which is stored in `*port`.
-uintptr_t BindToFreePort(int* port) {
+uintptr_t BindToFreePort(LoopbackServer::Address kind, int* port) {
   StartSockets();
-  const NativeSocket bound = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address = Loopback(0);
-  Length size = sizeof address;
-  if (bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      getsockname(bound, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+  const NativeSocket bound = NewSocket(kind);
+  Loopback address(kind, 0);
+  if (bind(bound, address.Get(), address.size) != 0 ||
+      getsockname(bound, address.Get(), &address.size) != 0) {
+    CloseSocket(static_cast<uintptr_t>(bound));
     throw std::runtime_error("cannot bind to loopback");
   }
-  *port = ntohs(address.sin_port);
+  *port = address.Port();
   return static_cast<uintptr_t>(bound);
 }
 
@@ -96,7 +117,8 @@ size_t ContentLength(const std::string& head) {
 
 }  // namespace
 
-LoopbackServer::LoopbackServer() : listener_(BindToFreePort(&port_)) {
+LoopbackServer::LoopbackServer(Address address)
+    : address_(address), listener_(BindToFreePort(address, &port_)) {
   if (listen(Native(listener_), 16) != 0) {
     throw std::runtime_error("cannot listen on loopback");
   }
@@ -109,16 +131,17 @@ LoopbackServer::~LoopbackServer() {
     stopping_ = true;
   }
   // A connection ends the wait for connections.
-  const NativeSocket wakeUp = socket(AF_INET, SOCK_STREAM, 0);
-  const sockaddr_in address = Loopback(port_);
-  connect(wakeUp, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  const NativeSocket wakeUp = NewSocket(address_);
+  Loopback address(address_, port_);
+  connect(wakeUp, address.Get(), address.size);
   thread_.join();
   CloseSocket(static_cast<uintptr_t>(wakeUp));
   CloseSocket(listener_);
 }
 
 std::string LoopbackServer::Url(const std::string& pathAndQuery) const {
-  return "http://127.0.0.1:" + std::to_string(port_) + pathAndQuery;
+  const char* const host = address_ == Address::Ipv6 ? "[::1]:" : "127.0.0.1:";
+  return std::string("http://") + host + std::to_string(port_) + pathAndQuery;
 }
 
 void LoopbackServer::Enqueue(Answer answer) {
@@ -217,7 +240,7 @@ LoopbackServer::Answer LoopbackServer::Record(const Connection& connection,
 
 int ClosedPort() {
   int port = 0;
-  CloseSocket(BindToFreePort(&port));
+  CloseSocket(BindToFreePort(LoopbackServer::Address::Ipv4, &port));
   return port;
 }
 

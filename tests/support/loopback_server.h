@@ -1,4 +1,4 @@
-// An HTTP server on the loopback address for tests that check the bytes of requests and choose the
+// An HTTP server on a loopback address for tests that check the bytes of requests and choose the
 // bytes of the answers, including malformed ones.
 #pragma once
 
@@ -27,8 +27,10 @@ class LoopbackServer {
     std::string body;
   };
 
-  // Listens on a free port until it is destroyed.
-  LoopbackServer();
+  enum class Address { Ipv4, Ipv6 };
+
+  // Listens on a free port until it is destroyed. Throws if the machine lacks the address.
+  explicit LoopbackServer(Address address = Address::Ipv4);
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;
@@ -60,6 +62,7 @@ class LoopbackServer {
   bool AnswerWholeRequests(Connection* connection);
   Answer Record(const Connection& connection, const std::string& head, const std::string& body);
 
+  const Address address_;
   int port_ = 0;  // must come before listener_, whose initialiser sets it
   uintptr_t listener_;
   mutable std::mutex mutex_;

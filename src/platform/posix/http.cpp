@@ -90,14 +90,16 @@ std::string RequestHead(const RequestNode& request, const std::string& headers, 
   return head + headers + "\r\n\r\n";
 }
 
-// Moves a port from the end of `host` into `port`.
+// Moves a port from the end of `host` into `port`. The colons of an IPv6 address are in brackets.
 bool SplitPort(HttpUrl* parts) {
   const size_t colon = parts->host.rfind(':');
-  if (colon != std::string::npos) {
+  const size_t bracket = parts->host.rfind(']');
+  if (colon != std::string::npos && (bracket == std::string::npos || bracket < colon)) {
     parts->port = std::atoi(parts->host.c_str() + colon + 1);
     parts->host.resize(colon);
   }
-  return !parts->host.empty() && parts->port > 0 && parts->port <= 65535;
+  return !parts->host.empty() && parts->host.starts_with('[') == parts->host.ends_with(']') &&
+         parts->port > 0 && parts->port <= 65535;
 }
 
 }  // namespace

@@ -49,7 +49,9 @@ Socket Socket::Connect(const std::string& host, int port, int limit) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
-  if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
+  const bool isBracketed = host.starts_with('[') && host.ends_with(']');
+  const std::string name = isBracketed ? host.substr(1, host.size() - 2) : host;
+  if (getaddrinfo(name.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
     FailWith(HttpError::kNameNotResolved);
     return {};
   }

@@ -105,6 +105,19 @@ std::string Narrow(const wchar_t* units, DWORD length) {
   return bytes;
 }
 
+// Stands for an IPv6 address while a URL is cracked: the WinHttpCrackUrl of Wine ends the host at
+// its first colon.
+constexpr char kAddressName[] = "address";
+
+// What begins with the bracket of an IPv6 address in place of a host's name; empty for a name.
+std::string Ipv6Host(const std::string& url) {
+  const size_t mark = url.find("://");
+  if (mark == std::string::npos || url.compare(mark + 3, 1, "[") != 0) {
+    return {};
+  }
+  return url.substr(mark + 3, url.find(']', mark) - mark - 2);
+}
+
 // The receive time-out of WinHttpSetTimeouts does not limit the wait for the response's status and
 // headers. That wait has an option of its own, with a default of 90 seconds.
 bool ApplyTimeouts(HINTERNET handle, const HttpTimeouts& timeouts) {
@@ -139,7 +152,11 @@ bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
   components.dwUrlPathLength = kPartCapacity;
   components.lpszExtraInfo = extra;
   components.dwExtraInfoLength = kPartCapacity;
-  const std::wstring wide = Widen(url);
+  const std::string address = Ipv6Host(url);
+  std::wstring wide = Widen(url);
+  if (!address.empty()) {
+    wide.replace(url.find(address), address.size(), Widen(kAddressName));
+  }
   if (!winHttpCrackUrl(wide.c_str(), static_cast<DWORD>(wide.size()), 0, &components)) {
     return false;
   }
@@ -148,6 +165,13 @@ bool HttpCrackUrl(const std::string& url, HttpUrl* parts) {
   parts->host = Narrow(host, components.dwHostNameLength);
   parts->path = Narrow(path, components.dwUrlPathLength);
   parts->extra = Narrow(extra, components.dwExtraInfoLength);
+  if (!address.empty()) {
+    if (!address.ends_with(']') || parts->host != kAddressName) {
+      SetLastError(ERROR_WINHTTP_INVALID_URL);
+      return false;
+    }
+    parts->host = address;  // with the brackets, which WinHttpConnect takes
+  }
   return true;
 }
 
