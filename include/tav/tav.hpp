@@ -21,20 +21,22 @@
 //
 // Errors. Nothing throws. Errors are in the library's log; Library and Run also report their own.
 //
-// Memory. The wrappers allocate nothing on the heap. A std::string_view is copied to the stack for
-// the call, see Text.
+// Memory. The wrappers allocate nothing on the heap, except for FilterTexts. A std::string_view is
+// copied to the stack for the call, see Text.
 //
 // Windows. <windows.h> is included for Library only. Define TAV_NO_LOADING to leave out both. To
 // include <windows.h> with other settings, include it before this header.
 #ifndef TAV_TAV_HPP
 #define TAV_TAV_HPP
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -239,30 +241,29 @@ inline bool IsProductKey(std::string_view key) noexcept {
          key.find("std-") == std::string_view::npos;
 }
 
+// Adds more than an event may have, so that LogEvent drops it. The first addition beyond the limit
+// logs the WARN and marks the event; the rest are ignored.
+TAV_NOINLINE inline void Overfill(const TavEntryTable* table, TavEvent_s* event) noexcept {
+  char text[4 * 1024];
+  std::memset(text, '-', sizeof(text) - 1);
+  text[sizeof(text) - 1] = '\0';
+  // Under different names: a text that replaces another may not enlarge the event.
+  char name[] = "Discarded ?";
+  static_assert(('Z' - 'A' + 1) * sizeof(text) > 105 * 1000, "more than an event may have");
+  for (char letter = 'A'; letter <= 'Z'; ++letter) {
+    name[sizeof(name) - 2] = letter;
+    table->AddEventProperty(event, name, text);
+  }
+}
+
 // The deleters of what the wrappers own.
 
 struct DiscardEvent {
   void operator()(TavEvent_s* event) const noexcept {
-    Overfill(event);
+    Overfill(table, event);
     table->LogEvent(event);
   }
-
   const TavEntryTable* table = nullptr;
-
- private:
-  // The first addition beyond the limit logs the WARN and marks the event; the rest are ignored.
-  TAV_NOINLINE void Overfill(TavEvent_s* event) const noexcept {
-    char text[4 * 1024];
-    std::memset(text, '-', sizeof(text) - 1);
-    text[sizeof(text) - 1] = '\0';
-    // Under different names: a text that replaces another may not enlarge the event.
-    char name[] = "Discarded ?";
-    static_assert(('Z' - 'A' + 1) * sizeof(text) > 105 * 1000, "more than an event may have");
-    for (char letter = 'A'; letter <= 'Z'; ++letter) {
-      name[sizeof(name) - 2] = letter;
-      table->AddEventProperty(event, name, text);
-    }
-  }
 };
 
 struct EndSession {
@@ -727,6 +728,145 @@ class [[nodiscard]] Component {
   const TavEntryTable* table_ = nullptr;
   std::unique_ptr<TavComponent_s, Internal::ReleaseComponent> component_;
 };
+
+namespace Internal {
+
+// The table of FilterTexts.
+template <auto kFilter>
+class TextFilter {
+ public:
+  static const TavEntryTable* Wrap(const TavEntryTable* table) noexcept {
+    if (table == nullptr) {
+      return nullptr;
+    }
+    table_ = table;
+    filtered_ = *table;
+    filtered_.AddEventProperty = AddEventProperty;
+    filtered_.NewErrorEvent = NewErrorEvent;
+    filtered_.SessionNewErrorEvent = SessionNewErrorEvent;
+    filtered_.AddTraceItem = AddTraceItem;
+    filtered_.CreateComponentAnalytics = CreateComponentAnalytics;
+    return &filtered_;
+  }
+
+ private:
+  using Filtered = std::optional<std::string>;
+
+  static Filtered Filter(const char* name, const char* text) noexcept try {
+    return kFilter(std::string_view(name != nullptr ? name : ""),
+                   std::string_view(text != nullptr ? text : ""));
+  } catch (...) {
+    return std::nullopt;
+  }
+
+  // The texts of Overfill hold nothing to filter, and the event must not shrink.
+  static bool IsFilling(const char* text) noexcept {
+    const size_t length = text != nullptr ? std::strspn(text, "-") : 0;
+    return length == 4 * 1024 - 1 && text[length] == '\0';
+  }
+
+  static void TAV_CALL AddEventProperty(TavEvent_s* event, const char* name, const char* text) {
+    if (IsFilling(text)) {
+      table_->AddEventProperty(event, name, text);
+    } else if (const Filtered filtered = Filter(name, text)) {
+      table_->AddEventProperty(event, name, filtered->c_str());
+    } else {
+      Overfill(table_, event);
+    }
+  }
+
+  static void TAV_CALL AddTraceItem(TavEvent_s* event,
+                                    const char* location,
+                                    const char* library,
+                                    const char* meta) {
+    const Filtered filtered[] = {Filter("std-Loc", location), Filter("std-Lib", library),
+                                 Filter("std-Meta", meta)};
+    if (filtered[0] && filtered[1] && filtered[2]) {
+      table_->AddTraceItem(event, filtered[0]->c_str(), filtered[1]->c_str(), filtered[2]->c_str());
+    } else {
+      Overfill(table_, event);
+    }
+  }
+
+  template <typename Make>
+  static TavEvent_s* NewError(const char* code, const char* message, Make make) {
+    const Filtered filteredCode = Filter("std-ErrCode", code);
+    const Filtered filteredMessage = Filter("std-ErrMsg", message);
+    if (filteredCode && filteredMessage) {
+      return make(filteredCode->c_str(), filteredMessage->c_str());
+    }
+    TavEvent_s* const event = make("dropped", "");
+    Overfill(table_, event);
+    return event;
+  }
+  static TavEvent_s* TAV_CALL NewErrorEvent(const char* code, const char* message) {
+    return NewError(code, message, table_->NewErrorEvent);
+  }
+  static TavEvent_s* TAV_CALL SessionNewErrorEvent(TavSession_s* session,
+                                                   const char* code,
+                                                   const char* message) {
+    return NewError(code, message, [session](const char* newCode, const char* newMessage) {
+      return table_->SessionNewErrorEvent(session, newCode, newMessage);
+    });
+  }
+
+  // The operations of a component's record: this record's point to the functions above.
+  static TavComponent_s* TAV_CALL CreateComponentAnalytics() {
+    TavComponent_s* const component = table_->CreateComponentAnalytics();
+    if (component != nullptr) {
+      newComponentError_.store(component->NewErrorEvent);
+      component->AddEventProperty = [](TavComponent_s*, TavEvent_s* event, const char* name,
+                                       const char* text) { AddEventProperty(event, name, text); };
+      component->AddTraceItem = [](TavComponent_s*, TavEvent_s* event, const char* location,
+                                   const char* library, const char* meta) {
+        AddTraceItem(event, location, library, meta);
+      };
+      component->NewErrorEvent = NewComponentError;
+    }
+    return component;
+  }
+  static TavEvent_s* TAV_CALL NewComponentError(TavComponent_s* self,
+                                                const char* code,
+                                                const char* message) {
+    return NewError(code, message, [self](const char* newCode, const char* newMessage) {
+      return newComponentError_.load()(self, newCode, newMessage);
+    });
+  }
+
+  inline static const TavEntryTable* table_ = nullptr;
+  inline static TavEntryTable filtered_ = {};
+  // The same function in every record of a library.
+  inline static std::atomic<decltype(TavComponent_s::NewErrorEvent)> newComponentError_{nullptr};
+};
+
+}  // namespace Internal
+
+// For hosts whose texts may contain what must not leave the machine. Returns a copy of the table
+// that passes each text of an event through `kFilter` before the library gets it:
+//
+//   std::optional<std::string> Scrub(std::string_view name, std::string_view text) {
+//     if (name == "Query") return std::nullopt;                          // drop the event
+//     if (text.find("\\Users\\") != text.npos) return "[path]";          // report this instead
+//     return std::string(text);
+//   }
+//   const Tav::Host::Table tav = Tav::Host::FilterTexts<Scrub>(library);
+//
+// `kFilter` is a function like Scrub. Texts are the values of AddEventProperty, under the name of
+// the property, and under their names in a record the codes and messages of errors (std-ErrCode,
+// std-ErrMsg) and the parts of trace items (std-Loc, std-Lib, std-Meta); those of sessions and
+// components too. Not passed: numbers, and names (of events, properties, commands, places,
+// counters), which a host should not make out of a user's data.
+//
+// Whoever reports through the copy is filtered, C code with its Get() too; whoever has the original
+// table is not. A filter that throws drops the event. Dropping costs what Event::Discard does.
+// `kFilter` is called on the threads that report, several at once.
+//
+// One table for each filter. Call on one thread, while no other reports through an earlier copy.
+// The library stays loaded as long as the copy is used.
+template <auto kFilter>
+Table FilterTexts(const Table& tav) noexcept {
+  return Table(Internal::TextFilter<kFilter>::Wrap(tav.Get()));
+}
 
 #ifdef TAV_HAS_LOADING
 

@@ -20,6 +20,8 @@ diff <(echo "$index") <(echo "$table") || {
 # Every template of tav.hpp, with each kind of argument.
 uses='#include <tav/tav.hpp>
 #include <vector>
+std::optional<std::string> Keep(std::string_view, std::string_view text) { return std::string(text); }
+Tav::Host::Table Filtered(const Tav::Host::Table& tav) { return Tav::Host::FilterTexts<Keep>(tav); }
 void Use(const Tav::Host::Table& tav, const std::vector<std::string>& texts, long long number) {
   tav.NewEvent("E").Add("n", number).Add("n", 1u).Add("n", 0).Add("n", 1.5f).Add("n", "t").Log();
   Tav::Host::Event event = tav.NewErrorEvent(texts[0], std::string_view("m")).AddTraceItem("", "", "");
