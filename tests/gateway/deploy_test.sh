@@ -3,6 +3,7 @@
 # Runs examples/deploy/nginx.conf, without privileges, in front of two gateways, one of which is
 # killed; and lets systemd check its unit where it can.
 set -u
+. "$(dirname "$0")/../support/eventually.sh"
 gateway=${1:?usage: deploy_test.sh GATEWAY}
 deploy=$(cd "$(dirname "$0")/../../examples/deploy" && pwd)
 folder=$(mktemp -d) || exit 2
@@ -19,15 +20,6 @@ die() {
   printf 'deploy_test.sh: %s\n' "$*" >&2
   cat "$folder"/*.log >&2
   exit 1
-}
-
-eventually() {
-  local i
-  for ((i = 0; i < 500; i++)); do
-    ! "$@" || return 0
-    sleep 0.02
-  done
-  return 1
 }
 
 for i in 1 2; do

@@ -2,6 +2,7 @@
 # Usage: program_test.sh GATEWAY
 # The gateway as a process: its exit status, its files, and what it does with signals.
 set -u
+. "$(dirname "$0")/../support/eventually.sh"
 gateway=${1:?usage: program_test.sh GATEWAY}
 folder=$(mktemp -d) || exit 2
 pid=
@@ -15,16 +16,6 @@ trap finish EXIT
 fail() {
   printf 'program_test.sh: %s\n' "$*" >&2
   failed=1
-}
-
-# eventually COMMAND...: false after ten seconds.
-eventually() {
-  local i
-  for ((i = 0; i < 500; i++)); do
-    ! "$@" || return 0
-    sleep 0.02
-  done
-  return 1
 }
 
 expect_status() { # STATUS ARGUMENT...
