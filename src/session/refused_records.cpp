@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "streams/gzip_stream.h"
-#include "streams/memory_stream.h"
 
 namespace Tav {
 
@@ -18,17 +17,6 @@ constexpr std::chrono::days kMaxAge{30};
 // occur there. A record without events has the time of its environment.
 constexpr std::string_view kFirstEventTime = R"("rt":[{"t":")";
 constexpr std::string_view kFirstTime = R"("t":")";
-
-std::string TextOf(const BuiltRecord& record) {
-  MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
-  GZipInputStream gzip(&bytes);
-  std::string text;
-  char piece[4096];
-  while (const size_t count = gzip.Read(piece, sizeof piece)) {
-    text.append(piece, count);
-  }
-  return text;
-}
 
 int NumberAt(std::string_view text, size_t position, size_t length) {
   int number = 0;
@@ -53,7 +41,7 @@ std::chrono::year_month_day DayAfter(std::string_view text, std::string_view key
 }  // namespace
 
 bool IsOutdated(const BuiltRecord& record, int64_t now) {
-  const std::string text = TextOf(record);
+  const std::string text = ExpandGZip(record.bytes);
   std::chrono::year_month_day day = DayAfter(text, kFirstEventTime);
   if (!day.ok()) {
     day = DayAfter(text, kFirstTime);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "streams/memory_stream.h"
+
 namespace Tav {
 
 namespace {
@@ -132,6 +134,17 @@ size_t GZipInputStream::Read(void* buffer, size_t count) {
     }
   }
   return count - wanted;
+}
+
+std::string ExpandGZip(std::span<const uint8_t> bytes) {
+  MemoryInputStream member(bytes.data(), bytes.size());
+  GZipInputStream gzip(&member);
+  std::string text;
+  char piece[4096];
+  while (const size_t count = gzip.Read(piece, sizeof piece)) {
+    text.append(piece, count);
+  }
+  return text;
 }
 
 }  // namespace Tav

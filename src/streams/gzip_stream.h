@@ -4,6 +4,10 @@
 
 #include <zlib.h>
 
+#include <cstdint>
+#include <span>
+#include <string>
+
 #include "streams/stream.h"
 
 namespace Tav {
@@ -48,5 +52,8 @@ class GZipInputStream : public FallibleInputStream {
   bool complete_ = false;
   uint8_t buffer_[4096];
 };
+
+// The text of the gzip member in `bytes`, up to the first damage.
+std::string ExpandGZip(std::span<const uint8_t> bytes);
 
 }  // namespace Tav

@@ -51,7 +51,7 @@ class RecordBuilderTest : public testing::Test {
     }
     changes_.OnRecordBuilt(record->carried);
     JsonPtr document = Expand(*record);
-    EXPECT_EQ(Testing::ExpandText(*record), Text(document.Get())) << "compact";
+    EXPECT_EQ(ExpandGZip(record->bytes), Text(document.Get())) << "compact";
     return document;
   }
   // The `index`-th event of a record.

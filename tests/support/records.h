@@ -27,18 +27,6 @@ inline JsonPtr Expand(const BuiltRecord& record) {
   return gzip.Complete() ? std::move(value) : JsonPtr();
 }
 
-// The bytes of the record's gzip member.
-inline std::string ExpandText(const BuiltRecord& record) {
-  MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
-  GZipInputStream gzip(&bytes);
-  std::string text;
-  char piece[4096];
-  while (const size_t count = gzip.Read(piece, sizeof piece)) {
-    text.append(piece, count);
-  }
-  return text;
-}
-
 // Compact JSON text.
 inline std::string Text(const json_t* value) {
   char* const text = json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(17));
