@@ -10,7 +10,6 @@
 #include "model/built_record.h"
 #include "session/cached_records.h"
 #include "session/intake.h"
-#include "session/record_supply.h"
 #include "session/refused_records.h"
 #include "session/run_journal.h"
 #include "session/run_records.h"
@@ -18,6 +17,23 @@
 #include "session/unsent_changes.h"
 
 namespace Tav {
+
+// The source of the records that RecordStore gets during a send: one by one, each while the one
+// before it is on its way.
+class RecordSupply {
+ public:
+  RecordSupply() = default;
+  RecordSupply(const RecordSupply&) = delete;
+  RecordSupply& operator=(const RecordSupply&) = delete;
+
+  // Whether no events are left that belong to the send.
+  virtual bool Exhausted() const = 0;
+  // Appends the next record to the store if there is room for it.
+  virtual void Supply() = 0;
+
+ protected:
+  ~RecordSupply() = default;
+};
 
 // Session thread only. Blocks as the disk does.
 class RecordStore {
