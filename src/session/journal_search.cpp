@@ -11,7 +11,7 @@
 #include "journal/journal_file.h"
 #include "platform/clock.h"
 #include "platform/file.h"
-#include "session/product_versions.h"
+#include "storage/persistent_storage.h"
 #include "util/logger.h"
 #include "util/storage_directory.h"
 

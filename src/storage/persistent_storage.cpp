@@ -1,5 +1,7 @@
 #include "storage/persistent_storage.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "platform/file.h"
@@ -11,6 +13,8 @@ namespace {
 
 constexpr std::string_view kMainFileName = "TavData";
 constexpr std::string_view kTimestampsPrefix = "Ts";
+// Of a product in one file: others may be able to write to the files.
+constexpr size_t kMaxVersions = 500;
 
 }  // namespace
 
@@ -115,6 +119,29 @@ bool PersistentStorage::Destroy() {
     }
   }
   return true;
+}
+
+// Products are added at the end of a file.
+std::vector<std::string> OtherVersions(const ProductIdentity& product,
+                                       const std::optional<StorageLocation>& location) {
+  using Access = PersistentStorage::Access;
+  std::vector<std::string> versions;
+  PersistentStorage storage(location);
+  const StorageCloser closer(storage);
+  for (const auto open : {&PersistentStorage::Open, &PersistentStorage::OpenTimestamps}) {
+    (storage.*open)(Access::Read);
+    const std::vector<ProductIdentity> products = storage.GetProducts();
+    const size_t end = versions.size() + kMaxVersions;
+    for (auto other = products.rbegin(); other != products.rend() && versions.size() < end;
+         ++other) {
+      const bool isOther = other->name == product.name && other->version != product.version;
+      if (isOther && std::ranges::find(versions, other->version) == versions.end()) {
+        versions.push_back(other->version);
+      }
+    }
+    storage.Close(PersistentStorage::Changes::Discard);
+  }
+  return versions;
 }
 
 }  // namespace Tav

@@ -127,4 +127,11 @@ bool UpdateMainDocument(PersistentStorage& storage, Work work) {
   return true;
 }
 
+// The versions of a product that have run on this machine, except its own, from both storage files:
+// a version that never reached a server is in that of the time stamps only. The newest 500 of each
+// file, these first. Versions in a locked file are missing. Blocks as an open of these files does.
+// Throws std::bad_alloc.
+std::vector<std::string> OtherVersions(const ProductIdentity& product,
+                                       const std::optional<StorageLocation>& location);
+
 }  // namespace Tav
