@@ -81,6 +81,6 @@ stage "shell scripts" check_scripts
 stage "JavaScript modules" check_modules
 stage "clang-tidy, library and Windows programs" tidy_windows < <(
   choose 'src/*.cpp' 'examples/*.c' 'examples/*.cpp' 'bench/*.cpp')
-stage "clang-tidy, tools and the POSIX side" tidy_native < <(
-  choose 'tools/*.cpp' 'src/platform/posix/*.cpp')
+stage "clang-tidy, tools, the POSIX side and the Qt example" tidy_native < <(
+  choose 'tools/*.cpp' 'src/platform/posix/*.cpp' 'examples/qt/*.cpp')
 exit $failed
