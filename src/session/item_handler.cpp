@@ -22,9 +22,8 @@ void ItemHandler::ProcessWork(Work work, const Now& now) {
     intake_.OnQueueTaken(now);
   }
   left_.AppendAll(std::move(work.items));
-  // A Commit calls Serve, which leaves newer items behind these.
-  while (SomeLeft() && left_.First()->position <= work.end) {
-    WorkItemPtr item = left_.TakeFirst();
+  // A Commit calls Serve, which leaves newer items behind these. They are handled, too.
+  while (WorkItemPtr item = left_.TakeFirst()) {
     TakeEvents(item->position, now);
     ProcessSafely(std::move(item), now);
   }
