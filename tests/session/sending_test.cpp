@@ -1,13 +1,12 @@
-// Records that the server refuses, and sends that take several slices.
+// Sends that take several slices, and what happens meanwhile.
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "session/session_parts.h"
+#include "session/sending_fixture.h"
 
 namespace Tav {
 namespace {
@@ -18,45 +17,13 @@ using Testing::Names;
 using Testing::SessionParts;
 using Testing::Wmi;
 
-class SendingTest : public Testing::SessionManagerTest {
+class SendingTest : public Testing::SendingFixture {
  protected:
-  // Each event is a record of its own. Changed product values have gone before.
-  static void Build(SessionParts& run, const Names& events) {
-    for (const std::string& event : events) {
-      run.Log(event);
-      run.delivery.ProcessEventList(true);
-    }
-  }
-  static Names Numbered(int count) {
-    Names names;
-    for (int i = 0; i < count; ++i) {
-      names.push_back("old" + std::to_string(i));
-    }
-    return names;
-  }
   void FillCache(const Names& events) {
     SessionParts run(config_, Wmi("1"));
     EXPECT_TRUE(run.Send());
     Build(run, events);
     run.delivery.CacheUnsent();
-  }
-  static std::unique_ptr<BuiltRecord> RecordOf(std::string_view text) {
-    MemoryOutputStream collected;
-    GZipOutputStream gzip(&collected);
-    gzip.Write(text.data(), text.size());
-    gzip.Flush();
-    auto record = std::make_unique<BuiltRecord>();
-    record->bytes = collected.Join();
-    return record;
-  }
-  // Of all cache files.
-  uintmax_t CachedBytes() const {
-    uintmax_t bytes = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.Path(""))) {
-      const bool isCache = entry.path().filename().string().starts_with("TavCache");
-      bytes += isCache ? entry.file_size() : 0;
-    }
-    return bytes;
   }
 
   // Passes one record to the server for each Pass.
@@ -67,108 +34,6 @@ class SendingTest : public Testing::SessionManagerTest {
   }
   static inline Platform::AutoResetEvent passed_;
 };
-
-TEST_F(SendingTest, ARefusedRecordIsCachedAndTheOthersAreSent) {
-  for (const bool fromCache : {false, true}) {
-    config_.sendInterval = 1;
-    SessionParts run(config_, Wmi("1"));
-    EXPECT_TRUE(run.Send());
-    const size_t before = Gateway::RecordCount();
-    Build(run, {"one", "poison1", "two", "poison2", "three"});
-    if (fromCache) {
-      run.delivery.CacheUnsent();
-    }
-    Gateway::refusals = 0;
-    Gateway::poisonStatus = 413;
-    EXPECT_FALSE(run.delivery.SendToServer());
-    EXPECT_EQ(Gateway::RecordCount() - before, 3u);
-    EXPECT_EQ(Gateway::refusals, 2) << "each once";
-    EXPECT_TRUE(run.delivery.Store().InMemory().Empty());
-    EXPECT_GT(CachedBytes(), 0u);
-    EXPECT_TRUE(log_.Find("warning: SM: Server refused a record of ")
-                    .ends_with(" bytes with status 413. It is tried again later"));
-    EXPECT_EQ(run.delivery.Schedule().Failures(), 0);
-    EXPECT_EQ(run.delivery.Store().Backlog().cache, 0) << "reaches no send threshold";
-
-    // New records go out; the refused ones wait for the interval.
-    Gateway::poisonStatus = 0;
-    EXPECT_TRUE(Testing::Eventually([&] { return run.delivery.SendToServer(); }));
-    EXPECT_EQ(Gateway::RecordCount() - before, 5u);
-    EXPECT_EQ(CachedBytes(), 0u);
-    log_.Take();
-  }
-}
-
-TEST_F(SendingTest, RefusedRecordsWaitForTheIntervalWhateverElseIsSent) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  Gateway::poisonStatus = 400;
-  Build(run, {"poison"});
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_FALSE(run.delivery.SendToServer());
-  Build(run, {"later"});
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_EQ(Gateway::Events(), Names{"later"});
-  run.Terminate();
-  EXPECT_EQ(Gateway::refusals, 1);
-  Gateway::poisonStatus = 0;
-  EXPECT_TRUE(SessionParts(config_, Wmi("1")).Send());
-  EXPECT_EQ(Gateway::Events(), (Names{"later", "poison"}));
-}
-
-TEST_F(SendingTest, ARefusedRecordWaitsInMemoryWhenItCannotBeCached) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  run.delivery.Store().OpenCache(std::make_unique<CacheManager>("/nowhere", "none"), false);
-  Gateway::poisonStatus = 400;
-  Build(run, {"poison1", "poison2", "good"});
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_EQ(Gateway::Events(), Names{"good"});
-  EXPECT_EQ(run.delivery.Store().InMemory().Count(), 2u);
-  EXPECT_EQ(Gateway::refusals, 2);
-}
-
-TEST_F(SendingTest, AServerThatRefusesEverythingIsLeftAloneForTheBackOff) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  Gateway::poisonStatus = 403;
-  Names poisons = Numbered(20);
-  for (std::string& name : poisons) {
-    name += "poison";
-  }
-  Build(run, poisons);
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_EQ(Gateway::refusals, 16);
-  EXPECT_EQ(run.delivery.Schedule().Failures(), 1);
-  // So is one that takes no records for now, after the first attempt.
-  Gateway::poisonStatus = 429;
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_EQ(Gateway::refusals, 17);
-  EXPECT_EQ(run.delivery.Schedule().Failures(), 2);
-}
-
-TEST_F(SendingTest, ARefusedRecordIsDroppedWhenItsEventsAreTooOld) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  Build(run, {"poison"});
-  const BuiltRecord& record = *run.delivery.Store().InMemory().First();
-  const int64_t now = CurrentTime();
-  constexpr int64_t kDay = 86400;
-  EXPECT_FALSE(IsOutdated(record, now));
-  EXPECT_FALSE(IsOutdated(record, now + 29 * kDay));
-  EXPECT_TRUE(IsOutdated(record, now + 33 * kDay));
-  EXPECT_FALSE(IsOutdated(BuiltRecord(), now)) << "no time at all";
-
-  run.delivery.Store().RemovePulled();
-  run.delivery.Store().Append(RecordOf(
-      R"({"pe":{"t":"2026-01-01T00:00:00Z"},"rt":[{"t":"2021-03-04T10:11:12.345+01:00","m":"poison"}]})"));
-  Gateway::poisonStatus = 400;
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_NE(log_.Find("warning: SM: Server refused a record of "), "");
-  EXPECT_EQ(CachedBytes(), 0u);
-  EXPECT_TRUE(run.delivery.SendToServer()) << "nothing is left";
-}
 
 // Without slices a host would wait until the server has all records, each of which waits here.
 TEST_F(SendingTest, ALongSendLetsTheHostInBetweenItsSlices) {
@@ -322,19 +187,6 @@ TEST_F(SendingTest, AFewRecordsAreBuiltWhileOneTravels) {
     EXPECT_LE(ready, kMaxReady);
   }
   EXPECT_EQ(ready, 0);
-}
-
-TEST_F(SendingTest, ARefusedRecordInMemoryDoesNotHoldBackEventsInNoRecordYet) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  run.delivery.Store().OpenCache(std::make_unique<CacheManager>("/nowhere", "none"), false);
-  Gateway::poisonStatus = 400;
-  Build(run, {"poison"});
-  EXPECT_FALSE(run.delivery.SendToServer());
-  run.Log("later");
-  EXPECT_FALSE(run.delivery.SendToServer());
-  EXPECT_EQ(Gateway::Events(), Names{"later"});
-  EXPECT_EQ(Gateway::refusals, 1);
 }
 
 // Otherwise a request of a host would wait until all records of a burst are built.
