@@ -24,8 +24,8 @@ expect_status() { # STATUS ARGUMENT...
   [ "$status" = "$1" ] || fail "status $status instead of $1: ${*:2}: $(cat "$folder/err")"
 }
 
-start() {
-  "$gateway" --port 0 --port-file "$folder/port" >"$folder/log" 2>&1 </dev/null &
+start() { # ARGUMENT...
+  "$gateway" "$@" --port 0 --port-file "$folder/port" >"$folder/log" 2>&1 </dev/null &
   pid=$!
   eventually test -s "$folder/port" || {
     fail "the gateway does not start: $(cat "$folder/log")"
@@ -66,7 +66,23 @@ exec 3<&-
 wait "$pid" || fail "status $? after a drain"
 [ ! -e "$folder/port" ] || fail "the port file is still there"
 
-# A second one does not wait for it.
+# The address may be one of IPv6.
+if grep -qs '^0\{31\}1 ' /proc/net/if_inet6; then
+  start --address ::1
+  eventually grep -qF "http://[::1]:$port" "$folder/log" ||
+    fail "another URL: $(cat "$folder/log")"
+  exec 3<>"/dev/tcp/::1/$port"
+  printf 'GET / HTTP/1.0\r\nHost: [::1]:%s\r\n\r\n' "$port" >&3
+  read -r -t 10 line <&3
+  [[ $line == "HTTP/1."*" 200 "* ]] || fail "no page at ::1 but: $line"
+  exec 3<&-
+  kill -TERM "$pid"
+  wait "$pid" || fail "status $? at ::1"
+else
+  echo "program_test.sh: this machine has no address ::1"
+fi
+
+# A second signal does not wait for a request.
 start
 begin_request
 end() {
