@@ -118,8 +118,10 @@ static void PostScript(HWND window) {
   PostMessageW(window, WM_KEYDOWN, VK_SPACE, 0);
   if (strcmp(runOfTest, "logoff") == 0) {
     PostMessageW(window, WM_ENDSESSION, TRUE, 0);
+    PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 0, 0);  // Windows would end the process
+  } else {
+    PostMessageW(window, WM_CLOSE, 0, 0);
   }
-  PostMessageW(window, WM_CLOSE, 0, 0);
 }
 
 static int Run(void) {
