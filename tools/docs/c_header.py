@@ -58,7 +58,7 @@ RULES = {None: '', 'Setting': ', a \\ref rule-setting "setting"',
 def slot_comment(lines, name, links):
     """The comment of a slot or of a component's operation. Number and rule become a line."""
     blocks = paragraphs(lines, 2)
-    kind, block = blocks[0]
+    kind, block = blocks[0] if blocks else ('text', [''])
     number = NUMBER.match(block[0])
     if not number:
         sys.exit(f'docs: the comment of {name} does not begin with its number')
@@ -83,10 +83,12 @@ def members(reader):
     return result
 
 
+SHOWN = ['Each member with parentheses is a pointer to a function, shown as a host calls it.', '']
+
+
 def member(comment, declaration, links, example):
     name = name_of(declaration)
     text = slot_comment(comment, name, links)
-    # Shown as a function, which is how a host calls it.
     shown = signature(declaration).replace(f'(*{name})', f' {name}').replace('(void)', '()')
     return marked(text + example) + [shown, '']
 
@@ -103,6 +105,19 @@ def table(reader, text, links, examples):
     if by_name:
         sys.exit(f'docs: slots that tav.h does not list by task: {", ".join(by_name)}')
     return out
+
+
+def structure(reader, comment, text, links, examples):
+    name = re.search(r'struct (\w+)', reader.take()).group(1)
+    is_table = name == 'TavEntryTable'
+    example = [] if is_table else examples.of(name)
+    out = marked(described(comment, 0, links) + SHOWN + example) + [f'struct {name} {{']
+    if is_table:
+        out += table(reader, text, links, examples)
+    else:
+        for each in members(reader):
+            out += member(*each, links, [])
+    return out + ['};', '']
 
 
 def enumeration(comment, block, links):
@@ -135,13 +150,7 @@ def convert(text, links, examples):
         elif line.startswith('typedef struct TavComponent_s'):
             reader.take()
         elif line.startswith(('struct ', 'typedef struct TavEntryTable')):
-            name = re.search(r'struct (\w+)', reader.take()).group(1)
-            is_table = name == 'TavEntryTable'
-            example = [] if is_table else examples.of(name)
-            out += marked(described(comment, 0, links) + example) + [f'struct {name} {{']
-            out += table(reader, text, links, examples) if is_table else [
-                line for each in members(reader) for line in member(*each, links, [])]
-            out += ['};', '']
+            out += structure(reader, comment, text, links, examples)
             comment = []
         else:
             out += marked(described(comment, 0, links)) + [signature(reader.declaration()), '']

@@ -3,7 +3,8 @@ import html
 import re
 
 WIDTH = 100  # of a line of the headers
-BEGINS_PARAGRAPH = re.compile(r'Errors[:,]|Logs [A-Z]|Not running:|While running:|Before Initialize:')
+BEGINS_PARAGRAPH = re.compile(
+    r'Errors[:,]|Logs [A-Z]|Not running:|While running:|Before Initialize:')
 SPECIAL = re.compile(r'[\\@<>&#%]')
 # A code span, or a quoted log message.
 CODE = re.compile(r'(`[^`]*`|"[\w<](?:[^"]*: |[^"]*[%<\\])[^"]*")')
@@ -40,8 +41,8 @@ class Links:
 def paragraphs(lines, indent):
     """The lines of a comment, without `//`, as (kind, lines) with the kinds text, list and code.
 
-    A line ends a paragraph if it ends a sentence and the first word of the next one would have fitted
-    on it, or if the next one begins as the parts of a slot's comment do.
+    A line ends a paragraph if it ends a sentence and the first word of the next one would have
+    fitted on it, or if the next one begins as the parts of a slot's comment do.
     """
     result = []
     for number, line in enumerate(lines):
