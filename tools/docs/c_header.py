@@ -64,7 +64,8 @@ def slot_comment(lines, name, links):
         sys.exit(f'docs: the comment of {name} does not begin with its number')
     blocks[0] = (kind, [block[0][number.end():], *block[1:]])
     label = f'<span class="slot">{number.group(1)}{RULES[number.group(2)]}</span>'
-    return described_blocks(blocks, links, name, [label, ''])
+    own = name if number.group(1).startswith('Slot') else None
+    return described_blocks(blocks, links, own, [label, ''])
 
 
 def members(reader):
