@@ -107,10 +107,10 @@ TEST_F(SqliteStoreTest, TakesHostileTextAsText) {
 TEST_F(SqliteStoreTest, RefusesFilesThatAreNoStoresOfItsLayout) {
   folder_.Put("tav.db", std::string(5000, 'x'));
   EXPECT_EQ(OpenError(), "file is not a database");
-  std::filesystem::remove(Path());
+  std::filesystem::remove(folder_.Root() / "tav.db");
   Database(Path(), Database::Access::Write, 0).Execute("CREATE TABLE t(a)");
   EXPECT_EQ(OpenError(), "the file is an SQLite database, but no gateway's store");
-  std::filesystem::remove(Path());
+  std::filesystem::remove(folder_.Root() / "tav.db");
   Open().reset();
   Database(Path(), Database::Access::Write, 0).Execute("PRAGMA user_version = 2");
   EXPECT_EQ(OpenError(), "the store has layout 2; this program reads layout 1 only");
