@@ -27,8 +27,9 @@ finish() {
 trap finish EXIT
 trap 'exit 143' TERM INT
 
-# The port file appears when the gateway listens. Waits up to ten seconds, enough for a busy machine.
-for _ in $(seq 500); do
+# The port file appears when the gateway listens. Waits up to thirty seconds: under Wine on a busy
+# machine the start takes long.
+for _ in $(seq 1500); do
   [ -s "$folder/port" ] && break
   kill -0 "$pid" 2>/dev/null || break
   sleep 0.02
