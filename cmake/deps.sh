@@ -142,11 +142,12 @@ build_zlib() {
     cp "$source/zlib.h" "$source/zconf.h" "$prefix/include/"
 }
 
+# Without a compiler cache, whose objects may name the folders of another build.
 build_jansson() {
   local source=$1
   cmake -S "$source" -B "$source/build" -G Ninja -Wno-dev \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" -DCMAKE_INSTALL_PREFIX="$prefix" \
-    -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS_RELEASE=-Os \
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS_RELEASE=-Os -DCMAKE_C_COMPILER_LAUNCHER= \
     -DCMAKE_C_FLAGS="${library_flags[*]} -ffile-prefix-map=$source=/jansson -frandom-seed=jansson" \
     -DJANSSON_BUILD_DOCS=OFF -DJANSSON_EXAMPLES=OFF -DJANSSON_WITHOUT_TESTS=ON \
     -DJANSSON_BUILD_SHARED_LIBS=OFF &&

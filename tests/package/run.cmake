@@ -41,7 +41,7 @@ endforeach()
 
 file(ARCHIVE_EXTRACT INPUT "${zip}" DESTINATION "${WORK}/unpacked")
 file(GLOB prefix "${WORK}/unpacked/tav-*-win64")
-foreach(file IN ITEMS bin/tav.dll bin/tavcat.exe symbols/tav.dll.debug include/tav/tav.h
+foreach(file IN ITEMS bin/tav.dll bin/minimal_host.exe bin/tavcat.exe symbols/tav.dll.debug include/tav/tav.h
                       include/tav/tav.hpp lib/cmake/tav/tavConfig.cmake docs/integration.md
                       README.md LICENSE NOTICES.md CHANGELOG.md)
   if(NOT EXISTS "${prefix}/${file}")
@@ -55,11 +55,11 @@ endif()
 run("${CMAKE_CURRENT_LIST_DIR}/symbols.sh" "${prefix}")
 run("${CMAKE_CURRENT_LIST_DIR}/links.sh" "${prefix}")
 
-function(build_host source build)
+function(build_host type source build)
   run("${CMAKE_COMMAND}" -S "${source}" -B "${build}" -G "${GENERATOR}"
-      "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}" "-DCMAKE_BUILD_TYPE=${CONFIG}"
+      "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}" "-DCMAKE_BUILD_TYPE=${type}"
       "-Dtav_DIR=${prefix}/lib/cmake/tav" ${ARGN})
-  run("${CMAKE_COMMAND}" --build "${build}" --config "${CONFIG}")
+  run("${CMAKE_COMMAND}" --build "${build}" --config "${type}")
 endfunction()
 
 file(READ "${prefix}/docs/integration.md" document)
@@ -71,7 +71,7 @@ endif()
 string(FIND "${CMAKE_MATCH_1}" "\n```" end)
 string(SUBSTRING "${CMAKE_MATCH_1}" 0 ${end} example)
 file(WRITE "${WORK}/example.cpp" "${example}\n")
-build_host("${CMAKE_CURRENT_LIST_DIR}" "${WORK}/build" "-DTAV_EXAMPLE=${WORK}/example.cpp"
+build_host(${CONFIG} "${CMAKE_CURRENT_LIST_DIR}" "${WORK}/build" "-DTAV_EXAMPLE=${WORK}/example.cpp"
            "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror")
 
 set(ENV{TAV_GATEWAY} "file://${WORK}/records.json")
@@ -96,7 +96,7 @@ endif()
 foreach(example IN LISTS examples)
   get_filename_component(folder "${example}" DIRECTORY)
   get_filename_component(name "${folder}" NAME)
-  build_host("${folder}" "${WORK}/examples/${name}")
+  build_host(Debug "${folder}" "${WORK}/examples/${name}")
 endforeach()
 
 # From the example to the gateway's interface.

@@ -1,18 +1,23 @@
 # Configures tests/package/subproject with FetchContent and with add_subdirectory, builds it, runs it
 # and checks the record that it writes.
 #
-#   cmake -D WORK=... -P subproject.cmake
+#   cmake -D WORK=... [-D DEPS=...] -P subproject.cmake
 #
-# The contents of WORK are deleted. cmake/deps.sh must have built the libraries.
+# The contents of WORK are deleted. DEPS: the folder of the libraries that cmake/deps.sh has built, if it
+# is not this tree's.
 cmake_minimum_required(VERSION 3.25)
 include("${CMAKE_CURRENT_LIST_DIR}/run_command.cmake")
 get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 
+set(deps)
+if(DEPS)
+  set(deps "-DTAV_DEPS_PREFIX=${DEPS}")
+endif()
 file(REMOVE_RECURSE "${WORK}")
 foreach(way IN ITEMS FetchContent add_subdirectory)
   run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/subproject" -B "${WORK}/${way}" -G Ninja
-      "-DCMAKE_TOOLCHAIN_FILE=${source}/cmake/mingw-w64.cmake" -DCMAKE_BUILD_TYPE=Debug
-      "-DTAV_SOURCE=${source}" "-DTAV_WAY=${way}")
+      "-DCMAKE_TOOLCHAIN_FILE=${source}/cmake/mingw-w64.cmake" -DCMAKE_BUILD_TYPE=Release
+      "-DTAV_SOURCE=${source}" "-DTAV_WAY=${way}" ${deps})
 endforeach()
 
 set(build "${WORK}/FetchContent")

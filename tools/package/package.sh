@@ -28,7 +28,7 @@ release=$work/$name
 cmake --install "$tree" --prefix "$release" >"$work/log" || die "$(cat "$work/log")"
 mv "$release"/share/doc/tav/* "$release/"
 rm -r "$release/share"
-for file in bin/tav.dll bin/tavcat.exe symbols/tav.dll.debug; do
+for file in bin/tav.dll bin/minimal_host.exe bin/tavcat.exe symbols/tav.dll.debug; do
   [ -e "$release/$file" ] || die "$tree has not built $file"
 done
 # A tree that has the gateway as a target must have built it.
