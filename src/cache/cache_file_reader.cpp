@@ -169,6 +169,15 @@ CacheFileContents ReadOpenCacheFile(TavFile& file, const std::string& path, Reco
   Platform::QueryFileStatus(path.c_str(), status);
   TavFileInputStream input(&file);
   CacheFileContents contents = ReadCacheFile(&input, records);
+  // The error may pass. What cannot be read now will be deleted.
+  if (file.Failed()) {
+    records.Clear();
+    if (!file.OpenAtomic(path.c_str())) {
+      return contents;
+    }
+    TavFileInputStream again(&file);
+    contents = ReadCacheFile(&again, records);
+  }
   ReportLoss(path, status.size, contents);
   return contents;
 }

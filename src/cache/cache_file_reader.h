@@ -24,8 +24,9 @@ struct CacheFileContents {
 // becomes a record, too. Throws std::bad_alloc; `records` then has the records read so far.
 CacheFileContents ReadCacheFile(InputStream* input, RecordList& records);
 
-// Calls ReadCacheFile for a file that OpenAtomic has opened, and leaves it open. Bytes that could
-// not be read are logged and counted as an error.
+// Calls ReadCacheFile for a file that OpenAtomic has opened, and leaves it open. `records` is
+// empty. After a read error, opens the file once more and reads it again; if it cannot be opened,
+// there are no records. Bytes that could not be read are logged and counted as an error.
 CacheFileContents ReadOpenCacheFile(TavFile& file, const std::string& path, RecordList& records);
 
 // The length of the whole chunks at the beginning of `input`, in bytes. Logs nothing. Throws

@@ -147,6 +147,9 @@ bool DropConsumed(CacheDirectory& directory,
   RecordList rest;
   TavFileInputStream input(&file);
   errors += ReadCacheFile(&input, rest).errors;
+  if (file.Failed()) {
+    return true;  // what could not be read would be lost
+  }
   errors += RewriteCacheFile(directory, note.sequence, file, rest) ? 0 : 1;
   return true;
 }

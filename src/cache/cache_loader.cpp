@@ -61,6 +61,10 @@ bool CacheLoader::LeaseFile(CacheDirectory& directory, int sequence, RecordList&
   RecordList found;
   const CacheFileContents contents = ReadOpenCacheFile(*file, directory.PathOf(sequence), found);
   CountCacheErrors(contents.errors);
+  if (!file->IsOpen()) {
+    PassOverCacheFile(directory, sequence, "load");
+    return false;
+  }
   lease_.Begin(directory, sequence, std::move(file));
   if (found.Empty()) {
     EndLease();
