@@ -94,6 +94,11 @@ JsonPtr StorageFile::Read(bool& damaged) {
   }
   std::string error;
   JsonPtr root = ReadJson(file_, error);
+  // jansson does not tell damage from a lack of memory. Without the second attempt, the next save
+  // would replace a good document.
+  if (!root && !file_.Failed() && file_.Rewind()) {
+    root = ReadJson(file_, error);
+  }
   damaged = !root;
   if (damaged) {
     LogWarning("PS: Open: error parsing JSON data for PS: %s", error.c_str());
