@@ -1,5 +1,6 @@
 #include "journal/run_block.h"
 
+#include <new>
 #include <utility>
 
 #include "util/byte_codec.h"
@@ -12,6 +13,17 @@ namespace {
 constexpr char kTags[] = "tags";
 constexpr char kSessionEnvironment[] = "sessionEnvironment";
 constexpr char kBreadcrumbLength[] = "breadcrumbLength";
+
+// A run block that lacks a part would report events under a wrong identity.
+void Require(bool done) {
+  if (!done) {
+    throw std::bad_alloc();
+  }
+}
+
+void Set(const JsonPtr& object, std::string_view key, JsonPtr value) {
+  Require(SetJsonMember(object.Get(), key, std::move(value)));
+}
 
 struct TextMember {
   const char* key;
@@ -41,9 +53,9 @@ JsonPtr TagsToJson(const TagMap& tags) {
   for (const auto& [category, names] : tags) {
     JsonPtr list(json_array());
     for (const std::string& name : names) {
-      json_array_append_new(list.Get(), MakeJsonString(name).Release());
+      Require(json_array_append_new(list.Get(), MakeJsonString(name).Release()) == 0);
     }
-    SetJsonMember(object.Get(), category, std::move(list));
+    Set(object, category, std::move(list));
   }
   return object;
 }
@@ -67,14 +79,13 @@ TagMap TagsFromJson(const json_t* object) {
 std::vector<std::byte> EncodeRunBlock(const RunBlock& block) {
   const JsonPtr object(json_object());
   VisitTexts(const_cast<RunBlock&>(block), [&](const char* key, const std::string& text) {
-    SetJsonMember(object.Get(), key, MakeJsonString(text));
+    Set(object, key, MakeJsonString(text));
   });
-  SetJsonMember(object.Get(), kTags, TagsToJson(block.tags));
+  Set(object, kTags, TagsToJson(block.tags));
   if (block.sessionEnvironment) {
-    SetJsonMember(object.Get(), kSessionEnvironment,
-                  JsonPtr::Share(block.sessionEnvironment.Get()));
+    Set(object, kSessionEnvironment, JsonPtr::Share(block.sessionEnvironment.Get()));
   }
-  SetJsonMember(object.Get(), kBreadcrumbLength, JsonPtr(json_real(block.breadcrumbLength)));
+  Set(object, kBreadcrumbLength, JsonPtr(json_real(block.breadcrumbLength)));
   ByteWriter measure({});
   WriteMembers(measure, object.Get());
   std::vector<std::byte> bytes(measure.Size());
@@ -87,6 +98,7 @@ std::optional<RunBlock> DecodeRunBlock(std::span<const std::byte> bytes) {
   ByteReader reader(bytes);
   const JsonPtr object = ReadMembers(reader);
   if (!object) {
+    Require(reader.Failed());
     return std::nullopt;
   }
   RunBlock block;

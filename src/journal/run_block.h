@@ -26,9 +26,10 @@ struct RunBlock {
   int breadcrumbLength = 0;
 };
 
+// Both throw std::bad_alloc.
 std::vector<std::byte> EncodeRunBlock(const RunBlock& block);
 
-// Nothing if the bytes are damaged or memory runs out.
+// Nothing if the bytes are damaged.
 std::optional<RunBlock> DecodeRunBlock(std::span<const std::byte> bytes);
 
 }  // namespace Tav

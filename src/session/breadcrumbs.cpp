@@ -1,6 +1,7 @@
 #include "session/breadcrumbs.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "model/record_keys.h"
@@ -9,13 +10,14 @@
 
 namespace Tav {
 
-bool LoggedEvent::LoadProperties() {
-  if (members.empty() || properties) {
-    return true;
+void LoggedEvent::LoadProperties() {
+  if (!members.empty() && !properties) {
+    ByteReader reader(members);
+    properties = ReadMembers(reader);
+    if (!properties && !reader.Failed()) {
+      throw std::bad_alloc();
+    }
   }
-  ByteReader reader(members);
-  properties = ReadMembers(reader);
-  return properties || reader.Failed();
 }
 
 void Breadcrumbs::Update(LoggedEvent& event) {
@@ -91,17 +93,20 @@ void Breadcrumbs::AttachTo(LoggedEvent& errorEvent) {
 
 void Breadcrumbs::Attach(LoggedEvent& event, std::string_view key, const Names& names) {
   TAV_TRACE("JD: AttachList. Adding queued item to '%s':", key.data());
+  event.LoadProperties();
   JsonPtr list(json_array());
   for (const std::string& name : names) {
     TAV_TRACE("JD:    %s", name.c_str());
-    json_array_append_new(list.Get(), MakeJsonString(name).Release());
+    if (json_array_append_new(list.Get(), MakeJsonString(name).Release()) != 0) {
+      throw std::bad_alloc();
+    }
   }
-  const bool loaded = event.LoadProperties();
-  if (loaded && !event.properties) {
+  if (!event.properties) {
     event.properties.Reset(json_object());
   }
-  if (!loaded || !SetJsonMember(event.properties.Get(), key, std::move(list))) {
+  if (!SetJsonMember(event.properties.Get(), key, std::move(list))) {
     LogWarning("Failed to add object to json map");
+    throw std::bad_alloc();
   }
 }
 

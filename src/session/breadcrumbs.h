@@ -20,9 +20,8 @@ struct LoggedEvent {
   std::span<const std::byte> members;  // see EntryView::Members
   JsonPtr properties = {};             // takes the members' place if not null
 
-  // Makes an object of the members, unless there are none. False if memory runs out: the members
-  // then keep their place.
-  bool LoadProperties();
+  // Makes an object of the members, unless there are none. Throws std::bad_alloc.
+  void LoadProperties();
 };
 
 // Session thread only.
@@ -38,7 +37,7 @@ class Breadcrumbs {
 
   // For each event in order: saves a place or a command, attaches the session's lists to an error
   // as "std-Place" and "std-Cmd", forgets a session that ends. Loads the properties if it reads or
-  // changes them. If memory runs out, the event stays as it is.
+  // changes them. Throws std::bad_alloc; the record is then built anew later.
   void Update(LoggedEvent& event);
 
  private:

@@ -11,18 +11,15 @@ namespace Tav {
 namespace {
 
 // The chunk marks of a cache file do not reveal damage inside a record. A gateway would refuse such
-// a record at every attempt. The same goes for a text of more than kMaxTextSize bytes. If there is
-// no memory for zlib's state, the record counts as whole.
+// a record at every attempt. The same goes for a text of more than kMaxTextSize bytes. If zlib gets
+// no memory, the record counts as whole.
 bool IsDamaged(const BuiltRecord& record) {
   MemoryInputStream bytes(record.bytes.data(), record.bytes.size());
   GZipInputStream gzip(&bytes);
-  if (gzip.HasError()) {
-    return false;
-  }
   uint8_t text[4096];
   while (gzip.Read(text, sizeof text) == sizeof text) {
   }
-  return !gzip.Complete();
+  return !gzip.Complete() && !gzip.OutOfMemory();
 }
 
 }  // namespace

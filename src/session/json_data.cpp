@@ -43,11 +43,13 @@ size_t JsonData::AddValue(std::string_view name, JsonPtr value) {
 size_t JsonData::AddObject(std::string_view name, JsonPtr value, bool becomesCurrent) {
   if (!value) {
     LogWarning("No json object to add");
+    complete_ = false;
     return 0;
   }
   json_t* const added = value.Get();
   const size_t estimate = EstimateAdded(name, added);
   if (!Insert(name, std::move(value))) {
+    complete_ = false;
     return 0;
   }
   if (becomesCurrent) {

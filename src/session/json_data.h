@@ -12,7 +12,7 @@ namespace Tav {
 
 // The root is an object. Values go into the current container; opening a container makes it the
 // current one, and MoveUp returns to the enclosing one. At most four enclosing containers are kept.
-// A value that cannot be added is logged and left out. Used by one thread.
+// A value that cannot be added is logged and left out, see Complete. Used by one thread.
 //
 // Every adding operation returns the size estimate of what it added, 0 when nothing was added.
 class JsonData {
@@ -36,6 +36,9 @@ class JsonData {
   // Closes the current container.
   void MoveUp();
 
+  // Whether nothing was left out.
+  bool Complete() const { return complete_; }
+
   // Borrowed.
   const json_t* Root() const { return root_.Get(); }
 
@@ -48,6 +51,7 @@ class JsonData {
   json_t* current_;
   json_t* enclosing_[kMaxDepth] = {};
   size_t depth_ = 0;
+  bool complete_ = true;
 };
 
 }  // namespace Tav

@@ -1,5 +1,6 @@
 #include "session/record_builder.h"
 
+#include <new>
 #include <utility>
 
 #include "model/event_size.h"
@@ -61,6 +62,9 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(EventSource& pend
   componentVersion_.clear();
   const CarriedData carried = changes.ForRecord(!pending.Empty());
   const size_t headerSize = BeginData(data, carried);
+  if (!data.Complete()) {
+    throw std::bad_alloc();  // a gateway refuses a record without its identity
+  }
   RecordText text(data.Root());
   if (pending.Empty()) {
     TAV_DEBUG("SM: No events added");
@@ -77,7 +81,7 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(EventSource& pend
   std::unique_ptr<BuiltRecord> record = text.Finish();
   if (record == nullptr) {
     LogWarning("SM: Oops, could not convert json object to a string");
-    return nullptr;
+    throw std::bad_alloc();
   }
   record->carried = carried;
   return record;

@@ -73,8 +73,8 @@ class RecordBuilder {
 
   // Builds one record of as many pending events as fit, oldest first and all of one component, and
   // of the changes that it has to carry. Removes the events from `pending`. Null when there are
-  // neither events nor a change that is in no record yet. Null with a warning when the record could
-  // not be written; its events are then lost.
+  // neither events nor a change that is in no record yet. Throws std::bad_alloc, after a warning if
+  // the record could not be written. Some events are then removed and in no record.
   std::unique_ptr<BuiltRecord> BuildOneJsonRecord(EventSource& pending,
                                                   const UnsentChanges& changes);
 

@@ -95,6 +95,7 @@ void GZipOutputStream::Flush() {
 GZipInputStream::GZipInputStream(InputStream* inner) : FallibleInputStream(inner, kMaxErrorText) {
   const int result = inflateInit2(&inflate_, kGzipWindowBits);
   if (result != Z_OK) {
+    outOfMemory_ = result == Z_MEM_ERROR;
     Fail("GZip init error %d", result);
     return;
   }
@@ -129,6 +130,7 @@ size_t GZipInputStream::Read(void* buffer, size_t count) {
     }
     complete_ = result == Z_STREAM_END;
     if (result != Z_OK && !complete_) {
+      outOfMemory_ = result == Z_MEM_ERROR;
       Fail("GZip inflate error %d", result);
       return 0;
     }

@@ -44,12 +44,15 @@ class GZipInputStream : public FallibleInputStream {
   size_t Read(void* buffer, size_t count) override;
   // The end of the member was reached and its checksum is correct.
   bool Complete() const { return complete_; }
+  // The failure says nothing about the data.
+  bool OutOfMemory() const { return outOfMemory_; }
 
  private:
   z_stream inflate_ = {};
   size_t expanded_ = 0;
   bool started_ = false;
   bool complete_ = false;
+  bool outOfMemory_ = false;
   uint8_t buffer_[4096];
 };
 

@@ -41,7 +41,7 @@ bool IsAboutBody(int status) {
 }
 
 // Expands the gzip member `body` into `output`, up to the first damage or kMaxTextSize bytes;
-// either is logged. Does not flush.
+// either is logged. Does not flush. Throws std::bad_alloc.
 void ExpandBody(const void* body, size_t length, OutputStream* output) {
   MemoryInputStream compressed(body, length);
   GZipInputStream expanded(&compressed);
@@ -51,6 +51,9 @@ void ExpandBody(const void* body, size_t length, OutputStream* output) {
   }
   if (expanded.HasError()) {
     TAV_NOTE("Gzip expand failed - %s", expanded.ErrorText());
+  }
+  if (expanded.OutOfMemory()) {
+    throw std::bad_alloc();
   }
 }
 
@@ -167,6 +170,9 @@ int32_t TestDataSender::Send(const void* body, size_t length, bool) try {
   }
   MemoryOutputStream collected;
   ExpandBody(body, length, &collected);
+  if (collected.HasError()) {
+    throw std::bad_alloc();
+  }
   const std::vector<uint8_t> expanded = collected.Join();
   // Not the data of an empty vector: it may be null, which means Open.
   const uint8_t nothing = 0;

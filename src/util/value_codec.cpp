@@ -146,11 +146,11 @@ struct JsonMaker {
   static Value Object() { return JsonPtr(json_object()); }
   static Value Array() { return JsonPtr(json_array()); }
   static Value String(std::string_view text) { return MakeJsonString(text); }
-  // A number that JSON cannot hold was never accepted from a host. It is left out.
+  // A number that JSON cannot hold was never accepted from a host. It is left out: null stands for
+  // it, which the form does not have and which takes no memory.
   static Value Real(double number) {
     return JsonPtr(std::isfinite(number) ? json_real(number) : json_null());
   }
-  // False if memory runs out.
   static bool Add(Value& container, bool named, std::string_view key, Value value) {
     if (!container || !value) {
       return false;
