@@ -1,5 +1,7 @@
 #include "storage/storage_views.h"
 
+#include <new>
+
 #include "storage/storage_keys.h"
 #include "util/logger.h"
 
@@ -34,6 +36,9 @@ void PersistentStorage::View::UseMember(const ProductIdentity& product,
   }
   json_t* const member = json_object_get(element, key);
   JsonPtr fresh(create());
+  if (!fresh) {
+    throw std::bad_alloc();
+  }
   if (member != nullptr && json_typeof(member) == json_typeof(fresh.Get())) {
     SetNode(member);
   } else if (access_ == Access::Update) {
