@@ -145,7 +145,7 @@ void Terminate() {
     // Its locks may be held for ever and its data half changed, so it is not even freed.
     library.sessionManager.store(nullptr, std::memory_order_release);
   } else if (manager != nullptr) {
-    TAV_DEBUG("TavTerminate. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+    TAV_DEBUG_HERE("TavTerminate");
     manager->SuspendForTermination();
     TavFlushAggregates();
     manager->Stop();

@@ -21,7 +21,7 @@ int32_t AskTime(const char* entryPoint, Ask ask) {
     if (manager == nullptr) {
       return int32_t{-1};
     }
-    TAV_DEBUG("%s. Pid: %d, CpuId: %d, Tid: %ld", entryPoint, TAV_WHERE);
+    TAV_DEBUG_HERE("%s", entryPoint);
     return static_cast<int32_t>(ask(*manager));
   });
 }
@@ -61,7 +61,7 @@ void TAV_CALL TavGetEndpointIdentifier(char* buffer, size_t bufferSize) {
     if (manager == nullptr) {
       return;
     }
-    TAV_DEBUG("TavGetEndpointIdentifier. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+    TAV_DEBUG_HERE("TavGetEndpointIdentifier");
     const std::string identifier = manager->GetEndpointInstance();
     const size_t length = identifier.copy(buffer, bufferSize - 1);
     buffer[length] = '\0';

@@ -21,7 +21,7 @@ AppStatus::AppStatus(const LibraryConfig& config,
       machine_(storage_, changes_, consent, std::move(wmi), config.storage) {}
 
 bool AppStatus::Load(int lockWait) {
-  TAV_DEBUG("SM: CheckAppStatus. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: CheckAppStatus");
   const StorageCloser closer(storage_);
   storage_.SetLockWait(lockWait);
   storage_.Open(PersistentStorage::Access::Read);

@@ -158,7 +158,7 @@ void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
       terminating_ = true;
       suspended_ = false;
       suspendedForTermination_ = false;
-      TAV_DEBUG("SM: Term. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      TAV_DEBUG_HERE("SM: Term");
       return;
     case ItemCode::ProdEnv:
       TAV_DEBUG("SM: ProdEnv");
@@ -176,10 +176,10 @@ void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
       TAV_DEBUG("SM: SuspendTerm");
       return;
     case ItemCode::Sync:
-      TAV_DEBUG("SM: Sync. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      TAV_DEBUG_HERE("SM: Sync. Waking up thread");
       requests_.endpointId = app_.Machine().EndpointId();
       thread_.WakeReady(Thread::Ready::Question);
-      TAV_DEBUG("SM: Sync done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+      TAV_DEBUG_HERE("SM: Sync done");
       return;
   }
   LogError("SM: Unhandled item code (%d)", static_cast<int>(item->code));
@@ -198,7 +198,7 @@ void ItemHandler::OnEvent(const EventLog::Item& event, const Now& now) {
 }
 
 void ItemHandler::OnCommit() {
-  TAV_DEBUG("SM: Commit. Processing event list. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Commit. Processing event list");
   commitPending_ = true;
   recovery_.SearchAgain();
   recovery_.Run(-1);
@@ -230,9 +230,9 @@ void ItemHandler::SendForCommit() {
   if (delivery_.Store().TakeFlushFailed()) {
     requests_.commit = CommitResult::CacheWriteFailed;
   }
-  TAV_DEBUG("SM: Commit. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Commit. Waking up thread");
   thread_.WakeReady();
-  TAV_DEBUG("SM: Commit done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Commit done");
 }
 
 void ItemHandler::OnPullData() {
@@ -245,9 +245,9 @@ void ItemHandler::OnPullData() {
       delivery_.Store().RemovePulled();
     }
   }
-  TAV_DEBUG("SM: Record pulled. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Record pulled. Waking up thread");
   thread_.WakeReady();
-  TAV_DEBUG("SM: Record pulled done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Record pulled done");
 }
 
 void ItemHandler::OnPushData() {
@@ -259,9 +259,9 @@ void ItemHandler::OnPushData() {
   } else if (!delivery_.Store().Push(std::move(record))) {
     LogWarning("SM: PushData: rejecting a record because of the opt-out");
   }
-  TAV_DEBUG("SM: Record pushed. Waking up thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Record pushed. Waking up thread");
   thread_.WakeReady();
-  TAV_DEBUG("SM: Record pushed done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Record pushed done");
 }
 
 void ItemHandler::RestorePulled() {

@@ -54,7 +54,7 @@ SessionManager::SessionManager(LibraryConfig config)
     : noImpliedRecords_(config.noImpliedRecords),
       queue_(*this),
       impliedSession_(queue_, !noImpliedRecords_) {
-  TAV_DEBUG("SM: ctor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: ctor");
   CompleteUserId(config);
   TraceProductValues(config.productValues.get());
   if (config.maxEventSize < 1) {
@@ -67,7 +67,7 @@ SessionManager::SessionManager(LibraryConfig config)
 }
 
 SessionManager::~SessionManager() {
-  TAV_DEBUG("SM: End. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: End");
 }
 
 void SessionManager::Main() {
@@ -75,12 +75,12 @@ void SessionManager::Main() {
 }
 
 InitResult SessionManager::Init() {
-  TAV_DEBUG("SM: Init. Start the thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Init. Start the thread");
   termItem_ = MakeWorkItem(ItemCode::Term);
   if (termItem_ == nullptr || !Run()) {
     return InitResult::NoThread;
   }
-  TAV_DEBUG("SM: Init. Adding Client. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Init. Adding Client");
   Queue(ItemCode::Client);
   return InitResult::Started;
 }
@@ -136,8 +136,7 @@ SessionManager::Answer SessionManager::Ask(ItemCode code,
     return Answer::Killed;
   }
   const bool isSync = code == ItemCode::Sync;
-  TAV_DEBUG("SM: %s. Adding %s. Pid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "Sync" : caller,
-            TAV_WHERE);
+  TAV_DEBUG_HERE("SM: %s. Adding %s", caller, isSync ? "Sync" : caller);
   WorkItemPtr item = MakeWorkItem(code);
   TAV_DEBUG("SM: %s. Waiting%sPid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "..." : ". ",
             TAV_WHERE);
@@ -178,7 +177,7 @@ CommitResult SessionManager::Commit() {
   if (answer == Answer::Killed) {
     return CommitResult::NotSent;
   }
-  TAV_DEBUG("SM: Commit. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Commit. Waiting done");
   return answer == Answer::Given ? result : CommitResult::NotSent;
 }
 
@@ -196,7 +195,7 @@ char* SessionManager::PullData() {
   if (answer == Answer::Killed) {
     return nullptr;
   }
-  TAV_DEBUG("SM: PullData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: PullData. Waiting done");
   return block;
 }
 
@@ -207,7 +206,7 @@ void SessionManager::PushData(std::string_view block) {
   if (answer == Answer::Killed) {
     return;
   }
-  TAV_DEBUG("SM: PushData. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: PushData. Waiting done");
 }
 
 std::string SessionManager::GetEndpointInstance() {

@@ -39,7 +39,7 @@ class ServeMeanwhile {
 }  // namespace
 
 void SessionThread::Run() {
-  TAV_DEBUG("SM: Main. Session thread is running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Main. Session thread is running");
   parts_.intake.OnQueueTaken(ReadClocks());  // no event is older
   Startup startup(parts_);
   Shutdown shutdown(parts_.app, parts_.stamps, parts_.delivery, parts_.items, parts_.recovery);
@@ -52,11 +52,11 @@ void SessionThread::Run() {
     shutdown.CacheEverything();
   }
   parts_.journal.Close();
-  TAV_DEBUG("SM: Session thread is exiting. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Session thread is exiting");
 }
 
 void SessionThread::ProcessData() {
-  TAV_DEBUG("SM: Processing data. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Processing data");
   const RecordStore& store = parts_.delivery.Store();
   parts_.delivery.Schedule().SetInitialWaitTime(ReadClocks(), store.CacheSize(),
                                                 store.OldestCached());
@@ -74,7 +74,7 @@ void SessionThread::ProcessData() {
     }
   }
   parts_.items.AnswerUnfinished();
-  TAV_DEBUG("SM: ProcessData got terminating. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: ProcessData got terminating");
 }
 
 void SessionThread::ProcessTurn(int minTimeout) {

@@ -35,7 +35,7 @@ void Attempt(Step step) {
 }  // namespace
 
 void Shutdown::Run(ConfigLoader* loader) {
-  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Processing termination");
   Attempt([this] { items_.RestorePulled(); });
   Attempt([this] { FinishClientInfo(); });
   Attempt([this] { delivery_.ProcessEventList(true); });
@@ -56,7 +56,7 @@ void Shutdown::Run(ConfigLoader* loader) {
 }
 
 void Shutdown::CacheEverything() {
-  TAV_DEBUG("SM: Processing termination. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("SM: Processing termination");
   Attempt([this] { delivery_.ProcessEventList(true); });
   Attempt([this] { delivery_.CacheUnsent(); });
   Attempt([this] { delivery_.SettleDropped(); });

@@ -148,9 +148,9 @@ void CloseLogger() {
 
 namespace {
 
-enum class Controls { Escape, Keep };
+enum class Form { Line, LineWithPlace, Block };
 
-void WriteLine(LogLevel level, Controls controls, const char* format, va_list arguments) {
+void WriteLine(LogLevel level, Form form, const char* format, va_list arguments) {
   if (!LogEnabled(level)) {
     return;
   }
@@ -170,6 +170,9 @@ void WriteLine(LogLevel level, Controls controls, const char* format, va_list ar
     const size_t messageStart = line.Length();
     line.Append(LevelText(level));
     line.AppendArguments(format, arguments);
+    if (form == Form::LineWithPlace) {
+      line.AppendFormat(". Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+    }
     if (systemError != 0) {
       line.AppendFormat(" - (%08x) %s", systemError, Platform::ErrorMessage(systemError).c_str());
     }
@@ -180,7 +183,7 @@ void WriteLine(LogLevel level, Controls controls, const char* format, va_list ar
     if (hidden != nullptr && !hidden->path.empty()) {
       line.Replace(messageStart, hidden->path, kHiddenFolderName);
     }
-    if (controls == Controls::Escape) {
+    if (form != Form::Block) {
       line.Escape(messageStart);
     }
     line.DropCutCharacter();
@@ -194,13 +197,13 @@ void WriteLine(LogLevel level, Controls controls, const char* format, va_list ar
 }  // namespace
 
 void LogMessage(LogLevel level, const char* format, va_list arguments) noexcept {
-  WriteLine(level, Controls::Escape, format, arguments);
+  WriteLine(level, Form::Line, format, arguments);
 }
 
 void LogBlock(LogLevel level, const char* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  WriteLine(level, Controls::Keep, format, arguments);
+  WriteLine(level, Form::Block, format, arguments);
   va_end(arguments);
 }
 
@@ -216,6 +219,13 @@ void LogTrace(const char* format, ...) noexcept {
 
 void LogDebug(const char* format, ...) noexcept {
   TAV_FORWARD_TO_LOG_MESSAGE(LogLevel::Debug);
+}
+
+void LogDebugHere(const char* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  WriteLine(LogLevel::Debug, Form::LineWithPlace, format, arguments);
+  va_end(arguments);
 }
 
 void LogNote(const char* format, ...) noexcept {

@@ -58,6 +58,8 @@ inline bool LogEnabled(LogLevel level) {
 
 void LogTrace(const char* format, ...) noexcept TAV_PRINTF(1, 2);
 void LogDebug(const char* format, ...) noexcept TAV_PRINTF(1, 2);
+// Appends ". Pid: %d, CpuId: %d, Tid: %ld": the process, the processor and the thread that logs.
+void LogDebugHere(const char* format, ...) noexcept TAV_PRINTF(1, 2);
 void LogNote(const char* format, ...) noexcept TAV_PRINTF(1, 2);
 void LogWarning(const char* format, ...) noexcept TAV_PRINTF(1, 2);
 void LogError(const char* format, ...) noexcept TAV_PRINTF(1, 2);
@@ -86,13 +88,18 @@ void LogBlock(LogLevel level, const char* format, ...) noexcept TAV_PRINTF(2, 3)
     if (::Tav::LogEnabled(::Tav::LogLevel::Debug)) \
       ::Tav::LogDebug(__VA_ARGS__);                \
   } while (false)
+#define TAV_DEBUG_HERE(...)                        \
+  do {                                             \
+    if (::Tav::LogEnabled(::Tav::LogLevel::Debug)) \
+      ::Tav::LogDebugHere(__VA_ARGS__);            \
+  } while (false)
 #define TAV_NOTE(...)                             \
   do {                                            \
     if (::Tav::LogEnabled(::Tav::LogLevel::Note)) \
       ::Tav::LogNote(__VA_ARGS__);                \
   } while (false)
 
-// The arguments for "Pid: %d, CpuId: %d, Tid: %ld".
+// The arguments for "Pid: %d, CpuId: %d, Tid: %ld" in other places of a line.
 #define TAV_WHERE                                                    \
   ::Tav::Platform::ProcessId(), ::Tav::Platform::CurrentProcessor(), \
       ::Tav::Platform::CurrentThreadId()

@@ -16,7 +16,7 @@ constinit std::atomic<int> runningThreads{0};
 }  // namespace
 
 Thread::Thread() {
-  TAV_DEBUG("TH: ctor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: ctor");
   for (const Platform::AutoResetEvent* event : {&work_, &ready_, &questionReady_}) {
     if (!event->Valid()) {
       LogError("$Failed to created event for thread");
@@ -25,7 +25,7 @@ Thread::Thread() {
 }
 
 Thread::~Thread() {
-  TAV_DEBUG("TH: Inside thread destructor. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: Inside thread destructor");
   const int32_t references = references_.load(std::memory_order_acquire);
   if (references != 0) {
     LogError("TH: Thread reference count should be zero, not %d. Pid: %d, CpuId: %d, Tid: %ld",
@@ -34,7 +34,7 @@ Thread::~Thread() {
 }
 
 bool Thread::Run() {
-  TAV_DEBUG("TH: Run. Creating thread. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: Run. Creating thread");
   references_.fetch_add(1, std::memory_order_acq_rel);
   running_.store(true, std::memory_order_release);
   runningThreads.fetch_add(1, std::memory_order_relaxed);
@@ -45,13 +45,13 @@ bool Thread::Run() {
     runningThreads.fetch_sub(1, std::memory_order_relaxed);
     return false;
   }
-  TAV_DEBUG("TH: Run. Thread created. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: Run. Thread created");
   return true;
 }
 
 void Thread::Entry(void* argument) {
   auto* const thread = static_cast<Thread*>(argument);
-  TAV_DEBUG("TH: Inside thread entry. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: Inside thread entry");
   try {
     thread->Main();
   } catch (...) {
@@ -61,7 +61,7 @@ void Thread::Entry(void* argument) {
   // A host whose request came just before the end must not wait for its answer.
   thread->ready_.Set();
   thread->questionReady_.Set();
-  TAV_DEBUG("TH: Thread entry. No longer running. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: Thread entry. No longer running");
   thread->Release();
   runningThreads.fetch_sub(1, std::memory_order_release);
 }
@@ -100,8 +100,7 @@ void Thread::LogWaitReady(int milliseconds) const {
     TAV_TRACE("TH: WaitReady with waitDelay %d ms. Sleeping... Pid: %d, CpuId: %d, Tid: %ld", delay,
               TAV_WHERE);
   }
-  TAV_DEBUG("TH: WaitReady. Waiting for %ld ms. Pid: %d, CpuId: %d, Tid: %ld", long{milliseconds},
-            TAV_WHERE);
+  TAV_DEBUG_HERE("TH: WaitReady. Waiting for %ld ms", long{milliseconds});
 }
 
 Platform::WaitResult Thread::AwaitReady(int milliseconds, Ready kind) {
@@ -130,16 +129,15 @@ void Thread::LogReady(Platform::WaitResult result) {
 }
 
 void Thread::WakeReady(Ready kind) {
-  TAV_DEBUG("TH: WakeReady. Setting event. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: WakeReady. Setting event");
   EventOf(kind).Set();
-  TAV_DEBUG("TH: WakeReady. Setting event done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: WakeReady. Setting event done");
 }
 
 void Thread::Join(int milliseconds) {
-  TAV_DEBUG("TH: Join. Waiting for %ld ms. Pid: %d, CpuId: %d, Tid: %ld", long{milliseconds},
-            TAV_WHERE);
+  TAV_DEBUG_HERE("TH: Join. Waiting for %ld ms", long{milliseconds});
   native_.Join(milliseconds);
-  TAV_DEBUG("TH: Join. Waiting done. Pid: %d, CpuId: %d, Tid: %ld", TAV_WHERE);
+  TAV_DEBUG_HERE("TH: Join. Waiting done");
 }
 
 bool Thread::Ended() {
