@@ -32,6 +32,11 @@ if(MINGW)
   add_link_options(-Wl,--no-insert-timestamp)
 endif()
 
+# No code asks for the type of an object. The types of exceptions stay known.
+if(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options("$<$<AND:$<CONFIG:Release>,$<COMPILE_LANGUAGE:CXX>>:-fno-rtti>")
+endif()
+
 target_compile_options(tav_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>

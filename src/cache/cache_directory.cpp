@@ -9,6 +9,7 @@
 #include "cache/cache_file_name.h"
 #include "platform/file.h"
 #include "util/logger.h"
+#include "util/sort.h"
 #include "util/tav_file.h"
 
 namespace Tav {
@@ -194,7 +195,7 @@ void CacheDirectory::Refresh(int64_t now) {
       found.push_back({sequence, status.size, CacheFile::kUnknown, status.modifiedAt});
     }
   }
-  std::ranges::sort(found, {}, &CacheFile::sequence);
+  SortBy(found, &CacheFile::sequence);
   files_ = std::move(found);
 }
 

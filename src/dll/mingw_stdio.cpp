@@ -35,4 +35,9 @@ double __mingw_strtod(const char* text, char** end) {
   return _strtod_l(text, end, nullptr);
 }
 
+// std::strtoll, which jansson calls.
+long long strtoll(const char* text, char** end, int base) {
+  return _strtoi64(text, end, base);
+}
+
 }  // extern "C"

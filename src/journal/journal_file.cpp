@@ -8,6 +8,7 @@
 #include "platform/guarded_copy.h"
 #include "platform/identifiers.h"
 #include "util/format.h"
+#include "util/sort.h"
 
 namespace Tav {
 
@@ -185,7 +186,7 @@ DeadJournal::DeadJournal(std::unique_ptr<JournalFile> file)
       segments_.push_back(segment);
     }
   }
-  std::ranges::sort(segments_, {}, &Segment::Number);
+  SortBy(segments_, &Segment::Number);
 }
 
 std::optional<DeadJournal::Item> DeadJournal::Next() {

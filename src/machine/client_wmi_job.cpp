@@ -177,7 +177,9 @@ struct WmiJob::Shared {
   }
 };
 
-WmiJob::WmiJob(std::unique_ptr<Platform::WmiSource> source) : shared_(std::make_shared<Shared>()) {
+// Not by std::make_shared: without run-time types it needs a part of the C++ run-time that is
+// large.
+WmiJob::WmiJob(std::unique_ptr<Platform::WmiSource> source) : shared_(new Shared) {
   shared_->source = std::move(source);
   shared_->queries = MakeWmiQueries();
 }

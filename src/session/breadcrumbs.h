@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <span>
 #include <string>
@@ -41,7 +41,7 @@ class Breadcrumbs {
   void Update(LoggedEvent& event);
 
  private:
-  using Names = std::deque<std::string>;  // oldest first
+  using Names = std::list<std::string>;  // oldest first
   struct Trail {
     Names places;
     Names commands;

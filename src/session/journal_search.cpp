@@ -13,6 +13,7 @@
 #include "platform/file.h"
 #include "storage/persistent_storage.h"
 #include "util/logger.h"
+#include "util/sort.h"
 #include "util/storage_directory.h"
 
 namespace Tav {
@@ -117,7 +118,7 @@ void JournalSearch::FindOf(const std::string& prefix, const std::vector<std::str
       found.push_back(std::move(file));
     }
   }
-  std::ranges::sort(found, {}, &Found::startTime);
+  SortBy(found, &Found::startTime);
   files_.insert(files_.end(), std::make_move_iterator(found.begin()),
                 std::make_move_iterator(found.end()));
 }

@@ -1,7 +1,8 @@
 #include "platform/error.h"
 
-#include <string.h>
 #include <windows.h>
+
+#include <cstring>
 
 namespace Tav::Platform {
 
@@ -25,10 +26,9 @@ std::string ErrorMessage(uint32_t code) {
   return std::string(text, length);
 }
 
+// The run-time keeps the text for each thread. MinGW's strerror_s adds a kilobyte.
 std::string ErrnoMessage(int code) {
-  char text[128] = "";
-  strerror_s(text, sizeof text, code);
-  return text;
+  return std::strerror(code);
 }
 
 }  // namespace Tav::Platform

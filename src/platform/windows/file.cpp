@@ -192,15 +192,7 @@ int64_t File::Write(const void* buffer, size_t count) {
 }
 
 bool File::Truncate() {
-  if (!CheckOpen()) {
-    return false;
-  }
-  const errno_t error = _chsize_s(descriptor_, 0);
-  if (error != 0) {
-    errno = error;
-    return false;
-  }
-  return _lseeki64(descriptor_, 0, SEEK_SET) == 0;
+  return CheckOpen() && _chsize(descriptor_, 0) == 0 && _lseeki64(descriptor_, 0, SEEK_SET) == 0;
 }
 
 bool File::Rewind() {
