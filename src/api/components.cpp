@@ -1,6 +1,5 @@
 // The interface record through which a component of the host reports under its own name.
 #include <cstdlib>
-#include <cstring>
 #include <new>
 
 #include "api/aggregates.h"
@@ -14,12 +13,13 @@ using namespace Tav;
 
 namespace {
 
-// Null when memory runs out.
+// As UTF-8: the journal takes no other text. Null when memory runs out.
 char* CopyText(const char* text) {
-  const size_t size = std::strlen(OrEmpty(text)) + 1;
-  auto* const copy = static_cast<char*>(std::malloc(size));
+  const Utf8Text utf8(text, false);
+  auto* const copy = static_cast<char*>(std::malloc(utf8.View().size() + 1));
   if (copy != nullptr) {
-    std::memcpy(copy, OrEmpty(text), size);
+    utf8.View().copy(copy, utf8.View().size());
+    copy[utf8.View().size()] = '\0';
   }
   return copy;
 }
@@ -70,7 +70,7 @@ TavEvent_s* MakeEvent(TavComponent_s* self, const char* name) {
   if (self->name == nullptr) {
     return TavNewEvent(name);
   }
-  const ComponentEventName fullName(self->name, OrEmpty(name));
+  const ComponentEventName fullName(self->name, Utf8Text(name, false).View());
   TavEvent_s* const event = TavNewEvent(fullName.CString());
   if (event == nullptr) {
     LogWarning("Creating component event '%s' with no component name set", OrEmpty(name));

@@ -102,6 +102,23 @@ TEST_F(ComponentsTest, LongEventNamesAreCutBetweenCharacters) {
   EXPECT_EQ(Complaints(), Lines{});
 }
 
+// In the journal such a text would make the entry, and all that follow it, unreadable.
+TEST_F(ComponentsTest, TextsThatAreNotUtf8AreReadAsLatin1) {
+  Start();
+  TavComponent_s* const component = Component("M\xFC", "1\xE9");
+  EXPECT_STREQ(component->name, "M\xC3\xBC");
+  for (TavEvent_s* const event :
+       {component->NewEvent(component, "\xDF"), component->NewCommandEvent(component, "open"),
+        component->NewErrorEvent(component, "7", nullptr), tav.NewEvent("later")}) {
+    tav.LogEvent(event);
+  }
+  component->Release(component);
+  Stop();
+  EXPECT_EQ(Attributed(), (Lines{"M\xC3\xBC/1\xC3\xA9: M\xC3\xBC_\xC3\x9F",
+                                 "M\xC3\xBC/1\xC3\xA9: M\xC3\xBC_std-Cmd",
+                                 "M\xC3\xBC/1\xC3\xA9: M\xC3\xBC_std-Error", "/: later"}));
+}
+
 TEST_F(ComponentsTest, AggregatesAreKeptByComponent) {
   Start();
   TavComponent_s* const viewer = Component("Viewer", "1.5");
