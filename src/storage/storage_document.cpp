@@ -1,10 +1,12 @@
 #include "storage/storage_document.h"
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "storage/storage_keys.h"
 #include "util/logger.h"
+#include "util/text.h"
 
 namespace Tav {
 
@@ -16,18 +18,20 @@ std::string Text(const json_t* object, const char* key) {
   return std::string(JsonStringView(json_object_get(object, key)));
 }
 
-bool HasText(const json_t* object, const char* key, const std::string& text) {
+bool HasText(const json_t* object, const char* key, std::string_view text) {
   const json_t* const value = json_object_get(object, key);
   return json_is_string(value) && JsonStringView(value) == text;
 }
 
 void SetIdentityPart(json_t* product, const char* key, const std::string& text) {
-  JsonPtr value(json_string(text.c_str()));
-  if (!value) {
+  if (!SetJsonMember(product, key, MakeJsonString(text))) {
     LogError("PS: Cannot create json string for '%s'", text.c_str());
-    return;
   }
-  json_object_set_new(product, key, value.Release());
+}
+
+// As a document has it: a host's version may have a few sequences that JSON does not know as UTF-8.
+std::string Stored(const std::string& text) {
+  return IsAscii(text) ? text : std::string(JsonStringView(MakeJsonString(text).Get()));
 }
 
 }  // namespace
@@ -46,13 +50,13 @@ json_t* StorageDocument::Products() const {
 
 int StorageDocument::IndexOf(const ProductIdentity& product) const {
   const json_t* const products = Products();
+  const std::string version = Stored(product.version);
   size_t index = 0;
   const json_t* element = nullptr;
   json_array_foreach(products, index, element) {
     if (!json_is_object(element)) {
       LogWarning("PS: Product array element is not a map");
-    } else if (HasText(element, kName, product.name) &&
-               HasText(element, kVersion, product.version) &&
+    } else if (HasText(element, kName, product.name) && HasText(element, kVersion, version) &&
                HasText(element, kPlatform, product.platform)) {
       return static_cast<int>(index);
     }

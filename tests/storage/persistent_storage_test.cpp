@@ -97,6 +97,19 @@ TEST_F(PersistentStorageTest, ViewsCheckWhatTheyTakeAndFind) {
   EXPECT_EQ(view.GetValue("text").type, EnvType::None);
 }
 
+// A host's version may have what the library takes for UTF-8 and JSON does not: a surrogate.
+TEST_F(PersistentStorageTest, AProductIsFoundWhateverItsVersion) {
+  const ProductIdentity odd = Product("Odd", "\xED\xA0\x80");
+  for (int run = 0; run < 2; ++run) {
+    Change([&] {
+      ProductEnvView values(&storage_, odd, Section::Values, Access::Update);
+      EXPECT_EQ(values.GetValue("Edition", "Pro"), run > 0);
+      values.SetValue("Edition", std::string("Pro"));
+    });
+  }
+  EXPECT_EQ(Products(), "Odd,");
+}
+
 TEST_F(PersistentStorageTest, ViewsOfAClosedStorageFailSoftly) {
   ClientView client(&storage_);
   ProductView product = AppView(Access::Update);
