@@ -179,6 +179,7 @@ void WriteLine(LogLevel level, Form form, const char* format, va_list arguments)
     if (runTimeError != 0) {
       line.AppendFormat(" - (%d) %s", runTimeError, Platform::ErrnoMessage(runTimeError).c_str());
     }
+    line.DropCutCharacter();  // the next step may make the line shorter
     const HiddenFolder* const hidden = hiddenFolder.load(std::memory_order_acquire);
     if (hidden != nullptr && !hidden->path.empty()) {
       line.Replace(messageStart, hidden->path, kHiddenFolderName);

@@ -19,6 +19,7 @@
 #include "platform/set_environment.h"
 #include "support/temp_folder.h"
 #include "util/log_text.h"
+#include "util/text.h"
 
 namespace Tav {
 namespace {
@@ -232,6 +233,25 @@ TEST_F(LoggerTest, CutsBetweenCharactersAndBetweenEscapes) {
     EXPECT_EQ(line.substr(line.rfind('x', line.size() - test.kept.size() - 1) + 1), test.kept)
         << test.text;
   }
+}
+
+// A line that becomes shorter after it was cut.
+TEST_F(LoggerTest, CutsBetweenCharactersBeforeItHidesTheProfileFolder) {
+  const std::string folder = "C:\\Users\\somebody with a long name";
+  Testing::SetEnvironment("USERPROFILE", folder.c_str());
+  HideProfileFolder();
+  ThresholdWith(KeepMessage, nullptr, false, nullptr);
+  for (int shift = 0; shift < 3; ++shift) {
+    std::string text = std::string(static_cast<size_t>(shift), 'x') + folder;
+    while (text.size() < 2100) {
+      text += "\xE2\x82\xAC";
+    }
+    LogError("%s", text.c_str());
+    EXPECT_TRUE(IsUtf8(messages.back())) << shift;
+    EXPECT_TRUE(messages.back().ends_with("\xE2\x82\xAC")) << shift;
+  }
+  Testing::SetEnvironment("USERPROFILE", nullptr);
+  HideProfileFolder();
 }
 
 TEST_F(LoggerTest, TellsExpectedExceptionsFromDefects) {
