@@ -1,22 +1,9 @@
 // Feeds arbitrary bytes to the readers of data from outside this process: chunks, gzip, base64,
 // lines and JSON, stacked as in the library. Finds crashes and leaks, and checks invariants.
-//
-// Build and run from the root of the tree, natively, with clang and libFuzzer:
-//
-//   clang++-19 -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all
-//     -Isrc fuzz/streams_fuzz.cpp
-//     src/streams/{stream,memory_stream,filter_stream}.cpp
-//     src/streams/{chunk,gzip,base64,json}_stream.cpp
-//     src/streams/json_check.cpp -ljansson -lz -o streams_fuzz
-//   mkdir -p corpus && ./streams_fuzz -max_len=8192 -max_total_time=60 corpus fuzz/streams_corpus
-//
-// New inputs are stored in ./corpus; fuzz/streams_corpus has small hand-made ones. To replay files,
-// pass them instead of the folders. Each crash becomes a test in tests/streams.
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz.h"
 #include "streams/base64_stream.h"
 #include "streams/chunk_stream.h"
 #include "streams/filter_stream.h"
@@ -28,17 +15,11 @@
 namespace {
 
 using namespace Tav;
+using Fuzz::Require;
 using Bytes = std::vector<uint8_t>;
 
 // A gzip member of a few bytes can expand to megabytes.
 constexpr size_t kMaxExpanded = 1 << 20;
-
-void Require(bool condition, const char* what) {
-  if (!condition) {
-    std::fprintf(stderr, "violated: %s\n", what);
-    std::abort();
-  }
-}
 
 Bytes ReadSome(InputStream& stream, size_t piece) {
   Bytes all;
