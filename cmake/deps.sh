@@ -98,8 +98,8 @@ install_packages() {
     2> >(grep -v '^debconf: delaying package configuration' >&2)
 }
 
-# Unpacks the sources of Debian's packages zlib, jansson and sqlite3. apt reads the source lists into a separate
-# folder, which leaves the machine's configuration unchanged, and checks signatures as usual.
+# Unpacks the sources of Debian's packages zlib, jansson and sqlite3. apt reads the source lists into a
+# separate folder, which leaves the machine's configuration unchanged, and checks signatures as usual.
 fetch_sources() {
   local work=$1 options
   mkdir -p "$work/sources.list.d" "$work/lists/partial"

@@ -131,6 +131,9 @@ TEST(LimitsTest, EndsSlowHeadersAndBodies) {
 }
 
 TEST(LimitsTest, EndsClientsThatDoNotReadTheAnswer) {
+#ifdef _WIN32
+  GTEST_SKIP() << "Wine 8 often never completes a write if the socket is closed while it goes on";
+#endif
   ServerOptions options = WithLimits([](HttpLimits& limits) {
     limits.transferTime = milliseconds(50);
     limits.minRate = 1'000'000'000;

@@ -142,6 +142,9 @@ TEST(LiveFeedTest, ReachesEveryClientThatFollows) {
 }
 
 TEST(LiveFeedTest, DropsClientsThatDoNotRead) {
+#ifdef _WIN32
+  GTEST_SKIP() << "Wine 8 often never completes a write if the socket is closed while it goes on";
+#endif
   ServerOptions options;
   options.limits.maxWaitingEvents = 10;
   RunningGateway gateway(std::move(options));
