@@ -250,4 +250,11 @@ void Delivery::ReportLost(int64_t end) {
   }
 }
 
+void Delivery::ReportLost() const {
+  if (!batch_.Pending().Empty() && store_.UsesCache() && !journal_.HasFile()) {
+    LogWarning("SM: %lld events could be neither sent nor stored and are lost",
+               static_cast<long long>(batch_.Pending().Count()));
+  }
+}
+
 }  // namespace Tav

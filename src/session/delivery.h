@@ -78,6 +78,9 @@ class Delivery final : RecordSupply {
   // After SendAtTermination: caches what is unsent while time permits. The rest stays in the
   // journal; what is not there is lost, and the log says so.
   void CacheUnsent();
+  // After CacheUnsent: counts the events that are in no record and no file, in a warning. Needs no
+  // memory.
+  void ReportLost() const;
 
   SendSchedule& Schedule() { return schedule_; }
   RecordStore& Store() { return store_; }

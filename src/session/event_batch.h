@@ -22,6 +22,7 @@ class PendingEvents final : public EventSource {
   const EntryView* First() override;
   void RemoveFirst() override;
 
+  int64_t Count() const { return count_; }
   // The sum of the events' estimated sizes, in bytes.
   int64_t EstimatedSize() const { return size_; }
   // The place in the log before which no event is pending.

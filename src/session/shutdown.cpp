@@ -47,6 +47,7 @@ void Shutdown::Run(ConfigLoader* loader) {
   Attempt([this] { delivery_.SendAtTermination(); });
   Attempt([this] { delivery_.EndSend(); });
   Attempt([this] { delivery_.CacheUnsent(); });
+  delivery_.ReportLost();
   Attempt([this] { delivery_.SettleDropped(); });
   if (loader != nullptr) {
     Attempt([this, loader] { ApplyFetchedSettings(*loader); });
@@ -59,6 +60,7 @@ void Shutdown::CacheEverything() {
   TAV_DEBUG_HERE("SM: Processing termination");
   Attempt([this] { delivery_.ProcessEventList(true); });
   Attempt([this] { delivery_.CacheUnsent(); });
+  delivery_.ReportLost();
   Attempt([this] { delivery_.SettleDropped(); });
   StoreState();
 }
