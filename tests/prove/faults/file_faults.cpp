@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kOperationCount = std::size(kOperations);
 
-constinit std::mutex lock;
+std::mutex lock;
 const Fault* armed = nullptr;
 int leftUntilFault = 0;
 bool stays = false;

@@ -10,7 +10,7 @@ memory=${TMPDIR:-/tmp}
 echo "natively:"
 TMPDIR=$memory "$TAV_NATIVE_BIN/faults" | tee native.txt
 echo "under Wine:"
-"$TAV_WINE" "$TAV_WINDOWS_BIN/faults.exe" --every "${TAV_PROVE_WINE_EVERY:-13}" | tr -d '\r' |
+"$TAV_WINE" "$TAV_WINDOWS_BIN/faults.exe" --every "${TAV_PROVE_WINE_EVERY:-31}" | tr -d '\r' |
   tee wine.txt
 native=$(sed -n 's/^proved: //p' native.txt)
 wine=$(sed -n 's/^proved: //p' wine.txt)

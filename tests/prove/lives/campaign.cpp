@@ -65,6 +65,10 @@ Tally Campaign::Execute(const Plan& plan) {
   for (const std::string& complaint : verdict.complaints) {
     std::printf("FAILED %s: %s\n", plan.Name().c_str(), complaint.c_str());
   }
+  if (verdict.lost > 0 && verdict.complaints.empty()) {
+    std::printf("lost %s: %d of %d events: %s\n", plan.Name().c_str(), verdict.lost,
+                verdict.accepted, verdict.account.c_str());
+  }
   return {1, hit ? 0 : 1, verdict.lost > 0 ? 1 : 0, verdict.complaints.empty() ? 0 : 1};
 }
 

@@ -8,7 +8,7 @@ namespace Tav::Testing {
 
 namespace {
 
-constinit std::mutex lock;
+std::mutex lock;
 std::FILE* output = nullptr;
 
 void Put(std::string_view text) {

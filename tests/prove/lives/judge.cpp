@@ -123,13 +123,16 @@ class Case {
     }
   }
 
-  bool Accounted(bool killed) const {
-    return std::ranges::any_of(kAccounts, [&](const Account& account) {
-      return (killed || !account.whenKilled) &&
-             std::ranges::any_of(log_, [&](const std::string& line) {
-               return line.find(account.line) != std::string::npos;
-             });
-    });
+  // The line that accounts for lost events; empty if there is none.
+  std::string FindAccount(bool killed) const {
+    for (const std::string& line : log_) {
+      for (const Account& account : kAccounts) {
+        if ((killed || !account.whenKilled) && line.find(account.line) != std::string::npos) {
+          return line;
+        }
+      }
+    }
+    return {};
   }
 
   void CheckEvents(bool killed) {
@@ -141,7 +144,8 @@ class Case {
       }
     }
     verdict_.accepted = static_cast<int>(accepted_.size());
-    if (verdict_.lost > 0 && !Accounted(killed)) {
+    verdict_.account = FindAccount(killed);
+    if (verdict_.lost > 0 && verdict_.account.empty()) {
       Complain("events are lost without a word:" + lost);
     }
     for (const auto& [event, times] : delivered_) {

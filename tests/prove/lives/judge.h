@@ -10,10 +10,11 @@
 namespace Tav::Testing {
 
 struct Verdict {
-  Lines complaints;  // empty: the promises were kept
-  int accepted = 0;  // events
-  int lost = 0;      // accepted events that were never delivered; the log says why
-  int twice = 0;     // events that were delivered more than once
+  Lines complaints;          // empty: the promises were kept
+  int accepted = 0;          // events
+  int lost = 0;              // accepted events that were never delivered
+  std::string account = {};  // the log's line about them
+  int twice = 0;             // events that were delivered more than once
 };
 
 // Executes the clean run after the life, and judges. `ending` is that of the life. A life without a
