@@ -156,42 +156,54 @@ void CheckSchedule(const Limits& limits) {
       stepUntil([&] { return schedule.FlushExpired(); }, limits.schedule.flushInterval));
 }
 
-TEST_F(SettingsMatrixTest, EverySettingWithEveryValueIsUsedAsThePageSays) {
-  const std::vector<Row> rows = ReadPage();
-  ASSERT_EQ(rows.size(), 12U) << "a number in the page's table";
-  for (const Row& row : rows) {
-    for (const Value& value : kValues) {
-      const std::string answer = "{\"" + row.name + "\":" + value.json + "}";
-      SCOPED_TRACE(answer);
-      Fetch(answer);
-      const std::unique_ptr<ConfigManager> stored = Stored();
-      EXPECT_FALSE(stored->IsChanged(ParseSettings(answer).value())) << "stored as it was sent";
-      const Limits limits = ResolveLimits(config_, *stored);
-      const int64_t used = std::clamp(value.read.value_or(row.defaultValue), row.min, row.max);
-      std::map<std::string, int64_t> byName = ByName(limits);
-      byName["disabled"] = stored->GetNumber("disabled", 0);
-      ASSERT_TRUE(byName.contains(row.name));
-      EXPECT_EQ(byName[row.name], used);
-      ASSERT_NO_FATAL_FAILURE(CheckSchedule(limits));
-      const bool disables = row.name == "disabled" && used != 0;
-      const bool limitsRate = row.name.starts_with("max_event_per") && used == 1;
-      EXPECT_EQ(SentOfThree(), disables || limitsRate ? 0U : 3U);
-    }
+TEST(SettingsPageTest, TheTableHasEveryNumber) {
+  EXPECT_EQ(ReadPage().size(), 12U);
+}
+
+class SettingTest : public SettingsMatrixTest, public testing::WithParamInterface<Row> {};
+
+TEST_P(SettingTest, EveryValueIsUsedAsThePageSays) {
+  const Row& row = GetParam();
+  for (const Value& value : kValues) {
+    const std::string answer = "{\"" + row.name + "\":" + value.json + "}";
+    SCOPED_TRACE(answer);
+    Fetch(answer);
+    const std::unique_ptr<ConfigManager> stored = Stored();
+    EXPECT_FALSE(stored->IsChanged(ParseSettings(answer).value())) << "stored as it was sent";
+    const Limits limits = ResolveLimits(config_, *stored);
+    const int64_t used = std::clamp(value.read.value_or(row.defaultValue), row.min, row.max);
+    std::map<std::string, int64_t> byName = ByName(limits);
+    byName["disabled"] = stored->GetNumber("disabled", 0);
+    ASSERT_TRUE(byName.contains(row.name));
+    EXPECT_EQ(byName[row.name], used);
+    ASSERT_NO_FATAL_FAILURE(CheckSchedule(limits));
+    const bool disables = row.name == "disabled" && used != 0;
+    const bool limitsRate = row.name.starts_with("max_event_per") && used == 1;
+    EXPECT_EQ(SentOfThree(), disables || limitsRate ? 0U : 3U);
   }
 }
 
-TEST_F(SettingsMatrixTest, OtherMembersAreStoredOrIgnored) {
-  for (const char* const name : {"inhibit", "gateway", "connect_time", "no such setting", ""}) {
-    for (const Value& value : kValues) {
-      const std::string answer = std::string("{\"") + name + "\":" + value.json + "}";
-      SCOPED_TRACE(answer);
-      Fetch(answer);
-      const std::unique_ptr<ConfigManager> stored = Stored();
-      EXPECT_EQ(stored->GetNumberInRange(Setting::kFlushTime), 360);
-      EXPECT_EQ(SentOfThree(), 3U);
-    }
+INSTANTIATE_TEST_SUITE_P(Page, SettingTest, testing::ValuesIn(ReadPage()), [](const auto& row) {
+  return row.param.name;
+});
+
+class OtherMemberTest : public SettingsMatrixTest,
+                        public testing::WithParamInterface<const char*> {};
+
+TEST_P(OtherMemberTest, IsStoredOrIgnored) {
+  for (const Value& value : kValues) {
+    const std::string answer = std::string("{\"") + GetParam() + "\":" + value.json + "}";
+    SCOPED_TRACE(answer);
+    Fetch(answer);
+    EXPECT_EQ(Stored()->GetNumberInRange(Setting::kFlushTime), 360);
+    EXPECT_EQ(SentOfThree(), 3U);
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    All,
+    OtherMemberTest,
+    testing::Values("inhibit", "gateway", "connect_time", "no such setting", ""));
 
 // Answers that are made to cost memory, stack or time. A run with each of them starts, sends and
 // ends, and its settings are bounded.
