@@ -1,5 +1,6 @@
 #include "session/json_data.h"
 
+#include <cmath>
 #include <utility>
 
 #include "model/event_size.h"
@@ -33,6 +34,10 @@ size_t JsonData::AddInteger(std::string_view name, int64_t number) {
 }
 
 size_t JsonData::AddReal(std::string_view name, double number) {
+  if (!std::isfinite(number)) {
+    LogWarning("No json object to add");
+    return 0;
+  }
   return AddObject(name, JsonPtr(json_real(number)), false) == 0 ? 0 : RealPairSize(name, number);
 }
 
@@ -49,7 +54,6 @@ size_t JsonData::AddObject(std::string_view name, JsonPtr value, bool becomesCur
   json_t* const added = value.Get();
   const size_t estimate = EstimateAdded(name, added);
   if (!Insert(name, std::move(value))) {
-    complete_ = false;
     return 0;
   }
   if (becomesCurrent) {
@@ -70,6 +74,7 @@ bool JsonData::Insert(std::string_view name, JsonPtr value) {
     }
     if (json_array_append_new(current_, value.Release()) != 0) {
       LogError("Failed to add object to json array");
+      complete_ = false;
       return false;
     }
     return true;
@@ -80,11 +85,13 @@ bool JsonData::Insert(std::string_view name, JsonPtr value) {
     }
     if (name.empty() || !SetJsonMember(current_, name, std::move(value))) {
       LogWarning("Failed to add object to json map");
+      complete_ = complete_ && name.empty();
       return false;
     }
     return true;
   }
   LogError("Can only add json object to an array or map");
+  complete_ = false;  // there was no memory for the root
   return false;
 }
 

@@ -36,7 +36,7 @@ class JsonData {
   // Closes the current container.
   void MoveUp();
 
-  // Whether nothing was left out.
+  // Whether nothing was left out because memory ran out.
   bool Complete() const { return complete_; }
 
   // Borrowed.

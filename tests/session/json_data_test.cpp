@@ -50,6 +50,7 @@ TEST(JsonDataTest, MisuseIsReportedAndTheRestIsKept) {
     EXPECT_NE(log.Find("warning: Failed to add object to json map"), "");
     EXPECT_EQ(data.AddReal("nan", std::nan("")), 0u);
     EXPECT_NE(log.Find("warning: No json object to add"), "");
+    EXPECT_TRUE(data.Complete());  // a record with such values is still built
     data.OpenArray("list");
     EXPECT_GT(data.AddValue("named", JsonPtr(json_integer(1))), 0u);
     EXPECT_NE(log.Find("error: Cannot add named objects to json array"), "");
