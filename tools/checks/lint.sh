@@ -80,7 +80,8 @@ stage "rules of the tree" tools/checks/rules.sh
 stage "shell scripts" check_scripts
 stage "JavaScript modules" check_modules
 stage "clang-tidy, library and Windows programs" tidy_windows < <(
-  choose 'src/*.cpp' 'examples/*.c' 'examples/*.cpp' 'bench/*.cpp')
+  choose 'src/*.cpp' 'examples/*.c' 'examples/*.cpp' 'bench/*.cpp' 'tools/command_line/*.cpp' \
+    'tools/gateway/windows/*.cpp' tools/gateway/no_tls.cpp)
 stage "clang-tidy, tools, the POSIX side and the Qt example" tidy_native < <(
   choose 'tools/*.cpp' 'src/platform/posix/*.cpp' 'examples/qt/*.cpp')
 exit $failed

@@ -27,6 +27,7 @@ class Utf8Console {
 
 }  // namespace
 
+// NOLINTNEXTLINE(misc-use-internal-linkage): the run-time calls it
 int wmain(int argc, wchar_t** argv) {
   const Utf8Console console;
   _setmode(_fileno(stdout), _O_BINARY);

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-struct addrinfo;
+struct addrinfo;  // NOLINT(readability-identifier-naming): the system's
 
 namespace Gateway {
 

@@ -8,7 +8,7 @@ namespace Gateway {
 void PrepareProcess() {}
 
 bool HasColourTerminal() {
-  const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
+  HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
   DWORD mode = 0;
   return GetConsoleMode(console, &mode) != 0 &&
          SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
