@@ -41,6 +41,19 @@ void AwaitEnd(ChildProcess& process, const std::string& report, const HostPlan& 
   }
 }
 
+// The exit code; nothing if the host did not end.
+std::optional<int> RunOnce(const std::vector<std::string>& command,
+                           const std::string& folder,
+                           const std::string& name,
+                           const HostPlan& plan) {
+  ChildProcess process(command,
+                       {"TAV_GATEWAY=" + plan.gateway, "TAV_CONFIGURATOR=" + plan.configurator,
+                        "LOCALAPPDATA=" + folder, "TAV_LOG_LEVEL=DEBUG"},
+                       folder + '/' + name + ".output");
+  AwaitEnd(process, folder + '/' + name + ".report", plan);
+  return process.Wait(plan.bound);
+}
+
 }  // namespace
 
 HostRun::HostRun(const CellOptions& options,
@@ -55,12 +68,11 @@ HostRun::HostRun(const CellOptions& options,
         plan.product, std::to_string(plan.number)}) {
     command.push_back(argument);
   }
-  ChildProcess process(command,
-                       {"TAV_GATEWAY=" + plan.gateway, "TAV_CONFIGURATOR=" + plan.configurator,
-                        "LOCALAPPDATA=" + folder, "TAV_LOG_LEVEL=DEBUG"},
-                       folder + '/' + name + ".output");
-  AwaitEnd(process, report, plan);
-  const std::optional<int> status = process.Wait(plan.bound);
+  std::optional<int> status = RunOnce(command, folder, name, plan);
+  // A busy Wine sometimes fails to start a program, with this status and without a word.
+  if (status == 1 && !std::filesystem::exists(report)) {
+    status = RunOnce(command, folder, name, plan);
+  }
   ReadReport(report);
   if (!status) {
     result.problems.push_back(name + ": the process does not end, " +

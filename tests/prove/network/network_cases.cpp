@@ -126,9 +126,12 @@ void AddCuts(std::vector<NetworkCase>& cases) {
                        .misbehaviour = CutClient(bytes, then)});
     }
     for (const std::size_t bytes : {1, 12, 30}) {
+      // Wine 8's winhttp.dll sometimes crashes if the connection is reset among the headers: it
+      // counts the failed read as -1 bytes.
       cases.push_back({.name = std::string("answer/") + name + '-' + std::to_string(bytes),
                        .misbehaviour = CutServer(bytes, then),
-                       .mayDouble = true});
+                       .mayDouble = true,
+                       .onlyNative = then == Then::Reset && bytes > 12});
     }
     // The flights of a handshake have some 200 to 2,000 bytes.
     for (const std::size_t bytes : {0, 5, 300, 1000}) {

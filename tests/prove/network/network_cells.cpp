@@ -125,7 +125,7 @@ class NetworkCell {
 std::vector<Cell> Cells(const CellOptions& options, const std::vector<NetworkCase>& cases) {
   std::vector<Cell> cells;
   for (const NetworkCase& one : cases) {
-    if (options.isWindows || !one.https) {
+    if (options.isWindows ? !one.onlyNative : !one.https) {
       cells.push_back({one.name, one.isShort, [&options, &one](const std::string& folder) {
                          return NetworkCell(options, one, folder).Run();
                        }});
