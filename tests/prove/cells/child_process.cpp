@@ -57,6 +57,10 @@ ChildProcess::~ChildProcess() {
   }
 }
 
+void ChildProcess::Signal(int signal) const {
+  kill(process_, signal);
+}
+
 std::optional<int> ChildProcess::Wait(std::chrono::milliseconds time) {
   const auto end = std::chrono::steady_clock::now() + time;
   while (!status_) {

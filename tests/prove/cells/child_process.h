@@ -26,6 +26,10 @@ class ChildProcess {
   // signal; nothing if the program still runs. 127 if it could not be started.
   std::optional<int> Wait(std::chrono::milliseconds time);
 
+  pid_t Id() const { return process_; }
+  // Not after Wait has returned a status.
+  void Signal(int signal) const;
+
  private:
   pid_t process_ = -1;
   std::optional<int> status_;

@@ -18,6 +18,8 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -25,14 +27,15 @@
 #include <utility>
 #include <vector>
 
-#include "prove/soak/process.h"
+#include "prove/cells/child_process.h"
+#include "prove/soak/footprint.h"
 #include "system/posix/blast_counters.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using Tav::Testing::Footprint;
-using Tav::Testing::Process;
+using Prove::ChildProcess;
+using Prove::Footprint;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
@@ -42,7 +45,10 @@ const std::string kVersions[] = {"1.0", "1.1", "2.0"};
 // Right; an hour less than a day off; at 1970 and at 2100, which no file's time can mean.
 constexpr std::int64_t kShifts[] = {0, 82'800, -82'800, -1'790'000'000, 2'320'000'000};
 constexpr std::int64_t kMemorySlack = 8 << 20;
-constexpr std::int64_t kSlack = 4;           // files, threads
+constexpr std::int64_t kSlack = 4;  // files, threads
+constexpr std::chrono::minutes kMaxEnd{3};
+constexpr int kSignalled = 128;
+const std::vector<std::string> kNothing;     // added to the environment
 constexpr std::chrono::minutes kLongRun{5};  // a shorter one says nothing about growth
 
 class Soak {
@@ -69,9 +75,9 @@ class Soak {
     while (Clock::now() < end) {
       std::this_thread::sleep_for(milliseconds(20));
       for (Slot& slot : slots) {
-        if (slot.process.HasEnded()) {
+        if (const std::optional<int> status = slot.process->Wait(milliseconds(0))) {
           throw std::runtime_error("host " + slot.name +
-                                   " ended by itself: " + std::to_string(slot.process.Wait()));
+                                   " ended by itself: " + std::to_string(*status));
         }
         if (Clock::now() >= slot.end && Clock::now() < end) {
           Empty(slot, random_() % 10 < 7 ? SIGKILL : SIGTERM);
@@ -83,7 +89,7 @@ class Soak {
         nextGateway = Clock::now() + Between(2000, 15'000);
       }
       if (Clock::now() >= nextFootprint) {
-        const Footprint now(slots[0].process.Number());
+        const Footprint now(slots[0].process->Id());
         (Clock::now() - begin < duration / 2 ? early_ : late_).Raise(now);
         nextFootprint = Clock::now() + milliseconds(5000);
       }
@@ -99,13 +105,14 @@ class Soak {
   // Delivers what is left and compares. Returns whether everything is as it should be.
   bool Balance() {
     for (const std::string& version : kVersions) {
-      Process drain({hostProgram_, "drain", version, Folder(), work_ / "none", "0"}, work_ / "log");
-      if (const int status = drain.Wait(); status != 0) {
-        std::printf("not everything was sent: status %d\n", status);
+      const std::vector<std::string> command = {hostProgram_, "drain",        version,
+                                                Folder(),     work_ / "none", "0"};
+      if (ChildProcess(command, kNothing, work_ / "log").Wait(kMaxEnd) != 0) {
+        std::printf("not everything was sent\n");
         return false;
       }
     }
-    gateway_.End(SIGTERM);
+    End(*gateway_, SIGTERM);
     bool isGood = isFlat_;
     for (const auto& entry : fs::directory_iterator(Folder())) {
       const std::string name = entry.path().filename();
@@ -120,7 +127,7 @@ class Soak {
  private:
   struct Slot {
     std::string name;
-    Process process;
+    std::unique_ptr<ChildProcess> process;
     Clock::time_point end;
   };
   struct Arrived {
@@ -128,6 +135,12 @@ class Soak {
     std::int64_t different = 0;
     std::int64_t highest = -1;
   };
+
+  // Returns the status of ChildProcess::Wait; -1 if the process does not end.
+  static int End(ChildProcess& process, int signal) {
+    process.Signal(signal);
+    return process.Wait(kMaxEnd).value_or(-1);
+  }
 
   std::string Folder() const { return work_ / "folder"; }
   milliseconds Between(int least, int most) {
@@ -137,11 +150,11 @@ class Soak {
   void StartGateway(const std::string& port) {
     const std::string portFile = work_ / "port";
     fs::remove(portFile);
-    gateway_ = Process(
-        {gatewayProgram_, "--port", port, "--port-file", portFile, "--store", work_ / "tav.db"},
-        work_ / "gateway.log");
+    const std::vector<std::string> command = {
+        gatewayProgram_, "--port", port, "--port-file", portFile, "--store", work_ / "tav.db"};
+    gateway_ = std::make_unique<ChildProcess>(command, kNothing, work_ / "gateway.log");
     while (!fs::exists(portFile)) {
-      if (gateway_.HasEnded()) {
+      if (gateway_->Wait(milliseconds(0))) {
         throw std::runtime_error("the gateway does not start");
       }
       std::this_thread::sleep_for(milliseconds(10));
@@ -149,7 +162,7 @@ class Soak {
   }
 
   void RestartGateway() {
-    gateway_.End(random_() % 2 == 0 ? SIGKILL : SIGTERM);
+    End(*gateway_, random_() % 2 == 0 ? SIGKILL : SIGTERM);
     ++gatewayEnds_;
     std::this_thread::sleep_for(Between(0, 3000));
     StartGateway(port_);
@@ -159,16 +172,17 @@ class Soak {
     slot.name = "h" + std::to_string(++started_);
     const std::string& version = kVersions[random_() % std::size(kVersions)];
     const std::int64_t shift = kShifts[random_() % std::size(kShifts)];
-    slot.process = Process({hostProgram_, slot.name, version, Folder(),
-                            work_ / ("counters." + slot.name), std::to_string(shift)},
-                           work_ / "log");
+    const std::vector<std::string> command = {
+        hostProgram_,         slot.name, version, Folder(), work_ / ("counters." + slot.name),
+        std::to_string(shift)};
+    slot.process = std::make_unique<ChildProcess>(command, kNothing, work_ / "log");
     slot.end = Clock::now() + Between(100, 12'000);
   }
 
   void Empty(Slot& slot, int signal) {
-    const int status = slot.process.End(signal);
+    const int status = End(*slot.process, signal);
     // A signal before the host has asked for it ends it as SIGKILL does.
-    if (status != 0 && status != -signal) {
+    if (status != 0 && status != kSignalled + signal) {
       throw std::runtime_error("host " + slot.name + " ended with " + std::to_string(status));
     }
     kills_ += status == 0 ? 0 : 1;
@@ -238,7 +252,7 @@ class Soak {
   const std::string hostProgram_;
   const fs::path work_;
   std::mt19937 random_{std::random_device{}()};
-  Process gateway_;
+  std::unique_ptr<ChildProcess> gateway_;
   std::string port_;
   int started_ = 0;
   int kills_ = 0;
