@@ -13,6 +13,8 @@ using Target = NetworkCase::Target;
 constexpr std::int64_t kEndless = 1'000'000'000;
 constexpr std::size_t kPieceSize = 65536;
 
+using Sizes = std::vector<std::size_t>;
+
 std::string Head(const std::string& statusAndHeaders) {
   return "HTTP/1.1 " + statusAndHeaders + "\r\n\r\n";
 }
@@ -121,11 +123,11 @@ void AddCuts(std::vector<NetworkCase>& cases) {
   const std::pair<const char*, Then> ends[] = {
       {"close", Then::Close}, {"reset", Then::Reset}, {"stall", Then::Stall}};
   for (const auto& [name, then] : ends) {
-    for (const std::size_t bytes : {0, 10, 200, 1000, 100000}) {
+    for (const std::size_t bytes : Sizes{0, 10, 200, 1000, 100000}) {
       cases.push_back({.name = std::string("upload/") + name + '-' + std::to_string(bytes),
                        .misbehaviour = CutClient(bytes, then)});
     }
-    for (const std::size_t bytes : {1, 12, 30}) {
+    for (const std::size_t bytes : Sizes{1, 12, 30}) {
       // Wine 8's winhttp.dll sometimes crashes if the connection is reset among the headers: it
       // counts the failed read as -1 bytes.
       cases.push_back({.name = std::string("answer/") + name + '-' + std::to_string(bytes),
@@ -134,31 +136,30 @@ void AddCuts(std::vector<NetworkCase>& cases) {
                        .onlyNative = then == Then::Reset && bytes > 12});
     }
     // The flights of a handshake have some 200 to 2,000 bytes.
-    for (const std::size_t bytes : {0, 5, 300, 1000}) {
+    for (const std::size_t bytes : Sizes{0, 5, 300, 1000}) {
       cases.push_back({.name = std::string("tls/client-") + name + '-' + std::to_string(bytes),
                        .misbehaviour = CutClient(bytes, then),
                        .https = true});
     }
-    for (const std::size_t bytes : {1, 6, 100, 700, 1000, 1300}) {
+    for (const std::size_t bytes : Sizes{1, 6, 100, 700, 1000, 1300}) {
       cases.push_back({.name = std::string("tls/server-") + name + '-' + std::to_string(bytes),
                        .misbehaviour = CutServer(bytes, then),
                        .mayDouble = true,
                        .https = true});
     }
   }
-  for (const std::size_t bytes : {1, 100, 700, 1000}) {
+  for (const std::size_t bytes : Sizes{0, 1, 100, 700, 1000}) {
     cases.push_back({.name = "tls/corrupt-" + std::to_string(bytes),
                      .misbehaviour = CutServer(bytes, Then::Corrupt),
                      .mayDouble = true,
                      .https = true});
   }
-  Misbehaviour plain = Status(400);
-  plain.ignoreBody = true;
-  plain.keepOpen = false;
-  cases.push_back({.name = "tls/silent", .misbehaviour = plain, .https = true});
   cases.push_back(
       {.name = "flapping/reset", .misbehaviour = CutClient(50000, Then::Reset), .flaps = true});
-  cases.push_back({.name = "flapping/503", .misbehaviour = Status(503), .flaps = true});
+  // On a new connection each time.
+  Misbehaviour unavailable = Status(503, "Connection: close\r\n");
+  unavailable.keepOpen = false;
+  cases.push_back({.name = "flapping/503", .misbehaviour = unavailable, .flaps = true});
   cases.push_back({.name = "flapping/lost-answers",
                    .misbehaviour = CutServer(5, Then::Reset),
                    .mayDouble = true,
