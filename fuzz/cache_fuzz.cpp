@@ -11,6 +11,7 @@
 #include "cache/cache_manager.h"
 #include "fuzz.h"
 #include "streams/chunk_stream.h"
+#include "streams/gzip_stream.h"
 #include "streams/memory_stream.h"
 #include "support/records.h"
 #include "support/temp_folder.h"
@@ -50,7 +51,7 @@ void ReadFile(std::string_view file) {
       end = record->fileEnd;
       output.Write(record->bytes.data(), record->bytes.size());
     } else {
-      Require(Fuzz::IsJson(Testing::ExpandText(*record)), "a line becomes a record of JSON");
+      Require(Fuzz::IsJson(ExpandGZip(record->bytes)), "a line becomes a record of JSON");
     }
   }
   if (chunks) {

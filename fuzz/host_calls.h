@@ -14,6 +14,7 @@
 #include "fuzz.h"
 #include "model/handles.h"
 #include "session/data_block.h"
+#include "streams/gzip_stream.h"
 #include "support/records.h"
 
 namespace Tav::Fuzz {
@@ -146,7 +147,7 @@ class HostCalls {
       std::string reason;
       const std::unique_ptr<BuiltRecord> record = FromDataBlock(block, reason);
       Require(record != nullptr, "what is pulled is a record");
-      Count(Testing::ExpandText(*record));
+      Count(ExpandGZip(record->bytes));
       tav.FreeData(block);
     }
   }

@@ -11,6 +11,7 @@
 #include "model/event_properties.h"
 #include "session/data_block.h"
 #include "session/event_batch.h"
+#include "streams/gzip_stream.h"
 #include "support/logged_events.h"
 #include "support/records.h"
 #include "util/text.h"
@@ -64,7 +65,7 @@ class Host {
     while (!pending_.Empty()) {
       const std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_, changes);
       Require(record != nullptr, "events become a record");
-      const std::string text = Testing::ExpandText(*record);
+      const std::string text = ExpandGZip(record->bytes);
       std::string reason;
       const std::string block = ToDataBlock(*record);
       const std::unique_ptr<BuiltRecord> again = FromDataBlock(block, reason);
