@@ -10,6 +10,11 @@ namespace {
 
 constexpr int kWarmUp = 10;
 constexpr int kEventsOfCycle = 5;
+#if defined(__SANITIZE_ADDRESS__) || (defined(__has_feature) && __has_feature(address_sanitizer))
+constexpr int64_t kSpareKilobytes = 300 << 10;  // freed memory is kept, up to 256 MiB
+#else
+constexpr int64_t kSpareKilobytes = 4096;
+#endif
 
 // Of the folder's files, and how many there are.
 struct FolderSize {
@@ -41,7 +46,6 @@ State MeasureAll(const Host& host) {
 bool IsBack(const State& now, const State& before) {
   constexpr int64_t kSpareHandles = 4;
   constexpr int64_t kSpareBytes = 200;  // of the texts in the storage files
-  constexpr int64_t kSpareKilobytes = 4096;
   return now.process.handles <= before.process.handles + kSpareHandles &&
          now.process.threads <= before.process.threads &&
          now.process.kilobytes <= before.process.kilobytes + kSpareKilobytes &&
