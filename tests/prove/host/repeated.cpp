@@ -10,8 +10,8 @@ namespace {
 
 constexpr int kWarmUp = 10;
 constexpr int kEventsOfCycle = 5;
-#if defined(__SANITIZE_ADDRESS__) || (defined(__has_feature) && __has_feature(address_sanitizer))
-constexpr int64_t kSpareKilobytes = 300 << 10;  // freed memory is kept, up to 256 MiB
+#ifdef TAV_FREED_MEMORY_IS_KEPT
+constexpr int64_t kSpareKilobytes = 300 << 10;  // by AddressSanitizer, up to 256 MiB
 #else
 constexpr int64_t kSpareKilobytes = 4096;
 #endif
