@@ -9,6 +9,7 @@
 #   qt        Qt 6, for examples/qt
 #   bindings  compilers and run-times for the tests of the bindings for other languages
 #   package   what packs releases and checks them
+#   prove     gcovr, for the campaign that measures coverage
 #   lint      clang-format, clang-tidy, shellcheck, Node.js
 #   docs      Doxygen and Python, to make the reference site
 #   web       Chromium without a window and Node.js, to test the gateway's page; nginx and curl, to
@@ -51,6 +52,7 @@ packages_of() {
       unless_found node nodejs
       ;;
     docs) echo doxygen python3 ;;
+    prove) echo gcovr ;;
     web)
       echo chromium-headless-shell clickhouse-server nginx-light curl
       unless_found node nodejs
