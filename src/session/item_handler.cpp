@@ -22,17 +22,19 @@ void ItemHandler::ProcessWork(Work work, const Now& now) {
     intake_.OnQueueTaken(now);
   }
   left_.AppendAll(std::move(work.items));
-  // A Commit calls Serve, which leaves newer items behind these. They are handled, too.
+  // A Commit calls Serve, which leaves newer items behind these, and events behind those. They are
+  // handled, too.
   while (WorkItemPtr item = left_.TakeFirst()) {
     TakeEvents(item->position, now);
     ProcessSafely(std::move(item), now);
   }
-  TakeEvents(work.end, now);
+  TakeEvents(std::max(work.end, servedEnd_), now);
   ReportRefused();
 }
 
 void ItemHandler::Serve() {
   Work work = queue_.TakeWork(0);
+  servedEnd_ = work.end;
   const Now now = ReadClocks();
   // Events behind an item that is left are handled later. Until then they count as reported since
   // the queue was last taken.

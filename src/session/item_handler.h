@@ -84,8 +84,9 @@ class ItemHandler final : public RecordStore::Meanwhile {
   Intake& intake_;
   Delivery& delivery_;
   Recovery& recovery_;
-  EventLog::Position taken_ = 0;    // events before it are handled
-  EventLog::Position heldEnd_ = 0;  // while holding: events before it were queued
+  EventLog::Position taken_ = 0;      // events before it are handled
+  EventLog::Position heldEnd_ = 0;    // while holding: events before it were queued
+  EventLog::Position servedEnd_ = 0;  // the end of the work that Serve took last
   WorkList held_;
   WorkList left_;  // taken from the queue, not handled yet
   bool holding_ = false;
