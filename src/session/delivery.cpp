@@ -183,7 +183,12 @@ void Delivery::FlushIfDue() {
 void Delivery::Flush(int64_t end) {
   bool stored = true;
   do {
-    ProcessEventList(true);
+    try {
+      ProcessEventList(true);
+    } catch (...) {
+      flushing_ = FlushToCache();  // what has been built
+      throw;
+    }
     stored = FlushToCache();
   } while (stored && !batch_.Pending().Empty() && Platform::MonotonicMilliseconds() < end);
   flushing_ = stored && !batch_.Pending().Empty();
@@ -229,29 +234,37 @@ void Delivery::CacheUnsent() {
   TAV_DEBUG("SM: ProcessTermination: writing records to cache");
   const int64_t end =
       Platform::MonotonicMilliseconds() + uploader_.TimeToDeadline() + kMaxLastFlush;
-  Flush(end);
-  ReportLost(end);
+  try {
+    Flush(end);
+  } catch (...) {
+    LogException("SM: ");
+  }
+  BuildLost(end);
 }
 
-// Builds records of the events that no later run finds, to count what is lost, while time permits.
-void Delivery::ReportLost(int64_t end) {
+bool Delivery::PendingAreLost() const {
   const PendingEvents& pending = batch_.Pending();
+  return !pending.Empty() && !journal_.Keeps(pending.Begin(), pending.End());
+}
+
+// Builds records of the events that no later run finds, while time permits: these can be counted
+// one by one.
+void Delivery::BuildLost(int64_t end) {
   store_.SetMaxMemory(INT32_MAX);
-  while (!pending.Empty() && !journal_.Keeps(pending.Begin(), pending.End()) &&
-         Platform::MonotonicMilliseconds() < end) {
+  while (PendingAreLost() && Platform::MonotonicMilliseconds() < end) {
     BuildNext(true);
+  }
+}
+
+void Delivery::ReportLost() const {
+  if (!store_.UsesCache()) {
+    return;
   }
   if (const RecordStore::Unprotected lost = store_.FindUnprotected(); lost.count > 0) {
     LogWarning("SM: %d records (%d bytes) could be neither sent nor stored and are lost",
                lost.count, static_cast<int>(lost.bytes));
   }
-  if (!pending.Empty() && !journal_.Keeps(pending.Begin(), pending.End())) {
-    LogWarning("SM: Events that could be neither sent nor stored are lost");
-  }
-}
-
-void Delivery::ReportLost() const {
-  if (!batch_.Pending().Empty() && store_.UsesCache() && !journal_.HasFile()) {
+  if (PendingAreLost()) {
     LogWarning("SM: %lld events could be neither sent nor stored and are lost",
                static_cast<long long>(batch_.Pending().Count()));
   }

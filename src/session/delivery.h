@@ -76,10 +76,9 @@ class Delivery final : RecordSupply {
   // At the end of a run: sends if the schedule allows it.
   void SendAtTermination();
   // After SendAtTermination: caches what is unsent while time permits. The rest stays in the
-  // journal; what is not there is lost, and the log says so.
+  // journal; what is not there is lost.
   void CacheUnsent();
-  // After CacheUnsent: counts the events that are in no record and no file, in a warning. Needs no
-  // memory.
+  // After CacheUnsent: counts what is lost, in a warning. Needs no memory.
   void ReportLost() const;
 
   SendSchedule& Schedule() { return schedule_; }
@@ -95,7 +94,9 @@ class Delivery final : RecordSupply {
   void CheckSendThreshold(bool suspended);
   bool FlushToCache();
   void Flush(int64_t end);
-  void ReportLost(int64_t end);
+  void BuildLost(int64_t end);
+  // Whether events that are in no record are not in the journal's file either.
+  bool PendingAreLost() const;
 
   AppStatus& app_;
   DayStamps& stamps_;

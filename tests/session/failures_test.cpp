@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "session/session_fixture.h"
+#include "session/session_parts.h"
 #include "support/replaced_new.h"
 
 #if TAV_REPLACES_NEW
@@ -124,6 +125,27 @@ TEST_F(FailuresTest, AStartThatFailsIsRepeatedAndLosesNothing) {
     expected.insert(expected.end(), {"$b", "one", "$e"});
     EXPECT_EQ(Gateway::Events(), expected);
   }
+}
+
+// Without a journal, at the end of a run.
+TEST_F(FailuresTest, WhatIsBuiltIsCachedEvenIfTheRestCannotBeBuilt) {
+  {
+    SessionParts run(config_, Wmi("1"));
+    EXPECT_TRUE(run.Send()) << "what needs no events";
+    Gateway::refuse = true;
+    run.builder.SetMaxRecordSize(1);  // one event each
+    run.Log("one");
+    run.Log("two");
+    FailAfter("SM: ProcessEventList: jsonRec added");
+    run.delivery.CacheUnsent();
+    EXPECT_TRUE(Failed());
+    run.delivery.ReportLost();
+    EXPECT_NE(log_.Find("warning: SM: 1 records ("), "") << "the second one";
+  }
+  Gateway::refuse = false;
+  Run({});
+  const Names arrived = Gateway::Events();
+  EXPECT_EQ(std::count(arrived.begin(), arrived.end(), "one"), 1);
 }
 
 TEST_F(FailuresTest, TheOtherStepsOfTheTerminationStillRun) {
