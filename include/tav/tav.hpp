@@ -19,7 +19,8 @@
 // Threads. As tav.h says: any number of threads may use a Table or Library while the library runs;
 // one thread at a time uses an Event, a Session or a Component, unless tav.h allows more.
 //
-// Errors. Nothing throws. Errors are in the library's log; Library and Run also report their own.
+// Errors. Nothing throws, and the header needs neither exceptions nor RTTI. Errors are in the
+// library's log; Library and Run also report their own.
 //
 // Memory. The wrappers allocate nothing on the heap, except for FilterTexts. A std::string_view is
 // copied to the stack for the call, see Text.
@@ -71,6 +72,15 @@
 #define TAV_NOINLINE __declspec(noinline)
 #else
 #define TAV_NOINLINE [[gnu::noinline]]
+#endif
+
+// A host may be compiled without exceptions; then nothing can be thrown that had to be caught.
+#if defined(__cpp_exceptions) || defined(_CPPUNWIND)
+#define TAV_TRY try
+#define TAV_CATCH_ALL catch (...)
+#else
+#define TAV_TRY
+#define TAV_CATCH_ALL if constexpr (false)
 #endif
 
 namespace Tav::Host {
@@ -752,11 +762,14 @@ class TextFilter {
  private:
   using Filtered = std::optional<std::string>;
 
-  static Filtered Filter(const char* name, const char* text) noexcept try {
-    return kFilter(std::string_view(name != nullptr ? name : ""),
-                   std::string_view(text != nullptr ? text : ""));
-  } catch (...) {
-    return std::nullopt;
+  static Filtered Filter(const char* name, const char* text) noexcept {
+    TAV_TRY {
+      return kFilter(std::string_view(name != nullptr ? name : ""),
+                     std::string_view(text != nullptr ? text : ""));
+    }
+    TAV_CATCH_ALL {
+      return std::nullopt;
+    }
   }
 
   // The texts of Overfill hold nothing to filter, and the event must not shrink.
@@ -950,5 +963,7 @@ class Library : public Table {
 }  // namespace Tav::Host
 
 #undef TAV_NOINLINE
+#undef TAV_TRY
+#undef TAV_CATCH_ALL
 
 #endif  // TAV_TAV_HPP

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Usage: header.sh
 # Compiles each public header alone, for Windows and for this machine: tav.h as C99, C11 and three
-# C++ standards, tav.hpp as C++17 and C++20, once more with its templates instantiated. Compares the
-# index of tav.h with its table.
+# C++ standards, tav.hpp as C++17 and C++20, also with its templates instantiated, and that without
+# exceptions and RTTI too. Compares the index of tav.h with its table.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 flags=(-Iinclude -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fsyntax-only)
@@ -68,6 +68,7 @@ for compiler in x86_64-w64-mingw32-gcc-posix mingw_clang gcc clang-19; do
   for standard in c++17 c++20; do
     compile c++ $standard '#include <tav/tav.hpp>' "$compiler"
     compile c++ $standard "$uses" "$compiler"
+    compile c++ $standard "$uses" "$compiler" -fno-exceptions -fno-rtti
     { compile c++ $standard "$misuse" "$compiler" 2>&1 || true; } | grep -q "$misuse_error" || {
       echo "header.sh: $compiler does not say what is wrong with a bool as a value" >&2
       exit 1
