@@ -1,5 +1,6 @@
 // The interface record through which a component of the host reports under its own name.
 #include <cstdlib>
+#include <memory>
 #include <new>
 
 #include "api/aggregates.h"
@@ -13,13 +14,18 @@ using namespace Tav;
 
 namespace {
 
-// As UTF-8: the journal takes no other text. Null when memory runs out.
-char* CopyText(const char* text) {
+struct FreeText {
+  void operator()(char* text) const { std::free(text); }
+};
+using OwnedText = std::unique_ptr<char, FreeText>;
+
+// As UTF-8: the journal takes no other text. Null when memory runs out, or throws std::bad_alloc.
+OwnedText CopyText(const char* text) {
   const Utf8Text utf8(text, false);
-  auto* const copy = static_cast<char*>(std::malloc(utf8.View().size() + 1));
+  OwnedText copy(static_cast<char*>(std::malloc(utf8.View().size() + 1)));
   if (copy != nullptr) {
-    utf8.View().copy(copy, utf8.View().size());
-    copy[utf8.View().size()] = '\0';
+    utf8.View().copy(copy.get(), utf8.View().size());
+    copy.get()[utf8.View().size()] = '\0';
   }
   return copy;
 }
@@ -50,16 +56,14 @@ void SetNames(TavComponent_s* self, const char* name, const char* version) {
     LogError("Component name already set");
     return;
   }
-  char* const nameCopy = CopyText(name);
-  char* const versionCopy = CopyText(version);
+  OwnedText nameCopy = CopyText(name);
+  OwnedText versionCopy = CopyText(version);
   if (nameCopy == nullptr || versionCopy == nullptr) {
-    std::free(nameCopy);
-    std::free(versionCopy);
     LogOutOfMemory();
     return;
   }
-  self->name = nameCopy;
-  self->version = versionCopy;
+  self->name = nameCopy.release();
+  self->version = versionCopy.release();
 }
 
 void TAV_CALL SetComponentName(TavComponent_s* self, const char* name, const char* version) {
