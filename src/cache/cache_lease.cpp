@@ -92,6 +92,27 @@ bool AddToChecksum(TavFile& file, int64_t bytes, uint64_t& sum) {
   return whole;
 }
 
+// What a note does not cover of its file.
+struct Uncovered {
+  bool found = false;       // the note is about this file
+  bool unreadable = false;  // what could not be read would be lost
+  RecordList records;
+  uint32_t errors = 0;
+};
+
+Uncovered ReadUncovered(TavFile& file, const LeaseNote& note) {
+  Uncovered rest;
+  uint64_t checksum = kEmptyChecksum;
+  const bool rewound = file.Rewind();
+  rest.found = rewound && AddToChecksum(file, note.bytes, checksum) && checksum == note.checksum;
+  if (rest.found) {
+    TavFileInputStream input(&file);
+    rest.errors = ReadCacheFile(&input, rest.records).errors;
+  }
+  rest.unreadable = !rewound || file.Failed();
+  return rest;
+}
+
 // Closes a file that OpenAtomic has opened, and replaces it by one that holds these records and has
 // the same age. False if nothing has changed.
 //
@@ -138,19 +159,24 @@ bool DropConsumed(CacheDirectory& directory,
                   TavFile& file,
                   const LeaseNote& note,
                   uint32_t& errors) {
-  uint64_t checksum = kEmptyChecksum;
-  if (!file.Rewind() || !AddToChecksum(file, note.bytes, checksum) || checksum != note.checksum) {
+  const std::string path = directory.PathOf(note.sequence);
+  Uncovered rest = ReadUncovered(file, note);
+  if (rest.unreadable && file.OpenAtomic(path.c_str())) {  // the error may pass
+    rest = ReadUncovered(file, note);
+  }
+  if (rest.unreadable) {
+    LogWarning("CM: Cannot read cache file '%s'. What was accepted of it will be sent again",
+               path.c_str());
+    ++errors;
+    return rest.found;
+  }
+  if (!rest.found) {
     return false;
   }
   TAV_DEBUG("CM: %lld bytes of cache file '%s' were sent already",
-            static_cast<long long>(note.bytes), directory.PathOf(note.sequence).c_str());
-  RecordList rest;
-  TavFileInputStream input(&file);
-  errors += ReadCacheFile(&input, rest).errors;
-  if (file.Failed()) {
-    return true;  // what could not be read would be lost
-  }
-  errors += RewriteCacheFile(directory, note.sequence, file, rest) ? 0 : 1;
+            static_cast<long long>(note.bytes), path.c_str());
+  errors += rest.errors;
+  errors += RewriteCacheFile(directory, note.sequence, file, rest.records) ? 0 : 1;
   return true;
 }
 

@@ -69,8 +69,9 @@ class CacheLease {
 };
 
 // Drops the consumed part of a file that OpenAtomic has opened, and closes the file. False, and no
-// change, if the note is not about this file. Adds errors, which are logged, to `errors`. Throws
-// std::bad_alloc; the file stays then.
+// change, if the note is not about this file. After a read error, opens the file once more and
+// reads it again; if that fails too, the file stays as it is. Adds errors, which are logged, to
+// `errors`. Throws std::bad_alloc; the file stays then.
 bool DropConsumed(CacheDirectory& directory,
                   TavFile& file,
                   const LeaseNote& note,

@@ -1,8 +1,14 @@
-// How much a process reads shows in /proc.
+// How much a process reads shows in /proc. An open file that cannot be read any more takes the
+// place of another one there.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <fstream>
 #include <string>
 
 #include "cache/cache_fixture.h"
+#include "cache/cache_lease.h"
 
 namespace Tav::Testing {
 namespace {
@@ -16,6 +22,18 @@ class LeaseNoteTest : public CacheFixture {
     file >> label >> bytes;
     EXPECT_EQ(label, "rchar:");
     return bytes;
+  }
+
+  // From now on a read of the open file fails, until it is opened again.
+  static void BreakReads(const std::filesystem::path& path) {
+    const int broken = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code closed;
+      if (std::filesystem::read_symlink(entry, closed) == path) {
+        EXPECT_NE(dup3(broken, std::stoi(entry.path().filename().string()), O_CLOEXEC), -1);
+      }
+    }
+    close(broken);
   }
 };
 
@@ -41,6 +59,36 @@ TEST_F(LeaseNoteTest, ReadsTheFileOnce) {
   next.ScanFiles(false);
   next.DropAccepted(note);
   EXPECT_EQ(Contents(1), contents.substr(static_cast<size_t>(note.bytes)));
+}
+
+// What was accepted would be sent twice if it stayed.
+TEST_F(LeaseNoteTest, AReadErrorThatPassesDropsNoneTheLess) {
+  const CapturedLog log;
+  const std::string contents = Chunk("one") + Chunk("second");
+  Put(1, contents);
+  CacheDirectory directory(Folder() + "/", kPrefix);
+  directory.ScanFiles(now);
+  CacheManager cache = Manager();
+  RecordList records;
+  ASSERT_TRUE(cache.Lease(records));
+  cache.Consume(records.TakeFirst()->fileEnd);
+  LeaseNote note;
+  ASSERT_TRUE(cache.MakeNote(note));
+  cache.AbandonLease();
+  uint32_t errors = 0;
+  for (const bool passes : {false, true}) {
+    TavFile file;
+    ASSERT_TRUE(file.OpenAtomic(PathText(1).c_str()));
+    BreakReads(PathOf(1));
+    const int holder = open(PathText(1).c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(passes ? 0 : flock(holder, LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(DropConsumed(directory, file, note, errors), passes);
+    close(holder);
+    EXPECT_EQ(errors, 1u);
+    EXPECT_EQ(Contents(1), passes ? Chunk("second") : contents);
+    EXPECT_EQ(log.Find("warning: CM:"), "warning: CM: Cannot read cache file '" + PathText(1) +
+                                            "'. What was accepted of it will be sent again");
+  }
 }
 
 }  // namespace
