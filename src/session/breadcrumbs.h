@@ -37,8 +37,14 @@ class Breadcrumbs {
 
   // For each event in order: saves a place or a command, attaches the session's lists to an error
   // as "std-Place" and "std-Cmd", forgets a session that ends. Loads the properties if it reads or
-  // changes them. Throws std::bad_alloc; the record is then built anew later.
+  // changes them. Throws std::bad_alloc; then call ReturnToMark, since the record is built anew
+  // later.
   void Update(LoggedEvent& event);
+
+  // A record begins here.
+  void SetMark() { before_.clear(); }
+  // Forgets the events since the mark: their record was not built. Throws nothing.
+  void ReturnToMark();
 
  private:
   using Names = std::list<std::string>;  // oldest first
@@ -47,18 +53,24 @@ class Breadcrumbs {
     Names commands;
     uint64_t lastUse = 0;  // a value of uses_
   };
+  using Sessions = std::map<std::string, Trail, std::less<>>;
 
   enum class Crumb { Place, Command };
 
   void Save(Crumb crumb, std::string_view sessionId, std::string_view name);
   Trail& TrailOf(std::string_view sessionId);
+  Trail& Use(Sessions::iterator session);
+  void Forget(Sessions::iterator session);
   void ForgetLeastRecentlyUsed();
   void AttachTo(LoggedEvent& errorEvent);
   static void Attach(LoggedEvent& event, std::string_view key, const Names& names);
 
   int length_ = 0;
   uint64_t uses_ = 0;
-  std::map<std::string, Trail, std::less<>> sessions_;
+  Sessions sessions_;
+  // The sessions that have changed since the mark, as they were then. One that did not exist has no
+  // last use.
+  Sessions before_;
 };
 
 }  // namespace Tav

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
 #include <string>
 #include <utility>
@@ -10,10 +9,13 @@
 
 #include "model/handles.h"
 #include "model/record_keys.h"
+#include "support/failing_json.h"
 #include "util/value_codec.h"
 
 namespace Tav {
 namespace {
+
+using Testing::FailingJson;
 
 class BreadcrumbsTest : public testing::Test {
  protected:
@@ -69,20 +71,36 @@ TEST_F(BreadcrumbsTest, AnErrorCarriesTheLastNamesOfItsSession) {
   EXPECT_EQ(ErrorIn("two"), ";y;");
 }
 
-// Lets one of jansson's allocations fail.
-class FailingJson {
- public:
-  explicit FailingJson(int successes) {
-    left = successes;
-    json_set_alloc_funcs([](size_t size) { return left-- == 0 ? nullptr : std::malloc(size); },
-                         std::free);
-  }
-  ~FailingJson() { json_set_alloc_funcs(std::malloc, std::free); }
-  bool Failed() const { return left < 0; }
-
- private:
-  static inline int left = 0;
-};
+TEST_F(BreadcrumbsTest, AReturnToTheMarkForgetsWhatCameAfterIt) {
+  const auto fill = [this] {
+    for (int i = 0; i < 254; ++i) {
+      Mark("z", "s" + std::to_string(i));
+    }
+  };
+  fill();
+  Mark("a", "one");
+  Mark("b", "one");
+  Command("x", "two");
+  breadcrumbs_.SetMark();
+  Mark("c", "one");
+  Mark("$e", "two");
+  Command("y", "two");
+  Mark("n", "new");  // in the place of the oldest session
+  Mark("m", "newer");
+  Mark("$e", "newer");
+  EXPECT_EQ(ErrorIn("one"), "b,c;;");
+  EXPECT_EQ(ErrorIn("s0"), ";;");
+  breadcrumbs_.ReturnToMark();
+  EXPECT_EQ(ErrorIn("one"), "a,b;;");
+  EXPECT_EQ(ErrorIn("two"), ";x;");
+  EXPECT_EQ(ErrorIn("new") + ErrorIn("newer"), ";;;;");
+  EXPECT_EQ(ErrorIn("s0"), "z;;");
+  breadcrumbs_.SetMark();
+  fill();
+  breadcrumbs_.SetMark();
+  breadcrumbs_.ReturnToMark();
+  EXPECT_EQ(ErrorIn("s253"), "z,z;;");
+}
 
 // The event stays pending then, and its record is built later.
 TEST_F(BreadcrumbsTest, AnErrorIsWholeOrNotBuiltWhenMemoryRunsOut) {

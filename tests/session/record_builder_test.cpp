@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "session/event_batch.h"
 #include "session/session_environment.h"
 #include "support/captured_log.h"
+#include "support/failing_json.h"
 #include "support/logged_events.h"
 #include "support/records.h"
 
@@ -200,6 +203,30 @@ TEST_F(RecordBuilderTest, RecentPlacesAndCommandsOfItsSessionFollowAnError) {
   EXPECT_EQ(Text(json_object_get(EventAt(record, 7), "v")),
             R"({"std-ErrCode":"E1","std-Place":["second","third"],"std-Cmd":["save"]})");
   EXPECT_EQ(Text(json_object_get(EventAt(record, 9), "v")), R"({"std-ErrCode":"E2"})");
+}
+
+TEST_F(RecordBuilderTest, ARecordThatIsBuiltAgainHasTheSameBreadcrumbs) {
+  builder_.SetBreadcrumbLength(10);
+  Add("place", HandleKind::Marker);
+  AddEventString(*Add("std-Cmd", HandleKind::Command), "std-Name", "save");
+  AddEventString(*Add("std-Error", HandleKind::Error), "std-ErrCode", "E1");
+  Add("$e", HandleKind::Marker);
+  LogAdded();
+  const PendingEvents::Mark mark = pending_.GetMark();
+  std::unique_ptr<BuiltRecord> record;
+  int failures = 0;
+  while (record == nullptr) {
+    const Testing::FailingJson failing(failures);
+    try {
+      record = builder_.BuildOneJsonRecord(pending_, changes_);
+    } catch (const std::bad_alloc&) {
+      ++failures;
+      pending_.ReturnTo(mark);
+    }
+  }
+  EXPECT_GT(failures, 20);
+  EXPECT_EQ(Text(json_object_get(EventAt(Expand(*record), 2), "v")),
+            R"({"std-ErrCode":"E1","std-Place":["place"],"std-Cmd":["save"]})");
 }
 
 TEST_F(RecordBuilderTest, TheOverheadEstimateCountsWhatIsSet) {
