@@ -1,5 +1,6 @@
 #include "storage/storage_document.h"
 
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,15 +24,24 @@ bool HasText(const json_t* object, const char* key, std::string_view text) {
   return json_is_string(value) && JsonStringView(value) == text;
 }
 
-void SetIdentityPart(json_t* product, const char* key, const std::string& text) {
+bool SetIdentityPart(json_t* product, const char* key, const std::string& text) {
   if (!SetJsonMember(product, key, MakeJsonString(text))) {
     LogError("PS: Cannot create json string for '%s'", text.c_str());
+    return false;
   }
+  return true;
 }
 
 // As a document has it: a host's version may have a few sequences that JSON does not know as UTF-8.
 std::string Stored(const std::string& text) {
-  return IsAscii(text) ? text : std::string(JsonStringView(MakeJsonString(text).Get()));
+  if (IsAscii(text)) {
+    return text;
+  }
+  const JsonPtr stored = MakeJsonString(text);
+  if (!stored) {
+    throw std::bad_alloc();
+  }
+  return std::string(JsonStringView(stored.Get()));
 }
 
 }  // namespace
@@ -71,9 +81,11 @@ json_t* StorageDocument::FindProduct(const ProductIdentity& product) const {
 
 json_t* StorageDocument::AddProduct(const ProductIdentity& product) {
   JsonPtr added(json_object());
-  SetIdentityPart(added.Get(), kName, product.name);
-  SetIdentityPart(added.Get(), kVersion, product.version);
-  SetIdentityPart(added.Get(), kPlatform, product.platform);
+  if (!SetIdentityPart(added.Get(), kName, product.name) ||
+      !SetIdentityPart(added.Get(), kVersion, product.version) ||
+      !SetIdentityPart(added.Get(), kPlatform, product.platform)) {
+    return nullptr;
+  }
   json_t* const element = added.Get();
   return json_array_append_new(Products(), added.Release()) == 0 ? element : nullptr;
 }

@@ -22,11 +22,11 @@ class StorageDocument {
   // The whole tree; null when closed.
   json_t* Root() const { return root_.Get(); }
 
-  // The first object with this identity; null when there is none.
+  // The first object with this identity; null when there is none. Throws std::bad_alloc.
   json_t* FindProduct(const ProductIdentity& product) const;
   // Appends a product without values and returns it; null if memory runs out.
   json_t* AddProduct(const ProductIdentity& product);
-  // False when there is no such product.
+  // False when there is no such product. Throws std::bad_alloc.
   bool RemoveProduct(const ProductIdentity& product);
   // A missing part of an identity is empty.
   std::vector<ProductIdentity> GetProducts() const;

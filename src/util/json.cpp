@@ -9,9 +9,15 @@ namespace Tav {
 
 namespace {
 
-std::string Repaired(std::string_view text) {
+// `text` if JSON can hold it, or else `repaired`, which is made of it. jansson does not say whether
+// it had no memory or did not like the text, so it never gets to check one.
+std::string_view Checked(std::string_view text, std::string& repaired) {
+  if (IsStrictUtf8(text)) {
+    return text;
+  }
   LogWarning("String contains non-UTF-8 characters");
-  return Latin1ToUtf8(text);
+  repaired = Latin1ToUtf8(text);
+  return repaired;
 }
 
 }  // namespace
@@ -20,29 +26,18 @@ JsonPtr MakeJsonString(std::string_view text) {
   if (text.empty()) {
     return JsonPtr(json_stringn_nocheck("", 0));  // jansson rejects a null pointer
   }
-  if (IsAscii(text)) {  // needs no check by jansson
-    return JsonPtr(json_stringn_nocheck(text.data(), text.size()));
-  }
-  JsonPtr value(json_stringn(text.data(), text.size()));
-  if (!value) {
-    const std::string repaired = Repaired(text);
-    value.Reset(json_stringn(repaired.data(), repaired.size()));
-  }
-  return value;
+  std::string repaired;
+  const std::string_view checked = Checked(text, repaired);
+  return JsonPtr(json_stringn_nocheck(checked.data(), checked.size()));
 }
 
 bool SetJsonMember(json_t* object, std::string_view key, JsonPtr value) {
   if (!value) {
     return false;
   }
-  if (IsAscii(key)) {
-    return json_object_setn_new_nocheck(object, key.data(), key.size(), value.Release()) == 0;
-  }
-  if (json_object_setn(object, key.data(), key.size(), value.Get()) == 0) {
-    return true;
-  }
-  const std::string repaired = Repaired(key);
-  return json_object_setn_new(object, repaired.data(), repaired.size(), value.Release()) == 0;
+  std::string repaired;
+  const std::string_view checked = Checked(key, repaired);
+  return json_object_setn_new_nocheck(object, checked.data(), checked.size(), value.Release()) == 0;
 }
 
 std::string_view JsonStringView(const json_t* value) {

@@ -43,11 +43,12 @@ class JsonPtr {
 };
 
 // A JSON string of `text`. JSON rejects a few ill-formed UTF-8 sequences that the library accepts
-// from hosts; such text is taken as Latin-1, with a warning. Null if memory runs out.
+// from hosts; such text is taken as Latin-1, with a warning. Null if memory runs out, or throws
+// std::bad_alloc.
 JsonPtr MakeJsonString(std::string_view text);
 
 // Sets `object`[`key`] = `value`. The key is treated like the text above. False without a value or
-// if memory runs out.
+// if memory runs out, or throws std::bad_alloc.
 bool SetJsonMember(json_t* object, std::string_view key, JsonPtr value);
 
 // The text of a JSON string, valid as long as the value; empty for any other value.

@@ -61,6 +61,29 @@ bool IsUtf8(std::string_view text) {
   return true;
 }
 
+// Of the bytes after a lead byte, only the second one tells such forms.
+bool IsStrictUtf8(std::string_view text) {
+  if (IsAscii(text)) {
+    return true;
+  }
+  if (!IsUtf8(text)) {
+    return false;
+  }
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    if (lead < 0xC0) {
+      continue;
+    }
+    const auto second = static_cast<unsigned char>(text[i + 1]);
+    const unsigned first = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    const unsigned last = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    if (lead < 0xC2 || lead > 0xF4 || second < first || second > last) {
+      return false;
+    }
+  }
+  return true;
+}
+
 std::string_view CutUtf8(std::string_view text, size_t maxBytes) {
   if (text.size() <= maxBytes) {
     return text;

@@ -31,6 +31,10 @@ inline bool IsAscii(std::string_view text) {
 // above 0x7F. Accepts over-long forms and surrogates.
 bool IsUtf8(std::string_view text);
 
+// True if `text` is well-formed UTF-8, as JSON needs it: unlike IsUtf8, accepts no over-long forms,
+// surrogates and code points above U+10FFFF.
+bool IsStrictUtf8(std::string_view text);
+
 // `text` without the C locale's white space at both ends.
 inline std::string_view TrimView(std::string_view text) {
   constexpr auto isWhiteSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };

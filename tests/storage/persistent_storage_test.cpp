@@ -2,10 +2,12 @@
 
 #include <chrono>
 #include <cmath>
+#include <new>
 #include <thread>
 #include <vector>
 
 #include "storage/storage_fixture.h"
+#include "support/failing_json.h"
 
 namespace Tav {
 namespace {
@@ -108,6 +110,25 @@ TEST_F(PersistentStorageTest, AProductIsFoundWhateverItsVersion) {
     });
   }
   EXPECT_EQ(Products(), "Odd,");
+}
+
+TEST_F(PersistentStorageTest, AProductIsAddedOnceAndWholeWhenMemoryRunsOut) {
+  const ProductIdentity odd = Product("Odd", "\xED\xA0\x80");
+  ASSERT_TRUE(storage_.Open(Access::Update));
+  bool failed = true;
+  for (int successes = 0; failed; ++successes) {
+    const FailingJson failing(successes);
+    try {
+      const ProductView view(&storage_, odd, Access::Update);
+    } catch (const std::bad_alloc&) {
+      EXPECT_TRUE(failing.Failed());
+    }
+    failed = failing.Failed();
+  }
+  const std::vector<ProductIdentity> products = storage_.GetProducts();
+  ASSERT_EQ(products.size(), 1u);
+  EXPECT_EQ(products[0].name + products[0].version + products[0].platform,
+            "Odd\xC3\xAD\xC2\xA0\xC2\x80wntx64");
 }
 
 TEST_F(PersistentStorageTest, ViewsOfAClosedStorageFailSoftly) {

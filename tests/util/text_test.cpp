@@ -6,6 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "support/failing_json.h"
+#include "util/json.h"
+
 namespace Tav {
 namespace {
 
@@ -54,6 +57,44 @@ TEST(IsUtf8Test, AgreesWithASimpleCheckAtEveryAlignment) {
   }
   EXPECT_GT(valid, 5000);
   EXPECT_LT(valid, 19000);
+}
+
+// Of what IsUtf8 accepts, the first two bytes decide.
+TEST(IsStrictUtf8Test, AgreesWithJansson) {
+  int valid = 0;
+  for (int lead = 0; lead < 0x100; ++lead) {
+    for (int second = 0; second < 0x100; ++second) {
+      for (const char* const rest : {"", "\x80", "\xBF", "\x80\x80", "\xBF\xBF", "a"}) {
+        const std::string text = {static_cast<char>(lead), static_cast<char>(second)};
+        const std::string whole = "x" + text + rest;
+        const bool strict = IsStrictUtf8(whole);
+        ASSERT_EQ(strict, bool(JsonPtr(json_stringn(whole.data(), whole.size()))))
+            << lead << ' ' << second << ' ' << rest;
+        valid += strict;
+      }
+    }
+  }
+  EXPECT_GT(valid, 0x80 * 0x80);
+}
+
+TEST(JsonStringTest, ALackOfMemoryIsNoBadText) {
+  const std::string_view good = "caf\xC3\xA9";
+  const std::string_view surrogate = "\xED\xA0\x80";
+  for (const std::string_view text : {good, surrogate}) {
+    const Testing::FailingJson failing(0);
+    EXPECT_FALSE(MakeJsonString(text));
+  }
+  EXPECT_EQ(JsonStringView(MakeJsonString(good).Get()), good);
+  EXPECT_EQ(JsonStringView(MakeJsonString(surrogate).Get()), "\xC3\xAD\xC2\xA0\xC2\x80");
+  const JsonPtr object(json_object());
+  for (const std::string_view key : {good, surrogate}) {
+    JsonPtr value = MakeJsonString("value");
+    const Testing::FailingJson failing(0);
+    EXPECT_FALSE(SetJsonMember(object.Get(), key, std::move(value)));
+  }
+  EXPECT_EQ(json_object_size(object.Get()), 0u);
+  EXPECT_TRUE(SetJsonMember(object.Get(), good, MakeJsonString("value")));
+  EXPECT_EQ(JsonStringView(json_object_getn(object.Get(), good.data(), good.size())), "value");
 }
 
 TEST(Utf8TextTest, TrimsOnlyTheCLocalesWhiteSpace) {
