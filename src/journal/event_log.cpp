@@ -6,6 +6,7 @@
 
 #include "platform/guarded_copy.h"
 #include "platform/process.h"
+#include "util/logger.h"
 
 namespace Tav {
 
@@ -245,8 +246,17 @@ std::optional<EventLog::Item> EventLog::Next(Position cursor, Position end) {
             use.segment.At(offset, use.mapped ? &copy_ : nullptr)) {
       return Item{begin, begin + view->Size(), *view};
     }
+    ReportDamage(begin);
   }
   return std::nullopt;
+}
+
+// Entries are read again when a record could not be built.
+void EventLog::ReportDamage(Position entry) {
+  if (!copy_.failed && entry > lastDamage_) {
+    lastDamage_ = entry;
+    LogWarning("SM: An accepted event is damaged. It and up to 1 MiB of events after it are lost");
+  }
 }
 
 bool EventLog::AreInFile(Position begin, Position end) const {

@@ -107,10 +107,10 @@ class EventLog {
     EntryView view;
   };
   // The first entry from `cursor` on and before `end`, a value of End. Nothing if there is none.
-  // Its view is valid until the next call.
+  // Its view is valid until the next call. Passes over the rest of a segment after an entry that is
+  // damaged, which it logs once, or cannot be read.
   std::optional<Item> Next(Position cursor, Position end);
-  // Whether an entry could not be read since the last call. Next has passed over the rest of its
-  // segment.
+  // Whether an entry could not be read since the last call.
   bool TakeReadFailure() { return std::exchange(copy_.failed, false); }
   void SetVerdict(Position entry, Verdict verdict);
   // Whether the entries from `begin` on and before `end` are in the file, where they can be read.
@@ -168,6 +168,7 @@ class EventLog {
   bool StartMappedUse();
   bool StartUse(Segment segment, bool mapped);
   void EndUse(const Use& use);
+  void ReportDamage(Position entry);
 
   Uses uses_;
   std::array<std::byte*, kMaxSegments> ready_{};  // the one used last comes first
@@ -178,7 +179,9 @@ class EventLog {
   bool growing_ = false;
   bool closed_ = false;
   bool fileFailed_ = false;
-  EntryCopy copy_;  // session thread only
+  // Session thread only.
+  EntryCopy copy_;
+  Position lastDamage_ = 0;  // the last damaged entry that was logged
 };
 
 }  // namespace Tav

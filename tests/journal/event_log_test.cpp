@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "support/captured_log.h"
+
 namespace Tav {
 namespace {
 
@@ -215,6 +217,26 @@ TEST_F(EventLogTest, AVerdictIsKept) {
 
 // A random life with kills: at any moment the mapped segments hold the entries that were appended
 // to them and are not settled, in order, and nothing else.
+// By a stray write of the host.
+TEST_F(EventLogTest, ADamagedEntryCostsTheRestOfItsSegmentAndIsLoggedOnce) {
+  Testing::CapturedLog lines;
+  AddRoom();
+  Fill(2);
+  const auto offset = static_cast<uint32_t>(Behind(2));
+  reinterpret_cast<std::byte*>(rooms_[0]->data())[offset + 100] ^= std::byte{1};
+  std::vector<int> expected = Range(0, 3);
+  const std::vector<int> next = Range(15, 30);
+  expected.insert(expected.end(), next.begin(), next.end());
+  EXPECT_EQ(Unsettled(), expected);
+  EXPECT_NE(lines.Find("warning: SM: An accepted event is damaged. It and up to 1 MiB of events "
+                       "after it are lost"),
+            "");
+  lines.Take();
+  EXPECT_EQ(Unsettled(), expected);
+  EXPECT_EQ(lines.Find("warning"), "");
+  EXPECT_FALSE(log_->TakeReadFailure());
+}
+
 TEST_F(EventLogTest, AnyHistoryCanBeRecovered) {
   std::mt19937 random(7);
   int settled = 0;
