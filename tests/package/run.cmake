@@ -3,10 +3,9 @@
 # release's gateway.
 #
 #   cmake -D BUILD_TREE=... -D CONFIG=... -D WORK=... -D GENERATOR=... -D TOOLCHAIN=...
-#         -D EMULATOR=... -D GATEWAY=... -P run.cmake
+#         -D EMULATOR=... -P run.cmake
 #
-# GATEWAY: the gateway of the native build, which is used if the release has none. The contents of
-# WORK are deleted.
+# The contents of WORK are deleted.
 cmake_minimum_required(VERSION 3.25)
 include("${CMAKE_CURRENT_LIST_DIR}/run_command.cmake")
 get_filename_component(root "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
@@ -41,8 +40,9 @@ endforeach()
 
 file(ARCHIVE_EXTRACT INPUT "${zip}" DESTINATION "${WORK}/unpacked")
 file(GLOB prefix "${WORK}/unpacked/tav-*-win64")
-foreach(file IN ITEMS bin/tav.dll bin/minimal_host.exe bin/tavcat.exe symbols/tav.dll.debug include/tav/tav.h
-                      include/tav/tav.hpp lib/cmake/tav/tavConfig.cmake docs/integration.md
+foreach(file IN ITEMS bin/tav.dll bin/gateway.exe bin/tavcat.exe bin/minimal_host.exe
+                      symbols/tav.dll.debug include/tav/tav.h include/tav/tav.hpp
+                      lib/cmake/tav/tavConfig.cmake docs/integration.md
                       README.md LICENSE NOTICES.md CHANGELOG.md)
   if(NOT EXISTS "${prefix}/${file}")
     message(FATAL_ERROR "${file} is not in the release")
@@ -101,11 +101,9 @@ endforeach()
 
 # From the example to the gateway's interface.
 set(store "${WORK}/tav.db")
-if(EXISTS "${prefix}/bin/gateway.exe")
-  set(ENV{TAV_PACKAGED_GATEWAY} "${prefix}/bin/gateway.exe")
-  set(GATEWAY "${CMAKE_CURRENT_LIST_DIR}/gateway.sh")
-endif()
-run("${root}/tests/support/with_gateway.sh" "${GATEWAY}" --store "${store}" --
+set(ENV{TAV_PACKAGED_GATEWAY} "${prefix}/bin/gateway.exe")
+run("${root}/tests/support/with_gateway.sh" "${CMAKE_CURRENT_LIST_DIR}/gateway.sh"
+    --store "${store}" --
     "${root}/tests/support/host_reports.sh" "${root}/tests/examples/minimal_host.events" --
     ${EMULATOR} "${WORK}/examples/minimal/minimal_host.exe")
 if(NOT EXISTS "${store}")
