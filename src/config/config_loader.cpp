@@ -20,7 +20,7 @@ void ConfigLoader::Main() try {
     answer_ = sender->Fetch();
     const std::string server = url_.substr(0, url_.find('?'));
     if (answer_.empty() && ParseWebUrl(server)) {
-      LogWarning("CL: No settings from '%s'. Those of the last answer stay in force",
+      LogWarning("CL: No settings from '%s'. The present settings stay in force",
                  UrlForLog(server).c_str());
     }
   }

@@ -51,7 +51,7 @@ TEST_F(ConfigLoaderTest, AnswerIsTheServersWhateverItsStatus) {
   EXPECT_EQ(log.Find("warning: CL: No settings"), "");
   EXPECT_EQ(Load(url), "");
   EXPECT_EQ(log.Find("warning: CL: No settings"),
-            "warning: CL: No settings from '" + url + "'. Those of the last answer stay in force");
+            "warning: CL: No settings from '" + url + "'. The present settings stay in force");
   EXPECT_EQ(log.Find("CL: "), "CL: Inside config loader");
   EXPECT_NE(log.Find("CL: Config loader is done"), "");
 }
