@@ -91,7 +91,9 @@ class HttpServer::Impl {
   void StopOnSignals() {
     signals_.emplace(io_, SIGINT, SIGTERM);
 #ifdef SIGBREAK
-    signals_->add(SIGBREAK);  // Ctrl+Break, and the end of the console
+    // Ctrl+Break. The end of the console arrives as SIGBREAK, too, but Windows ends the process as
+    // soon as the handler has returned.
+    signals_->add(SIGBREAK);
 #endif
     signals_->async_wait([this](const boost::system::error_code& failure, int) {
       if (!failure) {
