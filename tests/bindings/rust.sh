@@ -1,13 +1,19 @@
 #!/usr/bin/env bash
 # Usage: rust.sh WORK_FOLDER LIBRARY
-# Compiles the example of the Rust binding for Windows, runs it under Wine beside LIBRARY and compares
-# what arrives at the gateway of TAV_TEST_GATEWAY.
+# Builds the crate of the Rust binding with cargo for this machine, where it finds no library. Compiles its
+# example for Windows, runs it under Wine beside LIBRARY and compares what arrives at the gateway of
+# TAV_TEST_GATEWAY.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$here/../..
 work=$1
 library=$2
 target=x86_64-pc-windows-gnu
+
+mkdir -p "$work"
+# cargo may belong to another compiler than the one for Windows.
+RUSTFLAGS='-D warnings' cargo build --quiet --offline --locked --examples \
+  --manifest-path "$root/bindings/rust/Cargo.toml" --target-dir "$work/cargo"
 
 # The first compiler that has the standard library for Windows (Debian: libstd-rust-dev-windows).
 compiler=
@@ -19,7 +25,6 @@ while read -r candidate; do
 done < <(type -ap rustc)
 [ -n "$compiler" ] || { echo "rust.sh: no rustc with the target $target" >&2; exit 1; }
 
-mkdir -p "$work"
 flags=(--edition 2021 --target "$target" -C linker=x86_64-w64-mingw32-gcc-posix -D warnings
   --out-dir "$work")
 "$compiler" "${flags[@]}" --crate-type rlib --crate-name tav "$root/bindings/rust/src/lib.rs"
