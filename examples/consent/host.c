@@ -37,7 +37,7 @@ static void RunOnce(const TavEntryTable* tav) {
 }
 
 int main(int argc, char** argv) {
-  HMODULE module = LoadLibraryW(L"tav.dll");
+  HMODULE module = LoadLibraryExW(L"tav.dll", NULL, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
   TavLoaderFunction loader =
       module ? (TavLoaderFunction)(void (*)(void))GetProcAddress(module, TAV_LOADER_NAME) : NULL;
   const TavEntryTable* tav = loader ? loader(TAV_INTERFACE_VERSION) : NULL;

@@ -10,7 +10,7 @@
 #include "tav/tav.h"
 
 static const TavEntryTable* LoadTav(void) {
-  HMODULE module = LoadLibraryW(L"tav.dll");
+  HMODULE module = LoadLibraryExW(L"tav.dll", NULL, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
   // A function pointer converts through void (*)(void) without compiler warnings.
   TavLoaderFunction loader =
       module == NULL ? NULL

@@ -8,7 +8,7 @@
 #include "tav/tav.h"
 
 static const TavEntryTable* LoadTav(HMODULE* module) {
-  *module = LoadLibraryA("tav.dll");
+  *module = LoadLibraryExW(L"tav.dll", NULL, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
   if (*module == NULL) {
     fprintf(stderr, "tav.dll cannot be loaded: system error %lu\n", GetLastError());
     return NULL;

@@ -18,17 +18,22 @@ typedef struct Plugin {
 // A function pointer converts through this type without compiler warnings.
 typedef void (*AnyFunction)(void);
 
+static HMODULE LoadFromProgramFolder(const wchar_t* name) {
+  return LoadLibraryExW(name, NULL, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
+}
+
 static AnyFunction Find(HMODULE module, const char* name) {
   return module == NULL ? NULL : (AnyFunction)GetProcAddress(module, name);
 }
 
 static const TavEntryTable* LoadTav(void) {
-  TavLoaderFunction loader = (TavLoaderFunction)Find(LoadLibraryW(L"tav.dll"), TAV_LOADER_NAME);
+  TavLoaderFunction loader =
+      (TavLoaderFunction)Find(LoadFromProgramFolder(L"tav.dll"), TAV_LOADER_NAME);
   return loader == NULL ? NULL : loader(TAV_INTERFACE_VERSION);
 }
 
 static int LoadPlugin(Plugin* plugin) {
-  plugin->module = LoadLibraryW(L"word_count.dll");
+  plugin->module = LoadFromProgramFolder(L"word_count.dll");
   plugin->attach = (PluginAttachFunction)Find(plugin->module, "PluginAttach");
   plugin->run = (PluginRunFunction)Find(plugin->module, "PluginRun");
   plugin->detach = (PluginDetachFunction)Find(plugin->module, "PluginDetach");

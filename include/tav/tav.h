@@ -10,7 +10,7 @@
 // later, C++11 or later, x64 only. tav.hpp is a C++17 wrapper. docs/integration.md is the guide,
 // examples/minimal is a complete host.
 //
-//   HMODULE module = LoadLibraryW(L"tav.dll");
+//   HMODULE module = LoadLibraryExW(L"tav.dll", NULL, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
 //   TavLoaderFunction load =
 //       (TavLoaderFunction)(void (*)(void))GetProcAddress(module, TAV_LOADER_NAME);
 //   const TavEntryTable* tav = load(TAV_INTERFACE_VERSION);
