@@ -26,6 +26,13 @@ add_compile_options(-ffunction-sections -fdata-sections)
 set(tav_prefix_map "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=."
                    "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
 add_compile_options("$<$<CONFIG:Release>:${tav_prefix_map}>")
+# For the DLL's objects and its link: the input of link-time optimisation keeps the names of headers, and
+# the folder of zlib and jansson may be outside this tree.
+set(tav_deps_map)
+if(TAV_DEPS_PREFIX)
+  get_filename_component(deps "${TAV_DEPS_PREFIX}" REALPATH)
+  set(tav_deps_map "-ffile-prefix-map=${deps}=./build/deps/mingw")
+endif()
 add_link_options(-Wl,--gc-sections)
 if(MINGW)
   # Without a time stamp builds are reproducible.
