@@ -1,5 +1,5 @@
-# Configures tests/package/subproject with FetchContent and with add_subdirectory, builds it, runs it
-# and checks the record that it writes.
+# Configures tests/package/subproject with FetchContent, of this folder and of its last commit, and with
+# add_subdirectory, builds it, runs it and checks the record that it writes.
 #
 #   cmake -D WORK=... [-D DEPS=...] -P subproject.cmake
 #
@@ -14,10 +14,14 @@ if(DEPS)
   set(deps "-DTAV_DEPS_PREFIX=${DEPS}")
 endif()
 file(REMOVE_RECURSE "${WORK}")
-foreach(way IN ITEMS FetchContent add_subdirectory)
+run(git clone --quiet --bare "${source}" "${WORK}/tav.git")
+execute_process(COMMAND git -C "${WORK}/tav.git" rev-parse HEAD OUTPUT_VARIABLE commit
+                OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+foreach(way IN ITEMS FetchContent git add_subdirectory)
   run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/subproject" -B "${WORK}/${way}" -G Ninja
       "-DCMAKE_TOOLCHAIN_FILE=${source}/cmake/mingw-w64.cmake" -DCMAKE_BUILD_TYPE=Release
-      "-DTAV_SOURCE=${source}" "-DTAV_WAY=${way}" ${deps})
+      "-DTAV_SOURCE=${source}" "-DTAV_WAY=${way}" "-DTAV_REPOSITORY=${WORK}/tav.git"
+      "-DTAV_COMMIT=${commit}" ${deps})
 endforeach()
 
 set(build "${WORK}/FetchContent")
