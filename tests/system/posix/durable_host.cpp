@@ -199,7 +199,7 @@ class Host {
       {"resume", [this](Words&) { tav_.Resume(); }},
       {"sync",
        [this](Words&) {
-         tav_.GetLastActiveTime();
+         tav_.PushData("no record");  // a question would overtake earlier calls
          Print("synced");
        }},
       {"commit", [this](Words&) { Print("committed " + std::to_string(tav_.Commit())); }},
