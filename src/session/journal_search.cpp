@@ -63,22 +63,36 @@ std::optional<int> JournalSearch::Timeout() const {
   return left > 0 ? static_cast<int>(left / kMillisecondsPerSecond) + 1 : 0;
 }
 
+bool JournalSearch::ListFolder(std::vector<std::string>& names) {
+  directory_ = GetStorageDirectory(config_.storage);
+  return !directory_.empty() && Platform::ListFiles(directory_.c_str(), names);
+}
+
+std::string JournalSearch::OwnPrefix() const {
+  return JournalPrefix(config_.productName, config_.productVersion, config_.deployment);
+}
+
+void JournalSearch::MakeRoom() {
+  std::vector<std::string> names;
+  if (ListFolder(names)) {
+    FindOf(OwnPrefix(), names);
+    EnforceBounds();
+    files_.clear();
+  }
+}
+
 // Next returns the journals that were found.
 void JournalSearch::Search() {
   searched_ = true;
   someInUse_ = false;
   searchAt_ = Platform::MonotonicMilliseconds() + int64_t{kSearchInterval} * kMillisecondsPerSecond;
-  directory_ = GetStorageDirectory(config_.storage);
   std::vector<std::string> names;
-  if (directory_.empty() || !Platform::ListFiles(directory_.c_str(), names)) {
+  if (!ListFolder(names)) {
     return;
   }
-  const auto find = [&](const std::string& version) {
-    FindOf(JournalPrefix(config_.productName, version, config_.deployment), names);
-  };
-  find(config_.productVersion);
+  FindOf(OwnPrefix(), names);
   for (const std::string& version : OtherVersions(app_.Product().Identity(), config_.storage)) {
-    find(version);
+    FindOf(JournalPrefix(config_.productName, version, config_.deployment), names);
   }
   if (!consent_.AllowsReports()) {
     for (const Found& file : files_) {

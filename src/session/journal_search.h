@@ -38,6 +38,9 @@ class JournalSearch {
                 RecordStore& store)
       : config_(config), consent_(consent), app_(app), own_(own), store_(store) {}
 
+  // Before the run creates its own journal: deletes the oldest journals of its version beyond the
+  // bounds. A run that dies early, or is disabled, gets no further.
+  void MakeRoom();
   // Lists the journals in the folder. Shortens cache files of which a dead run has sent a part.
   // Deletes the journals after an opt-out, and the oldest ones beyond the bounds; also those of an
   // unknown format, which Next never returns. Only while Empty.
@@ -54,6 +57,8 @@ class JournalSearch {
   std::optional<Found> Next();
 
  private:
+  bool ListFolder(std::vector<std::string>& names);
+  std::string OwnPrefix() const;
   void FindOf(const std::string& prefix, const std::vector<std::string>& names);
   void AddUnknown(Found file, std::vector<Found>& found);
   void DeleteFile(const std::string& path);

@@ -36,6 +36,8 @@ class Recovery {
         delivery_(delivery),
         search_(config, consent, app, own, delivery.Store()) {}
 
+  // See JournalSearch::MakeRoom.
+  void MakeRoom() { search_.MakeRoom(); }
   // Finds the journals, unless it was done before, and shortens cache files of which a dead run has
   // sent a part. Call it before the cache is loaded.
   void Search();

@@ -194,10 +194,11 @@ void Startup::OpenCache() {
   parts_.delivery.Store().SetLeaseLog(&parts_.journal);
 }
 
-// Called before any other file is touched: the sooner the journal exists, the fewer events are lost
-// if the process dies. An opted-out run accepts no events and has no journal.
+// Called before any file but older journals is touched: the sooner the journal exists, the fewer
+// events are lost if the process dies. An opted-out run accepts no events and has no journal.
 void Startup::OpenJournal() {
   if (parts_.consent.AllowsReports()) {
+    parts_.recovery.MakeRoom();
     parts_.journal.Open(GetStorageDirectory(parts_.config.storage),
                         JournalPrefix(parts_.config.productName, parts_.config.productVersion,
                                       parts_.config.deployment),

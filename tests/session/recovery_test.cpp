@@ -64,6 +64,19 @@ class RecoveryTest : public SessionManagerTest {
     return steps;
   }
 
+  // A dead run that reported nothing, of so many bytes.
+  static void PutEmpty(uintmax_t size) {
+    const std::string path = Dead().path;
+    std::filesystem::resize_file(ToPath(path), size);
+  }
+  static int CountJournals() {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(Folder())) {
+      count += entry.path().filename().string().starts_with("TavJournal_") ? 1 : 0;
+    }
+    return count;
+  }
+
   // A file of a format that this library does not know.
   static std::string PutUnknown(int days, uintmax_t size = 100) {
     const std::string path = NewPath();
@@ -150,6 +163,23 @@ TEST_F(RecoveryTest, FilesOfAnUnknownFormatCountInTheBounds) {
   Recover();
   EXPECT_FALSE(Exists(many[0]) || Exists(many[1]));
   EXPECT_TRUE(Exists(newer) && Exists(many[2]));
+}
+
+// Else a host that is killed at each start, or whose events a setting disables, would fill the
+// disk.
+TEST_F(RecoveryTest, ARunThatRecoversNothingKeepsTheBoundsToo) {
+  for (int i = 0; i < 20; ++i) {
+    PutEmpty((uintmax_t{8} << 20) + kHeadUnit);
+  }
+  Platform::File lock;  // the settings cannot be read, so the run does not begin to work
+  ASSERT_EQ(lock.Open(PersistentStorage::GetPSFileSpec(PersistentStorage::Document::Main).c_str(),
+                      Platform::FileUse::Update),
+            Platform::OpenResult::Opened);
+  ASSERT_TRUE(lock.LockFirstByte());
+  Start();
+  EXPECT_TRUE(Eventually([] { return CountJournals() <= 16; }));
+  lock.Close();
+  Stop();
 }
 
 }  // namespace
