@@ -98,9 +98,13 @@ void CacheLoader::DeleteConsumed() {
 
 // The note has no version: the checksum identifies the file.
 void CacheLoader::DropAccepted(const LeaseNote& note) {
+  if (note.bytes <= 0) {
+    return;
+  }
+  state_.Refresh();  // another process may have written the file since
   for (CacheDirectory& directory : state_.directories) {
     const CacheFile* const known = directory.Find(note.sequence);
-    if (known == nullptr || note.bytes <= 0 || known->size < note.bytes) {
+    if (known == nullptr || known->size < note.bytes) {
       continue;
     }
     TavFile file;

@@ -82,7 +82,7 @@ class CacheManager {
   bool ReturnLease(const RecordList& rest) { return loader_.ReturnLease(rest); }
   // Ends the lease and leaves the file unchanged.
   void AbandonLease() { loader_.Current().Abandon(); }
-  // After ScanFiles, before records are loaded: drops what an earlier run has consumed according to
+  // After ScanFiles, while no file is leased: drops what an earlier run has consumed according to
   // its last note. A file whose beginning does not match the note stays as it is.
   void DropAccepted(const LeaseNote& note) { loader_.DropAccepted(note); }
   // False when the file could not be deleted. Unless the file is only in use, that disables the

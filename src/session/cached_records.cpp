@@ -66,6 +66,9 @@ bool CachedRecords::Load() {
     return false;
   }
   while (leased_.Empty()) {
+    if (beforeLoad_) {
+      beforeLoad_();
+    }
     RecordList loaded;
     if (!cache_->Lease(loaded)) {
       unloadable_ = cache_->TotalSize();

@@ -5,7 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "cache/cache_manager.h"
 #include "model/built_record.h"
@@ -30,7 +32,7 @@ class CachedRecords {
   bool Append(RecordList& records);
   // See RecordStore::CacheRecovered.
   bool AppendRecovered(std::unique_ptr<BuiltRecord>& record);
-  // After Open, before anything is loaded: see CacheManager::DropAccepted.
+  // After Open, while no file is loaded: see CacheManager::DropAccepted.
   void DropAccepted(const LeaseNote& note);
 
   // Makes sure that records of a file are in memory. False when the cache has none. After an
@@ -48,6 +50,9 @@ class CachedRecords {
   bool ReturnLease();
   // Borrowed; null for none. Learns which part of a cache file is no longer needed.
   void SetLeaseLog(LeaseLog* log) { leaseLog_ = log; }
+
+  // Called before a file is loaded.
+  void SetBeforeLoad(std::function<void()> beforeLoad) { beforeLoad_ = std::move(beforeLoad); }
 
   // Bytes of cache files, also of the leased one; 0 when the cache must not be used.
   int64_t Size() const { return Usable() ? cache_->TotalSize() : 0; }
@@ -70,6 +75,7 @@ class CachedRecords {
   CachedCopies copies_;
   int64_t unloadable_ = 0;  // bytes of cache files that the last load could not open
   LeaseLog* leaseLog_ = nullptr;
+  std::function<void()> beforeLoad_;
 };
 
 }  // namespace Tav

@@ -72,6 +72,10 @@ std::string JournalSearch::OwnPrefix() const {
   return JournalPrefix(config_.productName, config_.productVersion, config_.deployment);
 }
 
+std::string JournalSearch::PathOf(const std::string& name) const {
+  return directory_ + Platform::kPathSeparator + name;
+}
+
 void JournalSearch::MakeRoom() {
   std::vector<std::string> names;
   if (ListFolder(names)) {
@@ -90,9 +94,12 @@ void JournalSearch::Search() {
   if (!ListFolder(names)) {
     return;
   }
-  FindOf(OwnPrefix(), names);
+  prefixes_ = {OwnPrefix()};
   for (const std::string& version : OtherVersions(app_.Product().Identity(), config_.storage)) {
-    FindOf(JournalPrefix(config_.productName, version, config_.deployment), names);
+    prefixes_.push_back(JournalPrefix(config_.productName, version, config_.deployment));
+  }
+  for (const std::string& prefix : prefixes_) {
+    FindOf(prefix, names);
   }
   if (!consent_.AllowsReports()) {
     for (const Found& file : files_) {
@@ -112,7 +119,7 @@ void JournalSearch::FindOf(const std::string& prefix, const std::vector<std::str
     if (name == own_.FileName() || !IsJournalFileName(prefix, name)) {
       continue;
     }
-    Found file{directory_ + Platform::kPathSeparator + name};
+    Found file{PathOf(name)};
     std::unique_ptr<JournalFile> journal;
     const JournalFile::Lease lease = JournalFile::Take(file.path, journal);
     someInUse_ = someInUse_ || lease == JournalFile::Lease::InUse;
@@ -125,16 +132,38 @@ void JournalSearch::FindOf(const std::string& prefix, const std::vector<std::str
     if (lease == JournalFile::Lease::Taken) {
       file.startTime = journal->Head().StartTime();
       file.size = journal->Size();
-      if (const std::optional<CacheNote> note = journal->Head().ReadCacheNote()) {
-        store_.DropAccepted({static_cast<int>(note->fileSequence),
-                             static_cast<int64_t>(note->acceptedBytes), note->checksum});
-      }
+      ApplyNote(*journal);
       found.push_back(std::move(file));
     }
   }
   SortBy(found, &Found::startTime);
   files_.insert(files_.end(), std::make_move_iterator(found.begin()),
                 std::make_move_iterator(found.end()));
+}
+
+void JournalSearch::ApplyNote(const JournalFile& journal) {
+  if (const std::optional<CacheNote> note = journal.Head().ReadCacheNote()) {
+    store_.DropAccepted({static_cast<int>(note->fileSequence),
+                         static_cast<int64_t>(note->acceptedBytes), note->checksum});
+  }
+}
+
+void JournalSearch::ApplyNotes() {
+  std::vector<std::string> names;
+  if (prefixes_.empty() || !ListFolder(names)) {
+    return;
+  }
+  for (const std::string& name : names) {
+    const bool isJournal = std::ranges::any_of(
+        prefixes_, [&](const std::string& prefix) { return IsJournalFileName(prefix, name); });
+    const std::string path = PathOf(name);
+    const bool applied = std::ranges::find(files_, path, &Found::path) != files_.end();
+    std::unique_ptr<JournalFile> journal;
+    if (isJournal && !applied && name != own_.FileName() &&
+        JournalFile::Take(path, journal) == JournalFile::Lease::Taken) {
+      ApplyNote(*journal);
+    }
+  }
 }
 
 // Written by another version of the library, or damaged. Only the time of the file is known; a

@@ -45,6 +45,9 @@ class JournalSearch {
   // Deletes the journals after an opt-out, and the oldest ones beyond the bounds; also those of an
   // unknown format, which Next never returns. Only while Empty.
   void Search();
+  // Shortens cache files of which a run has sent a part that has died since the search. Call it
+  // before a cache file is loaded.
+  void ApplyNotes();
   // Seconds until a search is due: the first one, or another one because a journal was in use.
   // Nothing if none is.
   std::optional<int> Timeout() const;
@@ -59,7 +62,9 @@ class JournalSearch {
  private:
   bool ListFolder(std::vector<std::string>& names);
   std::string OwnPrefix() const;
+  std::string PathOf(const std::string& name) const;
   void FindOf(const std::string& prefix, const std::vector<std::string>& names);
+  void ApplyNote(const JournalFile& journal);
   void AddUnknown(Found file, std::vector<Found>& found);
   void DeleteFile(const std::string& path);
   void EnforceBounds();
@@ -70,7 +75,8 @@ class JournalSearch {
   const RunJournal& own_;
   RecordStore& store_;
   std::string directory_;
-  std::vector<Found> files_;  // the next one is the last
+  std::vector<std::string> prefixes_;  // of the journals of all versions, after a search
+  std::vector<Found> files_;           // the next one is the last
   bool searched_ = false;
   bool someInUse_ = false;
   int64_t searchAt_ = 0;  // monotonic milliseconds

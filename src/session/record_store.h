@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -139,7 +140,11 @@ class RecordStore {
 
   // Borrowed; null for none. Learns which part of a cache file is no longer needed.
   void SetLeaseLog(LeaseLog* log) { cached_.SetLeaseLog(log); }
-  // After OpenCache, before anything is loaded: see CacheManager::DropAccepted.
+  // Called before a cache file is loaded; empty for nothing.
+  void SetBeforeLoad(std::function<void()> beforeLoad) {
+    cached_.SetBeforeLoad(std::move(beforeLoad));
+  }
+  // After OpenCache, while no file is loaded: see CacheManager::DropAccepted.
   void DropAccepted(const LeaseNote& note) { cached_.DropAccepted(note); }
 
  private:

@@ -34,7 +34,10 @@ class Recovery {
         intake_(intake),
         builder_(builder),
         delivery_(delivery),
-        search_(config, consent, app, own, delivery.Store()) {}
+        search_(config, consent, app, own, delivery.Store()) {
+    delivery.Store().SetBeforeLoad([this] { search_.ApplyNotes(); });
+  }
+  ~Recovery() { delivery_.Store().SetBeforeLoad({}); }
 
   // See JournalSearch::MakeRoom.
   void MakeRoom() { search_.MakeRoom(); }

@@ -182,5 +182,32 @@ TEST_F(RecoveryTest, ARunThatRecoversNothingKeepsTheBoundsToo) {
   Stop();
 }
 
+// Another process dies after this one has searched: of its cache file only the rest is sent.
+TEST_F(RecoveryTest, NotesOfLaterDeadRunsCount) {
+  EXPECT_TRUE(run_.Send()) << "what needs no events";
+  for (const char* const name : {"one", "two", "three"}) {
+    run_.Log(name);
+    run_.delivery.ProcessEventList(true);
+  }
+  run_.delivery.CacheUnsent();
+  Recovery recovery(config_, run_.consent, run_.app, run_.intake, run_.builder, run_.journal,
+                    run_.delivery);
+  recovery.Run(-1);
+  {
+    CacheManager other(StorageFolder::Utf8(Folder()), CachePrefix("Product", "1.0", Deployment()));
+    RecordList records;
+    ASSERT_TRUE(other.Lease(records));
+    ASSERT_EQ(records.Count(), 3u);
+    other.Consume(records.First()->fileEnd);
+    LeaseNote note;
+    ASSERT_TRUE(other.MakeNote(note));
+    other.AbandonLease();
+    Dead().file->Head().WriteCacheNote(
+        {static_cast<uint32_t>(note.sequence), static_cast<uint64_t>(note.bytes), note.checksum});
+  }
+  EXPECT_TRUE(run_.delivery.SendToServer());
+  EXPECT_EQ(Gateway::Events(), (Names{"two", "three"}));
+}
+
 }  // namespace
 }  // namespace Tav::Testing
