@@ -12,6 +12,9 @@ namespace Tav {
 namespace {
 
 constexpr std::chrono::days kMaxAge{30};
+// A greater age, or a time before 2000, comes from a clock that is wrong or was.
+constexpr std::chrono::days kMaxPlausibleAge{3650};
+constexpr std::chrono::year kFirstPlausibleYear{2000};
 
 // Keys as they appear in the text. A quotation mark inside a string is escaped, so neither key can
 // occur there. A record without events has the time of its environment.
@@ -46,8 +49,11 @@ bool IsOutdated(const BuiltRecord& record, int64_t now) {
   if (!day.ok()) {
     day = DayAfter(text, kFirstTime);
   }
-  const std::chrono::sys_seconds time{std::chrono::seconds(now)};
-  return day.ok() && time > std::chrono::sys_days(day) + kMaxAge + std::chrono::days(1);
+  if (!day.ok() || day.year() < kFirstPlausibleYear) {
+    return false;
+  }
+  const auto age = std::chrono::seconds(now) - std::chrono::sys_days(day).time_since_epoch();
+  return age > kMaxAge + std::chrono::days(1) && age < kMaxPlausibleAge;
 }
 
 }  // namespace Tav

@@ -13,7 +13,8 @@
 namespace Tav {
 
 // Whether the oldest event of the record was reported more than 30 days before `now`, in seconds
-// since 1970. A refused record is stored again after each attempt, so its file does not age.
+// since 1970. Not if its age is implausible: a clock that is wrong must not drop records. A refused
+// record is stored again after each attempt, so its file does not age.
 bool IsOutdated(const BuiltRecord& record, int64_t now);
 
 // Session thread only. The records themselves are in the cache, or in memory if it takes none.

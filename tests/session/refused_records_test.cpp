@@ -117,6 +117,9 @@ TEST_F(RefusedRecordsTest, ARefusedRecordIsDroppedWhenItsEventsAreTooOld) {
   EXPECT_FALSE(IsOutdated(record, now + 29 * kDay));
   EXPECT_TRUE(IsOutdated(record, now + 33 * kDay));
   EXPECT_FALSE(IsOutdated(BuiltRecord(), now)) << "no time at all";
+  EXPECT_FALSE(IsOutdated(record, 4'110'000'000)) << "in 2100: the clock is wrong now";
+  EXPECT_FALSE(IsOutdated(*RecordOf(R"({"rt":[{"t":"1970-01-01T00:00:05.000Z"}]})"), now))
+      << "it was wrong then";
 
   run.delivery.Store().RemovePulled();
   run.delivery.Store().Append(RecordOf(
