@@ -154,8 +154,11 @@ bool Delivery::SendToServer() {
   return progress == SendProgress::Done;
 }
 
+// During a send, the records of a cache file leave memory by themselves.
 void Delivery::ArmFlush() {
-  if (store_.UsesCache() && !(batch_.Pending().Empty() && store_.InMemory().Empty())) {
+  const bool any = !batch_.Pending().Empty() || !store_.InMemory().Empty() ||
+                   !(Sending() || store_.NothingInMemory());
+  if (store_.UsesCache() && any) {
     schedule_.OnLeftInMemory(ReadClocks());
   }
 }

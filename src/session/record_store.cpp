@@ -157,7 +157,7 @@ bool RecordStore::Flush() {
   TAV_DEBUG("SM: Flushing records to cache");
   ReturnLease();
   if (run_.List().Empty()) {
-    return true;
+    return cached_.InMemory().Empty();
   }
   const bool stored = cached_.Append(run_.List());
   run_.ReleaseHold();

@@ -255,5 +255,21 @@ TEST_F(SendingTest, PushedRecordsReachTheCacheAfterTheFlushTime) {
   EXPECT_TRUE(Testing::Eventually([this] { return CachedBytes() > 0; }));
 }
 
+// Other processes could not send the rest of the file.
+TEST_F(SendingTest, WhatPullDataHasLoadedGoesBackAfterTheFlushTime) {
+  FillCache(Numbered(2));
+  const uintmax_t both = CachedBytes();
+  config_.flushInterval = 1;
+  config_.sendInterval = -1;
+  config_.noImpliedRecords = true;
+  Start();
+  const std::unique_ptr<char, decltype(&std::free)> block(manager_->PullData(), &std::free);
+  ASSERT_NE(block, nullptr);
+  EXPECT_TRUE(Testing::Eventually([&] {
+    const uintmax_t left = CachedBytes();
+    return left > 0 && left < both;
+  }));
+}
+
 }  // namespace
 }  // namespace Tav
