@@ -16,7 +16,8 @@ namespace {
 
 constexpr int kMillisecondsPerSecond = 1000;
 // Seconds.
-constexpr int kRetryInterval = 1;
+constexpr int kFirstRetryInterval = 1;
+constexpr int kMaxRetryInterval = 300;
 constexpr int kNothingLeft = 86400;
 
 using LongLong = long long;
@@ -47,6 +48,7 @@ void Recovery::Search() {
 }
 
 void Recovery::SearchAgain() {
+  retryAt_ = 0;
   if (search_.SomeInUse() && !Left()) {
     search_.Search();
   }
@@ -57,7 +59,8 @@ int Recovery::Timeout() const {
     return kNothingLeft;
   }
   if (Left()) {
-    return Platform::MonotonicMilliseconds() < retryAt_ ? kRetryInterval : 0;
+    const int64_t left = retryAt_ - Platform::MonotonicMilliseconds();
+    return left > 0 ? static_cast<int>((left - 1) / kMillisecondsPerSecond) + 1 : 0;
   }
   return search_.Timeout().value_or(kNothingLeft);
 }
@@ -128,16 +131,20 @@ void Recovery::CheckAge() {
   }
 }
 
-// A record that cannot be stored is kept for another attempt.
+// A record that cannot be stored is kept for another attempt. Each logs warnings, so they become
+// rarer.
 void Recovery::StoreRecord() {
   if (current_->unsaved == nullptr) {
     current_->unsaved = current_->builder->BuildOneJsonRecord(*current_->events, {});
   }
   if (current_->unsaved != nullptr) {
     if (!delivery_.Store().CacheRecovered(current_->unsaved)) {
-      retryAt_ = Platform::MonotonicMilliseconds() + kRetryInterval * kMillisecondsPerSecond;
+      retryInterval_ = std::clamp(2 * retryInterval_, kFirstRetryInterval, kMaxRetryInterval);
+      retryAt_ =
+          Platform::MonotonicMilliseconds() + int64_t{retryInterval_} * kMillisecondsPerSecond;
       return;
     }
+    retryInterval_ = 0;
     recovered_ = true;
   }
   current_->events->Settle();

@@ -44,7 +44,8 @@ class Recovery {
   // Finds the journals, unless it was done before, and shortens cache files of which a dead run has
   // sent a part. Call it before the cache is loaded.
   void Search();
-  // Searches again if a journal was in use: its process may have ended since.
+  // For a host that waits, or the end of the run: tries again at once what failed, and searches
+  // again if a journal was in use, because its process may have ended since.
   void SearchAgain();
   // One short step: finds the journals, begins or ends one, reads a part of it, or stores one
   // record.
@@ -82,7 +83,8 @@ class Recovery {
   JournalSearch search_;
   bool recovered_ = false;  // a record was cached since the schedule was last updated
   std::unique_ptr<Current> current_;
-  int64_t retryAt_ = 0;  // monotonic milliseconds; after the cache could not be written
+  int64_t retryAt_ = 0;    // monotonic milliseconds; after the cache could not be written
+  int retryInterval_ = 0;  // seconds; after that failure
 };
 
 }  // namespace Tav

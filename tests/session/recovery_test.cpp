@@ -209,5 +209,21 @@ TEST_F(RecoveryTest, NotesOfLaterDeadRunsCount) {
   EXPECT_EQ(Gateway::Events(), (Names{"two", "three"}));
 }
 
+// Each attempt logs warnings.
+TEST_F(RecoveryTest, AttemptsToStoreBecomeRarer) {
+  {
+    Dead().Add("one");
+  }
+  run_.delivery.Store().OpenCache(std::make_unique<CacheManager>("/nowhere", "none"), false);
+  Recovery recovery(config_, run_.consent, run_.app, run_.intake, run_.builder, run_.journal,
+                    run_.delivery);
+  EXPECT_TRUE(Eventually([&] {
+    recovery.Run(-1);
+    return recovery.Timeout() > 1;
+  }));
+  recovery.SearchAgain();
+  EXPECT_EQ(recovery.Timeout(), 0) << "for a Commit";
+}
+
 }  // namespace
 }  // namespace Tav::Testing
