@@ -117,7 +117,7 @@ class EventLog {
   bool AreInFile(Position begin, Position end) const;
 
  private:
-  static constexpr size_t kLowRoom = 4;  // not more than RunJournal keeps ready
+  static constexpr size_t kLowRoom = 5;  // not more than RunJournal keeps ready
 
   // One use of a segment.
   struct Use {

@@ -15,8 +15,8 @@ namespace {
 // The room for a burst that meets an idle session thread: 8 MiB, some 36,000 events with seven
 // properties.
 constexpr int64_t kStandingSize = int64_t{8} << 20;
-// Segments that are kept ready during a burst.
-constexpr size_t kReadySegments = 4;
+// Segments that are kept ready whatever waits: room for 20,000 events with seven properties.
+constexpr size_t kReadySegments = 5;
 // A larger file is replaced when it is empty.
 constexpr int64_t kMaxIdleSize = int64_t{12} << 20;
 

@@ -94,6 +94,30 @@ TEST_F(RunJournalTest, HostsGoOnInMemoryAndOneLineTells) {
   journal_.Close();
 }
 
+// With entries of seven properties, and before the session thread can add room.
+TEST_F(RunJournalTest, WhateverWaitsThereIsRoomForABurstOf20000Events) {
+  ASSERT_TRUE(journal_.HasFile());
+  EntryFields fields;
+  const std::vector<std::byte> properties(190, std::byte{0});
+  fields.name = "event";
+  fields.properties = properties;
+  std::vector<std::byte> entry(EncodeEntry(fields, {}));
+  EncodeEntry(fields, entry);
+  EXPECT_GE(entry.size(), 230u);
+  const size_t inSegment = kMaxEntrySize / entry.size();
+  for (size_t i = 0; i < 6 * inSegment; ++i) {
+    ASSERT_TRUE(queue_.AddEvent(entry));
+    if (i % 1000 == 0) {
+      journal_.Refill();
+    }
+  }
+  journal_.Refill();
+  for (int i = 0; i < 20000; ++i) {
+    ASSERT_TRUE(queue_.AddEvent(entry));
+  }
+  EXPECT_FALSE(queue_.WithLog([](const EventLog& log) { return log.InMemory(); }));
+}
+
 // The end of a run whose records can neither be sent nor stored, with one event in each record.
 class LastRecordsTest : public SessionManagerTest {
  protected:
