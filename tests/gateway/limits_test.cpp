@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -167,6 +168,21 @@ TEST(LimitsTest, RefusesConnectionsBeyondTheBound) {
   EXPECT_EQ(gateway.NewClient()->Get("/").status, 503);
   open.pop_back();
   EXPECT_TRUE(Eventually([&] { return gateway.NewClient()->Get("/").status == 200; }));
+}
+
+TEST(LimitsTest, ALogThatBlocksHoldsUpNoConnection) {
+  std::promise<void> release;
+  ServerOptions options;
+  options.events.onFault = [reader = release.get_future().share()](const auto&, const auto&) {
+    reader.wait();
+  };
+  RunningGateway gateway(std::move(options));
+  gateway.PostJson("/api/faults", R"({"kind":"status","status":500,"count":3})");
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(gateway.NewClient()->Get("/").status, 500);
+  }
+  EXPECT_EQ(gateway.Count("requests"), 3);
+  release.set_value();
 }
 
 TEST(DrainTest, AnswersRequestsInProgressAndEndsIdleConnections) {

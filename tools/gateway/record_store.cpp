@@ -183,6 +183,7 @@ void RecordStore::Forget(const Record& record) {
 }
 
 std::shared_ptr<const Record> RecordStore::Find(std::uint64_t number) const {
+  const std::scoped_lock guard(lock_);
   const std::uint64_t lost = totals_.records - records_.size();
   return number > lost && number <= totals_.records ? records_[number - lost - 1] : nullptr;
 }
@@ -243,7 +244,6 @@ std::string RecordStore::ListRecent(std::uint64_t after, std::size_t limit) cons
 }
 
 std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number, bool withBody) const {
-  const std::scoped_lock guard(lock_);
   const auto record = Find(number);
   if (!record) {
     return std::nullopt;
@@ -254,7 +254,6 @@ std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number, boo
 }
 
 std::optional<std::string> RecordStore::RecordText(std::uint64_t number) const {
-  const std::scoped_lock guard(lock_);
   const auto record = Find(number);
   return record ? std::optional(record->text) : std::nullopt;
 }

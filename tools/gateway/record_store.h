@@ -93,7 +93,7 @@ class RecordStore {
 
   std::shared_ptr<const Record> Keep(Record record);
   void Forget(const Record& record);
-  // Null if the record has not arrived or is not kept. The lock is held.
+  // Null if the record has not arrived or is not kept.
   std::shared_ptr<const Record> Find(std::uint64_t number) const;
   // A copy of the list, so that writing a long listing does not block Add.
   RecordList Snapshot() const;

@@ -264,7 +264,10 @@ void Server::Count(Exchange& exchange, RequestKind kind) {
 std::optional<Fault> Server::TakeFault(const HttpRequest& request) {
   const std::optional<Fault> fault = faults_.Take();
   if (fault && options_.events.onFault) {
-    options_.events.onFault(request.target, *fault);
+    // The log may block; the I/O threads must not.
+    readers_.Run([this, target = request.target, taken = *fault] {
+      options_.events.onFault(target, taken);
+    });
   }
   return fault;
 }
