@@ -258,7 +258,8 @@ TEST(RecordListTest, KeepsTheLastBytes) {
   RecordStore list({}, 1000, 30'000);
   const auto add = [&](std::size_t size) {
     Record record;
-    record.text = std::string(size, 'x');
+    record.text = std::string(size / 2, 'x');
+    record.headers = {{"x-long", std::string(size / 2, 'x')}};
     list.Add(std::move(record));
   };
   const auto kept = [&] {

@@ -119,10 +119,19 @@ Record ReadRecord(IncomingRequest request, std::size_t maxExpandedBytes, bool wi
 }
 
 std::size_t MemoryOf(const Record& record) {
-  std::size_t size = sizeof record + record.text.size() + record.target.size();
-  size += record.events.size() * sizeof(EventEntry) + record.sessions.size() * sizeof(std::string);
+  std::size_t size = sizeof record + record.text.size() + record.target.size() +
+                     record.product.size() + record.productVersion.size() +
+                     record.component.size() + record.events.size() * sizeof(EventEntry);
   for (const EventEntry& event : record.events) {
     size += event.name.size();
+  }
+  for (const auto& header : record.headers) {
+    size += sizeof header + header.first.size() + header.second.size();
+  }
+  for (const auto* texts : {&record.problems, &record.sessions}) {
+    for (const std::string& text : *texts) {
+      size += sizeof text + text.size();
+    }
   }
   return size;
 }

@@ -16,10 +16,12 @@ constexpr const char* kTextType = "text/plain; charset=utf-8";
 constexpr const char* kJsonType = "application/json; charset=utf-8";
 constexpr const char* kLivePath = "/api/live";
 
-// With a durable store the list shows what has arrived lately.
-constexpr std::size_t kMaxListedRecords = 1000;
-constexpr std::size_t kMaxListedBytes = std::size_t{64} * 1024 * 1024;
+// With a durable store the list shows what has arrived lately. Without one it has every record, but
+// clients must not be able to fill the memory.
+constexpr std::size_t kMaxRecentRecords = 1000;
+constexpr std::size_t kMaxRecentBytes = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t kNoLimit = static_cast<std::size_t>(-1);
+constexpr std::size_t kMaxListedBytes = std::size_t{1024} * 1024 * 1024;
 constexpr unsigned kQueryThreads = 2;
 
 bool IsGet(const HttpRequest& request) {
@@ -84,8 +86,8 @@ void Finish(Exchange& exchange, const std::optional<Fault>& fault, HttpResponse 
 Server::Server(ServerOptions options)
     : options_(std::move(options)),
       records_([this](const Record& record) { Announce(record); },
-               options_.store ? kMaxListedRecords : kNoLimit,
-               options_.store ? kMaxListedBytes : kNoLimit),
+               options_.store ? kMaxRecentRecords : kNoLimit,
+               options_.store ? kMaxRecentBytes : kMaxListedBytes),
       readers_(std::max(1U, std::thread::hardware_concurrency())),
       queries_(kQueryThreads) {
   http_ = std::make_unique<HttpServer>(options_.limits,

@@ -22,7 +22,7 @@ const kEntries = [
   ['sessions', 'sessions', whole],
   ['bad_records', 'bad records', whole],
   ['doubled_records', 'doubled records', whole],
-  ['refused', 'refused by a fault', whole],
+  ['refused', 'refused', whole],
   ['bytes_compressed', 'on the wire', bytes],
   ['bytes_expanded', 'as text', bytes],
   ['requests', 'requests', whole],
