@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,6 +46,26 @@ Parsed Parse(CLI::App& app, const Arguments& arguments, std::string& error) {
     error = failure.what();
     return Parsed::Wrong;
   }
+}
+
+// For programs that need no more than that. Nothing if the program is to go on; otherwise its exit
+// status, after it has shown its help, or why the arguments are wrong.
+template <typename Arguments>
+std::optional<int> EndAfterParsing(CLI::App& app,
+                                   const std::string& program,
+                                   const Arguments& arguments) {
+  std::string error;
+  switch (Parse(app, arguments, error)) {
+    case Parsed::Good:
+      return std::nullopt;
+    case Parsed::WantsHelp:
+      std::fputs(app.help(program, CLI::AppFormatMode::All).c_str(), stdout);
+      return 0;
+    case Parsed::Wrong:
+      break;
+  }
+  std::fprintf(stderr, "%s: %s; see %s --help\n", program.c_str(), error.c_str(), program.c_str());
+  return kExitUsage;
 }
 
 }  // namespace CommandLine

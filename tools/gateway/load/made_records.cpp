@@ -122,4 +122,11 @@ std::string MadeRecord(std::int64_t number, std::int64_t count) {
   return text += "]}";
 }
 
+std::shared_ptr<const Record> ReadMadeRecord(std::int64_t number, std::int64_t count) {
+  const Headers headers{{"content-type", "application/json; charset=utf-8"},
+                        {"x-sdkversion", "2.8.2.1187559"}};
+  return std::make_shared<const Record>(
+      ReadRecord({"/", headers, MadeRecord(number, count)}, kMaxExpandedBytes, true));
+}
+
 }  // namespace Gateway

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
+
+#include "gateway/record_reader.h"
 
 namespace Gateway {
 
@@ -12,5 +15,7 @@ inline constexpr int kMadeDays = 30;
 
 // The text of record `number` of `count`; the same for the same arguments.
 std::string MadeRecord(std::int64_t number, std::int64_t count);
+// The same, read and checked, with its rows.
+std::shared_ptr<const Record> ReadMadeRecord(std::int64_t number, std::int64_t count);
 
 }  // namespace Gateway

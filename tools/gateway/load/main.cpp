@@ -1,18 +1,20 @@
-// Fills stores with made-up records and measures them; see the usage text.
+// Fills stores with made-up records and measures them; --help describes it.
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <deque>
 #include <exception>
 #include <filesystem>
 #include <memory>
-#include <mutex>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "command_line/command_line.h"
+#include "command_line/program.h"
+#include "gateway/load/feeder.h"
 #include "gateway/load/made_records.h"
 #include "gateway/load/plain_inserts.h"
 #include "gateway/record_store.h"
@@ -25,66 +27,8 @@ using Gateway::Record;
 using Records = std::vector<std::shared_ptr<const Record>>;
 using Clock = std::chrono::steady_clock;
 
-constexpr char kUsage[] =
-    "usage: gateway_load fill STORE [RECORDS]   adds made-up records, 50000 unless told otherwise\n"
-    "       gateway_load ask STORE              times the page's questions about them, best of 3\n"
-    "       gateway_load rates FOLDER [RECORDS] adds 10000 records to a memory store, to an "
-    "SQLite\n"
-    "                                           store and by plain inserts; files go into FOLDER\n";
-
-// Records that a store may have at a time; a gateway has as many as there are clients.
+// As many as a gateway with that many clients.
 constexpr int kMaxInFlight = 1000;
-
-// Adds records and waits for the last answer.
-class Feeder {
- public:
-  explicit Feeder(Gateway::Store& store) : store_(store) {}
-  ~Feeder() { WaitFor(1); }
-  Feeder(const Feeder&) = delete;
-  Feeder& operator=(const Feeder&) = delete;
-
-  void Add(std::shared_ptr<const Record> record) {
-    WaitFor(kMaxInFlight);
-    {
-      const std::scoped_lock guard(lock_);
-      ++inFlight_;
-    }
-    store_.Add(std::move(record), [this](const Gateway::AddResult& result) { Count(result); });
-  }
-
-  int Failures() {
-    WaitFor(1);
-    return failures_;
-  }
-
- private:
-  void Count(const Gateway::AddResult& result) {
-    const std::scoped_lock guard(lock_);
-    --inFlight_;
-    if (result.outcome == Gateway::AddOutcome::Failed && failures_++ == 0) {
-      std::fprintf(stderr, "gateway_load: %s\n", result.reason.c_str());
-    }
-    isAnswered_.notify_one();
-  }
-
-  void WaitFor(int inFlight) {
-    std::unique_lock guard(lock_);
-    isAnswered_.wait(guard, [&] { return inFlight_ < inFlight; });
-  }
-
-  Gateway::Store& store_;
-  std::mutex lock_;
-  std::condition_variable isAnswered_;
-  int inFlight_ = 0;
-  int failures_ = 0;
-};
-
-std::shared_ptr<const Record> Read(std::int64_t number, std::int64_t count) {
-  const Gateway::Headers headers{{"content-type", "application/json; charset=utf-8"},
-                                 {"x-sdkversion", "2.8.2.1187559"}};
-  return std::make_shared<const Record>(Gateway::ReadRecord(
-      {"/", headers, Gateway::MadeRecord(number, count)}, Gateway::kMaxExpandedBytes, true));
-}
 
 std::unique_ptr<Gateway::Store> Open(const std::string& where) {
   std::string error;
@@ -124,9 +68,9 @@ class Meter {
 int Fill(const std::string& where, std::int64_t count) {
   const auto store = Open(where);
   Meter meter;
-  Feeder feeder(*store);
+  Gateway::Feeder feeder(*store, kMaxInFlight);
   for (std::int64_t number = 0; number < count; ++number) {
-    feeder.Add(Read(number, count));
+    feeder.Add(Gateway::ReadMadeRecord(number, count));
   }
   const int failures = feeder.Failures();
   meter.Report("filled, reading too", count);
@@ -165,7 +109,7 @@ int Ask(const std::string& where) {
       {"daily endpoints", "daily", {}},
       {"retention by week", "retention", {}},
       {"counters", "counters", {}},
-      {"one record", "record", {{"digest", Read(1000, 50'000)->digest}}},
+      {"one record", "record", {{"digest", Gateway::ReadMadeRecord(1000, 50'000)->digest}}},
   };
   const auto store = Open(where);
   for (Asked one : asked) {
@@ -187,7 +131,7 @@ int Rates(const std::string& folder, std::int64_t count) {
   Records records;
   Meter meter;
   for (std::int64_t number = 0; number < count; ++number) {
-    records.push_back(Read(number, count));
+    records.push_back(Gateway::ReadMadeRecord(number, count));
   }
   meter.Report("read and checked", count);
 
@@ -214,7 +158,7 @@ int Rates(const std::string& folder, std::int64_t count) {
   {
     const auto store = Open(fresh("store.db"));
     meter.Restart();
-    Feeder feeder(*store);
+    Gateway::Feeder feeder(*store, kMaxInFlight);
     for (const auto& record : records) {
       feeder.Add(record);
     }
@@ -231,23 +175,49 @@ int Rates(const std::string& folder, std::int64_t count) {
   return failures == 0 ? 0 : 1;
 }
 
+// The arguments of all commands.
+struct Options {
+  std::string place;  // a store, or a folder
+  std::optional<std::int64_t> records;
+};
+
+CLI::App* AddCommand(CLI::App& app,
+                     const char* name,
+                     const char* what,
+                     const char* place,
+                     Options& options) {
+  CLI::App* const command = app.add_subcommand(name, what);
+  command->add_option(place, options.place)->required();
+  return command;
+}
+
+void AddRecords(CLI::App& command, const char* description, Options& options) {
+  command.add_option("RECORDS", options.records, description)
+      ->check(CLI::Range(1, 100'000'000).description(""));
+}
+
 }  // namespace
 
-int main(int argc, char** argv) {
+int RunProgram(const std::vector<std::string>& arguments) {
   try {
-    const std::string command = argc > 2 ? argv[1] : "";
-    const std::int64_t given = argc > 3 ? std::atoll(argv[3]) : 0;
-    if (command == "fill") {
-      return Fill(argv[2], given > 0 ? given : 50'000);
+    Options options;
+    CLI::App app("Fills gateways' stores with made-up records and measures them.");
+    CommandLine::SetRules(app);
+    app.require_subcommand(1);
+    CLI::App* const fill = AddCommand(app, "fill", "add records to a store", "STORE", options);
+    AddRecords(*fill, "how many (50000)", options);
+    const CLI::App* const ask = AddCommand(
+        app, "ask", "time the page's questions about what fill added, best of 3", "STORE", options);
+    CLI::App* const rates = AddCommand(
+        app, "rates", "add records to a memory store, to an SQLite store and by plain inserts",
+        "FOLDER", options);
+    AddRecords(*rates, "how many (10000)", options);
+    if (const auto end = CommandLine::EndAfterParsing(app, "gateway_load", arguments)) {
+      return *end;
     }
-    if (command == "ask") {
-      return Ask(argv[2]);
-    }
-    if (command == "rates") {
-      return Rates(argv[2], given > 0 ? given : 10'000);
-    }
-    std::fputs(kUsage, stderr);
-    return 2;
+    return fill->parsed()  ? Fill(options.place, options.records.value_or(50'000))
+           : ask->parsed() ? Ask(options.place)
+                           : Rates(options.place, options.records.value_or(10'000));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "gateway_load: %s\n", failure.what());
     return 1;

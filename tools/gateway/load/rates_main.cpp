@@ -1,25 +1,26 @@
-// Measures ClickHouse stores, and gateways over HTTP, beside their floors; see the usage text.
+// Measures ClickHouse stores, and gateways over HTTP, beside their floors; --help describes it.
 
 #include <unistd.h>
 #include <zlib.h>
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <exception>
 #include <fstream>
 #include <memory>
-#include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "command_line/command_line.h"
+#include "command_line/program.h"
 #include "gateway/http/client.h"
+#include "gateway/load/feeder.h"
 #include "gateway/load/made_records.h"
 #include "gateway/store/clickhouse_client.h"
 #include "gateway/store/clickhouse_rows.h"
@@ -29,14 +30,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Records = std::vector<std::shared_ptr<const Gateway::Record>>;
-
-constexpr char kUsage[] =
-    "usage: gateway_rates clickhouse URL [RECORDS]\n"
-    "         adds 20000 made-up records to the ClickHouse store at URL, and inserts the same "
-    "rows\n"
-    "         by a plain client in the same batches\n"
-    "       gateway_rates post URL [RECORDS [CONNECTIONS]]\n"
-    "         posts 20000 made-up records to a gateway over 256 connections\n";
 
 constexpr int kMaxInFlight = 2000;
 constexpr std::size_t kBatch = 1000;  // as in the store
@@ -89,8 +82,7 @@ class Measurement {
 Records MakeRecords(std::int64_t count) {
   Records records;
   for (std::int64_t number = 0; number < count; ++number) {
-    records.push_back(std::make_shared<const Gateway::Record>(Gateway::ReadRecord(
-        {"/", {}, Gateway::MadeRecord(number, count)}, Gateway::kMaxExpandedBytes, true)));
+    records.push_back(Gateway::ReadMadeRecord(number, count));
   }
   return records;
 }
@@ -101,27 +93,12 @@ void AddToStore(const std::string& url, const Records& records) {
   if (store == nullptr) {
     throw std::runtime_error(error);
   }
-  std::mutex lock;
-  std::condition_variable answered;
-  int inFlight = 0;
-  int failures = 0;
   const Measurement measurement;
+  Gateway::Feeder feeder(*store, kMaxInFlight);
   for (const auto& record : records) {
-    {
-      std::unique_lock guard(lock);
-      answered.wait(guard, [&] { return inFlight < kMaxInFlight; });
-      ++inFlight;
-    }
-    store->Add(record, [&](const Gateway::AddResult& result) {
-      const std::scoped_lock guard(lock);
-      --inFlight;
-      failures += result.outcome == Gateway::AddOutcome::Stored ? 0 : 1;
-      answered.notify_one();
-    });
+    feeder.Add(record);
   }
-  std::unique_lock guard(lock);
-  answered.wait(guard, [&] { return inFlight == 0; });
-  if (failures > 0) {
+  if (const int failures = feeder.Failures(); failures > 0) {
     throw std::runtime_error(std::to_string(failures) + " records were not stored");
   }
   measurement.Report("into ClickHouse", records.size());
@@ -188,16 +165,21 @@ std::string Gzip(const std::string& text) {
   return out;
 }
 
-int MeasurePosts(const std::string& url, std::int64_t count, int connections) {
-  const Gateway::HttpClient::Fields headers{{"Content-Type", "application/json; charset=utf-8"},
-                                            {"X-SDKVersion", "2.8.2.1187559"},
-                                            {"Content-Encoding", "gzip"},
-                                            {"X-Compressed", "true"}};
+std::vector<std::string> MakeBodies(std::int64_t count) {
   std::vector<std::string> bodies;
   bodies.reserve(static_cast<std::size_t>(count));
   for (std::int64_t number = 0; number < count; ++number) {
     bodies.push_back(Gzip(Gateway::MadeRecord(number, count)));
   }
+  return bodies;
+}
+
+// Returns how many were not answered 200.
+int Post(const std::string& url, const std::vector<std::string>& bodies, int connections) {
+  const Gateway::HttpClient::Fields headers{{"Content-Type", "application/json; charset=utf-8"},
+                                            {"X-SDKVersion", "2.8.2.1187559"},
+                                            {"Content-Encoding", "gzip"},
+                                            {"X-Compressed", "true"}};
   std::atomic<std::size_t> next{0};
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
@@ -215,26 +197,48 @@ int MeasurePosts(const std::string& url, std::int64_t count, int connections) {
     thread.join();
   }
   measurement.Report(url.c_str(), bodies.size());
-  if (failures > 0) {
-    std::printf("%d were not answered 200\n", failures.load());
+  return failures;
+}
+
+int MeasurePosts(const std::vector<std::string>& urls, std::int64_t count, int connections) {
+  const std::vector<std::string> bodies = MakeBodies(count);
+  int status = 0;
+  for (const std::string& url : urls) {
+    if (const int failures = Post(url, bodies, connections); failures > 0) {
+      std::printf("%d were not answered 200\n", failures);
+      status = 1;
+    }
   }
-  return failures == 0 ? 0 : 1;
+  return status;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int RunProgram(const std::vector<std::string>& arguments) {
   try {
-    const std::string command = argc > 2 ? argv[1] : "";
-    const std::int64_t count = argc > 3 ? std::atoll(argv[3]) : 20'000;
-    if (command == "clickhouse") {
-      return MeasureClickHouse(argv[2], count);
+    std::vector<std::string> urls;
+    std::int64_t records = 20'000;
+    int connections = 256;
+    CLI::App app("Measures ClickHouse stores, and gateways over HTTP, with made-up records.");
+    CommandLine::SetRules(app);
+    app.require_subcommand(1);
+    CLI::App* const clickHouse = app.add_subcommand(
+        "clickhouse", "add records to a store, and the same rows by a plain client");
+    clickHouse->add_option("URL", urls, "of an empty database")->required()->expected(1);
+    CLI::App* const post =
+        app.add_subcommand("post", "post the same records to each gateway or other server in turn");
+    post->add_option("URL", urls, "one or several")->required();
+    post->add_option("--connections", connections, "at the same time (256)")
+        ->check(CLI::Range(1, 10'000).description(""));
+    for (CLI::App* const command : {clickHouse, post}) {
+      command->add_option("--records", records, "how many (20000)")
+          ->check(CLI::Range(1, 10'000'000).description(""));
     }
-    if (command == "post") {
-      return MeasurePosts(argv[2], count, argc > 4 ? std::atoi(argv[4]) : 256);
+    if (const auto end = CommandLine::EndAfterParsing(app, "gateway_rates", arguments)) {
+      return *end;
     }
-    std::fputs(kUsage, stderr);
-    return 2;
+    return clickHouse->parsed() ? MeasureClickHouse(urls.front(), records)
+                                : MeasurePosts(urls, records, connections);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "gateway_rates: %s\n", failure.what());
     return 1;
