@@ -23,7 +23,8 @@ die() {
 }
 
 for i in 1 2; do
-  "$gateway" --port 0 --port-file "$folder/port$i" >"$folder/gateway$i.log" 2>&1 </dev/null &
+  "$gateway" --port 0 --port-file "$folder/port$i" --page-port 0 --page-port-file "$folder/page$i" \
+    >"$folder/gateway$i.log" 2>&1 </dev/null &
   pids+=($!)
 done
 for i in 1 2; do
@@ -52,7 +53,7 @@ answers() { [ "$(request /)" = 200 ]; }
 eventually answers || die "nginx does not answer"
 
 records() { # GATEWAY-NUMBER
-  curl -s --max-time 20 "http://127.0.0.1:$(cat "$folder/port$1")/api/summary" |
+  curl -s --max-time 20 "http://127.0.0.1:$(cat "$folder/page$1")/api/summary" |
     sed 's/.*"records":\([0-9]*\).*/\1/'
 }
 post() { # NUMBER: a record that differs from all others
@@ -62,6 +63,7 @@ post() { # NUMBER: a record that differs from all others
 for n in $(seq 10); do post "$n" || die "record $n is refused"; done
 sum=$(($(records 1) + $(records 2)))
 [ "$sum" = 10 ] || die "$sum records have arrived instead of 10"
+[ "$(request '/configserver/?N=a&V=1&P=x')" = 200 ] || die "the settings are refused"
 [ "$(request /api/summary)" = 404 ] || die "the API can be reached through nginx"
 
 before=$(records 2)
