@@ -47,10 +47,10 @@ void ReadRecord(Input& input) {
     Require(IsJson(indented), "an indented record is the same document");
   }
   Require(IsJson(Gateway::LiveRecordJson(record)), "the live list is JSON");
-  Gateway::RecordStore store;
-  store.Add(std::move(record));
+  Gateway::ReceivedRecords records;
+  records.Add(std::move(record));
   Gateway::FaultPlan faults;
-  Gateway::Api api(store, faults, [] {});
+  Gateway::Api api(records, faults, [] {});
   for (const char* const path : {"/api/records", "/api/records/1", "/api/events", "/api/state"}) {
     const Gateway::ApiAnswer answer = api.Handle({"GET", path, {}, ""});
     Require(IsJson(answer.body), "every answer is JSON");
@@ -90,9 +90,9 @@ void AskApi(Input& input) {
   const std::string path =
       input.Flag() ? kPaths[input.Below(std::size(kPaths))] : "/api/" + std::string(input.Text());
   Gateway::SetTarget(request, path + "?" + std::string(input.Text()));
-  Gateway::RecordStore store;
+  Gateway::ReceivedRecords records;
   Gateway::FaultPlan faults;
-  Gateway::Api api(store, faults, [] {});
+  Gateway::Api api(records, faults, [] {});
   const Gateway::ApiAnswer answer =
       api.Handle({method, request.path, request.parameters, std::string(input.Text())});
   Require(answer.status >= 200 && answer.status < 600, "a status is one of HTTP's");

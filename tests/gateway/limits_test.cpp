@@ -255,7 +255,7 @@ TEST(StoreAnswersTest, FaultsComeBeforeTheStoresAnswer) {
 }
 
 TEST(RecordListTest, KeepsTheLastBytes) {
-  RecordStore list({}, 1000, 30'000);
+  ReceivedRecords list({}, 1000, 30'000);
   const auto add = [&](std::size_t size) {
     Record record;
     record.text = std::string(size / 2, 'x');
@@ -289,7 +289,7 @@ TEST(RecordListTest, ShortensTheNamesOfALiveRecord) {
 }
 
 TEST(RecordListTest, KeepsTheLastRecordsAndCountsAll) {
-  RecordStore list({}, 2);
+  ReceivedRecords list({}, 2);
   for (const char* label : {"one", "two", "one", "three"}) {
     Record record;
     record.text = label;

@@ -45,7 +45,7 @@ class PageApiTest : public testing::Test {
   }
 
   Tav::Testing::TempFolder folder_;
-  RecordStore records_;
+  ReceivedRecords records_;
   FaultPlan faults_;
   EchoingStore store_;
   SettingsFile settings_{folder_.Path("settings.json")};

@@ -51,15 +51,15 @@ bool ReadPage(const ApiRequest& request, Page& page) {
 
 }  // namespace
 
-Api::Api(RecordStore& store,
+Api::Api(ReceivedRecords& records,
          FaultPlan& faults,
          std::function<void()> onReset,
-         Store* durable,
+         Store* store,
          SettingsFile* settings)
-    : store_(store),
+    : records_(records),
       faults_(faults),
       onReset_(std::move(onReset)),
-      durable_(durable),
+      store_(store),
       settings_(settings) {}
 
 bool Api::Owns(std::string_view path) {
@@ -108,7 +108,7 @@ ApiAnswer Api::Get(const ApiRequest& request) const {
     return Events(request);
   }
   if (path == "/api/summary") {
-    return {200, store_.Summary()};
+    return {200, records_.Summary()};
   }
   if (path == "/api/faults") {
     return {200, faults_.Describe()};
@@ -121,7 +121,7 @@ ApiAnswer Api::Records(const ApiRequest& request) const {
   if (!ReadPage(request, page)) {
     return Refuse(400, "\"from\" and \"limit\" must be whole numbers");
   }
-  return {200, store_.ListRecords(page, Parameter(request, "body", "1") != "0")};
+  return {200, records_.ListRecords(page, Parameter(request, "body", "1") != "0")};
 }
 
 ApiAnswer Api::OneRecord(const ApiRequest& request) const {
@@ -135,8 +135,8 @@ ApiAnswer Api::OneRecord(const ApiRequest& request) const {
     return Refuse(404, "no record number in " + request.path);
   }
   std::optional<std::string> found =
-      wantsText ? store_.RecordText(number)
-                : store_.DescribeRecord(number, Parameter(request, "body", "1") != "0");
+      wantsText ? records_.RecordText(number)
+                : records_.DescribeRecord(number, Parameter(request, "body", "1") != "0");
   if (!found) {
     return Refuse(404, "there is no record " + std::to_string(number));
   }
@@ -152,7 +152,7 @@ ApiAnswer Api::Events(const ApiRequest& request) const {
   if (!ReadPage(request, page)) {
     return Refuse(400, "\"from\" and \"limit\" must be whole numbers");
   }
-  return {200, store_.ListEvents(Parameter(request, "name", ""), page)};
+  return {200, records_.ListEvents(Parameter(request, "name", ""), page)};
 }
 
 ApiAnswer Api::Recent(const ApiRequest& request) const {
@@ -162,11 +162,11 @@ ApiAnswer Api::Recent(const ApiRequest& request) const {
       !ReadNumber(Parameter(request, "limit", std::to_string(limit)), limit)) {
     return Refuse(400, "\"after\" and \"limit\" must be whole numbers");
   }
-  return {200, store_.ListRecent(after, std::min(limit, kMaxRecent))};
+  return {200, records_.ListRecent(after, std::min(limit, kMaxRecent))};
 }
 
 ApiAnswer Api::Ask(const ApiRequest& request) const {
-  if (durable_ == nullptr) {
+  if (store_ == nullptr) {
     return {404,
             "{\"error\":\"records are kept in memory only; start the gateway with --store FILE to "
             "ask questions\",\"store\":\"memory\"}"};
@@ -180,8 +180,7 @@ ApiAnswer Api::Ask(const ApiRequest& request) const {
       return Refuse(400, "too many parameters, or one is there twice");
     }
   }
-  Answer answer =
-      durable_->Ask(std::string_view(request.path).substr(kAskPrefix.size()), parameters);
+  Answer answer = store_->Ask(std::string_view(request.path).substr(kAskPrefix.size()), parameters);
   return {answer.status, std::move(answer.json)};
 }
 
@@ -242,8 +241,8 @@ ApiAnswer Api::AddFaults(const ApiRequest& request) {
 ApiAnswer Api::Reset() {
   faults_.Clear();
   onReset_();
-  store_.Reset();
-  return {200, store_.Summary()};
+  records_.Reset();
+  return {200, records_.Summary()};
 }
 
 }  // namespace Gateway

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "gateway/fault_plan.h"
-#include "gateway/record_store.h"
+#include "gateway/received_records.h"
 #include "gateway/settings_file.h"
 #include "gateway/store/store.h"
 
@@ -31,12 +31,12 @@ struct ApiAnswer {
 class Api {
  public:
   // Borrows all of them for its lifetime. `onReset` must end the requests that a fault still
-  // delays. `durable` answers questions and `settings` is the file that may be edited; null without
+  // delays. `store` answers questions and `settings` is the file that may be edited; null without
   // them.
-  Api(RecordStore& store,
+  Api(ReceivedRecords& records,
       FaultPlan& faults,
       std::function<void()> onReset,
-      Store* durable = nullptr,
+      Store* store = nullptr,
       SettingsFile* settings = nullptr);
 
   // Whether a path belongs to the API: such requests are not counted and get no faults.
@@ -58,10 +58,10 @@ class Api {
   ApiAnswer AddFaults(const ApiRequest& request);
   ApiAnswer Reset();
 
-  RecordStore& store_;
+  ReceivedRecords& records_;
   FaultPlan& faults_;
   const std::function<void()> onReset_;
-  Store* const durable_;
+  Store* const store_;
   SettingsFile* const settings_;
 };
 

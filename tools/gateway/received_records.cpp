@@ -1,4 +1,4 @@
-#include "gateway/record_store.h"
+#include "gateway/received_records.h"
 
 #include <algorithm>
 #include <chrono>
@@ -137,7 +137,7 @@ std::string LiveRecordJson(const Record& record) {
   return out;
 }
 
-void RecordStore::Add(Record record) {
+void ReceivedRecords::Add(Record record) {
   if (record.arrival == std::chrono::system_clock::time_point()) {
     record.arrival = std::chrono::system_clock::now();
   }
@@ -148,7 +148,7 @@ void RecordStore::Add(Record record) {
   }
 }
 
-std::shared_ptr<const Record> RecordStore::Keep(Record record) {
+std::shared_ptr<const Record> ReceivedRecords::Keep(Record record) {
   const std::scoped_lock guard(lock_);
   record.number = ++totals_.records;
   const auto [first, isNew] = firstByDigest_.try_emplace(record.digest, record.number);
@@ -170,7 +170,7 @@ std::shared_ptr<const Record> RecordStore::Keep(Record record) {
   return kept;
 }
 
-void RecordStore::Forget(const Record& record) {
+void ReceivedRecords::Forget(const Record& record) {
   bytes_ -= MemoryOf(record);
   if (record.doubleOf == 0) {
     firstByDigest_.erase(record.digest);
@@ -182,29 +182,29 @@ void RecordStore::Forget(const Record& record) {
   }
 }
 
-std::shared_ptr<const Record> RecordStore::Find(std::uint64_t number) const {
+std::shared_ptr<const Record> ReceivedRecords::Find(std::uint64_t number) const {
   const std::scoped_lock guard(lock_);
   const std::uint64_t lost = totals_.records - records_.size();
   return number > lost && number <= totals_.records ? records_[number - lost - 1] : nullptr;
 }
 
-void RecordStore::CountRequest(RequestKind kind) {
+void ReceivedRecords::CountRequest(RequestKind kind) {
   const std::scoped_lock guard(lock_);
   ++totals_.requests;
   totals_.configurationRequests += kind == RequestKind::Configuration ? 1 : 0;
 }
 
-void RecordStore::CountRefused() {
+void ReceivedRecords::CountRefused() {
   const std::scoped_lock guard(lock_);
   ++totals_.refused;
 }
 
-void RecordStore::CountConnection() {
+void ReceivedRecords::CountConnection() {
   const std::scoped_lock guard(lock_);
   ++totals_.connections;
 }
 
-void RecordStore::Reset() {
+void ReceivedRecords::Reset() {
   const std::scoped_lock guard(lock_);
   records_.clear();
   bytes_ = 0;
@@ -213,12 +213,12 @@ void RecordStore::Reset() {
   totals_ = {};
 }
 
-RecordStore::RecordList RecordStore::Snapshot() const {
+ReceivedRecords::RecordList ReceivedRecords::Snapshot() const {
   const std::scoped_lock guard(lock_);
   return records_;
 }
 
-std::string RecordStore::ListRecords(const Page& page, bool withBody) const {
+std::string ReceivedRecords::ListRecords(const Page& page, bool withBody) const {
   std::string out = "[";
   for (const auto& record : Snapshot()) {
     if (IsInPage(record->number - 1, page)) {
@@ -229,7 +229,7 @@ std::string RecordStore::ListRecords(const Page& page, bool withBody) const {
   return out += ']';
 }
 
-std::string RecordStore::ListRecent(std::uint64_t after, std::size_t limit) const {
+std::string ReceivedRecords::ListRecent(std::uint64_t after, std::size_t limit) const {
   const RecordList records = Snapshot();
   const std::uint64_t newest = records.empty() ? 0 : records.back()->number;
   const auto isKnown = [after](const auto& record) { return record->number <= after; };
@@ -243,7 +243,8 @@ std::string RecordStore::ListRecent(std::uint64_t after, std::size_t limit) cons
   return out += "]}";
 }
 
-std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number, bool withBody) const {
+std::optional<std::string> ReceivedRecords::DescribeRecord(std::uint64_t number,
+                                                           bool withBody) const {
   const auto record = Find(number);
   if (!record) {
     return std::nullopt;
@@ -253,12 +254,12 @@ std::optional<std::string> RecordStore::DescribeRecord(std::uint64_t number, boo
   return out;
 }
 
-std::optional<std::string> RecordStore::RecordText(std::uint64_t number) const {
+std::optional<std::string> ReceivedRecords::RecordText(std::uint64_t number) const {
   const auto record = Find(number);
   return record ? std::optional(record->text) : std::nullopt;
 }
 
-std::string RecordStore::ListEvents(std::string_view name, const Page& page) const {
+std::string ReceivedRecords::ListEvents(std::string_view name, const Page& page) const {
   std::string out = "[";
   std::size_t index = 0;
   for (const auto& record : Snapshot()) {
@@ -274,7 +275,7 @@ std::string RecordStore::ListEvents(std::string_view name, const Page& page) con
   return out += ']';
 }
 
-std::string RecordStore::Summary() const {
+std::string ReceivedRecords::Summary() const {
   const std::scoped_lock guard(lock_);
   const JsonPtr object(json_object());
   const std::initializer_list<std::pair<const char*, std::uint64_t>> counts = {

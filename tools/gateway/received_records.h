@@ -32,26 +32,26 @@ enum class RequestKind { Record, Configuration, Other };
 std::string LiveRecordJson(const Record& record);
 
 // Thread-safe; no function does I/O. Listings are JSON texts.
-class RecordStore {
+class ReceivedRecords {
  public:
-  // Called for each record when it is stored, in order of arrival, one at a time.
+  // Called for each record that is added, in order of arrival, one at a time.
   using Observer = std::function<void(const Record&)>;
 
   // Keeps the last records, `maxRecords` and about `maxBytes` at most, but the last one always;
   // older ones still count. `observer` may be empty. It runs on the thread that calls Add, without
   // the lock that readers take, and must not call Add.
-  explicit RecordStore(Observer observer = {},
-                       std::size_t maxRecords = static_cast<std::size_t>(-1),
-                       std::size_t maxBytes = static_cast<std::size_t>(-1))
+  explicit ReceivedRecords(Observer observer = {},
+                           std::size_t maxRecords = static_cast<std::size_t>(-1),
+                           std::size_t maxBytes = static_cast<std::size_t>(-1))
       : observer_(std::move(observer)), maxRecords_(maxRecords), maxBytes_(maxBytes) {}
-  RecordStore(const RecordStore&) = delete;
-  RecordStore& operator=(const RecordStore&) = delete;
+  ReceivedRecords(const ReceivedRecords&) = delete;
+  ReceivedRecords& operator=(const ReceivedRecords&) = delete;
 
-  // Stores the record; sets its number, `doubleOf` and, unless it is set, the time of arrival.
+  // Adds the record; sets its number, `doubleOf` and, unless it is set, the time of arrival.
   void Add(Record record);
 
   void CountRequest(RequestKind kind);
-  // Counts a record that was not stored, because of a fault or because the store failed.
+  // Counts a record that was not kept, because of a fault or because the store failed.
   void CountRefused();
   void CountConnection();
 
@@ -101,7 +101,7 @@ class RecordStore {
   const Observer observer_;
   const std::size_t maxRecords_;
   const std::size_t maxBytes_;
-  std::mutex arrival_;  // held while storing and observing, so that the observer sees the order
+  std::mutex arrival_;  // held while adding and observing, so that the observer sees the order
 
   mutable std::mutex lock_;  // guards everything below
   // Shared, so that a listing can go on after a reset.

@@ -29,7 +29,7 @@ struct EventEntry {
 };
 
 struct Record {
-  std::uint64_t number = 0;  // 1, 2, … in order of arrival; set by the store
+  std::uint64_t number = 0;  // 1, 2, … in order of arrival; set by ReceivedRecords
   std::chrono::system_clock::time_point arrival{};
   std::uint64_t doubleOf = 0;  // number of an earlier record with the same text, or 0
 

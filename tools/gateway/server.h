@@ -12,7 +12,7 @@
 #include "gateway/http/worker_pool.h"
 #include "gateway/live_feed.h"
 #include "gateway/page_guard.h"
-#include "gateway/record_store.h"
+#include "gateway/received_records.h"
 #include "gateway/store/store.h"
 
 namespace Gateway {
@@ -80,7 +80,7 @@ class Server {
   // From now on SIGINT and SIGTERM call Stop. A second signal ends the process at once.
   void StopOnSignals() { http_->StopOnSignals(); }
 
-  RecordStore& Records() { return records_; }
+  ReceivedRecords& Records() { return records_; }
   FaultPlan& Faults() { return faults_; }
   // What GET /api/live sends.
   LiveFeed& Live() { return live_; }
@@ -117,7 +117,7 @@ class Server {
   ServerOptions options_;
   int port_ = 0;
   int pagePort_ = 0;
-  RecordStore records_;
+  ReceivedRecords records_;
   FaultPlan faults_;
   LiveFeed live_;
   std::unique_ptr<SettingsFile> settings_;

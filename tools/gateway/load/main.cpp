@@ -17,7 +17,7 @@
 #include "gateway/load/feeder.h"
 #include "gateway/load/made_records.h"
 #include "gateway/load/plain_inserts.h"
-#include "gateway/record_store.h"
+#include "gateway/received_records.h"
 #include "gateway/store/open_store.h"
 #include "gateway/store/sqlite_schema.h"
 
@@ -140,7 +140,7 @@ int Rates(const std::string& folder, std::int64_t count) {
   for (const auto& record : records) {
     copies.push_back(*record);
   }
-  Gateway::RecordStore memory;
+  Gateway::ReceivedRecords memory;
   meter.Restart();
   for (Record& record : copies) {
     memory.Add(std::move(record));
