@@ -4,10 +4,13 @@
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
+#include <chrono>
+#include <memory>
 #include <set>
 #include <string>
+#include <utility>
 
-#include "gateway/server.h"
+#include "gateway/gateway_fixture.h"
 
 namespace Gateway {
 namespace {
@@ -41,6 +44,32 @@ TEST(CertificateTest, NamesThisMachineAndIsNewEachTime) {
     serials.insert(serial);
   }
   EXPECT_EQ(serials.size(), 2U);
+}
+
+// A connection that begins a handshake and does not go on.
+std::unique_ptr<HttpClient> BeginHandshake(RunningGateway& gateway) {
+  auto client =
+      std::make_unique<HttpClient>("http://127.0.0.1:" + std::to_string(gateway.Get().Port()));
+  EXPECT_TRUE(client->SendRaw("\x16\x03\x01"));
+  return client;
+}
+
+TEST(HandshakeTest, EndsInTime) {
+  ServerOptions options;
+  options.https = true;
+  options.limits.headTime = std::chrono::milliseconds(50);
+  RunningGateway gateway(std::move(options));
+  EXPECT_TRUE(BeginHandshake(gateway)->AwaitClose());
+}
+
+TEST(HandshakeTest, CountsAsAConnection) {
+  ServerOptions options;
+  options.https = true;
+  options.limits.headTime = std::chrono::hours(1);
+  options.limits.maxConnections = 1;
+  RunningGateway gateway(std::move(options));
+  const auto first = BeginHandshake(gateway);
+  EXPECT_TRUE(BeginHandshake(gateway)->AwaitClose());
 }
 
 }  // namespace

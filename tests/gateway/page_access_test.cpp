@@ -145,18 +145,26 @@ TEST(LiveFeedTest, DropsClientsThatDoNotRead) {
 #ifdef _WIN32
   GTEST_SKIP() << "Wine 8 often never completes a write if the socket is closed while it goes on";
 #endif
-  ServerOptions options;
-  options.limits.maxWaitingEvents = 10;
-  RunningGateway gateway(std::move(options));
-  const auto client = gateway.NewClient();
-  ASSERT_TRUE(client->SendRaw("GET /api/live HTTP/1.1\r\nHost: localhost\r\n\r\n"));
-  EXPECT_TRUE(Eventually([&] { return gateway.Get().Live().HasFollowers(); }));
-  const std::string event(std::size_t{1024} * 1024, 'x');
-  EXPECT_TRUE(Eventually([&] {
-    gateway.Get().Live().Publish("record", event);
-    return !gateway.Get().Live().HasFollowers();
-  }));
-  EXPECT_EQ(gateway.NewClient()->Get("/").status, 200);
+  // Far more than the buffers of both sockets hold.
+  constexpr int kEvents = 2000;
+  const std::string event(std::size_t{64} * 1024, 'x');
+  const std::size_t all = kEvents * event.size();
+  for (const auto& [events, bytes] : {std::pair<std::size_t, std::size_t>{10, all},
+                                      std::pair<std::size_t, std::size_t>{kEvents, all / 100}}) {
+    ServerOptions options;
+    options.limits.maxWaitingEvents = events;
+    options.limits.maxWaitingEventBytes = bytes;
+    RunningGateway gateway(std::move(options));
+    LiveFeed& feed = gateway.Get().Live();
+    const auto client = gateway.NewClient();
+    ASSERT_TRUE(client->SendRaw("GET /api/live HTTP/1.1\r\nHost: localhost\r\n\r\n"));
+    EXPECT_TRUE(Eventually([&] { return feed.HasFollowers(); }));
+    for (int i = 0; i < kEvents && feed.HasFollowers(); ++i) {
+      feed.Publish("record", event);
+    }
+    EXPECT_TRUE(Eventually([&] { return !feed.HasFollowers(); })) << events << ' ' << bytes;
+    EXPECT_EQ(gateway.NewClient()->Get("/").status, 200);
+  }
 }
 
 }  // namespace
