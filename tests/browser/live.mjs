@@ -58,6 +58,13 @@ async function arrivals(visit, { start, folder, seeded }) {
     const rows = await visit.rows('Newest first');
     return rows.length > 0 && rows.every((row) => row[1] === '#1');
   });
+  await post(gateway.url, { ...seeded[101], can: 'Viewer', cav: '1.0' });
+  await page.waitForSelector('text=#2');
+  await page.fill('#filter-component', 'viewer');
+  await until('only that component', async () => {
+    const rows = await visit.rows('Newest first');
+    return rows.length > 0 && rows.every((row) => row[1] === '#2');
+  });
 }
 
 async function oneRecord(visit, { start, folder, seeded }) {

@@ -47,10 +47,10 @@ export const kFilters = ['product', 'version', 'session', 'component', 'name'];
 
 const contains = (text, part) => !part || String(text).toLowerCase().includes(part.toLowerCase());
 
-export const passesRecord = (record, filter) => contains(record.product, filter.product)
+const passesRecord = (record, filter) => contains(record.product, filter.product)
   && contains(record.version, filter.version) && contains(record.component, filter.component);
 
-export const passesEvent = (event, filter) =>
+const passesEvent = (event, filter) =>
   contains(event.session, filter.session) && contains(event.name, filter.name);
 
 // The newest events that the filter selects, newest first.
