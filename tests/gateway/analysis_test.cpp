@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <map>
+#include <regex>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "gateway/expected_answers.h"
 #include "gateway/store/sqlite_questions.h"
@@ -33,8 +37,46 @@ class AnalysisTest : public testing::Test {
     return scans;
   }
 
+  // "events_time, covering" for an index of the events or the sessions that the plan uses.
+  static void CollectIndexes(Database& database,
+                             const std::string& sql,
+                             std::set<std::string>& indexes) {
+    static const std::regex kUse("USING (COVERING )?INDEX ((events|sessions)_[a-z]+)");
+    Statement plan = database.Prepare("EXPLAIN QUERY PLAN " + sql);
+    while (plan.Step()) {
+      const std::string line(plan.Text(3));
+      if (std::smatch found; std::regex_search(line, found, kUse)) {
+        indexes.insert(found[2].str() + (found[1].matched ? ", covering" : ""));
+      }
+    }
+  }
+
   Tav::Testing::TempFolder folder_;
 };
+
+// By question, what docs/analysis.md says of the indexes of events and sessions.
+std::map<std::string, std::set<std::string>> DocumentedIndexes() {
+  static const std::regex kQuestion("`([a-z_]+)`");
+  static const std::regex kIndex("`((?:events|sessions)_[a-z]+)`(, covering)?");
+  std::map<std::string, std::set<std::string>> documented;
+  bool isTable = false;
+  for (const std::string& line : LinesOf(SourceFile("docs/analysis.md"))) {
+    isTable =
+        isTable ? line.starts_with('|') : line == "| question about one product | index | ms |";
+    if (!isTable || line.starts_with("|--") || line.starts_with("| question ")) {
+      continue;
+    }
+    const std::vector<std::string> cells = CellsOf(line);
+    const std::sregex_iterator end;
+    for (std::sregex_iterator at(cells[0].begin(), cells[0].end(), kQuestion); at != end; ++at) {
+      std::set<std::string>& indexes = documented[(*at)[1]];
+      for (std::sregex_iterator use(cells[1].begin(), cells[1].end(), kIndex); use != end; ++use) {
+        indexes.insert((*use)[1].str() + (*use)[2].str());
+      }
+    }
+  }
+  return documented;
+}
 
 TEST_F(AnalysisTest, DocumentedSqlGivesTheDocumentedAnswers) {
   Database database(Path(), Database::Access::Read, 1000);
@@ -63,6 +105,17 @@ TEST_F(AnalysisTest, NoQuestionReadsAllEvents) {
     ASSERT_TRUE(parsed.query) << expected.question;
     EXPECT_EQ(Scans(database, SqlOf(*parsed.query)), "") << expected.question;
   }
+}
+
+TEST_F(AnalysisTest, QuestionsUseTheDocumentedIndexes) {
+  Database database(Path(), Database::Access::Read, 1000);
+  std::map<std::string, std::set<std::string>> used;
+  for (const ExpectedAnswer& expected : ExpectedAnswers()) {
+    const ParsedQuestion parsed = ParseQuestion(expected.question, expected.parameters);
+    ASSERT_TRUE(parsed.query) << expected.question;
+    CollectIndexes(database, SqlOf(*parsed.query), used[expected.question]);
+  }
+  EXPECT_EQ(used, DocumentedIndexes());
 }
 
 }  // namespace
