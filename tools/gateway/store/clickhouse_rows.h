@@ -21,7 +21,6 @@ class ClickHouseLines {
   void Write(std::uint64_t copy, std::string& lines) const;
 
   std::size_t Bytes() const { return text_.size(); }
-  bool IsEmpty() const { return ends_.empty(); }
 
  private:
   std::string text_;

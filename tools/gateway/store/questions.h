@@ -6,31 +6,31 @@
 // `products`, `record` and `before_error` take `from` and `to` and ignore them; `record` ignores
 // the others too.
 //
-//   products()                        product, version, first, last, events, sessions
-//   events_over_time(step, name?, component?)        time, events; steps without events are left
-//   out names(kind?, limit)               name, kind, events; most frequent first properties(name)
-//   property, events, numbers (events in which it is a number) values(name, property, limit) value
-//   (a string or a number), events; most frequent first histogram(name, property, bins)   low,
-//   high, events; equal widths from the least to the greatest
-//                                     number, the last bin includes `high`; one bin if all are
-//                                     equal
-//   sessions(limit, before?)          session, endpoint, begin, end, events, errors; newest first
-//   session(session)                  time, kind, name, code, component, properties (an object),
-//                                     record (its digest); in order of time, kMaxSessionEvents at
-//                                     most
-//   errors(limit)                     code, version, events, sessions, last, last_session, trace
-//   (an
-//                                     array or null, of the newest that has one); most frequent
-//                                     first
-//   before_error(session, time, limit)       time, kind, name, properties; the last `limit` places
-//                                     and commands up to `time`, in order of time
-//   environments(what)                value, endpoints, sessions; most sessions first. Language and
-//                                     OS are the last that the endpoint has reported
-//   daily()                           day, endpoints (with a session that begins on that day)
-//   retention()                       first_week, week (0, 1, …), endpoints; by the first session
-//   counters(limit)                   name ("GROUP/COUNTER"), total; greatest first
-//   record(digest)                    digest, arrived, product, version, endpoint, headers (an
-//                                     object), problems (an array), text; status 404 without it
+//   products(): product, version, first, last, events, sessions
+//   events_over_time(step, name?, component?): time, events; steps without events are left out
+//   names(kind?, limit): name, kind, events; most frequent first
+//   properties(name): property, events, numbers
+//     In `numbers` of these events it is a number.
+//   values(name, property, limit): value, events; most frequent first
+//     A value is a string or a number.
+//   histogram(name, property, bins): low, high, events
+//     Equal widths from the least to the greatest number, the last bin includes `high`; one bin if
+//     all are equal.
+//   sessions(limit, before?): session, endpoint, begin, end, events, errors; newest first
+//   session(session): time, kind, name, code, component, properties, record
+//     In order of time, kMaxSessionEvents at most. The properties are an object, the record is its
+//     digest.
+//   errors(limit): code, version, events, sessions, last, last_session, trace; most frequent first
+//     The trace is an array or null, of the newest that has one.
+//   before_error(session, time, limit): time, kind, name, properties
+//     The last `limit` places and commands up to `time`, in order of time.
+//   environments(what): value, endpoints, sessions; most sessions first
+//     Language and OS are the last that the endpoint has reported.
+//   daily(): day, endpoints (with a session that begins on that day)
+//   retention(): first_week, week (0, 1, …), endpoints; by the first session
+//   counters(limit): name ("GROUP/COUNTER"), total; greatest first
+//   record(digest): digest, arrived, product, version, endpoint, headers, problems, text
+//     Headers are an object, problems an array. Status 404 without it.
 //
 // Rows that are equal by the given order are ordered by their names, so that answers can be
 // compared.
