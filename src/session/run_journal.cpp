@@ -183,6 +183,12 @@ void RunJournal::Accepted(const LeaseNote& note) {
   }
 }
 
+// There is none once the cache file was rewritten or deleted.
+bool RunJournal::HasNote() const {
+  const std::optional<CacheNote> note = file_->Head().ReadCacheNote();
+  return note && note->acceptedBytes > 0;
+}
+
 void RunJournal::Close() {
   queue_.WithLog([](EventLog& log) { log.Close(); });
   if (file_ == nullptr) {
@@ -200,6 +206,8 @@ void RunJournal::Close() {
   if (!queue_.WithLog([](const EventLog& log) { return log.Empty(); })) {
     TAV_NOTE("SM: Events that could be neither sent nor stored stay in the journal '%s'",
              name_.c_str());
+  } else if (HasNote()) {
+    TAV_DEBUG("SM: The journal '%s' stays for its note about a cache file", name_.c_str());
   } else if (!file_->Remove()) {
     TAV_DEBUG("SM: Cannot delete the journal: %s", std::strerror(errno));
   }

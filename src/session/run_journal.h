@@ -50,13 +50,14 @@ class RunJournal final : public LeaseLog {
   void Accepted(const LeaseNote& note) override;
 
   // At the end of the run: from now on hosts cannot add events. Deletes the file if nothing is left
-  // in it.
+  // in it, not even a note about a cache file, part of which a later run would send again.
   void Close();
 
  private:
   bool AddSegment();
   void MoveToFile();
   void CheckFile();
+  bool HasNote() const;
   std::unique_ptr<JournalFile> CreateFile();
 
   WorkQueue& queue_;

@@ -94,6 +94,20 @@ TEST_F(RunJournalTest, HostsGoOnInMemoryAndOneLineTells) {
   journal_.Close();
 }
 
+// A cache file of which a part was accepted could not be rewritten.
+TEST_F(RunJournalTest, TheFileStaysAtTheEndWhileItsNoteIsNeeded) {
+  for (const int64_t acceptedBytes : {10, 0}) {
+    RunJournal journal(queue_);
+    journal.Open(StorageFolder::Utf8(folder_.Path("")), "TavJournal_2_", {});
+    const std::filesystem::path path = folder_.Path(journal.FileName().c_str());
+    ASSERT_TRUE(journal.HasFile());
+    journal.Accepted({1, 20, 3});
+    journal.Accepted({1, acceptedBytes, 3});
+    journal.Close();
+    EXPECT_EQ(std::filesystem::exists(path), acceptedBytes > 0);
+  }
+}
+
 // With entries of seven properties, and before the session thread can add room.
 TEST_F(RunJournalTest, WhateverWaitsThereIsRoomForABurstOf20000Events) {
   ASSERT_TRUE(journal_.HasFile());
