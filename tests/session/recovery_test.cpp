@@ -1,7 +1,10 @@
 // What a run makes of the journals in its folder, step by step.
 #include "session/recovery.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,6 +35,12 @@ class RecoveryTest : public SessionManagerTest {
 
   // The journal of a dead run.
   struct Dead {
+    explicit Dead(const std::string& customer = {}) : run(Block(customer)) {}
+    static RunBlock Block(const std::string& customer) {
+      RunBlock block;
+      block.customerId = customer;
+      return block;
+    }
     void Add(std::string_view name, int days = 0, bool dropped = false) {
       while (log.Ready() < 2) {
         ASSERT_TRUE(log.AddRoom(file->AddSegment()));
@@ -47,14 +56,16 @@ class RecoveryTest : public SessionManagerTest {
         log.SetVerdict(log.Next(at, log.End())->begin, Verdict::Dropped);
       }
     }
+    RunBlock run;
     const std::string path = NewPath();
     EventLog log;
-    std::unique_ptr<JournalFile> file = JournalFile::Create(path, EncodeRunBlock({}), 1);
+    std::unique_ptr<JournalFile> file = JournalFile::Create(path, EncodeRunBlock(run), 1);
   };
 
   // Repeats steps until nothing is left; returns their number.
-  int Recover() {
-    Recovery recovery(config_, run_.consent, run_.app, run_.intake, run_.builder, run_.journal,
+  int Recover() { return Recover(run_.consent); }
+  int Recover(const Consent& consent) {
+    Recovery recovery(config_, consent, run_.app, run_.intake, run_.builder, run_.journal,
                       run_.delivery);
     int steps = 0;
     while (recovery.Timeout() == 0 && steps < 10000) {
@@ -75,6 +86,16 @@ class RecoveryTest : public SessionManagerTest {
       count += entry.path().filename().string().starts_with("TavJournal_") ? 1 : 0;
     }
     return count;
+  }
+
+  // Spoils the first occurrence of `text`.
+  static void Damage(const std::string& path, const std::string& text) {
+    std::fstream file(ToPath(path), std::ios::in | std::ios::out | std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(file)), {});
+    ASSERT_NE(bytes.find(text), std::string::npos);
+    file.clear();
+    file.seekp(static_cast<std::streamoff>(bytes.find(text)));
+    file.put('?');
   }
 
   // A file of a format that this library does not know.
@@ -133,6 +154,54 @@ TEST_F(RecoveryTest, TheNewestEventTellsTheAge) {
               newest == 40 ? 1 : 0);
   }
   EXPECT_GT(run_.delivery.Store().CacheSize(), 0);
+}
+
+TEST_F(RecoveryTest, AnOptOutDeletesTheEventsOfDeadRuns) {
+  std::string path;
+  {
+    Dead dead;
+    path = dead.path;
+    dead.Add("secret");
+  }
+  Recover(Consent(true));
+  EXPECT_FALSE(Exists(path));
+  EXPECT_TRUE(run_.Send());
+  EXPECT_EQ(Gateway::Events(), Names{});
+}
+
+TEST_F(RecoveryTest, DamageCostsOnlyWhatItHas) {
+  std::string noDescription;
+  std::string noEvent;
+  {
+    Dead dead("unreadable description");
+    noDescription = dead.path;
+    dead.Add("described");
+  }
+  Damage(noDescription, "unreadable");
+  {
+    Dead dead;
+    noEvent = dead.path;
+    dead.Add("before");
+    dead.Add("damaged");
+    dead.Add("behind");
+    for (int i = 0; i < 2; ++i) {  // the second one does not fit into the first segment
+      dead.Add(std::string(600'000, 'x'), 0, true);
+    }
+    dead.Add("next segment");
+  }
+  Damage(noEvent, "damaged");
+  Recover();
+  EXPECT_FALSE(Exists(noDescription) || Exists(noEvent));
+  const Names lines = log_.Take();
+  const auto told = [&lines](const std::string& line) {
+    return std::ranges::count_if(lines, [&](const std::string& l) { return l.starts_with(line); });
+  };
+  EXPECT_EQ(told("warning: SM: The description of the run in the journal '" + noDescription), 1);
+  EXPECT_EQ(told("warning: SM: 1 parts of the journal '" + noEvent + "' are damaged."), 1);
+  EXPECT_TRUE(run_.Send());
+  Names events = Gateway::Events();
+  std::ranges::sort(events);
+  EXPECT_EQ(events, (Names{"before", "described", "next segment"}));
 }
 
 TEST_F(RecoveryTest, FilesOfAnUnknownFormatCountInTheBounds) {
