@@ -152,6 +152,30 @@ TEST_F(SqliteStoreTest, RefusesRecordsWhenTooManyWait) {
   EXPECT_EQ(stored + failed, 200);
 }
 
+TEST_F(SqliteStoreTest, CountsTheRowsOfRecordsThatWait) {
+  EventText event;
+  for (int i = 0; i < 500; ++i) {
+    event.properties += (i > 0 ? ",\"" : "\"") + std::to_string(i) + "\":1";
+  }
+  constexpr std::size_t kRecords = 200;
+  SqliteOptions options = Options();
+  options.busy = std::chrono::minutes(1);
+  // The texts of all records have room, their rows have not.
+  options.maxWaitingBytes = kRecords * RecordText("000", event).size();
+  std::atomic<std::size_t> failed = 0;
+  {
+    SqliteStore store(options);
+    Database other(Path(), Database::Access::Write, 1000);
+    const Transaction transaction(other);
+    for (std::size_t i = 0; i < kRecords; ++i) {
+      store.Add(RecordOf(RecordText(std::to_string(i), event)), [&](const AddResult& result) {
+        failed += result.outcome == AddOutcome::Failed ? 1 : 0;
+      });
+    }
+  }
+  EXPECT_GT(failed, kRecords / 4);
+}
+
 TEST_F(SqliteStoreTest, EndsQuestionsAtTheirDeadline) {
   std::string events;
   const std::string text = RecordText("a");

@@ -34,6 +34,26 @@ std::int64_t Now() {
       .count();
 }
 
+std::size_t MemoryOf(const std::vector<Property>& properties) {
+  std::size_t size = properties.size() * sizeof(Property);
+  for (const Property& property : properties) {
+    size += property.key.size() + property.text.size();
+  }
+  return size;
+}
+
+// About how many bytes the rows take in memory: of a hostile record, ten times its text.
+std::size_t MemoryOf(const RecordRows& rows) {
+  std::size_t size = MemoryOf(rows.productEnvironment.values) + MemoryOf(rows.machine.values) +
+                     rows.events.size() * sizeof(EventRow) +
+                     rows.sessions.size() * sizeof(SessionPart);
+  for (const EventRow& event : rows.events) {
+    size += event.session.size() + event.name.size() + event.code.size() + event.trace.size() +
+            MemoryOf(event.properties) + MemoryOf(event.sessionEnvironment);
+  }
+  return size;
+}
+
 // A database that all connections of this process with its name have in common.
 std::string NewMemoryName() {
   static std::atomic<unsigned> made{0};
@@ -79,17 +99,19 @@ SqliteStore::~SqliteStore() {
   thread_.join();
 }
 
-bool SqliteStore::IsFull(const Record& record) const {
+bool SqliteStore::IsFull(std::size_t addedBytes) const {
   return waiting_.size() >= options_.maxWaiting ||
-         (!waiting_.empty() && waitingBytes_ + record.text.size() > options_.maxWaitingBytes);
+         (!waiting_.empty() && waitingBytes_ + addedBytes > options_.maxWaitingBytes);
 }
 
 void SqliteStore::Add(std::shared_ptr<const Record> record, Done done) {
+  const std::size_t bytes =
+      record->text.size() + (record->rows != nullptr ? MemoryOf(*record->rows) : 0);
   {
     const std::scoped_lock guard(lock_);
-    if (!IsFull(*record)) {
-      waitingBytes_ += record->text.size();
-      waiting_.push_back({std::move(record), std::move(done)});
+    if (!IsFull(bytes)) {
+      waitingBytes_ += bytes;
+      waiting_.push_back({std::move(record), std::move(done), bytes});
       isWork_.notify_one();
       return;
     }
@@ -152,7 +174,7 @@ bool SqliteStore::Take(Batch& batch, std::function<void()>& job) {
   }
   // Records that came before a job are written before it.
   while (!waiting_.empty() && batch.size() < kMaxBatch) {
-    waitingBytes_ -= waiting_.front().record->text.size();
+    waitingBytes_ -= waiting_.front().bytes;
     batch.push_back(std::move(waiting_.front()));
     waiting_.pop_front();
   }

@@ -28,7 +28,7 @@ struct SqliteOptions {
   std::chrono::milliseconds busy{5000};                   // how long to wait for another process
   std::chrono::milliseconds deadline{10'000};             // of a question
   std::size_t maxWaiting = 10'000;                        // records
-  std::size_t maxWaitingBytes = std::size_t{256} << 20U;  // of their texts
+  std::size_t maxWaitingBytes = std::size_t{512} << 20U;  // that they take in memory
 };
 
 // A new file is readable by its owner only.
@@ -48,10 +48,11 @@ class SqliteStore : public Store {
   struct Waiting {
     std::shared_ptr<const Record> record;
     Done done;
+    std::size_t bytes = 0;
   };
   using Batch = std::vector<Waiting>;
 
-  bool IsFull(const Record& record) const;
+  bool IsFull(std::size_t addedBytes) const;
   void Run();
   // What to do next: a batch, a job, or neither when it is time for maintenance. False at the end.
   bool Take(Batch& batch, std::function<void()>& job);
