@@ -200,6 +200,17 @@ TEST_F(DurableSessionTest, APersistentIntervalRunsAcrossRuns) {
   Start();
   EXPECT_TRUE(Testing::Eventually([] { return Gateway::Events().size() == 6u; }));
   Stop();
+
+  // The end of a run does not wait for that time if enough has come together.
+  config_.persistentInterval = true;
+  config_.sendInterval = 5000;
+  Run({"three"});
+  EXPECT_EQ(Gateway::Events().size(), 6u);
+  config_.persistentInterval = true;
+  config_.sendInterval = 5000;
+  config_.sendThreshold = 1;
+  Run({"four"});
+  EXPECT_EQ(Gateway::Events().size(), 12u);
 }
 
 TEST_F(DurableSessionTest, ACacheThatFailsDropsNothingAndTheNextCommitTells) {
