@@ -1,14 +1,11 @@
 // Sends that take several slices, and what happens meanwhile.
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
-#include "session/item_handler.h"
 #include "session/sending_fixture.h"
 
 namespace Tav {
@@ -159,41 +156,6 @@ TEST_F(SendingTest, QuestionsDoNotWaitBehindRequestsThatDo) {
   pulling.join();
   EXPECT_EQ(log_.Find("SM: ProdEnv"), "SM: ProdEnv");
   EXPECT_EQ(Gateway::Events(), (Names{"$b", "one"}));
-}
-
-// A host queues an item and an event while a Commit waits for the server.
-TEST_F(SendingTest, EventsBehindWhatACommitLeftAreHandled) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  Recovery recovery(config_, run.consent, run.app, run.intake, run.builder, run.journal,
-                    run.delivery);
-  RequestData requests;
-  ItemHandler items(run.thread, run.queue, requests, run.app, run.intake, run.delivery, recovery);
-  const auto report = [&run](std::string_view name) {
-    TavEvent_s* const event = Testing::Event(name);
-    run.queue.AddEvent(EncodedEvent(*event).Bytes());
-    FreeHandle(event);
-  };
-  struct Host final : RecordStore::Meanwhile {
-    Host(ItemHandler& handler, std::function<void()> queued) : items(handler), act(queued) {}
-    void Serve() override {
-      std::exchange(act, [] {})();
-      items.Serve();
-    }
-    ItemHandler& items;
-    std::function<void()> act;
-  } host(items, [&] {
-    run.queue.AddItem(MakeWorkItem(ItemCode::Suspend));
-    report("two");
-  });
-  run.delivery.Store().SetMeanwhile(&host);
-  report("one");
-  run.queue.AddItem(MakeWorkItem(ItemCode::Commit));
-  items.ProcessWork(run.queue.TakeWork(0), ReadClocks());
-  run.delivery.Store().SetMeanwhile(nullptr);
-  EXPECT_EQ(Gateway::Events(), Names{"one"});
-  EXPECT_TRUE(items.Suspended());
-  EXPECT_EQ(run.delivery.Batch().Pending().Count(), 1) << "the second event";
 }
 
 // The answer to the first record waits until another one is built.

@@ -1,0 +1,83 @@
+// What becomes of the items that hosts queue, on the thread of a test.
+#include "session/item_handler.h"
+
+#include <string_view>
+#include <utility>
+
+#include "session/sending_fixture.h"
+
+namespace Tav {
+namespace {
+
+using Testing::Gateway;
+using Testing::Names;
+using Testing::SessionParts;
+using Testing::Wmi;
+
+class ItemHandlerTest : public Testing::SendingFixture {};
+
+struct Handling {
+  Handling(const LibraryConfig& config, SessionParts& parts)
+      : run(parts),
+        recovery(config, run.consent, run.app, run.intake, run.builder, run.journal, run.delivery) {
+  }
+
+  void Report(std::string_view name) {
+    TavEvent_s* const event = Testing::Event(name);
+    run.queue.AddEvent(EncodedEvent(*event).Bytes());
+    FreeHandle(event);
+  }
+  void Process(ItemCode code) {
+    run.queue.AddItem(MakeWorkItem(code));
+    items.ProcessWork(run.queue.TakeWork(0), ReadClocks());
+  }
+
+  SessionParts& run;
+  Recovery recovery;
+  RequestData requests;
+  ItemHandler items{run.thread, run.queue, requests, run.app, run.intake, run.delivery, recovery};
+};
+
+// A host queues an item and an event while a Commit waits for the server.
+TEST_F(ItemHandlerTest, EventsBehindWhatACommitLeftAreHandled) {
+  SessionParts run(config_, Wmi("1"));
+  EXPECT_TRUE(run.Send());
+  Handling handling(config_, run);
+  struct Host final : RecordStore::Meanwhile {
+    explicit Host(Handling& parts) : handling(parts) {}
+    void Serve() override {
+      if (!std::exchange(reported, true)) {
+        handling.run.queue.AddItem(MakeWorkItem(ItemCode::Suspend));
+        handling.Report("two");
+      }
+      handling.items.Serve();
+    }
+    Handling& handling;
+    bool reported = false;
+  } host(handling);
+  run.delivery.Store().SetMeanwhile(&host);
+  handling.Report("one");
+  handling.Process(ItemCode::Commit);
+  run.delivery.Store().SetMeanwhile(nullptr);
+  EXPECT_EQ(Gateway::Events(), Names{"one"});
+  EXPECT_TRUE(handling.items.Suspended());
+  EXPECT_EQ(run.delivery.Batch().Pending().Count(), 1) << "the second event";
+}
+
+// The host had no memory for the block and asks no second time.
+TEST_F(ItemHandlerTest, APulledRecordThatNoHostTookIsSentAfterAll) {
+  SessionParts run(config_, Wmi("1"));
+  EXPECT_TRUE(run.Send());
+  Handling handling(config_, run);
+  handling.Report("one");
+  handling.Process(ItemCode::PullData);
+  EXPECT_NE(handling.requests.pulledBlock, "");
+  EXPECT_TRUE(run.delivery.Store().NothingInMemory());
+  handling.items.RestorePulled();
+  EXPECT_EQ(handling.requests.pulledBlock, "");
+  EXPECT_TRUE(run.delivery.SendToServer());
+  EXPECT_EQ(Gateway::Events(), Names{"one"});
+}
+
+}  // namespace
+}  // namespace Tav
