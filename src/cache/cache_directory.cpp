@@ -10,6 +10,7 @@
 #include "platform/file.h"
 #include "util/logger.h"
 #include "util/sort.h"
+#include "util/storage_directory.h"
 #include "util/tav_file.h"
 
 namespace Tav {
@@ -88,11 +89,7 @@ bool CacheDirectory::Exists() const {
 }
 
 std::string CacheDirectory::PathOf(int sequence) const {
-  std::string path = path_;
-  if (!path.ends_with(Platform::kPathSeparator)) {
-    path += Platform::kPathSeparator;
-  }
-  return path += CacheFileName(prefix_, sequence);
+  return JoinPath(path_, CacheFileName(prefix_, sequence));
 }
 
 std::vector<int> CacheDirectory::ListSequences() const {

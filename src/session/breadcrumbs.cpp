@@ -33,7 +33,7 @@ void Breadcrumbs::Update(LoggedEvent& event) {
     if (name == Key::kSessionEnd) {
       const auto ended = sessions_.find(session);
       if (ended != sessions_.end()) {
-        Forget(ended);
+        sessions_.erase(ended);
       }
     } else if (name != Key::kSessionBegin && name != Key::kIdle) {
       Save(Crumb::Place, session, name);
@@ -57,49 +57,21 @@ void Breadcrumbs::Save(Crumb crumb, std::string_view sessionId, std::string_view
 }
 
 Breadcrumbs::Trail& Breadcrumbs::TrailOf(std::string_view sessionId) {
-  const auto found = sessions_.find(sessionId);
-  if (found != sessions_.end()) {
-    return Use(found);
-  }
-  if (sessions_.size() >= kMaxSessions) {
-    ForgetLeastRecentlyUsed();
-  }
-  before_.try_emplace(std::string(sessionId));
-  return Use(sessions_.try_emplace(std::string(sessionId)).first);
-}
-
-Breadcrumbs::Trail& Breadcrumbs::Use(Sessions::iterator session) {
-  before_.try_emplace(session->first, session->second);  // copies if it is the first change
-  session->second.lastUse = ++uses_;
-  return session->second;
-}
-
-void Breadcrumbs::Forget(Sessions::iterator session) {
-  const auto before = before_.find(session->first);
-  if (before == before_.end()) {
-    before_.insert(sessions_.extract(session));
-    return;
-  }
-  if (before->second.lastUse == 0) {
-    before_.erase(before);
-  }
-  sessions_.erase(session);
-}
-
-void Breadcrumbs::ReturnToMark() {
-  for (const auto& [id, trail] : before_) {
-    if (const auto changed = sessions_.find(id); changed != sessions_.end()) {
-      sessions_.erase(changed);
+  auto found = sessions_.find(sessionId);
+  if (found == sessions_.end()) {
+    if (sessions_.size() >= kMaxSessions) {
+      ForgetLeastRecentlyUsed();
     }
+    found = sessions_.emplace(std::string(sessionId), Trail()).first;
   }
-  std::erase_if(before_, [](const auto& session) { return session.second.lastUse == 0; });
-  sessions_.merge(before_);
+  found->second.lastUse = ++uses_;
+  return found->second;
 }
 
 void Breadcrumbs::ForgetLeastRecentlyUsed() {
-  Forget(std::min_element(sessions_.begin(), sessions_.end(), [](const auto& a, const auto& b) {
-    return a.second.lastUse < b.second.lastUse;
-  }));
+  sessions_.erase(std::min_element(
+      sessions_.begin(), sessions_.end(),
+      [](const auto& a, const auto& b) { return a.second.lastUse < b.second.lastUse; }));
 }
 
 void Breadcrumbs::AttachTo(LoggedEvent& errorEvent) {
@@ -107,7 +79,8 @@ void Breadcrumbs::AttachTo(LoggedEvent& errorEvent) {
   if (length_ <= 0 || found == sessions_.end()) {
     return;
   }
-  const Trail& trail = Use(found);
+  Trail& trail = found->second;
+  trail.lastUse = ++uses_;
   if (!trail.places.empty()) {
     TAV_DEBUG("SM: Attaching saved places to error event...");
     Attach(errorEvent, Key::kPlaces, trail.places);

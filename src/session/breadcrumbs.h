@@ -42,9 +42,9 @@ class Breadcrumbs {
   void Update(LoggedEvent& event);
 
   // A record begins here.
-  void SetMark() { before_.clear(); }
+  void SetMark() { marked_ = Sessions(sessions_); }
   // Forgets the events since the mark: their record was not built. Throws nothing.
-  void ReturnToMark();
+  void ReturnToMark() { sessions_.swap(marked_); }
 
  private:
   using Names = std::list<std::string>;  // oldest first
@@ -59,8 +59,6 @@ class Breadcrumbs {
 
   void Save(Crumb crumb, std::string_view sessionId, std::string_view name);
   Trail& TrailOf(std::string_view sessionId);
-  Trail& Use(Sessions::iterator session);
-  void Forget(Sessions::iterator session);
   void ForgetLeastRecentlyUsed();
   void AttachTo(LoggedEvent& errorEvent);
   static void Attach(LoggedEvent& event, std::string_view key, const Names& names);
@@ -68,9 +66,7 @@ class Breadcrumbs {
   int length_ = 0;
   uint64_t uses_ = 0;
   Sessions sessions_;
-  // The sessions that have changed since the mark, as they were then. One that did not exist has no
-  // last use.
-  Sessions before_;
+  Sessions marked_;  // as they were at the mark
 };
 
 }  // namespace Tav

@@ -66,8 +66,8 @@ bool CachedRecords::Load() {
     return false;
   }
   while (leased_.Empty()) {
-    if (beforeLoad_) {
-      beforeLoad_();
+    if (observer_ != nullptr) {
+      observer_->BeforeLoad();
     }
     RecordList loaded;
     if (!cache_->Lease(loaded)) {

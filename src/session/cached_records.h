@@ -5,9 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <utility>
 
 #include "cache/cache_manager.h"
 #include "model/built_record.h"
@@ -51,8 +49,16 @@ class CachedRecords {
   // Borrowed; null for none. Learns which part of a cache file is no longer needed.
   void SetLeaseLog(LeaseLog* log) { leaseLog_ = log; }
 
-  // Called before a file is loaded.
-  void SetBeforeLoad(std::function<void()> beforeLoad) { beforeLoad_ = std::move(beforeLoad); }
+  // Is told before a file is loaded.
+  class LoadObserver {
+   public:
+    virtual void BeforeLoad() = 0;
+
+   protected:
+    ~LoadObserver() = default;
+  };
+  // Borrowed; null for none.
+  void SetLoadObserver(LoadObserver* observer) { observer_ = observer; }
 
   // Bytes of cache files, also of the leased one; 0 when the cache must not be used.
   int64_t Size() const { return Usable() ? cache_->TotalSize() : 0; }
@@ -75,7 +81,7 @@ class CachedRecords {
   CachedCopies copies_;
   int64_t unloadable_ = 0;  // bytes of cache files that the last load could not open
   LeaseLog* leaseLog_ = nullptr;
-  std::function<void()> beforeLoad_;
+  LoadObserver* observer_ = nullptr;
 };
 
 }  // namespace Tav

@@ -66,12 +66,14 @@ void PendingEvents::ReturnTo(const Mark& mark) {
 // If memory runs out, the events stay pending.
 std::unique_ptr<BuiltRecord> EventBatch::BuildRecord() {
   const PendingEvents::Mark mark = pending_.GetMark();
+  builder_.SetMark();
   try {
     std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_, changes_);
     pending_.ForgetFirst();
     return record;
   } catch (...) {
     pending_.ReturnTo(mark);
+    builder_.ReturnToMark();
     throw;
   }
 }

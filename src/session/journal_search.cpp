@@ -72,10 +72,6 @@ std::string JournalSearch::OwnPrefix() const {
   return JournalPrefix(config_.productName, config_.productVersion, config_.deployment);
 }
 
-std::string JournalSearch::PathOf(const std::string& name) const {
-  return directory_ + Platform::kPathSeparator + name;
-}
-
 void JournalSearch::MakeRoom() {
   std::vector<std::string> names;
   if (ListFolder(names)) {
@@ -119,7 +115,7 @@ void JournalSearch::FindOf(const std::string& prefix, const std::vector<std::str
     if (name == own_.FileName() || !IsJournalFileName(prefix, name)) {
       continue;
     }
-    Found file{PathOf(name)};
+    Found file{JoinPath(directory_, name)};
     std::unique_ptr<JournalFile> journal;
     const JournalFile::Lease lease = JournalFile::Take(file.path, journal);
     someInUse_ = someInUse_ || lease == JournalFile::Lease::InUse;
@@ -148,7 +144,7 @@ void JournalSearch::ApplyNote(const JournalFile& journal) {
   }
 }
 
-void JournalSearch::ApplyNotes() {
+void JournalSearch::BeforeLoad() {
   std::vector<std::string> names;
   if (prefixes_.empty() || !ListFolder(names)) {
     return;
@@ -156,7 +152,7 @@ void JournalSearch::ApplyNotes() {
   for (const std::string& name : names) {
     const bool isJournal = std::ranges::any_of(
         prefixes_, [&](const std::string& prefix) { return IsJournalFileName(prefix, name); });
-    const std::string path = PathOf(name);
+    const std::string path = JoinPath(directory_, name);
     const bool applied = std::ranges::find(files_, path, &Found::path) != files_.end();
     std::unique_ptr<JournalFile> journal;
     if (isJournal && !applied && name != own_.FileName() &&

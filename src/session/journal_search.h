@@ -21,7 +21,7 @@ bool IsTooOldJournal(int64_t newest);
 bool IsRecentJournal(int64_t newest);
 
 // Session thread only. A journal whose process lives is left alone.
-class JournalSearch {
+class JournalSearch final : public CachedRecords::LoadObserver {
  public:
   struct Found {
     std::string path;
@@ -45,9 +45,8 @@ class JournalSearch {
   // Deletes the journals after an opt-out, and the oldest ones beyond the bounds; also those of an
   // unknown format, which Next never returns. Only while Empty.
   void Search();
-  // Shortens cache files of which a run has sent a part that has died since the search. Call it
-  // before a cache file is loaded.
-  void ApplyNotes();
+  // Shortens cache files of which a run has sent a part that has died since the search.
+  void BeforeLoad() override;
   // Seconds until a search is due: the first one, or another one because a journal was in use.
   // Nothing if none is.
   std::optional<int> Timeout() const;
@@ -62,7 +61,6 @@ class JournalSearch {
  private:
   bool ListFolder(std::vector<std::string>& names);
   std::string OwnPrefix() const;
-  std::string PathOf(const std::string& name) const;
   void FindOf(const std::string& prefix, const std::vector<std::string>& names);
   void ApplyNote(const JournalFile& journal);
   void AddUnknown(Found file, std::vector<Found>& found);

@@ -57,17 +57,6 @@ std::unique_ptr<BuiltRecord> RecordBuilder::BuildOneJsonRecord(EventSource& pend
   if (!changes.RecordDue() && pending.Empty()) {
     return nullptr;
   }
-  breadcrumbs_.SetMark();
-  try {
-    return Build(pending, changes);
-  } catch (...) {
-    breadcrumbs_.ReturnToMark();
-    throw;
-  }
-}
-
-std::unique_ptr<BuiltRecord> RecordBuilder::Build(EventSource& pending,
-                                                  const UnsentChanges& changes) {
   JsonData data;
   componentName_.clear();
   componentVersion_.clear();

@@ -68,19 +68,22 @@ class RecordBuilder {
   // An event that is in no record of this builder, but which errors after it may refer to.
   void Remember(const EntryView& entry);
 
+  // See Breadcrumbs. Call SetMark before a record is built.
+  void SetMark() { breadcrumbs_.SetMark(); }
+  void ReturnToMark() { breadcrumbs_.ReturnToMark(); }
+
   // The estimated size of what every record carries besides its events.
   int OverheadEstimate() const;
 
   // Builds one record of as many pending events as fit, oldest first and all of one component, and
   // of the changes that it has to carry. Removes the events from `pending`. Null when there are
   // neither events nor a change that is in no record yet. Throws std::bad_alloc, after a warning if
-  // the record could not be written. Some events are then removed and in no record, and the builder
-  // has forgotten them.
+  // the record could not be written. Some events are then removed and in no record; call
+  // ReturnToMark before they are added again.
   std::unique_ptr<BuiltRecord> BuildOneJsonRecord(EventSource& pending,
                                                   const UnsentChanges& changes);
 
  private:
-  std::unique_ptr<BuiltRecord> Build(EventSource& pending, const UnsentChanges& changes);
   size_t BeginData(JsonData& data, const CarriedData& carried) const;
   size_t AddIdentity(JsonData& data) const;
   size_t AddTags(JsonData& data) const;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <utility>
 
@@ -140,10 +139,8 @@ class RecordStore {
 
   // Borrowed; null for none. Learns which part of a cache file is no longer needed.
   void SetLeaseLog(LeaseLog* log) { cached_.SetLeaseLog(log); }
-  // Called before a cache file is loaded; empty for nothing.
-  void SetBeforeLoad(std::function<void()> beforeLoad) {
-    cached_.SetBeforeLoad(std::move(beforeLoad));
-  }
+  // Borrowed; null for none. Is told before a cache file is loaded.
+  void SetLoadObserver(CachedRecords::LoadObserver* observer) { cached_.SetLoadObserver(observer); }
   // After OpenCache, while no file is loaded: see CacheManager::DropAccepted.
   void DropAccepted(const LeaseNote& note) { cached_.DropAccepted(note); }
 

@@ -35,9 +35,9 @@ class Recovery {
         builder_(builder),
         delivery_(delivery),
         search_(config, consent, app, own, delivery.Store()) {
-    delivery.Store().SetBeforeLoad([this] { search_.ApplyNotes(); });
+    delivery.Store().SetLoadObserver(&search_);
   }
-  ~Recovery() { delivery_.Store().SetBeforeLoad({}); }
+  ~Recovery() { delivery_.Store().SetLoadObserver(nullptr); }
 
   // See JournalSearch::MakeRoom.
   void MakeRoom() { search_.MakeRoom(); }

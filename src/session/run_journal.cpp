@@ -7,6 +7,7 @@
 
 #include "platform/clock.h"
 #include "util/logger.h"
+#include "util/storage_directory.h"
 
 namespace Tav {
 
@@ -22,10 +23,6 @@ constexpr int64_t kMaxIdleSize = int64_t{12} << 20;
 
 // Milliseconds between two attempts to extend the file.
 constexpr int64_t kRetryInterval = 1000;
-
-std::string JoinPath(const std::string& directory, const std::string& name) {
-  return directory + Platform::kPathSeparator + name;
-}
 
 }  // namespace
 

@@ -34,13 +34,6 @@ Directories& State() {
   return *directories;
 }
 
-std::string Join(std::string directory, std::string_view name) {
-  if (!directory.ends_with(Platform::kPathSeparator)) {
-    directory += Platform::kPathSeparator;
-  }
-  return directory.append(name);
-}
-
 // Another process may create the directory between the check and the attempt.
 bool EnsureDirectory(const std::string& path, const char* createdMessage) {
   if (Platform::DirectoryExists(path)) {
@@ -70,11 +63,11 @@ std::string FindDirectory() {
     LogError("*SF: PS directory does not exist");
     return {};
   }
-  std::string path = Join(*base, "Quendel");
+  std::string path = JoinPath(*base, "Quendel");
   if (!EnsureDirectory(path, "Created PS sub-dir")) {
     return {};
   }
-  path = Join(std::move(path), "Tav");
+  path = JoinPath(path, "Tav");
   if (!EnsureDirectory(path, "Created PS sub-dir-2")) {
     return {};
   }
@@ -124,9 +117,17 @@ void SetAlternateStorageName(std::string name) {
   State().alternate.fileName = std::move(name);
 }
 
+std::string JoinPath(std::string_view directory, std::string_view name) {
+  std::string path(directory);
+  if (!path.ends_with(Platform::kPathSeparator)) {
+    path += Platform::kPathSeparator;
+  }
+  return path.append(name);
+}
+
 std::string JoinStoragePath(std::string_view fileName, const StorageLocation& location) {
   std::string directory = GetStorageDirectory(location);
-  return directory.empty() ? directory : Join(std::move(directory), fileName);
+  return directory.empty() ? directory : JoinPath(directory, fileName);
 }
 
 void ForgetStorageDirectory() {

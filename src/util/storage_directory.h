@@ -33,6 +33,9 @@ std::string NormalStorageDirectory(std::string_view path);
 void SetAlternateStorageDirectory(std::string_view path);
 void SetAlternateStorageName(std::string name);
 
+// The path of a file in a directory, with one separator between them.
+std::string JoinPath(std::string_view directory, std::string_view name);
+
 // The path of a file in the storage directory; empty if there is no such directory.
 std::string JoinStoragePath(std::string_view fileName,
                             const StorageLocation& location = AlternateStorage());

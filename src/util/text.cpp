@@ -61,24 +61,25 @@ bool IsUtf8(std::string_view text) {
   return true;
 }
 
-// Of the bytes after a lead byte, only the second one tells such forms.
 bool IsStrictUtf8(std::string_view text) {
-  if (IsAscii(text)) {
-    return true;
-  }
-  if (!IsUtf8(text)) {
-    return false;
-  }
+  const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
   for (size_t i = 0; i < text.size(); ++i) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    if (lead < 0xC0) {
+    const unsigned lead = byte(i);
+    if (lead < 0x80) {
       continue;
     }
-    const auto second = static_cast<unsigned char>(text[i + 1]);
-    const unsigned first = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-    const unsigned last = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-    if (lead < 0xC2 || lead > 0xF4 || second < first || second > last) {
+    size_t left = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() - i <= left) {
       return false;
+    }
+    // The range of the second byte excludes the other forms that IsUtf8 accepts.
+    unsigned first = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned last = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    for (; left > 0; --left, first = 0x80, last = 0xBF) {
+      const unsigned next = byte(++i);
+      if (next < first || next > last) {
+        return false;
+      }
     }
   }
   return true;

@@ -60,28 +60,27 @@ int16_t CurrentBias(int64_t now) {
 }
 
 struct CivilDate {
-  int64_t year;
+  int year;
   int month;
   int day;
 };
 
 // Years begin in March, so that the leap day is the last; an era is 400 years, 146097 days. There
 // are 719468 days between 0000-03-01 and 1970-01-01.
-CivilDate CivilFromDays(int64_t daysSince1970) {
-  const int64_t days = daysSince1970 + 719468;
-  const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const int64_t dayOfEra = days - era * 146097;
-  const int64_t yearOfEra =
-      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const int64_t marchMonth = (5 * dayOfYear + 2) / 153;
-  const int64_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
-  return {yearOfEra + era * 400 + (month <= 2 ? 1 : 0), static_cast<int>(month),
-          static_cast<int>(dayOfYear - (153 * marchMonth + 2) / 5 + 1)};
+CivilDate CivilFromDays(int daysSince1970) {
+  const int days = daysSince1970 + 719468;
+  const int era = (days >= 0 ? days : days - 146096) / 146097;
+  const int dayOfEra = days - era * 146097;
+  const int yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const int dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const int marchMonth = (5 * dayOfYear + 2) / 153;
+  const int month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
+  return {yearOfEra + era * 400 + (month <= 2 ? 1 : 0), month,
+          dayOfYear - (153 * marchMonth + 2) / 5 + 1};
 }
 
 // Writes the number's last `digits` digits.
-char* PutNumber(char* out, int64_t number, int digits) {
+char* PutNumber(char* out, unsigned number, int digits) {
   for (int i = digits - 1; i >= 0; --i) {
     out[i] = static_cast<char>('0' + number % 10);
     number /= 10;
@@ -89,7 +88,7 @@ char* PutNumber(char* out, int64_t number, int digits) {
   return out + digits;
 }
 
-char* PutNumber(char* out, int64_t number, int digits, char separator) {
+char* PutNumber(char* out, unsigned number, int digits, char separator) {
   out = PutNumber(out, number, digits);
   *out = separator;
   return out + 1;
@@ -106,16 +105,17 @@ size_t FormatTimeStamp(const TimeStamp& stamp, char (&text)[kTimeStampTextSize])
   const int bias = stamp.utcBiasMinutes;
   const int64_t moment = std::clamp(stamp.unixMilliseconds, kFirstMoment, kLastMoment);
   const int64_t local = std::clamp(moment - bias * int64_t{60000}, kFirstMoment, kLastMoment);
-  int64_t days = local / kMillisecondsPerDay;
-  int64_t rest = local % kMillisecondsPerDay;
-  if (rest < 0) {
-    rest += kMillisecondsPerDay;
+  auto days = static_cast<int>(local / kMillisecondsPerDay);
+  int64_t ofDay = local % kMillisecondsPerDay;
+  if (ofDay < 0) {
+    ofDay += kMillisecondsPerDay;
     --days;
   }
+  const auto rest = static_cast<unsigned>(ofDay);
   const CivilDate date = CivilFromDays(days);
-  char* out = PutNumber(text, date.year, 4, '-');
-  out = PutNumber(out, date.month, 2, '-');
-  out = PutNumber(out, date.day, 2, 'T');
+  char* out = PutNumber(text, static_cast<unsigned>(date.year), 4, '-');
+  out = PutNumber(out, static_cast<unsigned>(date.month), 2, '-');
+  out = PutNumber(out, static_cast<unsigned>(date.day), 2, 'T');
   out = PutNumber(out, rest / 3600000, 2, ':');
   out = PutNumber(out, rest / 60000 % 60, 2, ':');
   out = PutNumber(out, rest / 1000 % 60, 2, '.');
@@ -123,7 +123,7 @@ size_t FormatTimeStamp(const TimeStamp& stamp, char (&text)[kTimeStampTextSize])
   if (bias == 0) {
     *out++ = 'Z';
   } else {
-    const int minutes = bias < 0 ? -bias : bias;
+    const unsigned minutes = static_cast<unsigned>(bias < 0 ? -bias : bias);
     *out++ = bias < 0 ? '+' : '-';
     out = PutNumber(out, minutes / 60, 2, ':');
     out = PutNumber(out, minutes % 60, 2);

@@ -213,6 +213,7 @@ TEST_F(RecordBuilderTest, ARecordThatIsBuiltAgainHasTheSameBreadcrumbs) {
   Add("$e", HandleKind::Marker);
   LogAdded();
   const PendingEvents::Mark mark = pending_.GetMark();
+  builder_.SetMark();
   std::unique_ptr<BuiltRecord> record;
   int failures = 0;
   while (record == nullptr) {
@@ -222,6 +223,8 @@ TEST_F(RecordBuilderTest, ARecordThatIsBuiltAgainHasTheSameBreadcrumbs) {
     } catch (const std::bad_alloc&) {
       ++failures;
       pending_.ReturnTo(mark);
+      builder_.ReturnToMark();
+      builder_.SetMark();
     }
   }
   EXPECT_GT(failures, 20);

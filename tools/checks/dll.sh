@@ -6,7 +6,7 @@ set -euo pipefail
 dll=${1:?usage: dll.sh TAV.DLL}
 root=$(cd "$(dirname "$0")/../.." && pwd)
 triplet=x86_64-w64-mingw32
-size_limit=408000 # bytes; docs/benchmarks.md says what they are
+size_limit=409600 # bytes, 400 KB; docs/benchmarks.md says what they are
 # Every process has the first. What a host's thread need not wait for is loaded by the library's own
 # threads (src/platform/windows/system_library.h).
 allowed='kernel32 msvcrt'
@@ -44,7 +44,7 @@ stamp=$(sed -nE 's/^Time\/Date[[:space:]]+(.*)$/\1/p' <<<"$headers" | head -n 1)
 [[ $stamp == *1970* ]] || fail "carries a time stamp: $stamp"
 
 size=$(stat -c %s "$dll")
-[ "$size" -lt $size_limit ] || fail "has $size bytes, the limit is $size_limit"
+[ "$size" -le $size_limit ] || fail "has $size bytes, the limit is $size_limit"
 
 [ $failed = 0 ] || exit 1
 echo "   $(basename "$dll"): $size bytes; exports $exports; imports $(xargs <<<"$imports"); version $version"

@@ -130,7 +130,7 @@ std::size_t MemoryOf(const Record& record) {
   }
   for (const auto* texts : {&record.problems, &record.sessions}) {
     for (const std::string& text : *texts) {
-      size += sizeof text + text.size();
+      size += sizeof(std::string) + text.size();
     }
   }
   return size;
