@@ -23,7 +23,7 @@ void Delivery::SetLimits(const Limits& limits) {
   store_.SetMaxMemory(maxMemorySize_);
 }
 
-void Delivery::Add(const EventLog::Item& event, const Now& now) {
+void Delivery::Add(const EventReader::Item& event, const Now& now) {
   if (batch_.Pending().Empty()) {
     schedule_.OnFirstPending(now);
   }

@@ -26,13 +26,13 @@ class Delivery final : RecordSupply {
            const Intake& intake,
            Consent consent,
            RunJournal& journal,
-           EventLog& log)
+           EventReader& events)
       : app_(app),
         stamps_(stamps),
         intake_(intake),
         journal_(journal),
         store_(consent, app.Changes(), journal),
-        batch_(builder, app.Changes(), log),
+        batch_(builder, app.Changes(), events),
         uploader_(store_) {
     store_.SetSupply(this);
   }
@@ -40,8 +40,8 @@ class Delivery final : RecordSupply {
   void SetLimits(const Limits& limits);
 
   // The next event of the log: accepted, or dropped by a rule.
-  void Add(const EventLog::Item& event, const Now& now);
-  void Skip(const EventLog::Item& event) { batch_.Pending().Skip(event); }
+  void Add(const EventReader::Item& event, const Now& now);
+  void Skip(const EventReader::Item& event) { batch_.Pending().Skip(event); }
   // Settles the dropped events at the start of the log.
   void SettleDropped();
 

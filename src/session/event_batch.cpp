@@ -6,7 +6,7 @@
 
 namespace Tav {
 
-void PendingEvents::Append(const EventLog::Item& item) {
+void PendingEvents::Append(const EventReader::Item& item) {
   if (count_ == 0) {
     begin_ = item.begin;
   }
@@ -20,9 +20,9 @@ const EntryView* PendingEvents::First() {
     return nullptr;
   }
   if (!first_) {
-    first_ = log_.Next(begin_, end_);
+    first_ = reader_.Next(begin_, end_);
     while (first_ && first_->view.GetVerdict() != Verdict::Open) {
-      first_ = log_.Next(first_->end, end_);
+      first_ = reader_.Next(first_->end, end_);
     }
     if (!first_) {
       Clear();
@@ -34,7 +34,7 @@ const EntryView* PendingEvents::First() {
 
 void PendingEvents::RemoveFirst() {
   First();
-  if (const std::optional<EventLog::Item> first = std::exchange(first_, std::nullopt)) {
+  if (const std::optional<EventReader::Item> first = std::exchange(first_, std::nullopt)) {
     size_ -= first->view.Fields().estimatedSize;
     --count_;
     begin_ = first->end;
@@ -42,9 +42,9 @@ void PendingEvents::RemoveFirst() {
 }
 
 void PendingEvents::DropAll() {
-  for (std::optional<EventLog::Item> event = log_.Next(begin_, end_); !Empty() && event;
-       event = log_.Next(event->end, end_)) {
-    log_.SetVerdict(event->begin, Verdict::Dropped);
+  for (std::optional<EventReader::Item> event = reader_.Next(begin_, end_); !Empty() && event;
+       event = reader_.Next(event->end, end_)) {
+    reader_.SetVerdict(event->begin, Verdict::Dropped);
   }
   Clear();
 }

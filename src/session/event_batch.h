@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "journal/event_log.h"
+#include "journal/event_reader.h"
 #include "session/record_builder.h"
 #include "session/record_store.h"
 #include "session/unsent_changes.h"
@@ -15,8 +15,8 @@ namespace Tav {
 // that a rule has dropped do not count.
 class PendingEvents final : public EventSource {
  public:
-  // Borrows the log.
-  explicit PendingEvents(EventLog& log) : log_(log) {}
+  // Borrows the reader of the log.
+  explicit PendingEvents(EventReader& reader) : reader_(reader) {}
 
   bool Empty() const override { return count_ == 0; }
   const EntryView* First() override;
@@ -26,14 +26,14 @@ class PendingEvents final : public EventSource {
   // The sum of the events' estimated sizes, in bytes.
   int64_t EstimatedSize() const { return size_; }
   // The place in the log before which no event is pending.
-  EventLog::Position Begin() const { return Empty() ? end_ : begin_; }
+  EventReader::Position Begin() const { return Empty() ? end_ : begin_; }
   // The place in the log after the last event that was added or skipped.
-  EventLog::Position End() const { return end_; }
+  EventReader::Position End() const { return end_; }
 
   // Adds the next event of the log, which was accepted.
-  void Append(const EventLog::Item& item);
+  void Append(const EventReader::Item& item);
   // Skips the next event of the log, which a rule has dropped.
-  void Skip(const EventLog::Item& item) { end_ = item.end; }
+  void Skip(const EventReader::Item& item) { end_ = item.end; }
   // Drops all events, also for a later run.
   void DropAll();
   // After a record was built: the log may move what was read ahead.
@@ -41,7 +41,7 @@ class PendingEvents final : public EventSource {
 
   // For a record that could not be built: where its events begin.
   struct Mark {
-    EventLog::Position begin;
+    EventReader::Position begin;
     int64_t size;
     int64_t count;
   };
@@ -51,20 +51,20 @@ class PendingEvents final : public EventSource {
  private:
   void Clear();
 
-  EventLog& log_;
-  EventLog::Position begin_ = 0;
-  EventLog::Position end_ = 0;
+  EventReader& reader_;
+  EventReader::Position begin_ = 0;
+  EventReader::Position end_ = 0;
   int64_t size_ = 0;
   int64_t count_ = 0;
-  std::optional<EventLog::Item> first_;  // read ahead
+  std::optional<EventReader::Item> first_;  // read ahead
 };
 
 // Session thread only.
 class EventBatch {
  public:
   // Borrows all of them.
-  EventBatch(RecordBuilder& builder, UnsentChanges& changes, EventLog& log)
-      : builder_(builder), changes_(changes), pending_(log) {}
+  EventBatch(RecordBuilder& builder, UnsentChanges& changes, EventReader& reader)
+      : builder_(builder), changes_(changes), pending_(reader) {}
 
   // Estimates the size of a record without events. Call once the endpoint is known, before the
   // first event.

@@ -64,14 +64,14 @@ void ItemHandler::TakeEvents(EventLog::Position end, const Now& now) {
     heldEnd_ = end;
     return;
   }
-  EventLog& log = queue_.Log();
-  while (const std::optional<EventLog::Item> event = log.Next(taken_, end)) {
+  EventReader& reader = queue_.Reader();
+  while (const std::optional<EventReader::Item> event = reader.Next(taken_, end)) {
     taken_ = event->end;
     try {
       OnEvent(*event, now);
     } catch (...) {
       LogException("SM: ");
-      queue_.Log().SetVerdict(event->begin, Verdict::Dropped);
+      reader.SetVerdict(event->begin, Verdict::Dropped);
       delivery_.Skip(*event);
     }
   }
@@ -188,10 +188,10 @@ void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
 }
 
 // Rate limits count each event in the minute in which it was reported.
-void ItemHandler::OnEvent(const EventLog::Item& event, const Now& now) {
+void ItemHandler::OnEvent(const EventReader::Item& event, const Now& now) {
   const EntryFields fields = event.view.Fields();
   if (!intake_.Accepts(fields.name)) {
-    queue_.Log().SetVerdict(event.begin, Verdict::Dropped);
+    queue_.Reader().SetVerdict(event.begin, Verdict::Dropped);
     delivery_.Skip(event);
     return;
   }

@@ -69,7 +69,7 @@ class ItemHandler final : public RecordStore::Meanwhile {
   void AnswerFailed(ItemCode code);
   bool ProcessHeld(WorkItemPtr& item);
   void TakeEvents(EventLog::Position end, const Now& now);
-  void OnEvent(const EventLog::Item& event, const Now& now);
+  void OnEvent(const EventReader::Item& event, const Now& now);
   void ReportRefused();
   void AnswerQuestions(const Now& now);
   void OnCommit();

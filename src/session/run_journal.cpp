@@ -80,7 +80,7 @@ void RunJournal::Refill() {
     return;
   }
   while (queue_.WithLog([standing = file_->Size() >= kStandingSize](const EventLog& log) {
-    return (!standing || log.Ready() < kReadySegments) && log.MayGrow();
+    return (!standing || log.Segments().Ready() < kReadySegments) && log.Segments().MayGrow();
   })) {
     if (!AddSegment()) {
       return;
@@ -90,14 +90,14 @@ void RunJournal::Refill() {
 }
 
 bool RunJournal::AddSegment() {
-  const bool ready = queue_.WithLog([](EventLog& log) { return log.PrepareCopies(); });
+  const bool ready = queue_.Reader().PrepareCopies();
   std::byte* const segment = ready ? file_->AddSegment() : nullptr;
   if (segment == nullptr) {
     if (!std::exchange(failing_, true)) {
       TAV_NOTE("SM: Cannot extend the journal (%s). New events are kept in memory",
                std::strerror(errno));
     }
-    queue_.WithLog([](EventLog& log) { log.StopGrowing(); });
+    queue_.WithLog([](EventLog& log) { log.Segments().StopGrowing(); });
     retryAt_ = Platform::MonotonicMilliseconds() + kRetryInterval;
     return false;
   }
@@ -111,18 +111,18 @@ void RunJournal::MoveToFile() {
              queue_.WithLog([](EventLog& log) { return log.BeginMigration(); })) {
     const bool copied = EventLog::Copy(*migration);
     queue_.WithLog(
-        [&](EventLog& log) { copied ? log.EndMigration(*migration) : log.FailMigration(); });
+        [&](EventLog& log) { copied ? log.EndMigration(*migration) : log.Segments().FailTaken(); });
   }
 }
 
 // Notices that the file cannot be accessed any more, on this thread or on that of a host.
 void RunJournal::CheckFile() {
-  const bool unreadable = queue_.Log().TakeReadFailure();
+  const bool unreadable = queue_.Reader().TakeReadFailure();
   const bool failed = queue_.WithLog([unreadable](EventLog& log) {
     if (unreadable) {
-      log.FailFile();
+      log.Segments().FailFile();
     }
-    return log.FileFailed();
+    return log.Segments().FileFailed();
   });
   if (failed && !std::exchange(fileFailed_, true)) {
     LogWarning("SM: The journal '%s' cannot be accessed any more. New events are kept in memory",
@@ -134,7 +134,7 @@ void RunJournal::CheckFile() {
 }
 
 bool RunJournal::Keeps(EventLog::Position begin, EventLog::Position end) const {
-  return HasFile() || (file_ != nullptr && queue_.Log().AreInFile(begin, end));
+  return HasFile() || (file_ != nullptr && queue_.Reader().AreInFile(begin, end));
 }
 
 // A file that is mapped cannot be made shorter.
@@ -150,7 +150,7 @@ void RunJournal::Shrink() {
     if (!log.Empty()) {
       return false;
     }
-    while (log.TakeRoom() != nullptr) {
+    while (log.Segments().Remove() != nullptr) {
     }
     return log.AddRoom(segment);
   });
@@ -193,8 +193,9 @@ void RunJournal::Close() {
   }
   CheckFile();
   MoveToFile();
-  while (queue_.WithLog([](const EventLog& log) { return log.HasMovable() && log.MayGrow(); }) &&
-         AddSegment()) {
+  while (queue_.WithLog([](const EventLog& log) {
+    return log.HasMovable() && log.Segments().MayGrow();
+  }) && AddSegment()) {
     MoveToFile();
   }
   if (queue_.WithLog([](const EventLog& log) { return log.InMemory(); })) {

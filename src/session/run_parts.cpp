@@ -31,7 +31,7 @@ RunParts::RunParts(LibraryConfig configOfRun, Thread& thread, WorkQueue& queueOf
       intake(consent, app.Config()),
       journal(queueOfRun),
       builder(app.Product(), app.Machine().Client(), consent),
-      delivery(app, stamps, builder, intake, consent, journal, queueOfRun.Log()),
+      delivery(app, stamps, builder, intake, consent, journal, queueOfRun.Reader()),
       recovery(config, consent, app, intake, builder, journal, delivery),
       items(thread, queueOfRun, requests, app, intake, delivery, recovery) {
   config.productValues.reset();

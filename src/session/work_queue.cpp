@@ -123,7 +123,7 @@ bool WorkQueue::MustWakeForEvent() const {
     case Consumer::Busy:
       return false;
     case Consumer::Batching:
-      return newEvents_ >= kMaxBatch || log_.RunsLow();
+      return newEvents_ >= kMaxBatch || log_.Segments().RunsLow();
     case Consumer::Sleeping:
       return true;
   }

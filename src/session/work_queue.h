@@ -113,8 +113,8 @@ class WorkQueue {
     const std::lock_guard guard(thread_.QueueLock());
     return use(log_);
   }
-  // On the session thread, for the operations of the log that need no lock.
-  EventLog& Log() { return log_; }
+  // On the session thread, without the lock.
+  EventReader& Reader() { return log_.Reader(); }
 
   // On the session thread. With 0 every item wakes the session thread.
   void SetBatchDelay(int milliseconds) { batchDelay_ = milliseconds; }

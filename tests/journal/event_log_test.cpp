@@ -53,7 +53,7 @@ class EventLogTest : public testing::Test {
     std::vector<int> numbers;
     EventLog::Position cursor = log_->Begin();
     const EventLog::Position end = log_->End();
-    while (const std::optional<EventLog::Item> item = log_->Next(cursor, end)) {
+    while (const std::optional<EventReader::Item> item = log_->Reader().Next(cursor, end)) {
       numbers.push_back(Number(item->view));
       cursor = item->end;
     }
@@ -63,7 +63,7 @@ class EventLogTest : public testing::Test {
   // The place behind entry `number`.
   EventLog::Position Behind(int number) const {
     EventLog::Position cursor = log_->Begin();
-    while (const std::optional<EventLog::Item> item = log_->Next(cursor, log_->End())) {
+    while (const std::optional<EventReader::Item> item = log_->Reader().Next(cursor, log_->End())) {
       cursor = item->end;
       if (Number(item->view) == number) {
         break;
@@ -127,7 +127,7 @@ TEST_F(EventLogTest, EntriesPassThroughMappedSegmentsThatAreUsedAgain) {
   }
   log_->Settle(log_->End());
   EXPECT_TRUE(Recover().empty());
-  EXPECT_EQ(log_->Ready(), 2u);
+  EXPECT_EQ(log_->Segments().Ready(), 2u);
   ASSERT_TRUE(Append());
   EXPECT_EQ(Recover(), Range(appended_ - 1, appended_));
 }
@@ -147,7 +147,7 @@ TEST_F(EventLogTest, MemoryServesUntilThereIsRoomAndMovesIntoIt) {
   Migrate();
   EXPECT_EQ(Recover(), Range(5, appended_));
   EXPECT_EQ(Unsettled(), Range(5, appended_));
-  EXPECT_EQ(log_->Ready(), 1u);
+  EXPECT_EQ(log_->Segments().Ready(), 1u);
 }
 
 // The file comes after the last event, and its first segment is never written.
@@ -175,7 +175,7 @@ TEST_F(EventLogTest, AnEntryLargerThanASegmentStaysInMemoryInItsOrder) {
   Migrate();
   EXPECT_EQ(Recover(), (std::vector<int>{0, 2}));
   log_->Settle(log_->End());
-  EXPECT_EQ(log_->Ready(), 3u);
+  EXPECT_EQ(log_->Segments().Ready(), 3u);
 }
 
 TEST_F(EventLogTest, AFullLogRefusesTheNewestAndCountsThem) {
@@ -196,13 +196,13 @@ TEST_F(EventLogTest, AFileThatIsGivenUpTakesNoRoomFromMemory) {
   AddRoom();  // in use at once
   AddRoom();
   ASSERT_TRUE(log_->BeginMigration());
-  log_->FailMigration();
-  EXPECT_TRUE(log_->FileFailed());
+  log_->Segments().FailTaken();
+  EXPECT_TRUE(log_->Segments().FileFailed());
   log_->Settle(log_->End());
   const int before = appended_;
   while (Append(kMaxEntrySize - 100)) {
   }
-  EXPECT_EQ(static_cast<size_t>(appended_ - before), EventLog::kMaxSegments);
+  EXPECT_EQ(static_cast<size_t>(appended_ - before), SegmentPool::kMaxBytes / kSegmentSize);
 }
 
 TEST_F(EventLogTest, AVerdictIsKept) {
@@ -210,9 +210,9 @@ TEST_F(EventLogTest, AVerdictIsKept) {
   ASSERT_TRUE(Append());
   ASSERT_TRUE(Append());
   const EventLog::Position second = Behind(0);
-  log_->SetVerdict(second, Verdict::Dropped);
-  EXPECT_EQ(log_->Next(log_->Begin(), log_->End())->view.GetVerdict(), Verdict::Open);
-  EXPECT_EQ(log_->Next(second, log_->End())->view.GetVerdict(), Verdict::Dropped);
+  log_->Reader().SetVerdict(second, Verdict::Dropped);
+  EXPECT_EQ(log_->Reader().Next(log_->Begin(), log_->End())->view.GetVerdict(), Verdict::Open);
+  EXPECT_EQ(log_->Reader().Next(second, log_->End())->view.GetVerdict(), Verdict::Dropped);
 }
 
 // A random life with kills: at any moment the mapped segments hold the entries that were appended
@@ -234,7 +234,7 @@ TEST_F(EventLogTest, ADamagedEntryCostsTheRestOfItsSegmentAndIsLoggedOnce) {
   lines.Take();
   EXPECT_EQ(Unsettled(), expected);
   EXPECT_EQ(lines.Find("warning"), "");
-  EXPECT_FALSE(log_->TakeReadFailure());
+  EXPECT_FALSE(log_->Reader().TakeReadFailure());
 }
 
 TEST_F(EventLogTest, AnyHistoryCanBeRecovered) {

@@ -49,7 +49,7 @@ class JournalFileTest : public testing::Test {
   Names Unsettled() {
     Names names;
     EventLog::Position at = log_->Begin();
-    while (const std::optional<EventLog::Item> item = log_->Next(at, log_->End())) {
+    while (const std::optional<EventReader::Item> item = log_->Reader().Next(at, log_->End())) {
       names.emplace_back(item->view.Fields().name);
       at = item->end;
     }
@@ -92,7 +92,7 @@ TEST_F(JournalFileTest, ALaterProcessFindsWhatADeadOneLeft) {
   Append("a", 600000);
   Append("b", 600000);
   Append("c");
-  log_->Settle(log_->Next(log_->Begin(), log_->End())->end);
+  log_->Settle(log_->Reader().Next(log_->Begin(), log_->End())->end);
   Die();
   const std::unique_ptr<DeadJournal> journal = Take();
   ASSERT_NE(journal, nullptr);
@@ -224,14 +224,14 @@ TEST_F(JournalFileTest, WhatTheFileCannotTakeGoesToMemory) {
       Append("d");
     });
     host.join();
-    EXPECT_TRUE(log_->FileFailed());
+    EXPECT_TRUE(log_->Segments().FileFailed());
     EXPECT_TRUE(log_->InMemory());
-    EXPECT_FALSE(log_->MayGrow());
+    EXPECT_FALSE(log_->Segments().MayGrow());
     EXPECT_EQ(Unsettled(), (Names{"a", "b", "c", "d"}));
   }
-  EXPECT_FALSE(log_->TakeReadFailure());
-  log_->Settle(log_->Next(log_->Begin(), log_->End())->end);
-  EXPECT_EQ(log_->Ready(), 0u);
+  EXPECT_FALSE(log_->Reader().TakeReadFailure());
+  log_->Settle(log_->Reader().Next(log_->Begin(), log_->End())->end);
+  EXPECT_EQ(log_->Segments().Ready(), 0u);
   Append("e");
   EXPECT_EQ(Unsettled(), (Names{"b", "c", "d", "e"}));
   log_->Settle(log_->End());
@@ -247,8 +247,8 @@ TEST_F(JournalFileTest, ALostPageCostsOnlyWhatItHolds) {
     const Testing::LostPages lost(segments_[1] + 400 * 1024, kSegmentSize - 400 * 1024);
     Append("c", 600000);
     EXPECT_EQ(Unsettled(), (Names{"a", "c"}));
-    EXPECT_TRUE(log_->TakeReadFailure());
-    EXPECT_FALSE(log_->TakeReadFailure());
+    EXPECT_TRUE(log_->Reader().TakeReadFailure());
+    EXPECT_FALSE(log_->Reader().TakeReadFailure());
   }
   // A segment whose first word is lost.
   const Testing::LostPages lost(segments_[1], kSegmentSize);

@@ -90,7 +90,7 @@ class RecordBuilderTest : public testing::Test {
   RecordBuilder builder_{product_, client_, Consent(false)};
   std::vector<TavEvent_s*> added_;
   EventLog log_;
-  PendingEvents pending_{log_};
+  PendingEvents pending_{log_.Reader()};
 };
 
 TEST_F(RecordBuilderTest, HeaderKeysStandInTheirOrder) {

@@ -42,7 +42,7 @@ class RecoveryTest : public SessionManagerTest {
       return block;
     }
     void Add(std::string_view name, int days = 0, bool dropped = false) {
-      while (log.Ready() < 2) {
+      while (log.Segments().Ready() < 2) {
         ASSERT_TRUE(log.AddRoom(file->AddSegment()));
       }
       EntryFields fields;
@@ -53,7 +53,7 @@ class RecoveryTest : public SessionManagerTest {
       const EventLog::Position at = log.End();
       ASSERT_TRUE(log.Append(entry));
       if (dropped) {
-        log.SetVerdict(log.Next(at, log.End())->begin, Verdict::Dropped);
+        log.Reader().SetVerdict(log.Reader().Next(at, log.End())->begin, Verdict::Dropped);
       }
     }
     RunBlock run;

@@ -20,7 +20,7 @@ class RunJournalTest : public SessionManagerTest {
   std::vector<std::byte*> Segments() {
     std::vector<std::byte*> segments;
     queue_.WithLog([&](EventLog& log) {
-      while (std::byte* const segment = log.TakeRoom()) {
+      while (std::byte* const segment = log.Segments().Remove()) {
         segments.push_back(segment);
       }
       for (std::byte* const segment : segments) {
@@ -41,7 +41,7 @@ class RunJournalTest : public SessionManagerTest {
     Names names;
     const EventLog::Position end = queue_.TakeWork(0).end;
     EventLog::Position at = 0;
-    while (const auto item = queue_.Log().Next(at, end)) {
+    while (const auto item = queue_.Reader().Next(at, end)) {
       names.emplace_back(item->view.Fields().name);
       at = item->end;
     }
@@ -163,7 +163,7 @@ TEST_F(LastRecordsTest, EventsInAJournalThatWasGivenUpAreNotLost) {
   run_.journal.Open(StorageFolder::Utf8(folder_.Path("")), "TavJournal_1_", {});
   run_.delivery.Store().OpenCache(std::make_unique<CacheManager>("/nowhere", "none"), false);
   Log("in the file");
-  run_.queue.WithLog([](EventLog& log) { log.FailFile(); });
+  run_.queue.WithLog([](EventLog& log) { log.Segments().FailFile(); });
   run_.journal.Refill();
   ASSERT_FALSE(run_.journal.HasFile());
   Log("in memory");

@@ -42,7 +42,8 @@ struct SessionParts {
   }
 
   void Log(std::string_view name) {
-    delivery.Add(AppendTo(queue.Log(), Testing::Event(name)), ReadClocks());
+    const auto append = [name](EventLog& log) { return AppendTo(log, Testing::Event(name)); };
+    delivery.Add(queue.WithLog(append), ReadClocks());
   }
   void Change(const char* key, JsonPtr json) {
     TavValue_s* const value = CreateValue(HandleKind::Map);
@@ -86,7 +87,7 @@ struct SessionParts {
   NoThread thread;
   WorkQueue queue{thread};
   RunJournal journal{queue};  // without a file
-  Delivery delivery{app, stamps, builder, intake, consent, journal, queue.Log()};
+  Delivery delivery{app, stamps, builder, intake, consent, journal, queue.Reader()};
 };
 
 }  // namespace Tav::Testing

@@ -46,7 +46,7 @@ class WorkQueueTest : public testing::Test {
   }
 
   void TakeEvents(EventLog::Position end, std::vector<std::string>& names) {
-    while (const auto event = queue_.Log().Next(taken_, end)) {
+    while (const auto event = queue_.Reader().Next(taken_, end)) {
       names.emplace_back(event->view.Fields().name);
       taken_ = event->end;
     }

@@ -10,11 +10,11 @@
 namespace Tav::Testing {
 
 // Appends the event to the log and frees it.
-inline EventLog::Item AppendTo(EventLog& log, TavEvent_s* event) {
+inline EventReader::Item AppendTo(EventLog& log, TavEvent_s* event) {
   const EventLog::Position before = log.End();
   log.Append(EncodedEvent(*event).Bytes());
   FreeHandle(event);
-  return log.Next(before, log.End()).value();
+  return log.Reader().Next(before, log.End()).value();
 }
 
 }  // namespace Tav::Testing

@@ -84,9 +84,9 @@ class TavcatJournalTest : public Testing::TavcatTest {
 };
 
 TEST_F(TavcatJournalTest, ShowsTheRunAndEveryEvent) {
-  const EventLog::Item first = *log_->Next(log_->Begin(), log_->End());
-  const EventLog::Item second = *log_->Next(first.end, log_->End());
-  log_->SetVerdict(second.begin, Verdict::Dropped);
+  const EventReader::Item first = *log_->Reader().Next(log_->Begin(), log_->End());
+  const EventReader::Item second = *log_->Reader().Next(first.end, log_->End());
+  log_->Reader().SetVerdict(second.begin, Verdict::Dropped);
   log_->Settle(first.end);
   file_->Head().WriteCacheNote({3, 1234, 5});
   AddRoom();

@@ -73,7 +73,7 @@ class JournalKillTest : public testing::Test {
   // Where the entry begins; the end of the log if there is none.
   EventLog::Position PlaceOf(int number) {
     EventLog::Position at = log_.Begin();
-    while (const std::optional<EventLog::Item> item = log_.Next(at, log_.End())) {
+    while (const std::optional<EventReader::Item> item = log_.Reader().Next(at, log_.End())) {
       if (NumberOf(item->view) == number) {
         return item->begin;
       }
@@ -93,7 +93,8 @@ class JournalKillTest : public testing::Test {
     Numbers after = inFile_;
     std::erase(after, number);
     const EventLog::Position at = PlaceOf(number);
-    Check("drop " + std::to_string(number), after, [&] { log_.SetVerdict(at, Verdict::Dropped); });
+    Check("drop " + std::to_string(number), after,
+          [&] { log_.Reader().SetVerdict(at, Verdict::Dropped); });
   }
   void Migrate() {
     const std::optional<EventLog::Migration> migration = log_.BeginMigration();
