@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "journal/journal_file.h"
+#include "journal/dead_journal.h"
 #include "session/intake.h"
 #include "session/record_builder.h"
 

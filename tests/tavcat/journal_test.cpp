@@ -7,6 +7,7 @@
 
 #include "journal/event_log.h"
 #include "journal/journal_file.h"
+#include "journal/run_block.h"
 #include "support/records.h"
 #include "tavcat/tavcat_fixture.h"
 

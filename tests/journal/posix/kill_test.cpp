@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "journal/dead_journal.h"
 #include "journal/event_log.h"
 #include "journal/journal_file.h"
 #include "journal/posix/store_trace.h"
