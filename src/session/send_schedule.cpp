@@ -18,20 +18,9 @@ constexpr int kMinRetry = 1;
 
 using LongLong = long long;  // what "%lld" takes
 
-constexpr MonotonicTime kNotArmed;
-
 // Log lines have wall-clock time.
-LongLong ForLog(const Now& now, MonotonicTime timer) {
-  return now.ToUnix(timer);
-}
-
-// A negative interval ends at once.
-MonotonicTime After(const Now& now, int64_t seconds) {
-  return now.monotonic + std::max<int64_t>(seconds, 0);
-}
-
-bool HasExpired(MonotonicTime timer, const Now& now) {
-  return timer != kNotArmed && timer <= now.monotonic;
+LongLong ForLog(const Now& now, PollTimer timer) {
+  return now.ToUnix(timer.Time());
 }
 
 // What "%d" takes.
@@ -44,15 +33,15 @@ int ForLog(int64_t bytes) {
 void SendSchedule::SetInitialWaitTime(const Now& now, int64_t cacheSize, int64_t oldestCached) {
   if (cacheSize < 1) {
     if (!tuning_.persistentInterval) {
-      waitTime_ = kNotArmed;
-      memoryFlushTime_ = kNotArmed;
+      waitTime_.Disarm();
+      memoryFlushTime_.Disarm();
       flushExpired_ = false;
       TAV_DEBUG(
           "SM: SetInitialWaitTime: No persistent interval. No cache. waitTime = %lld, pauseTime = "
           "%lld, memoryFlushTime = %lld",
           ForLog(now, waitTime_), ForLog(now, pauseTime_), ForLog(now, memoryFlushTime_));
     } else {
-      waitTime_ = After(now, tuning_.sendInterval);
+      waitTime_.Arm(now, tuning_.sendInterval);
       TAV_DEBUG("SM: SetInitialWaitTime: Persistent interval is enabled. No cache. waitTime = %lld",
                 ForLog(now, waitTime_));
     }
@@ -65,7 +54,7 @@ void SendSchedule::SetInitialWaitTime(const Now& now, int64_t cacheSize, int64_t
   }
   const int64_t remaining = RemainingWait(now.unixSeconds, oldestCached);
   if (remaining > 0) {
-    waitTime_ = After(now, remaining);
+    waitTime_.Arm(now, remaining);
     TAV_DEBUG(
         "SM: SetInitialWaitTime: waitTime = %lld (oldest cache timestamp = %lld, sendInterval = "
         "%d, now = %lld, remaining wait = %lld secs",
@@ -88,21 +77,21 @@ int64_t SendSchedule::RemainingWait(int64_t unixSeconds, int64_t oldestCached) c
 
 void SendSchedule::StartSendingNow() {
   sendNow_ = true;
-  waitTime_ = kNotArmed;
-  memoryFlushTime_ = kNotArmed;
-  pauseTime_ = kNotArmed;
+  waitTime_.Disarm();
+  memoryFlushTime_.Disarm();
+  pauseTime_.Disarm();
   flushExpired_ = false;
 }
 
 bool SendSchedule::Armed() const {
-  return waitTime_ != kNotArmed || memoryFlushTime_ != kNotArmed || pauseTime_ != kNotArmed;
+  return waitTime_.Armed() || memoryFlushTime_.Armed() || pauseTime_.Armed();
 }
 
 int SendSchedule::ComputeTimeout(const Now& now) const {
   int64_t left = kMaxTimeout;
-  for (const MonotonicTime timer : {waitTime_, memoryFlushTime_, pauseTime_}) {
-    if (timer != kNotArmed) {
-      left = std::min(left, timer - now.monotonic);
+  for (const PollTimer timer : {waitTime_, memoryFlushTime_, pauseTime_}) {
+    if (timer.Armed()) {
+      left = std::min(left, timer.Time() - now.monotonic);
     }
   }
   const int timeout = static_cast<int>(std::max<int64_t>(left, 0));
@@ -113,38 +102,34 @@ int SendSchedule::ComputeTimeout(const Now& now) const {
 void SendSchedule::CheckTimers(const Now& now) {
   TAV_TRACE("SM: CheckTimers. waitTime: %lld, memoryFlushTime: %lld, pauseTime: %lld",
             ForLog(now, waitTime_), ForLog(now, memoryFlushTime_), ForLog(now, pauseTime_));
-  if (HasExpired(waitTime_, now)) {
+  if (waitTime_.HasExpired(now)) {
     TAV_TRACE("SM: CheckTimers: Wait time is over");
-    waitTime_ = kNotArmed;
+    waitTime_.Disarm();
   }
-  if (HasExpired(memoryFlushTime_, now)) {
-    memoryFlushTime_ = kNotArmed;
+  if (memoryFlushTime_.HasExpired(now)) {
+    memoryFlushTime_.Disarm();
     flushExpired_ = true;
-    pauseTime_ = kNotArmed;
+    pauseTime_.Disarm();
     TAV_TRACE("SM: Flush time is over");
   }
-  if (HasExpired(pauseTime_, now)) {
+  if (pauseTime_.HasExpired(now)) {
     TAV_TRACE("SM: CheckTimers: Pause time is over");
-    pauseTime_ = kNotArmed;
+    pauseTime_.Disarm();
   }
 }
 
 void SendSchedule::OnFirstPending(const Now& now) {
-  if (memoryFlushTime_ == kNotArmed) {
-    memoryFlushTime_ = After(now, tuning_.flushInterval);
-  }
-  if (pauseTime_ == kNotArmed) {
-    pauseTime_ = After(now, tuning_.pauseInterval);
-  }
+  memoryFlushTime_.ArmOnce(now, tuning_.flushInterval);
+  pauseTime_.ArmOnce(now, tuning_.pauseInterval);
 }
 
 void SendSchedule::ArmPause(const Now& now) {
-  pauseTime_ = After(now, tuning_.pauseInterval);
+  pauseTime_.Arm(now, tuning_.pauseInterval);
 }
 
 void SendSchedule::OnAppChanged(const Now& now) {
-  memoryFlushTime_ = After(now, tuning_.flushInterval);
-  pauseTime_ = After(now, tuning_.pauseInterval);
+  memoryFlushTime_.Arm(now, tuning_.flushInterval);
+  pauseTime_.Arm(now, tuning_.pauseInterval);
 }
 
 bool SendSchedule::CheckSendThreshold(Backlog backlog) {
@@ -166,49 +151,47 @@ bool SendSchedule::CheckSendThreshold(Backlog backlog) {
 
 bool SendSchedule::IsDue(bool suspended) const {
   return !suspended && tuning_.sendInterval >= 0 &&
-         (sendNow_ || (waitTime_ == kNotArmed && pauseTime_ == kNotArmed));
+         (sendNow_ || (!waitTime_.Armed() && !pauseTime_.Armed()));
 }
 
 void SendSchedule::OnSent(const Now& now) {
-  waitTime_ = After(now, tuning_.sendInterval < 1 ? kDefaultInterval : tuning_.sendInterval);
+  waitTime_.Arm(now, tuning_.sendInterval < 1 ? kDefaultInterval : tuning_.sendInterval);
   sendNow_ = false;
-  memoryFlushTime_ = kNotArmed;
+  memoryFlushTime_.Disarm();
   flushFailed_ = false;
   failures_ = 0;
 }
 
 void SendSchedule::OnSendFailure(const Now& now, int retryAfter) {
-  waitTime_ =
-      After(now, std::max<int64_t>({tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
-                                    kMinRetry, retryAfter}));
+  waitTime_.Arm(now,
+                std::max<int64_t>({tuning_.resendTime + int64_t{tuning_.resendDelta} * failures_,
+                                   kMinRetry, retryAfter}));
   sendNow_ = false;  // it would override the wait at the next activity
-  if (memoryFlushTime_ == kNotArmed) {
-    memoryFlushTime_ = After(now, tuning_.flushInterval);
-  }
+  memoryFlushTime_.ArmOnce(now, tuning_.flushInterval);
   ++failures_;
   LogWarning("SM: Server send failure #%d. New waitTime = %lld. Memory flush time = %lld",
              failures_, ForLog(now, waitTime_), ForLog(now, memoryFlushTime_));
 }
 
 void SendSchedule::OnSendDone() {
-  pauseTime_ = kNotArmed;
+  pauseTime_.Disarm();
   flushExpired_ = false;
 }
 
 void SendSchedule::OnLeftInMemory(const Now& now) {
-  if (memoryFlushTime_ == kNotArmed && !flushExpired_) {
-    memoryFlushTime_ = After(now, tuning_.flushInterval);
+  if (!flushExpired_) {
+    memoryFlushTime_.ArmOnce(now, tuning_.flushInterval);
   }
 }
 
 void SendSchedule::OnFlushed() {
-  memoryFlushTime_ = kNotArmed;
+  memoryFlushTime_.Disarm();
   flushExpired_ = false;
   flushFailed_ = false;
 }
 
 void SendSchedule::OnFlushFailed(const Now& now) {
-  memoryFlushTime_ = After(now, std::max(tuning_.flushInterval, kMinRetry));
+  memoryFlushTime_.Arm(now, std::max(tuning_.flushInterval, kMinRetry));
   flushExpired_ = false;
   flushFailed_ = true;
 }

@@ -1,10 +1,11 @@
 // Decides when records are sent, when they go to the cache, and how long to wait after a failed
-// send. Timers run on the monotonic clock, in whole seconds; the wall clock is used only to date
-// the oldest cache file and in log lines. Reads no clock, uses no file.
+// send. The wall clock is used only to date the oldest cache file and in log lines. Reads no clock,
+// uses no file.
 #pragma once
 
 #include <cstdint>
 
+#include "session/poll_timer.h"
 #include "util/now.h"
 
 namespace Tav {
@@ -75,19 +76,18 @@ class SendSchedule {
   int Failures() const { return failures_; }
   bool NeverSends() const { return tuning_.sendInterval < 0; }
   bool PersistentInterval() const { return tuning_.persistentInterval; }
-  MonotonicTime WaitTime() const { return waitTime_; }
-  MonotonicTime MemoryFlushTime() const { return memoryFlushTime_; }
-  MonotonicTime PauseTime() const { return pauseTime_; }
+  MonotonicTime WaitTime() const { return waitTime_.Time(); }
+  MonotonicTime MemoryFlushTime() const { return memoryFlushTime_.Time(); }
+  MonotonicTime PauseTime() const { return pauseTime_.Time(); }
 
  private:
   void StartSendingNow();
   int64_t RemainingWait(int64_t unixSeconds, int64_t oldestCached) const;
 
   Tuning tuning_;
-  // Not armed while they have the default value.
-  MonotonicTime waitTime_;         // earliest time of the next regular send
-  MonotonicTime memoryFlushTime_;  // when records in memory go to the cache
-  MonotonicTime pauseTime_;        // until when sending is held back after activity
+  PollTimer waitTime_;         // earliest time of the next regular send
+  PollTimer memoryFlushTime_;  // when records in memory go to the cache
+  PollTimer pauseTime_;        // until when sending is held back after activity
   bool flushExpired_ = false;
   bool flushFailed_ = false;
   bool sendNow_ = false;
