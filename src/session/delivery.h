@@ -1,5 +1,5 @@
-// Moves events from acceptance to the server: batches them into records, and sends the records or
-// writes them to the cache, as the schedule says.
+// Moves events from acceptance to the server: batches them into records and sends these as the
+// schedule says. CacheFlush writes records to the cache, FinalDelivery ends a run.
 #pragma once
 
 #include <cstdint>
@@ -61,25 +61,11 @@ class Delivery final : RecordSupply {
   bool SendToServer();
   // Ends a send before its last slice. The next send begins as the schedule says.
   void EndSend();
-  // Whether the last slice or flush has left more, or another record is due.
-  bool Busy() const { return uploader_.Connected() || flushing_ || batch_.Due(false, store_); }
+  // Whether the last slice has left more, or another record is due.
+  bool Busy() const { return uploader_.Connected() || batch_.Due(false, store_); }
   bool Sending() const { return uploader_.Connected(); }
-  // Writes the records to the cache when the flush interval has passed or memory is full. For about
-  // a second; the next call goes on.
-  void FlushIfDue();
-  // Does not go on with a flush that was cut short.
-  void EndFlush() { flushing_ = false; }
-  // At the end of a turn: ensures that everything in memory has a time at which it goes to the
-  // cache.
-  void ArmFlush();
-
-  // At the end of a run: sends if the schedule allows it.
-  void SendAtTermination();
-  // After SendAtTermination: caches what is unsent while time permits. The rest stays in the
-  // journal; what is not there is lost.
-  void CacheUnsent();
-  // After CacheUnsent: counts what is lost, in a warning. Needs no memory.
-  void ReportLost() const;
+  // Whether the intake is disabled and what was pending has been dropped.
+  bool Dropped() const { return dropped_; }
 
   SendSchedule& Schedule() { return schedule_; }
   RecordStore& Store() { return store_; }
@@ -92,11 +78,6 @@ class Delivery final : RecordSupply {
   void DropPending();
   void FinishSend(bool reached);
   void CheckSendThreshold(bool suspended);
-  bool FlushToCache();
-  void Flush(int64_t end);
-  void BuildLost(int64_t end);
-  // Whether events that are in no record are not in the journal's file either.
-  bool PendingAreLost() const;
 
   AppStatus& app_;
   DayStamps& stamps_;
@@ -106,9 +87,8 @@ class Delivery final : RecordSupply {
   RecordStore store_;
   EventBatch batch_;
   Uploader uploader_;
-  int maxMemorySize_ = 0;
-  EventLog::Position sendEnd_ = 0;             // the send delivers the pending events before it
-  bool flushing_ = false;                      // the last flush was cut short
+  EventLog::Position sendEnd_ = 0;  // the send delivers the pending events before it
+  bool dropped_ = false;
   std::optional<MonotonicTime> retryRefused_;  // from when on refused records are tried again
 };
 

@@ -45,6 +45,7 @@ class RecordStore {
 
   // Bytes of records in memory. Records from the host may exceed it.
   void SetMaxMemory(int maxMemorySize) { run_.SetMaxMemory(maxMemorySize); }
+  int MaxMemory() const { return run_.MaxMemory(); }
   // Finds the records of earlier runs; after an opt-out, deletes them. Before this call, and if it
   // throws, the store works in memory only.
   void OpenCache(std::unique_ptr<CacheManager> cache, bool persistentInterval);
@@ -71,7 +72,7 @@ class RecordStore {
   bool PrepareNext();
   // Whether the supply has more.
   bool SupplyLeft() const { return supply_ != nullptr && !supply_->Exhausted(); }
-  // Whether the records of this run take their maximum of memory or more.
+  // Whether the records of this run take more than their maximum of memory.
   bool Full() const { return run_.Full(); }
   // Whether a record is in memory whose events are in the journal.
   bool HasUnsettled() const { return run_.HasUnsettled(); }

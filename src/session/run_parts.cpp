@@ -32,6 +32,8 @@ RunParts::RunParts(LibraryConfig configOfRun, Thread& thread, WorkQueue& queueOf
       journal(queueOfRun),
       builder(app.Product(), app.Machine().Client(), consent),
       delivery(app, stamps, builder, intake, consent, journal, queueOfRun.Reader()),
+      flush(delivery),
+      finalDelivery(delivery, flush, journal),
       recovery(config, consent, app, intake, builder, journal, delivery),
       items(thread, queueOfRun, requests, app, intake, delivery, recovery) {
   config.productValues.reset();

@@ -7,8 +7,10 @@
 #include "config/settings_table.h"
 #include "model/library_config.h"
 #include "session/app_status.h"
+#include "session/cache_flush.h"
 #include "session/day_stamps.h"
 #include "session/delivery.h"
+#include "session/final_delivery.h"
 #include "session/intake.h"
 #include "session/item_handler.h"
 #include "session/limits.h"
@@ -34,6 +36,8 @@ struct RunParts {
   RunJournal journal;
   RecordBuilder builder;
   Delivery delivery;
+  CacheFlush flush;
+  FinalDelivery finalDelivery;
   RequestData requests;
   Recovery recovery;
   ItemHandler items;

@@ -20,6 +20,7 @@ class RunRecords {
 
   // Bytes. Records from the host may exceed it.
   void SetMaxMemory(int maxMemorySize) { maxMemorySize_ = maxMemorySize; }
+  int MaxMemory() const { return maxMemorySize_; }
   bool Full() const { return records_.Bytes() > maxMemorySize_; }
 
   // A record built in this run, whose events are in the journal.

@@ -42,7 +42,8 @@ void SessionThread::Run() {
   TAV_DEBUG_HERE("SM: Main. Session thread is running");
   parts_.intake.OnQueueTaken(ReadClocks());  // no event is older
   Startup startup(parts_);
-  Shutdown shutdown(parts_.app, parts_.stamps, parts_.delivery, parts_.items, parts_.recovery);
+  Shutdown shutdown(parts_.app, parts_.stamps, parts_.delivery, parts_.finalDelivery, parts_.items,
+                    parts_.recovery);
   if (startup.Run(shutdown)) {
     ProcessData();
     shutdown.Run(parts_.loader.get());
@@ -89,7 +90,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   if (StorageWorkLeft(parts_)) {
     timeout = std::min(timeout, kStorageRetry);
   }
-  if (parts_.delivery.Busy() || parts_.items.SomeLeft()) {
+  if (parts_.delivery.Busy() || parts_.flush.CutShort() || parts_.items.SomeLeft()) {
     timeout = 0;
   }
   parts_.delivery.Schedule().CheckTimers(now);
@@ -110,7 +111,7 @@ void SessionThread::ProcessTurn(int minTimeout) {
   // Only one step, so that hosts are not kept waiting, and after the first events of this run.
   parts_.recovery.Step();
   SendOrFlush();
-  parts_.delivery.ArmFlush();
+  parts_.flush.Arm();
 }
 
 // Sends one slice, so that a long send delays neither hosts nor a flush.
@@ -125,9 +126,9 @@ void SessionThread::SendOrFlush() {
     }
   }
   if (parts_.items.SuspendedForTermination()) {
-    parts_.delivery.EndFlush();
+    parts_.flush.End();
   } else if (!due || parts_.delivery.Sending()) {
-    parts_.delivery.FlushIfDue();
+    parts_.flush.FlushIfDue();
   }
 }
 

@@ -44,10 +44,10 @@ void Shutdown::Run(ConfigLoader* loader) {
     recovery_.SearchAgain();
   });
   Attempt([this] { recovery_.Run(kMaxRecovery); });
-  Attempt([this] { delivery_.SendAtTermination(); });
+  Attempt([this] { finalDelivery_.SendAtTermination(); });
   Attempt([this] { delivery_.EndSend(); });
-  Attempt([this] { delivery_.CacheUnsent(); });
-  delivery_.ReportLost();
+  Attempt([this] { finalDelivery_.CacheUnsent(); });
+  finalDelivery_.ReportLost();
   Attempt([this] { delivery_.SettleDropped(); });
   if (loader != nullptr) {
     Attempt([this, loader] { ApplyFetchedSettings(*loader); });
@@ -59,8 +59,8 @@ void Shutdown::Run(ConfigLoader* loader) {
 void Shutdown::CacheEverything() {
   TAV_DEBUG_HERE("SM: Processing termination");
   Attempt([this] { delivery_.ProcessEventList(true); });
-  Attempt([this] { delivery_.CacheUnsent(); });
-  delivery_.ReportLost();
+  Attempt([this] { finalDelivery_.CacheUnsent(); });
+  finalDelivery_.ReportLost();
   Attempt([this] { delivery_.SettleDropped(); });
   StoreState();
 }

@@ -5,6 +5,7 @@
 #include "session/app_status.h"
 #include "session/day_stamps.h"
 #include "session/delivery.h"
+#include "session/final_delivery.h"
 #include "session/item_handler.h"
 
 namespace Tav {
@@ -16,9 +17,15 @@ class Shutdown {
   Shutdown(AppStatus& app,
            DayStamps& stamps,
            Delivery& delivery,
+           FinalDelivery& finalDelivery,
            ItemHandler& items,
            Recovery& recovery)
-      : app_(app), stamps_(stamps), delivery_(delivery), items_(items), recovery_(recovery) {}
+      : app_(app),
+        stamps_(stamps),
+        delivery_(delivery),
+        finalDelivery_(finalDelivery),
+        items_(items),
+        recovery_(recovery) {}
 
   // `loader` may be null.
   void Run(ConfigLoader* loader);
@@ -37,6 +44,7 @@ class Shutdown {
   AppStatus& app_;
   DayStamps& stamps_;
   Delivery& delivery_;
+  FinalDelivery& finalDelivery_;
   ItemHandler& items_;
   Recovery& recovery_;
 };

@@ -86,9 +86,9 @@ class FleetLibraryTest : public Tav::Testing::SessionManagerTest {
       delivery.SendSome();
     }
     if (!due || delivery.Sending()) {
-      delivery.FlushIfDue();
+      run.flush.FlushIfDue();
     }
-    delivery.ArmFlush();
+    run.flush.Arm();
   }
 
   void ExpectEqualSecond(const Figures& figures, int64_t time) {

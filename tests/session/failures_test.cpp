@@ -137,9 +137,9 @@ TEST_F(FailuresTest, WhatIsBuiltIsCachedEvenIfTheRestCannotBeBuilt) {
     run.Log("one");
     run.Log("two");
     FailAfter("SM: ProcessEventList: jsonRec added");
-    run.delivery.CacheUnsent();
+    run.finalDelivery.CacheUnsent();
     EXPECT_TRUE(Failed());
-    run.delivery.ReportLost();
+    run.finalDelivery.ReportLost();
     EXPECT_NE(log_.Find("warning: SM: 1 records ("), "") << "the second one";
   }
   Gateway::refuse = false;

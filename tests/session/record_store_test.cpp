@@ -90,7 +90,7 @@ TEST_F(RecordStoreTest, TheEndOfARunLeavesWhatWasNotAccepted) {
     // The first record is the only one that is taken: what is sent before the next is the cache.
     Take(accepted);
     EXPECT_FALSE(run.Send());
-    run.delivery.CacheUnsent();
+    run.finalDelivery.CacheUnsent();
     EXPECT_TRUE(run.delivery.Store().NothingInMemory());
     EXPECT_EQ(Contents(1) == whole, accepted == 0);
     EXPECT_TRUE(whole.ends_with(Contents(1)));

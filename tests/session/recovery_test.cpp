@@ -258,7 +258,7 @@ TEST_F(RecoveryTest, NotesOfLaterDeadRunsCount) {
     run_.Log(name);
     run_.delivery.ProcessEventList(true);
   }
-  run_.delivery.CacheUnsent();
+  run_.finalDelivery.CacheUnsent();
   Recovery recovery(config_, run_.consent, run_.app, run_.intake, run_.builder, run_.journal,
                     run_.delivery);
   recovery.Run(-1);

@@ -34,7 +34,7 @@ TEST_F(RefusedRecordsTest, ARefusedRecordIsCachedAndTheOthersAreSent) {
     const size_t before = Gateway::RecordCount();
     Build(run, {"one", "poison1", "two", "poison2", "three"});
     if (fromCache) {
-      run.delivery.CacheUnsent();
+      run.finalDelivery.CacheUnsent();
     }
     Gateway::refusals = 0;
     Gateway::poisonStatus = 413;

@@ -167,8 +167,8 @@ TEST_F(LastRecordsTest, EventsInAJournalThatWasGivenUpAreNotLost) {
   run_.journal.Refill();
   ASSERT_FALSE(run_.journal.HasFile());
   Log("in memory");
-  run_.delivery.CacheUnsent();
-  run_.delivery.ReportLost();
+  run_.finalDelivery.CacheUnsent();
+  run_.finalDelivery.ReportLost();
   EXPECT_EQ(run_.delivery.Store().FindUnprotected().count, 1) << "the second one";
   EXPECT_TRUE(Warned("SM: 1 records ("));
   run_.journal.Close();
@@ -184,10 +184,10 @@ TEST_F(LastRecordsTest, WithoutAJournalTheEndIsBoundedAndTellsOfALoss) {
   }
   ConfigureLogger(StoreSlowly, nullptr, true);
   Internal::logThreshold = static_cast<int>(LogLevel::Trace);
-  run_.delivery.CacheUnsent();
+  run_.finalDelivery.CacheUnsent();
   EXPECT_EQ(run_.delivery.Store().InMemory().Count(), 0u);
   EXPECT_EQ(run_.delivery.Batch().Pending().Count(), 2);
-  run_.delivery.ReportLost();
+  run_.finalDelivery.ReportLost();
   EXPECT_TRUE(Warned("SM: 2 events could be neither sent nor stored and are lost"));
 }
 

@@ -23,7 +23,7 @@ class SendingTest : public Testing::SendingFixture {
     SessionParts run(config_, Wmi("1"));
     EXPECT_TRUE(run.Send());
     Build(run, events);
-    run.delivery.CacheUnsent();
+    run.finalDelivery.CacheUnsent();
   }
 
   // Passes one record to the server for each Pass.

@@ -6,7 +6,9 @@
 #include <string_view>
 #include <utility>
 
+#include "session/cache_flush.h"
 #include "session/delivery.h"
+#include "session/final_delivery.h"
 #include "session/session_fixture.h"
 #include "support/fake_wmi.h"
 #include "support/logged_events.h"
@@ -60,14 +62,14 @@ struct SessionParts {
   // A flush that the timer asks for.
   void Flush() {
     delivery.ProcessEventList(true);
-    delivery.CacheUnsent();
+    finalDelivery.CacheUnsent();
   }
   // The end of a run.
   void Terminate() {
     app.Machine().AbandonClientInfo();
     delivery.ProcessEventList(true);
-    delivery.SendAtTermination();
-    delivery.CacheUnsent();
+    finalDelivery.SendAtTermination();
+    finalDelivery.CacheUnsent();
   }
 
   static const LibraryConfig& InAlternateStorage(LibraryConfig& config) {
@@ -88,6 +90,8 @@ struct SessionParts {
   WorkQueue queue{thread};
   RunJournal journal{queue};  // without a file
   Delivery delivery{app, stamps, builder, intake, consent, journal, queue.Reader()};
+  CacheFlush flush{delivery};
+  FinalDelivery finalDelivery{delivery, flush, journal};
 };
 
 }  // namespace Tav::Testing

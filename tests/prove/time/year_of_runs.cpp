@@ -122,9 +122,9 @@ class YearOfRunsTest : public SessionManagerTest {
       delivery.SendSome();
     }
     if (!due || delivery.Sending()) {
-      delivery.FlushIfDue();
+      run.flush.FlushIfDue();
     }
-    delivery.ArmFlush();
+    run.flush.Arm();
     DateFiles();
     if (attempts != before) {
       EXPECT_TRUE(!attempted_ || now >= lastAttempt_ + Wait()) << "intervals are respected";
