@@ -69,7 +69,7 @@ bool Delivery::IsSendDue(bool suspended) {
 // While suspended, reaching the threshold must not disarm the flush timer.
 void Delivery::CheckSendThreshold(bool suspended) {
   if (!suspended) {
-    schedule_.CheckSendThreshold(store_.Backlog());
+    schedule_.CheckSendThreshold(queue_.Backlog());
   }
 }
 
@@ -81,7 +81,7 @@ SendProgress Delivery::SendSome() {
   if (uploader_.Connected()) {
     // A long send also delivers what hosts have reported meanwhile. One that did so to its end
     // would have none while they go on.
-    if (store_.Backlog().cache > 0) {
+    if (queue_.Backlog().cache > 0) {
       IncludePending();
     }
     if (!Exhausted()) {
@@ -90,12 +90,12 @@ SendProgress Delivery::SendSome() {
   } else {
     IncludePending();
     if (retryRefused_ && *retryRefused_ <= ReadClocks().monotonic) {
-      store_.RetryRefused();
+      queue_.RetryRefused();
       retryRefused_.reset();
     }
-    if ((store_.NothingInMemory() && store_.CacheSize() == 0) || store_.HasOnlyRefused()) {
+    if ((store_.NothingInMemory() && store_.CacheSize() == 0) || queue_.HasOnlyRefused()) {
       TAV_DEBUG("SM: SendToServer: nothing to send");
-      return store_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
+      return queue_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
     }
     if (uploader_.PastDeadline()) {
       LogWarning("SM: Send canceled due to being too close to final termination");
@@ -120,7 +120,7 @@ void Delivery::FinishSend(bool reached) {
     schedule_.OnSendFailure(now, uploader_.RetryAfter());
   }
   schedule_.OnSendDone();
-  if (store_.HasRefused() && !retryRefused_) {
+  if (queue_.HasRefused() && !retryRefused_) {
     retryRefused_ = schedule_.WaitTime();
   }
 }

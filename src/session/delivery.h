@@ -11,6 +11,7 @@
 #include "session/intake.h"
 #include "session/limits.h"
 #include "session/record_store.h"
+#include "session/send_queue.h"
 #include "session/send_schedule.h"
 #include "session/uploader.h"
 
@@ -33,9 +34,8 @@ class Delivery final : RecordSupply {
         journal_(journal),
         store_(consent, app.Changes(), journal),
         batch_(builder, app.Changes(), events),
-        uploader_(store_) {
-    store_.SetSupply(this);
-  }
+        queue_(store_, *this),
+        uploader_(store_, queue_) {}
 
   void SetLimits(const Limits& limits);
 
@@ -69,6 +69,7 @@ class Delivery final : RecordSupply {
 
   SendSchedule& Schedule() { return schedule_; }
   RecordStore& Store() { return store_; }
+  SendQueue& Queue() { return queue_; }
   EventBatch& Batch() { return batch_; }
   Uploader& Sender() { return uploader_; }
 
@@ -86,6 +87,7 @@ class Delivery final : RecordSupply {
   SendSchedule schedule_;
   RecordStore store_;
   EventBatch batch_;
+  SendQueue queue_;
   Uploader uploader_;
   EventLog::Position sendEnd_ = 0;  // the send delivers the pending events before it
   bool dropped_ = false;

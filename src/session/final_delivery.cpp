@@ -31,7 +31,7 @@ void FinalDelivery::SendAtTermination() {
   if (schedule.WaitTime() <= now.monotonic) {
     TAV_DEBUG("SM: ProcessTermination: persistent interval is over. Sending data to server.");
     delivery_.SendToServer();
-  } else if (schedule.CheckSendThreshold(delivery_.Store().Backlog())) {
+  } else if (schedule.CheckSendThreshold(delivery_.Queue().Backlog())) {
     TAV_DEBUG("SM: ProcessTermination: send threshold has been reached. Sending data to server.");
     delivery_.SendToServer();
   }

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "util/logger.h"
-#include "util/time_stamp.h"
 
 namespace Tav {
 
@@ -20,17 +19,7 @@ bool RecordStore::Push(std::unique_ptr<BuiltRecord> record) {
   return consent_.AllowsReports();
 }
 
-SendSchedule::Backlog RecordStore::Backlog() const {
-  // Negative if the cache takes no records: refused ones are then in memory.
-  const int64_t cache = cached_.LoadableSize() - refused_.Bytes();
-  return {std::max<int64_t>(run_.List().Bytes() + std::min<int64_t>(cache, 0), 0),
-          std::max<int64_t>(cache, 0)};
-}
-
 bool RecordStore::HasOne() const {
-  if (SupplyLeft()) {
-    return false;
-  }
   if (cached_.InMemory().Empty()) {
     return run_.List().HasOne() && CacheSize() == 0;
   }
@@ -42,68 +31,11 @@ const BuiltRecord* RecordStore::Oldest() {
   return NothingInMemory() && !cached_.Load() ? nullptr : FirstInMemory();
 }
 
-bool RecordStore::PrepareNext() {
-  // With the one on its way. More would fill the memory when the server is slow.
-  constexpr size_t kMaxReady = 3;
-  PrepareRoom();
-  if (!SupplyLeft() || run_.List().Count() >= kMaxReady) {
-    return false;
-  }
-  const int64_t before = run_.List().Bytes();
-  supply_->Supply();
-  return run_.List().Bytes() > before;
-}
-
-const BuiltRecord* RecordStore::NextToSend() {
-  if (NothingInMemory() && SupplyLeft()) {
-    supply_->Supply();
-  }
-  const BuiltRecord* const next = NextNotRefused();
-  if (next != nullptr || !SupplyLeft()) {
-    return next;
-  }
-  supply_->Supply();  // refused records are in memory
-  return NextNotRefused();
-}
-
-// The cache is a queue. A refused record goes back to its end. When one comes up for the second
-// time, everything that was in the cache before has come up once, so only records in memory are
-// left.
-const BuiltRecord* RecordStore::NextNotRefused() {
-  constexpr size_t kAll = SIZE_MAX;
-  size_t left = kAll;
-  const BuiltRecord* next = Oldest();
-  while (next != nullptr && refused_.Contains(*next)) {
-    if (!refused_.MeetFirst(*next) && left == kAll) {
-      left = cached_.InMemory().Count() + run_.List().Count();
-    }
-    MoveBehindOthers();
-    left -= left == kAll ? 0 : 1;
-    next = left == kAll ? Oldest() : left == 0 ? nullptr : FirstInMemory();
-  }
-  return next;
-}
-
 const BuiltRecord* RecordStore::FirstInMemory() const {
   return cached_.InMemory().Empty() ? run_.List().First() : cached_.InMemory().First();
 }
 
-void RecordStore::SetRefused(int status) {
-  const BuiltRecord& record = *FirstInMemory();
-  if (IsOutdated(record, CurrentTime())) {
-    LogWarning("SM: Server refused a record of %d bytes with status %d. It is too old. Dropped it",
-               record.Size(), status);
-    changes_.OnLost(TakeOldest()->carried);
-    return;
-  }
-  LogWarning("SM: Server refused a record of %d bytes with status %d. It is tried again later",
-             record.Size(), status);
-  refused_.Add(record);
-  MoveBehindOthers();
-}
-
-// Moves the oldest record in memory to the end of the cache, or of the records in memory if it
-// cannot be cached. Its place in a leased file is given up only after that.
+// Its place in a leased file is given up only after it was moved.
 void RecordStore::MoveBehindOthers() {
   const bool leased = !cached_.InMemory().Empty();
   RecordList moved;
@@ -127,10 +59,6 @@ void RecordStore::MoveBehindOthers() {
     cached_.GiveUp(fileEnd);
   }
   changes_.OnFlushed(CarriedInMemory());
-}
-
-bool RecordStore::HasOnlyRefused() const {
-  return HasRefused() && run_.List().Empty() && Backlog().cache == 0;
 }
 
 // The file is deleted after its last record. If the process dies before that, a record that is

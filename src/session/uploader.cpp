@@ -37,7 +37,7 @@ bool Uploader::UseGateway(std::string url) try {
       [target = gatewayUrl_] { return CreateDataSender(target); });
   sender->SetMeanwhile([this] {
     try {
-      return store_.PrepareNext();
+      return queue_.PrepareNext();
     } catch (...) {
       LogException("SM: ");
       return false;
@@ -96,7 +96,7 @@ bool Uploader::Connect() {
   refusedAny_ = false;
   refusedInRow_ = 0;
   retryAfter_ = 0;
-  store_.BeginSend();
+  queue_.BeginSend();
   if (sender_->Open() != 0) {
     LogWarning("SM: Send data to server: Server connection failed");
     TAV_NOTE("SM: Sending no records");
@@ -120,13 +120,13 @@ void Uploader::Disconnect() {
 SendProgress Uploader::SendRecords(int64_t end) {
   bool loaded = false;
   for (;;) {
-    if (store_.NothingInMemory() && !store_.SupplyLeft() && store_.CacheSize() != 0) {
+    if (store_.NothingInMemory() && !queue_.SupplyLeft() && store_.CacheSize() != 0) {
       if (loaded) {
         return SendProgress::More;
       }
       loaded = true;
     }
-    const BuiltRecord* const record = store_.NextToSend();
+    const BuiltRecord* const record = queue_.Next();
     if (record == nullptr) {
       break;
     }
@@ -142,13 +142,13 @@ SendProgress Uploader::SendRecords(int64_t end) {
       return SendProgress::More;
     }
   }
-  return refusedAny_ || store_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
+  return refusedAny_ || queue_.HasRefused() ? SendProgress::Refused : SendProgress::Done;
 }
 
 // False if the send must end here.
 bool Uploader::SendRecord(const BuiltRecord& record) {
   const int64_t start = Platform::MonotonicMilliseconds();
-  const bool isLast = store_.HasOne();
+  const bool isLast = queue_.HasOne();
   const bool sent =
       sender_->Send(record.bytes.data(), static_cast<uint32_t>(record.Size()), isLast) == 0;
   statistics_.Count(record.Size(), Platform::MonotonicMilliseconds() - start);
@@ -169,7 +169,7 @@ bool Uploader::OnNotAccepted(const SendOutcome& outcome) {
     NoteFailure(outcome);
     return false;
   }
-  store_.SetRefused(outcome.status);
+  queue_.SetRefused(outcome.status);
   refusedAny_ = true;
   if (++refusedInRow_ < kMaxRefusedInRow) {
     return true;

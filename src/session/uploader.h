@@ -9,6 +9,7 @@
 
 #include "platform/thread.h"
 #include "session/record_store.h"
+#include "session/send_queue.h"
 #include "transport/threaded_data_sender.h"
 
 namespace Tav {
@@ -39,8 +40,8 @@ class Uploader {
   // Milliseconds. At the end of a run a request that makes no progress for this long is abandoned.
   static constexpr int kMaxIdleAtEnd = 2000;
 
-  // Borrows the store; removes the records that the server has accepted or refused.
-  explicit Uploader(RecordStore& store) : store_(store) {}
+  // Borrows both. Accepted records leave the store; the queue learns which ones are refused.
+  Uploader(RecordStore& store, SendQueue& queue) : store_(store), queue_(queue) {}
 
   // False, after a message, if memory runs out; nothing can be sent then.
   bool UseGateway(std::string url);
@@ -72,6 +73,7 @@ class Uploader {
   void NoteFailure(const SendOutcome& outcome);
 
   RecordStore& store_;
+  SendQueue& queue_;
   std::string gatewayUrl_;
   Platform::Lock senderLock_;  // held to replace the sender and to set its deadline
   std::unique_ptr<ThreadedDataSender> sender_;

@@ -68,7 +68,7 @@ TEST_F(RecordStoreTest, AFileAcceptedInPartIsKeptInMemoryAndOnDiskUntilTheNextAt
   EXPECT_FALSE(run.Send());
   EXPECT_EQ(Size(1), whole);
   EXPECT_EQ(run.delivery.Store().CacheSize(), whole);
-  EXPECT_EQ(run.delivery.Store().Backlog().memory, 0) << "counted once";
+  EXPECT_EQ(run.delivery.Queue().Backlog().memory, 0) << "counted once";
   run.Log("new");
   run.delivery.ProcessEventList(true);
   Take(2);

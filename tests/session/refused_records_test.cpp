@@ -46,7 +46,7 @@ TEST_F(RefusedRecordsTest, ARefusedRecordIsCachedAndTheOthersAreSent) {
     EXPECT_TRUE(log_.Find("warning: SM: Server refused a record of ")
                     .ends_with(" bytes with status 413. It is tried again later"));
     EXPECT_EQ(run.delivery.Schedule().Failures(), 0);
-    EXPECT_EQ(run.delivery.Store().Backlog().cache, 0) << "reaches no send threshold";
+    EXPECT_EQ(run.delivery.Queue().Backlog().cache, 0) << "reaches no send threshold";
 
     // New records go out; the refused ones wait for the interval.
     Gateway::poisonStatus = 0;
