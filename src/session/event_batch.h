@@ -68,7 +68,7 @@ class EventBatch {
 
   // Estimates the size of a record without events. Call once the endpoint is known, before the
   // first event.
-  void EstimateOverhead() { overheadEstimate_ = builder_.OverheadEstimate(); }
+  void EstimateOverhead() { overheadEstimate_ = builder_.Header().OverheadEstimate(); }
 
   PendingEvents& Pending() { return pending_; }
   const PendingEvents& Pending() const { return pending_; }

@@ -173,13 +173,13 @@ std::unique_ptr<RecordBuilder> Recovery::MakeBuilder(const JournalSearch::Found&
   if (std::optional<RunBlock> run = DecodeRunBlock(file.Head().RunBlockBytes())) {
     builder->SetBreadcrumbLength(run->breadcrumbLength);
     builder->SetSessionEnvironment(run->sessionEnvironment);
-    builder->SetHeader(HeaderOf(std::move(*run), app_.Machine().EndpointId()));
+    builder->Header().Set(HeaderOf(std::move(*run), app_.Machine().EndpointId()));
   } else {
     LogWarning(
         "SM: The description of the run in the journal '%s' is damaged. That of this run "
         "takes its place",
         found.path.c_str());
-    builder->SetHeader(builder_.Header());
+    builder->Header().Set(builder_.Header().Get());
   }
   return builder;
 }

@@ -37,7 +37,7 @@ RunParts::RunParts(LibraryConfig configOfRun, Thread& thread, WorkQueue& queueOf
       recovery(config, consent, app, intake, builder, journal, delivery),
       items(thread, queueOfRun, requests, app, intake, delivery, recovery) {
   config.productValues.reset();
-  builder.SetHeader(HeaderOf(config));
+  builder.Header().Set(HeaderOf(config));
   builder.SetSessionEnvironment(MakeSessionEnvironment(config.sessionEnvironment.get()));
   builder.SetBreadcrumbLength(config.breadcrumbLength);
 }

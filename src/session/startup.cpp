@@ -225,7 +225,7 @@ RunBlock Startup::DescribeRun() const {
 
 void Startup::SetEndpoint() {
   parts_.app.Machine().ComputeEndpoint();
-  parts_.builder.SetEndpoint(parts_.app.Machine().EndpointId());
+  parts_.builder.Header().SetEndpoint(parts_.app.Machine().EndpointId());
   parts_.journal.Update(DescribeRun());
 }
 

@@ -104,7 +104,7 @@ TEST_F(RecordBuilderTest, HeaderKeysStandInTheirOrder) {
   header.productContext = "ctx";
   header.productComponentName = "comp";
   header.tags["Edition"] = {"Pro", "Beta"};
-  builder_.SetHeader(std::move(header));
+  builder_.Header().Set(std::move(header));
   changes_.OnProductChanged();
   AddOf("Viewer", "7");
   const JsonPtr record = Build();
@@ -230,16 +230,6 @@ TEST_F(RecordBuilderTest, ARecordThatIsBuiltAgainHasTheSameBreadcrumbs) {
   EXPECT_GT(failures, 20);
   EXPECT_EQ(Text(json_object_get(EventAt(Expand(*record), 2), "v")),
             R"({"std-ErrCode":"E1","std-Place":["place"],"std-Cmd":["save"]})");
-}
-
-TEST_F(RecordBuilderTest, TheOverheadEstimateCountsWhatIsSet) {
-  const int plain = builder_.OverheadEstimate();
-  EXPECT_EQ(plain,
-            10 + (2 + 7 + 6) + (2 + 3 + 6) + (2 + 6 + 6) + (2 + 13 + 6) + (2 + 0 + 6) + (2 + 6));
-  RecordHeader header;
-  header.customerId = "abc";
-  builder_.SetHeader(std::move(header));
-  EXPECT_EQ(builder_.OverheadEstimate(), plain + 1 + 3 + 6);
 }
 
 TEST_F(RecordBuilderTest, ADataBlockIsTheRecordAndNothingElseIsTaken) {
