@@ -1,12 +1,10 @@
 #include "session/item_handler.h"
 
 #include <algorithm>
-#include <memory>
 #include <new>
 #include <optional>
 #include <utility>
 
-#include "session/data_block.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -94,10 +92,10 @@ void ItemHandler::ProcessSafely(WorkItemPtr item, const Now& now) {
     }
   } catch (const std::bad_alloc&) {
     LogError("SM: Out of memory while handling item code (%d)", static_cast<int>(code));
-    AnswerFailed(code);
+    requests_.AnswerFailed(code);
   } catch (...) {
     LogException("SM: ");
-    AnswerFailed(code);
+    requests_.AnswerFailed(code);
   }
 }
 
@@ -110,8 +108,7 @@ bool ItemHandler::ProcessHeld(WorkItemPtr& item) {
       return true;
     case ItemCode::Commit:
     case ItemCode::PullData:
-      requests_.commit = CommitResult::NotSent;
-      thread_.WakeReady();
+      requests_.AnswerAtOnce();
       return true;
     default:
       return false;
@@ -126,15 +123,6 @@ void ItemHandler::Release(const Now& now) {
     ProcessSafely(std::move(item), now);
   }
   TakeEvents(heldEnd_, now);
-}
-
-void ItemHandler::AnswerFailed(ItemCode code) {
-  commitPending_ = commitPending_ && code != ItemCode::Commit;
-  if (code == ItemCode::Sync) {
-    thread_.WakeReady(Thread::Ready::Question);
-  } else if (code == ItemCode::Commit || code == ItemCode::PullData || code == ItemCode::PushData) {
-    thread_.WakeReady();
-  }
 }
 
 void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
@@ -154,7 +142,7 @@ void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
       TAV_DEBUG("SM: Resume");
       return;
     case ItemCode::Commit:
-      OnCommit();
+      requests_.Commit();
       return;
     case ItemCode::Term:
       terminating_ = true;
@@ -167,10 +155,10 @@ void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
       app_.OnProductEnv(*item->value);
       return;
     case ItemCode::PullData:
-      OnPullData();
+      requests_.PullData();
       return;
     case ItemCode::PushData:
-      OnPushData();
+      requests_.PushData();
       return;
     case ItemCode::SuspendTerm:
       suspended_ = true;
@@ -178,10 +166,7 @@ void ItemHandler::ProcessItem(WorkItemPtr item, const Now& now) {
       TAV_DEBUG("SM: SuspendTerm");
       return;
     case ItemCode::Sync:
-      TAV_DEBUG_HERE("SM: Sync. Waking up thread");
-      requests_.endpointId = app_.Machine().EndpointId();
-      thread_.WakeReady(Thread::Ready::Question);
-      TAV_DEBUG_HERE("SM: Sync done");
+      requests_.AnswerQuestion(app_.Machine().EndpointId());
       return;
   }
   LogError("SM: Unhandled item code (%d)", static_cast<int>(item->code));
@@ -197,86 +182,6 @@ void ItemHandler::OnEvent(const EventReader::Item& event, const Now& now) {
   }
   delivery_.Add(event, now);
   intake_.Count(fields.time.unixMilliseconds / kMillisecondsPerSecond);
-}
-
-void ItemHandler::OnCommit() {
-  TAV_DEBUG_HERE("SM: Commit. Processing event list");
-  commitPending_ = true;
-  recovery_.SearchAgain();
-  recovery_.Run(-1);
-  delivery_.IncludePending();
-  delivery_.BuildNext(true);
-  SendForCommit();
-}
-
-void ItemHandler::ContinueCommit() try { SendForCommit(); } catch (...) {
-  LogException("SM: ");
-  AnswerFailed(ItemCode::Commit);
-}
-
-void ItemHandler::AnswerUnfinished() {
-  if (commitPending_) {
-    AnswerFailed(ItemCode::Commit);
-  }
-}
-
-void ItemHandler::SendForCommit() {
-  const SendProgress progress = delivery_.SendSome();
-  if (progress == SendProgress::More) {
-    return;
-  }
-  commitPending_ = false;
-  if (progress == SendProgress::Done) {
-    requests_.commit = CommitResult::Sent;
-  }
-  if (delivery_.Store().TakeFlushFailed()) {
-    requests_.commit = CommitResult::CacheWriteFailed;
-  }
-  TAV_DEBUG_HERE("SM: Commit. Waking up thread");
-  thread_.WakeReady();
-  TAV_DEBUG_HERE("SM: Commit done");
-}
-
-void ItemHandler::OnPullData() {
-  recovery_.Search();
-  delivery_.ProcessEventList(true);
-  // If the last host had no memory for its block, the block is still here and is returned first.
-  if (requests_.pulledBlock.empty()) {
-    if (const BuiltRecord* const record = delivery_.Store().Oldest()) {
-      requests_.pulledBlock = ToDataBlock(*record);
-      delivery_.Store().RemovePulled();
-    }
-  }
-  TAV_DEBUG_HERE("SM: Record pulled. Waking up thread");
-  thread_.WakeReady();
-  TAV_DEBUG_HERE("SM: Record pulled done");
-}
-
-void ItemHandler::OnPushData() {
-  std::string reason;
-  std::unique_ptr<BuiltRecord> record = FromDataBlock(requests_.pushedBlock, reason);
-  requests_.pushedBlock.clear();
-  if (record == nullptr) {
-    LogWarning("SM: PushData: rejecting data that is no record (%s)", reason.c_str());
-  } else if (!delivery_.Store().Push(std::move(record))) {
-    LogWarning("SM: PushData: rejecting a record because of the opt-out");
-  }
-  TAV_DEBUG_HERE("SM: Record pushed. Waking up thread");
-  thread_.WakeReady();
-  TAV_DEBUG_HERE("SM: Record pushed done");
-}
-
-void ItemHandler::RestorePulled() {
-  if (requests_.pulledBlock.empty()) {
-    return;
-  }
-  std::string reason;
-  if (std::unique_ptr<BuiltRecord> record = FromDataBlock(requests_.pulledBlock, reason)) {
-    delivery_.Store().Append(std::move(record));
-  } else {
-    LogWarning("SM: A pulled record is lost (%s)", reason.c_str());
-  }
-  requests_.pulledBlock.clear();
 }
 
 }  // namespace Tav

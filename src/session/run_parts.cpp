@@ -35,7 +35,8 @@ RunParts::RunParts(LibraryConfig configOfRun, Thread& thread, WorkQueue& queueOf
       flush(delivery),
       finalDelivery(delivery, flush, journal),
       recovery(config, consent, app, intake, builder, journal, delivery),
-      items(thread, queueOfRun, requests, app, intake, delivery, recovery) {
+      requests(thread, delivery, recovery),
+      items(queueOfRun, requests, app, intake, delivery) {
   config.productValues.reset();
   builder.Header().Set(HeaderOf(config));
   builder.SetSessionEnvironment(MakeSessionEnvironment(config.sessionEnvironment.get()));

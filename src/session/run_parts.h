@@ -16,6 +16,7 @@
 #include "session/limits.h"
 #include "session/record_builder.h"
 #include "session/recovery.h"
+#include "session/request_handler.h"
 #include "session/run_journal.h"
 #include "session/work_queue.h"
 
@@ -38,8 +39,8 @@ struct RunParts {
   Delivery delivery;
   CacheFlush flush;
   FinalDelivery finalDelivery;
-  RequestData requests;
   Recovery recovery;
+  RequestHandler requests;
   ItemHandler items;
   Limits limits;
   ConfigLoaderPtr loader;  // null when none was started

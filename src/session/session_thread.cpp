@@ -42,8 +42,8 @@ void SessionThread::Run() {
   TAV_DEBUG_HERE("SM: Main. Session thread is running");
   parts_.intake.OnQueueTaken(ReadClocks());  // no event is older
   Startup startup(parts_);
-  Shutdown shutdown(parts_.app, parts_.stamps, parts_.delivery, parts_.finalDelivery, parts_.items,
-                    parts_.recovery);
+  Shutdown shutdown(parts_.app, parts_.stamps, parts_.delivery, parts_.finalDelivery,
+                    parts_.requests, parts_.recovery);
   if (startup.Run(shutdown)) {
     ProcessData();
     shutdown.Run(parts_.loader.get());
@@ -74,7 +74,7 @@ void SessionThread::ProcessData() {
       minTimeout = kPauseAfterFailure;
     }
   }
-  parts_.items.AnswerUnfinished();
+  parts_.requests.AnswerUnfinished();
   TAV_DEBUG_HERE("SM: ProcessData got terminating");
 }
 
@@ -117,8 +117,8 @@ void SessionThread::ProcessTurn(int minTimeout) {
 // Sends one slice, so that a long send delays neither hosts nor a flush.
 void SessionThread::SendOrFlush() {
   bool due = true;
-  if (parts_.items.CommitPending()) {
-    parts_.items.ContinueCommit();
+  if (parts_.requests.CommitPending()) {
+    parts_.requests.ContinueCommit();
   } else {
     due = parts_.delivery.IsSendDue(parts_.items.Suspended());
     if (due) {

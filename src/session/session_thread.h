@@ -26,7 +26,7 @@ class SessionThread {
   const DayStamps& Stamps() const { return parts_.stamps; }
 
   // For a host thread with a synchronous request: before queueing it and after the answer.
-  RequestData& Requests() { return parts_.requests; }
+  RequestData& Requests() { return parts_.requests.Data(); }
 
  private:
   void ProcessData();

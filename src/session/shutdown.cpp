@@ -36,7 +36,7 @@ void Attempt(Step step) {
 
 void Shutdown::Run(ConfigLoader* loader) {
   TAV_DEBUG_HERE("SM: Processing termination");
-  Attempt([this] { items_.RestorePulled(); });
+  Attempt([this] { requests_.RestorePulled(); });
   Attempt([this] { FinishClientInfo(); });
   Attempt([this] { delivery_.ProcessEventList(true); });
   Attempt([this] {

@@ -6,7 +6,7 @@
 #include "session/day_stamps.h"
 #include "session/delivery.h"
 #include "session/final_delivery.h"
-#include "session/item_handler.h"
+#include "session/request_handler.h"
 
 namespace Tav {
 
@@ -18,13 +18,13 @@ class Shutdown {
            DayStamps& stamps,
            Delivery& delivery,
            FinalDelivery& finalDelivery,
-           ItemHandler& items,
+           RequestHandler& requests,
            Recovery& recovery)
       : app_(app),
         stamps_(stamps),
         delivery_(delivery),
         finalDelivery_(finalDelivery),
-        items_(items),
+        requests_(requests),
         recovery_(recovery) {}
 
   // `loader` may be null.
@@ -45,7 +45,7 @@ class Shutdown {
   DayStamps& stamps_;
   Delivery& delivery_;
   FinalDelivery& finalDelivery_;
-  ItemHandler& items_;
+  RequestHandler& requests_;
   Recovery& recovery_;
 };
 

@@ -34,8 +34,8 @@ struct Handling {
 
   SessionParts& run;
   Recovery recovery;
-  RequestData requests;
-  ItemHandler items{run.thread, run.queue, requests, run.app, run.intake, run.delivery, recovery};
+  RequestHandler requests{run.thread, run.delivery, recovery};
+  ItemHandler items{run.queue, requests, run.app, run.intake, run.delivery};
 };
 
 // A host queues an item and an event while a Commit waits for the server.
@@ -62,21 +62,6 @@ TEST_F(ItemHandlerTest, EventsBehindWhatACommitLeftAreHandled) {
   EXPECT_EQ(Gateway::Events(), Names{"one"});
   EXPECT_TRUE(handling.items.Suspended());
   EXPECT_EQ(run.delivery.Batch().Pending().Count(), 1) << "the second event";
-}
-
-// The host had no memory for the block and asks no second time.
-TEST_F(ItemHandlerTest, APulledRecordThatNoHostTookIsSentAfterAll) {
-  SessionParts run(config_, Wmi("1"));
-  EXPECT_TRUE(run.Send());
-  Handling handling(config_, run);
-  handling.Report("one");
-  handling.Process(ItemCode::PullData);
-  EXPECT_NE(handling.requests.pulledBlock, "");
-  EXPECT_TRUE(run.delivery.Store().NothingInMemory());
-  handling.items.RestorePulled();
-  EXPECT_EQ(handling.requests.pulledBlock, "");
-  EXPECT_TRUE(run.delivery.SendToServer());
-  EXPECT_EQ(Gateway::Events(), Names{"one"});
 }
 
 }  // namespace
