@@ -3,19 +3,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
-#include <optional>
 #include <utility>
 
-#include "model/event_size.h"
 #include "model/handles.h"
 #include "model/record_keys.h"
 #include "platform/clock.h"
 #include "session/encoded_event.h"
-#include "session/session_environment.h"
+#include "session/host_config.h"
 #include "session/session_thread.h"
-#include "util/hash.h"
-#include "util/log_text.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -26,43 +21,15 @@ constexpr int kMillisecondsPerSecond = 1000;
 // Seconds at the end of the terminate time, reserved for writing unsent records to disk.
 constexpr int kTimeToStore = 1;
 
-// The default user id distinguishes a customer's users from those of other customers.
-void CompleteUserId(LibraryConfig& config) {
-  if (config.customerId.empty()) {
-    config.userId.clear();
-  } else if (config.userId.empty()) {
-    config.userId = HashTextToHex(config.customerId);
-    TAV_DEBUG("SM: Customer ID was provided without User ID. Generated default User ID: %s",
-              Masked(config.userId).Text());
-  }
-}
-
-void TraceProductValues(const PendingProductValues* values) {
-  if (values == nullptr) {
-    return;
-  }
-  for (const auto& [key, pending] : *values) {
-    TAV_TRACE("SM: ProdEnv: key: %s, type: %d, val(str): %s, val(num): %f", key.c_str(),
-              static_cast<int>(pending.value.type), pending.value.text.c_str(),
-              pending.value.number);
-  }
-}
-
 }  // namespace
 
 SessionManager::SessionManager(LibraryConfig config)
     : noImpliedRecords_(config.noImpliedRecords),
       queue_(*this),
-      impliedSession_(queue_, !noImpliedRecords_) {
+      impliedSession_(queue_, !noImpliedRecords_),
+      requests_(*this, queue_) {
   TAV_DEBUG_HERE("SM: ctor");
-  CompleteUserId(config);
-  TraceProductValues(config.productValues.get());
-  if (config.maxEventSize < 1) {
-    config.maxEventSize = EventSize::kDefaultMaximum;
-  }
-  EventSize::SetSessionEnvironment(SessionEnvironmentSize(config.sessionEnvironment.get()));
-  EventSize::SetMaximum(config.maxEventSize);
-  TAV_TRACE("SM: Setting maxEventSize to %d in JsonData", config.maxEventSize);
+  PrepareHostConfig(config);
   sessionThread_ = std::make_unique<SessionThread>(std::move(config), *this, queue_);
 }
 
@@ -124,54 +91,10 @@ void SessionManager::ChangeProductEnv(TavValue_s* value) {
   queue_.AddItem(MakeProductItem(value));
 }
 
-// Queues a request and waits until it is answered. `prepare` writes its arguments and `take` reads
-// its answer. From the one to the other it is this request's turn, and nothing is logged: the
-// host's sink may wait for a thread that waits for its turn.
-template <typename Prepare, typename Take>
-SessionManager::Answer SessionManager::Ask(ItemCode code,
-                                           const char* caller,
-                                           Prepare prepare,
-                                           Take take) {
-  if (Killed()) {
-    return Answer::Killed;
-  }
-  const bool isSync = code == ItemCode::Sync;
-  TAV_DEBUG_HERE("SM: %s. Adding %s", caller, isSync ? "Sync" : caller);
-  WorkItemPtr item = MakeWorkItem(code);
-  TAV_DEBUG("SM: %s. Waiting%sPid: %d, CpuId: %d, Tid: %ld", caller, isSync ? "..." : ". ",
-            TAV_WHERE);
-  if (item != nullptr) {
-    LogWaitReady(-1);
-  }
-  std::optional<Platform::WaitResult> result;
-  {
-    const std::lock_guard turn(isSync ? questionLock_ : requestLock_);
-    if (item != nullptr && Running()) {
-      prepare();
-      queue_.AddItem(std::move(item));
-      result = AwaitReady(-1, isSync ? Ready::Question : Ready::Request);
-      if (*result == Platform::WaitResult::ThreadEnded && Killed()) {
-        return Answer::Killed;
-      }
-    }
-    take();
-  }
-  if (!result) {
-    return Answer::None;
-  }
-  LogReady(*result);
-  return Answer::Given;
-}
-
-template <typename Take>
-SessionManager::Answer SessionManager::Ask(ItemCode code, const char* caller, Take take) {
-  return Ask(code, caller, [] {}, take);
-}
-
 CommitResult SessionManager::Commit() {
   CommitResult result = CommitResult::NotSent;
   RequestData& requests = sessionThread_->Requests();
-  const Answer answer = Ask(
+  const Answer answer = requests_.Ask(
       ItemCode::Commit, "Commit", [&] { requests.commit = CommitResult::NotSent; },
       [&] { result = requests.commit; });
   if (answer == Answer::Killed) {
@@ -184,7 +107,7 @@ CommitResult SessionManager::Commit() {
 // Without memory for the copy, the block stays for the next caller.
 char* SessionManager::PullData() {
   char* block = nullptr;
-  const Answer answer = Ask(ItemCode::PullData, "PullData", [&] {
+  const Answer answer = requests_.Ask(ItemCode::PullData, "PullData", [&] {
     std::string& pulled = sessionThread_->Requests().pulledBlock;
     block = pulled.empty() ? nullptr : static_cast<char*>(std::malloc(pulled.size() + 1));
     if (block != nullptr) {
@@ -200,7 +123,7 @@ char* SessionManager::PullData() {
 }
 
 void SessionManager::PushData(std::string_view block) {
-  const Answer answer = Ask(
+  const Answer answer = requests_.Ask(
       ItemCode::PushData, "PushData", [&] { sessionThread_->Requests().pushedBlock = block; },
       [] {});
   if (answer == Answer::Killed) {
@@ -211,8 +134,8 @@ void SessionManager::PushData(std::string_view block) {
 
 std::string SessionManager::GetEndpointInstance() {
   std::string id;
-  if (Ask(ItemCode::Sync, "GetEndpointInstance",
-          [&] { id = sessionThread_->Requests().endpointId; }) == Answer::Killed) {
+  if (requests_.Ask(ItemCode::Sync, "GetEndpointInstance",
+                    [&] { id = sessionThread_->Requests().endpointId; }) == Answer::Killed) {
     return {};
   }
   TAV_DEBUG("SM: GetEndpointInstance. Waiting done. Endpoint: %s, Pid: %d, CpuId: %d, Tid: %ld",
@@ -231,7 +154,7 @@ long SessionManager::GetLastActiveTime() {
 
 long SessionManager::AskDay(const char* caller, const char* name, DayStamp stamp) {
   long day = 0;
-  if (Ask(ItemCode::Sync, caller, [&] {
+  if (requests_.Ask(ItemCode::Sync, caller, [&] {
         day = static_cast<long>((sessionThread_->Stamps().*stamp)());
       }) == Answer::Killed) {
     return -1;

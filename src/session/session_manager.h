@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "model/library_config.h"
-#include "platform/thread.h"
 #include "session/implied_session.h"
+#include "session/request_channel.h"
 #include "session/work_queue.h"
 #include "util/thread.h"
 
@@ -67,16 +67,10 @@ class SessionManager final : public Thread {
   void Main() override;
 
  private:
-  // None: memory ran out, or the session thread has ended. Killed: it may have held any lock, that
-  // of the log file included, so the caller does nothing more.
-  enum class Answer { Given, None, Killed };
+  using Answer = RequestChannel::Answer;
+  using DayStamp = int64_t (DayStamps::*)() const;
 
   void Queue(ItemCode code);
-  template <typename Prepare, typename Take>
-  Answer Ask(ItemCode code, const char* caller, Prepare prepare, Take take);
-  template <typename Take>
-  Answer Ask(ItemCode code, const char* caller, Take take);
-  using DayStamp = int64_t (DayStamps::*)() const;
   long AskDay(const char* caller, const char* name, DayStamp stamp);
 
   const bool noImpliedRecords_;
@@ -84,9 +78,7 @@ class SessionManager final : public Thread {
   WorkQueue queue_;
   ImpliedSession impliedSession_;
   WorkItemPtr termItem_;  // made at the start, so that the end needs no memory
-  // One synchronous request, and one question, at a time. Nothing is logged meanwhile.
-  Platform::Lock requestLock_;
-  Platform::Lock questionLock_;
+  RequestChannel requests_;
   std::unique_ptr<SessionThread> sessionThread_;
 };
 
