@@ -10,10 +10,11 @@
 #include <vector>
 
 #include "fuzz.h"
-#include "journal/journal_file.h"
+#include "journal/dead_journal.h"
 #include "segment_image.h"
 #include "support/temp_folder.h"
 #include "tavcat/journal_reader.h"
+#include "util/json_members.h"
 #include "util/json_text.h"
 #include "util/text.h"
 #include "util/value_codec.h"
@@ -171,7 +172,7 @@ class DeadRun {
     Require(IsUtf8(fields.name) && IsUtf8(fields.session), "texts are UTF-8");
     JsonText text(64);
     if (!view.Members().empty()) {
-      Require(text.AddMembers(view.Members()), "the properties of an entry are readable");
+      Require(AddMembers(text, view.Members()), "the properties of an entry are readable");
       // jansson reads no zero byte in a key. The texts of hosts have none.
       Require(Fuzz::IsJson(text.View()) || text.View().find("\\u0000") != std::string_view::npos,
               "properties become JSON");

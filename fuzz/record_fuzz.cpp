@@ -144,7 +144,7 @@ class Host {
   ClientEnv client_;
   RecordBuilder builder_{product_, client_, Consent(false)};
   EventLog log_;
-  PendingEvents pending_{log_};
+  PendingEvents pending_{log_.Reader()};
   std::vector<Expected> expected_;
 };
 

@@ -4,6 +4,7 @@
 
 #include "model/event_size.h"
 #include "model/record_keys.h"
+#include "util/json_members.h"
 #include "util/logger.h"
 #include "util/time_stamp.h"
 
@@ -21,7 +22,7 @@ void AddProperties(JsonText& text, const LoggedEvent& event) {
   text.AddName(',', Key::kProperties);
   if (event.properties) {
     text.AddValue(event.properties.Get());
-  } else if (event.members.empty() || !text.AddMembers(event.members)) {
+  } else if (event.members.empty() || !AddMembers(text, event.members)) {
     text.CutTo(before);
   }
 }

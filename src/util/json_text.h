@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <span>
 #include <string_view>
 
 #include "util/json.h"
@@ -35,15 +34,11 @@ class JsonText {
   void AddReal(double number);
   // Not null.
   void AddValue(const json_t* value);
-  // The object whose members have the binary form of value_codec.h. False, and no change, if they
-  // are damaged.
-  bool AddMembers(std::span<const std::byte> members);
 
  private:
   char* Room(size_t size);
   void Grow(size_t size);
   void AddEscaped(std::string_view string);
-  bool AddPlainMembers(std::span<const std::byte> members);
 
   std::unique_ptr<char[]> bytes_;
   size_t size_ = 0;

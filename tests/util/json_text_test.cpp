@@ -11,6 +11,7 @@
 #include "support/random.h"
 #include "support/records.h"
 #include "util/byte_codec.h"
+#include "util/json_members.h"
 #include "util/value_codec.h"
 
 namespace Tav {
@@ -192,7 +193,7 @@ TEST(JsonTextTest, MembersAreThoseOfJansson) {
     const size_t warnings = log.Take().size();
     JsonText text(0);
     text.Add("before");
-    ASSERT_TRUE(text.AddMembers(members));
+    ASSERT_TRUE(AddMembers(text, members));
     ASSERT_EQ(text.View(), "before" + expected);
     ASSERT_EQ(log.Take().size() > 0, warnings > 0);
     nested += expected.find(":{") != std::string::npos ? 1 : 0;
@@ -219,7 +220,7 @@ TEST(JsonTextTest, DamagedMembersLeaveTheTextAsItWas) {
     const JsonPtr expected = ReadMembers(reader);
     JsonText text(0);
     text.Add("before");
-    const bool appended = text.AddMembers(members);
+    const bool appended = AddMembers(text, members);
     ASSERT_EQ(appended, !reader.Failed());
     ASSERT_EQ(text.View(), "before" + (appended ? Testing::Text(expected.Get()) : ""));
     damaged += appended ? 0 : 1;
