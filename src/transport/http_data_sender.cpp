@@ -1,10 +1,11 @@
 #include "transport/http_data_sender.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "platform/clock.h"
-#include "platform/error.h"
+#include "transport/http_response.h"
 #include "util/logger.h"
 #include "util/version.h"
 
@@ -13,12 +14,6 @@ namespace Tav {
 namespace {
 
 constexpr size_t kMaxUrl = 127;
-constexpr size_t kPieceSize = 256;
-constexpr uint32_t kStatusOk = 200;
-constexpr uint32_t kFirstRedirection = 300;
-constexpr uint32_t kFirstClientError = 400;
-constexpr uint32_t kMaxRetryAfter = 3600;  // seconds
-constexpr uint32_t kTimedOut = 12002;      // the last error after one of the system's own time-outs
 
 constexpr Platform::HttpTimeouts kTimeouts{.resolve = 3000,
                                            .connect = 3000,
@@ -141,29 +136,17 @@ int32_t HttpDataSender::SendRequest(const void* body, size_t length, bool closeC
   if (!OpenRequest(length != 0 ? "POST" : "GET") || !Exchange(body, length, closeConnection)) {
     return 1;
   }
-  TAV_TRACE("Querying HTTP headers");
-  uint32_t status = 0;
-  if (!request_.QueryStatus(&status)) {
-    LogError("$Error retrieving HTTP status response");
+  const std::optional<SendOutcome> outcome = ReadHttpOutcome(request_);
+  if (!outcome) {
     return 1;
   }
-  TAV_TRACE("Response is %d", static_cast<int>(status));
-  if (status != kStatusOk) {
-    LogWarning("Response from HTTP is not OK. Got %d instead", static_cast<int>(status));
-  }
-  outcome_ = ReadOutcome(static_cast<int>(status));
-  ReadResponse();
-  if (status >= kFirstRedirection && status < kFirstClientError) {
+  outcome_ = *outcome;
+  response_ =
+      ReadHttpBody(request_, Platform::MonotonicMilliseconds() + std::min(maxReading_, waitLimit_));
+  if (IsRedirection(outcome_.status)) {
     response_ = {};  // the page of whoever redirects
   }
-  return status == kStatusOk ? 0 : 1;
-}
-
-SendOutcome HttpDataSender::ReadOutcome(int status) {
-  uint32_t retryAfter = 0;
-  const bool asks = request_.QueryRetryAfter(&retryAfter);
-  return OutcomeOfStatus(
-      status, asks ? static_cast<int>(std::min<uint32_t>(retryAfter, kMaxRetryAfter)) : 0);
+  return outcome_.kind == SendOutcome::Kind::Accepted ? 0 : 1;
 }
 
 bool HttpDataSender::OpenRequest(const char* verb) {
@@ -193,36 +176,6 @@ bool HttpDataSender::Exchange(const void* body, size_t length, bool closeConnect
     return false;
   }
   return true;
-}
-
-void HttpDataSender::ReadResponse() {
-  const int64_t end = Platform::MonotonicMilliseconds() + std::min(maxReading_, waitLimit_);
-  char piece[kPieceSize];
-  size_t count = 0;
-  size_t total = 0;
-  do {
-    if (!ReadPiece(piece, std::min(sizeof piece, kMaxResponse + 1 - total), &count, end)) {
-      LogError("$Error reading http response data");
-      break;
-    }
-    response_.append(piece, count);
-    total += count;
-  } while (count > 0 && total <= kMaxResponse);
-  if (total > 0) {
-    TAV_TRACE("Read %d bytes from server", static_cast<int>(total));
-  }
-  if (total > kMaxResponse) {
-    response_ = {};
-    LogWarning("Response from HTTP is too long. Stopped reading it");
-  }
-}
-
-bool HttpDataSender::ReadPiece(char* piece, size_t size, size_t* count, int64_t end) {
-  if (Platform::MonotonicMilliseconds() >= end) {
-    Platform::SetLastError(kTimedOut);
-    return false;
-  }
-  return request_.Read(piece, size, count);
 }
 
 int32_t HttpDataSender::Send(const void* body, size_t length, bool closeConnection) try {

@@ -46,10 +46,7 @@ class HttpDataSender final : public DataSender, private Platform::HttpObserver {
   bool OpenConnection();
   int32_t SendRequest(const void* body, size_t length, bool closeConnection);
   bool OpenRequest(const char* verb);
-  SendOutcome ReadOutcome(int status);
   bool Exchange(const void* body, size_t length, bool closeConnection);
-  void ReadResponse();
-  bool ReadPiece(char* piece, size_t size, size_t* count, int64_t end);
 
   SendOutcome outcome_;
   SendingProgress* progress_ = nullptr;
