@@ -5,6 +5,7 @@
 #include "platform/clock.h"
 #include "storage/storage_keys.h"
 #include "storage/storage_views.h"
+#include "storage/stored_env.h"
 #include "util/logger.h"
 
 namespace Tav {
@@ -12,25 +13,16 @@ namespace Tav {
 namespace {
 
 using Access = PersistentStorage::Access;
-using ProductEnvView = PersistentStorage::ProductEnvView;
 using ProductView = PersistentStorage::ProductView;
 
 constexpr char kPlatformCode[] = "wntx64";
 constexpr int64_t kMillisecondsPerSecond = 1000;
 
-int TypeNumber(const EnvValue& value) {
-  return static_cast<int>(value.type);
-}
-
 void TraceEntries(const EnvMap& entries) {
   for (const auto& [key, value] : entries) {
-    TAV_DEBUG("    key: %s, type: %d, strData: %s, numData: %f", key.c_str(), TypeNumber(value),
-              value.text.c_str(), value.number);
+    TAV_DEBUG("    key: %s, type: %d, strData: %s, numData: %f", key.c_str(),
+              static_cast<int>(value.type), value.text.c_str(), value.number);
   }
-}
-
-ProductEnvView ValuesOf(PersistentStorage* storage, const ProductIdentity& product, Access access) {
-  return {storage, product, ProductEnvView::Section::Values, access};
 }
 
 }  // namespace
@@ -82,18 +74,7 @@ const EnvMap* ProductInfo::GetEnvData(bool& isIncremental) const {
 }
 
 void ProductInfo::LoadEnvFromPS(PersistentStorage* storage) {
-  const ProductEnvView view = ValuesOf(storage, identity_, Access::Read);
-  EnvMap stored;
-  for (const std::string& key : view.GetKeys()) {
-    EnvValue value = view.GetValue(key);
-    TAV_TRACE("Product: (%s,%s,%s): existing PS: key=%s, type=%d, val(str)=%s, val(num)=%f",
-              GetName().c_str(), GetVersion().c_str(), GetPlatform().c_str(), key.c_str(),
-              TypeNumber(value), value.text.c_str(), value.number);
-    if (value.type != EnvType::None) {
-      stored[key] = std::move(value);
-    }
-  }
-  env_.AddStored(std::move(stored));
+  env_.AddStored(LoadStoredEnv(storage, identity_));
 }
 
 bool ProductInfo::IsChanged(PersistentStorage* storage) {
@@ -137,23 +118,16 @@ bool ProductInfo::CompareWithStorage(PersistentStorage* storage, const std::stri
 }
 
 bool ProductInfo::CollectChanges(PersistentStorage* storage) {
-  const ProductEnvView stored = ValuesOf(storage, identity_, Access::Read);
-  if (stored.Size() == 0) {
+  const std::optional<EnvMap> changes = FindStoredChanges(storage, identity_, *env_.All());
+  if (!changes) {
     TAV_DEBUG("PI: Changed (PE in PS is empty)");
     return true;
   }
   env_.BeginIncremental();
-  TAV_DEBUG("PI: IsChanged: Collecting incremental changes...");
-  bool changed = false;
-  for (const auto& [key, value] : *env_.All()) {
-    if (!stored.VerifyValue(key, value)) {
-      changed = true;
-      TAV_DEBUG("PI: Changed (incremental). Key: %s, type: %d, strData: %s, numData: %f",
-                key.c_str(), TypeNumber(value), value.text.c_str(), value.number);
-      env_.AddChange(key, value);
-    }
+  for (const auto& [key, value] : *changes) {
+    env_.AddChange(key, value);
   }
-  return changed;
+  return !changes->empty();
 }
 
 void ProductInfo::PersistToPS(PersistentStorage* storage) {
@@ -168,13 +142,7 @@ void ProductInfo::PersistToPS(PersistentStorage* storage) {
     pendingCleared_ = true;
   }
   if (env_.All() != nullptr) {
-    ProductEnvView stored = ValuesOf(storage, identity_, Access::Update);
-    stored.Clear();
-    for (const auto& [key, value] : *env_.All()) {
-      TAV_TRACE("Product: persist to PS: key=%s, type: %d, strData: %s, numData: %f", key.c_str(),
-                TypeNumber(value), value.text.c_str(), value.number);
-      stored.SetValue(key, value);
-    }
+    StoreEnv(storage, identity_, *env_.All());
     env_.BeginIncremental();
   }
   env_.DiscardChanges();
@@ -210,18 +178,7 @@ void ProductInfo::RewriteStoredEnv() {
   PersistentStorage storage(location_);
   storage.Open(Access::Update);
   rewriteDue_ = storage.WasLocked();
-  {
-    ProductEnvView stored = ValuesOf(&storage, identity_, Access::Update);
-    for (const std::string& key : stored.GetKeys()) {
-      if (env_.Find(key) == nullptr) {
-        stored.RemoveValue(key);
-        continue;
-      }
-      const EnvValue value = stored.GetValue(key);
-      TAV_TRACE("PI: persist to PS: key: %s, type: %d, strData: %s, numData: %f", key.c_str(),
-                TypeNumber(value), value.text.c_str(), value.number);
-    }
-  }
+  EraseStoredValues(&storage, identity_, env_);
   storage.CloseAndSave();
 }
 
