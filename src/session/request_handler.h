@@ -5,6 +5,7 @@
 
 #include "session/delivery.h"
 #include "session/recovery.h"
+#include "session/request_data.h"
 #include "session/work_queue.h"
 #include "util/thread.h"
 

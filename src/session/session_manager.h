@@ -10,6 +10,7 @@
 #include "model/library_config.h"
 #include "session/implied_session.h"
 #include "session/request_channel.h"
+#include "session/request_data.h"
 #include "session/work_queue.h"
 #include "util/thread.h"
 

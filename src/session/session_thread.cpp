@@ -5,6 +5,7 @@
 
 #include "session/shutdown.h"
 #include "session/startup.h"
+#include "session/storage_retry.h"
 #include "util/logger.h"
 #include "util/now.h"
 

@@ -1,5 +1,4 @@
-// The start of a run, on the session thread, and what the run repeats of it because another process
-// has storage files locked.
+// The start of a run, on the session thread.
 #pragma once
 
 #include "session/run_parts.h"
@@ -7,9 +6,6 @@
 namespace Tav {
 
 class Shutdown;
-
-// Seconds between two attempts to open a storage file that is locked.
-inline constexpr int kStorageRetry = 1;
 
 // Reads the stored state and applies the settings, before anything is sent.
 class Startup {
@@ -45,10 +41,5 @@ class Startup {
   bool locked_ = false;
   bool daysLoaded_ = false;
 };
-
-bool StorageWorkLeft(const RunParts& parts);
-
-// Repeats what locked storage files have prevented. Never waits for a lock that is held for long.
-void RetryStorage(RunParts& parts);
 
 }  // namespace Tav

@@ -3,81 +3,14 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <mutex>
 #include <span>
-#include <string>
 
 #include "journal/event_log.h"
-#include "model/handles.h"
+#include "session/work_items.h"
 #include "util/thread.h"
 
 namespace Tav {
-
-// The request in an item. The numbers appear in log lines; 1 is no longer used.
-enum class ItemCode : int {
-  Client = 0,
-  Suspend = 2,
-  Resume = 3,
-  Commit = 4,
-  Term = 5,
-  ProdEnv = 6,
-  PullData = 7,
-  PushData = 8,
-  SuspendTerm = 9,
-  Sync = 10,
-};
-
-struct WorkItem {
-  WorkItem* next = nullptr;
-  ItemCode code = ItemCode::Client;
-  EventLog::Position position = 0;  // the item comes after the events before this place
-  TavValue_s* value = nullptr;      // owned, for ProdEnv
-};
-
-struct WorkItemDeleter {
-  void operator()(WorkItem* item) const;
-};
-using WorkItemPtr = std::unique_ptr<WorkItem, WorkItemDeleter>;
-
-// An item without a payload. Null when memory runs out.
-WorkItemPtr MakeWorkItem(ItemCode code);
-
-// A ProdEnv item that owns `value`. When memory runs out, frees the value and returns null.
-WorkItemPtr MakeProductItem(TavValue_s* value);
-
-// A singly linked list of owned items, oldest first.
-class WorkList {
- public:
-  WorkList() = default;
-  WorkList(WorkList&& other) noexcept;
-  WorkList& operator=(WorkList&&) = delete;
-  ~WorkList();
-
-  bool Empty() const { return head_ == nullptr; }
-  int Count() const { return count_; }
-  // Borrowed; null when empty.
-  const WorkItem* First() const { return head_; }
-  void Append(WorkItemPtr item);
-  void AppendAll(WorkList&& other);
-  WorkItemPtr TakeFirst();
-
- private:
-  WorkItem* head_ = nullptr;
-  WorkItem* tail_ = nullptr;
-  int count_ = 0;
-};
-
-enum class CommitResult { Sent, NotSent, CacheWriteFailed };
-
-// The arguments and results of synchronous requests. A host writes those of its request before it
-// queues it and reads them after the answer; in between they belong to the session thread.
-struct RequestData {
-  CommitResult commit = CommitResult::NotSent;
-  std::string endpointId;   // empty while it is unknown
-  std::string pulledBlock;  // a record as text; kept until a host has taken it
-  std::string pushedBlock;
-};
 
 // What hosts have queued: items, and events before `end`.
 struct Work {
