@@ -1,95 +1,55 @@
-// Makes, reads and frees the parts that a test-access object keeps.
 #include "test_access/backdoor.h"
 
-#include <string_view>
+#include <memory>
+#include <optional>
 #include <utility>
 
 #include "api/entry_guard.h"
 #include "api/entry_points.h"
-#include "cache/cache_manager.h"
+#include "api/library.h"
 #include "machine/client_info.h"
 #include "machine/endpoint.h"
 #include "storage/product_info.h"
-#include "util/json.h"
-#include "util/storage_directory.h"
+#include "test_access/server_calls.h"
+#include "transport/data_sender.h"
 
 using namespace Tav;
 
 namespace {
 
-constexpr int32_t kProductAdded = 2;
-
-// A number as JSON writes it, whatever the locale.
-std::string TextOf(const EnvValue& value) {
-  if (value.type != EnvType::Number) {
-    return value.text;
-  }
-  const JsonPtr number(json_real(value.number));
-  char text[64];
-  const size_t length = json_dumpb(number.Get(), text, sizeof text, JSON_ENCODE_ANY);
-  return std::string(text, length <= sizeof text ? length : 0);
-}
-
-// A value of type None for a text that is no JSON number.
-EnvValue ParseNumber(const char* text) {
-  const JsonPtr value(json_loads(text, JSON_DECODE_ANY | JSON_DECODE_INT_AS_REAL, nullptr));
-  return json_is_real(value.Get()) ? EnvValue::Number(json_real_value(value.Get())) : EnvValue();
+ProductIdentity Product(const char* name, const char* version, const char* platform) {
+  return {OrEmpty(name), OrEmpty(version), OrEmpty(platform)};
 }
 
 }  // namespace
 
-Backdoor::Backdoor() = default;
-
-Backdoor::~Backdoor() = default;
-
 int32_t Backdoor::CreateClientInfo() noexcept {
   return Boundary(kFailed, [&] {
-    clientInfo_ = std::make_unique<ClientInfo>();
+    parts_.clientInfo = std::make_unique<ClientInfo>();
     return kYes;
   });
 }
 
 int32_t Backdoor::CreateProductInfo(const char* name, const char* version) noexcept {
   return Boundary(kFailed, [&] {
-    productInfo_ = std::make_unique<ProductInfo>(OrEmpty(name), OrEmpty(version), nullptr);
+    parts_.productInfo = std::make_unique<ProductInfo>(OrEmpty(name), OrEmpty(version), nullptr);
     return kYes;
   });
 }
 
 int32_t Backdoor::OpenStorage(int32_t timestamps, int32_t update) noexcept {
-  return Boundary(kFailed, [&] {
-    DropViews();
-    if (storage_ == nullptr) {
-      storage_ = std::make_unique<PersistentStorage>();
-    }
-    const auto access =
-        update != 0 ? PersistentStorage::Access::Update : PersistentStorage::Access::Read;
-    return YesOrNo(timestamps != 0 ? storage_->OpenTimestamps(access) : storage_->Open(access));
-  });
+  return Boundary(kFailed, [&] { return Tav::OpenStorage(parts_, timestamps != 0, update != 0); });
 }
 
 int32_t Backdoor::CreateClientView() noexcept {
-  return Boundary(kFailed, [&] {
-    if (storage_ == nullptr) {
-      return kFailed;
-    }
-    clientView_ = std::make_unique<PersistentStorage::ClientView>(storage_.get());
-    return kYes;
-  });
+  return Boundary(kFailed, [&] { return Tav::CreateClientView(parts_); });
 }
 
 int32_t Backdoor::CreateProductView(const char* name,
                                     const char* version,
                                     const char* platform) noexcept {
-  return Boundary(kFailed, [&] {
-    if (storage_ == nullptr) {
-      return kFailed;
-    }
-    productView_ = std::make_unique<PersistentStorage::ProductView>(
-        storage_.get(), ProductIdentity{OrEmpty(name), OrEmpty(version), OrEmpty(platform)},
-        PersistentStorage::Access::Update);
-    return productView_->Added() ? kProductAdded : kYes;
-  });
+  return Boundary(kFailed,
+                  [&] { return Tav::CreateProductView(parts_, Product(name, version, platform)); });
 }
 
 int32_t Backdoor::CreateProductEnvView(const char* name,
@@ -97,50 +57,24 @@ int32_t Backdoor::CreateProductEnvView(const char* name,
                                        const char* platform,
                                        int32_t settings) noexcept {
   return Boundary(kFailed, [&] {
-    if (storage_ == nullptr) {
-      return kFailed;
-    }
-    using Section = PersistentStorage::ProductEnvView::Section;
-    productEnvView_ = std::make_unique<PersistentStorage::ProductEnvView>(
-        storage_.get(), ProductIdentity{OrEmpty(name), OrEmpty(version), OrEmpty(platform)},
-        settings != 0 ? Section::Settings : Section::Values, PersistentStorage::Access::Update);
-    return kYes;
+    return Tav::CreateProductEnvView(parts_, Product(name, version, platform), settings != 0);
   });
 }
 
 const char* Backdoor::CreateEndpoint(int32_t steps) noexcept {
-  return Boundary<const char*>(nullptr, [&]() -> const char* {
-    if ((steps & (kEndpointRead | kEndpointPersist)) != 0 && storage_ == nullptr) {
-      return nullptr;
-    }
-    endpoint_ = std::make_unique<Endpoint>();
-    if ((steps & kEndpointRead) != 0) {
-      endpoint_->IsChanged(storage_.get());
-    }
-    if ((steps & kEndpointCompute) != 0) {
-      endpoint_->Compute();
-    }
-    if ((steps & kEndpointPersist) != 0) {
-      endpoint_->Persist(storage_.get());
-    }
-    return ReturnText(endpoint_->GetId());
+  return Boundary<const char*>(nullptr, [&] {
+    return Tav::CreateEndpoint(parts_, steps) ? ReturnText(parts_.endpoint->GetId()) : nullptr;
   });
 }
 
 int32_t Backdoor::CreateCacheManager(const char* prefix) noexcept {
-  return Boundary(kFailed, [&] {
-    if (*OrEmpty(prefix) == '\0') {
-      return kFailed;
-    }
-    cacheManager_ = std::make_unique<CacheManager>(GetStorageDirectory(), prefix);
-    return YesOrNo(!cacheManager_->Disabled());
-  });
+  return Boundary(kFailed, [&] { return Tav::CreateCacheManager(parts_, OrEmpty(prefix)); });
 }
 
 const char* Backdoor::GetText(int32_t part, const char* key) noexcept {
   return Boundary<const char*>(nullptr, [&] {
-    const EnvValue value = FindValue(static_cast<KeptPart>(part), OrEmpty(key));
-    return value.type == EnvType::None ? nullptr : ReturnText(TextOf(value));
+    std::optional<std::string> text = parts_.FindText(static_cast<KeptPart>(part), OrEmpty(key));
+    return text.has_value() ? ReturnText(std::move(*text)) : nullptr;
   });
 }
 
@@ -149,77 +83,115 @@ int32_t Backdoor::SetViewValue(int32_t view,
                                const char* value,
                                int32_t isNumber) noexcept {
   return Boundary(kFailed, [&] {
-    PersistentStorage::View* const target = ViewOf(static_cast<KeptPart>(view));
-    if (target == nullptr) {
-      return kFailed;
-    }
-    if (value == nullptr) {
-      return YesOrNo(target->RemoveValue(OrEmpty(key)));
-    }
-    return YesOrNo(target->SetValue(OrEmpty(key),
-                                    isNumber != 0 ? ParseNumber(value) : EnvValue::String(value)));
+    return Tav::SetViewValue(parts_, static_cast<KeptPart>(view), OrEmpty(key), value,
+                             isNumber != 0);
   });
 }
 
-// Views are freed before the storage whose document they show.
+int32_t Backdoor::CallCacheManager(int32_t operation, int32_t argument) noexcept {
+  return Boundary(kFailed, [&] {
+    return Tav::CallCacheManager(parts_, static_cast<CacheOperation>(operation), argument);
+  });
+}
+
+int32_t Backdoor::CallStorage(int32_t operation) noexcept {
+  return Boundary(
+      kFailed, [&] { return Tav::CallStorage(parts_, static_cast<StorageOperation>(operation)); });
+}
+
+int32_t Backdoor::CallClientInfo(int32_t operation, int32_t milliseconds) noexcept {
+  return Boundary(kFailed, [&] {
+    return Tav::CallClientInfo(parts_, static_cast<ClientInfoOperation>(operation), milliseconds);
+  });
+}
+
+int32_t Backdoor::CallProductInfo(int32_t operation, const char* key, const char* value) noexcept {
+  return Boundary(kFailed, [&] {
+    return Tav::CallProductInfo(parts_, static_cast<ProductInfoOperation>(operation), OrEmpty(key),
+                                OrEmpty(value));
+  });
+}
+
+void Backdoor::SetStorageFile(const char* path) noexcept {
+  Boundary([&] { PersistentStorage::SetAlternatePS(OrEmpty(path)); });
+}
+
+void Backdoor::SetStorageDirectory(const char* directory) noexcept {
+  Boundary([&] { PersistentStorage::SetAlternatePSDirectory(OrEmpty(directory)); });
+}
+
+const char* Backdoor::GetStorageFileName(int32_t timestamps) noexcept {
+  return Boundary<const char*>(nullptr, [&] {
+    using Document = PersistentStorage::Document;
+    return ReturnText(
+        PersistentStorage::GetPSFileSpec(timestamps != 0 ? Document::Timestamps : Document::Main));
+  });
+}
+
+void Backdoor::SetSendHook(SendHook hook) noexcept {
+  TestDataSender::SetHook(hook);
+}
+
+void Backdoor::SetTuning(int32_t maxCacheBytes,
+                         int32_t maxRecordSize,
+                         int32_t maxEventSize,
+                         int32_t sendThreshold,
+                         int32_t maxMemorySize,
+                         int32_t flushInterval,
+                         int32_t pauseInterval,
+                         int32_t breadcrumbLength,
+                         int32_t maxTraceItems) noexcept {
+  Library& library = GetLibrary();
+  library.config.maxCacheBytes = maxCacheBytes;
+  library.config.maxRecordSize = maxRecordSize;
+  library.config.maxEventSize = maxEventSize;
+  library.config.sendThreshold = sendThreshold;
+  library.config.maxMemorySize = maxMemorySize;
+  library.config.flushInterval = flushInterval;
+  library.config.pauseInterval = pauseInterval;
+  library.config.breadcrumbLength = breadcrumbLength;
+  library.maxTraceItems = maxTraceItems;
+}
+
+void Backdoor::SetTestFlag(int32_t flag) noexcept {
+  GetLibrary().testFlag = flag != 0;
+}
+
+void Backdoor::SetConfigOverride(const char* url) noexcept {
+  Boundary([&] { GetLibrary().config.hostConfigUrl = OrEmpty(url); });
+}
+
+const char* Backdoor::FetchSettings(const char* url, const char* name) noexcept {
+  return Boundary<const char*>(nullptr, [&] {
+    std::optional<std::string> setting = FetchSetting(OrEmpty(url), OrEmpty(name));
+    return setting.has_value() ? ReturnText(std::move(*setting)) : nullptr;
+  });
+}
+
+const char* Backdoor::ComposeConfigUrl(const char* hostUrl,
+                                       const char* environmentVariable,
+                                       const char* serverValue,
+                                       const char* externalUrl,
+                                       const char* internalUrl,
+                                       const char* developmentUrl) noexcept {
+  return Boundary<const char*>(nullptr, [&] {
+    return Tav::ComposeConfigUrl(
+        OrEmpty(hostUrl), OrEmpty(environmentVariable), OrEmpty(serverValue),
+        {OrEmpty(externalUrl), OrEmpty(internalUrl), OrEmpty(developmentUrl)});
+  });
+}
+
 void Backdoor::Destroy(int32_t freeObject) noexcept {
-  clientInfo_.reset();
-  productInfo_.reset();
-  clientView_.reset();
-  productView_.reset();
-  productEnvView_.reset();
-  endpoint_.reset();
-  storage_.reset();
-  cacheManager_.reset();
+  parts_.Clear();
   text_.clear();
   if (freeObject != 0) {
     delete this;
   }
 }
 
-PersistentStorage::View* Backdoor::ViewOf(KeptPart part) const {
-  switch (part) {
-    case KeptPart::ClientView:
-      return clientView_.get();
-    case KeptPart::ProductView:
-      return productView_.get();
-    case KeptPart::ProductEnvView:
-      return productEnvView_.get();
-    default:
-      return nullptr;
-  }
-}
-
-// A value of type None when there is none.
-EnvValue Backdoor::FindValue(KeptPart part, const char* key) const {
-  if (part == KeptPart::ClientInfo && clientInfo_ != nullptr) {
-    const ClientEnv& env = clientInfo_->GetClientEnv();
-    const auto found = env.find(key);
-    return found != env.end() ? EnvValue::String(found->second) : EnvValue();
-  }
-  if (part == KeptPart::ProductInfo && productInfo_ != nullptr) {
-    EnvValue value;
-    return productInfo_->FindEnvValue(key, value) ? value : EnvValue();
-  }
-  if (part == KeptPart::Endpoint && endpoint_ != nullptr) {
-    return EnvValue::String(endpoint_->GetId());
-  }
-  if (part == KeptPart::CacheManager && cacheManager_ != nullptr) {
-    return EnvValue::String(cacheManager_->Prefix());
-  }
-  const PersistentStorage::View* const view = ViewOf(part);
-  return view != nullptr ? view->GetValue(key) : EnvValue();
-}
-
 const char* Backdoor::ReturnText(std::string text) {
   text_ = std::move(text);
   return text_.c_str();
-}
-
-void Backdoor::DropViews() {
-  clientView_.reset();
-  productView_.reset();
-  productEnvView_.reset();
 }
 
 Backdoor* TAV_CALL TavCreateBackdoor() {

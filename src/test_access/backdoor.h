@@ -11,101 +11,16 @@
 // CallClientInfo and FetchSettings also for system services or a server. None throws.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <limits>
-#include <memory>
 #include <string>
 
-#include "storage/storage_views.h"
-
-namespace Tav {
-
-class CacheManager;
-class ClientInfo;
-class Endpoint;
-class ProductInfo;
-
-// What operations return when they return a number.
-inline constexpr int32_t kFailed = -1;
-inline constexpr int32_t kNo = 0;
-inline constexpr int32_t kYes = 1;
-
-inline int32_t YesOrNo(bool yes) {
-  return yes ? kYes : kNo;
-}
-
-inline int32_t CountResult(size_t count) {
-  constexpr int32_t kMaxResult = std::numeric_limits<int32_t>::max();
-  return count < static_cast<size_t>(kMaxResult) ? static_cast<int32_t>(count) : kMaxResult;
-}
-
-// The parts that a test-access object keeps.
-enum class KeptPart : int32_t {
-  ClientInfo = 1,
-  ProductInfo = 2,
-  Storage = 3,
-  ClientView = 4,
-  ProductView = 5,
-  ProductEnvView = 6,
-  Endpoint = 7,
-  CacheManager = 8,
-};
-
-enum class CacheOperation : int32_t {
-  Scan = 0,
-  Load = 1,
-  DeleteAll = 2,
-  TotalSize = 3,
-  FileCount = 4,
-  Sequence = 5,
-  Disabled = 6,
-  DeleteFile = 7,
-};
-
-enum class StorageOperation : int32_t {
-  HadParseError = 0,
-  HadOpenError = 1,
-  ProductCount = 2,
-  Close = 3,
-  CloseAndSave = 4,
-  Destroy = 5,
-};
-
-enum class ClientInfoOperation : int32_t {
-  Collect = 0,
-  Finish = 1,
-  LabelCount = 2,
-  Log = 3,
-  IsChanged = 4,
-  Persist = 5,
-};
-
-enum class ProductInfoOperation : int32_t {
-  SetServer = 0,
-  SetValue = 1,
-  SetMap = 2,
-  ToSend = 3,
-  IsPendingOptOutCleared = 4,
-  IsChanged = 5,
-  Load = 6,
-  Persist = 7,
-  PersistPendingOptOut = 8,
-  ClearPendingOptOut = 9,
-};
-
-// The steps of CreateEndpoint, added up.
-inline constexpr int32_t kEndpointRead = 1;
-inline constexpr int32_t kEndpointCompute = 2;
-inline constexpr int32_t kEndpointPersist = 4;
-
-}  // namespace Tav
+#include "test_access/kept_parts.h"
 
 struct Backdoor final {
  public:
   using SendHook = int32_t (*)(const uint8_t* data, size_t length);
 
-  Backdoor();
+  Backdoor() = default;
   Backdoor(const Backdoor&) = delete;
   Backdoor& operator=(const Backdoor&) = delete;
 
@@ -160,20 +75,10 @@ struct Backdoor final {
   virtual void Destroy(int32_t freeObject) noexcept;
 
  private:
-  ~Backdoor();
+  ~Backdoor() = default;
 
-  Tav::PersistentStorage::View* ViewOf(Tav::KeptPart part) const;
-  Tav::EnvValue FindValue(Tav::KeptPart part, const char* key) const;
   const char* ReturnText(std::string text);
-  void DropViews();
 
-  std::unique_ptr<Tav::ClientInfo> clientInfo_;
-  std::unique_ptr<Tav::ProductInfo> productInfo_;
-  std::unique_ptr<Tav::PersistentStorage> storage_;
-  std::unique_ptr<Tav::PersistentStorage::ClientView> clientView_;
-  std::unique_ptr<Tav::PersistentStorage::ProductView> productView_;
-  std::unique_ptr<Tav::PersistentStorage::ProductEnvView> productEnvView_;
-  std::unique_ptr<Tav::Endpoint> endpoint_;
-  std::unique_ptr<Tav::CacheManager> cacheManager_;
+  Tav::KeptParts parts_;
   std::string text_;  // what ReturnText returned last
 };

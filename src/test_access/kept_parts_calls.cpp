@@ -1,15 +1,12 @@
-// Calls operations of the parts that a test-access object keeps, by number.
-#include <string>
-
-#include "api/entry_guard.h"
+// The calls to the kept parts by number.
 #include "cache/cache_manager.h"
 #include "machine/client_info.h"
 #include "model/built_record.h"
 #include "storage/product_info.h"
-#include "test_access/backdoor.h"
+#include "test_access/kept_parts.h"
 #include "util/json.h"
 
-using namespace Tav;
+namespace Tav {
 
 namespace {
 
@@ -94,79 +91,76 @@ int32_t CallProduct(ProductInfo& product,
 
 }  // namespace
 
-int32_t Backdoor::CallCacheManager(int32_t operation, int32_t argument) noexcept {
-  return Boundary(kFailed, [&] {
-    return cacheManager_ == nullptr
-               ? kFailed
-               : CallCache(*cacheManager_, static_cast<CacheOperation>(operation), argument);
-  });
+int32_t CallCacheManager(KeptParts& parts, CacheOperation operation, int32_t argument) {
+  return parts.cacheManager == nullptr ? kFailed
+                                       : CallCache(*parts.cacheManager, operation, argument);
 }
 
-int32_t Backdoor::CallStorage(int32_t operation) noexcept {
-  return Boundary(kFailed, [&] {
-    if (storage_ == nullptr) {
-      return kFailed;
-    }
-    switch (static_cast<StorageOperation>(operation)) {
-      case StorageOperation::HadParseError:
-        return YesOrNo(storage_->HadParseError());
-      case StorageOperation::HadOpenError:
-        return YesOrNo(storage_->HadOpenError());
-      case StorageOperation::ProductCount:
-        return CountResult(storage_->GetProducts().size());
-      case StorageOperation::Close:
-        DropViews();
-        return YesOrNo(storage_->Close(PersistentStorage::Changes::Discard));
-      case StorageOperation::CloseAndSave:
-        DropViews();
-        return YesOrNo(storage_->CloseAndSave());
-      case StorageOperation::Destroy:
-        DropViews();
-        storage_->Close(PersistentStorage::Changes::Discard);
-        return YesOrNo(storage_->Destroy());
-    }
+int32_t CallStorage(KeptParts& parts, StorageOperation operation) {
+  if (parts.storage == nullptr) {
     return kFailed;
-  });
+  }
+  switch (operation) {
+    case StorageOperation::HadParseError:
+      return YesOrNo(parts.storage->HadParseError());
+    case StorageOperation::HadOpenError:
+      return YesOrNo(parts.storage->HadOpenError());
+    case StorageOperation::ProductCount:
+      return CountResult(parts.storage->GetProducts().size());
+    case StorageOperation::Close:
+      parts.DropViews();
+      return YesOrNo(parts.storage->Close(PersistentStorage::Changes::Discard));
+    case StorageOperation::CloseAndSave:
+      parts.DropViews();
+      return YesOrNo(parts.storage->CloseAndSave());
+    case StorageOperation::Destroy:
+      parts.DropViews();
+      parts.storage->Close(PersistentStorage::Changes::Discard);
+      return YesOrNo(parts.storage->Destroy());
+  }
+  return kFailed;
 }
 
-int32_t Backdoor::CallClientInfo(int32_t operation, int32_t milliseconds) noexcept {
-  return Boundary(kFailed, [&] {
-    if (clientInfo_ == nullptr) {
-      return kFailed;
-    }
-    switch (static_cast<ClientInfoOperation>(operation)) {
-      case ClientInfoOperation::Collect:
-        clientInfo_->Collect();
-        return YesOrNo(clientInfo_->Pending());
-      case ClientInfoOperation::Finish:
-        return YesOrNo(clientInfo_->Finish(milliseconds < 0 ? 0 : milliseconds));
-      case ClientInfoOperation::LabelCount:
-        return CountResult(clientInfo_->GetClientEnv().size());
-      case ClientInfoOperation::Log:
-        clientInfo_->LogClientEnv();
-        return kYes;
-      case ClientInfoOperation::IsChanged:
-        return storage_ == nullptr ? kFailed : YesOrNo(clientInfo_->IsChanged(storage_.get()));
-      case ClientInfoOperation::Persist:
-        if (storage_ == nullptr) {
-          return kFailed;
-        }
-        clientInfo_->PersistClientInfo(storage_.get());
-        return kYes;
-    }
+int32_t CallClientInfo(KeptParts& parts, ClientInfoOperation operation, int32_t milliseconds) {
+  if (parts.clientInfo == nullptr) {
     return kFailed;
-  });
+  }
+  switch (operation) {
+    case ClientInfoOperation::Collect:
+      parts.clientInfo->Collect();
+      return YesOrNo(parts.clientInfo->Pending());
+    case ClientInfoOperation::Finish:
+      return YesOrNo(parts.clientInfo->Finish(milliseconds < 0 ? 0 : milliseconds));
+    case ClientInfoOperation::LabelCount:
+      return CountResult(parts.clientInfo->GetClientEnv().size());
+    case ClientInfoOperation::Log:
+      parts.clientInfo->LogClientEnv();
+      return kYes;
+    case ClientInfoOperation::IsChanged:
+      return parts.storage == nullptr ? kFailed
+                                      : YesOrNo(parts.clientInfo->IsChanged(parts.storage.get()));
+    case ClientInfoOperation::Persist:
+      if (parts.storage == nullptr) {
+        return kFailed;
+      }
+      parts.clientInfo->PersistClientInfo(parts.storage.get());
+      return kYes;
+  }
+  return kFailed;
 }
 
-int32_t Backdoor::CallProductInfo(int32_t operation, const char* key, const char* value) noexcept {
-  return Boundary(kFailed, [&] {
-    if (productInfo_ == nullptr) {
-      return kFailed;
-    }
-    const auto which = static_cast<ProductInfoOperation>(operation);
-    if (which < ProductInfoOperation::IsChanged) {
-      return CallProduct(*productInfo_, which, OrEmpty(key), OrEmpty(value));
-    }
-    return storage_ == nullptr ? kFailed : CallProduct(*productInfo_, which, storage_.get());
-  });
+int32_t CallProductInfo(KeptParts& parts,
+                        ProductInfoOperation operation,
+                        const char* key,
+                        const char* value) {
+  if (parts.productInfo == nullptr) {
+    return kFailed;
+  }
+  if (operation < ProductInfoOperation::IsChanged) {
+    return CallProduct(*parts.productInfo, operation, key, value);
+  }
+  return parts.storage == nullptr ? kFailed
+                                  : CallProduct(*parts.productInfo, operation, parts.storage.get());
 }
+
+}  // namespace Tav
