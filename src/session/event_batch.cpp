@@ -66,7 +66,6 @@ void PendingEvents::ReturnTo(const Mark& mark) {
 // If memory runs out, the events stay pending.
 std::unique_ptr<BuiltRecord> EventBatch::BuildRecord() {
   const PendingEvents::Mark mark = pending_.GetMark();
-  builder_.SetMark();
   try {
     std::unique_ptr<BuiltRecord> record = builder_.BuildOneJsonRecord(pending_, changes_);
     pending_.ForgetFirst();
@@ -85,6 +84,7 @@ bool EventBatch::Due(bool all, const RecordStore& store) const {
 }
 
 void EventBatch::BuildNext(RecordStore& store) {
+  builder_.SetMark();  // before an event is read ahead, because it may throw
   // Without this, events that cannot be read any more would make a record without events.
   if (pending_.First() == nullptr && !changes_.RecordDue()) {
     return;

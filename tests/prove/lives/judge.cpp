@@ -97,9 +97,10 @@ class Case {
 
   void ReadRecord(const std::string& record) {
     constexpr std::string_view kKey = "\"id\":\"";
-    const JsonPtr document(json_loadb(record.data(), record.size(), 0, nullptr));
+    json_error_t error;
+    const JsonPtr document(json_loadb(record.data(), record.size(), 0, &error));
     if (!document) {
-      Complain("a record is no JSON document");
+      Complain("a record is no JSON document: " + std::string(error.text));
       return;
     }
     for (const std::string_view key : {Key::kProductName, Key::kProductVersion, Key::kEndpoint}) {
