@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "config/config_manager.h"
-#include "session/session_fixture.h"
+#include "session/session_parts.h"
 #include "storage/storage_views.h"
 #include "streams/chunk_stream.h"
 #include "streams/gzip_stream.h"
@@ -211,6 +211,19 @@ TEST_F(DurableSessionTest, APersistentIntervalRunsAcrossRuns) {
   config_.sendThreshold = 1;
   Run({"four"});
   EXPECT_EQ(Gateway::Events().size(), 12u);
+}
+
+// While sending was suspended.
+TEST_F(DurableSessionTest, APersistentIntervalThatIsOverSendsAtTheEnd) {
+  config_.persistentInterval = true;
+  config_.sendInterval = 5000;
+  Testing::SessionParts run(config_, Testing::Wmi("1"));
+  run.Log("one");
+  Now earlier = ReadClocks();
+  earlier.monotonic = earlier.monotonic + -5001;
+  run.delivery.Schedule().SetInitialWaitTime(earlier, 0, earlier.unixSeconds);
+  run.Terminate();
+  EXPECT_EQ(Gateway::Events(), Names{"one"});
 }
 
 TEST_F(DurableSessionTest, ACacheThatFailsDropsNothingAndTheNextCommitTells) {

@@ -42,10 +42,13 @@ class FailuresTest : public SessionManagerTest {
     onAllocation = nullptr;
   }
 
+  enum class Times { Once, Each };
+
   // The first allocation after a line that begins with `start`, on the thread that logs it, throws.
-  static void FailAfter(const char* start) {
+  static void FailAfter(const char* start, Times times = Times::Once) {
     const std::lock_guard guard(lock_);
     start_ = start;
+    times_ = times;
   }
 
   bool Failed() const {
@@ -63,13 +66,14 @@ class FailuresTest : public SessionManagerTest {
     }
     const std::lock_guard guard(lock_);
     if (!start_.empty() && std::string_view(line).starts_with(start_)) {
-      start_ = {};
+      start_ = times_ == Times::Each ? start_ : std::string_view();
       failingThread = ThisThread();
     }
   }
 
   static inline std::mutex lock_;
   static inline std::string_view start_;
+  static inline Times times_ = Times::Once;
 };
 
 TEST_F(FailuresTest, TheHostIsAnsweredAndTheThreadGoesOn) {
@@ -125,6 +129,20 @@ TEST_F(FailuresTest, AStartThatFailsIsRepeatedAndLosesNothing) {
     expected.insert(expected.end(), {"$b", "one", "$e"});
     EXPECT_EQ(Gateway::Events(), expected);
   }
+}
+
+TEST_F(FailuresTest, ARunThatNeverStartsCachesEverything) {
+  FailAfter("SM: CheckAppStatus", Times::Each);
+  Start();
+  Log("one");
+  EXPECT_TRUE(Failed());
+  Stop();
+  EXPECT_NE(log_.Find("warning: SM: The start has failed again. Everything unsent goes"), "");
+  EXPECT_EQ(Gateway::RecordCount(), 0u);
+  FailAfter("");
+  Start();
+  EXPECT_EQ(manager_->Commit(), CommitResult::Sent);
+  EXPECT_EQ(Gateway::Events(), (Names{"$b", "one", "$e"}));
 }
 
 // Without a journal, at the end of a run.

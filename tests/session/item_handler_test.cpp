@@ -4,7 +4,9 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/process.h"
 #include "session/sending_fixture.h"
+#include "support/held_file.h"
 
 namespace Tav {
 namespace {
@@ -62,6 +64,42 @@ TEST_F(ItemHandlerTest, EventsBehindWhatACommitLeftAreHandled) {
   EXPECT_EQ(Gateway::Events(), Names{"one"});
   EXPECT_TRUE(handling.items.Suspended());
   EXPECT_EQ(run.delivery.Batch().Pending().Count(), 1) << "the second event";
+}
+
+// Hosts report events while there is no room for them.
+TEST_F(ItemHandlerTest, RefusedEventsAreCounted) {
+  SessionParts run(config_, Wmi("1"));
+  Handling handling(config_, run);
+  constexpr size_t kTooMuch = SegmentPool::kMaxBytes + 1;
+  auto* const memory = static_cast<std::byte*>(Platform::AllocatePages(kTooMuch));
+  ASSERT_NE(memory, nullptr);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(run.queue.AddEvent({memory, kTooMuch}));
+  }
+  Platform::FreePages(memory, kTooMuch);
+  handling.Report("one");
+  handling.Process(ItemCode::Suspend);
+  EXPECT_NE(log_.Find("warning: SM: Too many events wait. 2 new events were refused"), "");
+  log_.Take();
+  handling.Process(ItemCode::Resume);
+  EXPECT_EQ(log_.Find("warning: SM: Too many events wait."), "") << "they are told once";
+  EXPECT_EQ(run.delivery.Batch().Pending().Count(), 1);
+}
+
+// Another process holds the file longer than the thread waits for it.
+TEST_F(ItemHandlerTest, SettingsAreDroppedWhileTheStorageFileIsLocked) {
+  constexpr char kAnswer[] = R"({"flush_time": 17})";
+  SessionParts run(config_, Wmi("1"));
+  run.Log("one");
+  EXPECT_TRUE(run.Send());
+  {
+    const Testing::HeldFile held(folder_.Path("TavData"));
+    run.app.StoreFetchedSettings(kAnswer, "test://", 0);
+    EXPECT_NE(log_.Find("warning: SM: The storage file is locked. Dropped the settings"), "");
+  }
+  EXPECT_EQ(folder_.Contents("TavData").find("flush_time"), std::string::npos);
+  run.app.StoreFetchedSettings(kAnswer, "test://", StorageFile::kDefaultLockWait);
+  EXPECT_NE(folder_.Contents("TavData").find("flush_time"), std::string::npos);
 }
 
 }  // namespace
