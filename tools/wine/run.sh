@@ -14,12 +14,15 @@ here=$(dirname "$0")
 # that program. It must not hold a pipe open whose reader waits for its end.
 folder=$(mktemp -d) || exit 1
 show() {
-  local status=$?
+  local status=$? silent=false
+  [ $status = 0 ] || [ -s "$folder/out" ] || [ -s "$folder/err" ] || silent=true
   cat "$folder/out"
   cat "$folder/err" >&2
   rm -rf "$folder"
   # A program that Wine or a crash has ended may have printed nothing about it.
-  [ $status -le 2 ] || echo "tools/wine/run.sh: ${1##*/} ended with status $status" >&2
+  if [ $status -gt 2 ] || $silent; then
+    echo "tools/wine/run.sh: ${1##*/} ended with status $status" >&2
+  fi
 }
 trap 'show "$1"' EXIT
 wine "$@" >"$folder/out" 2>"$folder/err"

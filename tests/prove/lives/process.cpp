@@ -30,7 +30,11 @@ Ending EndingOf(DWORD waited, DWORD status) {
   if (waited != WAIT_OBJECT_0) {
     return Ending::Hung;
   }
-  return status == 0 ? Ending::Returned : status == kDied ? Ending::Died : Ending::Failed;
+  if (status == 0 || status == kDied) {
+    return status == 0 ? Ending::Returned : Ending::Died;
+  }
+  std::printf("a child ends with status %lx\n", status);
+  return Ending::Failed;
 }
 
 }  // namespace
@@ -47,6 +51,7 @@ Ending RunChild(const std::vector<std::string>& arguments) {
   PROCESS_INFORMATION process{};
   if (!CreateProcessA(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
                       &process)) {
+    std::printf("a child cannot be started: error %lu\n", GetLastError());
     return Ending::Failed;
   }
   const DWORD waited = WaitForSingleObject(process.hProcess, kMaxSeconds * 1000);

@@ -64,7 +64,7 @@ for ((i = 0; i < ${#lines[@]}; i += 6)); do
       break
     }
     run_program "$program" >../run.log 2>&1 </dev/null || {
-      by="$program: $(grep -c '^\[  FAILED  \] .*[^)]$' ../run.log || true) cases"
+      by="$program: $(grep -c "^\[  FAILED  \] .*ms)$" ../run.log || true) cases"
       break
     }
   done

@@ -152,6 +152,10 @@ int HostProcess::Wait() {
   return status;
 }
 
+void HostProcess::Stop() {
+  kill(id_, SIGSTOP);
+}
+
 void HostProcess::Kill() {
   if (id_ <= 0) {
     return;

@@ -32,6 +32,8 @@ class HostProcess {
   // Reads its output until a line contains `part`, and returns that line. If there is none the test
   // fails and the result is empty.
   std::string Await(const std::string& part);
+  // Stops it where it is. Only Kill may follow.
+  void Stop();
   // Kills it, and reads the rest of its output.
   void Kill();
   // Whether it prints `part` before its end.
