@@ -18,13 +18,13 @@ start() {
   # If a server already runs, a second one exits with a status other than 0.
   quiet wineserver -p30 || return 0
   if [ ! -e "$WINEPREFIX/.tav-ready-2" ]; then
-    quiet wine wineboot --init || return 1
+    quiet "${wine[@]}" wineboot --init || return 1
     # Programs see Windows 10, the oldest supported system, and may have windows without a display.
-    quiet wine reg add 'HKCU\Software\Wine' /v Version /d win10 /f || return 1
-    quiet wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f || return 1
+    quiet "${wine[@]}" reg add 'HKCU\Software\Wine' /v Version /d win10 /f || return 1
+    quiet "${wine[@]}" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f || return 1
     touch "$WINEPREFIX/.tav-ready-2"
   else
-    quiet wine cmd /c exit || return 1
+    quiet "${wine[@]}" cmd /c exit || return 1
   fi
   echo started
 }

@@ -8,7 +8,7 @@ here=$(dirname "$0")
   echo "tools/wine/run.sh: no usable Wine prefix in $WINEPREFIX" >&2
   exit 1
 }
-[ -p /dev/stdout ] || [ -p /dev/stderr ] || exec wine "$@"
+[ -p /dev/stdout ] || [ -p /dev/stderr ] || exec "${wine[@]}" "$@"
 
 # Wine's desktop process inherits the output of the program that first needs a desktop, and outlives
 # that program. It must not hold a pipe open whose reader waits for its end.
@@ -25,4 +25,4 @@ show() {
   fi
 }
 trap 'show "$1"' EXIT
-wine "$@" >"$folder/out" 2>"$folder/err"
+"${wine[@]}" "$@" >"$folder/out" 2>"$folder/err"
