@@ -35,12 +35,8 @@ class RecoveryTest : public SessionManagerTest {
 
   // The journal of a dead run.
   struct Dead {
-    explicit Dead(const std::string& customer = {}) : run(Block(customer)) {}
-    static RunBlock Block(const std::string& customer) {
-      RunBlock block;
-      block.customerId = customer;
-      return block;
-    }
+    Dead() = default;
+    explicit Dead(RunBlock block) : run(std::move(block)) {}
     void Add(std::string_view name, int days = 0, bool dropped = false) {
       while (log.Segments().Ready() < 2) {
         ASSERT_TRUE(log.AddRoom(file->AddSegment()));
@@ -119,6 +115,32 @@ class RecoveryTest : public SessionManagerTest {
   SessionParts run_;
 };
 
+// Not those of the run that recovers them.
+TEST_F(RecoveryTest, RecordsCarryTheIdentityOfTheDeadRun) {
+  {
+    RunBlock block;
+    block.product = {"Other", "0.9", "wntx32"};
+    block.libraryVersion = "1.2.3";
+    block.endpointId = "02Xdead";
+    block.customerId = "customer";
+    block.userId = "user";
+    block.productContext = "context";
+    block.productComponentName = "component";
+    block.tags["level"] = {"gold"};
+    block.sessionEnvironment = JsonPtr(json_pack("{s:s}", "Theme", "Dark"));
+    Dead(std::move(block)).Add("one");
+  }
+  Recover();
+  EXPECT_TRUE(run_.Send());
+  const std::string record = Gateway::Text(Gateway::RecordCount() - 1);
+  const size_t events = record.find(R"("rt":[)");
+  EXPECT_EQ(
+      record.substr(0, events),
+      R"({"pn":"Other","pv":"0.9","pp":"wntx32","sv":"1.2.3","tv":3,"ep":"02Xdead",)"
+      R"("c":"customer","u":"user","px":"context","pc":"component","pt":{"level":["gold"]},)");
+  EXPECT_NE(record.find(R"("se":{"Theme":"Dark"})", events), std::string::npos) << record;
+}
+
 // The queue must not wait until a large journal is read.
 TEST_F(RecoveryTest, AStepPassesALimitedNumberOfEntries) {
   constexpr int kDropped = 40000;
@@ -173,7 +195,9 @@ TEST_F(RecoveryTest, DamageCostsOnlyWhatItHas) {
   std::string noDescription;
   std::string noEvent;
   {
-    Dead dead("unreadable description");
+    RunBlock block;
+    block.customerId = "unreadable description";
+    Dead dead(std::move(block));
     noDescription = dead.path;
     dead.Add("described");
   }

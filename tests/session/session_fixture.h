@@ -79,6 +79,10 @@ class Gateway {
     const std::lock_guard guard(mutex);
     return TextAt(Records().at(record).Get(), "ep");
   }
+  static std::string Text(size_t record) {
+    const std::lock_guard guard(mutex);
+    return Testing::Text(Records().at(record).Get());
+  }
   static bool HasProductEnvironment(size_t record) {
     const std::lock_guard guard(mutex);
     return json_object_get(Records().at(record).Get(), "pe") != nullptr;
