@@ -4,9 +4,9 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/file.h"
 #include "platform/process.h"
 #include "session/sending_fixture.h"
-#include "support/held_file.h"
 
 namespace Tav {
 namespace {
@@ -93,7 +93,10 @@ TEST_F(ItemHandlerTest, SettingsAreDroppedWhileTheStorageFileIsLocked) {
   run.Log("one");
   EXPECT_TRUE(run.Send());
   {
-    const Testing::HeldFile held(folder_.Path("TavData"));
+    Platform::File other;
+    const std::string path = Testing::StorageFolder::Utf8(folder_.Path("TavData"));
+    ASSERT_EQ(other.Open(path.c_str(), Platform::FileUse::Update), Platform::OpenResult::Opened);
+    ASSERT_TRUE(other.LockFirstByte());
     run.app.StoreFetchedSettings(kAnswer, "test://", 0);
     EXPECT_NE(log_.Find("warning: SM: The storage file is locked. Dropped the settings"), "");
   }
