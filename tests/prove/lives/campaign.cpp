@@ -93,7 +93,8 @@ int Campaign::Show(const Plan& plan) {
   for (const char* const run : {plan.life->name, "after"}) {
     std::printf("-- %s\n", run);
     const Evidence evidence(cell_.EvidenceOf(run));
-    for (const Fact fact : {Fact::Logged, Fact::Hit, Fact::Accepted, Fact::Refused, Fact::Commit}) {
+    for (const Fact fact :
+         {Fact::Logged, Fact::Hit, Fact::Reported, Fact::Accepted, Fact::Commit}) {
       for (const std::string& line : evidence.Of(fact)) {
         std::printf("%c %s\n", static_cast<char>(fact), line.c_str());
       }

@@ -10,8 +10,8 @@
 namespace Tav::Testing {
 
 enum class Fact : char {
+  Reported = 'T',   // an event whose LogEvent is about to be called; it may be delivered or not
   Accepted = 'A',   // an event whose LogEvent returned without a complaint in the log
-  Refused = 'R',    // an event that the log complained of; it may be delivered or not
   Delivered = 'D',  // the text of a record that the gateway has accepted
   Logged = 'L',     // a line of the library's log
   Commit = 'C',     // the result of a Commit

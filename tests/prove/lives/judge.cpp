@@ -76,11 +76,10 @@ class Case {
   void Read(const std::string& run) {
     const Evidence evidence(cell_.EvidenceOf(run));
     const Lines& accepted = evidence.Of(Fact::Accepted);
-    const Lines& refused = evidence.Of(Fact::Refused);
+    const Lines& reported = evidence.Of(Fact::Reported);
     const Lines& log = evidence.Of(Fact::Logged);
     accepted_.insert(accepted.begin(), accepted.end());
-    reported_.insert(accepted.begin(), accepted.end());
-    reported_.insert(refused.begin(), refused.end());
+    reported_.insert(reported.begin(), reported.end());
     log_.insert(log_.end(), log.begin(), log.end());
     for (const std::string& record : evidence.Of(Fact::Delivered)) {
       ReadRecord(record);

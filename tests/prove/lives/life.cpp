@@ -134,8 +134,11 @@ class Host {
     if (kind == kKinds - 1) {
       tav_.AddEventProperty(event, "large", large_.c_str());
     }
+    Add(Fact::Reported, id);
     tav_.LogEvent(event);
-    Add(complained ? Fact::Refused : Fact::Accepted, id);
+    if (!complained) {
+      Add(Fact::Accepted, id);
+    }
     if (session != nullptr) {
       tav_.SessionEnd(session);
     }
