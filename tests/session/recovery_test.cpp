@@ -158,6 +158,31 @@ TEST_F(RecoveryTest, AStepPassesALimitedNumberOfEntries) {
   EXPECT_TRUE(std::filesystem::is_empty(Folder()) || CountLines("warning") == 0);
 }
 
+// Its process may die after any step.
+TEST_F(RecoveryTest, ALaterRecoveryGoesOnBehindTheStoredRecords) {
+  Names names;
+  {
+    Dead dead;
+    for (int i = 0; i < 100; ++i) {
+      names.push_back("event" + std::to_string(i));
+      dead.Add(names.back());
+    }
+  }
+  run_.builder.SetMaxRecordSize(2000);
+  {
+    Recovery recovery(config_, run_.consent, run_.app, run_.intake, run_.builder, run_.journal,
+                      run_.delivery);
+    while (run_.delivery.Store().CacheSize() == 0) {
+      ASSERT_EQ(recovery.Timeout(), 0);
+      recovery.Step();
+    }
+  }
+  EXPECT_EQ(CountJournals(), 1);
+  EXPECT_GT(Recover(), 2);
+  EXPECT_TRUE(run_.Send());
+  EXPECT_EQ(Gateway::Events(), names);
+}
+
 TEST_F(RecoveryTest, TheNewestEventTellsTheAge) {
   for (const int newest : {40, 20}) {
     std::string path;
