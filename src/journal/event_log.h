@@ -63,7 +63,7 @@ class EventLog {
   void Close() { closed_ = true; }
   // Everything before `end` is settled. Segments without unsettled entries become ready.
   void Settle(Position end);
-  // A memory segment that is full, and a mapped one to which it can move; call before Move.
+  // A memory segment that is full, and a mapped one to which it can move; call before Copy.
   struct Migration {
     Segment from;
     Segment to;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "platform/guarded_copy.h"
@@ -75,6 +76,7 @@ std::byte* JournalFile::MapPiece(size_t size) {
                       !file_.Extend(size - static_cast<size_t>(present)))) {
     return nullptr;
   }
+  pieces_.reserve(pieces_.size() + 1);  // throws before there is a mapping
   std::byte* const memory = file_.Map(size_, size);
   if (memory != nullptr) {
     pieces_.push_back({memory, size});
@@ -83,7 +85,7 @@ std::byte* JournalFile::MapPiece(size_t size) {
   return memory;
 }
 
-std::byte* JournalFile::AddSegment() {
+std::byte* JournalFile::AddSegment() try {
   std::byte* const memory = MapPiece(kSegmentSize);
   if (memory == nullptr || Touch(memory, kSegmentSize)) {
     return memory;
@@ -92,6 +94,9 @@ std::byte* JournalFile::AddSegment() {
   pieces_.pop_back();
   size_ -= static_cast<int64_t>(kSegmentSize);
   errno = EIO;
+  return nullptr;
+} catch (const std::bad_alloc&) {
+  errno = ENOMEM;
   return nullptr;
 }
 

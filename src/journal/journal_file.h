@@ -56,7 +56,7 @@ class JournalFile {
   std::vector<Segment> Segments() const;
 
   // Adds a segment at the end of the file, mapped, with its pages in memory. Null if the disk is
-  // full or the system refuses, with the reason in errno.
+  // full, memory runs out or the system refuses, with the reason in errno.
   std::byte* AddSegment();
 
   // Unmaps and deletes the file; nothing of it must be used any more. False, and the file stays, if

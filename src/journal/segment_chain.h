@@ -1,5 +1,4 @@
-// The segments in use, in their order, each for the time from its first entry to the settling of
-// its last one.
+// The segments in use, in order. A segment is in use until its last entry is settled.
 //
 // Host threads add a use under the lock of the queue while the session thread reads older ones
 // without it. Uses are removed, and a segment is replaced, by the session thread, with the lock.

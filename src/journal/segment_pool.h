@@ -10,7 +10,8 @@
 
 namespace Tav {
 
-// With the lock of the queue held. Mapped segments and their contents belong to their owner.
+// With the lock of the queue held. Mapped segments are borrowed: the journal file
+// owns them.
 class SegmentPool {
  public:
   // Bytes in file and memory together, in use or ready.
@@ -33,7 +34,7 @@ class SegmentPool {
 
   // Takes a ready segment for use. There must be one.
   Segment TakeMapped() { return Segment(ready_[--readyCount_]); }
-  // The segment that was taken last cannot be accessed. Gives the file up.
+  // A segment that was taken cannot be accessed. Gives the file up.
   void FailTaken();
   // Plain memory for an entry of `entrySize` bytes. Null at the limit or if memory runs out.
   Segment TakeMemory(size_t entrySize);

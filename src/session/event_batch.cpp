@@ -84,7 +84,7 @@ bool EventBatch::Due(bool all, const RecordStore& store) const {
 }
 
 void EventBatch::BuildNext(RecordStore& store) {
-  builder_.SetMark();  // before an event is read ahead, because it may throw
+  builder_.SetMark();  // may throw, so it comes before an event is read ahead
   // Without this, events that cannot be read any more would make a record without events.
   if (pending_.First() == nullptr && !changes_.RecordDue()) {
     return;

@@ -54,11 +54,11 @@ void RunJournal::Open(const std::string& directory, std::string_view prefix, con
 }
 
 std::unique_ptr<JournalFile> RunJournal::CreateFile() {
-  name_ = NewJournalFileName(prefix_);
+  std::string name = NewJournalFileName(prefix_);
   std::unique_ptr<JournalFile> file =
-      JournalFile::Create(JoinPath(directory_, name_), run_, Platform::UnixMilliseconds());
-  if (file == nullptr) {
-    name_.clear();
+      JournalFile::Create(JoinPath(directory_, name), run_, Platform::UnixMilliseconds());
+  if (file != nullptr) {
+    name_ = std::move(name);
   }
   return file;
 }

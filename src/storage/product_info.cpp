@@ -123,10 +123,10 @@ bool ProductInfo::CollectChanges(PersistentStorage* storage) {
     TAV_DEBUG("PI: Changed (PE in PS is empty)");
     return true;
   }
-  env_.BeginIncremental();
   for (const auto& [key, value] : *changes) {
     env_.AddChange(key, value);
   }
+  env_.BeginIncremental();
   return !changes->empty();
 }
 

@@ -2,14 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <string>
 #include <system_error>
 #include <thread>
 
 #include "journal_fixture.h"
 #include "platform/lost_pages.h"
+#include "support/replaced_new.h"
 
 namespace Tav {
 namespace {
@@ -117,6 +120,24 @@ TEST(JournalFileNameTest, BelongsToOnePrefix) {
   EXPECT_FALSE(IsJournalFileName("TavJournal_9A80ECF5_", name + "0"));
   EXPECT_FALSE(IsJournalFileName("TavJournal_9A80ECF5_", "TavJournal_9A80ECF5_0123456789abcdeX"));
 }
+
+#if TAV_REPLACES_NEW
+// Otherwise the session thread would lose what it has taken from the queue.
+TEST_F(JournalFileTest, WithoutMemoryNoSegmentIsAdded) {
+  AddRoom(1);
+  Testing::onAllocation = [](size_t) { throw std::bad_alloc(); };
+  const std::byte* const segment = file_->AddSegment();
+  const int reason = errno;
+  Testing::onAllocation = nullptr;
+  EXPECT_EQ(segment, nullptr);
+  EXPECT_EQ(reason, ENOMEM);
+  AddRoom(1);
+  Append("a", 1000000);
+  Append("b", 1000000);
+  Die();
+  EXPECT_EQ(Unsettled(*Take()), (Names{"a", "b"}));
+}
+#endif
 
 }  // namespace
 }  // namespace Tav

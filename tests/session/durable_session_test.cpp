@@ -213,7 +213,7 @@ TEST_F(DurableSessionTest, APersistentIntervalRunsAcrossRuns) {
   EXPECT_EQ(Gateway::Events().size(), 12u);
 }
 
-// While sending was suspended.
+// Its time has come, but no turn has sent yet.
 TEST_F(DurableSessionTest, APersistentIntervalThatIsOverSendsAtTheEnd) {
   config_.persistentInterval = true;
   config_.sendInterval = 5000;
