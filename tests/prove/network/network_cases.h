@@ -19,7 +19,7 @@ struct NetworkCase {
   bool flaps = false;  // the host sends until it succeeds, and every third connection is good
   bool https = false;  // with the DLL only
   bool onlyNative = false;
-  bool unboundedInWine = false;  // the memory that the answer takes
+  bool unboundedInWine = false;    // the memory that the answer takes
   std::string host = "127.0.0.1";  // another one does not lead to the server
 };
 
